@@ -1,0 +1,29 @@
+#pragma once
+// The one form of "call the platform, log a failure under the routine's tag, stop there".
+//
+//     PlatformCalls calls("Quorvel_GetAttachments");
+//     calls(item->GetAttachmentTable(0, &table), "pMessage->GetAttachmentTable return 0x%x\n") &&
+//         calls(table->SetColumns(columns, 0), "pTable->SetColumns return 0x%x\n") && ...;
+//     return calls.result;
+//
+// A call converts to true when its result is exactly 0. The first argument of the format is the result; further
+// arguments follow it.
+
+#include "log/CLog.h"
+
+class PlatformCalls {
+  public:
+    explicit PlatformCalls(const char* routine) : tag(routine) {}
+
+    template <typename... Args>
+    bool operator()(HRESULT hr, const char* format, Args... args) {
+        result = hr;
+        if (hr == S_OK) return true;
+        g_Log.Error(tag, format, hr, args...);
+        return false;
+    }
+
+    const char* const tag;
+    /// Result of the last call made.
+    HRESULT result = S_OK;
+};

@@ -1,0 +1,16 @@
+#pragma once
+// Entry identifiers as text (two upper-case hexadecimal digits a byte), in blocks of MAPIAllocateBuffer.
+
+#include "store/resources.h"
+
+/// New text of 2 * count + 1 bytes, or null when the platform has no memory.
+MapiBuffer<char> EntryIdToText(const void* bytes, size_t count);
+
+/// A binary entry identifier and its byte count.
+struct EntryId {
+    MapiBuffer<ENTRYID> bytes;
+    ULONG count = 0;
+};
+/// Half as many bytes as the text has characters (an odd last digit is ignored). bytes is null when the platform
+/// has no memory.
+EntryId TextToEntryId(const char* text);
