@@ -12,15 +12,16 @@
  *   Appointment_*, Normalize_*   calendar normalisations
  *   FCI_*            cabinet writer
  *
- * Threads: every call runs on the caller's thread; the library starts none and takes no locks. One handle is used
- * by one thread at a time.
+ * Threads: every call runs on the caller's thread; the library starts none and takes no locks. One handle is
+ * used by one thread at a time.
  *
- * Memory: a handle owns everything it allocated until its *_Delete. Buffers that store-access exports hand out come
- * from MAPIAllocateBuffer and are freed by the caller with MAPIFreeBuffer; objects they hand out are released with
- * Quorvel_CloseItem, Quorvel_CloseFolder or Quorvel_CloseStore. Objects that are handed in stay the caller's.
+ * Memory: a handle owns everything it allocated until its *_Delete. Buffers that store-access exports hand
+ * out come from MAPIAllocateBuffer and are freed by the caller with MAPIFreeBuffer; objects they hand out are
+ * released with Quorvel_CloseItem, Quorvel_CloseFolder or Quorvel_CloseStore. Objects that are handed in stay
+ * the caller's.
  *
- * Entry identifiers cross this boundary only as entry-identifier text: 8-bit, upper-case hexadecimal, two digits a
- * byte, terminated by a zero.
+ * Entry identifiers cross this boundary only as entry-identifier text: 8-bit, upper-case hexadecimal, two
+ * digits a byte, terminated by a zero.
  */
 
 #include <windows.h>
@@ -40,9 +41,11 @@ extern "C" {
 #define QUORVEL_ASSERT _Static_assert
 #endif
 
-/* ---- Records and constants -------------------------------------------------------------------------------------- */
+/* ---- Records and constants
+ * -------------------------------------------------------------------------------------- */
 
-/* How two values of a property are compared. A method that does not apply to a type is ignored for that type. */
+/* How two values of a property are compared. A method that does not apply to a type is ignored for that type.
+ */
 typedef enum ECompareMethod {
     cmExact = 0,                 /* texts without regard to case; times and numbers exactly */
     cmTimeWithin10Min = 1,       /* times at most 599 whole seconds apart are equal */
@@ -69,12 +72,13 @@ typedef enum EOriginalKind {
 
 /* One property that a search or a matrix reads and compares. */
 typedef struct TComparyProp {
-    const wchar_t* lpszKey;      /* the caller's key, used in log lines; may be null (an empty key) */
-    const wchar_t* lpszName;     /* display name, used in log lines; may be null */
-    unsigned int nReserved;      /* copied, never interpreted */
-    unsigned int ulPropTag;      /* property tag; 0: a named property whose tag is not resolved yet */
-    const char* lpszGuid;        /* property set of a named property, "{00062002-0000-0000-C000-000000000046}"; or null */
-    int nID;                     /* numeric name; in the library's own set the number of a derived property, 1 to 6 */
+    const wchar_t* lpszKey;  /* the caller's key, used in log lines; may be null (an empty key) */
+    const wchar_t* lpszName; /* display name, used in log lines; may be null */
+    unsigned int nReserved;  /* copied, never interpreted */
+    unsigned int ulPropTag;  /* property tag; 0: a named property whose tag is not resolved yet */
+    const char*
+        lpszGuid; /* property set of a named property, "{00062002-0000-0000-C000-000000000046}"; or null */
+    int nID;      /* numeric name; in the library's own set the number of a derived property, 1 to 6 */
     const wchar_t* lpszID;       /* string name, used when nID is 0; may be null */
     unsigned int nType;          /* PT_* of the value; low 16 bits of a resolved tag */
     unsigned int nInterface;     /* 0: plain value; 1: read and compared through a stream */
@@ -91,8 +95,8 @@ typedef struct TComparyProps {
 
 /* How the original of each group of duplicates is chosen. */
 typedef struct TOriginalDefinition {
-    unsigned int nKind;         /* EOriginalKind; a value above 7 works as okMostFilled */
-    unsigned int nField;        /* okFieldValue: index of the entry in the caller's list, skipped entries counted */
+    unsigned int nKind;  /* EOriginalKind; a value above 7 works as okMostFilled */
+    unsigned int nField; /* okFieldValue: index of the entry in the caller's list, skipped entries counted */
     unsigned int nFieldType;    /* okFieldValue: PT_STRING8 or PT_UNICODE */
     unsigned char reserved[36]; /* not read */
     const void* lpszValue;      /* okFieldValue: the wanted text, 8-bit or wide as nFieldType says */
@@ -110,15 +114,16 @@ QUORVEL_ASSERT(offsetof(TComparyProps, lpProps) == 8, "offset of lpProps");
 QUORVEL_ASSERT(sizeof(TOriginalDefinition) == 56, "TOriginalDefinition is laid out for 64-bit Windows");
 QUORVEL_ASSERT(offsetof(TOriginalDefinition, lpszValue) == 48, "offset of lpszValue");
 
-/* ---- Interface level and log ------------------------------------------------------------------------------------ */
+/* ---- Interface level and log
+ * ------------------------------------------------------------------------------------ */
 
 /* The interface level of this library: always 4. */
 QUORVEL_API int Quorvel_GetCompatibleCode(void);
 
-/* Configures the log; extra logging is switched off. Either path may be null: that file is then not written. The
- * files named are trimmed at once and opened by the first line that needs them. debugOutput non-zero sends every line
- * to the debugger output too. Informational lines are written when their verbosity is at most the given one.
- * Note the order: the error file comes first. */
+/* Configures the log; extra logging is switched off. Either path may be null: that file is then not written.
+ * The files named are trimmed at once and opened by the first line that needs them. debugOutput non-zero
+ * sends every line to the debugger output too. Informational lines are written when their verbosity is at
+ * most the given one. Note the order: the error file comes first. */
 QUORVEL_API void Quorvel_ConfigLog(const char* errPath, const char* logPath, int debugOutput, int verbosity);
 /* The same; extra non-zero switches extra logging (long dumps of items, trees and rules) on. */
 QUORVEL_API void Quorvel_ConfigLogEx(const char* errPath, const char* logPath, int debugOutput, int verbosity,
@@ -127,25 +132,35 @@ QUORVEL_API void Quorvel_ConfigLogEx(const char* errPath, const char* logPath, i
 QUORVEL_API const char* Quorvel_GetFilenameLog(void);
 QUORVEL_API const char* Quorvel_GetFilenameErr(void);
 
-/* ---- Sessions, stores, items ------------------------------------------------------------------------------------ */
+/* ---- Sessions, stores, items
+ * ------------------------------------------------------------------------------------ */
 
-/* ---- Reading property values ------------------------------------------------------------------------------------ */
+/* ---- Reading property values
+ * ------------------------------------------------------------------------------------ */
 
-/* ---- Named properties ------------------------------------------------------------------------------------------- */
+/* ---- Named properties
+ * ------------------------------------------------------------------------------------------- */
 
-/* ---- Attachments and item operations ---------------------------------------------------------------------------- */
+/* ---- Attachments and item operations
+ * ---------------------------------------------------------------------------- */
 
-/* ---- Comparing property values ---------------------------------------------------------------------------------- */
+/* ---- Comparing property values
+ * ---------------------------------------------------------------------------------- */
 
-/* ---- Calendar normalisations ------------------------------------------------------------------------------------ */
+/* ---- Calendar normalisations
+ * ------------------------------------------------------------------------------------ */
 
-/* ---- Duplicate search ------------------------------------------------------------------------------------------- */
+/* ---- Duplicate search
+ * ------------------------------------------------------------------------------------------- */
 
-/* ---- Similar-contact search ------------------------------------------------------------------------------------- */
+/* ---- Similar-contact search
+ * ------------------------------------------------------------------------------------- */
 
-/* ---- Comparison matrix ------------------------------------------------------------------------------------------ */
+/* ---- Comparison matrix
+ * ------------------------------------------------------------------------------------------ */
 
-/* ---- Cabinet writer --------------------------------------------------------------------------------------------- */
+/* ---- Cabinet writer
+ * --------------------------------------------------------------------------------------------- */
 
 #ifdef __cplusplus
 }

@@ -10,7 +10,8 @@ int NormalizeBirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly);
 int NormalizeBirthdayOrAnnvrsrySubject(char* subject, int testOnly);
 }  // namespace compare
 
-/// *result is 1 for a birthday or anniversary. allDayLike and subject: what the caller knows already, or null.
+/// *result is 1 for a birthday or anniversary. allDayLike and subject: what the caller knows already, or
+/// null.
 HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* result, const int* allDayLike,
                                             const SPropValue* subject);
 /// 1 when *start was changed. *oldYear is set when the year was forced.

@@ -6,4 +6,5 @@
 
 HRESULT ContactItem_HasCrmId(IMessage* item, int* has);
 /// SMTP address of e-mail 1, 2 or 3 through the address book; unicode chooses the width of the value.
-HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bool unicode, SPropValue** value);
+HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bool unicode,
+                              SPropValue** value);

@@ -3,4 +3,6 @@
 
 #include "log/CLog.h"
 
-inline void Trace(const char* exportName) { g_Log.Info(2, exportName, "->\n"); }
+inline void Trace(const char* exportName) {
+    g_Log.Info(2, exportName, "->\n");
+}

@@ -6,8 +6,8 @@
 //         calls(table->SetColumns(columns, 0), "pTable->SetColumns return 0x%x\n") && ...;
 //     return calls.result;
 //
-// A call converts to true when its result is exactly 0. The first argument of the format is the result; further
-// arguments follow it.
+// A call converts to true when its result is exactly 0. The first argument of the format is the result;
+// further arguments follow it.
 
 #include "log/CLog.h"
 

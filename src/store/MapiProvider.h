@@ -1,6 +1,6 @@
 #pragma once
-// The messaging platform's module: found through the registry and the installer, loaded once on the first call
-// that needs it, and its six functions by name.
+// The messaging platform's module: found through the registry and the installer, loaded once on the first
+// call that needs it, and its six functions by name.
 //
 // The generation counts up each time the module changes; a function's cached address is looked up again then.
 // Without a module, or without the name in it, a function does nothing and gives E_FAIL (FreeBuffer 0).
@@ -13,7 +13,8 @@ class MapiProvider {
     /// The loaded module, looked up and loaded on first use; null when there is none.
     static HMODULE Module();
     static unsigned Generation();
-    /// Binds a module that the process holds already (null: forget the present one). The caller keeps it loaded.
+    /// Binds a module that the process holds already (null: forget the present one). The caller keeps it
+    /// loaded.
     static void Bind(HMODULE module);
 };
 

@@ -11,6 +11,6 @@ struct EntryId {
     MapiBuffer<ENTRYID> bytes;
     ULONG count = 0;
 };
-/// Half as many bytes as the text has characters (an odd last digit is ignored). bytes is null when the platform
-/// has no memory.
+/// Half as many bytes as the text has characters (an odd last digit is ignored). bytes is null when the
+/// platform has no memory.
 EntryId TextToEntryId(const char* text);

@@ -1,5 +1,7 @@
 // The identifiers of the platform's interfaces: mingw-w64 has no library of them, so this one file defines them.
-#define INITGUID
+#include <windows.h>
+#include <objbase.h>
+
 #define USES_IID_IMAPISession
 #define USES_IID_IMAPIFolder
 #define USES_IID_IMAPIProp
@@ -12,11 +14,7 @@
 #define USES_IID_IABContainer
 #define USES_IID_IMAPIContainer
 #define USES_IID_IMsgServiceAdmin
-#define USES_IID_IProfAdmin
 #define USES_IID_IStreamDocfile
-#define USES_IID_IMAPIStatus
-#define USES_PS_PUBLIC_STRINGS
-#define USES_PS_MAPI
-#include <windows.h>
-#include <mapix.h>
+// Behind the other headers: only what is listed above is defined here.
+#include <initguid.h>
 #include <mapiguid.h>

@@ -29,7 +29,7 @@ class OutPointer {
     explicit OutPointer(Owner& owner) : m_owner(owner) {}
     OutPointer(const OutPointer&) = delete;
     ~OutPointer() { m_owner.reset(m_raw); }
-    operator typename Owner::pointer*() { return &m_raw; }
+    operator typename Owner::pointer *() { return &m_raw; }
 
   private:
     Owner& m_owner;
