@@ -1,9 +1,7 @@
-// UTC and local time under the daylight rules of the converted date.
+#include "log/local_time.h"
 
 #include <cstdint>
 #include <initializer_list>
-
-#include "log/value_text.h"
 
 namespace {
 const int64_t kTicksPerMinute = 600000000;
