@@ -1,5 +1,8 @@
 #pragma once
 // Recipient lists: the value of the derived property "Mail.Recipients".
+//
+// A list lives in the one block of its value (propex.h): header, records, texts. Normalising and comparing
+// work inside that block; nothing is allocated, except for names of more than ordinary length.
 
 #include <windows.h>
 
@@ -16,8 +19,18 @@ struct TRecipientList {
     ULONG normalised;  // set by the first comparison that normalises the list
 };
 
-/// Normalises each name and e-mail in place and sorts the list; true when something changed.
+/// Normalises each name and e-mail in place (blanks around them, apostrophes around a name, a name that is
+/// the e-mail, the e-mail in parentheses at a name's end) and sorts the list; true when something changed.
+/// Does not look at the normalised flag.
 bool NormalizeRecipients(TRecipientList* list);
+
+/// By type (signed: a missing one sorts first), then name, then e-mail, both without regard to case.
 int CompareRecipients(const TMessageRecipient& a, const TMessageRecipient& b);
-/// Text form for the log. Returns buffer.
+
+/// Three-way comparison: by count, then record by record. A list whose flag is clear is normalised first and
+/// its flag set; while extra logging is on, lists that this changed are logged before and after.
+int CompareRecipientLists(TRecipientList* a, TRecipientList* b);
+
+/// Text form for the log: as many whole recipients as fit into capacity characters. verbose names the
+/// record's type. Returns buffer, terminated.
 wchar_t* RecipientsToText(const TRecipientList* list, wchar_t* buffer, size_t capacity, bool verbose);

@@ -1,24 +1,42 @@
 #pragma once
 // The one notion of two property values being the same: typed three-way comparison under a method, emptiness,
-// intersection of multi-valued strings. Only the sign of a comparison means something, unless said otherwise.
+// intersection of multi-valued strings, counts of filled properties, comparison of two streams.
+//
+// A comparison is negative when the first value sorts before the second, 0 when they count as equal, positive
+// otherwise. Only the sign means something; some types return a raw difference, which may wrap. What callers
+// can and cannot rely on (tests/compare holds the list against random values):
+//   - swapping the arguments flips the sign, except PT_I8 and PT_CURRENCY (equal values give +1: they never
+//   compare
+//     equal), PT_R4 (every finite pair is equal) and PT_DOUBLE and PT_APPTIME with a NaN;
+//   - PT_LONG and other raw differences order only values less than 2^31 apart;
+//   - multi-valued numbers are ordered by their bytes: consistently, not numerically;
+//   - the tolerant methods on times, and cmLast7Digits between texts with and without digits, are no
+//   equivalences.
+// Nothing here allocates. Recipient lists (cmRecipients) are normalised in place by their first comparison,
+// so one list must not be compared on two threads at once.
 
-#include <windows.h>
 #include <mapidefs.h>
+#include <windows.h>
 
 #include "quorvel.h"
 
 /// Typed comparison of two values of the type in ulPropTag's low 16 bits.
 int PV_Compare(const _PV& value1, const _PV& value2, ULONG ulPropTag, ECompareMethod method);
-/// Compares element index1 of one multi-valued string with element index2 of another: 0 and *result, or -1.
+/// Compares element index1 of one multi-valued string with element index2 of another: 0 and *result, or -1
+/// for an index out of range or another type.
 int PV_SubCompare(const _PV& mv1, int index1, const _PV& mv2, int index2, ULONG propType,
                   ECompareMethod method, int* result);
-/// 0 when decided, 0xFFFFFFFF for a type that is no multi-valued string.
+/// *found is 1 when an element of one multi-valued string equals an element of the other; empty strings equal
+/// none. 0 when decided, 0xFFFFFFFF for a type that is no multi-valued string.
 ULONG PV_IsMVIntersects(const _PV& mv1, const _PV& mv2, ULONG propType, ECompareMethod method, int* found);
-/// Inverted to its name, as callers rely on: 1 when the element holds a character, 0 when it is empty.
+/// Inverted to its name, as callers rely on: 1 when the element holds a character, 0 when it is empty. An
+/// index out of range is asserted and gives 0; a type that is no multi-valued string gives 1.
 int PV_IsSubEmpty(const _PV& mv, int index, ULONG propType);
-/// Non-zero when empty; *size, when given, receives characters, bytes, elements, or 1.
+/// Non-zero when empty; *size, when given, receives characters, bytes or elements by type, 1 for a type that
+/// is never empty.
 int PV_IsEmpty(const _PV& value, ULONG propType, ULONG* size);
 
+// The exports of the same names (quorvel.h documents them), without their frame.
 namespace compare {
 int ComparePropValues(const SPropValue* pv1, const SPropValue* pv2, long* result, ECompareMethod method);
 int IsEmptyValue(const SPropValue* pv, int* empty, ULONG* size);

@@ -1,0 +1,162 @@
+#include "compare/recipients.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cwchar>
+#include <utility>
+
+#include "compare/string_compare.h"
+#include "log/CLog.h"
+
+namespace {
+
+constexpr size_t kLoggedCharacters = 512;
+
+/// Removes blanks at both ends, in place; true when there were any. Only the space character counts.
+bool Trim(wchar_t* text) {
+    const size_t length = std::wcslen(text);
+    size_t begin = 0, end = length;
+    while (begin < end && text[begin] == L' ') ++begin;
+    while (end > begin && text[end - 1] == L' ') --end;
+    if (end - begin == length) return false;
+    std::wmemmove(text, text + begin, end - begin);
+    text[end - begin] = 0;
+    return true;
+}
+
+bool RemoveApostrophes(wchar_t* name) {
+    const size_t length = std::wcslen(name);
+    if (length < 2 || name[0] != L'\'' || name[length - 1] != L'\'') return false;
+    std::wmemmove(name, name + 1, length - 2);
+    name[length - 2] = 0;
+    Trim(name);
+    return true;
+}
+
+/// "Ann Lee (ann@lee.org)" becomes "Ann Lee" when that is the e-mail; one in the middle of a name stays.
+bool CutTrailingEmail(wchar_t* name, size_t nameLength, const wchar_t* email, size_t emailLength) {
+    const wchar_t* found = FindTextNoCase(name, email);
+    if (!found) return false;
+    size_t open = static_cast<size_t>(found - name);
+    size_t close = open + emailLength;
+    while (open > 0 && name[open - 1] == L' ') --open;
+    while (name[close] == L' ') ++close;
+    if (open == 0 || name[open - 1] != L'(') return false;
+    if (name[close] != L')' || close != nameLength - 1) return false;
+    name[open - 1] = 0;
+    Trim(name);
+    return true;
+}
+
+bool NormalizePair(TMessageRecipient& recipient) {
+    wchar_t* const name = recipient.name;
+    const bool trimmedName = Trim(name), trimmedEmail = Trim(recipient.email);
+    const bool changed = RemoveApostrophes(name) || trimmedName || trimmedEmail;
+
+    const size_t nameLength = std::wcslen(name), emailLength = std::wcslen(recipient.email);
+    if (emailLength == 0) return changed;
+    if (nameLength == emailLength) {
+        if (lstrcmpiW(name, recipient.email) != 0) return changed;
+        name[0] = 0;
+        return true;
+    }
+    if (nameLength < emailLength + 2) return changed;
+    return CutTrailingEmail(name, nameLength, recipient.email, emailLength) || changed;
+}
+
+/// Selection sort: the first smallest of the rest takes each place. True when a record moved.
+bool SortRecipients(TMessageRecipient* begin, TMessageRecipient* end) {
+    const auto less = [](const TMessageRecipient& a, const TMessageRecipient& b) {
+        return CompareRecipients(a, b) < 0;
+    };
+    if (std::is_sorted(begin, end, less)) return false;
+    for (TMessageRecipient* at = begin; at != end; ++at) {
+        TMessageRecipient* smallest = std::min_element(at, end, less);
+        if (smallest != at) std::swap(*at, *smallest);
+    }
+    return true;
+}
+
+void NormalizeOnce(TRecipientList* list) {
+    if (list->normalised) return;
+    wchar_t before[kLoggedCharacters], after[kLoggedCharacters];
+    const bool logged = g_Log.IsExtra();
+    if (logged) RecipientsToText(list, before, kLoggedCharacters, false);
+    const bool changed = NormalizeRecipients(list);
+    list->normalised = 1;
+    if (!logged || !changed) return;
+    g_Log.Extra(L"Normalize recipients:\n");
+    g_Log.Extra(L"\t  %s\n", before);
+    g_Log.Extra(L"\t->%s\n", RecipientsToText(list, after, kLoggedCharacters, false));
+}
+
+/// Appends to a text of a fixed capacity whatever fits whole.
+class BoundedText {
+  public:
+    BoundedText(wchar_t* buffer, size_t capacity) : m_at(buffer), m_left(capacity) {
+        if (capacity > 0) *buffer = 0;
+    }
+
+    template <typename... Args>
+    bool Append(const wchar_t* format, Args... args) {
+        const int written = m_left > 0 ? _snwprintf(m_at, m_left, format, args...) : -1;
+        if (written < 0 || static_cast<size_t>(written) >= m_left) {
+            if (m_left > 0) *m_at = 0;
+            return false;
+        }
+        m_at += written;
+        m_left -= static_cast<size_t>(written);
+        return true;
+    }
+
+  private:
+    wchar_t* m_at;
+    size_t m_left;
+};
+
+}  // namespace
+
+bool NormalizeRecipients(TRecipientList* list) {
+    bool changed = false;
+    for (ULONG i = 0; i < list->count; ++i) {
+        if (NormalizePair(list->recipients[i])) changed = true;
+    }
+    const bool moved = SortRecipients(list->recipients, list->recipients + list->count);
+    return moved || changed;
+}
+
+int CompareRecipients(const TMessageRecipient& a, const TMessageRecipient& b) {
+    if (a.type != b.type) return static_cast<LONG>(a.type) < static_cast<LONG>(b.type) ? -1 : 1;
+    if (const int byName = lstrcmpiW(a.name, b.name)) return byName;
+    return lstrcmpiW(a.email, b.email);
+}
+
+int CompareRecipientLists(TRecipientList* a, TRecipientList* b) {
+    if (a->count != b->count) return static_cast<LONG>(a->count - b->count) < 1 ? -1 : 1;
+    if (a->count == 0) return 0;
+    NormalizeOnce(a);
+    NormalizeOnce(b);
+    for (ULONG i = 0; i < a->count; ++i) {
+        if (const int order = CompareRecipients(a->recipients[i], b->recipients[i])) return order;
+    }
+    return 0;
+}
+
+wchar_t* RecipientsToText(const TRecipientList* list, wchar_t* buffer, size_t capacity, bool verbose) {
+    BoundedText text(buffer, capacity);
+    if (!list) {
+        text.Append(L"NULL");
+        return buffer;
+    }
+    const auto quote = [](const wchar_t* value) { return value ? L"\"" : L""; };
+    const auto orNull = [](const wchar_t* value) { return value ? value : L"NULL"; };
+    bool fits = text.Append(L"(%scount=%d)%s", verbose ? L"TMessageRecipient, " : L"",
+                            static_cast<int>(list->count), list->count ? L" { " : L"");
+    for (ULONG i = 0; i < list->count && fits; ++i) {
+        const TMessageRecipient& r = list->recipients[i];
+        fits = text.Append(L"{%s%s%s,%s%s%s,%d}%s", quote(r.name), orNull(r.name), quote(r.name),
+                           quote(r.email), orNull(r.email), quote(r.email), static_cast<int>(r.type),
+                           i + 1 < list->count ? L", " : L" }");
+    }
+    return buffer;
+}

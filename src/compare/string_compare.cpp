@@ -1,0 +1,163 @@
+#include "compare/string_compare.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <string>
+#include <vector>
+
+#include "log/CLog.h"
+
+namespace {
+
+constexpr int kComparedDigits = 7;
+
+// Last time differences, in whole seconds, that still count as equal.
+constexpr ULONGLONG kMost10Min = 599;
+constexpr ULONGLONG kMostDay = 86400;
+constexpr ULONGLONG kTicksPerSecond = 10000000;
+
+int SystemCompare(const char* a, const char* b) {
+    return lstrcmpiA(a, b);
+}
+int SystemCompare(const wchar_t* a, const wchar_t* b) {
+    return lstrcmpiW(a, b);
+}
+
+template <typename Char>
+const Char* LastDigits(const Char* text, Char* buffer, int n) {
+    Char* first = buffer + n;
+    *first = 0;
+    for (const Char* at = text + std::char_traits<Char>::length(text); at != text && first != buffer;) {
+        --at;
+        if (*at >= '0' && *at <= '9') *--first = *at;
+    }
+    return first;
+}
+
+template <typename Char>
+const Char* DigitsOrWhole(const Char* text, Char* buffer) {
+    const Char* digits = LastDigits(text, buffer, kComparedDigits);
+    return *digits ? digits : text;
+}
+
+template <typename Char>
+int CompareTexts(const Char* a, const Char* b, ECompareMethod method, const char* tag) {
+    static constexpr Char kEmpty[1] = {};
+    if (!a) a = kEmpty;
+    if (!b) b = kEmpty;
+    if (method == cmLast7Digits) {
+        Char digitsA[kComparedDigits + 1], digitsB[kComparedDigits + 1];
+        return SystemCompare(DigitsOrWhole(a, digitsA), DigitsOrWhole(b, digitsB));
+    }
+    g_Log.Assert(method == cmExact, tag, 29, nullptr);
+    return SystemCompare(a, b);
+}
+
+ULONGLONG Ticks(const FILETIME& time) {
+    return static_cast<ULONGLONG>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+/// 0 when the times are at most so many seconds apart, a begun second counted whole; else the sign of ft1 -
+/// ft2.
+int CompareWithin(const FILETIME& ft1, const FILETIME& ft2, ULONGLONG mostSeconds) {
+    const auto delta = static_cast<LONGLONG>(Ticks(ft1) - Ticks(ft2));
+    const ULONGLONG distance = delta < 0 ? 0 - static_cast<ULONGLONG>(delta) : static_cast<ULONGLONG>(delta);
+    const ULONGLONG seconds = (distance + kTicksPerSecond - 1) / kTicksPerSecond;
+    if (seconds <= mostSeconds) return 0;
+    return delta < 0 ? -1 : 1;
+}
+
+/// Whether one year is a recent placeholder and the other a real year of long ago.
+bool IsPlaceholderOf(int recent, int old, int now) {
+    return recent >= now - 5 && old <= now - 10;
+}
+
+int CompareDayAndMonth(const FILETIME& ft1, const FILETIME& ft2) {
+    const int order = CompareFileTime(&ft1, &ft2);
+    if (order == 0) return 0;
+
+    SYSTEMTIME st1, st2;
+    const bool converted1 = FileTimeToSystemTime(&ft1, &st1);
+    g_Log.Assert(converted1, "FILETIME_Compare", 763, "FileTimeToSystemTime");
+    if (!converted1) return order;
+    const bool converted2 = FileTimeToSystemTime(&ft2, &st2);
+    g_Log.Assert(converted2, "FILETIME_Compare", 767, "FileTimeToSystemTime");
+    if (!converted2) return order;
+
+    if (st1.wDay != st2.wDay || st1.wMonth != st2.wMonth) return order;
+    if (std::abs(st1.wYear - st2.wYear) <= 2) return 0;
+
+    SYSTEMTIME now;
+    compare::g_localClock(&now);
+    const bool placeholder =
+        IsPlaceholderOf(st1.wYear, st2.wYear, now.wYear) || IsPlaceholderOf(st2.wYear, st1.wYear, now.wYear);
+    return placeholder ? 0 : order;
+}
+
+/// A lower-case copy of a text, on the stack up to an ordinary length.
+class LowerCase {
+  public:
+    LowerCase(const wchar_t* text, size_t length) {
+        wchar_t* copy = m_short;
+        if (length >= std::size(m_short)) {
+            m_long.resize(length + 1);
+            copy = m_long.data();
+        }
+        std::wmemcpy(copy, text, length + 1);
+        m_text = CharLowerW(copy);
+    }
+    LowerCase(const LowerCase&) = delete;
+    const wchar_t* Text() const { return m_text; }
+
+  private:
+    wchar_t m_short[512];
+    std::vector<wchar_t> m_long;
+    const wchar_t* m_text;
+};
+
+}  // namespace
+
+namespace compare {
+void (*g_localClock)(SYSTEMTIME* now) = [](SYSTEMTIME* now) { GetLocalTime(now); };
+}  // namespace compare
+
+int LPCSTR_Compare(const char* a, const char* b, ECompareMethod method) {
+    return CompareTexts(a, b, method, "LPCSTR_Compare");
+}
+
+int LPCWSTR_Compare(const wchar_t* a, const wchar_t* b, ECompareMethod method) {
+    return CompareTexts(a, b, method, "LPCWSTR_Compare");
+}
+
+int FILETIME_Compare(const FILETIME& ft1, const FILETIME& ft2, ECompareMethod method) {
+    switch (method) {
+        case cmTimeWithin10Min:
+            return CompareWithin(ft1, ft2, kMost10Min);
+        case cmTimeWithinDay:
+            return CompareWithin(ft1, ft2, kMostDay);
+        case cmDayAndMonth:
+            return CompareDayAndMonth(ft1, ft2);
+        default:
+            g_Log.Assert(method == cmExact, "FILETIME_Compare", 155, nullptr);
+            return CompareFileTime(&ft1, &ft2);
+    }
+}
+
+const char* ExtractLastDigits(const char* text, char* buffer, int n) {
+    return LastDigits(text, buffer, n);
+}
+
+const wchar_t* ExtractLastDigits(const wchar_t* text, wchar_t* buffer, int n) {
+    return LastDigits(text, buffer, n);
+}
+
+const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle) {
+    const size_t length = std::wcslen(haystack), needleLength = std::wcslen(needle);
+    if (needleLength == 0 || needleLength > length) return nullptr;
+    if (needleLength == length) return lstrcmpiW(haystack, needle) == 0 ? haystack : nullptr;
+
+    const LowerCase lowHaystack(haystack, length), lowNeedle(needle, needleLength);
+    const wchar_t* found = std::wcsstr(lowHaystack.Text(), lowNeedle.Text());
+    return found ? haystack + (found - lowHaystack.Text()) : nullptr;
+}
