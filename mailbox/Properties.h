@@ -1,0 +1,81 @@
+#pragma once
+// The properties of one object: a flat vector of slots sorted by property identifier over one block of bytes.
+//
+// A property has one type; setting it again under another type replaces it. Values are kept as bytes:
+//   numbers, times, booleans, GUIDs, errors   little-endian, as the platform's value holds them
+//   PT_UNICODE                                UTF-8 in which a lone surrogate is its own three bytes
+//   PT_STRING8, PT_BINARY, PT_OBJECT          as they are
+//   multi-valued, elements of one size        one after the other
+//   multi-valued texts and binaries           each element as its four-byte length and its bytes
+// Nothing here ends in a zero.
+
+#include <windows.h>
+#include <mapidefs.h>
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mailbox {
+
+/// Bytes of a fixed-size element of the type (MV flag ignored), 0 for texts, binaries and objects.
+size_t FixedSize(ULONG type);
+/// The types that a property can have, multi-valued ones included.
+bool IsKnownType(ULONG type);
+
+class Properties {
+  public:
+    struct Slot {
+        ULONG tag;
+        ULONG offset;
+        ULONG size;
+    };
+
+    /// The slot of the property identifier (16 bits), or null.
+    const Slot* Find(ULONG id) const;
+    std::string_view Bytes(const Slot& slot) const { return {m_bytes.data() + slot.offset, slot.size}; }
+    const std::vector<Slot>& Slots() const { return m_slots; }
+    /// Bytes of all values together.
+    size_t Size() const;
+
+    void Set(ULONG tag, std::string_view bytes);
+    /// False when the property is not there.
+    bool Remove(ULONG id);
+    /// Gives back what replaced and removed values and growth left unused.
+    void Compact();
+
+    // Typed forms of Set. The type comes from the function, so the type part of the tag is ignored.
+    Properties& Short(ULONG tag, short value);
+    Properties& Long(ULONG tag, ULONG value);
+    Properties& Int64(ULONG tag, long long value);
+    Properties& Float(ULONG tag, float value);
+    Properties& Double(ULONG tag, double value);
+    Properties& Currency(ULONG tag, long long tenThousandths);
+    Properties& AppTime(ULONG tag, double value);
+    Properties& Bool(ULONG tag, bool value);
+    Properties& Time(ULONG tag, FILETIME value);
+    Properties& Guid(ULONG tag, const GUID& value);
+    Properties& Text(ULONG tag, std::wstring_view value);
+    Properties& Text8(ULONG tag, std::string_view value);
+    Properties& Binary(ULONG tag, std::string_view value);
+    Properties& Object(ULONG tag, std::string_view value);
+    /// The property exists, and reading it gives this error. MAPI_E_NOT_FOUND hides a computed property.
+    Properties& Error(ULONG tag, HRESULT error);
+    Properties& Longs(ULONG tag, std::span<const LONG> values);
+    Properties& Times(ULONG tag, std::span<const FILETIME> values);
+    Properties& Texts(ULONG tag, std::span<const std::wstring> values);
+    Properties& Texts8(ULONG tag, std::span<const std::string> values);
+    Properties& Binaries(ULONG tag, std::span<const std::string> values);
+
+  private:
+    std::vector<Slot> m_slots;
+    std::vector<char> m_bytes;
+};
+
+/// Appends an element of a multi-valued text or binary to its bytes.
+void AppendElement(std::string& bytes, std::string_view element);
+/// Takes the next element off the front.
+std::string_view TakeElement(std::string_view& bytes);
+
+}  // namespace mailbox

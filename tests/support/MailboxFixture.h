@@ -1,0 +1,158 @@
+#pragma once
+// A small mailbox for a test: built fluently, logged on to through the library's own platform functions.
+//
+//     class Reading : public MailboxTest {};
+//     TEST_F(Reading, GivesWideSubject) {
+//         TestItem item = Inbox().Item().Text(PR_SUBJECT_W, L"x").Named(kSetAppointment, 0x8215, true);
+//         item.To(L"Ann", L"ann@example.org").Attach(L"a.txt", "data");
+//         ComPtr<IMessage> message = Open(item);
+//         ...
+//     }
+//
+// Items may be built before and after Logon; what is open keeps the state that it was opened with. A listener, in every
+// program that uses the fixture, fails a test at whose end a platform object or buffer is alive or a fault is armed still.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "mailbox/Database.h"
+#include "mailbox/Platform.h"
+#include "store/resources.h"
+
+/// Builds one item, embedded messages included. Cheap to copy; all copies are the same item.
+class TestItem {
+  public:
+    TestItem(mailbox::Store* store, mailbox::Item* item) : m_store(store), m_item(item) {}
+
+    // Properties by tag; the type of the tag is replaced by that of the function.
+    TestItem& Text(ULONG tag, std::wstring_view value);
+    TestItem& Text8(ULONG tag, std::string_view value);
+    TestItem& Long(ULONG tag, ULONG value);
+    TestItem& Bool(ULONG tag, bool value);
+    TestItem& Time(ULONG tag, FILETIME value);
+    TestItem& Double(ULONG tag, double value);
+    TestItem& Binary(ULONG tag, std::string_view value);
+    TestItem& Texts(ULONG tag, const std::vector<std::wstring>& values);
+    /// Reading the property gives this error; MAPI_E_NOT_FOUND hides a computed property.
+    TestItem& Error(ULONG tag, HRESULT error);
+    TestItem& Remove(ULONG tag);
+    TestItem& Subject(std::wstring_view value);
+    /// PR_BODY, wide.
+    TestItem& Body(std::wstring_view value);
+
+    /// The tag of a named property of the given type, made when the store does not know the name.
+    ULONG NamedTag(const char* set, LONG number, ULONG type);
+    ULONG NamedTag(const char* set, const wchar_t* name, ULONG type);
+    TestItem& Named(const char* set, LONG number, std::wstring_view text);
+    TestItem& Named(const char* set, LONG number, const wchar_t* text);
+    TestItem& Named(const char* set, LONG number, bool value);
+    TestItem& Named(const char* set, LONG number, LONG value);
+    TestItem& Named(const char* set, LONG number, FILETIME value);
+    TestItem& NamedBinary(const char* set, LONG number, std::string_view bytes);
+    TestItem& NamedTexts(const char* set, const wchar_t* name, const std::vector<std::wstring>& values);
+
+    TestItem& To(std::wstring_view name, std::wstring_view email);
+    TestItem& Cc(std::wstring_view name, std::wstring_view email);
+    TestItem& Bcc(std::wstring_view name, std::wstring_view email);
+    TestItem& Recipient(const mailbox::Properties& row);
+
+    /// An attachment by value.
+    TestItem& Attach(std::wstring_view name, std::string_view data);
+    /// Any attachment; ATTACH_EMBEDDED_MSG takes its message from another item.
+    TestItem& Attach(const mailbox::Properties& properties);
+    TestItem& AttachMessage(std::wstring_view name, const TestItem& embedded);
+
+    /// Entry identifier as upper-case hexadecimal text, and as bytes.
+    std::string Id() const;
+    const std::string& IdBytes() const { return m_item->id; }
+    mailbox::Item& Record() const { return *m_item; }
+    const mailbox::Properties& Properties() const { return m_item->data->properties; }
+    /// The record to change by hand; what was opened before is not affected.
+    mailbox::MessageData& Edit();
+
+  private:
+    mailbox::Store* m_store;
+    mailbox::Item* m_item;
+};
+
+class TestFolder {
+  public:
+    TestFolder(mailbox::Database* database, mailbox::Folder* folder) : m_database(database), m_folder(folder) {}
+
+    TestFolder Folder(std::wstring_view name, std::wstring_view containerClass = L"IPF.Note");
+    /// A new item of class IPM.Note without any other property.
+    TestItem Item(std::wstring_view messageClass = L"IPM.Note");
+
+    std::string Id() const;
+    std::string StoreId() const;
+    mailbox::Folder& Record() const { return *m_folder; }
+
+  private:
+    mailbox::Database* m_database;
+    mailbox::Folder* m_folder;
+};
+
+class TestStore {
+  public:
+    TestStore(mailbox::Database* database, mailbox::Store* store) : m_database(database), m_store(store) {}
+
+    TestFolder Root() const { return {m_database, m_store->root.get()}; }
+    /// Puts a service of these names behind the store; null leaves a name out.
+    TestStore& Service(const char* dll, const char* entry, const char* name = "Service",
+                       const char* displayName = "Service of the store");
+    std::string Id() const;
+    mailbox::Store& Record() const { return *m_store; }
+
+  private:
+    mailbox::Database* m_database;
+    mailbox::Store* m_store;
+};
+
+class MailboxTest : public testing::Test {
+  protected:
+    MailboxTest();
+    ~MailboxTest() override;
+
+    mailbox::Database& Database() { return *m_database; }
+    /// The first store, a personal folders file, and its folder "Inbox"; there from the start.
+    TestStore Store() { return m_store; }
+    TestFolder Inbox() { return m_inbox; }
+    TestStore AddStore(std::wstring_view name);
+    /// An address-book entry; the result is its entry identifier, in bytes.
+    std::string AddAddress(const mailbox::Properties& properties);
+
+    /// Logs on at the first call. The session belongs to the fixture, which logs off at the end of the test.
+    IMAPISession* Session();
+    ComPtr<IMessage> Open(const TestItem& item, ULONG flags = MAPI_BEST_ACCESS);
+    ComPtr<IMAPIFolder> Open(const TestFolder& folder);
+    ComPtr<IMsgStore> Open(const TestStore& store);
+    /// Logs off before the end of the test.
+    void Logoff();
+
+  private:
+    std::shared_ptr<mailbox::Database> m_database;
+    TestStore m_store;
+    TestFolder m_inbox;
+    ComPtr<IMAPISession> m_session;
+};
+
+/// Entry identifier as upper-case hexadecimal text.
+std::string HexText(std::string_view bytes);
+/// FILETIME of a UTC date and time.
+FILETIME Utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
+/// Runs body with call 1, 2, 3 ... of the platform failing, until a run is not struck any more. body sets up, calls and
+/// checks one scenario; it is told the number of the failing call (0: the last, undisturbed run). Calls before
+/// armed() do not count.
+template <typename Body>
+void SweepFaults(Body body, HRESULT result = E_FAIL) {
+    for (unsigned nth = 1;; ++nth) {
+        SCOPED_TRACE("platform call " + std::to_string(nth) + " fails");
+        mailbox::calls::Reset();
+        body([&] { mailbox::calls::FailNth(nth, result); });
+        const bool struck = mailbox::calls::Struck() != 0;
+        mailbox::calls::Reset();
+        if (!struck || testing::Test::HasFatalFailure()) break;
+    }
+}
