@@ -1,8 +1,8 @@
 #pragma once
 // What a mailbox holds, as plain records: services, stores, folders, items, the address book.
 //
-// An item's data is immutable once it can be seen: a save replaces the whole record by a new one, so an open message
-// keeps what it was opened with. Entry identifiers, search keys and other binaries are byte strings.
+// An item's data is immutable once it can be seen: a save replaces the whole record by a new one, so an open
+// message keeps what it was opened with. Entry identifiers, search keys and other binaries are byte strings.
 
 #include <map>
 #include <memory>
@@ -123,7 +123,8 @@ class Database {
     // Adding. An empty id is replaced by a new one; null when the id is taken already.
     Store* AddStore(std::string id, std::wstring_view displayName);
     Folder* AddFolder(Folder& parent, std::string id, Properties properties);
-    Item* AddItem(Folder& folder, std::string id, std::shared_ptr<const MessageData> data, bool associated = false);
+    Item* AddItem(Folder& folder, std::string id, std::shared_ptr<const MessageData> data,
+                  bool associated = false);
 
     Store* FindStore(std::string_view id) const;
     Service* FindService(std::string_view uid) const;
@@ -134,12 +135,12 @@ class Database {
     void RemoveItem(Item& item);
     /// Removes the folder with everything in it. Not for a root.
     void RemoveFolder(Folder& folder);
-    /// Adds a copy of the item to a folder of any store of this mailbox: a new identifier, the same search key,
-    /// named properties under the identifiers of that store.
+    /// Adds a copy of the item to a folder of any store of this mailbox: a new identifier, the same search
+    /// key, named properties under the identifiers of that store.
     Item* CopyItem(const Item& item, Folder& target);
 
-    /// An entry identifier that no object has had: of a kind of its own for each run of the program, so one that was
-    /// handed out and never written to the file does not come again.
+    /// An entry identifier that no object has had: of a kind of its own for each run of the program, so one
+    /// that was handed out and never written to the file does not come again.
     std::string NewId(const Store& store);
 
   private:
@@ -151,8 +152,8 @@ class Database {
 std::string SearchKeyOf(std::string_view entryId);
 
 /// The message as another store holds it: named properties carry that store's identifiers.
-std::shared_ptr<const MessageData> Translate(const std::shared_ptr<const MessageData>& data, const NameTable& from,
-                                             NameTable& to);
+std::shared_ptr<const MessageData> Translate(const std::shared_ptr<const MessageData>& data,
+                                             const NameTable& from, NameTable& to);
 Properties Translate(const Properties& properties, const NameTable& from, NameTable& to);
 
 }  // namespace mailbox

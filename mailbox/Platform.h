@@ -1,6 +1,7 @@
 #pragma once
-// The process-wide side of Quorvel Mailbox: what a logon opens, the lock around every call, what is alive, and the
-// control that tests have over calls. All of it costs a load and a branch a call while no test uses it.
+// The process-wide side of Quorvel Mailbox: what a logon opens, the lock around every call, what is alive,
+// and the control that tests have over calls. All of it costs a load and a branch a call while no test uses
+// it.
 
 #include <windows.h>
 
@@ -13,7 +14,8 @@ namespace mailbox {
 
 class Database;
 
-/// The next logons use this mailbox, which has no file, in place of the configured file. Null: the file again.
+/// The next logons use this mailbox, which has no file, in place of the configured file. Null: the file
+/// again.
 void Install(std::shared_ptr<Database> database);
 
 /// Objects and buffers handed out and not released or freed yet.
@@ -25,9 +27,10 @@ Alive WhatIsAlive();
 /// "IMessage x 2, buffer x 1", for a message; empty when nothing is alive.
 std::string DescribeAlive();
 
-/// A failure put into the calls. Names are interface and method, "IMAPIProp::GetProps", "IMsgStore::OpenEntry",
-/// "IStream::Read", "IUnknown::QueryInterface", or the function, "MAPIAllocateBuffer". What cannot fail (AddRef, Release,
-/// MAPIFreeBuffer, FreeProws) is no call here; MAPIUninitialize is recorded but never fails.
+/// A failure put into the calls. Names are interface and method, "IMAPIProp::GetProps",
+/// "IMsgStore::OpenEntry", "IStream::Read", "IUnknown::QueryInterface", or the function,
+/// "MAPIAllocateBuffer". What cannot fail (AddRef, Release, MAPIFreeBuffer, FreeProws) is no call here;
+/// MAPIUninitialize is recorded but never fails.
 struct Fault {
     /// Empty: any call.
     std::string method;
@@ -36,14 +39,16 @@ struct Fault {
     HRESULT result = E_FAIL;
     /// How many matching calls from the nth on fail.
     unsigned times = 1;
-    /// The call is carried out, outputs included, and then its result is replaced. Otherwise it does nothing, and
-    /// its outputs (pointers null, counts 0) are those of a failed call. The result may be S_OK.
+    /// The call is carried out, outputs included, and then its result is replaced. Otherwise it does nothing,
+    /// and its outputs (pointers null, counts 0) are those of a failed call. The result may be S_OK.
     bool perform = false;
-    /// Only calls about this property: a tag in the list of GetProps or SetColumns, the tag of OpenProperty. 0: any.
+    /// Only calls about this property: a tag in the list of GetProps or SetColumns, the tag of OpenProperty.
+    /// 0: any.
     ULONG tag = 0;
     /// Only calls on the object with this entry identifier, or opening it. Empty: any.
     std::string entryId;
-    /// With perform: the most that the call gives: bytes of IStream::Read, values of GetProps, rows of QueryRows.
+    /// With perform: the most that the call gives: bytes of IStream::Read, values of GetProps, rows of
+    /// QueryRows.
     std::optional<ULONG> limit;
     /// With perform: the size that IStream::Stat reports.
     std::optional<unsigned long long> statSize;

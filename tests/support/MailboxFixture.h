@@ -9,8 +9,9 @@
 //         ...
 //     }
 //
-// Items may be built before and after Logon; what is open keeps the state that it was opened with. A listener, in every
-// program that uses the fixture, fails a test at whose end a platform object or buffer is alive or a fault is armed still.
+// Items may be built before and after Logon; what is open keeps the state that it was opened with. A
+// listener, in every program that uses the fixture, fails a test at whose end a platform object or buffer is
+// alive or a fault is armed still.
 
 #include <gtest/gtest.h>
 
@@ -79,7 +80,8 @@ class TestItem {
 
 class TestFolder {
   public:
-    TestFolder(mailbox::Database* database, mailbox::Folder* folder) : m_database(database), m_folder(folder) {}
+    TestFolder(mailbox::Database* database, mailbox::Folder* folder)
+        : m_database(database), m_folder(folder) {}
 
     TestFolder Folder(std::wstring_view name, std::wstring_view containerClass = L"IPF.Note");
     /// A new item of class IPM.Note without any other property.
@@ -142,9 +144,11 @@ class MailboxTest : public testing::Test {
 std::string HexText(std::string_view bytes);
 /// FILETIME of a UTC date and time.
 FILETIME Utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
-/// Runs body with call 1, 2, 3 ... of the platform failing, until a run is not struck any more. body sets up, calls and
-/// checks one scenario; it is told the number of the failing call (0: the last, undisturbed run). Calls before
-/// armed() do not count.
+/// Runs body with call 1, 2, 3 ... of the platform failing, until a run is not struck any more. body sets up
+/// its scenario, calls its argument to arm the fault (calls before it do not count), makes the calls under
+/// test, and checks them; calls::Struck() tells it whether this was a disturbed run.
+///     SweepFaults([&](auto arm) { arm(); HRESULT hr = store::OpenItem(...); EXPECT_EQ(hr == S_OK,
+///     !calls::Struck()); });
 template <typename Body>
 void SweepFaults(Body body, HRESULT result = E_FAIL) {
     for (unsigned nth = 1;; ++nth) {
