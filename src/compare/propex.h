@@ -1,5 +1,18 @@
 #pragma once
-// Derived properties: values gathered from several properties of an item.
+// Derived properties: values gathered from several properties of an item, and their texts for the log.
+//
+// Every value of one derived property carries the same property id, whatever item or store it came from, so
+// that two of them can be compared:
+//
+//   AnyAddress, AnyEmail, AnyPhone, Senders   one multi-valued string: the found, non-empty values in the
+//   order of
+//                                             their kinds, as many elements as were found
+//   CompanyContact                            PT_BOOLEAN: false for a person, true for a company without a
+//   person Recipients                                PT_BINARY: lpb points at a TRecipientList
+//   (recipients.h), cb counts all
+//                                             of the block behind the value
+//
+// An item that has nothing of the sort gives a PT_ERROR value of MAPI_E_NOT_FOUND, which counts as empty.
 
 #include "store/resources.h"
 
@@ -11,23 +24,36 @@ enum EPropEx : unsigned {
     propexSenders = 5,
     propexRecipients = 6
 };
+inline constexpr unsigned kAddressKinds = 3;
+inline constexpr unsigned kEmailKinds = 3;
 inline constexpr unsigned kPhoneKinds = 19;
+inline constexpr unsigned kSenderKinds = 4;
 
 /// Display name; "unknown" and an error line for any other id.
 const wchar_t* QuorvelPropEx_ToStringW(unsigned id);
-/// Name of sub-kind index of a derived property, padded for the log. buffer holds 32 characters at least.
+/// Name of sub-kind index of a derived property, padded for the log: columns of 15 characters for addresses
+/// and 11 for phones. The bare index for a property without kinds. buffer holds 32 characters at least and is
+/// returned.
 const wchar_t* PropExKindText(unsigned propex, int index, wchar_t* buffer, size_t capacity);
 
-/// Builders. On success (S_OK or MAPI_W_ERRORS_RETURNED) *value is a new block of MAPIAllocateBuffer. kinds,
-/// when given, has room for one entry a kind (3, 3, 19, 4) and receives the kind of each element of the
-/// value.
+// Builders. On success (S_OK or MAPI_W_ERRORS_RETURNED) *value is a new block of MAPIAllocateBuffer, freed
+// with one MAPIFreeBuffer; on failure, which is logged, it is null. unicode chooses the width of the texts.
+// kinds, when given, has room for one entry a kind and receives the kind of each element of the value.
+
+/// Kinds: home, business, other. Log tag "QuorvelProps.ContactItem_Addresses".
 HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
+/// Kinds: e-mail 1, 2, 3. Log tag "QuorvelProps.ContactItem_Emails".
 HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
+/// Kinds: kPhoneKinds, from car to text telephone.
 HRESULT ContactItem_Phones(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
+/// A contact with a given name or a surname is a person; one with neither but a company name is a company.
 HRESULT ContactItem_CompanyContact(IMessage* item, SPropValue** value);
+/// Elements: name and address of the sender represented, then of the sender.
 HRESULT MailItem_Senders(IMessage* item, bool unicode, SPropValue** value);
+/// The recipient table, rows with neither name nor e-mail left out, not normalised yet.
 HRESULT MailItem_Recipients(IMessage* item, SPropValue** value);
 
-/// Renders a derived value for the log; propex 0: any other value.
+/// Renders a value for the log: recipient lists by their recipients, any other value (and propex 0) in the
+/// general form. verbose puts the type's label in front. Returns buffer, terminated; capacity in characters.
 wchar_t* PropValueToText(const SPropValue* value, wchar_t* buffer, size_t capacity, unsigned propex,
                          bool verbose);
