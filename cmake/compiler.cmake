@@ -8,9 +8,9 @@ endif()
 # The release build is what is shipped.
 set(CMAKE_C_FLAGS_RELEASE "-O2")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2")
-# The debug build traps on undefined behaviour; its heap ends every block at a guard page (src/frame/guard_heap.cpp).
+# The debug build traps on undefined behaviour, and its heap ends every block at a guard page.
 set(CMAKE_C_FLAGS_DEBUG "-Og -g1 -fsanitize=undefined -fsanitize-undefined-trap-on-error")
-set(CMAKE_CXX_FLAGS_DEBUG "-Og -g1 -fsanitize=undefined -fsanitize-undefined-trap-on-error")
+set(CMAKE_CXX_FLAGS_DEBUG "-Og -g1 -D_GLIBCXX_ASSERTIONS -fsanitize=undefined -fsanitize-undefined-trap-on-error")
 set(CMAKE_C_FLAGS_COVERAGE "-Og -g1 --coverage")
 set(CMAKE_CXX_FLAGS_COVERAGE "-Og -g1 --coverage")
 
@@ -22,3 +22,12 @@ target_compile_definitions(quorvel_flags INTERFACE
     # The C runtime's own printf family: its wide %s takes wide text, as the log's formats expect.
     __USE_MINGW_ANSI_STDIO=0)
 target_link_options(quorvel_flags INTERFACE -static)
+
+# Every module and every program of the debug build has the guard-page heap; the heap cannot check itself.
+if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+    add_library(guard_heap OBJECT tests/support/guard_heap.cpp)
+    target_compile_options(guard_heap PRIVATE -O2 -fno-sanitize=undefined -Wall -Wextra -Wpedantic -Werror)
+    target_compile_definitions(guard_heap PRIVATE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+    set(is_module $<IN_LIST:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY$<SEMICOLON>MODULE_LIBRARY$<SEMICOLON>EXECUTABLE>)
+    target_sources(quorvel_flags INTERFACE $<${is_module}:$<TARGET_OBJECTS:guard_heap>>)
+endif()
