@@ -1,0 +1,122 @@
+// What kind of appointment an item is.
+
+#include "compare/calendar.h"
+
+#include <iterator>
+#include <span>
+
+#include "compare/named_values.h"
+#include "log/PlatformCalls.h"
+#include "store/mapi_extra.h"
+#include "store/named_properties.h"
+#include "store/properties.h"
+
+namespace {
+
+constexpr LONG kMinutesPerDay = 1440;
+
+enum Field : size_t { fieldDuration, fieldStart, fieldEnd, fieldAllDay, kFields };
+// The flag is last: it is read only when somebody asks for it.
+constexpr NamedProperty kFieldNames[kFields] = {{0x8213, nullptr, PT_LONG},
+                                                {0x820D, nullptr, PT_SYSTIME},
+                                                {0x820E, nullptr, PT_SYSTIME},
+                                                {0x8215, nullptr, PT_BOOLEAN}};
+
+/// Whether the two times lie on different days at the same second of the day.
+bool SpanWholeDays(const FILETIME& start, const FILETIME& end, const char* tag) {
+    SYSTEMTIME st1, st2;
+    if (!FileTimeToSystemTime(&start, &st1) || !FileTimeToSystemTime(&end, &st2)) {
+        g_Log.Error(tag, "FileTimeToSystemTime failed, LastError = 0x%x\n",
+                    static_cast<unsigned>(GetLastError()));
+        return false;
+    }
+    const bool sameDate = st1.wYear == st2.wYear && st1.wMonth == st2.wMonth && st1.wDay == st2.wDay;
+    const bool sameTime = st1.wHour == st2.wHour && st1.wMinute == st2.wMinute && st1.wSecond == st2.wSecond;
+    return !sameDate && sameTime;
+}
+
+HRESULT NotFoundIsNone(HRESULT hr) {
+    return hr == MAPI_E_NOT_FOUND ? S_OK : hr;
+}
+
+/// PR_SUBJECT of an item; *subject stays null when it has none. A failure is logged.
+HRESULT ReadSubject(IMessage* item, bool wide, PlatformCalls& calls, MapiBuffer<SPropValue>* subject) {
+    HRESULT hr = store::GetPropValue(item, wide ? PR_SUBJECT_W : PR_SUBJECT_A, Out(*subject));
+    if (hr == MAPI_W_ERRORS_RETURNED) hr = S_OK;
+    if (hr == S_OK && *subject && PROP_TYPE((*subject)->ulPropTag) == PT_ERROR) hr = (*subject)->Value.err;
+    if (hr == MAPI_E_NOT_FOUND) subject->reset();
+    calls(NotFoundIsNone(hr), "Quorvel_GetPropValue return 0x%x\n");
+    return calls.result;
+}
+
+}  // namespace
+
+HRESULT compare::AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag) {
+    return AllDayEventLikeEx(item, allDayLike, askAllDayFlag, nullptr);
+}
+
+HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag) {
+    constexpr char lookupFailed[] = "Quorvel_GetIDsFromNames return 0x%x\n";
+    constexpr char readFailed[] = "Quorvel_GetPropValue return 0x%x\n";
+    PlatformCalls calls("Appointment_AllDayEventLikeEx");
+    *allDayLike = 0;
+    if (allDayFlag) *allDayFlag = 0;
+
+    // All that a step may need is read in one request; what a step does not reach may be unreadable.
+    const bool readFlag = askAllDayFlag || allDayFlag;
+    const NamedValues fields(item, kSetAppointment, {kFieldNames, readFlag ? kFields : fieldAllDay});
+    if (!calls(NotFoundIsNone(fields.Lookup()), lookupFailed)) return calls.result;
+    if (!calls(NotFoundIsNone(fields.Read()), readFailed)) return calls.result;
+
+    if (readFlag) {
+        if (!calls(fields.Error(fieldAllDay), readFailed)) return calls.result;
+        const SPropValue* flag = fields.Find(fieldAllDay);
+        const bool allDay = flag && flag->Value.b;
+        if (allDayFlag) *allDayFlag = allDay;
+        if (allDay && askAllDayFlag) {
+            *allDayLike = 1;
+            return S_OK;
+        }
+    }
+
+    if (!calls(fields.Error(fieldDuration), readFailed)) return calls.result;
+    if (const SPropValue* duration = fields.Find(fieldDuration)) {
+        *allDayLike = duration->Value.l != 0 && duration->Value.l % kMinutesPerDay == 0;
+        return S_OK;
+    }
+
+    if (!calls(fields.Error(fieldStart), readFailed) || !calls(fields.Error(fieldEnd), readFailed)) {
+        return calls.result;
+    }
+    const SPropValue *start = fields.Find(fieldStart), *end = fields.Find(fieldEnd);
+    if (start && end) *allDayLike = SpanWholeDays(start->Value.ft, end->Value.ft, calls.tag);
+    return S_OK;
+}
+
+HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* result, const int* allDayLike,
+                                            const SPropValue* subject) {
+    PlatformCalls calls("Appointment_IsBirthdayOrAnniversary");
+    *result = 0;
+    int like = 0;
+    if (allDayLike) {
+        like = *allDayLike;
+    } else if (const HRESULT hr = compare::AllDayEventLike(item, &like, 1); hr != S_OK) {
+        return hr;
+    }
+    if (!like) return S_OK;
+
+    MapiBuffer<SPropValue> own;
+    if (!subject || PROP_TYPE(subject->ulPropTag) == PT_ERROR) {
+        if (const HRESULT hr = ReadSubject(item, wide, calls, &own); hr != S_OK) return hr;
+        subject = own.get();
+    }
+    if (!subject) return S_OK;
+
+    const bool isString = PROP_TYPE(subject->ulPropTag) == (wide ? PT_UNICODE : PT_STRING8);
+    g_Log.Assert(isString, calls.tag, 0, "PROP_TYPE(Subject) == STRING");
+    if (!isString) return -1;
+    // A test alone writes nothing, and takes an empty or null subject.
+    *result = wide ? compare::NormalizeBirthdayOrAnnvrsrySubjectW(subject->Value.lpszW, 1)
+                   : compare::NormalizeBirthdayOrAnnvrsrySubject(subject->Value.lpszA, 1);
+    return S_OK;
+}
