@@ -23,6 +23,11 @@ class PlatformCalls {
         return false;
     }
 
+    /// For a buffer that some helper got from the platform: without it the result is out of memory.
+    bool Allocated(const void* buffer) {
+        return buffer || (*this)(E_OUTOFMEMORY, "MAPIAllocateBuffer returned 0x%x\n");
+    }
+
     const char* const tag;
     /// Result of the last call made.
     HRESULT result = S_OK;

@@ -4,17 +4,20 @@
 //
 // The generation counts up each time the module changes; a function's cached address is looked up again then.
 // Without a module, or without the name in it, a function does nothing and gives E_FAIL (FreeBuffer 0).
+//
+// A module that was loaded stays loaded: objects that a host still holds live in it.
 
 #include <windows.h>
 #include <mapix.h>
 
 class MapiProvider {
   public:
-    /// The loaded module, looked up and loaded on first use; null when there is none.
+    /// The loaded module, looked up and loaded on first use; null when there is none. A look-up that found
+    /// nothing is not repeated.
     static HMODULE Module();
     static unsigned Generation();
-    /// Binds a module that the process holds already (null: forget the present one). The caller keeps it
-    /// loaded.
+    /// Binds a module that the process holds already (null: forget the present one, so that the next use
+    /// looks again). The caller keeps it loaded.
     static void Bind(HMODULE module);
 };
 

@@ -1,5 +1,6 @@
 #pragma once
-// Entry identifiers as text (two upper-case hexadecimal digits a byte), in blocks of MAPIAllocateBuffer.
+// Entry identifiers as text (two upper-case hexadecimal digits a byte), in blocks of MAPIAllocateBuffer. The
+// conversions over a caller's buffer are in log/identifier_text.h.
 
 #include "store/resources.h"
 
@@ -11,6 +12,7 @@ struct EntryId {
     MapiBuffer<ENTRYID> bytes;
     ULONG count = 0;
 };
-/// Half as many bytes as the text has characters (an odd last digit is ignored). bytes is null when the
-/// platform has no memory.
+/// Half as many bytes as the text has characters (an odd last digit is ignored; a null text is an empty one).
+/// bytes is null only when the platform has no memory: callers stop there, since a null identifier names a
+/// root.
 EntryId TextToEntryId(const char* text);

@@ -1,11 +1,18 @@
 #pragma once
-// Finding, moving and saving items.
+// Finding, moving and saving items. Results are the platform's; failures are logged once, under the export's
+// name.
 
 #include "store/resources.h"
 
 namespace store {
+/// Copies the entry-identifier text of the first item with this search key into the caller's buffer, which
+/// has room for it; leaves the buffer untouched when there is none.
 HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
+/// Moves an item to another folder, of the same store or another. newEntryId, when given, has room for an
+/// identifier text and receives the item's new one, or an empty text when it cannot be told. The same folder
+/// moves nothing.
 HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId, const char* srcStoreId,
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId);
+/// Nothing is logged.
 HRESULT SaveItem(IMessage* item, ULONG flags);
 }  // namespace store

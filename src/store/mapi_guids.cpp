@@ -1,4 +1,5 @@
-// The identifiers of the platform's interfaces: mingw-w64 has no library of them, so this one file defines them.
+// The identifiers of the platform's interfaces: mingw-w64 has no library of them, so this one file defines
+// them.
 #include <windows.h>
 #include <objbase.h>
 

@@ -1,8 +1,10 @@
 #pragma once
-// Owners of what the messaging platform hands out. Interfaces are owned by Microsoft::WRL::ComPtr.
+// Owners of what the messaging platform hands out, and the small things its calls are given. Interfaces are
+// owned by Microsoft::WRL::ComPtr.
 
 #include <wrl/client.h>
 
+#include <cstdint>
 #include <memory>
 
 #include "store/MapiProvider.h"
@@ -22,7 +24,8 @@ struct RowSetDeleter {
 /// The rows of IMAPITable::QueryRows, each row's properties included.
 using RowSet = std::unique_ptr<SRowSet, RowSetDeleter>;
 
-/// Lets a call that fills a raw pointer fill an owner: item->GetProps(tags, 0, &count, Out(values)).
+/// Lets a call that fills a raw pointer fill an owner: item->GetProps(tags, 0, &count, Out(values)). The
+/// owner has the pointer from the end of the full expression on, not before.
 template <typename Owner>
 class OutPointer {
   public:
@@ -38,4 +41,45 @@ class OutPointer {
 template <typename Owner>
 OutPointer<Owner> Out(Owner& owner) {
     return OutPointer<Owner>(owner);
+}
+
+/// The same for a call that hands out any interface as IUnknown: OpenProperty(..., OutUnknown(stream)).
+template <typename Interface>
+IUnknown** OutUnknown(ComPtr<Interface>& object) {
+    return reinterpret_cast<IUnknown**>(object.ReleaseAndGetAddressOf());
+}
+
+/// A new block of at least size bytes. Returns the platform's result; a size beyond 32 bits is
+/// MAPI_E_NOT_ENOUGH_MEMORY.
+template <typename T>
+HRESULT Allocate(uint64_t size, MapiBuffer<T>& buffer) {
+    if (size > 0xFFFFFFFF) return MAPI_E_NOT_ENOUGH_MEMORY;
+    void* raw = nullptr;
+    const HRESULT hr = mapi::AllocateBuffer(static_cast<ULONG>(size), &raw);
+    buffer.reset(static_cast<T*>(raw));
+    if (hr != S_OK) buffer.reset();
+    return hr;
+}
+
+/// A list of property tags in the platform's layout: TagList columns(PR_ENTRYID, PR_SEARCH_KEY).
+template <size_t N>
+class TagList {
+  public:
+    template <typename... Tags>
+    explicit TagList(Tags... tags) : m_tags{static_cast<ULONG>(tags)...} {}
+    operator SPropTagArray*() { return reinterpret_cast<SPropTagArray*>(this); }
+
+  private:
+    ULONG m_count = N;
+    ULONG m_tags[N];
+};
+template <typename... Tags>
+TagList(Tags...) -> TagList<sizeof...(Tags)>;
+
+/// A text to print or to compare where the caller may have given none.
+inline const char* OrEmpty(const char* text) {
+    return text ? text : "";
+}
+inline const wchar_t* OrEmpty(const wchar_t* text) {
+    return text ? text : L"";
 }

@@ -1,0 +1,95 @@
+#include "store/MapiProvider.h"
+
+#include <mapiutil.h>
+
+#include "store/provider_lookup.h"
+
+namespace {
+
+struct Binding {
+    HMODULE module = nullptr;
+    bool lookedUp = false;
+    unsigned generation = 0;
+};
+constinit Binding g_binding;
+
+/// One function of the platform, its address cached for the generation that it was found in.
+template <typename Function>
+class PlatformFunction {
+  public:
+    explicit constexpr PlatformFunction(const char* name) : m_name(name) {}
+
+    /// Null without a module or without the name in it.
+    Function* Get() {
+        const HMODULE module = MapiProvider::Module();
+        if (!module) return nullptr;
+        if (m_generation != MapiProvider::Generation()) {
+            m_address = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, m_name)));
+            m_generation = MapiProvider::Generation();
+        }
+        return m_address;
+    }
+
+  private:
+    const char* const m_name;
+    Function* m_address = nullptr;
+    unsigned m_generation = 0;  // no module has generation 0
+};
+
+constinit PlatformFunction<decltype(MAPIInitialize)> g_initialize("MAPIInitialize");
+constinit PlatformFunction<decltype(MAPIUninitialize)> g_uninitialize("MAPIUninitialize");
+constinit PlatformFunction<decltype(MAPILogonEx)> g_logonEx("MAPILogonEx");
+constinit PlatformFunction<decltype(MAPIAllocateBuffer)> g_allocateBuffer("MAPIAllocateBuffer");
+constinit PlatformFunction<decltype(MAPIFreeBuffer)> g_freeBuffer("MAPIFreeBuffer");
+constinit PlatformFunction<decltype(::FreeProws)> g_freeProws("FreeProws");
+
+}  // namespace
+
+HMODULE MapiProvider::Module() {
+    if (!g_binding.lookedUp) Bind(LoadProvider());
+    g_binding.lookedUp = true;
+    return g_binding.module;
+}
+
+unsigned MapiProvider::Generation() {
+    return g_binding.generation;
+}
+
+void MapiProvider::Bind(HMODULE module) {
+    g_binding.lookedUp = module != nullptr;
+    if (module == g_binding.module) return;
+    g_binding.module = module;
+    g_binding.generation++;
+}
+
+namespace mapi {
+
+HRESULT Initialize(void* init) {
+    auto* const function = g_initialize.Get();
+    return function ? function(init) : E_FAIL;
+}
+
+void Uninitialize() {
+    if (auto* const function = g_uninitialize.Get()) function();
+}
+
+HRESULT LogonEx(ULONG_PTR uiParam, wchar_t* profile, wchar_t* password, ULONG flags, IMAPISession** session) {
+    auto* const function = g_logonEx.Get();
+    return function ? function(uiParam, profile, password, flags, session) : E_FAIL;
+}
+
+HRESULT AllocateBuffer(ULONG size, void** buffer) {
+    auto* const function = g_allocateBuffer.Get();
+    return function ? function(size, buffer) : E_FAIL;
+}
+
+ULONG FreeBuffer(void* buffer) {
+    auto* const function = g_freeBuffer.Get();
+    return function ? function(buffer) : 0;
+}
+
+void FreeProws(SRowSet* rows) {
+    if (auto* const function = g_freeProws.Get()) function(rows);
+}
+
+}  // namespace mapi

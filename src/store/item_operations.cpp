@@ -1,0 +1,100 @@
+#include "store/item_operations.h"
+
+#include <mapidefs.h>
+#include <mapitags.h>
+
+#include <cstring>
+
+#include "log/PlatformCalls.h"
+#include "log/identifier_text.h"
+#include "store/entry_id.h"
+#include "store/properties.h"
+#include "store/sessions.h"
+
+namespace store {
+namespace {
+
+bool SameText(const char* one, const char* other) {
+    return _stricmp(OrEmpty(one), OrEmpty(other)) == 0;
+}
+
+/// The item's search key, or null: without it the item is moved all the same, only not looked for afterwards.
+HRESULT ReadSearchKey(IMAPIFolder* folder, const char* entryId, MapiBuffer<SPropValue>& key) {
+    ComPtr<IMessage> item;
+    if (const HRESULT hr = OpenFolderItem(folder, entryId, &item); hr != S_OK) return hr;
+    if (GetPropValue(item.Get(), PR_SEARCH_KEY, Out(key)) != S_OK) key.reset();
+    return S_OK;
+}
+
+HRESULT MoveOne(IMAPIFolder* source, IMAPIFolder* target, const char* entryId) {
+    PlatformCalls calls("Quorvel_ItemMove");
+    const EntryId id = TextToEntryId(entryId);
+    if (!calls.Allocated(id.bytes.get())) return calls.result;
+    SBinary one = {id.count, reinterpret_cast<BYTE*>(id.bytes.get())};
+    ENTRYLIST list = {1, &one};
+    return source->CopyMessages(&list, nullptr, target, 0, nullptr, MESSAGE_MOVE);
+}
+
+}  // namespace
+
+HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId) {
+    PlatformCalls calls("Quorvel_FindItem");
+    TagList columns(PR_ENTRYID, PR_SEARCH_KEY);
+    SRestriction restriction = {};
+    restriction.rt = RES_PROPERTY;
+    restriction.res.resProperty = {RELOP_EQ, PR_SEARCH_KEY, searchKey};
+    ComPtr<IMAPITable> table;
+    ULONG rowCount = 0;
+    RowSet rows;
+    if (!calls(folder->GetContentsTable(0, &table), "lpDstFolder->GetContentsTable return 0x%x\n") ||
+        !calls(table->SetColumns(columns, 0), "lpTable->SetColumns return 0x%x\n") ||
+        !calls(table->Restrict(&restriction, 0), "lpTable->Restrict return 0x%x\n") ||
+        !calls(table->GetRowCount(0, &rowCount), "lpTable->GetRowCount return 0x%x\n") || rowCount == 0) {
+        return calls.result;
+    }
+    if (!calls(table->QueryRows(1, 0, Out(rows)), "lpTable->QueryRows return 0x%x\n") || !rows ||
+        rows->cRows == 0) {
+        return calls.result;
+    }
+    const SPropValue& id = rows->aRow[0].lpProps[0];
+    if (PROP_TYPE(id.ulPropTag) == PT_ERROR) {
+        g_Log.Error(calls.tag, "Row[0].Prop[0].Type == PT_ERROR\n");
+    } else {
+        BytesToHex(id.Value.bin.lpb, id.Value.bin.cb, entryId);
+    }
+    return calls.result;
+}
+
+HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId, const char* srcStoreId,
+                 const char* dstFolderId, const char* dstStoreId, char* newEntryId) {
+    const bool sameStore = SameText(srcStoreId, dstStoreId);
+    if (sameStore && SameText(srcFolderId, dstFolderId)) {
+        if (newEntryId) std::strcpy(newEntryId, OrEmpty(entryId));
+        return S_OK;
+    }
+    ComPtr<IMsgStore> srcStore, dstStore;
+    ComPtr<IMAPIFolder> srcFolder, dstFolder;
+    MapiBuffer<SPropValue> searchKey;
+    HRESULT hr = OpenStore(session, srcStoreId, &srcStore);
+    if (hr == S_OK) hr = OpenStoreFolder(srcStore.Get(), srcFolderId, &srcFolder);
+    if (hr == S_OK && sameStore) dstStore = srcStore;
+    if (hr == S_OK && !sameStore) hr = OpenStore(session, dstStoreId, &dstStore);
+    if (hr == S_OK) hr = OpenStoreFolder(dstStore.Get(), dstFolderId, &dstFolder);
+    if (hr == S_OK && newEntryId) {
+        hr = ReadSearchKey(srcFolder.Get(), entryId, searchKey);
+        if (hr == S_OK) *newEntryId = 0;
+    }
+    if (hr == S_OK) hr = MoveOne(srcFolder.Get(), dstFolder.Get(), entryId);
+    if (hr != S_OK || !searchKey) return hr;
+
+    if (const HRESULT found = FindItem(dstFolder.Get(), searchKey.get(), newEntryId); found != S_OK) {
+        g_Log.Error("Quorvel_ItemMove", "Quorvel_FindItem return 0x%x\n", static_cast<unsigned>(found));
+    }
+    return S_OK;
+}
+
+HRESULT SaveItem(IMessage* item, ULONG flags) {
+    return item->SaveChanges(flags);
+}
+
+}  // namespace store

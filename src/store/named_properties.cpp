@@ -1,0 +1,126 @@
+#include "store/named_properties.h"
+
+#include <mapidefs.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "log/PlatformCalls.h"
+#include "log/identifier_text.h"
+#include "store/properties.h"
+
+namespace store {
+namespace {
+
+constexpr char kResolveTags[] = "Quorvel_ResolveTags";
+constexpr ULONG kUnresolved = PROP_TAG(PT_ERROR, 0);
+
+struct NamedEntry {
+    TComparyProp* prop;
+    GUID set;
+};
+
+bool NeedsTag(const TComparyProp& prop) {
+    return prop.ulPropTag == 0 && prop.lpszGuid && _stricmp(prop.lpszGuid, kPrivateSet) != 0;
+}
+
+std::vector<NamedEntry> EntriesWithoutTag(const TComparyProps& props) {
+    std::vector<NamedEntry> entries;
+    for (int i = 0; i < props.n; i++) {
+        TComparyProp& prop = props.lpProps[i];
+        if (!NeedsTag(prop)) continue;
+        GUID set;
+        if (Str2GUID(prop.lpszGuid, &set)) {
+            entries.push_back({&prop, set});
+        } else {
+            g_Log.Error(kResolveTags, "ignoring bag guid = \"%s\"\n", prop.lpszGuid);
+        }
+    }
+    return entries;
+}
+
+/// The entry's tag as the item knows it, or kUnresolved. The result is the look-up's own.
+HRESULT LookUp(IMessage* item, NamedEntry& entry, ULONG& tag) {
+    MAPINAMEID name = {};
+    name.lpguid = &entry.set;
+    if (entry.prop->nID != 0) {
+        name.ulKind = MNID_ID;
+        name.Kind.lID = entry.prop->nID;
+    } else {
+        name.ulKind = MNID_STRING;
+        name.Kind.lpwstrName = const_cast<wchar_t*>(OrEmpty(entry.prop->lpszID));
+    }
+    MapiBuffer<SPropTagArray> tags;
+    const HRESULT hr = GetIDsFromNames(item, 1, &name, Out(tags));
+    if (!IsReadSuccess(hr)) {
+        g_Log.Error(kResolveTags, "Quorvel_GetIDsFromNames return 0x%x\n", static_cast<unsigned>(hr));
+    }
+    tag = tags && tags->cValues > 0 ? tags->aulPropTag[0] : kUnresolved;
+    return hr;
+}
+
+void TakeTag(TComparyProp& prop, ULONG tag) {
+    if (tag != kUnresolved) {
+        prop.ulPropTag = PROP_TAG(PROP_TYPE(prop.nType), PROP_ID(tag));
+        return;
+    }
+    // A wide format takes wide texts only.
+    const std::wstring set(prop.lpszGuid, prop.lpszGuid + std::strlen(prop.lpszGuid));
+    g_Log.ErrorW(kResolveTags,
+                 L"NamedProp->Tag failed for Prop: Key=\"%s\", GUID=\"%s\", nID=%d, sID=\"%s\",nType=0x%x\n",
+                 OrEmpty(prop.lpszKey), set.c_str(), prop.nID, OrEmpty(prop.lpszID), prop.nType);
+}
+
+}  // namespace
+
+HRESULT GetIDFromName(IMessage* item, MAPINAMEID* name, ULONG* tag) {
+    PlatformCalls calls("Quorvel_GetIDFromName");
+    *tag = 0;
+    MapiBuffer<SPropTagArray> tags;
+    if (calls(item->GetIDsFromNames(1, &name, 0, Out(tags)), "lpItem->GetIDsFromNames return 0x%x\n")) {
+        *tag = tags->aulPropTag[0];
+    }
+    return calls.result;
+}
+
+ULONG GetIDFromName2(IMessage* item, const char* guid, long id, ULONG type) {
+    GUID set;
+    if (!Str2GUID(OrEmpty(guid), &set)) {
+        g_Log.Error("Quorvel_GetIDFromName2", "Str2GUID failed\n");
+        return 0;
+    }
+    MAPINAMEID name = {};
+    name.lpguid = &set;
+    name.ulKind = MNID_ID;
+    name.Kind.lID = id;
+    ULONG tag = 0;
+    if (GetIDFromName(item, &name, &tag) != S_OK) return 0;
+    return tag | (type & PROP_TYPE_MASK);
+}
+
+HRESULT GetIDsFromNames(IMessage* item, ULONG count, MAPINAMEID* name, SPropTagArray** tags) {
+    PlatformCalls calls("Quorvel_GetIDsFromNames");
+    MapiBuffer<SPropTagArray> found;
+    calls(item->GetIDsFromNames(count, &name, 0, Out(found)), "GetIDsFromNames return 0x%x\n");
+    *tags = IsReadSuccess(calls.result) ? found.release() : nullptr;
+    return calls.result;
+}
+
+HRESULT ResolveTags(IMessage* item, TComparyProps* props) {
+    std::vector<NamedEntry> entries = EntriesWithoutTag(*props);
+    if (entries.empty()) return S_OK;
+    PlatformCalls calls(kResolveTags);
+    MapiBuffer<SPropTagArray> tags;
+    if (!calls(Allocate(CbNewSPropTagArray(static_cast<size_t>(props->n)), tags),
+               "MAPIAllocateBuffer return 0x%x\n")) {
+        return calls.result;
+    }
+    HRESULT last = S_OK;
+    for (size_t i = 0; i < entries.size(); i++) last = LookUp(item, entries[i], tags->aulPropTag[i]);
+    for (size_t i = 0; i < entries.size(); i++) TakeTag(*entries[i].prop, tags->aulPropTag[i]);
+    if (last != S_OK) g_Log.Info(1, kResolveTags, "hRes != S_OK\n");
+    return last;
+}
+
+}  // namespace store

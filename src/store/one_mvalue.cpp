@@ -1,0 +1,166 @@
+// Several single values of an item gathered into one multi-valued value.
+
+#include <mapidefs.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "log/PlatformCalls.h"
+#include "store/properties.h"
+
+namespace store {
+namespace {
+
+constexpr char kRoutine[] = "Quorvel_GetPropValuesInOneMValue";
+
+/// Bytes of one element of a multi-valued value of this single-valued type; 0 when there is no such form.
+size_t ElementSize(ULONG type) {
+    switch (type) {
+        case PT_I2:
+            return sizeof(short);
+        case PT_LONG:
+        case PT_R4:
+            return sizeof(LONG);
+        case PT_DOUBLE:
+        case PT_APPTIME:
+        case PT_CURRENCY:
+        case PT_SYSTIME:
+        case PT_I8:
+            return sizeof(LARGE_INTEGER);
+        case PT_STRING8:
+        case PT_UNICODE:
+            return sizeof(void*);
+        case PT_BINARY:
+            return sizeof(SBinary);
+        case PT_CLSID:
+            return sizeof(GUID);
+        default:
+            return 0;
+    }
+}
+
+/// The bytes that a value keeps outside its record: a text with its terminator, the bytes of a binary, a
+/// GUID.
+struct Outside {
+    const void* data = nullptr;
+    size_t size = 0;
+};
+Outside OutsideOf(const SPropValue& value) {
+    switch (PROP_TYPE(value.ulPropTag)) {
+        case PT_STRING8:
+            return {value.Value.lpszA, value.Value.lpszA ? std::strlen(value.Value.lpszA) + 1 : 0};
+        case PT_UNICODE:
+            return {value.Value.lpszW,
+                    value.Value.lpszW ? (std::wcslen(value.Value.lpszW) + 1) * sizeof(wchar_t) : 0};
+        case PT_BINARY:
+            return {value.Value.bin.lpb, value.Value.bin.cb};
+        case PT_CLSID:
+            return {value.Value.lpguid, sizeof(GUID)};
+        default:
+            return {};
+    }
+}
+
+bool IsEmpty(const SPropValue& value) {
+    switch (PROP_TYPE(value.ulPropTag)) {
+        case PT_STRING8:
+            return *OrEmpty(value.Value.lpszA) == 0;
+        case PT_UNICODE:
+            return *OrEmpty(value.Value.lpszW) == 0;
+        case PT_BINARY:
+            return value.Value.bin.cb == 0;
+        default:
+            return false;
+    }
+}
+
+/// Indexes of the values that become elements, and the type that all found ones share.
+HRESULT ChooseElements(const SPropValue* values, ULONG count, std::vector<ULONG>& elements, ULONG& type) {
+    type = PT_UNSPECIFIED;
+    for (ULONG i = 0; i < count; i++) {
+        const ULONG own = PROP_TYPE(values[i].ulPropTag);
+        if (own == PT_ERROR) continue;
+        if (type == PT_UNSPECIFIED) type = own;
+        if (own != type || ElementSize(own) == 0) {
+            g_Log.Error(kRoutine, "sub values must be one type (0x%x != 0x%x)\n", static_cast<unsigned>(type),
+                        static_cast<unsigned>(own));
+            return MAPI_E_INVALID_TYPE;
+        }
+        if (!IsEmpty(values[i])) elements.push_back(i);
+    }
+    return S_OK;
+}
+
+/// The block: the value's record, the array of elements, then what the elements refer to.
+HRESULT Gather(const SPropValue* values, const std::vector<ULONG>& elements, ULONG type,
+               MapiBuffer<SPropValue>& block) {
+    const size_t elementSize = ElementSize(type);
+    uint64_t size = sizeof(SPropValue) + elements.size() * elementSize;
+    for (const ULONG i : elements) size += type == PT_CLSID ? 0 : OutsideOf(values[i]).size;
+    const HRESULT hr = Allocate(size, block);
+    if (hr != S_OK) return hr;
+
+    BYTE* const array = reinterpret_cast<BYTE*>(block.get() + 1);
+    BYTE* outside = array + elements.size() * elementSize;
+    BYTE* element = array;
+    for (const ULONG i : elements) {
+        const Outside data = OutsideOf(values[i]);
+        if (type == PT_CLSID) {
+            std::memcpy(element, data.data, data.size);
+        } else {
+            SPropValue copy = values[i];
+            if (data.data) {
+                std::memcpy(outside, data.data, data.size);
+                if (type == PT_BINARY) {
+                    copy.Value.bin.lpb = outside;
+                } else {
+                    copy.Value.lpszA = reinterpret_cast<char*>(outside);
+                }
+                outside += data.size;
+            }
+            std::memcpy(element, &copy.Value, elementSize);
+        }
+        element += elementSize;
+    }
+    *block = {};
+    block->ulPropTag = PROP_TAG(MV_FLAG | type, 0);
+    // Every multi-valued form is a count and a pointer to its elements.
+    block->Value.MVl = {static_cast<ULONG>(elements.size()), reinterpret_cast<LONG*>(array)};
+    return S_OK;
+}
+
+}  // namespace
+
+HRESULT GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue** value, ULONG* sources) {
+    PlatformCalls calls(kRoutine);
+    *value = nullptr;
+    ULONG count = 0;
+    MapiBuffer<SPropValue> values;
+    const HRESULT read = item->GetProps(tags, 0, &count, Out(values));
+    if (!IsReadSuccess(read)) {
+        calls(read, "lpItem->GetProps returned 0x%x\n");
+        return read;
+    }
+    std::vector<ULONG> elements;
+    ULONG type = PT_UNSPECIFIED;
+    const HRESULT chosen = ChooseElements(values.get(), std::min(count, tags->cValues), elements, type);
+    if (chosen != S_OK) return chosen;
+
+    MapiBuffer<SPropValue> block;
+    if (!calls(elements.empty() ? Allocate(sizeof(SPropValue), block)
+                                : Gather(values.get(), elements, type, block),
+               "MAPIAllocateBuffer returned 0x%x\n")) {
+        return calls.result;
+    }
+    if (elements.empty()) {
+        *block = {};
+        block->ulPropTag = PROP_TAG(PT_ERROR, 0);
+        block->Value.err = MAPI_E_NOT_FOUND;
+    }
+    if (sources) std::copy(elements.begin(), elements.end(), sources);
+    *value = block.release();
+    return read;
+}
+
+}  // namespace store

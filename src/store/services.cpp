@@ -1,0 +1,144 @@
+// The message service behind a store: its texts in the profile, and the type of store that they tell.
+
+#include <mapidefs.h>
+#include <mapitags.h>
+
+#include <cstring>
+
+#include "log/PlatformCalls.h"
+#include "store/entry_id.h"
+#include "store/sessions.h"
+
+namespace store {
+namespace {
+
+struct RowFailures {
+    const char* setColumns;
+    const char* findRow;
+    const char* queryRows;
+};
+
+/// Reads the row of a table whose binary property key equals the identifier given as text. A table without
+/// such a row is MAPI_E_NOT_FOUND without a log line.
+bool ReadRow(PlatformCalls& calls, IMAPITable* table, SPropTagArray* columns, ULONG key, const char* idText,
+             const RowFailures& failures, RowSet& rows) {
+    const EntryId id = TextToEntryId(idText);
+    if (!calls.Allocated(id.bytes.get()) || !calls(table->SetColumns(columns, 0), failures.setColumns))
+        return false;
+
+    SPropValue wanted = {};
+    wanted.ulPropTag = key;
+    wanted.Value.bin = {id.count, reinterpret_cast<BYTE*>(id.bytes.get())};
+    SRestriction restriction = {};
+    restriction.rt = RES_PROPERTY;
+    restriction.res.resProperty = {RELOP_EQ, key, &wanted};
+    calls.result = table->FindRow(&restriction, BOOKMARK_BEGINNING, 0);
+    if (calls.result == MAPI_E_NOT_FOUND || !calls(calls.result, failures.findRow)) return false;
+
+    if (!calls(table->QueryRows(1, 0, Out(rows)), failures.queryRows)) return false;
+    return (rows && rows->cRows > 0) || calls(MAPI_E_NOT_FOUND, failures.queryRows);
+}
+
+struct StoreService {
+    const char* dllName;
+    const char* entryName;
+    int type;
+};
+constexpr StoreService kStoreServices[] = {
+    {"mspst.dll", "PSTServiceEntry", 0},
+    {"emsui.dll", "EMSCfg", 1},
+    {"emsmdb.dll", "EMSCfg", 1},
+};
+constexpr int kOtherStore = -1;
+
+int TypeOfService(const char* dllName, const char* entryName) {
+    for (const StoreService& service : kStoreServices) {
+        if (_stricmp(dllName, service.dllName) == 0 && _stricmp(entryName, service.entryName) == 0) {
+            return service.type;
+        }
+    }
+    return kOtherStore;
+}
+
+}  // namespace
+
+HRESULT GetServiceProps(IMAPISession* session, const char* serviceUid, char** dllName, char** entryName,
+                        char** serviceName, char** displayName) {
+    PlatformCalls calls("Quorvel_GetServiceProps");
+    char** const outputs[] = {dllName, entryName, serviceName, displayName};
+    if (!session || !serviceUid || (!dllName && !entryName && !serviceName && !displayName)) {
+        g_Log.Error(calls.tag, "Invalid params");
+        return -1;
+    }
+    TagList columns(PR_SERVICE_UID, PR_SERVICE_DLL_NAME_A, PR_SERVICE_ENTRY_NAME, PR_SERVICE_NAME_A,
+                    PR_DISPLAY_NAME_A);
+    ComPtr<IMsgServiceAdmin> admin;
+    ComPtr<IMAPITable> table;
+    RowSet rows;
+    if (!calls(session->AdminServices(0, &admin), "AdminServices -  0x%x") ||
+        !calls(admin->GetMsgServiceTable(0, &table), "GetMsgServiceTable -  0x%x") ||
+        !ReadRow(calls, table.Get(), columns, PR_SERVICE_UID, serviceUid,
+                 {"SetColumns -  0x%x", "FindRow -  0x%x", "QueryRows -  0x%x"}, rows)) {
+        return calls.result;
+    }
+
+    MapiBuffer<char> texts[std::size(outputs)];
+    for (size_t i = 0; i < std::size(outputs); i++) {
+        if (outputs[i]) *outputs[i] = nullptr;
+    }
+    for (size_t i = 0; i < std::size(outputs); i++) {
+        const SPropValue& value = rows->aRow[0].lpProps[i + 1];
+        if (!outputs[i] || PROP_TYPE(value.ulPropTag) != PT_STRING8) continue;
+        const size_t size = std::strlen(value.Value.lpszA) + 1;
+        if (!calls(Allocate(size, texts[i]), "MAPIAllocateBuffer returned 0x%x\n")) return calls.result;
+        std::memcpy(texts[i].get(), value.Value.lpszA, size);
+    }
+    for (size_t i = 0; i < std::size(outputs); i++) {
+        if (outputs[i]) *outputs[i] = texts[i].release();
+    }
+    return calls.result;
+}
+
+HRESULT GetStoreType(IMAPISession* session, const char* storeId, int* type) {
+    PlatformCalls calls("Quorvel_GetStoreType");
+    if (!session || !storeId || !*storeId || !type) {
+        g_Log.Error(calls.tag, "Invalid arguments");
+        return -1;
+    }
+    TagList columns(PR_ENTRYID, PR_SERVICE_UID, PR_DISPLAY_NAME_A, PR_DEFAULT_STORE);
+    ComPtr<IMAPITable> table;
+    RowSet rows;
+    if (!calls(session->GetMsgStoresTable(0, &table), "GetMsgStoresTable - 0x%x\n") ||
+        !ReadRow(calls, table.Get(), columns, PR_ENTRYID, storeId,
+                 {"SetColumns - 0x%x\n", "FindRow(PR_ENTRYID) - 0x%x\n", "QueryRows - 0x%x\n"}, rows)) {
+        return calls.result;
+    }
+
+    const SPropValue& uid = rows->aRow[0].lpProps[1];
+    if (uid.ulPropTag != PR_SERVICE_UID) {
+        g_Log.Error(calls.tag, "cant get PR_SERVICE_UID, err = 0x%x\n",
+                    static_cast<unsigned>(PROP_TYPE(uid.ulPropTag)));
+        return S_OK;
+    }
+    const MapiBuffer<char> uidText = EntryIdToText(uid.Value.bin.lpb, uid.Value.bin.cb);
+    rows.reset();
+    if (!calls.Allocated(uidText.get())) return calls.result;
+
+    MapiBuffer<char> dllName, entryName, serviceName, displayName;
+    const HRESULT hr = GetServiceProps(session, uidText.get(), Out(dllName), Out(entryName), Out(serviceName),
+                                       Out(displayName));
+    if (hr != S_OK) return hr;
+    *type = TypeOfService(OrEmpty(dllName.get()), OrEmpty(entryName.get()));
+    g_Log.Info(3, calls.tag,
+               "Service:\n\tMyType      = %d\n\tDllName     = %s\n\tEntryName   = %s\n\tUID         = %s\n",
+               *type, OrEmpty(dllName.get()), OrEmpty(entryName.get()), OrEmpty(displayName.get()));
+    return S_OK;
+}
+
+HRESULT IsStoreLocal(IMAPISession* session, const char* storeId, int* local) {
+    const HRESULT hr = GetStoreType(session, storeId, local);
+    if (hr == S_OK) *local = *local == 0;
+    return hr;
+}
+
+}  // namespace store

@@ -1,0 +1,109 @@
+#include "store/streams.h"
+
+#include <mapidefs.h>
+#include <mapitags.h>
+
+#include <cstring>
+#include <string_view>
+
+#include "log/PlatformCalls.h"
+#include "store/sessions.h"
+
+namespace store {
+namespace {
+
+bool SizeOf(PlatformCalls& calls, IStream* stream, ULONG& size) {
+    STATSTG stat = {};
+    if (!calls(stream->Stat(&stat, STATFLAG_NONAME), "pStream->Stat returned 0x%x\n")) return false;
+    size = stat.cbSize.LowPart;
+    return true;
+}
+
+/// Whether the text that starts with these characters counts as empty. Line breaks alone make only a body
+/// empty.
+template <typename Char>
+bool IsEmptyText(const Char* start, bool isBody) {
+    constexpr Char blankLine[] = {' ', '\r', '\n', 0};
+    const std::basic_string_view<Char> text(start);
+    return text.empty() || (isBody && (text == blankLine || text == blankLine + 1));
+}
+
+}  // namespace
+
+HRESULT OpenStream(IMAPIProp* object, ULONG tag, ComPtr<IStream>& stream) {
+    const HRESULT hr = object->OpenProperty(tag, &IID_IStream, 0, 0, OutUnknown(stream));
+    if (hr == S_OK || hr == MAPI_E_NOT_FOUND) return S_OK;
+    stream.Reset();
+    return hr;
+}
+
+HRESULT GetStreamPropValue(IMAPIProp* object, ULONG tag, void** buffer, ULONG* count, int addTerminator) {
+    PlatformCalls calls("Quorvel_GetStreamPropValue");
+    *buffer = nullptr;
+    *count = 0;
+    ComPtr<IStream> stream;
+    ULONG size = 0;
+    if (!calls(OpenStream(object, tag, stream), "lpMapiProp->OpenProperty returned 0x%x\n") || !stream ||
+        !SizeOf(calls, stream.Get(), size) || size == 0) {
+        return calls.result;
+    }
+    MapiBuffer<BYTE> data;
+    ULONG read = 0;
+    const uint64_t terminator = addTerminator ? sizeof(wchar_t) : 0;
+    if (!calls(Allocate(size + terminator, data), "MAPIAllocateBuffer returned 0x%x\n") ||
+        !calls(stream->Read(data.get(), size, &read), "pStream1->Read returned 0x%x\n")) {
+        return calls.result;
+    }
+    if (addTerminator) {
+        std::memset(data.get() + read, 0, sizeof(wchar_t));
+        std::memset(data.get() + size, 0, sizeof(wchar_t));
+    }
+    *count = read;
+    *buffer = data.release();
+    return calls.result;
+}
+
+HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size) {
+    PlatformCalls calls("Quorvel_StreamPropSize");
+    *size = 0;
+    ComPtr<IStream> stream;
+    if (calls(OpenStream(object, tag, stream), "lpMapiProp->OpenProperty returned 0x%x\n") && stream) {
+        SizeOf(calls, stream.Get(), *size);
+    }
+    return calls.result;
+}
+
+HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size) {
+    PlatformCalls calls("Quorvel_StreamPropEmpty");
+    *empty = 1;
+    if (size) *size = 0;
+    ComPtr<IStream> stream;
+    if (const HRESULT hr = OpenStream(item, tag, stream); hr != S_OK) {
+        calls(hr, "lpMessage->OpenProperty returned 0x%x, EntryID = %s\n", OrEmpty(EntryID2Str(item).get()));
+        return hr;
+    }
+    if (!stream) return S_OK;
+
+    constexpr ULONG kTested = 256;
+    wchar_t start[kTested / sizeof(wchar_t) + 1] = {};
+    ULONG wholeSize = 0;
+    ULONG read = 0;
+    if ((size && !SizeOf(calls, stream.Get(), wholeSize)) ||
+        !calls(stream->Read(start, kTested, &read), "pStream->Read returned 0x%x\n")) {
+        return calls.result;
+    }
+    switch (PROP_TYPE(tag)) {
+        case PT_UNICODE:
+            *empty = IsEmptyText(start, tag == PR_BODY_W);
+            break;
+        case PT_STRING8:
+            *empty = IsEmptyText(reinterpret_cast<const char*>(start), tag == PR_BODY_A);
+            break;
+        default:
+            *empty = read > 0;
+    }
+    if (size && !*empty) *size = wholeSize;
+    return calls.result;
+}
+
+}  // namespace store
