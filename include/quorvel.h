@@ -162,6 +162,31 @@ QUORVEL_API const char* Quorvel_GetFilenameErr(void);
 /* ---- Cabinet writer
  * --------------------------------------------------------------------------------------------- */
 
+/* Packs files into a cabinet (.cab) with MSZIP compression, through the system's own cabinet library.
+ *
+ * All texts are in the ANSI code page. One handle is one cabinet: create, add files, flush, delete. A failed
+ * call leaves the handle good for FCI_Delete only: the system's library takes nothing more after it. */
+
+/* Starts the cabinet directory + name: the two are put together as given, so directory ends in a backslash
+ * (or is empty: the current directory). Each counts up to 255 bytes, the rest is ignored. The cabinet itself
+ * is written by FCI_FlushCabinet; a directory that does not exist is noticed there.
+ * Returns a handle, to be given to FCI_Delete; null when the system has no cabinet library or it refuses
+ * (no room for temporary files, a null text): the Error line "GetLastError = 0x%x" then says why. */
+QUORVEL_API void* FCI_Create(const char* directory, const char* name);
+/* Adds the file source under storedName, which may hold backslashes for subfolders (255 bytes at most). Kept
+ * with it are the last write, as local time in steps of two seconds, years 1980 to 2107, and the read-only,
+ * hidden, system and archive attributes.
+ * Returns non-zero on success, 0 on failure: source missing or not readable, no room for temporary files, a
+ * null argument. Nothing is logged. */
+QUORVEL_API int FCI_AddFile(void* handle, const char* source, const char* storedName);
+/* Completes the cabinet and writes it. Returns non-zero on success; 0 on failure (the directory is missing,
+ * cannot be written or is full, an earlier call failed, no content was added, null handle): whatever is on
+ * the disk then is no whole cabinet. */
+QUORVEL_API int FCI_FlushCabinet(void* handle);
+/* Ends the work and frees the handle and all temporary files; null is ignored. Does not flush: a cabinet that
+ * was not flushed is incomplete. */
+QUORVEL_API void FCI_Delete(void* handle);
+
 #ifdef __cplusplus
 }
 #endif

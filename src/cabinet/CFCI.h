@@ -1,0 +1,83 @@
+#pragma once
+// A cabinet being written through the system's file compression interface (FCI).
+//
+// One object is one cabinet: Create, AddFile for each file, FlushCabinet, which completes it. Destroying the
+// object does not flush: a cabinet that was never flushed is incomplete. Create starts over, so an object can
+// write one cabinet after another. It owns the compression context, its temporary files and the cabinet
+// library, which is loaded at construction; without that library every operation fails and none crashes.
+//
+// The virtual operations are what FCI calls back; each reports a failure of the C runtime through *error, and
+// FCI turns that into a failure of the call that is running. FCI's record of the failure is Erf().
+
+#include <windows.h>
+#include <fci.h>
+
+#include <memory>
+#include <type_traits>
+
+class CFCI {
+  public:
+    CFCI();
+    CFCI(const CFCI&) = delete;
+    CFCI& operator=(const CFCI&) = delete;
+
+    virtual int FilePlaced(CCAB* cabinet, char* name, long size, BOOL continued);
+    virtual INT_PTR Open(char* name, int flags, int mode, int* error);
+    virtual UINT Read(INT_PTR file, void* buffer, UINT count, int* error);
+    virtual UINT Write(INT_PTR file, void* buffer, UINT count, int* error);
+    virtual int Close(INT_PTR file, int* error);
+    virtual long Seek(INT_PTR file, long distance, int origin, int* error);
+    virtual int Delete(char* name, int* error);
+    /// TRUE with the name of a file that does not exist yet; FALSE when there is none of less than capacity
+    /// bytes.
+    virtual BOOL GetTempFile(char* name, int capacity);
+    /// Names cabinet number cabinet->iCab of a set.
+    virtual BOOL GetNextCabinet(CCAB* cabinet, ULONG previousSize);
+    /// Adds up the bytes of the blocks that were compressed.
+    virtual long Status(UINT kind, ULONG count1, ULONG count2);
+    /// Opens a source for reading and tells what the cabinet says about it: last write in local time, zero
+    /// when MS-DOS cannot express it, and its read-only, hidden, system and archive attributes. -1: refused.
+    virtual INT_PTR GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* attributes, int* error);
+
+    virtual ~CFCI();
+
+    /// Starts a cabinet. directory ends in a backslash; the two together name the file. Each is cut at 255
+    /// bytes. False when the library is missing or FCI refuses; GetLastError() then says why, as far as
+    /// anybody said.
+    bool Create(const char* directory, const char* name);
+    /// Compresses a file into the cabinet under storedName. FCI's result: zero is failure.
+    BOOL AddFile(const char* source, const char* storedName);
+    /// Completes the cabinet. FCI's result: zero is failure.
+    BOOL FlushCabinet();
+
+    const ERF& Erf() const { return m_erf; }
+    const char* Template() const { return m_szCabTemplate; }
+    ULONG Compressed() const { return m_cbCompressed; }
+    ULONG Uncompressed() const { return m_cbUncompressed; }
+
+  protected:
+    /// For a cabinet library of another name.
+    explicit CFCI(const char* library);
+
+  private:
+    struct LibraryDeleter {
+        void operator()(HMODULE library) const { FreeLibrary(library); }
+    };
+    using Library = std::unique_ptr<std::remove_pointer_t<HMODULE>, LibraryDeleter>;
+
+    void Bind(const char* library);
+    void MakeTemplate(const char* name);
+    void Destroy();
+
+    HFCI m_hfci = nullptr;
+    ERF m_erf{};
+    ULONG m_cbCompressed = 0;
+    ULONG m_cbUncompressed = 0;
+    char m_szCabTemplate[256]{};  // the cabinet's name with "%d" in front of its last point
+    Library m_hCabinetDll;
+    decltype(&::FCICreate) m_pfnCreate = nullptr;
+    decltype(&::FCIAddFile) m_pfnAddFile = nullptr;
+    decltype(&::FCIFlushCabinet) m_pfnFlushCabinet = nullptr;
+    decltype(&::FCIFlushFolder) m_pfnFlushFolder = nullptr;
+    decltype(&::FCIDestroy) m_pfnDestroy = nullptr;
+};
