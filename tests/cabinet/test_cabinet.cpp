@@ -1,0 +1,355 @@
+// The operations behind FCI's callbacks, one by one, and cabinets whose writing fails somewhere on the way.
+// What a good cabinet holds is checked by check_cabinets.py.
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <io.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "cabinet/CFCI.h"
+#include "quorvel.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A directory of its own for each test, with an empty one inside that takes the temporary files.
+class Cabinet : public testing::Test {
+  protected:
+    void SetUp() override {
+        const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
+        m_directory = fs::temp_directory_path() /
+                      (std::string("cabinet_") + info->name() + std::to_string(GetCurrentProcessId()));
+        fs::create_directories(m_directory / "temp");
+        const char* temp = getenv("TMP");
+        m_formerTemp = temp ? temp : "";
+        _putenv_s("TMP", (m_directory / "temp").string().c_str());
+    }
+    void TearDown() override {
+        EXPECT_TRUE(fs::is_empty(m_directory / "temp")) << "temporary files are left";
+        _putenv_s("TMP", m_formerTemp.c_str());
+        fs::remove_all(m_directory);
+    }
+    std::string Path(const std::string& name) const { return (m_directory / name).string(); }
+    std::string Directory() const { return m_directory.string() + "\\"; }
+    // Text that does not compress to nothing.
+    std::string Source(const std::string& name, size_t size) const {
+        std::string bytes(size, ' ');
+        unsigned state = 12345;
+        for (char& byte : bytes) byte = static_cast<char>((state = state * 1103515245 + 12345) >> 24);
+        std::ofstream(Path(name), std::ios::binary) << bytes;
+        return Path(name);
+    }
+    std::string Content(const std::string& name) const {
+        std::ifstream in(Path(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+
+  private:
+    fs::path m_directory;
+    std::string m_formerTemp;
+};
+
+// Creates, adds and flushes; true when every step reported success.
+bool Pack(CFCI& cabinet, const std::string& directory, const std::string& name, const std::string& source) {
+    return cabinet.Create(directory.c_str(), name.c_str()) && cabinet.AddFile(source.c_str(), "a") &&
+           cabinet.AddFile(source.c_str(), "b") && cabinet.FlushCabinet();
+}
+
+TEST_F(Cabinet, NamesFurtherCabinetsAfterTheFirst) {
+    const struct {
+        std::string name, pattern, seventh;
+    } cases[] = {
+        {"backup.cab", "backup%d.cab", "backup7.cab"},
+        {"a.b.cab", "a.b%d.cab", "a.b7.cab"},
+        {"data", "data%d", "data7"},
+        {".cab", "%d.cab", "7.cab"},
+        {"end.", "end%d.", "end7."},
+        {"", "%d", "7"},
+        {"100%s%n.cab", "100%s%n%d.cab", "100%s%n7.cab"},
+        {"a%d.c%d", "a%d%d.c%d", "a%d7.c%d"},
+        {std::string(253, 'x'), std::string(253, 'x') + "%d", std::string(253, 'x') + "7"},
+        {std::string(300, 'x'), std::string(253, 'x') + "%d", std::string(253, 'x') + "7"},
+        {std::string(250, 'x') + ".cabinet", std::string(250, 'x') + "%d.ca", std::string(250, 'x') + "7.ca"},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.name);
+        CFCI cabinet;
+        ASSERT_TRUE(cabinet.Create(Directory().c_str(), one.name.c_str()));
+        EXPECT_EQ(cabinet.Template(), one.pattern);
+        CCAB next{};
+        next.iCab = 7;
+        EXPECT_TRUE(cabinet.GetNextCabinet(&next, 0));
+        EXPECT_EQ(next.szCab, one.seventh);
+    }
+}
+
+TEST_F(Cabinet, CutsTheNumberedNameAtItsPlaceInTheRecord) {
+    CFCI cabinet;
+    ASSERT_TRUE(cabinet.Create("", std::string(253, 'x').c_str()));
+    CCAB next{};
+    next.iCab = 2147483647;
+    memset(next.szCabPath, '#', sizeof next.szCabPath);
+    EXPECT_TRUE(cabinet.GetNextCabinet(&next, 0));
+    EXPECT_EQ(next.szCab, std::string(253, 'x') + "21");
+    EXPECT_EQ(next.szCabPath[0], '#') << "written past the name";
+}
+
+TEST_F(Cabinet, ReportsWhatTheRuntimeReports) {
+    CFCI cabinet;
+    const std::string path = Source("three", 3);
+    std::string missing = Path("missing");
+    int error = -7;
+    EXPECT_EQ(cabinet.Open(missing.data(), _O_RDONLY | _O_BINARY, 0, &error), -1);
+    EXPECT_EQ(error, ENOENT);
+    error = -7;
+    EXPECT_NE(cabinet.Delete(missing.data(), &error), 0);
+    EXPECT_EQ(error, ENOENT);
+
+    std::string name = path;
+    error = -7;
+    const INT_PTR file = cabinet.Open(name.data(), _O_RDONLY | _O_BINARY, 0, &error);
+    ASSERT_NE(file, -1);
+    char buffer[8];
+    EXPECT_EQ(cabinet.Read(file, buffer, 3, &error), 3u);
+    EXPECT_EQ(cabinet.Seek(file, -1, SEEK_CUR, &error), 2);
+    EXPECT_EQ(error, -7) << "success leaves the error alone";
+    errno = EACCES;
+    EXPECT_EQ(cabinet.Read(file, buffer, 8, &error), 1u);
+    EXPECT_EQ(error, 0) << "the end of a file is no error, whatever failed before it";
+    error = -7;
+    EXPECT_EQ(cabinet.Write(file, buffer, 1, &error), UINT(-1));
+    EXPECT_EQ(error, EBADF);
+    error = -7;
+    EXPECT_EQ(cabinet.Seek(file, -9, SEEK_SET, &error), -1);
+    EXPECT_EQ(error, EINVAL);
+    error = -7;
+    EXPECT_EQ(cabinet.Close(file, &error), 0);
+    EXPECT_EQ(error, -7);
+    EXPECT_EQ(cabinet.Close(file, &error), -1);
+    EXPECT_EQ(error, EBADF);
+    EXPECT_EQ(cabinet.Delete(name.data(), &error), 0);
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(Cabinet, GivesTemporaryNamesThatFit) {
+    CFCI cabinet;
+    char name[MAX_PATH];
+    ASSERT_TRUE(cabinet.GetTempFile(name, sizeof name));
+    EXPECT_FALSE(fs::exists(name));
+    EXPECT_EQ(fs::path(name).filename().string().substr(0, 2), "xx");
+    const int length = static_cast<int>(strlen(name));
+    char exact[MAX_PATH];
+    memset(exact, '#', sizeof exact);
+    EXPECT_FALSE(cabinet.GetTempFile(exact, 0));
+    EXPECT_FALSE(cabinet.GetTempFile(exact, length));
+    EXPECT_EQ(exact[0], '#');
+    EXPECT_TRUE(cabinet.GetTempFile(exact, length + 1));
+    EXPECT_EQ(exact[length + 1], '#');
+}
+
+TEST_F(Cabinet, CountsTheBytesOfFileBlocksOnly) {
+    CFCI cabinet;
+    for (const UINT kind : {statusFile, statusFolder, statusFile, statusCabinet}) {
+        EXPECT_EQ(cabinet.Status(kind, 10, 100), 0);
+    }
+    EXPECT_EQ(cabinet.Compressed(), 20u);
+    EXPECT_EQ(cabinet.Uncompressed(), 200u);
+}
+
+FILETIME Utc(WORD year, WORD month, WORD day) {
+    const SYSTEMTIME parts{year, month, 0, day, 12, 34, 56, 0};
+    FILETIME time{};
+    EXPECT_TRUE(SystemTimeToFileTime(&parts, &time));
+    return time;
+}
+
+// Noon: on the same day in every zone.
+TEST_F(Cabinet, StoresTimesThatMsDosKnows) {
+    const std::string path = Source("dated", 1);
+    const struct {
+        WORD year, month, day;
+        bool stored;
+    } cases[] = {
+        {1601, 1, 2, false}, {1979, 12, 31, false}, {1980, 1, 1, true},  {1999, 12, 31, true},
+        {2024, 2, 29, true}, {2105, 12, 31, true},  {2108, 1, 1, false}, {2236, 1, 1, false},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.year);
+        const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        const FILETIME time = Utc(one.year, one.month, one.day);
+        ASSERT_TRUE(SetFileTime(file, nullptr, nullptr, &time));
+        CloseHandle(file);
+        std::string name = path;
+        USHORT date = 1, clock = 1, attributes = 1;
+        int error = 0;
+        CFCI cabinet;
+        const INT_PTR opened = cabinet.GetOpenInfo(name.data(), &date, &clock, &attributes, &error);
+        ASSERT_NE(opened, -1);
+        cabinet.Close(opened, &error);
+        if (one.stored) {
+            EXPECT_EQ(date, ((one.year - 1980) << 9) + (one.month << 5) + one.day);
+            EXPECT_EQ(clock & 31, 56 / 2);
+        } else {
+            EXPECT_EQ(date, 0);
+            EXPECT_EQ(clock, 0);
+        }
+    }
+}
+
+TEST_F(Cabinet, RefusesSourcesThatCannotBeRead) {
+    const std::string held = Source("held", 100);
+    fs::create_directory(Path("folder"));
+    const HANDLE writer = CreateFileA(held.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(writer, INVALID_HANDLE_VALUE);
+    for (const std::string& source : {Path("missing"), Path("no\\such\\folder"), held, Path("folder"),
+                                      std::string(), std::string(400, 'x')}) {
+        SCOPED_TRACE(source);
+        CFCI cabinet;
+        ASSERT_TRUE(cabinet.Create(Directory().c_str(), "out.cab"));
+        EXPECT_FALSE(cabinet.AddFile(source.c_str(), "stored"));
+        EXPECT_TRUE(cabinet.Erf().fError);
+        EXPECT_EQ(cabinet.Erf().erfOper, FCIERR_OPEN_SRC);
+    }
+    CloseHandle(writer);
+}
+
+struct LibraryOf : CFCI {
+    explicit LibraryOf(const char* name) : CFCI(name) {}
+};
+
+TEST_F(Cabinet, DoesNothingWithoutTheLibrary) {
+    const std::string source = Source("source", 10);
+    // One that is not there, one that lacks the functions.
+    const struct {
+        const char* library;
+        DWORD error;
+    } cases[] = {{"nosuchcabinet.dll", ERROR_MOD_NOT_FOUND}, {"kernel32.dll", ERROR_PROC_NOT_FOUND}};
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.library);
+        LibraryOf cabinet(one.library);
+        EXPECT_EQ(cabinet.Erf().erfOper, -1);
+        EXPECT_EQ(cabinet.Erf().fError, 1);
+        EXPECT_FALSE(cabinet.Create(Directory().c_str(), "out.cab"));
+        EXPECT_EQ(GetLastError(), one.error);
+        EXPECT_FALSE(cabinet.AddFile(source.c_str(), "stored"));
+        EXPECT_FALSE(cabinet.FlushCabinet());
+    }
+    EXPECT_FALSE(fs::exists(Path("out.cab")));
+}
+
+TEST_F(Cabinet, ForgivesNullArguments) {
+    EXPECT_EQ(FCI_Create(nullptr, "out.cab"), nullptr);
+    EXPECT_EQ(FCI_Create("", nullptr), nullptr);
+    EXPECT_EQ(FCI_AddFile(nullptr, "a", "b"), 0);
+    EXPECT_EQ(FCI_FlushCabinet(nullptr), 0);
+    FCI_Delete(nullptr);
+    void* cabinet = FCI_Create(Directory().c_str(), "out.cab");
+    ASSERT_NE(cabinet, nullptr);
+    EXPECT_EQ(FCI_AddFile(cabinet, nullptr, "b"), 0);
+    EXPECT_EQ(FCI_AddFile(cabinet, "a", nullptr), 0);
+    FCI_Delete(cabinet);
+}
+
+// Whether the first temporary file is made at the start or for the first content is the platform's choice.
+TEST_F(Cabinet, FailsWithoutAPlaceForTemporaryFiles) {
+    _putenv_s("TMP", Path("missing").c_str());
+    CFCI cabinet;
+    EXPECT_FALSE(Pack(cabinet, Directory(), "out.cab", Source("source", 100)));
+    EXPECT_FALSE(fs::exists(Path("out.cab")));
+}
+
+TEST_F(Cabinet, WritesOneCabinetAfterAnother) {
+    const std::string source = Source("source", 40000);
+    CFCI cabinet;
+    ASSERT_TRUE(cabinet.Create(Directory().c_str(), "one.cab"));
+    ASSERT_TRUE(cabinet.AddFile(source.c_str(), "stored"));
+    ASSERT_TRUE(cabinet.FlushCabinet());
+    EXPECT_EQ(cabinet.Uncompressed(), 40000u);
+    EXPECT_GT(cabinet.Compressed(), 39000u);
+    // Given up half-way: nothing of it stays.
+    ASSERT_TRUE(cabinet.Create(Directory().c_str(), "given_up.cab"));
+    EXPECT_EQ(cabinet.Compressed(), 0u);
+    ASSERT_TRUE(cabinet.AddFile(source.c_str(), "stored"));
+    ASSERT_TRUE(cabinet.Create(Directory().c_str(), "two.cab"));
+    ASSERT_TRUE(cabinet.AddFile(source.c_str(), "stored"));
+    ASSERT_TRUE(cabinet.FlushCabinet());
+    EXPECT_GE(cabinet.Uncompressed(), 80000u) << "the uncompressed total is never set back";
+    EXPECT_EQ(Content("one.cab"), Content("two.cab"));
+    EXPECT_GT(fs::file_size(Path("two.cab")), 39000u);
+    EXPECT_FALSE(fs::exists(Path("given_up.cab")));
+}
+
+// Makes callback number `when` fail; closing and removing files go on, as after a real failure. A source that
+// the platform leaves open when it gives up is closed at the end.
+class Disturbed : public CFCI {
+  public:
+    explicit Disturbed(int when) : m_when(when) {}
+    ~Disturbed() override {
+        if (m_source != -1) _close(static_cast<int>(m_source));
+    }
+    bool Struck() const { return m_count >= m_when; }
+
+    INT_PTR Open(char* name, int flags, int mode, int* error) override {
+        return Fails(error) ? -1 : CFCI::Open(name, flags, mode, error);
+    }
+    UINT Read(INT_PTR file, void* buffer, UINT count, int* error) override {
+        return Fails(error) ? UINT(-1) : CFCI::Read(file, buffer, count, error);
+    }
+    UINT Write(INT_PTR file, void* buffer, UINT count, int* error) override {
+        return CFCI::Write(file, buffer, Fails(error) ? count / 2 : count, error);
+    }
+    int Close(INT_PTR file, int* error) override {
+        if (file == m_source) m_source = -1;
+        return CFCI::Close(file, error);
+    }
+    BOOL GetTempFile(char* name, int capacity) override {
+        int error;
+        return Fails(&error) ? FALSE : CFCI::GetTempFile(name, capacity);
+    }
+    INT_PTR GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* attributes, int* error) override {
+        return m_source = Fails(error) ? -1 : CFCI::GetOpenInfo(name, date, time, attributes, error);
+    }
+
+  private:
+    bool Fails(int* error) {
+        *error = ENOSPC;
+        return ++m_count == m_when;
+    }
+    int m_when;
+    int m_count = 0;
+    INT_PTR m_source = -1;
+};
+
+// A report of success means a whole cabinet, whatever failed on the way to it.
+TEST_F(Cabinet, NeverReportsABrokenCabinetAsWritten) {
+    const std::string source = Source("source", 70000);
+    CFCI undisturbed;
+    ASSERT_TRUE(Pack(undisturbed, Directory(), "good.cab", source));
+    const std::string good = Content("good.cab");
+    int failed = 0;
+    for (int when = 1;; ++when) {
+        SCOPED_TRACE("callback " + std::to_string(when) + " fails");
+        Disturbed cabinet(when);
+        const bool written = Pack(cabinet, Directory(), "bad.cab", source);
+        EXPECT_TRUE(!written || Content("bad.cab") == good) << "reported as written, but it is not whole";
+        failed += !written;
+        if (!cabinet.Struck()) {
+            EXPECT_TRUE(written);
+            break;
+        }
+        fs::remove(Path("bad.cab"));
+    }
+    EXPECT_GT(failed, 20) << "the failures did not reach the writer";
+}
+
+}  // namespace
