@@ -12,35 +12,30 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "cabinet/CFCI.h"
 #include "quorvel.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A directory of its own for each test, with an empty one inside that takes the temporary files.
+// A folder of its own for each test, and an empty one that takes the temporary files.
 class Cabinet : public testing::Test {
   protected:
     void SetUp() override {
-        const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
-        m_directory = fs::temp_directory_path() /
-                      (std::string("cabinet_") + info->name() + std::to_string(GetCurrentProcessId()));
-        fs::create_directories(m_directory / "temp");
         const char* temp = getenv("TMP");
         m_formerTemp = temp ? temp : "";
-        _putenv_s("TMP", (m_directory / "temp").string().c_str());
+        _putenv_s("TMP", m_temp.Path().c_str());
     }
     void TearDown() override {
-        EXPECT_TRUE(fs::is_empty(m_directory / "temp")) << "temporary files are left";
+        EXPECT_TRUE(fs::is_empty(m_temp.Path())) << "temporary files are left";
         _putenv_s("TMP", m_formerTemp.c_str());
-        fs::remove_all(m_directory);
     }
-    std::string Path(const std::string& name) const { return (m_directory / name).string(); }
-    std::string Directory() const { return m_directory.string() + "\\"; }
+    std::string Path(const std::string& name) const { return m_folder.File(name); }
+    std::string Directory() const { return m_folder.Path() + "\\"; }
     // Text that does not compress to nothing.
     std::string Source(const std::string& name, size_t size) const {
         std::string bytes(size, ' ');
@@ -49,13 +44,12 @@ class Cabinet : public testing::Test {
         std::ofstream(Path(name), std::ios::binary) << bytes;
         return Path(name);
     }
-    std::string Content(const std::string& name) const {
-        std::ifstream in(Path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
+    std::string Content(const std::string& name) const { return ReadWholeFile(Path(name)); }
+
+    TemporaryFolder m_folder;
+    TemporaryFolder m_temp;
 
   private:
-    fs::path m_directory;
     std::string m_formerTemp;
 };
 
@@ -208,10 +202,9 @@ TEST_F(Cabinet, StoresTimesThatMsDosKnows) {
 
 TEST_F(Cabinet, RefusesSourcesThatCannotBeRead) {
     const std::string held = Source("held", 100);
-    fs::create_directory(Path("folder"));
     const HANDLE writer = CreateFileA(held.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(writer, INVALID_HANDLE_VALUE);
-    for (const std::string& source : {Path("missing"), Path("no\\such\\folder"), held, Path("folder"),
+    for (const std::string& source : {Path("missing"), Path("no\\such\\folder"), held, m_temp.Path(),
                                       std::string(), std::string(400, 'x')}) {
         SCOPED_TRACE(source);
         CFCI cabinet;
@@ -248,8 +241,13 @@ TEST_F(Cabinet, DoesNothingWithoutTheLibrary) {
 }
 
 TEST_F(Cabinet, ForgivesNullArguments) {
+    CapturedLog log;
     EXPECT_EQ(FCI_Create(nullptr, "out.cab"), nullptr);
+    EXPECT_EQ(log.Lines(), LogLines({{sevError, "FCI_Create", "GetLastError = 0x57"}}));
+    log.Clear();
     EXPECT_EQ(FCI_Create("", nullptr), nullptr);
+    EXPECT_EQ(log.Lines(), LogLines({{sevError, "FCI_Create", "GetLastError = 0x57"}}));
+    log.Clear();
     EXPECT_EQ(FCI_AddFile(nullptr, "a", "b"), 0);
     EXPECT_EQ(FCI_FlushCabinet(nullptr), 0);
     FCI_Delete(nullptr);
@@ -258,6 +256,7 @@ TEST_F(Cabinet, ForgivesNullArguments) {
     EXPECT_EQ(FCI_AddFile(cabinet, nullptr, "b"), 0);
     EXPECT_EQ(FCI_AddFile(cabinet, "a", nullptr), 0);
     FCI_Delete(cabinet);
+    EXPECT_EQ(log.Lines(), LogLines());
 }
 
 // Whether the first temporary file is made at the start or for the first content is the platform's choice.
