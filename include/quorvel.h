@@ -26,6 +26,7 @@
 
 #include <windows.h>
 #include <mapix.h>
+#include <oaidl.h>
 #include <stddef.h>
 
 #if defined(QUORVEL_STATIC)
@@ -132,17 +133,188 @@ QUORVEL_API void Quorvel_ConfigLogEx(const char* errPath, const char* logPath, i
 QUORVEL_API const char* Quorvel_GetFilenameLog(void);
 QUORVEL_API const char* Quorvel_GetFilenameErr(void);
 
-/* ---- Sessions, stores, items
- * ------------------------------------------------------------------------------------ */
+/* ---- Sessions, stores, items ---- */
 
-/* ---- Reading property values
- * ------------------------------------------------------------------------------------ */
+/*
+ * What holds for all functions of the store-access families below, unless one says otherwise:
+ *
+ * Results are the platform's, 0 for success. Any other result writes one error line to the log under the
+ * function's name, with the result in it. Without a messaging platform on the machine they are E_FAIL or
+ * MAPI_E_NOT_ENOUGH_MEMORY, without memory the latter.
+ *
+ * Outputs are written on success; on failure a single object or number keeps what the caller had there.
+ * Output pointers and objects must not be null; texts may be (null counts as empty).
+ *
+ * The platform's module is looked for at the first call that needs it: the mail client that the machine's key
+ * Software\Microsoft\Windows Messaging Subsystem\MSMapiApps names for the program's file, then the default
+ * mail client, then the system's mapi32.dll.
+ */
 
-/* ---- Named properties
- * ------------------------------------------------------------------------------------------- */
+/* Initialises the platform and logs on to the default profile. newSession non-zero: a session of the caller's
+ * own; else one that exists may be shared. showLogonUi non-zero: the platform may show its logon window. The
+ * session is ended with Quorvel_Logoff, and only when this function succeeded. */
+QUORVEL_API HRESULT Quorvel_Logon(IMAPISession** session, int newSession, int showLogonUi);
+/* Logs off, releases the session and uninitialises the platform: all three, whatever the logoff's result,
+ * which is returned. The session is gone in any case. */
+QUORVEL_API HRESULT Quorvel_Logoff(IMAPISession* session);
 
-/* ---- Attachments and item operations
- * ---------------------------------------------------------------------------- */
+/* Open by entry-identifier text, with the best access that the platform grants. The object is the caller's
+ * and is closed with the Close function of its kind. Digits may be of either letter case; an odd last digit
+ * is ignored. */
+QUORVEL_API HRESULT Quorvel_OpenStore(IMAPISession* session, const char* storeId, IMsgStore** out);
+QUORVEL_API HRESULT Quorvel_OpenStoreFolder(IMsgStore* msgStore, const char* folderId, IMAPIFolder** out);
+QUORVEL_API HRESULT Quorvel_OpenStoreItem(IMsgStore* msgStore, const char* entryId, IMessage** out);
+QUORVEL_API HRESULT Quorvel_OpenFolderItem(IMAPIFolder* folder, const char* entryId, IMessage** out);
+/* Opens an item of a store that is opened for the call only. Logged as Quorvel_OpenItem, both. */
+QUORVEL_API HRESULT Quorvel_OpenItem(IMAPISession* session, const char* entryId, const char* storeId,
+                                     IMessage** out);
+/* The same with open flags of the platform for the item (0: read only, MAPI_MODIFY, MAPI_BEST_ACCESS). */
+QUORVEL_API HRESULT Quorvel_OpenItemEx(IMAPISession* session, const char* entryId, const char* storeId,
+                                       int flags, IMessage** out);
+
+/* The caller's object as a message. object holds an interface pointer (VT_UNKNOWN); one that does not writes
+ * an assertion line, and the function goes on. query 0: *out is the very pointer, without a new reference;
+ * result 0. Otherwise *out is what the object answers for the message interface, to be closed with
+ * Quorvel_CloseItem, or null and a failure (E_INVALIDARG without an object). */
+QUORVEL_API HRESULT Quorvel_GetIMessage(VARIANT object, IMessage** out, int query);
+/* The same for a plain interface pointer. */
+QUORVEL_API HRESULT Quorvel_GetIMessageNet(IUnknown* object, IMessage** out, int query);
+
+/* Release what was opened; null is ignored. One function under three names. */
+QUORVEL_API void Quorvel_CloseItem(IMessage* item);
+QUORVEL_API void Quorvel_CloseFolder(IMAPIFolder* folder);
+QUORVEL_API void Quorvel_CloseStore(IMsgStore* msgStore);
+/* Saves an item's changes; flags are the platform's (KEEP_OPEN_READWRITE, ...). Nothing is logged. */
+QUORVEL_API HRESULT Quorvel_SaveItem(IMessage* item, unsigned long flags);
+
+/* The item's entry identifier as text, freed by the caller with MAPIFreeBuffer; null on failure. */
+QUORVEL_API char* Quorvel_EntryID2Str(IMessage* item);
+
+/* Texts that the profile keeps of a message service, found by its UID as hexadecimal text: file name of its
+ * module, name of the module's entry point, name of the service, display name. Each output may be null, not
+ * all four. Each that is given receives a text, freed by the caller with MAPIFreeBuffer, or null when the
+ * service has none. They are touched only once the service was found. -1 for a null session, a null UID or no
+ * output; MAPI_E_NOT_FOUND, without a log line, for a service that the profile does not have. */
+QUORVEL_API HRESULT Quorvel_GetServiceProps(IMAPISession* session, const char* serviceUid, char** dllName,
+                                            char** entryName, char** serviceName, char** displayName);
+/* What kind of service provides a store: 0 personal folders file, 1 server, -1 any other. -1 as result for a
+ * null argument or an empty identifier; MAPI_E_NOT_FOUND, without a log line, for a store that the profile
+ * does not have; 0 with *type unchanged, and an error line, for a store that names no service. */
+QUORVEL_API HRESULT Quorvel_GetStoreType(IMAPISession* session, const char* storeId, int* type);
+/* *local: 1 for a personal folders file, 0 for any other kind. Results as Quorvel_GetStoreType. For a store
+ * that names no service the value that *local held is taken for the kind. */
+QUORVEL_API HRESULT Quorvel_IsStoreLocal(IMAPISession* session, const char* storeId, int* local);
+
+/* ---- Reading property values ---- */
+
+/*
+ * Values and buffers are blocks of MAPIAllocateBuffer, freed by the caller with one MAPIFreeBuffer; on
+ * failure they are null and counts and sizes 0. Property objects are items, folders, stores and attachments
+ * alike.
+ */
+
+/* One property. A property that the object does not have is a value of type PT_ERROR and the result
+ * MAPI_W_ERRORS_RETURNED. Nothing is logged. */
+QUORVEL_API HRESULT Quorvel_GetPropValue(IMAPIProp* object, long tag, SPropValue** value);
+/* Several properties in one request: values in the order of the tags, *count of them. MAPI_W_ERRORS_RETURNED
+ * when at least one is a PT_ERROR value. A failure is not logged; a count other than that of the tags is a
+ * warning line. */
+QUORVEL_API HRESULT Quorvel_GetPropValues(IMAPIProp* object, SPropTagArray* tags, unsigned long* count,
+                                          SPropValue** values);
+/* Several single values of one type as one multi-valued value of that type with property id 0: those that the
+ * item has and that are not empty, in the order of the tags. Without any, the value is PT_ERROR with
+ * MAPI_E_NOT_FOUND. Result 0 or MAPI_W_ERRORS_RETURNED; MAPI_E_INVALID_TYPE when the values found differ in
+ * type (8-bit and wide texts do) or have no multi-valued form. */
+QUORVEL_API HRESULT Quorvel_GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue** value);
+
+/* A property read whole through a stream, for bodies and other values too large to come otherwise. *count
+ * receives the number of bytes. addTerminator non-zero: two zero bytes, not counted, follow them. A missing
+ * or empty property is a null buffer, count 0 and result 0. */
+QUORVEL_API HRESULT Quorvel_GetStreamPropValue(IMAPIProp* object, long tag, void** buffer,
+                                               unsigned long* count, int addTerminator);
+/* The stream's size in bytes, without reading it; 0 when the property is missing. The low 32 bits of a larger
+ * one. */
+QUORVEL_API HRESULT Quorvel_StreamPropSize(IMAPIProp* object, unsigned long tag, unsigned long* size);
+/* Whether a stream is empty, from its first 256 bytes. A text is empty (*empty 1) when its first character is
+ * a zero; the plain-text body also when it is a line break alone or one after a blank; a missing property is.
+ * For any other type the answer is inverted: 1 when there is at least one byte, 0 when there is none. size
+ * may be null; else it receives the stream's size in bytes, or 0 when *empty is 1. On failure *empty is 1. */
+QUORVEL_API HRESULT Quorvel_StreamPropEmpty(IMessage* item, unsigned long tag, int* empty,
+                                            unsigned long* size);
+
+/* Bytes of the item's subject without terminator, wide or 8-bit. values, count of them, may hold the subject
+ * already; else (null, 0, or not among them) it is read. 0 bytes and result 0 when the item has none. A
+ * failed read is not logged. */
+QUORVEL_API HRESULT Quorvel_GetSubjectSize(IMessage* item, int wide, unsigned long* size, SPropValue* values,
+                                           unsigned long count);
+/* Bytes of subject, plain-text body (both wide or 8-bit) and attachments together; a part that cannot be
+ * measured counts as 0. The result is the number, not a result code. values as for Quorvel_GetSubjectSize. */
+QUORVEL_API unsigned long Quorvel_GetSubjectBodyAttachmentsSize(IMessage* item, int wide, SPropValue* values,
+                                                                unsigned long count);
+
+/* ---- Named properties ---- */
+
+/* Names are looked up in the item's store, never created. */
+
+/* Property tag of one name, of type PT_UNSPECIFIED (low 16 bits 0). *tag is 0 on failure, and a name that the
+ * store does not know is one (MAPI_W_ERRORS_RETURNED). */
+QUORVEL_API HRESULT Quorvel_GetIDFromName(IMessage* item, MAPINAMEID* name, unsigned long* tag);
+/* Property tag of numeric name id in a property set, given as GUID text, with the property type in its low 16
+ * bits; 0 on failure. The result is the tag, not a result code. */
+QUORVEL_API unsigned long Quorvel_GetIDFromName2(IMessage* item, const char* guid, long id,
+                                                 unsigned long type);
+/* The platform's look-up of one name; count must be 1. *tags, freed by the caller with MAPIFreeBuffer, is
+ * handed out with result 0 and with MAPI_W_ERRORS_RETURNED (an error line is written), and null otherwise. */
+QUORVEL_API HRESULT Quorvel_GetIDsFromNames(IMessage* item, unsigned long count, MAPINAMEID* name,
+                                            SPropTagArray** tags);
+/* Fills in ulPropTag of every entry of the list that has a property set and tag 0: the id that the item's
+ * store gives the name, with the entry's nType. An entry whose name is unknown there, or whose set is no
+ * GUID, keeps tag 0 and is logged; entries of the library's own set {7A3C5E19-4B82-4D6F-9E15-3F8A2C6B7D40}
+ * keep 0 without a line. The result is that of the last look-up alone. */
+QUORVEL_API HRESULT Quorvel_ResolveTags(IMessage* item, TComparyProps* props);
+
+/* ---- Attachments and item operations ---- */
+
+/* Attachments are named by their number (PR_ATTACH_NUM) in their item. */
+
+/* Numbers of the item's attachments in table order, freed by the caller with MAPIFreeBuffer; null, 0 and
+ * result 0 when it has none. On failure null and 0. */
+QUORVEL_API HRESULT Quorvel_GetAttachments(IMessage* item, long** numbers, unsigned long* count);
+/* Sum of the sizes in bytes that the attachment table gives; an attachment without a size is logged and left
+ * out. *total is 0 on failure. */
+QUORVEL_API HRESULT Quorvel_GetAttachmentsSize(IMessage* item, unsigned long* total);
+/* Opens an attachment read-only; the caller releases it. */
+QUORVEL_API HRESULT Quorvel_OpenAttachment(IMessage* item, long number, IAttach** out);
+/* Copies an attachment of source to target, which may be the same item, and saves the copy; *newNumber is its
+ * number. The copy is never a contact photo, and a visible one gets no fixed place in the body. saveTarget
+ * non-zero: the target is saved too; otherwise the caller does. Adjusting and saving never change the result.
+ */
+QUORVEL_API HRESULT Quorvel_CopyAttachment(IMessage* target, unsigned long* newNumber, IMessage* source,
+                                           long number, int saveTarget);
+/* Deletes an attachment. save non-zero: the item is saved, even when the deletion failed. */
+QUORVEL_API HRESULT Quorvel_DeleteAttachment(IMessage* item, long number, int save);
+/* Copies a picture attachment of source onto a contact as its photo and sets the contact's photo flag. The
+ * photo that the contact had is deleted; further attachments marked as photos are turned into ordinary ones
+ * by copying (never deleted before their copy is made). save non-zero: the contact is saved. The result is
+ * that of the copy or, when that succeeded, of marking it as a photo. */
+QUORVEL_API HRESULT Quorvel_SetPhotoAttachment(IMessage* contact, unsigned long* newNumber, IMessage* source,
+                                               long number, int save);
+/* Clears the contact's photo flag. save non-zero: the contact is saved, even when that failed. */
+QUORVEL_API HRESULT Quorvel_ClearHasPhotoFlag(IMessage* contact, int save);
+
+/* Entry-identifier text of the first item of the folder with this search key (a PR_SEARCH_KEY value), copied
+ * with its terminator into the caller's buffer. No length is passed: the buffer must hold two characters a
+ * byte of the store's entry identifiers, and one more. Untouched, with result 0, when there is no such item.
+ */
+QUORVEL_API HRESULT Quorvel_FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
+/* Moves an item from one folder to another, in the same store or another one. newEntryId may be null; else it
+ * is a buffer as for Quorvel_FindItem, which receives the item's new identifier after the move, or an empty
+ * text when it cannot be told. With the same folder and store (texts compared without regard to case) nothing
+ * moves, and newEntryId receives the identifier given. A failed move is not logged, a failed opening is,
+ * under the name of the Open function concerned. */
+QUORVEL_API HRESULT Quorvel_ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId,
+                                     const char* srcStoreId, const char* dstFolderId, const char* dstStoreId,
+                                     char* newEntryId);
 
 /* ---- Comparing property values
  * ---------------------------------------------------------------------------------- */
