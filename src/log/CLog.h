@@ -13,6 +13,13 @@
 #include <cstdio>
 #include <memory>
 
+// Checks arguments against the format at compile time.
+#ifdef __clang__
+#define QUORVEL_PRINTF(format_, first_) __attribute__((format(printf, format_, first_)))
+#else
+#define QUORVEL_PRINTF(format_, first_) __attribute__((format(ms_printf, format_, first_)))
+#endif
+
 enum ESeverity : int { sevRaw = -1, sevInfo = 0, sevWarning = 1, sevError = 2 };
 
 class CLog {
@@ -29,12 +36,11 @@ class CLog {
     void Close();
 
     /// Written when verbosity is at most the configured level.
-    void Info(int verbosity, const char* tag, const char* format, ...)
-        __attribute__((format(ms_printf, 4, 5)));
+    void Info(int verbosity, const char* tag, const char* format, ...) QUORVEL_PRINTF(4, 5);
     void InfoW(int verbosity, const char* tag, const wchar_t* format, ...);
-    void Warning(const char* tag, const char* format, ...) __attribute__((format(ms_printf, 3, 4)));
+    void Warning(const char* tag, const char* format, ...) QUORVEL_PRINTF(3, 4);
     void WarningW(const char* tag, const wchar_t* format, ...);
-    void Error(const char* tag, const char* format, ...) __attribute__((format(ms_printf, 3, 4)));
+    void Error(const char* tag, const char* format, ...) QUORVEL_PRINTF(3, 4);
     void ErrorW(const char* tag, const wchar_t* format, ...);
     /// Dumps: only the text, no date, severity or tag; only while extra logging is on. Callers test IsExtra()
     /// before they build a long text.
