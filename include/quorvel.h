@@ -27,6 +27,7 @@
 #include <windows.h>
 #include <mapix.h>
 #include <oaidl.h>
+#include <stdbool.h>
 #include <stddef.h>
 
 #if defined(QUORVEL_STATIC)
@@ -319,8 +320,81 @@ QUORVEL_API HRESULT Quorvel_ItemMove(IMAPISession* session, const char* entryId,
 /* ---- Comparing property values
  * ---------------------------------------------------------------------------------- */
 
+/* Compares two values of one property under a method. Returns TRUE with *pnResult set: negative when pv1
+ * sorts before pv2, 0 when they count as equal, positive otherwise; only the sign means something. Values of
+ * different types are ordered by their types' numbers, with a warning in the log. Returns FALSE, logged and
+ * *pnResult untouched, when a value is null, when the property ids (high 16 bits of the tags) differ, or when
+ * a value is of type PT_ERROR.
+ *
+ * Worth knowing before sorting by it: PT_I8 and PT_CURRENCY values never compare equal; PT_R4 values are all
+ * equal; PT_LONG values more than 2^31 apart compare the wrong way round; binaries, and multi-valued numbers
+ * by their bytes, are ordered by count first; the tolerant methods on times are not transitive. Texts are
+ * compared without regard to case in the user's locale. A recipient list (cmRecipients) is normalised in
+ * place by its first comparison. */
+QUORVEL_API int Quorvel_ComparePropValues(SPropValue* pv1, SPropValue* pv2, long* pnResult,
+                                          ECompareMethod method);
+
+/* Tells whether a value is empty: a text without characters, a binary without bytes, a multi-valued value
+ * without elements (elements that are empty texts count), or a PT_ERROR value of MAPI_E_NOT_FOUND. Numbers,
+ * booleans and times are never empty. Returns TRUE with *pbEmpty set; FALSE, logged and *pbEmpty untouched,
+ * for a null value or any other error value. *pnSize (may be null) receives characters, bytes or elements, 1
+ * for a type that is never empty, and 0 whenever the value is an error or null. */
+QUORVEL_API int Quorvel_IsEmptyValue(SPropValue* pv, int* pbEmpty, unsigned long* pnSize);
+
+/* Tells whether two multi-valued texts share an element under a method (cmExact or cmLast7Digits); empty
+ * elements are shared with none. *pbIntersects is 0 or 1. Returns 0 when decided, and also, logged, when pv1
+ * is null (*pbIntersects untouched), is not multi-valued or is of another type than pv2; -1, logged, for
+ * multi-valued values other than texts. pv2 must not be null. */
+QUORVEL_API long Quorvel_IsMVPropsIntersects(SPropValue* pv1, SPropValue* pv2, int* pbIntersects,
+                                             ECompareMethod method);
+
+/* Compares a property of two messages through streams, 512 bytes at a time: PT_UNICODE without regard to
+ * case, every other type byte for byte. *pbCompared tells whether there was something to compare: it is false
+ * when the property is missing or empty on either side, which is no failure, and after a failure; *pnResult
+ * is then untouched. Otherwise *pnResult is negative, 0 or positive as for values. Returns the platform's
+ * result, S_OK when both were read. */
+QUORVEL_API HRESULT Quorvel_CompareStreamProp(IMessage* msg1, IMessage* msg2, unsigned long ulPropTag,
+                                              long* pnResult, bool* pbCompared);
+
+/* Counts the filled ones among so many values into *pnFilled. sizes (may be null) has one entry a value: that
+ * of a filled value receives its size as Quorvel_IsEmptyValue reports it, the others are left as they are.
+ * Error values do not count; errors other than MAPI_E_NOT_FOUND are logged. */
+QUORVEL_API void Quorvel_CountProps2(SPropValue* values, unsigned long count, long* pnFilled,
+                                     unsigned long* sizes);
+
+/* Reads the tags of an item in one request and counts as Quorvel_CountProps2; sizes (may be null) has one
+ * entry a tag. Returns the platform's result: S_OK, MAPI_W_ERRORS_RETURNED when single properties could not
+ * be read, or a failure, logged, with *pnFilled 0. */
+QUORVEL_API HRESULT Quorvel_CountProps(IMessage* item, SPropTagArray* tags, long* pnFilled,
+                                       unsigned long* sizes);
+
+/* Counts the properties with something in their streams, as Quorvel_StreamPropEmpty judges them, in the order
+ * of the tags. sizes (may be null) has one entry a tag and receives each stream's size. Returns the result of
+ * the last test, S_OK for no tags. */
+QUORVEL_API HRESULT Quorvel_CountStreamProps(IMessage* msg, SPropTagArray* tags, long* pnFilled,
+                                             unsigned long* sizes);
+
 /* ---- Calendar normalisations
  * ------------------------------------------------------------------------------------ */
+
+/* Tells whether an appointment covers whole days, however it is stored: with the all-day flag (only when
+ * askAllDayFlag is non-zero), with a duration that is a multiple of 1440 minutes, or, without a duration,
+ * from one day to another at the same second of the day. *allDayLike is 1 or 0; an item without any of these
+ * properties is not all-day-like. Returns S_OK, or the platform's result of the look-up or read that failed,
+ * logged, with *allDayLike 0. */
+QUORVEL_API HRESULT Appointment_AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag);
+
+/* The same; *allDayFlag (may be null) receives the all-day flag itself, asked for or not. */
+QUORVEL_API HRESULT Appointment_AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag,
+                                                  int* allDayFlag);
+
+/* Brings the subject of a birthday or an anniversary into one word order, in place: "Smith  John's birthday"
+ * becomes "John Smith's birthday". The result is never longer than the subject. Returns 1 when the subject
+ * has a name and ends in "'s birthday" or "'s anniversary" (in any letter case), else 0 with the subject
+ * untouched. testOnly non-zero: nothing is written, and blanks count as a name. The 8-bit form takes text of
+ * the system's code page. */
+QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubject(char* subject, int testOnly);
+QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly);
 
 /* ---- Duplicate search
  * ------------------------------------------------------------------------------------------- */

@@ -10,8 +10,7 @@
 //     equal), PT_R4 (every finite pair is equal) and PT_DOUBLE and PT_APPTIME with a NaN;
 //   - PT_LONG and other raw differences order only values less than 2^31 apart;
 //   - multi-valued numbers are ordered by their bytes: consistently, not numerically;
-//   - the tolerant methods on times, and cmLast7Digits between texts with and without digits, are no
-//   equivalences.
+//   - equality under the tolerant methods on times (1, 2 and 5) is not transitive.
 // Nothing here allocates. Recipient lists (cmRecipients) are normalised in place by their first comparison,
 // so one list must not be compared on two threads at once.
 

@@ -1,0 +1,136 @@
+// Counting the filled properties of items and comparing their streams.
+
+#include <cstring>
+
+#include "compare/value_compare.h"
+#include "log/PlatformCalls.h"
+#include "store/mapi_extra.h"
+#include "store/properties.h"
+#include "store/sessions.h"
+#include "store/streams.h"
+
+namespace {
+
+/// The item's entry-identifier text for a message; empty when it cannot be read.
+class EntryIdOf {
+  public:
+    explicit EntryIdOf(IMessage* item) : m_text(store::EntryID2Str(item)) {}
+    const char* Text() const { return m_text ? m_text.get() : ""; }
+
+  private:
+    MapiBuffer<char> m_text;
+};
+
+}  // namespace
+
+HRESULT compare::CountProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
+    constexpr char tag[] = "Quorvel_CountProps";
+    *filled = 0;
+    MapiBuffer<SPropValue> values;
+    ULONG count = 0;
+    const HRESULT hr = item->GetProps(tags, 0, &count, Out(values));
+    if (!store::IsReadSuccess(hr)) {
+        g_Log.Error(tag, "lpItem->GetProps returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
+                    EntryIdOf(item).Text());
+        return hr;
+    }
+    if (tags->cValues != count) {
+        g_Log.Error(tag, "lpPropTags->cValues != nValues\n");
+        count = count < tags->cValues ? count : tags->cValues;  // sizes has room for the tags asked for
+    }
+    CountProps2(values.get(), values ? count : 0, filled, sizes);
+    return hr;
+}
+
+HRESULT compare::CountStreamProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
+    *filled = 0;
+    HRESULT hr = S_OK;
+    for (ULONG i = 0; i < tags->cValues; ++i) {
+        int empty = 1;
+        hr = store::StreamPropEmpty(item, tags->aulPropTag[i], &empty, sizes ? &sizes[i] : nullptr);
+        if (!empty) ++*filled;
+    }
+    return hr;
+}
+
+namespace {
+
+constexpr ULONG kChunk = 512;
+
+/// One side of a stream comparison: its stream, none for a missing property, and the chunk read last.
+struct StreamSide {
+    ComPtr<IStream> stream;
+    // Room for a terminator, which an odd number of bytes puts across two wide characters.
+    alignas(wchar_t) BYTE bytes[kChunk + 4];
+    ULONG count = 0;
+
+    const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(bytes); }
+
+    HRESULT Open(IMessage* item, ULONG tag) {
+        const HRESULT hr = item->OpenProperty(tag, &IID_IStream, 0, 0,
+                                              reinterpret_cast<LPUNKNOWN*>(stream.ReleaseAndGetAddressOf()));
+        if (hr != S_OK) stream.Reset();
+        return hr == MAPI_E_NOT_FOUND ? S_OK : hr;
+    }
+
+    HRESULT Read() {
+        count = 0;
+        const HRESULT hr = stream ? stream->Read(bytes, kChunk, &count) : S_OK;
+        if (hr != S_OK) count = 0;
+        std::memset(bytes + count, 0, sizeof(bytes) - count);
+        return hr;
+    }
+
+    /// Nothing to compare at a property's start: no bytes, or a text that begins with its terminator.
+    bool StartsEmpty(ULONG type) const {
+        if (type == PT_UNICODE) return Wide()[0] == 0;
+        if (type == PT_STRING8) return bytes[0] == 0;
+        return count == 0;
+    }
+};
+
+int CompareChunkBytes(const StreamSide& a, const StreamSide& b) {
+    const ULONG common = a.count < b.count ? a.count : b.count;
+    const int order = common == 0 ? 0 : std::memcmp(a.bytes, b.bytes, common);
+    return order != 0 ? order : (a.count > b.count) - (a.count < b.count);
+}
+
+}  // namespace
+
+// 8-bit texts are compared byte for byte like any other stream; only wide ones are compared without regard to
+// case.
+HRESULT compare::CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, long* result,
+                                   bool* compared) {
+    PlatformCalls calls("Quorvel_CompareStreamProp");
+    const ULONG type = PROP_TYPE(tag);
+    *compared = false;
+
+    StreamSide side1, side2;
+    HRESULT hr = side1.Open(item1, tag);
+    if (hr != S_OK) {
+        g_Log.Error(calls.tag, "lpMessage1->OpenProperty returned 0x%x, EntryID = %s\n",
+                    static_cast<unsigned>(hr), EntryIdOf(item1).Text());
+        return hr;
+    }
+    hr = side2.Open(item2, tag);
+    if (hr != S_OK) {
+        g_Log.Error(calls.tag, "lpMessage2->OpenProperty returned 0x%x, EntryID = %s\n",
+                    static_cast<unsigned>(hr), EntryIdOf(item2).Text());
+        return hr;
+    }
+
+    for (bool first = true;; first = false) {
+        if (!calls(side1.Read(), "pStream1->Read returned 0x%x\n") ||
+            !calls(side2.Read(), "pStream2->Read returned 0x%x\n")) {
+            return calls.result;
+        }
+        if (first && (side1.StartsEmpty(type) || side2.StartsEmpty(type))) return calls.result;
+        const int order =
+            type == PT_UNICODE ? lstrcmpiW(side1.Wide(), side2.Wide()) : CompareChunkBytes(side1, side2);
+        if (order != 0 || side1.count == 0 || side2.count == 0) {
+            *result = order;
+            *compared = true;
+            return calls.result;
+        }
+    }
+}

@@ -1,0 +1,135 @@
+#pragma once
+// Values for comparison tests: an arena that keeps what they point to, random texts, real data.
+
+#include <gtest/gtest.h>
+#include <mapidefs.h>
+
+#include <cstring>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <regex>
+#include <string>
+#include <vector>
+
+inline int SignOf(long value) {
+    return (value > 0) - (value < 0);
+}
+
+inline FILETIME FileTime(unsigned long long ticks) {
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+inline unsigned long long TicksOf(const FILETIME& time) {
+    return static_cast<unsigned long long>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+inline constexpr unsigned long long kSecond = 10'000'000, kDay = 86'400 * kSecond;
+
+inline FILETIME UtcTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+    SYSTEMTIME st{};
+    st.wYear = static_cast<WORD>(year);
+    st.wMonth = static_cast<WORD>(month);
+    st.wDay = static_cast<WORD>(day);
+    st.wHour = static_cast<WORD>(hour);
+    st.wMinute = static_cast<WORD>(minute);
+    st.wSecond = static_cast<WORD>(second);
+    FILETIME time{};
+    EXPECT_TRUE(SystemTimeToFileTime(&st, &time)) << year << '-' << month << '-' << day;
+    return time;
+}
+
+/// Builds values; what they point to lives as long as the arena.
+class Arena {
+  public:
+    template <typename T>
+    static _PV Of(T value) {
+        _PV result{};
+        static_assert(sizeof(T) <= sizeof(result));
+        std::memcpy(&result, &value, sizeof(T));
+        return result;
+    }
+    _PV Text(const std::wstring& text) { return Of(Keep(m_wide, text)); }
+    _PV Text8(const std::string& text) { return Of(Keep(m_narrow, text)); }
+    _PV Binary(const std::string& bytes) {
+        return Of(SBinary{static_cast<ULONG>(bytes.size()), reinterpret_cast<BYTE*>(Keep(m_narrow, bytes))});
+    }
+    /// A multi-valued value of elements of one size, given as their bytes.
+    _PV Array(const std::string& bytes, size_t elementSize) {
+        return Of(SBinary{static_cast<ULONG>(bytes.size() / elementSize),
+                          reinterpret_cast<BYTE*>(Keep(m_narrow, bytes))});
+    }
+    _PV Texts(const std::vector<std::wstring>& texts) {
+        std::vector<void*> pointers;
+        for (const auto& text : texts) pointers.push_back(Keep(m_wide, text));
+        return Pointers(pointers);
+    }
+    _PV Texts8(const std::vector<std::string>& texts) {
+        std::vector<void*> pointers;
+        for (const auto& text : texts) pointers.push_back(Keep(m_narrow, text));
+        return Pointers(pointers);
+    }
+    _PV Binaries(const std::vector<std::string>& values) {
+        std::string records;
+        for (const auto& value : values) {
+            const SBinary record = Binary(value).bin;
+            records.append(reinterpret_cast<const char*>(&record), sizeof(record));
+        }
+        return Array(records, sizeof(SBinary));
+    }
+
+  private:
+    template <typename Text>
+    static typename Text::value_type* Keep(std::deque<Text>& kept, Text text) {
+        kept.push_back(std::move(text));
+        return kept.back().data();
+    }
+    _PV Pointers(const std::vector<void*>& pointers) {
+        return Array({reinterpret_cast<const char*>(pointers.data()), pointers.size() * sizeof(void*)},
+                     sizeof(void*));
+    }
+
+    std::deque<std::wstring> m_wide;
+    std::deque<std::string> m_narrow;
+};
+
+/// Texts of up to so many characters of an alphabet.
+class RandomTexts {
+  public:
+    RandomTexts(std::wstring alphabet, size_t most, unsigned seed = 1)
+        : m_alphabet(std::move(alphabet)), m_length(0, most), m_random(seed) {}
+    std::wstring operator()() {
+        std::wstring text(m_length(m_random), L' ');
+        for (wchar_t& c : text) c = m_alphabet[m_random() % m_alphabet.size()];
+        return text;
+    }
+
+  private:
+    std::wstring m_alphabet;
+    std::uniform_int_distribution<size_t> m_length;
+    std::mt19937 m_random;
+};
+
+/// First groups of a pattern's matches in the files of the shared data with the given extension.
+inline std::vector<std::string> FromSharedData(const char* folder, const char* extension,
+                                               const char* pattern) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> found;
+    std::error_code error;
+    for (const auto& file : fs::recursive_directory_iterator(fs::path(QUORVEL_SHARED_DATA) / folder, error)) {
+        if (file.path().extension() != extension) continue;
+        std::ifstream stream(file.path(), std::ios::binary);
+        const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+        const std::regex expression(pattern, std::regex::ECMAScript | std::regex::multiline);
+        for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match) {
+            found.push_back((*match)[1]);
+        }
+    }
+    return found;
+}
+
+inline std::wstring Widen(const std::string& text) {
+    std::wstring wide(text.size(), L' ');
+    wide.resize(static_cast<size_t>(MultiByteToWideChar(
+        CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(), static_cast<int>(wide.size()))));
+    return wide;
+}

@@ -1,0 +1,78 @@
+// Birthday and anniversary subjects.
+
+#include <algorithm>
+
+#include "compare/calendar.h"
+#include "tests/compare/sample_values.h"
+
+namespace {
+
+TEST(CalendarSubject, BringsTheWordsOfANameIntoOneOrder) {
+    const struct {
+        std::wstring subject;
+        int test, result;
+        std::wstring expected;
+    } rows[] = {
+        {L"Smith  John's Birthday", 1, 1, L"John Smith's Birthday"},
+        {L"john smith's birthday", 1, 1, L"john smith's birthday"},
+        {L"Smith Anna's anniversary", 1, 1, L"Anna Smith's anniversary"},
+        {L"  c b  a 's BIRTHDAY", 1, 1, L"a b c's BIRTHDAY"},
+        {L"Peter's birthday", 1, 1, L"Peter's birthday"},
+        {L"b A B a's birthday", 1, 1, L"a A B b's birthday"},  // of equal words the later one comes first
+        {L"O'Neil's birthday's anniversary", 1, 1, L"birthday O'Neil's's anniversary"},
+        {L"\u00c9mile Zola's birthday", 1, 1, L"\u00c9mile Zola's birthday"},
+        {L"'s birthday", 0, 0, L"'s birthday"},
+        {L"  's birthday", 1, 0, L"  's birthday"},  // blanks are no name, but a test does not look
+        {L"Peter's birthday party", 0, 0, L"Peter's birthday party"},
+        {L"birthday", 0, 0, L"birthday"},
+        {L"Peters birthday", 0, 0, L"Peters birthday"},
+        {L"", 0, 0, L""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.subject));
+        std::wstring wide = row.subject;
+        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(wide.data(), 1), row.test);
+        EXPECT_EQ(wide, row.subject) << "a test writes nothing";
+        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(wide.data(), 0), row.result);
+        EXPECT_EQ(std::wstring(wide.c_str()), row.expected);
+
+        if (std::any_of(row.subject.begin(), row.subject.end(), [](wchar_t c) { return c > 0x7F; })) continue;
+        std::string narrow(row.subject.begin(), row.subject.end());
+        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubject(narrow.data(), 1), row.test);
+        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubject(narrow.data(), 0), row.result);
+        EXPECT_EQ(std::string(narrow.c_str()), std::string(row.expected.begin(), row.expected.end()));
+    }
+    EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(nullptr, 0), 0);
+    EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubject(nullptr, 0), 0);
+}
+
+// Whatever the words and the blanks between them, all orders of one name become one subject, inside the
+// buffer.
+TEST(CalendarSubject, AllOrdersOfANameMeet) {
+    RandomTexts words(L"abAB\u00e9'-", 3);
+    std::mt19937 random(5);
+    for (int round = 0; round < 500; ++round) {
+        std::vector<std::wstring> name(1 + random() % 5);
+        for (auto& word : name) word = L"x" + words();
+        std::wstring first;
+        for (int order = 0; order < 4; ++order) {
+            std::shuffle(name.begin(), name.end(), random);
+            std::wstring subject;
+            for (const auto& word : name) subject += std::wstring(random() % 3, L' ') + word + L" ";
+            subject += L"'s birthday";
+            const std::wstring buffer = subject + L'\0' + L'!';
+            std::wstring written = buffer;
+            ASSERT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(written.data(), 0), 1);
+            ASSERT_EQ(written.back(), L'!') << "written behind the subject";
+            const std::wstring result = written.c_str();
+            if (order == 0) first = result;
+            ASSERT_EQ(lstrcmpiW(result.c_str(), first.c_str()), 0)
+                << testing::PrintToString(result) << " and " << testing::PrintToString(first);
+            std::wstring again = result;
+            compare::NormalizeBirthdayOrAnnvrsrySubjectW(again.data(), 0);
+            ASSERT_EQ(lstrcmpiW(again.c_str(), first.c_str()), 0) << "normalising twice";
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,220 @@
+// Recipient lists: normalising, comparing, their text form.
+
+#include "compare/recipients.h"
+
+#include <algorithm>
+
+#include "compare/propex.h"
+#include "compare/value_compare.h"
+#include "tests/compare/sample_values.h"
+#include "tests/support/CapturedLog.h"
+
+namespace {
+
+struct Person {
+    std::wstring name, email;
+    ULONG type = MAPI_TO;
+    bool operator==(const Person&) const = default;
+};
+
+/// A list as the builder makes it, over texts of its own.
+class List {
+  public:
+    explicit List(const std::vector<Person>& people) : m_people(people), m_records(people.size()) {
+        for (size_t i = 0; i < m_people.size(); ++i) {
+            m_records[i] = {m_people[i].name.data(), m_people[i].email.data(), m_people[i].type};
+        }
+        m_list = {static_cast<ULONG>(m_records.size()), m_records.data(), 0};
+    }
+    List(const List&) = delete;
+    TRecipientList* Get() { return &m_list; }
+    _PV Value() { return Arena::Of(SBinary{sizeof(m_list), reinterpret_cast<BYTE*>(&m_list)}); }
+    std::vector<Person> People() const {
+        std::vector<Person> people;
+        for (const auto& r : m_records) people.push_back({r.name, r.email, r.type});
+        return people;
+    }
+    std::wstring Text(size_t capacity = 512) {
+        std::wstring buffer(capacity + 1, L'!');
+        EXPECT_EQ(RecipientsToText(&m_list, buffer.data(), capacity, false), buffer.data());
+        EXPECT_EQ(buffer[capacity], L'!') << "written behind the buffer";
+        return buffer.c_str();
+    }
+
+  private:
+    std::vector<Person> m_people;
+    std::vector<TMessageRecipient> m_records;
+    TRecipientList m_list;
+};
+
+TEST(Recipients, NormalisesANameAndItsEmail) {
+    const struct {
+        std::wstring name, email, expectedName, expectedEmail;
+    } rows[] = {
+        {L"Ann", L"ann@x.org", L"Ann", L"ann@x.org"},
+        {L"  Ann ", L" ann@x.org  ", L"Ann", L"ann@x.org"},
+        {L"\tAnn", L"", L"\tAnn", L""},  // only blanks are trimmed
+        {L"   ", L" ", L"", L""},
+        {L"'Ann Lee'", L"ann@x.org", L"Ann Lee", L"ann@x.org"},
+        {L"' Ann '", L"ann@x.org", L"Ann", L"ann@x.org"},
+        {L"''", L"ann@x.org", L"", L"ann@x.org"},
+        {L"'", L"ann@x.org", L"'", L"ann@x.org"},
+        {L"'Ann", L"ann@x.org", L"'Ann", L"ann@x.org"},
+        {L"''Ann''", L"ann@x.org", L"'Ann'", L"ann@x.org"},  // one pair
+        {L"ANN@x.ORG", L"ann@x.org", L"", L"ann@x.org"},
+        {L"'ann@x.org'", L"ann@x.org", L"", L"ann@x.org"},
+        {L"bob@x.org", L"ann@x.org", L"bob@x.org", L"ann@x.org"},
+        {L"Ann (Ann@X.org)", L"ann@x.org", L"Ann", L"ann@x.org"},
+        {L"Ann  ( ann@x.org  )", L"ann@x.org", L"Ann", L"ann@x.org"},
+        {L"'Ann (ann@x.org)'", L"ann@x.org", L"Ann", L"ann@x.org"},
+        {L"(ann@x.org)", L"ann@x.org", L"", L"ann@x.org"},
+        {L"Ann (ann@x.org) Lee", L"ann@x.org", L"Ann (ann@x.org) Lee", L"ann@x.org"},
+        {L"Ann [ann@x.org]", L"ann@x.org", L"Ann [ann@x.org]", L"ann@x.org"},
+        {L"Ann (ann@x.org", L"ann@x.org", L"Ann (ann@x.org", L"ann@x.org"},
+        {L"ann@x.org)", L"ann@x.org", L"ann@x.org)", L"ann@x.org"},
+        {L"ann@x.org (ann@x.org)", L"ann@x.org", L"ann@x.org (ann@x.org)",
+         L"ann@x.org"},  // the first place counts
+        {L"Ann (x)", L"", L"Ann (x)", L""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.name));
+        List list({{row.name, row.email}});
+        const bool changes = row.name != row.expectedName || row.email != row.expectedEmail;
+        EXPECT_EQ(NormalizeRecipients(list.Get()), changes);
+        EXPECT_EQ(list.People(), (std::vector<Person>{{row.expectedName, row.expectedEmail}}));
+    }
+}
+
+TEST(Recipients, SortByTypeThenNameThenEmail) {
+    const std::vector<Person> sorted = {
+        {L"z", L"", 0xFFFFFFFF}, {L"", L"b@x", MAPI_TO}, {L"a", L"a@x", MAPI_TO}, {L"A", L"b@x", MAPI_TO},
+        {L"b", L"", MAPI_TO},    {L"a", L"", MAPI_CC},   {L"a", L"", MAPI_BCC}};
+    std::vector<size_t> order = {0, 1, 2, 3, 4, 5, 6};
+    do {
+        std::vector<Person> people;
+        for (const size_t i : order) people.push_back(sorted[i]);
+        List list(people);
+        ASSERT_EQ(NormalizeRecipients(list.Get()), people != sorted);
+        ASSERT_EQ(list.People(), sorted);
+    } while (std::next_permutation(order.begin(), order.end()));
+    List ties({{L"x", L""}, {L"B", L"", MAPI_TO}, {L"b", L"", MAPI_TO}, {L"a", L""}});
+    NormalizeRecipients(ties.Get());
+    EXPECT_EQ(ties.Text(), L"(count=4) { {\"a\",\"\",1}, {\"B\",\"\",1}, {\"b\",\"\",1}, {\"x\",\"\",1} }");
+}
+
+TEST(Recipients, ListsCompareAsListsOfPeople) {
+    const struct {
+        const char* what;
+        std::vector<Person> first, second;
+        int expected;
+    } rows[] = {
+        {"same people in another order",
+         {{L"Bob", L"bob@x.org"}, {L"'Ann'", L"ann@x.org"}},
+         {{L"ann (ANN@x.org)", L"ann@x.org"}, {L"BOB", L"bob@x.org"}},
+         0},
+        {"to is not cc", {{L"Ann", L"a@x", MAPI_TO}}, {{L"Ann", L"a@x", MAPI_CC}}, -1},
+        {"a missing type sorts first", {{L"Ann", L"a@x", 0xFFFFFFFF}}, {{L"Ann", L"a@x", MAPI_TO}}, -1},
+        {"the count decides first", {{L"z", L""}}, {{L"a", L""}, {L"b", L""}}, -1},
+        {"empty lists", {}, {}, 0},
+        {"the e-mail decides last", {{L"Ann", L"b@x"}}, {{L"Ann", L"a@x"}}, 1},
+    };
+    for (const auto& row : rows) {
+        List first(row.first), second(row.second);
+        EXPECT_EQ(SignOf(PV_Compare(first.Value(), second.Value(), PT_BINARY, cmRecipients)), row.expected)
+            << row.what;
+        EXPECT_EQ(SignOf(PV_Compare(second.Value(), first.Value(), PT_BINARY, cmRecipients)), -row.expected)
+            << row.what;
+        const bool compared = row.first.size() == row.second.size() && !row.first.empty();
+        EXPECT_EQ(first.Get()->normalised, compared ? 1u : 0u) << row.what;
+        EXPECT_EQ(second.Get()->normalised, compared ? 1u : 0u) << row.what;
+    }
+}
+
+TEST(Recipients, AreNormalisedOnceAndLoggedWhenThatChangedThem) {
+    using People = std::vector<Person>;
+    List changed(People{{L"'Ann'", L"a@x"}}), settled(People{{L"Ann", L"a@x"}});
+    CapturedLog log(1, true);
+    EXPECT_EQ(CompareRecipientLists(changed.Get(), settled.Get()), 0);
+    EXPECT_EQ(CompareRecipientLists(changed.Get(), settled.Get()), 0);
+    EXPECT_EQ(log.Lines(), (LogLines{{sevRaw, "", "Normalize recipients:\n"},
+                                     {sevRaw, "", "\t  (count=1) { {\"'Ann'\",\"a@x\",1} }\n"},
+                                     {sevRaw, "", "\t->(count=1) { {\"Ann\",\"a@x\",1} }\n"}}));
+}
+
+TEST(Recipients, ABinaryTooShortForAListIsNotRead) {
+    List list(std::vector<Person>{{L"Ann", L"a@x"}});
+    const _PV whole = list.Value(), cut = Arena::Of(SBinary{sizeof(TRecipientList) - 1, nullptr});
+    CapturedLog log;
+    EXPECT_GT(PV_Compare(whole, cut, PT_BINARY, cmRecipients), 0);
+    EXPECT_LT(PV_Compare(cut, whole, PT_BINARY, cmRecipients), 0);
+    EXPECT_NE(PV_Compare(cut, cut, PT_BINARY, cmRecipients), 0);
+    EXPECT_EQ(log.Count(sevError, "_PV_Compare", "assert failed in line 427\n"), 3u);
+}
+
+TEST(Recipients, TextFormTakesWholeRecipientsOnly) {
+    List list({{L"Ann", L"a@x", MAPI_TO}, {L"Bob", L"b@x", 0xFFFFFFFF}});
+    list.Get()->recipients[1].name = nullptr;
+    const std::wstring whole = L"(count=2) { {\"Ann\",\"a@x\",1}, {NULL,\"b@x\",-1} }";
+    const size_t first = whole.find(L"{NULL"), head = whole.find(L"{\"Ann");
+    for (size_t capacity = 1; capacity <= whole.size() + 2; ++capacity) {
+        const size_t expected = capacity > whole.size() ? whole.size()
+                                : capacity > first      ? first
+                                : capacity > head       ? head
+                                                        : 0;
+        ASSERT_EQ(list.Text(capacity), whole.substr(0, expected)) << "capacity " << capacity;
+    }
+    wchar_t buffer[64];
+    EXPECT_STREQ(RecipientsToText(nullptr, buffer, 64, true), L"NULL");
+    EXPECT_STREQ(RecipientsToText(List(std::vector<Person>{}).Get(), buffer, 64, true),
+                 L"(TMessageRecipient, count=0)");
+    const SPropValue value{PROP_TAG(PT_BINARY, 0x0E12), 0, list.Value()};
+    EXPECT_EQ(PropValueToText(&value, buffer, 64, propexRecipients, false), whole.substr(0, 63));
+    EXPECT_STREQ(PropValueToText(&value, buffer, 64, 0, false), L"(cb=24)");
+}
+
+// The same mail received over two ways names its recipients in the same way, whatever quotes and order do to
+// them.
+TEST(Recipients, OfRealMailsCompareEqualHoweverTheyAreWritten) {
+    std::vector<Person> people;
+    for (const auto& field : FromSharedData("mail", ".eml", "^(?:To|Cc|From): (.*[^\\r\\n])")) {
+        const std::regex person("\\s*\"?([^\",<]*)\"?\\s*<([^>]+)>|([^,<\\s]+@[^,\\s]+)");
+        for (std::sregex_iterator match(field.begin(), field.end(), person), end; match != end; ++match) {
+            const std::wstring email = Widen((*match)[2].matched ? (*match)[2] : (*match)[3]);
+            people.push_back(
+                {Widen((*match)[1]), email, people.size() % 3 ? ULONG{MAPI_TO} : ULONG{MAPI_CC}});
+        }
+    }
+    if (people.empty()) GTEST_SKIP() << "the shared data is not here";
+    ASSERT_GE(people.size(), 50u);
+    std::mt19937 random(3);
+    for (int round = 0; round < 50; ++round) {
+        std::vector<Person> mail;
+        for (size_t i = 0, count = 1 + random() % 12; i < count; ++i)
+            mail.push_back(people[random() % people.size()]);
+        std::vector<Person> other = mail;
+        std::shuffle(other.begin(), other.end(), random);
+        for (Person& p : other) {
+            const bool plain = p.name.find(p.email) == p.name.npos;
+            switch (random() % 3) {
+                case 0:
+                    p.name = L"'" + p.name + L"' ";
+                    break;
+                case 1:
+                    if (plain) p.name += L" (" + p.email + L")";
+                    break;
+                default:
+                    if (p.name.empty()) p.name = p.email;
+            }
+        }
+        List first(mail), second(other);
+        ASSERT_EQ(CompareRecipientLists(first.Get(), second.Get()), 0)
+            << testing::PrintToString(first.Text(4000)) << "\n"
+            << testing::PrintToString(second.Text(4000));
+        other = second.People();
+        other.front().email += L"x";
+        List third(other);
+        ASSERT_NE(CompareRecipientLists(first.Get(), third.Get()), 0);
+    }
+}
+
+}  // namespace
