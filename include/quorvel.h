@@ -405,6 +405,65 @@ QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testO
 /* ---- Comparison matrix
  * ------------------------------------------------------------------------------------------ */
 
+/* Shows which properties agree among a handful of items: one row an item, in order of addition, one column a
+ * property definition, in the order of the list. Rows only grow. Every added item is compared with every
+ * earlier one, so this is for a few items at a time. Delete the matrix before its session ends. */
+
+/* Makes an empty matrix. props is copied; definitions with nInterface above 1 are left out, with an Error
+ * line, and take no column. bCompare, nCompareMethod and nGroup mean nothing here: values are compared
+ * exactly, texts without regard to case. session stays the caller's and has to outlive the matrix.
+ * Returns a handle, to be given to CmpMatrix_Delete; null without a session or without definitions. */
+QUORVEL_API void* CmpMatrix_Create(IMAPISession* session, const TComparyProps* props);
+/* The same with an option word. Bit 0 set: attachments are compared by method, name and size only, without
+ * reading what they hold. The other bits mean nothing. */
+QUORVEL_API void* CmpMatrix_CreateEx(IMAPISession* session, const TComparyProps* props, unsigned int option);
+/* Frees the handle and everything that it handed out; null is ignored. */
+QUORVEL_API void CmpMatrix_Delete(void* handle);
+/* Opens an item by the entry-identifier texts of item and store and adds it as the next row. The first row
+ * decides which named properties take part: a definition that the item's store does not know keeps its
+ * column, empty in all rows.
+ * Returns 1; 0 when the item cannot be opened or read: a Warning line, and the matrix is as it was. */
+QUORVEL_API int CmpMatrix_Add(void* handle, const char* entryId, const char* storeId);
+/* The number of rows and of columns; either output may be null. Returns the number of columns. */
+QUORVEL_API unsigned int CmpMatrix_Size(void* handle, unsigned int* rows, unsigned int* columns);
+/* A cell, row and column counted from 0. 0: the property is empty on the item. Otherwise 1 + the row of the
+ * first item with an equal value, which is the item's own row when no earlier one has it: items with equal
+ * values have equal numbers. 0 and an Error line outside the matrix. */
+QUORVEL_API unsigned int CmpMatrix_Value(void* handle, int row, int column);
+/* The size of a cell's value: characters of a text, bytes of a binary, elements of a multi-valued property,
+ * 1 for any other; bytes for a property that is read through a stream; 0 when it is empty. 0 and an Error
+ * line outside the matrix. */
+QUORVEL_API unsigned int CmpMatrix_ValueSize(void* handle, int row, int column);
+
+/* Arranges the attachments of all rows into columns, contact photos apart from the others. Two attachments
+ * share a column when method, file name (without regard to case; not for photos), size and contents are
+ * equal: by value the data, embedded items subject and body, references the path. Within a row each
+ * attachment has a column of its own. Columns stand in order of first appearance. What cannot be opened again
+ * equals nothing, with an Error line. The arrangement stays until it is built again or a row is added: then
+ * there are no columns until the next call.
+ * Returns 1; 0 for a null handle. */
+QUORVEL_API int CmpMatrix_BuildAttachMatrix(void* handle);
+/* The number of columns, photos not counted. */
+QUORVEL_API int CmpMatrix_AttachCount(void* handle);
+/* How many of them are filled in every row. */
+QUORVEL_API int CmpMatrix_AttachEqualCount(void* handle);
+/* File name (display name when there is none) and size in bytes of a column's first attachment; either output
+ * may be null. An embedded item's size is that of the message; a reference's is 0. The name is in the ANSI
+ * code page, or wide; it lives until the next CmpMatrix_Add that adds a row, build or delete.
+ * Returns 1; 0 and an Error line outside, outputs untouched. */
+QUORVEL_API int CmpMatrix_AttachInfo(void* handle, int column, const char** name, unsigned int* size);
+QUORVEL_API int CmpMatrix_AttachInfoW(void* handle, int column, const wchar_t** name, unsigned int* size);
+/* The number, in that row's item, of the attachment that fills the column; -1 where the row has none, and,
+ * with an Error line, outside. */
+QUORVEL_API int CmpMatrix_AttachValue(void* handle, int row, int column);
+/* The same for contact photos: attachments by value that are marked so. */
+QUORVEL_API int CmpMatrix_PhotoAttachCount(void* handle);
+QUORVEL_API int CmpMatrix_PhotoAttachEqualCount(void* handle);
+QUORVEL_API int CmpMatrix_PhotoAttachInfo(void* handle, int column, const char** name, unsigned int* size);
+QUORVEL_API int CmpMatrix_PhotoAttachInfoW(void* handle, int column, const wchar_t** name,
+                                           unsigned int* size);
+QUORVEL_API int CmpMatrix_PhotoAttachValue(void* handle, int row, int column);
+
 /* ---- Cabinet writer
  * --------------------------------------------------------------------------------------------- */
 
