@@ -1,0 +1,280 @@
+// The two tables of contact fields.
+
+#include "similar/fields.h"
+
+#include <mapidefs.h>
+
+#include <cwchar>
+#include <iterator>
+
+#include "log/CLog.h"
+#include "store/named_properties.h"
+
+namespace similar {
+namespace {
+
+using I = TSimilarPropIndexes;
+
+enum EFieldGroup : int { fgNone = 0, fgName = 1, fgStreet = 2, fgPhone = 3, fgEmail = 4, fgOther = 5 };
+
+/// A property by its tag, or by its name when the tag is 0.
+struct TProperty {
+    ULONG tag = 0;
+    const char* set = nullptr;
+    int id = 0;
+    const wchar_t* idName = nullptr;
+    ULONG type = PT_UNICODE;
+};
+constexpr TProperty Tag(ULONG tag) { return {tag, nullptr, 0, nullptr, PROP_TYPE(tag)}; }
+constexpr TProperty Named(const char* set, int id, ULONG type = PT_UNICODE) { return {0, set, id, nullptr, type}; }
+constexpr TProperty Named(const char* set, const wchar_t* name, ULONG type) { return {0, set, 0, name, type}; }
+
+constexpr TMethods kExactOnly{Exact, NotCompared, NotCompared, NotCompared};
+constexpr TMethods kNameMethods{Exact, StartWith, MissChar, DiffChar};
+constexpr TMethods kPhoneMethods{Exact, Last7Digits, Last7Digits1Miss, Last7Digits1Diff};
+constexpr TMethods kUrlMethods{Exact, HttpUrlCompare, NotCompared, NotCompared};
+constexpr TMethods kEmailMethods{Exact, MissChar, NotCompared, NotCompared};
+constexpr TMethods kCompanyMethods{Exact, MissChar, DiffChar, NotCompared};
+constexpr TMethods kNicknameMethods{Exact, DiffChar, NotCompared, NotCompared};
+constexpr TMethods kCategoriesMethods{Exact, Intercept, NotCompared, NotCompared};
+
+struct TField {
+    TFieldName index;
+    const wchar_t* name;
+    TProperty property;
+    EFieldGroup group;
+    TMethods methods;
+};
+
+// The notes are asked for under a tag that no contact carries: the text of a contact is its body, which is read through
+// its stream.
+constexpr TField kFields[] = {
+    {&I::Title, L"Title", Tag(0x3A45001F), fgName, kExactOnly},
+    {&I::FirstName, L"First Name", Tag(0x3A06001F), fgName, kNameMethods},
+    {&I::MiddleName, L"Middle Name", Tag(0x3A44001F), fgName, kExactOnly},
+    {&I::LastName, L"Last Name", Tag(0x3A11001F), fgName, kNameMethods},
+    {&I::Suffix, L"Suffix", Tag(0x3A05001F), fgName, kExactOnly},
+    {&I::BusinessAddressStreet, L"Business Address Street", Named(kSetAddress, 0x8045), fgStreet, kExactOnly},
+    {&I::HomeAddressStreet, L"Home Address Street", Tag(0x3A5D001F), fgStreet, kExactOnly},
+    {&I::OtherAddressStreet, L"Other Address Street", Tag(0x3A63001F), fgStreet, kExactOnly},
+    {&I::AssistantsPhone, L"Assistant's Phone", Tag(0x3A2E001F), fgPhone, kPhoneMethods},
+    {&I::BusinessFax, L"Business Fax", Tag(0x3A24001F), fgPhone, kPhoneMethods},
+    {&I::BusinessPhone, L"Business Phone", Tag(0x3A08001F), fgPhone, kPhoneMethods},
+    {&I::BusinessPhone2, L"Business Phone 2", Tag(0x3A1B001F), fgPhone, kPhoneMethods},
+    {&I::Callback, L"Callback", Tag(0x3A02001F), fgPhone, kPhoneMethods},
+    {&I::CarPhone, L"Car Phone", Tag(0x3A1E001F), fgPhone, kPhoneMethods},
+    {&I::CompanyMainPhone, L"Company Main Phone", Tag(0x3A57001F), fgPhone, kPhoneMethods},
+    {&I::HomeFax, L"Home Fax", Tag(0x3A25001F), fgPhone, kPhoneMethods},
+    {&I::HomePhone, L"Home Phone", Tag(0x3A09001F), fgPhone, kPhoneMethods},
+    {&I::HomePhone2, L"Home Phone 2", Tag(0x3A2F001F), fgPhone, kPhoneMethods},
+    {&I::ISDN, L"ISDN", Tag(0x3A2D001F), fgPhone, kPhoneMethods},
+    {&I::MobilePhone, L"Mobile Phone", Tag(0x3A1C001F), fgPhone, kPhoneMethods},
+    {&I::OtherFax, L"Other Fax", Tag(0x3A23001F), fgPhone, kPhoneMethods},
+    {&I::OtherPhone, L"Other Phone", Tag(0x3A1F001F), fgPhone, kPhoneMethods},
+    {&I::Pager, L"Pager", Tag(0x3A21001F), fgPhone, kPhoneMethods},
+    {&I::PrimaryPhone, L"Primary Phone", Tag(0x3A1A001F), fgPhone, kPhoneMethods},
+    {&I::RadioPhone, L"Radio Phone", Tag(0x3A1D001F), fgPhone, kPhoneMethods},
+    {&I::Telex, L"Telex", Tag(0x3A2C001F), fgPhone, kPhoneMethods},
+    {&I::TTYTDDPhone, L"TTY/TDD Phone", Tag(0x3A4B001F), fgPhone, kPhoneMethods},
+    {&I::Email, L"E-mail", Named(kSetAddress, 0x8083), fgEmail, kEmailMethods},
+    {&I::Email2, L"E-mail 2", Named(kSetAddress, 0x8093), fgEmail, kEmailMethods},
+    {&I::Email3, L"E-mail 3", Named(kSetAddress, 0x80A3), fgEmail, kEmailMethods},
+    {&I::Account, L"Account", Tag(0x3A00001F), fgOther, kExactOnly},
+    {&I::Anniversary, L"Anniversary", Tag(0x3A410040), fgOther, kExactOnly},
+    {&I::AssistantsName, L"Assistant's Name", Tag(0x3A30001F), fgOther, kExactOnly},
+    {&I::BillingInformation, L"Billing Information", Named(kSetCommon, 0x8535), fgOther, kExactOnly},
+    {&I::Birthday, L"Birthday", Tag(0x3A420040), fgOther, kExactOnly},
+    {&I::Categories, L"Categories", Named(kSetPublicStrings, L"Keywords", PT_MV_UNICODE), fgOther, kCategoriesMethods},
+    {&I::Children, L"Children", Tag(0x3A58101F), fgOther, kExactOnly},
+    {&I::Company, L"Company", Tag(0x3A16001F), fgOther, kCompanyMethods},
+    {&I::CustomerID, L"Customer ID", Tag(0x3A4A001F), fgOther, kExactOnly},
+    {&I::Department, L"Department", Tag(0x3A18001F), fgOther, kExactOnly},
+    {&I::FTPSite, L"FTP Site", Tag(0x3A4C001F), fgOther, kExactOnly},
+    {&I::GovernmentIDNumber, L"Government ID Number", Tag(0x3A07001F), fgOther, kExactOnly},
+    {&I::Hobbies, L"Hobbies", Tag(0x3A43001F), fgOther, kExactOnly},
+    {&I::IMAddress, L"IM Address", Named(kSetAddress, 0x8062), fgOther, kExactOnly},
+    {&I::InternetFreeBusyAddress, L"Internet Free/Busy Address", Named(kSetAddress, 0x80D8), fgOther, kExactOnly},
+    {&I::JobTitle, L"Job Title", Tag(0x3A17001F), fgOther, kExactOnly},
+    {&I::Language, L"Language", Tag(0x3A0C001F), fgOther, kExactOnly},
+    {&I::Location, L"Location", Tag(0x3A0D001F), fgOther, kExactOnly},
+    {&I::ManagersName, L"Manager's Name", Tag(0x3A4E001F), fgOther, kExactOnly},
+    {&I::Mileage, L"Mileage", Named(kSetCommon, 0x8534), fgOther, kExactOnly},
+    {&I::Nickname, L"Nickname", Tag(0x3A4F001F), fgOther, kNicknameMethods},
+    {&I::Notes, L"Notes", Tag(0x0E08001F), fgOther, kExactOnly},
+    {&I::OfficeLocation, L"Office Location", Tag(0x3A19001F), fgOther, kExactOnly},
+    {&I::OrganizationalIDNumber, L"Organizational ID Number", Tag(0x3A10001F), fgOther, kExactOnly},
+    {&I::PersonalHomePage, L"Personal Home Page", Tag(0x3A50001F), fgOther, kUrlMethods},
+    {&I::Profession, L"Profession", Tag(0x3A46001F), fgOther, kExactOnly},
+    {&I::ReferredBy, L"Referred By", Tag(0x3A47001F), fgOther, kExactOnly},
+    {&I::Spouse, L"Spouse", Tag(0x3A48001F), fgOther, kExactOnly},
+    {&I::UserField1, L"User Field 1", Named(kSetAddress, 0x804F), fgOther, kExactOnly},
+    {&I::UserField2, L"User Field 2", Named(kSetAddress, 0x8050), fgOther, kExactOnly},
+    {&I::UserField3, L"User Field 3", Named(kSetAddress, 0x8051), fgOther, kExactOnly},
+    {&I::UserField4, L"User Field 4", Named(kSetAddress, 0x8052), fgOther, kExactOnly},
+    {&I::WebPage, L"Web Page", Named(kSetAddress, 0x802B), fgOther, kUrlMethods},
+    {&I::BusinessHomePage, L"Business Home Page", Tag(0x3A51001F), fgOther, kUrlMethods},
+};
+static_assert(std::size(kFields) <= kFieldCapacity);
+
+/// A counted field: a property of its own, or the one that a compared field carries.
+struct TOtherField {
+    constexpr TOtherField(const wchar_t* fieldName, TProperty own) : name(fieldName), property(own) {}
+    constexpr TOtherField(const wchar_t* fieldName, TFieldName compared) : name(fieldName), sameAs(compared) {}
+
+    const wchar_t* name;
+    TProperty property;
+    TFieldName sameAs = nullptr;
+};
+
+constexpr TOtherField kOtherFields[] = {
+    {L"Account", &I::Account},
+    {L"Anniversary", &I::Anniversary},
+    {L"AssistantName", &I::AssistantsName},
+    {L"AssistantPhone", &I::AssistantsPhone},
+    {L"Attachment", Tag(0x0E1B000B)},
+    {L"BillingInformation", &I::BillingInformation},
+    {L"Birthday", &I::Birthday},
+    {L"BusinessPhone2", &I::BusinessPhone2},
+    {L"BusinessAddress", Named(kSetAddress, 0x801B)},
+    {L"BusinessAddressCity", Named(kSetAddress, 0x8046)},
+    {L"BusinessAddressCountry", Named(kSetAddress, 0x8049)},
+    {L"BusinessAddressPostalCode", Named(kSetAddress, 0x8048)},
+    {L"BusinessAddressPostOfficeBox", Named(kSetAddress, 0x804A)},
+    {L"BusinessAddressState", Named(kSetAddress, 0x8047)},
+    {L"BusinessAddressStreet", &I::BusinessAddressStreet},
+    {L"BusinessFaxNumber", &I::BusinessFax},
+    {L"BusinessHomePage", &I::BusinessHomePage},
+    {L"BusinessPhone", &I::BusinessPhone},
+    {L"Callback", &I::Callback},
+    {L"CarPhone", &I::CarPhone},
+    {L"Categories", &I::Categories},
+    {L"Children", &I::Children},
+    {L"CompanyMainPhone", &I::CompanyMainPhone},
+    {L"Company", &I::Company},
+    {L"ComputerNetworkName", Tag(0x3A49001F)},
+    {L"CustomerID", &I::CustomerID},
+    {L"Department", &I::Department},
+    {L"Email1", &I::Email},
+    {L"Email2", &I::Email2},
+    {L"Email3", &I::Email3},
+    {L"FileAs", Named(kSetAddress, 0x8005)},
+    {L"FirstName", &I::FirstName},
+    {L"FTPSite", &I::FTPSite},
+    {L"GovernmentIDNumber", &I::GovernmentIDNumber},
+    {L"Hobbies", &I::Hobbies},
+    {L"HomePhone2", &I::HomePhone2},
+    {L"HomeAddress", Named(kSetAddress, 0x801A)},
+    {L"HomeAddressCity", Tag(0x3A59001F)},
+    {L"HomeAddressCountry", Tag(0x3A5A001F)},
+    {L"HomeAddressPostalCode", Tag(0x3A5B001F)},
+    {L"HomeAddressPostOfficeBox", Tag(0x3A5E001F)},
+    {L"HomeAddressState", Tag(0x3A5C001F)},
+    {L"HomeAddressStreet", &I::HomeAddressStreet},
+    {L"HomeFax", &I::HomeFax},
+    {L"HomePhone", &I::HomePhone},
+    {L"IMAddress", &I::IMAddress},
+    {L"InternetFreeBusyAddress", &I::InternetFreeBusyAddress},
+    {L"ISDN", &I::ISDN},
+    {L"JobTitle", &I::JobTitle},
+    {L"Language", &I::Language},
+    {L"LastName", &I::LastName},
+    {L"Links", Named(kSetCommon, 0x8586, PT_MV_BINARY)},
+    {L"MailingAddress", Tag(0x3A15001F)},
+    {L"ManagerName", &I::ManagersName},
+    {L"MiddleName", &I::MiddleName},
+    {L"Mileage", &I::Mileage},
+    {L"MobilePhone", &I::MobilePhone},
+    {L"Nickname", &I::Nickname},
+    {L"OfficeLocation", &I::OfficeLocation},
+    {L"OrganizationalIDNumber", &I::OrganizationalIDNumber},
+    {L"OtherAddress", Named(kSetAddress, 0x801C)},
+    {L"OtherAddressCity", Tag(0x3A5F001F)},
+    {L"OtherAddressCountry", Tag(0x3A60001F)},
+    {L"OtherAddressPostalCode", Tag(0x3A61001F)},
+    {L"OtherAddressPostOfficeBox", Tag(0x3A64001F)},
+    {L"OtherAddressState", Tag(0x3A62001F)},
+    {L"OtherAddressStreet", &I::OtherAddressStreet},
+    {L"OtherFaxNumber", &I::OtherFax},
+    {L"OtherTelephoneNumber", &I::OtherPhone},
+    {L"PagerNumber", &I::Pager},
+    {L"PersonalHomePage", &I::PersonalHomePage},
+    {L"PrimaryPhone", &I::PrimaryPhone},
+    {L"Profession", &I::Profession},
+    {L"RadioPhone", &I::RadioPhone},
+    {L"ReferredBy", &I::ReferredBy},
+    {L"Spouse", &I::Spouse},
+    {L"Suffix", &I::Suffix},
+    {L"Telex", &I::Telex},
+    {L"Title", &I::Title},
+    {L"TTYTDDPhone", &I::TTYTDDPhone},
+    {L"UserField1", &I::UserField1},
+    {L"UserField2", &I::UserField2},
+    {L"UserField3", &I::UserField3},
+    {L"UserField4", &I::UserField4},
+};
+
+TComparyProp Definition(const wchar_t* name, const TProperty& property, int group) {
+    TComparyProp definition{};
+    definition.lpszKey = name;
+    definition.lpszName = name;
+    definition.ulPropTag = property.tag;
+    definition.lpszGuid = property.set;
+    definition.nID = property.id;
+    definition.lpszID = property.idName;
+    definition.nType = property.type;
+    definition.bCompare = 1;
+    definition.nGroup = group;
+    return definition;
+}
+
+/// Whether two definitions name one property. Numeric names are compared without their property set.
+bool SameProperty(const TComparyProp& held, const TComparyProp& added) {
+    if (added.ulPropTag != 0) return held.ulPropTag == added.ulPropTag;
+    if (held.ulPropTag != 0) return false;
+    if (added.lpszID) return held.lpszID && _wcsicmp(held.lpszID, added.lpszID) == 0;
+    return held.nID == added.nID;
+}
+
+template <size_t N>
+void CollectGroup(EFieldGroup group, std::array<int, N>* members) {
+    size_t count = 0;
+    for (size_t i = 0; i < std::size(kFields); ++i)
+        if (kFields[i].group == group) (*members)[count++] = static_cast<int>(i);
+}
+
+}  // namespace
+
+int TSimilarPropIndexes::Phone(int number) const {
+    const bool valid = number >= 1 && number <= static_cast<int>(Phones.size());
+    g_Log.Assert(valid, "CSimilarSearchTSimilarPropIndexes::Phone", __LINE__, "number is 1 to 19");
+    return valid ? Phones[static_cast<size_t>(number - 1)] : -1;
+}
+
+void BuildFields(std::vector<TComparyProp>* fields, TSimilarPropIndexes* indexes) {
+    fields->reserve(std::size(kFields));
+    for (const TField& field : kFields) {
+        indexes->*field.index = static_cast<int>(fields->size());
+        fields->push_back(Definition(field.name, field.property, field.group));
+    }
+    CollectGroup(fgStreet, &indexes->StreetAddresses);
+    CollectGroup(fgEmail, &indexes->Emails);
+    CollectGroup(fgPhone, &indexes->Phones);
+    indexes->BusinessPhones = {indexes->BusinessPhone, indexes->BusinessPhone2};
+    indexes->HomePhones = {indexes->HomePhone, indexes->HomePhone2};
+}
+
+void BuildOtherFields(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
+                      std::vector<TComparyProp>* others) {
+    for (const TOtherField& other : kOtherFields) {
+        TComparyProp definition = Definition(other.name, other.property, fgNone);
+        if (other.sameAs)
+            definition = Definition(other.name, kFields[indexes.*other.sameAs].property, fgNone);
+        bool held = false;
+        for (const TComparyProp& field : fields) held = held || SameProperty(field, definition);
+        if (!held) others->push_back(definition);
+    }
+}
+
+const TMethods& MethodsOf(int field) { return kFields[field].methods; }
+
+}  // namespace similar

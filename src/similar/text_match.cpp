@@ -1,0 +1,179 @@
+#include "similar/text_match.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cwchar>
+
+#include "compare/sort_key.h"
+#include "compare/string_compare.h"
+#include "log/CLog.h"
+
+namespace similar {
+namespace {
+
+constexpr int kPhoneDigits = 7;
+
+bool IsDigit(wchar_t unit) { return unit >= L'0' && unit <= L'9'; }
+wchar_t FoldAscii(wchar_t unit) { return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + 32) : unit; }
+bool IsAsciiAlnum(wchar_t unit) {
+    const wchar_t folded = FoldAscii(unit);
+    return IsDigit(unit) || (folded >= L'a' && folded <= L'z');
+}
+/// Two letters or digits of ASCII that differ do so in every language, alone and as the first of a text; a letter
+/// that merges with its neighbours (aa, ch, dzs) still begins with itself.
+bool DifferSurely(wchar_t a, wchar_t b) {
+    return IsAsciiAlnum(a) && IsAsciiAlnum(b) && FoldAscii(a) != FoldAscii(b);
+}
+
+bool SameText(const wchar_t* a, const wchar_t* b, size_t length) {
+    return CompareStringW(GetThreadLocale(), NORM_IGNORECASE, a, static_cast<int>(length), b,
+                          static_cast<int>(length)) == CSTR_EQUAL;
+}
+
+bool SameUnit(wchar_t a, wchar_t b) {
+    if (a == b) return true;
+    if (IsAsciiAlnum(a) && IsAsciiAlnum(b)) return FoldAscii(a) == FoldAscii(b);
+    return SameText(&a, &b, 1);
+}
+
+/// lstrcmpiW says equal. Most texts are told apart before it is asked: digits stand alone in every language, so equal
+/// ones in front decide nothing.
+bool SameText(const wchar_t* a, const wchar_t* b) {
+    size_t i = 0;
+    while (IsDigit(a[i]) && a[i] == b[i]) ++i;
+    if (a[i] == 0 && b[i] == 0) return true;
+    if (DifferSurely(a[i], b[i])) return false;
+    return lstrcmpiW(a, b) == 0;
+}
+
+bool SameText(const TText& a, const TText& b) {
+    if (a.key != 0 && b.key != 0 && a.key != b.key) return false;
+    return SameText(a.text, b.text);
+}
+
+bool StartsWith(const TText& a, const TText& b) {
+    const size_t common = std::min(a.length, b.length);
+    if (common == 0 || DifferSurely(a.text[0], b.text[0])) return false;
+    return SameText(a.text, b.text, common);
+}
+
+size_t FirstDifference(const TText& a, const TText& b) {
+    const size_t common = std::min(a.length, b.length);
+    size_t i = 0;
+    while (i < common && SameUnit(a.text[i], b.text[i])) ++i;
+    return i;
+}
+
+bool DiffersByMissingUnit(const TText& a, const TText& b) {
+    const TText& shorter = a.length < b.length ? a : b;
+    const TText& longer = a.length < b.length ? b : a;
+    if (shorter.length == 0 || longer.length != shorter.length + 1) return false;
+    const size_t first = FirstDifference(shorter, longer);
+    return first == shorter.length || SameText(shorter.text + first, longer.text + first + 1);
+}
+
+bool DiffersByOtherUnit(const TText& a, const TText& b) {
+    if (a.length != b.length || a.length < 2) return false;
+    const size_t first = FirstDifference(a, b);
+    if (first == a.length) return false;
+    return SameText(a.text + first + 1, b.text + first + 1);
+}
+
+/// The digits of a phone number, or the whole text when it has none.
+const TText& DigitsOrAll(const TFieldText& phone) { return phone.part.length > 0 ? phone.part : phone.whole; }
+
+bool HaveDigitsToSpare(const TFieldText& a, const TFieldText& b) { return a.part.length >= 2 && b.part.length >= 2; }
+
+bool StrEqualOnly(const TFieldText& a, const TFieldText& b, ECompareMethod method) {
+    const bool digits = HaveDigitsToSpare(a, b);
+    switch (method) {
+        case StartWith: return StartsWith(a.whole, b.whole);
+        case MissChar: return DiffersByMissingUnit(a.whole, b.whole);
+        case DiffChar: return DiffersByOtherUnit(a.whole, b.whole);
+        case Last7Digits: return SameText(DigitsOrAll(a), DigitsOrAll(b));
+        case Last7Digits1Miss: return DiffersByMissingUnit(digits ? a.part : a.whole, digits ? b.part : b.whole);
+        case Last7Digits1Diff: return DiffersByOtherUnit(digits ? a.part : a.whole, digits ? b.part : b.whole);
+        case HttpUrlCompare: return a.part.length > 0 && b.part.length > 0 && SameText(a.part, b.part);
+        default: return SameText(a.whole, b.whole);
+    }
+}
+
+TText PlainText(const wchar_t* text) { return {text, wcslen(text), 0}; }
+
+bool IsDigitsMethod(ECompareMethod method) { return method >= Last7Digits && method <= Last7DigitsAnyMethod; }
+
+/// The part of a text that a method compares, into parts; none for most methods.
+TText PartOf(const wchar_t* text, ECompareMethod method, std::forward_list<std::wstring>* parts) {
+    if (IsDigitsMethod(method)) {
+        wchar_t buffer[kPhoneDigits + 1];
+        parts->emplace_front(compare::ExtractLastDigits(text, buffer, kPhoneDigits));
+    } else if (method == HttpUrlCompare) {
+        parts->push_front(NormalizeUrl(text));
+    } else {
+        return {};
+    }
+    return {parts->front().c_str(), parts->front().size(), 0};
+}
+
+size_t KeyOf(const wchar_t* text) {
+    const std::string key = compare::SortKey(text);
+    const size_t hash = std::hash<std::string_view>()(key);
+    return hash != 0 ? hash : 1;
+}
+
+}  // namespace
+
+TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts) {
+    TFieldText prepared{PlainText(text), {}};
+    if (prepared.IsEmpty()) return prepared;
+    prepared.whole.key = KeyOf(text);
+    for (ECompareMethod method : methods)
+        if (prepared.part.length == 0) prepared.part = PartOf(text, method, parts);
+    return prepared;
+}
+
+bool StrEqual(const TFieldText& a, const TFieldText& b, ECompareMethod method, ECompareMethod* matched) {
+    constexpr ECompareMethod kDigitsMethods[] = {Last7Digits, Last7Digits1Miss, Last7Digits1Diff};
+    ECompareMethod found = method;
+    bool equal = false;
+    if (method == Last7DigitsAnyMethod) {
+        for (ECompareMethod digits : kDigitsMethods) {
+            if (!StrEqualOnly(a, b, digits)) continue;
+            found = digits;
+            equal = true;
+            break;
+        }
+    } else {
+        equal = StrEqualOnly(a, b, method);
+    }
+    if (equal && matched) *matched = found;
+    return equal;
+}
+
+bool StrEqual(const wchar_t* a, const wchar_t* b, ECompareMethod method, ECompareMethod* matched) {
+    g_Log.Assert(method >= Exact && method <= HttpUrlCompare, "StrEqual", __LINE__, "method is 0 to 8");
+    std::forward_list<std::wstring> parts;
+    const TFieldText preparedA{PlainText(a), PartOf(a, method, &parts)};
+    const TFieldText preparedB{PlainText(b), PartOf(b, method, &parts)};
+    return StrEqual(preparedA, preparedB, method, matched);
+}
+
+std::wstring NormalizeUrl(std::wstring_view url) {
+    constexpr std::wstring_view kBlanks = L" \t";
+    constexpr std::wstring_view kPrefixes[] = {L"http://www.", L"http://", L"www."};
+
+    const size_t begin = url.find_first_not_of(kBlanks);
+    if (begin == std::wstring_view::npos) return {};
+    std::wstring text(url.substr(begin, url.find_last_not_of(kBlanks) + 1 - begin));
+    std::replace(text.begin(), text.end(), L'\\', L'/');
+    for (std::wstring_view prefix : kPrefixes) {
+        if (text.size() < prefix.size() || !SameText(text.c_str(), prefix.data(), prefix.size())) continue;
+        text.erase(0, prefix.size());
+        break;
+    }
+    while (!text.empty() && text.back() == L'/') text.pop_back();
+    return text;
+}
+
+}  // namespace similar
