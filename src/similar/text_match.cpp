@@ -102,12 +102,13 @@ bool StrEqualOnly(const TFieldText& a, const TFieldText& b, ECompareMethod metho
 TText PlainText(const wchar_t* text) { return {text, wcslen(text), 0}; }
 
 bool IsDigitsMethod(ECompareMethod method) { return method >= Last7Digits && method <= Last7DigitsAnyMethod; }
+bool ComparesPart(ECompareMethod method) { return IsDigitsMethod(method) || method == HttpUrlCompare; }
 
 /// The part of a text that a method compares, into parts; none for most methods.
 TText PartOf(const wchar_t* text, ECompareMethod method, std::forward_list<std::wstring>* parts) {
     if (IsDigitsMethod(method)) {
         wchar_t buffer[kPhoneDigits + 1];
-        parts->emplace_front(compare::ExtractLastDigits(text, buffer, kPhoneDigits));
+        parts->emplace_front(ExtractLastDigits(text, buffer, kPhoneDigits));
     } else if (method == HttpUrlCompare) {
         parts->push_front(NormalizeUrl(text));
     } else {
@@ -128,8 +129,8 @@ TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forwar
     TFieldText prepared{PlainText(text), {}};
     if (prepared.IsEmpty()) return prepared;
     prepared.whole.key = KeyOf(text);
-    for (ECompareMethod method : methods)
-        if (prepared.part.length == 0) prepared.part = PartOf(text, method, parts);
+    const auto method = std::find_if(methods.begin(), methods.end(), ComparesPart);
+    if (method != methods.end()) prepared.part = PartOf(text, *method, parts);
     return prepared;
 }
 

@@ -1,0 +1,116 @@
+// Exports of the similar-contact search.
+
+#include "frame/trace.h"
+#include "quorvel.h"
+#include "similar/CSimilarSearch.h"
+
+using similar::CSimilarSearch;
+using similar::TCheckResult;
+
+namespace {
+
+CSimilarSearch* Search(void* handle) { return static_cast<CSimilarSearch*>(handle); }
+
+template <typename Value>
+void Give(Value* out, Value value) {
+    if (out) *out = value;
+}
+
+unsigned GiveResult(const TCheckResult& result, bool checked, unsigned* verdict, unsigned* filledCount) {
+    Give(verdict, result.verdict);
+    Give(filledCount, result.filledCount);
+    return checked ? 1 : 0;
+}
+
+void GiveTexts(CSimilarSearch* search, const char** verdictText, const char** matchedFields) {
+    if (verdictText) *verdictText = search->VerdictTextA();
+    if (matchedFields) *matchedFields = search->MatchedFieldsA();
+}
+
+void GiveTexts(CSimilarSearch* search, const wchar_t** verdictText, const wchar_t** matchedFields) {
+    if (verdictText) *verdictText = search->VerdictTextW();
+    if (matchedFields) *matchedFields = search->MatchedFieldsW();
+}
+
+template <typename Char>
+unsigned Check(void* handle, IMessage* contact, unsigned* verdict, unsigned* filledCount, const Char** verdictText,
+               const Char** matchedFields) {
+    TCheckResult result;
+    const bool checked = Search(handle)->CheckItem(contact, &result);
+    GiveTexts(Search(handle), verdictText, matchedFields);
+    return GiveResult(result, checked, verdict, filledCount);
+}
+
+template <typename Char>
+unsigned CheckFast(void* handle, const char* entryId, unsigned* verdict, unsigned* filledCount,
+                   const Char** verdictText, const Char** matchedFields) {
+    TCheckResult result;
+    const bool checked = Search(handle)->CheckItemFast(entryId, &result);
+    GiveTexts(Search(handle), verdictText, matchedFields);
+    return GiveResult(result, checked, verdict, filledCount);
+}
+
+}  // namespace
+
+void* SimilarSearch_Create(IMAPISession* session, const char* storeEntryId, unsigned int countMode) {
+    Trace("SimilarSearch_Create");
+    auto* search = new CSimilarSearch();
+    search->Create(session, storeEntryId, countMode);
+    return search;
+}
+
+void SimilarSearch_Delete(void* handle) {
+    g_Log.Extra(L"\n");
+    Trace("SimilarSearch_Delete");
+    delete Search(handle);
+}
+
+unsigned int SimilarSearch_SetSearchByItem(void* handle, IMessage* contact, unsigned int* filledCount) {
+    Trace("SimilarSearch_SetSearchByItem");
+    unsigned filled = 0;
+    const bool set = Search(handle)->SetSearchByItem(contact, &filled);
+    Give(filledCount, filled);
+    return set ? 1 : 0;
+}
+
+unsigned int SimilarSearch_AddToCache(void* handle, IMessage* contact) {
+    Trace("SimilarSearch_AddToCache");
+    return Search(handle)->AddToCache(contact) ? 1 : 0;
+}
+
+unsigned int SimilarSearch_CheckItem(void* handle, IMessage* contact, unsigned int* verdict,
+                                     unsigned int* filledCount, const char** verdictText, const char** matchedFields) {
+    Trace("SimilarSearch_CheckItem");
+    return Check(handle, contact, verdict, filledCount, verdictText, matchedFields);
+}
+
+unsigned int SimilarSearch_CheckItemW(void* handle, IMessage* contact, unsigned int* verdict,
+                                      unsigned int* filledCount, const wchar_t** verdictText,
+                                      const wchar_t** matchedFields) {
+    Trace("SimilarSearch_CheckItemW");
+    return Check(handle, contact, verdict, filledCount, verdictText, matchedFields);
+}
+
+unsigned int SimilarSearch_CheckItemFast(void* handle, const char* entryId, unsigned int* verdict,
+                                         unsigned int* filledCount, const char** verdictText,
+                                         const char** matchedFields) {
+    Trace("SimilarSearch_CheckItemFast");
+    return CheckFast(handle, entryId, verdict, filledCount, verdictText, matchedFields);
+}
+
+unsigned int SimilarSearch_CheckItemFastW(void* handle, const char* entryId, unsigned int* verdict,
+                                          unsigned int* filledCount, const wchar_t** verdictText,
+                                          const wchar_t** matchedFields) {
+    Trace("SimilarSearch_CheckItemFastW");
+    return CheckFast(handle, entryId, verdict, filledCount, verdictText, matchedFields);
+}
+
+unsigned int SimilarSearch_RemoveFromCache(void* handle, const char* entryId, int force) {
+    Trace("SimilarSearch_RemoveFromCache");
+    return Search(handle)->RemoveFromCache(entryId, force != 0) ? 1 : 0;
+}
+
+void SimilarSearch_LogSearchByPos(void* handle) {
+    Trace("SimilarSearch_LogSearchByPos");
+    Search(handle)->LogSearchByPos();
+}

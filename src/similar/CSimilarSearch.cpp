@@ -1,0 +1,178 @@
+// Life of a search, and the checks.
+
+#include "similar/CSimilarSearch.h"
+
+#include <cwchar>
+
+#include "log/CLog.h"
+
+namespace similar {
+namespace {
+
+/// The rule tables are the same for every search of the process: one dump is enough.
+bool g_rulesLogged = false;
+
+/// ANSI text of a wide one, cut to the buffer.
+template <size_t N>
+const char* ToAnsi(const wchar_t* text, char (&buffer)[N]) {
+    if (WideCharToMultiByte(CP_ACP, 0, text, -1, buffer, N, nullptr, nullptr) == 0) buffer[N - 1] = 0;
+    return buffer;
+}
+
+}  // namespace
+
+CSimilarSearch::~CSimilarSearch() {
+    Reset();
+    g_Log.Extra(L"Similar Search Deleted\n");
+}
+
+void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, unsigned countMode) {
+    Reset();
+    const std::wstring line(110, L'-');
+    g_Log.Extra(L"%s\nNew Similar Search\n%s\n", line.c_str(), line.c_str());
+    m_lpSession = session;
+    m_storeEntryId = storeEntryId ? storeEntryId : "";
+    m_nCountMode = countMode;
+    BuildFields(&m_fields, &m_indexes);
+    m_rules = BuildRules(m_indexes, FieldCount());
+    if (m_nCountMode != 0) BuildOtherFields(m_fields, m_indexes, &m_otherFields);
+    if (g_Log.IsExtra() && !g_rulesLogged) {
+        g_rulesLogged = true;
+        LogRules();
+    }
+}
+
+void CSimilarSearch::Reset() {
+    m_lpAddrBook.Reset();
+    m_addrBookTried = false;
+    m_addrBookResult = S_OK;
+    m_storeEntryId.clear();
+    m_nCountMode = 0;
+    m_stores.clear();
+    m_fields.clear();
+    m_lpPropsTags.Clear();
+    m_ulFileAsTag = 0;
+    m_indexes = TSimilarPropIndexes();
+    m_pSearchByProps = nullptr;
+    m_cache.clear();
+    m_nSearchByPos = 0;
+    m_otherFields.clear();
+    m_lpOtherTags.Clear();
+    m_rules = TRuleTables();
+}
+
+bool CSimilarSearch::SetSearchByItem(IMessage* item, unsigned* filledCount) {
+    ++m_nSearchByPos;
+    m_pSearchByProps = nullptr;
+    *filledCount = 0;
+    bool fromCache = false;
+    TItemProps* props = CacheItem(item, &fromCache);
+    if (!props) return false;
+    CountFilledOtherPropsIf(props, item, verdictStrict);
+    *filledCount = FilledCount(*props);
+    m_pSearchByProps = props;
+    LogItem(*props, L'+', !fromCache);
+    return true;
+}
+
+bool CSimilarSearch::AddToCache(IMessage* item) {
+    bool fromCache = false;
+    const TItemProps* props = CacheItem(item, &fromCache);
+    if (!props) {
+        g_Log.Error("CSimilarSearch.AddToCache", "GetItemProps failed\n");
+        return false;
+    }
+    LogItem(*props, L'_', !fromCache);
+    return true;
+}
+
+bool CSimilarSearch::CheckItem(IMessage* item, TCheckResult* result) {
+    constexpr char kTag[] = "CSimilarSearch.CheckItem";
+    *result = TCheckResult();
+    ClearTexts();
+    if (!m_pSearchByProps) {
+        g_Log.Error(kTag, "m_pSearchByProps == NULL\n");
+        return false;
+    }
+    bool fromCache = false;
+    TItemProps* props = CacheItem(item, &fromCache);
+    if (!props) {
+        g_Log.Error(kTag, "GetItemProps failed\n");
+        return false;
+    }
+    FinishCheck(props, item, !fromCache, result);
+    return true;
+}
+
+bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
+    constexpr char kTag[] = "CSimilarSearch.CheckItemFast";
+    *result = TCheckResult();
+    ClearTexts();
+    if (!m_pSearchByProps) {
+        g_Log.Error(kTag, "m_pSearchByProps == NULL\n");
+        return false;
+    }
+    if (!entryId) entryId = "";
+    if (const auto cached = m_cache.find(std::string_view(entryId)); cached != m_cache.end()) {
+        FinishCheck(cached->second.get(), nullptr, false, result);
+        return true;
+    }
+    const ComPtr<IMessage> item = OpenItem(entryId);
+    if (!item) {
+        g_Log.Error(kTag, "OpenItem failed\n");
+        return false;
+    }
+    bool fromCache = false;
+    TItemProps* props = CacheItem(item.Get(), &fromCache);
+    if (!props) {
+        g_Log.Error(kTag, "GetItemProps failed\n");
+        return false;
+    }
+    g_Log.Assert(!fromCache, kTag, __LINE__, "the contact was not cached");
+    FinishCheck(props, item.Get(), !fromCache, result);
+    return true;
+}
+
+/// The search-by contact may be the checked one in a newer version, and its record has then been replaced by now.
+void CSimilarSearch::FinishCheck(TItemProps* props, IMessage* item, bool fresh, TCheckResult* result) {
+    result->verdict = GetSimilarType(*m_pSearchByProps, *props, fresh);
+    CountFilledOtherPropsIf(props, item, result->verdict);
+    result->filledCount = FilledCount(*props);
+    const size_t length = wcslen(m_verdictTextW);
+    if (length > 0 && m_verdictTextW[length - 1] == L'\n') m_verdictTextW[length - 1] = 0;
+}
+
+bool CSimilarSearch::RemoveFromCache(const char* entryId, bool force) {
+    const auto cached = m_cache.find(std::string_view(entryId ? entryId : ""));
+    if (cached == m_cache.end()) return true;
+    if (cached->second.get() == m_pSearchByProps) {
+        if (!force) {
+            g_Log.Error("CSimilarSearch.RemoveFromCache", "Cant remove SearchByItem\n");
+            return false;
+        }
+        m_pSearchByProps = nullptr;
+    }
+    m_cache.erase(cached);
+    return true;
+}
+
+void CSimilarSearch::LogSearchByPos() {
+    if (m_pSearchByProps)
+        LogItem(*m_pSearchByProps, L'+', false);
+    else
+        g_Log.Error("CSimilarSearch.LogSearchByPos", "m_pSearchByProps == NULL\n");
+}
+
+void CSimilarSearch::ClearTexts() {
+    m_verdictTextW[0] = 0;
+    m_matchedFieldsW[0] = 0;
+}
+
+unsigned CSimilarSearch::FilledCount(const TItemProps& props) {
+    return static_cast<unsigned>(std::max(props.filledCount, 0L) + std::max(props.otherFilledCount, 0L));
+}
+
+const char* CSimilarSearch::VerdictTextA() { return ToAnsi(m_verdictTextW, m_verdictTextA); }
+const char* CSimilarSearch::MatchedFieldsA() { return ToAnsi(m_matchedFieldsW, m_matchedFieldsA); }
+
+}  // namespace similar

@@ -1,0 +1,153 @@
+#pragma once
+// The similar-contact search: how much do other contacts resemble the one that the user looks at?
+//
+// Owns its cache of contacts, its rule tables, and the address book and stores that it opens, each of them once. The
+// session is borrowed and outlives the search. Contacts handed in are only read. One search is used by one thread at a
+// time.
+
+#include <map>
+#include <memory>
+
+#include "similar/TCmpData.h"
+#include "similar/rules.h"
+
+namespace similar {
+
+/// Property tags as the platform takes them: their number, then the tags.
+class TTagArray {
+  public:
+    bool IsEmpty() const { return m_words.empty(); }
+    ULONG Count() const { return m_words.empty() ? 0 : m_words[0]; }
+    SPropTagArray* get() { return reinterpret_cast<SPropTagArray*>(m_words.data()); }
+    /// Tags of the definitions, named ones resolved against this contact. What does not resolve keeps tag 0.
+    void Resolve(IMessage* item, std::vector<TComparyProp>* definitions);
+    void Clear() { m_words.clear(); }
+
+  private:
+    std::vector<ULONG> m_words;
+};
+
+enum EVerdict : unsigned { verdictNone = 0, verdictSimilar = 1, verdictStrict = 2 };
+
+struct TCheckResult {
+    unsigned verdict = verdictNone;
+    unsigned filledCount = 0;
+};
+
+class CSimilarSearch {
+  public:
+    /// The numbers of this engine, apart from the public ones of the same name.
+    using ECompareMethod = similar::ECompareMethod;
+
+    CSimilarSearch() = default;
+    virtual ~CSimilarSearch();
+    CSimilarSearch(const CSimilarSearch&) = delete;
+    CSimilarSearch& operator=(const CSimilarSearch&) = delete;
+
+    /// countMode 0: other fields are not counted; 1: for strict and similar verdicts; 2: for strict ones only.
+    void Create(IMAPISession* session, const char* storeEntryId, unsigned countMode);
+
+    /// False when the contact cannot be read; there is no search-by contact then.
+    bool SetSearchByItem(IMessage* item, unsigned* filledCount);
+    bool AddToCache(IMessage* item);
+    /// False when no verdict was made.
+    bool CheckItem(IMessage* item, TCheckResult* result);
+    /// The same for an entry identifier. A cached contact is taken as it was read, without a call of the platform.
+    bool CheckItemFast(const char* entryId, TCheckResult* result);
+    /// False when the contact is the search-by contact and removal is not forced.
+    bool RemoveFromCache(const char* entryId, bool force);
+    void LogSearchByPos();
+
+    /// Explanations of the last check; valid until the next one.
+    const wchar_t* VerdictTextW() const { return m_verdictTextW; }
+    const wchar_t* MatchedFieldsW() const { return m_matchedFieldsW; }
+    /// The same in the ANSI code page, converted anew by each call.
+    const char* VerdictTextA();
+    const char* MatchedFieldsA();
+
+  private:
+    static constexpr size_t kVerdictCapacity = 2048;
+    static constexpr size_t kMatchedFieldsCapacity = 256;
+    static constexpr size_t kLabelCapacity = 64;
+
+    void Reset();
+    void FinishCheck(TItemProps* props, IMessage* item, bool fresh, TCheckResult* result);
+    void ClearTexts();
+    static unsigned FilledCount(const TItemProps& props);
+
+    // Reading contacts (item_cache.cpp)
+    TItemProps* CacheItem(IMessage* item, bool* fromCache);
+    bool ReadItemInfo(IMessage* item, TItemInfo* info);
+    std::unique_ptr<TItemProps> ReadItem(IMessage* item, TItemInfo info);
+    void ReadSmtpEmails(IMessage* item, TItemProps* props);
+    void ReadBody(IMessage* item, TItemProps* props);
+    IAddrBook* AddressBook();
+
+    // Counting and opening (other_fields.cpp)
+    void CountFilledOtherPropsIf(TItemProps* props, IMessage* item, unsigned verdict);
+    ComPtr<IMessage> OpenItem(const char* entryId);
+
+    // Field results (field_results.cpp)
+    int GetFieldResult(TCmpData& data, int field) const;
+    int CmpLFNameProp(TCmpData& data, int field) const;
+    void CompareNames(TCmpData& data) const;
+    void SwitchReversedMode(TCmpData& data) const;
+    int CmpBADateProp(const TCmpData& data, int field) const;
+    int CmpStringPropToAny(TCmpData& data, const TFieldGroup& group, int field) const;
+    struct TGroupValues;
+    TGroupValues ValuesOf(const TCmpData& data, const TFieldGroup& group, int itemNumber) const;
+    int CmpTypedProp(const TCmpData& data, int field) const;
+    int CmpStringProp(const TCmpData& data, int field) const;
+    void FieldLabel(const TCmpData& data, int field, wchar_t (&label)[kLabelCapacity]) const;
+
+    // Verdict (verdict.cpp)
+    unsigned GetSimilarType(const TItemProps& item1, const TItemProps& item2, bool fresh);
+    unsigned FindStrict(TCmpData& data);
+    unsigned FindCompanyContacts(TCmpData& data);
+    unsigned FindStrictWithAnyField(TCmpData& data);
+    unsigned FindSuggested(TCmpData& data);
+    unsigned FindSuggestedTwoFields(TCmpData& data);
+    bool Matched(TCmpData& data, int field) const;
+    const TRule* FindPair(TCmpData& data, ERuleTable table) const;
+    int FindField(TCmpData& data, ERuleTable table) const;
+    int MatchedFieldOf(TCmpData& data, const TRule& rule) const;
+    unsigned WriteVerdict(const TCmpData& data, std::initializer_list<int> fields, unsigned verdict,
+                          bool lastNameOk, const wchar_t* rule = L"");
+
+    // Log (similar_log.cpp)
+    void LogRules() const;
+    void LogGroups(const std::array<EGroup, 3>& enabled) const;
+    void LogRuleTable(const TRuleTable& table) const;
+    void LogItem(const TItemProps& item, wchar_t marker, bool fresh) const;
+    void LogFields(const TItemProps& item, const wchar_t* indent) const;
+    void LogComparedFields(const TCmpData& data, const wchar_t* heading) const;
+    void LogVerdict(const TCmpData& data, std::initializer_list<int> fields) const;
+    std::wstring ValueText(const TItemProps& item, int field) const;
+
+    const wchar_t* Name(int field) const { return m_fields[field].lpszName; }
+    int FieldCount() const { return static_cast<int>(m_fields.size()); }
+
+    IMAPISession* m_lpSession = nullptr;
+    ComPtr<IAddrBook> m_lpAddrBook;
+    bool m_addrBookTried = false;
+    HRESULT m_addrBookResult = S_OK;
+    std::string m_storeEntryId;
+    unsigned m_nCountMode = 0;
+    std::map<std::string, ComPtr<IMsgStore>, std::less<>> m_stores;
+    std::vector<TComparyProp> m_fields;
+    TTagArray m_lpPropsTags;
+    ULONG m_ulFileAsTag = 0;
+    TSimilarPropIndexes m_indexes;
+    std::map<std::string, std::unique_ptr<TItemProps>, std::less<>> m_cache;
+    TItemProps* m_pSearchByProps = nullptr;  // in the cache
+    unsigned m_nSearchByPos = 0;
+    std::vector<TComparyProp> m_otherFields;
+    TTagArray m_lpOtherTags;
+    wchar_t m_verdictTextW[kVerdictCapacity] = {};
+    char m_verdictTextA[2 * kVerdictCapacity] = {};
+    wchar_t m_matchedFieldsW[kMatchedFieldsCapacity] = {};
+    char m_matchedFieldsA[2 * kMatchedFieldsCapacity] = {};
+    TRuleTables m_rules{};
+};
+
+}  // namespace similar

@@ -1,0 +1,80 @@
+#include "similar/TItemProps.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "log/CLog.h"
+#include "similar/body_hash.h"
+
+namespace similar {
+
+const FILETIME* TItemProps::ft(int field) const {
+    const SPropValue& value = values.get()[field];
+    const ULONG type = PROP_TYPE(value.ulPropTag);
+    if (type == PT_SYSTIME) return &value.Value.ft;
+    if (type != PT_ERROR) g_Log.Error("CSimilarSearch.TItemProps.ft", "invalid type = %d", static_cast<int>(type));
+    return nullptr;
+}
+
+const wchar_t* TItemProps::szw(int field) const {
+    const SPropValue& value = values.get()[field];
+    const ULONG type = PROP_TYPE(value.ulPropTag);
+    if (type == PT_UNICODE) return value.Value.lpszW;
+    if (type == PT_ERROR) return L"";
+    g_Log.Error("CSimilarSearch.TItemProps.szw", "invalid type = %d", static_cast<int>(type));
+    return nullptr;
+}
+
+bool TItemProps::IsEmpty(int field) const {
+    const wchar_t* text = szw(field);
+    return !text || !*text;
+}
+
+const TFieldText& TItemProps::Text(int field) const {
+    TSlot slot = m_slots[field];
+    if (slot == kWrongType) {
+        szw(field);  // says so in the log
+        slot = kNoText;
+    }
+    return m_texts[slot];
+}
+
+void TItemProps::TakeBody(wchar_t* text, size_t length) {
+    constexpr std::wstring_view kBlanks = L" \t\r\n";
+    const std::wstring_view whole(text, length);
+    const size_t begin = whole.find_first_not_of(kBlanks);
+    if (begin == std::wstring_view::npos) return;
+    const std::wstring_view trimmed = whole.substr(begin, whole.find_last_not_of(kBlanks) + 1 - begin);
+    body = trimmed.substr(0, kStoredBody);
+    bodyLength = static_cast<int>(trimmed.size());
+    CharLowerBuffW(text + begin, static_cast<DWORD>(trimmed.size()));
+    bodyHash = BodyHash(text + begin, trimmed.size());
+}
+
+bool TItemProps::HasSameBody(const TItemProps& other) const {
+    return bodyLength != 0 && bodyLength == other.bodyLength && bodyHash == other.bodyHash &&
+           lstrcmpiW(body.c_str(), other.body.c_str()) == 0;
+}
+
+void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes) {
+    m_texts.assign(1, TFieldText());
+    for (size_t i = 0; i < fields.size(); ++i) {
+        if (fields[i].nType != PT_UNICODE) continue;
+        const int field = static_cast<int>(i);
+        const SPropValue& value = values.get()[i];
+        const ULONG type = PROP_TYPE(value.ulPropTag);
+        const wchar_t* text = type == PT_UNICODE ? value.Value.lpszW : nullptr;
+        const auto email = std::find(indexes.Emails.begin(), indexes.Emails.end(), field);
+        if (email != indexes.Emails.end()) {
+            text = smtpEmails[email - indexes.Emails.begin()];
+        } else if (type != PT_UNICODE && type != PT_ERROR) {
+            m_slots[i] = kWrongType;
+        }
+        if (!text || !*text) continue;
+        m_slots[i] = static_cast<TSlot>(m_texts.size());
+        m_texts.push_back(PrepareText(text, MethodsOf(field), &m_parts));
+    }
+    m_texts.shrink_to_fit();
+}
+
+}  // namespace similar

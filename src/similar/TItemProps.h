@@ -1,0 +1,70 @@
+#pragma once
+// What the similar search keeps of a contact: its identity, the values of the compared fields, and what comparisons
+// need of them, worked out once.
+//
+// Owns everything that it refers to. Texts that it gives out live as long as it does.
+
+#include <windows.h>
+#include <mapidefs.h>
+
+#include <vector>
+
+#include "similar/fields.h"
+#include "similar/text_match.h"
+#include "store/resources.h"
+
+namespace similar {
+
+/// Who a contact is and which version of it.
+struct TItemInfo {
+    std::string entryId;  // upper-case hexadecimal text
+    std::wstring fileAs;
+    std::wstring fullName;
+    FILETIME lastModification{};  // 0 when unreadable
+};
+
+struct TItemProps : TItemInfo {
+    static constexpr size_t kEmails = 3;
+    static constexpr size_t kStoredBody = 511;
+
+    TItemProps(TItemInfo info, ULONG count, MapiBuffer<SPropValue> read)
+        : TItemInfo(std::move(info)), valueCount(count), values(std::move(read)) {}
+    TItemProps(const TItemProps&) = delete;
+    TItemProps& operator=(const TItemProps&) = delete;
+
+    long filledCount = -1;
+    long otherFilledCount = -1;     // -1 until counted
+    ULONG valueCount;               // one value a field, in order of the field list
+    MapiBuffer<SPropValue> values;
+    const wchar_t* smtpEmails[kEmails] = {L"", L"", L""};  // into the values, or into ownedEmails
+    std::wstring ownedEmails[kEmails];
+    std::wstring body;   // the start of the trimmed body, at most kStoredBody characters
+    int bodyLength = 0;  // of the whole trimmed body
+    ULONG bodyHash = 0;  // of the whole trimmed body in lower case
+
+    /// The time of a field, null when it has none. A value of another type leaves an error line.
+    const FILETIME* ft(int field) const;
+    /// The text of a field, "" when it has none. A value of another type leaves an error line and gives null.
+    const wchar_t* szw(int field) const;
+    bool IsEmpty(int field) const;
+    /// The text of a field as it is compared and shown: an e-mail in its SMTP form.
+    const TFieldText& Text(int field) const;
+
+    /// Keeps the trimmed text of a body, which it changes.
+    void TakeBody(wchar_t* text, size_t length);
+    bool HasSameBody(const TItemProps& other) const;
+    /// Works out what comparisons need, once values and e-mails are complete.
+    void PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes);
+
+  private:
+    /// Positions in m_texts, which begins with an empty text for all fields without one.
+    using TSlot = unsigned char;
+    static constexpr TSlot kNoText = 0;
+    static constexpr TSlot kWrongType = 255;
+
+    TSlot m_slots[kFieldCapacity] = {};
+    std::vector<TFieldText> m_texts;
+    std::forward_list<std::wstring> m_parts;
+};
+
+}  // namespace similar
