@@ -9,7 +9,9 @@ using similar::TCheckResult;
 
 namespace {
 
-CSimilarSearch* Search(void* handle) { return static_cast<CSimilarSearch*>(handle); }
+CSimilarSearch* Search(void* handle) {
+    return static_cast<CSimilarSearch*>(handle);
+}
 
 template <typename Value>
 void Give(Value* out, Value value) {
@@ -33,8 +35,8 @@ void GiveTexts(CSimilarSearch* search, const wchar_t** verdictText, const wchar_
 }
 
 template <typename Char>
-unsigned Check(void* handle, IMessage* contact, unsigned* verdict, unsigned* filledCount, const Char** verdictText,
-               const Char** matchedFields) {
+unsigned Check(void* handle, IMessage* contact, unsigned* verdict, unsigned* filledCount,
+               const Char** verdictText, const Char** matchedFields) {
     TCheckResult result;
     const bool checked = Search(handle)->CheckItem(contact, &result);
     GiveTexts(Search(handle), verdictText, matchedFields);
@@ -79,7 +81,8 @@ unsigned int SimilarSearch_AddToCache(void* handle, IMessage* contact) {
 }
 
 unsigned int SimilarSearch_CheckItem(void* handle, IMessage* contact, unsigned int* verdict,
-                                     unsigned int* filledCount, const char** verdictText, const char** matchedFields) {
+                                     unsigned int* filledCount, const char** verdictText,
+                                     const char** matchedFields) {
     Trace("SimilarSearch_CheckItem");
     return Check(handle, contact, verdict, filledCount, verdictText, matchedFields);
 }

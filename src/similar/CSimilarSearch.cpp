@@ -133,7 +133,8 @@ bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
     return true;
 }
 
-/// The search-by contact may be the checked one in a newer version, and its record has then been replaced by now.
+/// The search-by contact may be the checked one in a newer version, and its record has then been replaced by
+/// now.
 void CSimilarSearch::FinishCheck(TItemProps* props, IMessage* item, bool fresh, TCheckResult* result) {
     result->verdict = GetSimilarType(*m_pSearchByProps, *props, fresh);
     CountFilledOtherPropsIf(props, item, result->verdict);
@@ -172,7 +173,11 @@ unsigned CSimilarSearch::FilledCount(const TItemProps& props) {
     return static_cast<unsigned>(std::max(props.filledCount, 0L) + std::max(props.otherFilledCount, 0L));
 }
 
-const char* CSimilarSearch::VerdictTextA() { return ToAnsi(m_verdictTextW, m_verdictTextA); }
-const char* CSimilarSearch::MatchedFieldsA() { return ToAnsi(m_matchedFieldsW, m_matchedFieldsA); }
+const char* CSimilarSearch::VerdictTextA() {
+    return ToAnsi(m_verdictTextW, m_verdictTextA);
+}
+const char* CSimilarSearch::MatchedFieldsA() {
+    return ToAnsi(m_matchedFieldsW, m_matchedFieldsA);
+}
 
 }  // namespace similar

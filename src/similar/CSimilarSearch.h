@@ -1,9 +1,9 @@
 #pragma once
 // The similar-contact search: how much do other contacts resemble the one that the user looks at?
 //
-// Owns its cache of contacts, its rule tables, and the address book and stores that it opens, each of them once. The
-// session is borrowed and outlives the search. Contacts handed in are only read. One search is used by one thread at a
-// time.
+// Owns its cache of contacts, its rule tables, and the address book and stores that it opens, each of them
+// once. The session is borrowed and outlives the search. Contacts handed in are only read. One search is used
+// by one thread at a time.
 
 #include <map>
 #include <memory>
@@ -44,7 +44,8 @@ class CSimilarSearch {
     CSimilarSearch(const CSimilarSearch&) = delete;
     CSimilarSearch& operator=(const CSimilarSearch&) = delete;
 
-    /// countMode 0: other fields are not counted; 1: for strict and similar verdicts; 2: for strict ones only.
+    /// countMode 0: other fields are not counted; 1: for strict and similar verdicts; 2: for strict ones
+    /// only.
     void Create(IMAPISession* session, const char* storeEntryId, unsigned countMode);
 
     /// False when the contact cannot be read; there is no search-by contact then.
@@ -52,7 +53,8 @@ class CSimilarSearch {
     bool AddToCache(IMessage* item);
     /// False when no verdict was made.
     bool CheckItem(IMessage* item, TCheckResult* result);
-    /// The same for an entry identifier. A cached contact is taken as it was read, without a call of the platform.
+    /// The same for an entry identifier. A cached contact is taken as it was read, without a call of the
+    /// platform.
     bool CheckItemFast(const char* entryId, TCheckResult* result);
     /// False when the contact is the search-by contact and removal is not forced.
     bool RemoveFromCache(const char* entryId, bool force);

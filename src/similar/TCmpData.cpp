@@ -4,7 +4,9 @@
 
 namespace similar {
 
-bool TFieldGroup::Has(int field) const { return std::find(members, members + count, field) != members + count; }
+bool TFieldGroup::Has(int field) const {
+    return std::find(members, members + count, field) != members + count;
+}
 
 TFieldGroup GroupOf(const TSimilarPropIndexes& indexes, EGroup group) {
     const auto of = [](const auto& members) -> TFieldGroup {
@@ -12,21 +14,27 @@ TFieldGroup GroupOf(const TSimilarPropIndexes& indexes, EGroup group) {
         return {false, members.data(), static_cast<int>(members.size())};
     };
     switch (group) {
-        case grpStreetAddresses: return of(indexes.StreetAddresses);
-        case grpEmails: return of(indexes.Emails);
-        case grpPhones: return of(indexes.Phones);
-        case grpBusinessPhones: return of(indexes.BusinessPhones);
-        case grpHomePhones: return of(indexes.HomePhones);
-        default: return {};
+        case grpStreetAddresses:
+            return of(indexes.StreetAddresses);
+        case grpEmails:
+            return of(indexes.Emails);
+        case grpPhones:
+            return of(indexes.Phones);
+        case grpBusinessPhones:
+            return of(indexes.BusinessPhones);
+        case grpHomePhones:
+            return of(indexes.HomePhones);
+        default:
+            return {};
     }
 }
 
 TCmpData::TCmpData(const TItemProps& searchBy, const TItemProps& checked, const TSimilarPropIndexes& indexes,
                    int fieldCount)
     : item1(&searchBy), item2(&checked) {
-    for (int field = 0; field < fieldCount; ++field)
-        fields[field] = {NotCompared, field, &MethodsOf(field)};
-    for (int group = 0; group < grpCount; ++group) groups[group] = GroupOf(indexes, static_cast<EGroup>(group));
+    for (int field = 0; field < fieldCount; ++field) fields[field] = {NotCompared, field, &MethodsOf(field)};
+    for (int group = 0; group < grpCount; ++group)
+        groups[group] = GroupOf(indexes, static_cast<EGroup>(group));
 }
 
 void TCmpData::EnableGroups(const std::array<EGroup, 3>& enabled) {

@@ -1,6 +1,6 @@
 #pragma once
-// What one check of two contacts finds out, field by field. Lives on the stack for one check and refers to the two
-// cached contacts and to the field indexes of the search.
+// What one check of two contacts finds out, field by field. Lives on the stack for one check and refers to
+// the two cached contacts and to the field indexes of the search.
 
 #include "similar/TItemProps.h"
 
@@ -30,7 +30,8 @@ struct TFieldEntry {
 
 struct TCmpData {
     /// No field compared yet, no group enabled.
-    TCmpData(const TItemProps& searchBy, const TItemProps& checked, const TSimilarPropIndexes& indexes, int fieldCount);
+    TCmpData(const TItemProps& searchBy, const TItemProps& checked, const TSimilarPropIndexes& indexes,
+             int fieldCount);
 
     const TItemProps* item1;
     const TItemProps* item2;

@@ -12,7 +12,8 @@ const FILETIME* TItemProps::ft(int field) const {
     const SPropValue& value = values.get()[field];
     const ULONG type = PROP_TYPE(value.ulPropTag);
     if (type == PT_SYSTIME) return &value.Value.ft;
-    if (type != PT_ERROR) g_Log.Error("CSimilarSearch.TItemProps.ft", "invalid type = %d", static_cast<int>(type));
+    if (type != PT_ERROR)
+        g_Log.Error("CSimilarSearch.TItemProps.ft", "invalid type = %d", static_cast<int>(type));
     return nullptr;
 }
 

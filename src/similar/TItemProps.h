@@ -1,6 +1,6 @@
 #pragma once
-// What the similar search keeps of a contact: its identity, the values of the compared fields, and what comparisons
-// need of them, worked out once.
+// What the similar search keeps of a contact: its identity, the values of the compared fields, and what
+// comparisons need of them, worked out once.
 //
 // Owns everything that it refers to. Texts that it gives out live as long as it does.
 
@@ -33,8 +33,8 @@ struct TItemProps : TItemInfo {
     TItemProps& operator=(const TItemProps&) = delete;
 
     long filledCount = -1;
-    long otherFilledCount = -1;     // -1 until counted
-    ULONG valueCount;               // one value a field, in order of the field list
+    long otherFilledCount = -1;  // -1 until counted
+    ULONG valueCount;            // one value a field, in order of the field list
     MapiBuffer<SPropValue> values;
     const wchar_t* smtpEmails[kEmails] = {L"", L"", L""};  // into the values, or into ownedEmails
     std::wstring ownedEmails[kEmails];

@@ -5,8 +5,8 @@
 
 namespace similar {
 
-/// Paul Hsieh's SuperFastHash over 16-bit units: a step takes two of them, an odd last one the tail of two bytes, and
-/// the initial value is the number of units. 0 for an empty text.
+/// Paul Hsieh's SuperFastHash over 16-bit units: a step takes two of them, an odd last one the tail of two
+/// bytes, and the initial value is the number of units. 0 for an empty text.
 ULONG BodyHash(const wchar_t* text, size_t length);
 
 }  // namespace similar

@@ -23,10 +23,12 @@ enum ECompareMethod : int {
 /// Methods in order of trial. The first is always Exact; NotCompared ends the list early.
 using TMethods = std::array<ECompareMethod, 4>;
 
-inline bool IsMatch(int result) { return result >= Exact; }
+inline bool IsMatch(int result) {
+    return result >= Exact;
+}
 
-/// Text of a result, in parentheses on request. omitExact gives an empty text for Exact. Any other number asserts
-/// and gives "Unknown".
+/// Text of a result, in parentheses on request. omitExact gives an empty text for Exact. Any other number
+/// asserts and gives "Unknown".
 const wchar_t* CmpMethod2Str(int value, bool omitExact, bool parentheses);
 
 }  // namespace similar

@@ -36,7 +36,8 @@ struct TNamePair {
     const TFieldText& name2;
 };
 
-/// One attempt to match two names by an exact first or last name, item 1 (mode 1) or item 2 (mode 2) taken reversed.
+/// One attempt to match two names by an exact first or last name, item 1 (mode 1) or item 2 (mode 2) taken
+/// reversed.
 struct TNamePass {
     int reversedMode;
     bool byFirstName;
@@ -65,8 +66,8 @@ bool ToDate(const FILETIME& time, TDate* date) {
     return true;
 }
 
-/// The placeholder that a date stands for, or null. It is stored as midnight of UTC by some programs and of the local
-/// time by others.
+/// The placeholder that a date stands for, or null. It is stored as midnight of UTC by some programs and of
+/// the local time by others.
 const TDate* PlaceholderOf(const TDate& local, const FILETIME& stored) {
     TDate utc{};
     ToDate(stored, &utc);
@@ -163,7 +164,8 @@ int CSimilarSearch::CmpBADateProp(const TCmpData& data, int field) const {
     return dates[0] == dates[1] ? Exact : Unequal;
 }
 
-/// The values of a group's members in one contact. used: empty, the repetition of an earlier member, or paired already.
+/// The values of a group's members in one contact. used: empty, the repetition of an earlier member, or
+/// paired already.
 struct CSimilarSearch::TGroupValues {
     const TFieldText* texts[kGroupCapacity];
     bool used[kGroupCapacity];
@@ -183,7 +185,8 @@ CSimilarSearch::TGroupValues CSimilarSearch::ValuesOf(const TCmpData& data, cons
             wchar_t label[kLabelCapacity], earlierLabel[kLabelCapacity];
             FieldLabel(data, group.members[i], label);
             FieldLabel(data, group.members[earlier], earlierLabel);
-            g_Log.Extra(L"GrouppedCmpRules(Item%d): skipping %s coz equal to %s\n", itemNumber, label, earlierLabel);
+            g_Log.Extra(L"GrouppedCmpRules(Item%d): skipping %s coz equal to %s\n", itemNumber, label,
+                        earlierLabel);
         }
     }
     return values;
@@ -202,7 +205,8 @@ int CSimilarSearch::CmpStringPropToAny(TCmpData& data, const TFieldGroup& group,
         for (int i = 0; i < group.count; ++i) {
             for (int j = 0; j < group.count && !values1.used[i]; ++j) {
                 ECompareMethod matched;
-                if (values2.used[j] || !StrEqual(*values1.texts[i], *values2.texts[j], method, &matched)) continue;
+                if (values2.used[j] || !StrEqual(*values1.texts[i], *values2.texts[j], method, &matched))
+                    continue;
                 TFieldEntry& entry = data.fields[group.members[i]];
                 entry.result = matched;
                 entry.counterpart = group.members[j];
@@ -225,7 +229,8 @@ int CSimilarSearch::CmpTypedProp(const TCmpData& data, int field) const {
     long order = 1;
     if (compare::ComparePropValues(&value1, &value2, &order, ::cmExact) && order == 0) return Exact;
     const TMethods& methods = *data.fields[field].methods;
-    if (type != PT_MV_UNICODE || std::find(methods.begin(), methods.end(), Intercept) == methods.end()) return Unequal;
+    if (type != PT_MV_UNICODE || std::find(methods.begin(), methods.end(), Intercept) == methods.end())
+        return Unequal;
     int intersects = 0;
     compare::IsMVPropsIntersects(&value1, &value2, &intersects, ::cmExact);
     return intersects ? Intercept : Unequal;

@@ -25,9 +25,15 @@ struct TProperty {
     const wchar_t* idName = nullptr;
     ULONG type = PT_UNICODE;
 };
-constexpr TProperty Tag(ULONG tag) { return {tag, nullptr, 0, nullptr, PROP_TYPE(tag)}; }
-constexpr TProperty Named(const char* set, int id, ULONG type = PT_UNICODE) { return {0, set, id, nullptr, type}; }
-constexpr TProperty Named(const char* set, const wchar_t* name, ULONG type) { return {0, set, 0, name, type}; }
+constexpr TProperty Tag(ULONG tag) {
+    return {tag, nullptr, 0, nullptr, PROP_TYPE(tag)};
+}
+constexpr TProperty Named(const char* set, int id, ULONG type = PT_UNICODE) {
+    return {0, set, id, nullptr, type};
+}
+constexpr TProperty Named(const char* set, const wchar_t* name, ULONG type) {
+    return {0, set, 0, name, type};
+}
 
 constexpr TMethods kExactOnly{Exact, NotCompared, NotCompared, NotCompared};
 constexpr TMethods kNameMethods{Exact, StartWith, MissChar, DiffChar};
@@ -46,8 +52,8 @@ struct TField {
     TMethods methods;
 };
 
-// The notes are asked for under a tag that no contact carries: the text of a contact is its body, which is read through
-// its stream.
+// The notes are asked for under a tag that no contact carries: the text of a contact is its body, which is
+// read through its stream.
 constexpr TField kFields[] = {
     {&I::Title, L"Title", Tag(0x3A45001F), fgName, kExactOnly},
     {&I::FirstName, L"First Name", Tag(0x3A06001F), fgName, kNameMethods},
@@ -84,7 +90,8 @@ constexpr TField kFields[] = {
     {&I::AssistantsName, L"Assistant's Name", Tag(0x3A30001F), fgOther, kExactOnly},
     {&I::BillingInformation, L"Billing Information", Named(kSetCommon, 0x8535), fgOther, kExactOnly},
     {&I::Birthday, L"Birthday", Tag(0x3A420040), fgOther, kExactOnly},
-    {&I::Categories, L"Categories", Named(kSetPublicStrings, L"Keywords", PT_MV_UNICODE), fgOther, kCategoriesMethods},
+    {&I::Categories, L"Categories", Named(kSetPublicStrings, L"Keywords", PT_MV_UNICODE), fgOther,
+     kCategoriesMethods},
     {&I::Children, L"Children", Tag(0x3A58101F), fgOther, kExactOnly},
     {&I::Company, L"Company", Tag(0x3A16001F), fgOther, kCompanyMethods},
     {&I::CustomerID, L"Customer ID", Tag(0x3A4A001F), fgOther, kExactOnly},
@@ -93,7 +100,8 @@ constexpr TField kFields[] = {
     {&I::GovernmentIDNumber, L"Government ID Number", Tag(0x3A07001F), fgOther, kExactOnly},
     {&I::Hobbies, L"Hobbies", Tag(0x3A43001F), fgOther, kExactOnly},
     {&I::IMAddress, L"IM Address", Named(kSetAddress, 0x8062), fgOther, kExactOnly},
-    {&I::InternetFreeBusyAddress, L"Internet Free/Busy Address", Named(kSetAddress, 0x80D8), fgOther, kExactOnly},
+    {&I::InternetFreeBusyAddress, L"Internet Free/Busy Address", Named(kSetAddress, 0x80D8), fgOther,
+     kExactOnly},
     {&I::JobTitle, L"Job Title", Tag(0x3A17001F), fgOther, kExactOnly},
     {&I::Language, L"Language", Tag(0x3A0C001F), fgOther, kExactOnly},
     {&I::Location, L"Location", Tag(0x3A0D001F), fgOther, kExactOnly},
@@ -119,7 +127,8 @@ static_assert(std::size(kFields) <= kFieldCapacity);
 /// A counted field: a property of its own, or the one that a compared field carries.
 struct TOtherField {
     constexpr TOtherField(const wchar_t* fieldName, TProperty own) : name(fieldName), property(own) {}
-    constexpr TOtherField(const wchar_t* fieldName, TFieldName compared) : name(fieldName), sameAs(compared) {}
+    constexpr TOtherField(const wchar_t* fieldName, TFieldName compared)
+        : name(fieldName), sameAs(compared) {}
 
     const wchar_t* name;
     TProperty property;
@@ -275,6 +284,8 @@ void BuildOtherFields(const std::vector<TComparyProp>& fields, const TSimilarPro
     }
 }
 
-const TMethods& MethodsOf(int field) { return kFields[field].methods; }
+const TMethods& MethodsOf(int field) {
+    return kFields[field].methods;
+}
 
 }  // namespace similar

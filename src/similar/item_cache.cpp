@@ -111,12 +111,14 @@ bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
         return false;
     }
     if (count != infoCount || !values) {
-        g_Log.Error(kReadInfoTag, "cValues(%d) != cTags(%d)\n", static_cast<int>(count), static_cast<int>(infoCount));
+        g_Log.Error(kReadInfoTag, "cValues(%d) != cTags(%d)\n", static_cast<int>(count),
+                    static_cast<int>(infoCount));
         return false;
     }
     const SPropValue& entryId = values.get()[infoEntryId];
     if (PROP_TYPE(entryId.ulPropTag) != PT_BINARY) {
-        g_Log.Error(kReadInfoTag, "Cant read EntryID, error = 0x%x\n", static_cast<unsigned>(entryId.Value.err));
+        g_Log.Error(kReadInfoTag, "Cant read EntryID, error = 0x%x\n",
+                    static_cast<unsigned>(entryId.Value.err));
         return false;
     }
     info->entryId = HexOf(entryId.Value.bin);
@@ -173,7 +175,8 @@ IAddrBook* CSimilarSearch::AddressBook() {
     m_addrBookResult = m_lpSession ? m_lpSession->OpenAddressBook(0, nullptr, AB_NO_DIALOG, &m_lpAddrBook)
                                    : MAPI_E_NOT_INITIALIZED;
     if (!store::IsReadSuccess(m_addrBookResult)) {
-        g_Log.Error(kCacheTag, "OpenAddressBook failed, error = 0x%x\n", static_cast<unsigned>(m_addrBookResult));
+        g_Log.Error(kCacheTag, "OpenAddressBook failed, error = 0x%x\n",
+                    static_cast<unsigned>(m_addrBookResult));
         m_lpAddrBook.Reset();
     }
     return m_lpAddrBook.Get();

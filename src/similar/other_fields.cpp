@@ -55,7 +55,8 @@ ComPtr<IMessage> CSimilarSearch::OpenItem(const char* entryId) {
     auto opened = m_stores.find(m_storeEntryId);
     if (opened == m_stores.end()) {
         ComPtr<IMsgStore> msgStore;
-        if (store::OpenStore(m_lpSession, m_storeEntryId.c_str(), &msgStore) != S_OK || !msgStore) return item;
+        if (store::OpenStore(m_lpSession, m_storeEntryId.c_str(), &msgStore) != S_OK || !msgStore)
+            return item;
         opened = m_stores.emplace(m_storeEntryId, std::move(msgStore)).first;
     }
     if (store::OpenStoreItem(opened->second.Get(), entryId, &item) != S_OK) item.Reset();

@@ -1,5 +1,6 @@
 #pragma once
-// The rules by which matched fields become a verdict, as tables of field indexes in the order in which they are tried.
+// The rules by which matched fields become a verdict, as tables of field indexes in the order in which they
+// are tried.
 
 #include <vector>
 

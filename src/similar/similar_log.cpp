@@ -73,14 +73,16 @@ void CSimilarSearch::LogGroups(const std::array<EGroup, 3>& enabled) const {
     for (EGroup name : enabled) {
         const TFieldGroup group = GroupOf(m_indexes, name);
         std::wstring names;
-        for (int i = 0; i < group.count; ++i) names += std::wstring(i > 0 ? L", " : L"") + Name(group.members[i]);
+        for (int i = 0; i < group.count; ++i)
+            names += std::wstring(i > 0 ? L", " : L"") + Name(group.members[i]);
         g_Log.Extra(L"%s%02d. %s\n", kRuleEntryIndent, ++number, names.c_str());
     }
 }
 
 void CSimilarSearch::LogRuleTable(const TRuleTable& table) const {
     const std::wstring heading = std::wstring(table.heading) + L" ";
-    const std::wstring line = heading + std::wstring(kHeadingWidth - std::min(kHeadingWidth, heading.size()), L'-');
+    const std::wstring line =
+        heading + std::wstring(kHeadingWidth - std::min(kHeadingWidth, heading.size()), L'-');
     g_Log.Extra(L"%s%s\n", kRuleIndent, line.c_str());
     int number = 0;
     for (const TRule& rule : table.rules) {
@@ -111,11 +113,15 @@ void CSimilarSearch::LogItem(const TItemProps& item, wchar_t marker, bool fresh)
     const bool isSearchBy = &item == m_pSearchByProps;
     if (isSearchBy) {
         g_Log.Extra(L"%s%s\n", kSearchByIndent, std::wstring(102, L'-').c_str());
-        g_Log.Extra(L"    " L" %d.SearchByContact( %s%sDisplayName(%s) = \"%s\" )\n", m_nSearchByPos, entryId.c_str(),
-                    L", ", display.label, display.name);
+        g_Log.Extra(
+            L"    "
+            L" %d.SearchByContact( %s%sDisplayName(%s) = \"%s\" )\n",
+            m_nSearchByPos, entryId.c_str(), L", ", display.label, display.name);
     } else {
-        g_Log.Extra(L"        " L"%cContact( %s%sDisplayName(%s) = \"%s\" )\n", marker, entryId.c_str(), L", ",
-                    display.label, display.name);
+        g_Log.Extra(
+            L"        "
+            L"%cContact( %s%sDisplayName(%s) = \"%s\" )\n",
+            marker, entryId.c_str(), L", ", display.label, display.name);
     }
     if (fresh) LogFields(item, isSearchBy ? kItemIndent : kDetailIndent);
 }
@@ -153,7 +159,8 @@ void CSimilarSearch::LogVerdict(const TCmpData& data, std::initializer_list<int>
     line.pop_back();
     for (int field : fields) {
         line += std::wstring(line.empty() ? L"" : L"; ") + L"[" + Name(field) + L"] ";
-        line += ValueText(*data.item1, field) + L" | " + ValueText(*data.item2, data.fields[field].counterpart);
+        line +=
+            ValueText(*data.item1, field) + L" | " + ValueText(*data.item2, data.fields[field].counterpart);
     }
     g_Log.Extra(L"%s%s\n", kDetailIndent, line.c_str());
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <vector>
 
 #include "compare/sort_key.h"
 #include "compare/string_compare.h"
@@ -14,14 +15,18 @@ namespace {
 
 constexpr int kPhoneDigits = 7;
 
-bool IsDigit(wchar_t unit) { return unit >= L'0' && unit <= L'9'; }
-wchar_t FoldAscii(wchar_t unit) { return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + 32) : unit; }
+bool IsDigit(wchar_t unit) {
+    return unit >= L'0' && unit <= L'9';
+}
+wchar_t FoldAscii(wchar_t unit) {
+    return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + 32) : unit;
+}
 bool IsAsciiAlnum(wchar_t unit) {
     const wchar_t folded = FoldAscii(unit);
     return IsDigit(unit) || (folded >= L'a' && folded <= L'z');
 }
-/// Two letters or digits of ASCII that differ do so in every language, alone and as the first of a text; a letter
-/// that merges with its neighbours (aa, ch, dzs) still begins with itself.
+/// Two letters or digits of ASCII that differ do so in every language, alone and as the first of a text; a
+/// letter that merges with its neighbours (aa, ch, dzs) still begins with itself.
 bool DifferSurely(wchar_t a, wchar_t b) {
     return IsAsciiAlnum(a) && IsAsciiAlnum(b) && FoldAscii(a) != FoldAscii(b);
 }
@@ -37,8 +42,8 @@ bool SameUnit(wchar_t a, wchar_t b) {
     return SameText(&a, &b, 1);
 }
 
-/// lstrcmpiW says equal. Most texts are told apart before it is asked: digits stand alone in every language, so equal
-/// ones in front decide nothing.
+/// lstrcmpiW says equal. Most texts are told apart before it is asked: digits stand alone in every language,
+/// so equal ones in front decide nothing.
 bool SameText(const wchar_t* a, const wchar_t* b) {
     size_t i = 0;
     while (IsDigit(a[i]) && a[i] == b[i]) ++i;
@@ -81,28 +86,46 @@ bool DiffersByOtherUnit(const TText& a, const TText& b) {
 }
 
 /// The digits of a phone number, or the whole text when it has none.
-const TText& DigitsOrAll(const TFieldText& phone) { return phone.part.length > 0 ? phone.part : phone.whole; }
+const TText& DigitsOrAll(const TFieldText& phone) {
+    return phone.part.length > 0 ? phone.part : phone.whole;
+}
 
-bool HaveDigitsToSpare(const TFieldText& a, const TFieldText& b) { return a.part.length >= 2 && b.part.length >= 2; }
+bool HaveDigitsToSpare(const TFieldText& a, const TFieldText& b) {
+    return a.part.length >= 2 && b.part.length >= 2;
+}
 
 bool StrEqualOnly(const TFieldText& a, const TFieldText& b, ECompareMethod method) {
     const bool digits = HaveDigitsToSpare(a, b);
     switch (method) {
-        case StartWith: return StartsWith(a.whole, b.whole);
-        case MissChar: return DiffersByMissingUnit(a.whole, b.whole);
-        case DiffChar: return DiffersByOtherUnit(a.whole, b.whole);
-        case Last7Digits: return SameText(DigitsOrAll(a), DigitsOrAll(b));
-        case Last7Digits1Miss: return DiffersByMissingUnit(digits ? a.part : a.whole, digits ? b.part : b.whole);
-        case Last7Digits1Diff: return DiffersByOtherUnit(digits ? a.part : a.whole, digits ? b.part : b.whole);
-        case HttpUrlCompare: return a.part.length > 0 && b.part.length > 0 && SameText(a.part, b.part);
-        default: return SameText(a.whole, b.whole);
+        case StartWith:
+            return StartsWith(a.whole, b.whole);
+        case MissChar:
+            return DiffersByMissingUnit(a.whole, b.whole);
+        case DiffChar:
+            return DiffersByOtherUnit(a.whole, b.whole);
+        case Last7Digits:
+            return SameText(DigitsOrAll(a), DigitsOrAll(b));
+        case Last7Digits1Miss:
+            return DiffersByMissingUnit(digits ? a.part : a.whole, digits ? b.part : b.whole);
+        case Last7Digits1Diff:
+            return DiffersByOtherUnit(digits ? a.part : a.whole, digits ? b.part : b.whole);
+        case HttpUrlCompare:
+            return a.part.length > 0 && b.part.length > 0 && SameText(a.part, b.part);
+        default:
+            return SameText(a.whole, b.whole);
     }
 }
 
-TText PlainText(const wchar_t* text) { return {text, wcslen(text), 0}; }
+TText PlainText(const wchar_t* text) {
+    return {text, wcslen(text), 0};
+}
 
-bool IsDigitsMethod(ECompareMethod method) { return method >= Last7Digits && method <= Last7DigitsAnyMethod; }
-bool ComparesPart(ECompareMethod method) { return IsDigitsMethod(method) || method == HttpUrlCompare; }
+bool IsDigitsMethod(ECompareMethod method) {
+    return method >= Last7Digits && method <= Last7DigitsAnyMethod;
+}
+bool ComparesPart(ECompareMethod method) {
+    return IsDigitsMethod(method) || method == HttpUrlCompare;
+}
 
 /// The part of a text that a method compares, into parts; none for most methods.
 TText PartOf(const wchar_t* text, ECompareMethod method, std::forward_list<std::wstring>* parts) {
@@ -114,13 +137,15 @@ TText PartOf(const wchar_t* text, ECompareMethod method, std::forward_list<std::
     } else {
         return {};
     }
-    return {parts->front().c_str(), parts->front().size(), 0};
+    return PlainText(parts->front().c_str());
 }
 
+/// A number made of the text's sort key; 0 when the system makes none.
 size_t KeyOf(const wchar_t* text) {
-    const std::string key = compare::SortKey(text);
-    const size_t hash = std::hash<std::string_view>()(key);
-    return hash != 0 ? hash : 1;
+    std::vector<unsigned char> key;
+    if (compare::AppendSortKey(text, ::cmExact, key) == 0) return 0;
+    const std::string_view bytes(reinterpret_cast<const char*>(key.data()), key.size());
+    return std::max<size_t>(std::hash<std::string_view>()(bytes), 1);
 }
 
 }  // namespace
@@ -131,6 +156,7 @@ TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forwar
     prepared.whole.key = KeyOf(text);
     const auto method = std::find_if(methods.begin(), methods.end(), ComparesPart);
     if (method != methods.end()) prepared.part = PartOf(text, *method, parts);
+    if (*prepared.part.text) prepared.part.key = KeyOf(prepared.part.text);
     return prepared;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 // Texts of contacts under a compare method.
 //
-// All comparisons ignore case as the platform's lstrcmpiW does (é is É, ß is ss, soft hyphens do not count); nothing
-// here decides differently, whatever it uses to be faster. Texts are borrowed: they outlive what refers to them.
+// All comparisons ignore case as the platform's lstrcmpiW does (é is É, ß is ss, soft hyphens do not count);
+// nothing here decides differently, whatever it uses to be faster. Texts are borrowed: they outlive what
+// refers to them.
 
 #include <forward_list>
 #include <string>
@@ -12,8 +13,8 @@
 
 namespace similar {
 
-/// A text, its length, and a number that differs between two texts only when lstrcmpiW tells them apart (0: not
-/// worked out).
+/// A text, its length, and a number that differs between two texts only when lstrcmpiW tells them apart (0:
+/// not worked out).
 struct TText {
     const wchar_t* text = L"";
     size_t length = 0;
@@ -31,13 +32,16 @@ struct TFieldText {
 
 /// Prepares a text for many comparisons under the given methods. Its part, if any, is kept in parts.
 TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts);
-/// Whether two texts prepared for this method match. *matched, when given, receives the member of the Last7Digits family
-/// that matched, for every other method the method itself; it is untouched when nothing matched.
-bool StrEqual(const TFieldText& a, const TFieldText& b, ECompareMethod method, ECompareMethod* matched = nullptr);
+/// Whether two texts prepared for this method match. *matched, when given, receives the member of the
+/// Last7Digits family that matched, for every other method the method itself; it is untouched when nothing
+/// matched.
+bool StrEqual(const TFieldText& a, const TFieldText& b, ECompareMethod method,
+              ECompareMethod* matched = nullptr);
 /// The same for any two texts. A method outside 0 to 8 asserts and works as Exact.
 bool StrEqual(const wchar_t* a, const wchar_t* b, ECompareMethod method, ECompareMethod* matched = nullptr);
 
-/// A web address without surrounding blanks, "http://", "www." and trailing slashes; every backslash becomes a slash.
+/// A web address without surrounding blanks, "http://", "www." and trailing slashes; every backslash becomes
+/// a slash.
 std::wstring NormalizeUrl(std::wstring_view url);
 
 }  // namespace similar

@@ -12,11 +12,15 @@ namespace {
 
 constexpr char kTag[] = "CSimilarSearch.GetSimilarType";
 
-bool IsFuzzyName(int result) { return result == StartWith || result == MissChar || result == DiffChar; }
+bool IsFuzzyName(int result) {
+    return result == StartWith || result == MissChar || result == DiffChar;
+}
 
 /// Whether one of the fields of an entry is one of a pair.
 bool Overlaps(const TRule& rule, const TRule& pair) {
-    const auto isOfPair = [&pair](int field) { return field != -1 && (field == pair.first || field == pair.second); };
+    const auto isOfPair = [&pair](int field) {
+        return field != -1 && (field == pair.first || field == pair.second);
+    };
     return isOfPair(rule.first) || isOfPair(rule.second);
 }
 
@@ -56,8 +60,9 @@ unsigned CSimilarSearch::GetSimilarType(const TItemProps& item1, const TItemProp
     }
     data.EnableGroups(kSuggestedGroups);
     const std::vector<TRule>& pair = m_rules[rtSuggestedPair].rules;
-    g_Log.Assert(pair.size() == 1 && pair[0].first == m_indexes.FirstName && pair[0].second == m_indexes.LastName, kTag,
-                 __LINE__, "the suggested pair is first and last name");
+    g_Log.Assert(
+        pair.size() == 1 && pair[0].first == m_indexes.FirstName && pair[0].second == m_indexes.LastName,
+        kTag, __LINE__, "the suggested pair is first and last name");
     if (const unsigned verdict = FindSuggested(data)) return verdict;
     LogComparedFields(data, L"(after similar detection)");
     return verdictNone;
@@ -117,7 +122,9 @@ unsigned CSimilarSearch::FindSuggestedTwoFields(TCmpData& data) {
     return verdictNone;
 }
 
-bool CSimilarSearch::Matched(TCmpData& data, int field) const { return IsMatch(GetFieldResult(data, field)); }
+bool CSimilarSearch::Matched(TCmpData& data, int field) const {
+    return IsMatch(GetFieldResult(data, field));
+}
 
 const TRule* CSimilarSearch::FindPair(TCmpData& data, ERuleTable table) const {
     for (const TRule& pair : m_rules[table].rules)
@@ -138,8 +145,8 @@ int CSimilarSearch::FindField(TCmpData& data, ERuleTable table) const {
 }
 
 /// Writes both explanations for one to three deciding fields and gives the verdict back.
-unsigned CSimilarSearch::WriteVerdict(const TCmpData& data, std::initializer_list<int> fields, unsigned verdict,
-                                      bool lastNameOk, const wchar_t* rule) {
+unsigned CSimilarSearch::WriteVerdict(const TCmpData& data, std::initializer_list<int> fields,
+                                      unsigned verdict, bool lastNameOk, const wchar_t* rule) {
     wchar_t labels[3][kLabelCapacity] = {};
     const wchar_t* methods[3] = {L"", L"", L""};
     const wchar_t* names[3] = {L"", L"", L""};
@@ -150,9 +157,12 @@ unsigned CSimilarSearch::WriteVerdict(const TCmpData& data, std::initializer_lis
         names[count] = Name(field);
         ++count;
     }
-    const auto before = [count](size_t field, const wchar_t* separator) { return field < count ? separator : L""; };
-    Print(m_verdictTextW, L"%s. // %s%s%s%s%s%s%s%s%s%s%s\n", verdict == verdictStrict ? L"Strict " : L"Similar",
-          labels[0], methods[0], before(1, L" + "), labels[1], methods[1], before(2, L" + "), labels[2], methods[2],
+    const auto before = [count](size_t field, const wchar_t* separator) {
+        return field < count ? separator : L"";
+    };
+    Print(m_verdictTextW, L"%s. // %s%s%s%s%s%s%s%s%s%s%s\n",
+          verdict == verdictStrict ? L"Strict " : L"Similar", labels[0], methods[0], before(1, L" + "),
+          labels[1], methods[1], before(2, L" + "), labels[2], methods[2],
           lastNameOk ? L" // LastNameOK" : L"", *rule ? L" // " : L"", rule);
     Print(m_matchedFieldsW, L"%s%s%s%s%s", names[0], before(1, L", "), names[1], before(2, L", "), names[2]);
     if (g_Log.IsExtra()) LogVerdict(data, fields);
