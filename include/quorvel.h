@@ -402,57 +402,60 @@ QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testO
 /* ---- Similar-contact search
  * ------------------------------------------------------------------------------------- */
 
-/* How much does a contact resemble the one that the user looks at: the same person, written differently? A search holds
- * a cache of the contacts that it has read, by entry identifier; a contact is read again when its last-modification
- * time has changed. Order of calls: create, set the search-by contact, check others against it, delete; the search-by
- * contact may be set again at any time. Contacts handed in are read and never changed.
+/* How much does a contact resemble the one that the user looks at: the same person, written differently? A
+ * search holds a cache of the contacts that it has read, by entry identifier; a contact is read again when
+ * its last-modification time has changed. Order of calls: create, set the search-by contact, check others
+ * against it, delete; the search-by contact may be set again at any time. Contacts handed in are read and
+ * never changed.
  *
  * Verdicts: 0 no match, 1 similar (worth a look), 2 strict (the same person or company). */
 
-/* Creates a search; never null. session is borrowed and outlives the search. storeEntryId is the entry-identifier text
- * of the store whose contacts are opened by entry identifier. countMode says whose other filled fields (those that are
- * not compared) count: 0 nobody's, 1 those of strict and similar contacts, 2 those of strict ones only; the search-by
- * contact's count with 1 and 2. */
-QUORVEL_API void* SimilarSearch_Create(IMAPISession* session, const char* storeEntryId, unsigned int countMode);
+/* Creates a search; never null. session is borrowed and outlives the search. storeEntryId is the
+ * entry-identifier text of the store whose contacts are opened by entry identifier. countMode says whose
+ * other filled fields (those that are not compared) count: 0 nobody's, 1 those of strict and similar
+ * contacts, 2 those of strict ones only; the search-by contact's count with 1 and 2. */
+QUORVEL_API void* SimilarSearch_Create(IMAPISession* session, const char* storeEntryId,
+                                       unsigned int countMode);
 /* Ends a search and frees all that it holds, the texts of the last check included. Null is ignored. */
 QUORVEL_API void SimilarSearch_Delete(void* search);
 
-/* Chooses the contact that all others are checked against. *filledCount receives the number of its filled fields.
- * Result: 1; 0 when the contact cannot be read, and there is then no search-by contact. */
-QUORVEL_API unsigned int SimilarSearch_SetSearchByItem(void* search, IMessage* contact, unsigned int* filledCount);
+/* Chooses the contact that all others are checked against. *filledCount receives the number of its filled
+ * fields. Result: 1; 0 when the contact cannot be read, and there is then no search-by contact. */
+QUORVEL_API unsigned int SimilarSearch_SetSearchByItem(void* search, IMessage* contact,
+                                                       unsigned int* filledCount);
 /* Reads a contact into the cache, unless this version of it is there. Result: 1; 0 when it cannot be read. */
 QUORVEL_API unsigned int SimilarSearch_AddToCache(void* search, IMessage* contact);
 
 /* Checks a contact against the search-by contact.
  *   verdict        receives 0, 1 or 2
- *   filledCount    receives the number of the contact's filled fields: compared ones, others as countMode says, and the
- *                  text of the contact when others count
- *   verdictText    receives one line that says which fields decided, and how their values match; may be null
- *   matchedFields  receives the names of those fields, joined by ", "; may be null
- * The texts belong to the search and live until its next check; both are empty without a match. The 8-bit form gives
- * them in the ANSI code page.
- * Result: 1 when a verdict was made; 0 without a search-by contact or when the contact cannot be read (verdict and
- * count are then 0, the texts empty). */
+ *   filledCount    receives the number of the contact's filled fields: compared ones, others as countMode
+ * says, and the text of the contact when others count verdictText    receives one line that says which fields
+ * decided, and how their values match; may be null matchedFields  receives the names of those fields, joined
+ * by ", "; may be null The texts belong to the search and live until its next check; both are empty without a
+ * match. The 8-bit form gives them in the ANSI code page. Result: 1 when a verdict was made; 0 without a
+ * search-by contact or when the contact cannot be read (verdict and count are then 0, the texts empty). */
 QUORVEL_API unsigned int SimilarSearch_CheckItem(void* search, IMessage* contact, unsigned int* verdict,
                                                  unsigned int* filledCount, const char** verdictText,
                                                  const char** matchedFields);
 QUORVEL_API unsigned int SimilarSearch_CheckItemW(void* search, IMessage* contact, unsigned int* verdict,
                                                   unsigned int* filledCount, const wchar_t** verdictText,
                                                   const wchar_t** matchedFields);
-/* The same for a contact by its entry-identifier text. A contact that is in the cache is taken as it stands there:
- * neither its store nor its modification time is looked at (except when its other fields are still to be counted). Any
- * other contact is opened, read into the cache and closed again. */
+/* The same for a contact by its entry-identifier text. A contact that is in the cache is taken as it stands
+ * there: neither its store nor its modification time is looked at (except when its other fields are still to
+ * be counted). Any other contact is opened, read into the cache and closed again. */
 QUORVEL_API unsigned int SimilarSearch_CheckItemFast(void* search, const char* entryId, unsigned int* verdict,
                                                      unsigned int* filledCount, const char** verdictText,
                                                      const char** matchedFields);
-QUORVEL_API unsigned int SimilarSearch_CheckItemFastW(void* search, const char* entryId, unsigned int* verdict,
-                                                      unsigned int* filledCount, const wchar_t** verdictText,
+QUORVEL_API unsigned int SimilarSearch_CheckItemFastW(void* search, const char* entryId,
+                                                      unsigned int* verdict, unsigned int* filledCount,
+                                                      const wchar_t** verdictText,
                                                       const wchar_t** matchedFields);
 
-/* Forgets a contact. Result: 1, also when it was not in the cache; 0 when it is the search-by contact and force is 0.
- * With force there is no search-by contact afterwards. */
+/* Forgets a contact. Result: 1, also when it was not in the cache; 0 when it is the search-by contact and
+ * force is 0. With force there is no search-by contact afterwards. */
 QUORVEL_API unsigned int SimilarSearch_RemoveFromCache(void* search, const char* entryId, int force);
-/* Writes the search-by contact and its number (the how-manieth that was set) to the log, while extra logging is on. */
+/* Writes the search-by contact and its number (the how-manieth that was set) to the log, while extra logging
+ * is on. */
 QUORVEL_API void SimilarSearch_LogSearchByPos(void* search);
 
 /* ---- Comparison matrix
