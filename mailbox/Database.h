@@ -108,6 +108,8 @@ struct AddressEntry {
     Properties properties;
 };
 
+struct MailboxFileState;
+
 class Database {
   public:
     Database();
@@ -119,6 +121,10 @@ class Database {
     std::vector<std::unique_ptr<AddressEntry>> addressBook;
     /// Something was saved since the file was read or written.
     bool dirty = false;
+    /// Sessions logged on and not off.
+    unsigned sessions = 0;
+    /// The file that the mailbox was read from; null for one built in memory.
+    std::shared_ptr<MailboxFileState> file;
 
     // Adding. An empty id is replaced by a new one; null when the id is taken already.
     Store* AddStore(std::string id, std::wstring_view displayName);

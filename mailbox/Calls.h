@@ -1,0 +1,101 @@
+#pragma once
+// What every call of the platform passes through: one lock for the whole platform (so a session may be used
+// from several threads; calls are taken one at a time), and the tests' control over calls.
+
+#include <windows.h>
+#include <mapidefs.h>
+#include <mapicode.h>
+
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+namespace mailbox {
+
+class PlatformLock {
+  public:
+    PlatformLock() { InitializeCriticalSection(&m_section); }
+    ~PlatformLock() { DeleteCriticalSection(&m_section); }
+    PlatformLock(const PlatformLock&) = delete;
+    void lock() { EnterCriticalSection(&m_section); }
+    void unlock() { LeaveCriticalSection(&m_section); }
+
+  private:
+    CRITICAL_SECTION m_section;
+};
+extern PlatformLock g_lock;
+
+/// Kinds of what is counted as alive.
+enum Kind {
+    kSession,
+    kServiceAdmin,
+    kStore,
+    kFolder,
+    kMessage,
+    kAttachment,
+    kTable,
+    kStream,
+    kAddressBook,
+    kMailUser,
+    kBuffer,
+    kKinds
+};
+extern volatile long g_alive[kKinds];
+
+/// Counts its owner as alive.
+template <Kind kind>
+class Counted {
+  protected:
+    Counted() { InterlockedIncrement(&g_alive[kind]); }
+    Counted(const Counted&) : Counted() {}
+    ~Counted() { InterlockedDecrement(&g_alive[kind]); }
+};
+
+/// What a call is about, for faults that single calls out.
+struct CallSite {
+    const char* name;
+    std::string_view entryId{};
+    const ULONG* tags = nullptr;
+    ULONG tagCount = 0;
+};
+
+struct Verdict {
+    bool strike = false;
+    bool perform = true;
+    HRESULT result = S_OK;
+    std::optional<ULONG> limit;
+    std::optional<unsigned long long> statSize;
+};
+
+/// Whether a record or a fault wants to see calls.
+extern bool g_watched;
+Verdict Observe(const CallSite& site);
+/// What the fault that is striking sets for the call being performed; null otherwise.
+extern const Verdict* g_striking;
+
+/// Carries a call out under the lock. The body sets the outputs to null itself, before it calls this.
+template <typename Body>
+HRESULT Call(const CallSite& site, Body body) {
+    const std::lock_guard<PlatformLock> guard(g_lock);
+    if (!g_watched) [[likely]]
+        return body();
+    const Verdict verdict = Observe(site);
+    if (!verdict.strike) return body();
+    if (!verdict.perform) return verdict.result;
+    g_striking = &verdict;
+    body();
+    g_striking = nullptr;
+    return verdict.result;
+}
+
+/// The honest answer of what this platform does not offer.
+inline HRESULT Unsupported(const char* name) {
+    return Call({name}, [] { return MAPI_E_NO_SUPPORT; });
+}
+
+/// Notes why a logon, a logoff or a save failed, for LastError and the debugger.
+void SetLastError(const std::wstring& reason);
+/// As the export hands it out: valid until the next failure.
+const wchar_t* LastErrorText();
+
+}  // namespace mailbox

@@ -1,0 +1,206 @@
+#include "mailbox/Database.h"
+
+#include <objbase.h>
+
+#include <algorithm>
+#include <cstring>
+#include <tuple>
+
+namespace mailbox {
+
+bool Name::operator<(const Name& other) const {
+    const int sets = std::memcmp(&set, &other.set, sizeof set);
+    if (sets != 0) return sets < 0;
+    return std::tie(numeric, number, text) < std::tie(other.numeric, other.number, other.text);
+}
+
+namespace {
+constexpr ULONG kFirstNamedId = 0x8000;
+constexpr size_t kMostNames = 0xFFFE - kFirstNamedId + 1;
+}  // namespace
+
+ULONG NameTable::Find(const Name& name) const {
+    const auto found = m_ids.find(name);
+    return found == m_ids.end() ? 0 : found->second;
+}
+
+ULONG NameTable::FindOrAdd(const Name& name) {
+    const ULONG known = Find(name);
+    if (known != 0 || m_byId.size() == kMostNames) return known;
+    const ULONG id = kFirstNamedId + static_cast<ULONG>(m_byId.size());
+    m_byId.push_back(&m_ids.emplace(name, id).first->first);
+    return id;
+}
+
+const Name* NameTable::Of(ULONG id) const {
+    return id >= kFirstNamedId && id - kFirstNamedId < m_byId.size() ? m_byId[id - kFirstNamedId] : nullptr;
+}
+
+const Attachment* MessageData::FindAttachment(ULONG number) const {
+    const auto found =
+        std::ranges::find(attachments, number, [](const auto& entry) { return entry->number; });
+    return found == attachments.end() ? nullptr : found->get();
+}
+
+Database::Database() {
+    GUID seed{};
+    CoCreateGuid(&seed);
+    std::memcpy(&m_seed, &seed, sizeof m_seed);
+}
+
+Database::~Database() = default;
+
+std::string Database::NewId(const Store& store) {
+    ++m_lastId;
+    std::string id(4, '\0');
+    id.append(SearchKeyOf(store.id));
+    id.append(reinterpret_cast<const char*>(&m_seed), sizeof m_seed);
+    id.append(reinterpret_cast<const char*>(&m_lastId), sizeof m_lastId);
+    return id;
+}
+
+Store* Database::AddStore(std::string id, std::wstring_view displayName) {
+    auto store = std::make_unique<Store>();
+    if (id.empty()) id = NewId(*store);
+    if (FindStore(id) != nullptr) return nullptr;
+    store->id = std::move(id);
+    store->properties.Text(PROP_TAG(PT_UNICODE, 0x3001), displayName);
+    store->root = std::make_shared<Folder>();
+    store->root->id = NewId(*store);
+    store->root->store = store.get();
+    store->foldersById.emplace(store->root->id, store->root);
+    stores.push_back(std::move(store));
+    return stores.back().get();
+}
+
+Folder* Database::AddFolder(Folder& parent, std::string id, Properties properties) {
+    Store& store = *parent.store;
+    if (id.empty()) id = NewId(store);
+    if (store.foldersById.contains(id) || store.itemsById.contains(id)) return nullptr;
+    auto folder = std::make_shared<Folder>();
+    folder->id = std::move(id);
+    folder->parent = &parent;
+    folder->store = &store;
+    folder->properties = std::move(properties);
+    store.foldersById.emplace(folder->id, folder);
+    parent.folders.push_back(folder);
+    return folder.get();
+}
+
+Item* Database::AddItem(Folder& folder, std::string id, std::shared_ptr<const MessageData> data,
+                        bool associated) {
+    Store& store = *folder.store;
+    if (id.empty()) id = NewId(store);
+    if (store.foldersById.contains(id) || store.itemsById.contains(id)) return nullptr;
+    auto item = std::make_shared<Item>();
+    item->id = std::move(id);
+    item->folder = &folder;
+    item->data = std::move(data);
+    item->associated = associated;
+    store.itemsById.emplace(item->id, item);
+    folder.items.push_back(item);
+    return item.get();
+}
+
+Store* Database::FindStore(std::string_view id) const {
+    const auto found =
+        std::ranges::find(stores, id, [](const auto& store) { return std::string_view(store->id); });
+    return found == stores.end() ? nullptr : found->get();
+}
+
+Service* Database::FindService(std::string_view uid) const {
+    const auto found =
+        std::ranges::find(services, uid, [](const auto& entry) { return std::string_view(entry->uid); });
+    return found == services.end() ? nullptr : found->get();
+}
+
+AddressEntry* Database::FindAddress(std::string_view id) const {
+    const auto found =
+        std::ranges::find(addressBook, id, [](const auto& entry) { return std::string_view(entry->id); });
+    return found == addressBook.end() ? nullptr : found->get();
+}
+
+Store* Database::DefaultStore() const {
+    const auto found = std::ranges::find_if(stores, [](const auto& store) { return store->isDefault; });
+    if (found != stores.end()) return found->get();
+    return stores.empty() ? nullptr : stores.front().get();
+}
+
+void Database::RemoveItem(Item& item) {
+    Folder& folder = *item.folder;
+    const auto place = std::ranges::find(folder.items, &item, [](const auto& entry) { return entry.get(); });
+    const std::shared_ptr<Item> keep = *place;
+    folder.items.erase(place);
+    folder.store->itemsById.erase(keep->id);
+    keep->folder = nullptr;
+}
+
+void Database::RemoveFolder(Folder& folder) {
+    while (!folder.folders.empty()) RemoveFolder(*folder.folders.back());
+    Store& store = *folder.store;
+    for (const auto& item : folder.items) {
+        store.itemsById.erase(item->id);
+        item->folder = nullptr;
+    }
+    folder.items.clear();
+    auto& siblings = folder.parent->folders;
+    const auto place = std::ranges::find(siblings, &folder, [](const auto& entry) { return entry.get(); });
+    const std::shared_ptr<Folder> keep = *place;
+    siblings.erase(place);
+    store.foldersById.erase(keep->id);
+    for (std::string& special : store.special)
+        if (special == keep->id) special.clear();
+    keep->store = nullptr;
+    keep->parent = nullptr;
+}
+
+Item* Database::CopyItem(const Item& item, Folder& target) {
+    constexpr ULONG searchKey = PROP_TAG(PT_BINARY, 0x300B);
+    Store& from = *item.folder->store;
+    std::shared_ptr<const MessageData> data = Translate(item.data, from.names, target.store->names);
+    if (data->properties.Find(PROP_ID(searchKey)) == nullptr) {
+        auto keyed = std::make_shared<MessageData>(*data);
+        keyed->properties.Binary(searchKey, SearchKeyOf(item.id));
+        data = std::move(keyed);
+    }
+    return AddItem(target, {}, std::move(data), item.associated);
+}
+
+std::string SearchKeyOf(std::string_view entryId) {
+    // Two 64-bit FNV-1a hashes with different starts: the key of an identifier must be the same in every
+    // session.
+    unsigned long long halves[2] = {0xCBF29CE484222325u, 0x84222325CBF29CE4u};
+    for (unsigned long long& half : halves)
+        for (const char byte : entryId) half = (half ^ static_cast<unsigned char>(byte)) * 0x100000001B3u;
+    return {reinterpret_cast<const char*>(halves), sizeof halves};
+}
+
+Properties Translate(const Properties& properties, const NameTable& from, NameTable& to) {
+    Properties translated;
+    for (const Properties::Slot& slot : properties.Slots()) {
+        const Name* name = from.Of(PROP_ID(slot.tag));
+        const ULONG id = name != nullptr ? to.FindOrAdd(*name) : PROP_ID(slot.tag);
+        if (id != 0) translated.Set(PROP_TAG(PROP_TYPE(slot.tag), id), properties.Bytes(slot));
+    }
+    return translated;
+}
+
+std::shared_ptr<const MessageData> Translate(const std::shared_ptr<const MessageData>& data,
+                                             const NameTable& from, NameTable& to) {
+    if (&from == &to) return data;
+    auto translated = std::make_shared<MessageData>();
+    translated->properties = Translate(data->properties, from, to);
+    translated->nextAttachment = data->nextAttachment;
+    for (const Properties& recipient : data->recipients)
+        translated->recipients.push_back(Translate(recipient, from, to));
+    for (const auto& attachment : data->attachments) {
+        auto copy = std::make_shared<Attachment>();
+        copy->number = attachment->number;
+        copy->properties = Translate(attachment->properties, from, to);
+        if (attachment->message != nullptr) copy->message = Translate(attachment->message, from, to);
+        translated->attachments.push_back(std::move(copy));
+    }
+    return translated;
+}
+
+}  // namespace mailbox

@@ -1,0 +1,403 @@
+// Messages and their attachments: what is open is a copy of its own from the first change on, and others see
+// the changes when SaveChanges succeeds - of an attachment to its message, of a message to its store.
+
+#include <wrl/client.h>
+
+#include <algorithm>
+
+#include "mailbox/PropObject.h"
+#include "mailbox/Table.h"
+#include "mailbox/objects.h"
+#include "mailbox/sources.h"
+
+namespace mailbox {
+
+namespace {
+
+using Microsoft::WRL::ComPtr;
+
+FILETIME Now() {
+    FILETIME now;
+    GetSystemTimeAsFileTime(&now);
+    return now;
+}
+
+class AttachObject;
+
+class MessageObject final : public PropObject<IMessage, kMessage> {
+  public:
+    /// item: null for a new message; folder: where a new message goes; owner: the attachment of an embedded
+    /// message.
+    MessageObject(std::shared_ptr<Database> database, Store* store, std::shared_ptr<const MessageData> data,
+                  std::shared_ptr<Item> item, std::shared_ptr<Folder> folder, AttachObject* owner,
+                  bool writable);
+    ~MessageObject() override;
+
+    HRESULT STDMETHODCALLTYPE GetAttachmentTable(ULONG flags, IMAPITable** table) override;
+    HRESULT STDMETHODCALLTYPE OpenAttach(ULONG number, const IID* iid, ULONG flags, IAttach** out) override;
+    HRESULT STDMETHODCALLTYPE CreateAttach(const IID* iid, ULONG flags, ULONG* number,
+                                           IAttach** out) override;
+    HRESULT STDMETHODCALLTYPE DeleteAttach(ULONG number, ULONG, IMAPIProgress*, ULONG) override;
+    HRESULT STDMETHODCALLTYPE GetRecipientTable(ULONG flags, IMAPITable** table) override;
+    HRESULT STDMETHODCALLTYPE ModifyRecipients(ULONG flags, ADRLIST* list) override;
+    HRESULT STDMETHODCALLTYPE SubmitMessage(ULONG) override { return Unsupported("IMessage::SubmitMessage"); }
+    HRESULT STDMETHODCALLTYPE SetReadFlag(ULONG) override { return Unsupported("IMessage::SetReadFlag"); }
+
+    HRESULT Save(ULONG flags) override;
+    std::string_view EntryId() const override {
+        return m_record.item != nullptr ? m_record.item->id : std::string_view();
+    }
+    const PropertySource& Source() const override { return m_source; }
+    const Properties& Stored() const override { return m_record.data->properties; }
+    Properties& Editable() override { return Working().properties; }
+    bool IsComputed(ULONG id) const override;
+    std::shared_ptr<const void> Keeper() const override {
+        return m_working != nullptr ? nullptr : m_record.data;
+    }
+    HRESULT OpenObject(ULONG tag, REFIID iid, ULONG flags, IUnknown** out) override;
+    HRESULT CopyParts(PropCore& target, const std::function<bool(ULONG tag)>& wanted) override;
+
+    /// The message as it is being changed; made at the first change.
+    MessageData& Working();
+    void PutAttachment(std::shared_ptr<const Attachment> attachment);
+
+  protected:
+    bool Implements(REFIID iid) const override { return iid == IID_IMessage || iid == IID_IMAPIProp; }
+
+  private:
+    HRESULT SaveItem(ULONG flags, std::shared_ptr<const MessageData> data);
+    HRESULT SaveNew(std::shared_ptr<const MessageData> data);
+    HRESULT AttachmentTable(ULONG flags, IMAPITable** table);
+    HRESULT RecipientTable(ULONG flags, IMAPITable** table);
+
+    MessageRecord m_record;
+    RecordSource<MessageRecord> m_source;
+    /// The record's data while it is being changed, null otherwise.
+    std::shared_ptr<MessageData> m_working;
+    /// What the open message began with; another save in between shows as a difference.
+    std::shared_ptr<const MessageData> m_base;
+    std::shared_ptr<Item> m_item;
+    std::shared_ptr<Folder> m_folder;
+    ComPtr<AttachObject> m_owner;
+    bool m_isAssociated = false;
+
+    friend IMessage* mailbox::NewMessageIn(std::shared_ptr<Database>, std::shared_ptr<Folder>, bool);
+};
+
+class AttachObject final : public PropObject<IAttach, kAttachment> {
+  public:
+    AttachObject(MessageObject* message, std::shared_ptr<const Attachment> attachment, bool isNew,
+                 bool writable)
+        : PropObject(message->Mailbox(), message->OwnStore(), writable),
+          m_message(message),
+          m_record{std::move(attachment), writable},
+          m_source(&m_record),
+          m_isChanged(isNew) {}
+
+    HRESULT Save(ULONG flags) override;
+    std::string_view EntryId() const override { return m_message->EntryId(); }
+    const PropertySource& Source() const override { return m_source; }
+    const Properties& Stored() const override { return m_record.attachment->properties; }
+    Properties& Editable() override { return Working().properties; }
+    bool IsComputed(ULONG id) const override {
+        return id == PROP_ID(PR_ATTACH_DATA_OBJ) ? m_record.attachment->message != nullptr
+                                                 : IsComputedProperty<AttachmentRecord>(id);
+    }
+    std::shared_ptr<const void> Keeper() const override {
+        return m_working != nullptr ? nullptr : m_record.attachment;
+    }
+    HRESULT OpenObject(ULONG tag, REFIID iid, ULONG flags, IUnknown** out) override;
+    HRESULT CopyParts(PropCore& target, const std::function<bool(ULONG tag)>& wanted) override;
+
+    void PutMessage(std::shared_ptr<const MessageData> message) { Working().message = std::move(message); }
+
+  protected:
+    bool Implements(REFIID iid) const override { return iid == IID_IAttachment || iid == IID_IMAPIProp; }
+
+  private:
+    Attachment& Working();
+
+    ComPtr<MessageObject> m_message;
+    AttachmentRecord m_record;
+    RecordSource<AttachmentRecord> m_source;
+    std::shared_ptr<Attachment> m_working;
+    bool m_isChanged;
+};
+
+MessageObject::MessageObject(std::shared_ptr<Database> database, Store* store,
+                             std::shared_ptr<const MessageData> data, std::shared_ptr<Item> item,
+                             std::shared_ptr<Folder> folder, AttachObject* owner, bool writable)
+    : PropObject(std::move(database), store, writable),
+      m_record{std::move(data), item, store, writable},
+      m_source(&m_record),
+      m_base(m_record.data),
+      m_item(std::move(item)),
+      m_folder(std::move(folder)),
+      m_owner(owner) {}
+
+MessageObject::~MessageObject() = default;
+
+MessageData& MessageObject::Working() {
+    if (m_working == nullptr) {
+        m_working = std::make_shared<MessageData>(*m_record.data);
+        m_record.data = m_working;
+    }
+    return *m_working;
+}
+
+bool MessageObject::IsComputed(ULONG id) const {
+    // The flags are the caller's, only one of their bits is computed.
+    return id != PROP_ID(PR_MESSAGE_FLAGS) && IsComputedProperty<MessageRecord>(id);
+}
+
+/// What a save works out anew, so that an older value must not stand before it.
+void Refresh(MessageData& data) {
+    static const ULONG computed[] = {PR_HASATTACH, PR_MESSAGE_SIZE, PR_DISPLAY_TO_W, PR_DISPLAY_CC_W,
+                                     PR_DISPLAY_BCC_W};
+    for (const ULONG tag : computed) data.properties.Remove(PROP_ID(tag));
+    const FILETIME now = Now();
+    data.properties.Time(PR_LAST_MODIFICATION_TIME, now);
+    if (data.properties.Find(PROP_ID(PR_CREATION_TIME)) == nullptr)
+        data.properties.Time(PR_CREATION_TIME, now);
+    const Properties::Slot* flags = data.properties.Find(PROP_ID(PR_MESSAGE_FLAGS));
+    if (flags != nullptr && PROP_TYPE(flags->tag) == PT_LONG) {
+        const ULONG others = As<ULONG>(data.properties.Bytes(*flags)) & ~MSGFLAG_HASATTACH;
+        data.properties.Long(PR_MESSAGE_FLAGS, others | (data.attachments.empty() ? 0 : MSGFLAG_HASATTACH));
+    }
+    data.properties.Compact();
+}
+
+HRESULT MessageObject::Save(ULONG flags) {
+    if (!IsWritable()) return MAPI_E_NO_ACCESS;
+    const bool isNew = m_item == nullptr && m_owner == nullptr;
+    if (m_working == nullptr && !isNew) return S_OK;
+    auto saved = std::make_shared<MessageData>(*m_record.data);
+    Refresh(*saved);
+    HRESULT hr = S_OK;
+    if (m_owner != nullptr)
+        m_owner->PutMessage(saved);
+    else
+        hr = isNew ? SaveNew(saved) : SaveItem(flags, saved);
+    if (hr != S_OK) return hr;
+    m_record.data = m_base = std::move(saved);
+    m_working = nullptr;
+    return S_OK;
+}
+
+HRESULT MessageObject::SaveItem(ULONG flags, std::shared_ptr<const MessageData> data) {
+    if (m_item->folder == nullptr) return MAPI_E_OBJECT_DELETED;
+    if (m_item->data != m_base && (flags & FORCE_SAVE) == 0) return MAPI_E_OBJECT_CHANGED;
+    m_item->data = std::move(data);
+    Mailbox()->dirty = true;
+    return S_OK;
+}
+
+HRESULT MessageObject::SaveNew(std::shared_ptr<const MessageData> data) {
+    if (m_folder->store == nullptr) return MAPI_E_OBJECT_DELETED;
+    const Item* item = Mailbox()->AddItem(*m_folder, {}, std::move(data), m_isAssociated);
+    m_record.item = m_item = m_folder->store->itemsById.at(item->id);
+    Mailbox()->dirty = true;
+    return S_OK;
+}
+
+HRESULT MessageObject::AttachmentTable(ULONG flags, IMAPITable** table) {
+    std::vector<AttachmentRecord> records;
+    for (const auto& attachment : m_record.data->attachments) records.push_back({attachment, false});
+    *table = NewRecordTable(Mailbox(), std::move(records),
+                            {PR_ATTACH_NUM, PR_INSTANCE_KEY, PR_RECORD_KEY, PR_ATTACH_METHOD,
+                             PR_RENDERING_POSITION, PR_ATTACH_SIZE, PR_ATTACH_FILENAME, PR_DISPLAY_NAME},
+                            flags);
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE MessageObject::GetAttachmentTable(ULONG flags, IMAPITable** table) {
+    if (table == nullptr) return MAPI_E_INVALID_PARAMETER;
+    *table = nullptr;
+    return Call(Site("IMessage::GetAttachmentTable"), [&] { return AttachmentTable(flags, table); });
+}
+
+HRESULT MessageObject::RecipientTable(ULONG flags, IMAPITable** table) {
+    std::vector<RecipientRecord> records;
+    for (size_t index = 0; index < m_record.data->recipients.size(); ++index)
+        records.push_back({m_base, index});
+    if (m_working != nullptr) {
+        // The working copy goes on changing; the table shows it as it is now.
+        const auto snapshot = std::make_shared<const MessageData>(*m_working);
+        for (RecipientRecord& record : records) record.data = snapshot;
+    }
+    *table = NewRecordTable(Mailbox(), std::move(records),
+                            {PR_ROWID, PR_INSTANCE_KEY, PR_RECIPIENT_TYPE, PR_DISPLAY_NAME, PR_ADDRTYPE,
+                             PR_EMAIL_ADDRESS, PR_ENTRYID, PR_OBJECT_TYPE, PR_DISPLAY_TYPE},
+                            flags);
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE MessageObject::GetRecipientTable(ULONG flags, IMAPITable** table) {
+    if (table == nullptr) return MAPI_E_INVALID_PARAMETER;
+    *table = nullptr;
+    return Call(Site("IMessage::GetRecipientTable"), [&] { return RecipientTable(flags, table); });
+}
+
+HRESULT STDMETHODCALLTYPE MessageObject::OpenAttach(ULONG number, const IID* iid, ULONG flags,
+                                                    IAttach** out) {
+    if (out == nullptr) return MAPI_E_INVALID_PARAMETER;
+    *out = nullptr;
+    return Call(Site("IMessage::OpenAttach"), [&] {
+        if (!IsWanted(iid, {&IID_IAttachment, &IID_IMAPIProp})) return MAPI_E_INTERFACE_NOT_SUPPORTED;
+        if ((flags & MAPI_MODIFY) != 0 && !IsWritable()) return MAPI_E_NO_ACCESS;
+        const auto& all = m_record.data->attachments;
+        const auto found = std::ranges::find(all, number, [](const auto& entry) { return entry->number; });
+        if (found == all.end()) return MAPI_E_NOT_FOUND;
+        *out = new AttachObject(this, *found, false, AsksWritable(flags) && IsWritable());
+        return S_OK;
+    });
+}
+
+HRESULT STDMETHODCALLTYPE MessageObject::CreateAttach(const IID* iid, ULONG, ULONG* number, IAttach** out) {
+    if (out == nullptr || number == nullptr) return MAPI_E_INVALID_PARAMETER;
+    *out = nullptr;
+    return Call(Site("IMessage::CreateAttach"), [&] {
+        if (!IsWanted(iid, {&IID_IAttachment, &IID_IMAPIProp})) return MAPI_E_INTERFACE_NOT_SUPPORTED;
+        if (!IsWritable()) return MAPI_E_NO_ACCESS;
+        auto attachment = std::make_shared<Attachment>();
+        attachment->number = Working().nextAttachment++;
+        attachment->properties.Long(PR_RENDERING_POSITION, MAXDWORD);
+        *number = attachment->number;
+        *out = new AttachObject(this, std::move(attachment), true, true);
+        return S_OK;
+    });
+}
+
+HRESULT STDMETHODCALLTYPE MessageObject::DeleteAttach(ULONG number, ULONG, IMAPIProgress*, ULONG) {
+    return Call(Site("IMessage::DeleteAttach"), [&] {
+        if (!IsWritable()) return MAPI_E_NO_ACCESS;
+        if (m_record.data->FindAttachment(number) == nullptr) return MAPI_E_NOT_FOUND;
+        std::erase_if(Working().attachments, [number](const auto& entry) { return entry->number == number; });
+        return S_OK;
+    });
+}
+
+void MessageObject::PutAttachment(std::shared_ptr<const Attachment> attachment) {
+    auto& all = Working().attachments;
+    const auto place =
+        std::ranges::find(all, attachment->number, [](const auto& entry) { return entry->number; });
+    if (place != all.end())
+        *place = std::move(attachment);
+    else
+        all.push_back(std::move(attachment));
+}
+
+HRESULT STDMETHODCALLTYPE MessageObject::ModifyRecipients(ULONG flags, ADRLIST* list) {
+    return Call(Site("IMessage::ModifyRecipients"), [&] {
+        if (!IsWritable()) return MAPI_E_NO_ACCESS;
+        if ((flags & (MODRECIP_MODIFY | MODRECIP_REMOVE)) != 0) return MAPI_E_NO_SUPPORT;
+        if (list == nullptr) return MAPI_E_INVALID_PARAMETER;
+        std::vector<Properties> rows(list->cEntries);
+        std::string bytes;
+        for (ULONG row = 0; row < list->cEntries; ++row)
+            for (ULONG value = 0; value < list->aEntries[row].cValues; ++value) {
+                const SPropValue& given = list->aEntries[row].rgPropVals[value];
+                // A row read from a table is taken as it is: errors in it are absent values.
+                if (PROP_TYPE(given.ulPropTag) == PT_ERROR || PROP_TYPE(given.ulPropTag) == PT_NULL) continue;
+                if (!BytesOf(given, bytes)) return MAPI_E_INVALID_PARAMETER;
+                if (!IsComputedProperty<RecipientRecord>(PROP_ID(given.ulPropTag)))
+                    rows[row].Set(given.ulPropTag, bytes);
+            }
+        // Without MODRECIP_ADD the list replaces what is there.
+        auto& recipients = Working().recipients;
+        if ((flags & MODRECIP_ADD) == 0) recipients.clear();
+        std::ranges::move(rows, std::back_inserter(recipients));
+        return S_OK;
+    });
+}
+
+HRESULT MessageObject::OpenObject(ULONG tag, REFIID iid, ULONG flags, IUnknown** out) {
+    if (iid != IID_IMAPITable) return MAPI_E_INTERFACE_NOT_SUPPORTED;
+    IMAPITable* table = nullptr;
+    if (PROP_ID(tag) == PROP_ID(PR_MESSAGE_RECIPIENTS))
+        RecipientTable(flags, &table);
+    else if (PROP_ID(tag) == PROP_ID(PR_MESSAGE_ATTACHMENTS))
+        AttachmentTable(flags, &table);
+    *out = table;
+    return table != nullptr ? S_OK : MAPI_E_NOT_FOUND;
+}
+
+HRESULT MessageObject::CopyParts(PropCore& target, const std::function<bool(ULONG tag)>& wanted) {
+    auto* other = dynamic_cast<MessageObject*>(&target);
+    if (other == nullptr) return S_OK;
+    const auto data = Translate(m_record.data, OwnStore()->names, other->OwnStore()->names);
+    if (wanted(PR_MESSAGE_RECIPIENTS)) other->Working().recipients = data->recipients;
+    if (wanted(PR_MESSAGE_ATTACHMENTS)) {
+        for (const auto& attachment : data->attachments) {
+            auto copy = std::make_shared<Attachment>(*attachment);
+            copy->number = other->Working().nextAttachment++;
+            other->Working().attachments.push_back(std::move(copy));
+        }
+    }
+    return S_OK;
+}
+
+Attachment& AttachObject::Working() {
+    if (m_working == nullptr) {
+        m_working = std::make_shared<Attachment>(*m_record.attachment);
+        m_record.attachment = m_working;
+    }
+    m_isChanged = true;
+    return *m_working;
+}
+
+HRESULT AttachObject::Save(ULONG) {
+    if (!IsWritable()) return MAPI_E_NO_ACCESS;
+    if (!m_isChanged) return S_OK;
+    auto saved = std::make_shared<Attachment>(*m_record.attachment);
+    saved->properties.Compact();
+    m_message->PutAttachment(saved);
+    m_record.attachment = std::move(saved);
+    m_working = nullptr;
+    m_isChanged = false;
+    return S_OK;
+}
+
+HRESULT AttachObject::OpenObject(ULONG tag, REFIID iid, ULONG flags, IUnknown** out) {
+    if (PROP_ID(tag) != PROP_ID(PR_ATTACH_DATA_OBJ) || (iid != IID_IMessage && iid != IID_IMAPIProp))
+        return MAPI_E_INTERFACE_NOT_SUPPORTED;
+    const bool create = (flags & MAPI_CREATE) != 0;
+    std::shared_ptr<const MessageData> message = m_record.attachment->message;
+    if (message == nullptr && !create) return MAPI_E_NOT_FOUND;
+    if (create) message = std::make_shared<MessageData>();
+    auto* object = new MessageObject(Mailbox(), OwnStore(), std::move(message), nullptr, nullptr, this,
+                                     (flags & (MAPI_CREATE | MAPI_MODIFY)) != 0);
+    // A created message is there from its save on, even when nothing is set in it.
+    if (create) object->Working();
+    *out = object;
+    return S_OK;
+}
+
+HRESULT AttachObject::CopyParts(PropCore& target, const std::function<bool(ULONG tag)>& wanted) {
+    if (m_record.attachment->message == nullptr || !wanted(PR_ATTACH_DATA_OBJ)) return S_OK;
+    auto* other = dynamic_cast<AttachObject*>(&target);
+    if (other == nullptr) return S_OK;
+    other->PutMessage(Translate(m_record.attachment->message, OwnStore()->names, other->OwnStore()->names));
+    return S_OK;
+}
+
+}  // namespace
+
+IMessage* NewMessageObject(std::shared_ptr<Database> database, std::shared_ptr<Item> item, bool writable) {
+    Store* store = item->folder->store;
+    std::shared_ptr<const MessageData> data = item->data;
+    return new MessageObject(std::move(database), store, std::move(data), std::move(item), nullptr, nullptr,
+                             writable);
+}
+
+IMessage* NewMessageIn(std::shared_ptr<Database> database, std::shared_ptr<Folder> folder, bool associated) {
+    auto data = std::make_shared<MessageData>();
+    data->properties.Text(PR_MESSAGE_CLASS_W, L"IPM.Note");
+    Store* store = folder->store;
+    auto* message = new MessageObject(std::move(database), store, std::move(data), nullptr, std::move(folder),
+                                      nullptr, true);
+    message->m_isAssociated = associated;
+    return message;
+}
+
+}  // namespace mailbox

@@ -1,0 +1,28 @@
+#pragma once
+// A property as a stream: its bytes (wide text as UTF-16, without a terminator), read, and written back by
+// Commit.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "mailbox/platform_headers.h"
+
+namespace mailbox {
+
+/// What a stream shows: own bytes, or a view of bytes that keep holds in place.
+struct StreamData {
+    std::string own;
+    std::string_view view;
+    std::shared_ptr<const void> keep;
+};
+
+/// Takes the bytes over when the stream is committed.
+using StreamCommit = std::function<HRESULT(const std::string& bytes)>;
+
+/// A stream with one reference. Without commit it is read-only. owner, which may be null, lives as long as
+/// the stream.
+IStream* NewStream(StreamData data, IUnknown* owner, std::string_view entryId, StreamCommit commit);
+
+}  // namespace mailbox

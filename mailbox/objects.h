@@ -1,0 +1,42 @@
+#pragma once
+// Makers of the platform's objects, each with one reference. All keep the mailbox alive as long as they live.
+
+#include <memory>
+
+#include "mailbox/Database.h"
+#include "mailbox/platform_headers.h"
+
+namespace mailbox {
+
+IMAPISession* NewSession(std::shared_ptr<Database> database);
+IMsgServiceAdmin* NewServiceAdmin(std::shared_ptr<Database> database);
+IMsgStore* NewStoreObject(std::shared_ptr<Database> database, Store* store, bool writable);
+IMAPIFolder* NewFolderObject(std::shared_ptr<Database> database, std::shared_ptr<Folder> folder,
+                             bool writable);
+IAddrBook* NewAddressBook(std::shared_ptr<Database> database);
+
+/// A message of the store as it is saved at this moment.
+IMessage* NewMessageObject(std::shared_ptr<Database> database, std::shared_ptr<Item> item, bool writable);
+/// A new message, which comes into the folder with its first save.
+IMessage* NewMessageIn(std::shared_ptr<Database> database, std::shared_ptr<Folder> folder, bool associated);
+
+/// Opens a folder or message of the store (OpenEntry of session, store and folder); no identifier: the root
+/// folder.
+HRESULT OpenStoreEntry(const std::shared_ptr<Database>& database, Store& store, ULONG size, const ENTRYID* id,
+                       const IID* iid, ULONG flags, ULONG* type, IUnknown** out);
+/// An identifier as bytes. Empty when there is none; false when it cannot be one.
+bool ToEntryId(ULONG size, const ENTRYID* id, std::string_view& bytes);
+/// Whether the flags of an open ask for, or allow, changes.
+inline bool AsksWritable(ULONG flags) {
+    return (flags & (MAPI_BEST_ACCESS | MAPI_MODIFY)) != 0;
+}
+
+HRESULT OpenAddressEntry(const std::shared_ptr<Database>& database, ULONG size, const ENTRYID* id,
+                         const IID* iid, ULONG* type, IUnknown** out);
+/// CompareEntryIDs of whoever has it.
+HRESULT CompareIds(ULONG size1, const ENTRYID* id1, ULONG size2, const ENTRYID* id2, ULONG* result);
+
+/// Text of the platform's calls, wide exactly when flags hold MAPI_UNICODE. Null gives an empty text.
+std::wstring CallText(const void* text, ULONG flags);
+
+}  // namespace mailbox
