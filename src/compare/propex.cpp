@@ -122,8 +122,7 @@ HRESULT ReadAddressTexts(IMessage* item, std::span<const long> ids, bool unicode
 }  // namespace
 
 HRESULT AllocateValue(size_t bytes, MapiBuffer<SPropValue>* value) {
-    const HRESULT hr = mapi::AllocateBuffer(static_cast<ULONG>(bytes),
-                                            reinterpret_cast<void**>(static_cast<SPropValue**>(Out(*value))));
+    const HRESULT hr = Allocate(bytes, *value);
     if (hr == S_OK) std::memset(value->get(), 0, bytes);
     return hr;
 }

@@ -13,18 +13,17 @@ namespace {
 constexpr char kTag[] = "MailItem_Recipients";
 constexpr ULONG kNoType = 0xFFFFFFFF;
 
-enum Column : ULONG { colName, colEmail, colType, colAddrType, kColumns };
+// Columns in the order that they are asked for.
+enum Column : ULONG { colName, colEmail, colType };
 
 HRESULT ReadRows(IMessage* item, RowSet& rows) {
-    // Providers resolve the e-mail by the address type: it is asked for though never read.
-    SizedSPropTagArray(kColumns, columns) = {
-        kColumns, {PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, PR_RECIPIENT_TYPE, PR_ADDRTYPE_W}};
+    // The address type is asked for along with the e-mail that it qualifies, though nothing reads it.
+    TagList columns(PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, PR_RECIPIENT_TYPE, PR_ADDRTYPE_W);
     PlatformCalls calls(kTag);
     ComPtr<IMAPITable> table;
     ULONG count = 0;
     calls(item->GetRecipientTable(0, table.GetAddressOf()), "lpItem->GetRecipientTable return 0x%x\n") &&
-        calls(table->SetColumns(reinterpret_cast<SPropTagArray*>(&columns), 0),
-              "lpTable->SetColumns return 0x%x\n") &&
+        calls(table->SetColumns(columns, 0), "lpTable->SetColumns return 0x%x\n") &&
         calls(table->GetRowCount(0, &count), "lpTable->GetRowCount return 0x%x\n") && count > 0 &&
         calls(table->QueryRows(static_cast<LONG>(count), 0, Out(rows)), "lpTable->QueryRows return 0x%x\n");
     return calls.result;
