@@ -48,7 +48,7 @@ class DerivedValues : public MailboxTest {
         item.Named(kSetAddress, 0x8083, L"ann@x.org").Named(kSetAddress, 0x80A3, L"lee@x.org");
         item.Text(PR_HOME_TELEPHONE_NUMBER_W, L"123").Text(PR_TTYTDD_PHONE_NUMBER_W, L"456");
         item.Text(PR_MOBILE_TELEPHONE_NUMBER_W, L"");
-        item.Text(PR_SURNAME_W, person).Text(PR_SENDER_NAME_W, person);
+        item.Text(PR_GIVEN_NAME_W, person).Text(PR_SURNAME_W, person).Text(PR_SENDER_NAME_W, person);
         item.Text(PR_SENDER_EMAIL_ADDRESS_W, L"ann@x.org");
         item.To(L"Bob", L"bob@x.org").Cc(L"", L"cc@x.org").Bcc(L"Eve", L"");
         return item;
@@ -64,11 +64,11 @@ TEST_F(DerivedValues, GatherWhatIsThereInTheOrderOfTheKinds) {
     const TestItem item = Fill(Inbox().Item(L"IPM.Contact"), L"Lee");
     const ComPtr<IMessage> message = Open(item);
     const std::wstring expected[] = {
-        L"(PT_MV_UNICODE, count=2)\"1 Work Street\",\"2 Other Road\"}",
-        L"(PT_MV_UNICODE, count=2)\"ann@x.org\",\"lee@x.org\"}",
-        L"(PT_MV_UNICODE, count=2)\"123\",\"456\"}",
+        L"(PT_MV_UNICODE, count=2){\"1 Work Street\",\"2 Other Road\"}",
+        L"(PT_MV_UNICODE, count=2){\"ann@x.org\",\"lee@x.org\"}",
+        L"(PT_MV_UNICODE, count=2){\"123\",\"456\"}",
         L"(PT_BOOLEAN)false",
-        L"(PT_MV_UNICODE, count=2)\"Lee\",\"ann@x.org\"}",
+        L"(PT_MV_UNICODE, count=2){\"Lee\",\"ann@x.org\"}",
         L"(TMessageRecipient, count=3) { {\"Bob\",\"bob@x.org\",1}, {\"\",\"cc@x.org\",2}, {\"Eve\",\"\",3} "
         L"}",
     };
