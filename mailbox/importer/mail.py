@@ -1,0 +1,368 @@
+"""Mails: a message in its internet form becomes an item as a mail client would store it on delivery."""
+
+from __future__ import annotations
+
+import email
+import email.header
+import email.message
+import email.policy
+import email.utils
+import re
+from collections.abc import Iterator
+from dataclasses import dataclass
+from datetime import datetime, timedelta, timezone
+
+from . import properties as p
+from .html_text import html_to_text
+from .model import BCC, CC, TO, Attachment, Item, ItemKind, Recipient, Report, Values
+from .times import FIRST_YEAR
+
+READ, UNSENT = 0x01, 0x08  # bits of the message flags
+MHTML_REFERENCE = 4  # attachment flag: the body shows it
+DELETE_MARKED = 8  # message status
+REPLIED, FORWARDED = 102, 104  # last verbs executed
+FLAGGED = 2  # flag status
+
+# Names of character sets that mails use and Python does not know, or that mean more than they say
+CHARSETS = {
+    "ansi": "cp1252", "ascii": "cp1252", "us-ascii": "cp1252", "iso-8859-1": "cp1252", "latin1": "cp1252",
+    "default": "cp1252", "x-ansi": "cp1252", "win-1250": "cp1250", "win-1251": "cp1251", "win-1252": "cp1252",
+    "utf8mb4": "utf-8", "unicode-1-1-utf-7": "utf-7", "unicode-1-1-utf-8": "utf-8", "unicode": "utf-16",
+    "gb2312": "gb18030", "gbk": "gb18030", "x-gbk": "gb18030", "chinesebig5": "big5", "x-x-big5": "big5",
+    "ks_c_5601-1987": "cp949", "x-euc-kr": "cp949", "euc-kr": "cp949", "shift_jis": "cp932", "x-sjis": "cp932",
+    "x-euc-jp": "euc_jp", "iso-8859-8-i": "iso-8859-8", "x-mac-roman": "mac_roman", "macintosh": "mac_roman",
+    "x-mac-cyrillic": "mac_cyrillic",
+}  # fmt: skip
+
+# Headers that have a property of their own and are copied as text
+TEXT_HEADERS = {
+    "Message-ID": p.INTERNET_MESSAGE_ID,
+    "In-Reply-To": p.IN_REPLY_TO_ID,
+    "References": p.INTERNET_REFERENCES,
+    "List-Help": p.LIST_HELP,
+    "List-Subscribe": p.LIST_SUBSCRIBE,
+    "List-Unsubscribe": p.LIST_UNSUBSCRIBE,
+}
+
+IMPORTANCE = {"low": 0, "non-urgent": 0, "5": 0, "4": 0, "high": 2, "urgent": 2, "1": 2, "2": 2}
+SENSITIVITY = {"personal": 1, "private": 2, "company-confidential": 3}
+
+# Message classes by what the mail is: its content type, then the parameter that decides, in lower case
+MESSAGE_CLASSES = {
+    ("multipart/report", "delivery-status"): "REPORT.IPM.Note.NDR",
+    ("multipart/report", "disposition-notification"): "REPORT.IPM.Note.IPNRN",
+    ("multipart/signed", "application/pkcs7-signature"): "IPM.Note.SMIME.MultipartSigned",
+    ("multipart/signed", "application/x-pkcs7-signature"): "IPM.Note.SMIME.MultipartSigned",
+    ("application/pkcs7-mime", ""): "IPM.Note.SMIME",
+    ("application/x-pkcs7-mime", ""): "IPM.Note.SMIME",
+    ("text/calendar", "request"): "IPM.Schedule.Meeting.Request",
+    ("text/calendar", "cancel"): "IPM.Schedule.Meeting.Canceled",
+}
+DECIDING_PARAMETER = {"multipart/report": "report-type", "multipart/signed": "protocol", "text/calendar": "method"}
+
+EXTENSIONS = {"text/calendar": ".ics", "text/html": ".htm", "text/plain": ".txt", "message/rfc822": ".eml",
+              "image/jpeg": ".jpg", "image/png": ".png", "image/gif": ".gif", "application/pdf": ".pdf",
+              "application/pgp-signature": ".asc", "application/pkcs7-signature": ".p7s",
+              "message/delivery-status": ".txt", "text/vcard": ".vcf", "text/x-vcard": ".vcf"}  # fmt: skip
+
+REPLY_PREFIX = re.compile(r"\s{0,8}[^\W\d_]{1,3}:\s?")  # one to three letters and a colon, as in "Re: " and "AW: "
+DEEPEST_NESTING = 50
+
+
+@dataclass(frozen=True)
+class Origin:
+    """What the place of a mail says about it beside its text: flags and time of a Maildir or mbox file."""
+
+    flags: str = ""
+    delivered: datetime | None = None
+
+
+def read_mail(data: bytes, place: str, report: Report, origin: Origin = Origin()) -> Item | None:
+    """One mail from its bytes; None, and a problem reported, when it has no header at all."""
+    try:
+        message = email.message_from_bytes(data, policy=email.policy.compat32)
+    except Exception as error:  # the parser is documented not to raise, and yet a mail must not end the import
+        report.problem(place, f"the mail cannot be taken apart: {error}")
+        return None
+    if not message.keys():
+        report.problem(place, "no mail: it has no header" if data.strip() else "no mail: it is empty")
+        return None
+    head, separator, _ = _header_bytes(data)
+    return MailReader(place, report).item(message, _bytes_text(head + separator), origin)
+
+
+def _header_bytes(data: bytes) -> tuple[bytes, bytes, bytes]:
+    match = re.search(rb"\r?\n\r?\n", data)
+    return (data[: match.start()], b"\r\n", data[match.end() :]) if match else (data, b"", b"")
+
+
+def _bytes_text(data: bytes) -> str:
+    """Header bytes as text: UTF-8 where they are, else Windows-1252."""
+    try:
+        text = data.decode("utf-8")
+    except UnicodeDecodeError:
+        text = data.decode("cp1252", "replace")
+    return re.sub(r"\r*\n", "\r\n", text)
+
+
+def raw_header(value: object) -> str:
+    """A header's value unfolded, with 8-bit bytes decoded and encoded words left alone."""
+    text = str(value) if isinstance(value, email.header.Header) else str(value or "")
+    if not text.isascii():
+        text = _bytes_text(text.encode("utf-8", "surrogateescape"))
+    return re.sub(r"\r?\n(?=[ \t])", "", text).replace("\r", "").replace("\n", "")
+
+
+def decode_words(text: str) -> str:
+    """Resolves encoded words; a damaged one stays as it was written."""
+    if "=?" not in text:
+        return text
+    out = []
+    try:
+        for part, charset in email.header.decode_header(text):
+            out.append(part if isinstance(part, str) else decode_bytes(part, charset or "utf-8")[0])
+    except (email.errors.HeaderParseError, ValueError, LookupError):
+        return text
+    return "".join(out)
+
+
+def decode_bytes(data: bytes, charset: str) -> tuple[str, bool]:
+    """Text in a named character set, and whether the name was right. Where it was not: UTF-8 if it is that, else
+    Windows-1252."""
+    name = CHARSETS.get(charset.strip().lower(), charset.strip()) or "cp1252"
+    # A text that calls itself plain ASCII or Latin and is valid UTF-8 beyond ASCII is UTF-8 in truth
+    for candidate in (("utf-8", "cp1252") if name == "cp1252" else (name,)):
+        try:
+            return data.decode(candidate), True
+        except (LookupError, ValueError):
+            continue
+    try:
+        return data.decode("utf-8"), False
+    except UnicodeDecodeError:
+        return data.decode("cp1252", "replace"), name == "cp1252"
+
+
+def header_time(value: str) -> datetime | None:
+    """The moment that a Date or Received header names; UTC when it names no zone, None when it names no time."""
+    try:
+        parts = email.utils.parsedate_tz(value)
+        if parts is None:
+            return None
+        moment = datetime(*parts[:6], tzinfo=timezone.utc) - timedelta(seconds=parts[9] or 0)
+    except (ValueError, TypeError, OverflowError, IndexError):
+        return None
+    return moment if moment.year >= FIRST_YEAR else None
+
+
+def addresses(text: str) -> list[tuple[str, str]]:
+    """Names and addresses of an address header, groups opened; what has neither is left out."""
+    try:
+        pairs = email.utils.getaddresses([text])
+    except (ValueError, IndexError, TypeError):
+        pairs = []
+    found = [(decode_words(name).strip(), decode_words(address).strip()) for name, address in pairs if name or address]
+    if not found and text.strip():
+        found = [(decode_words(text).strip().rstrip(";").rstrip(":"), "")]  # "undisclosed-recipients:;" and the like
+    return found
+
+
+class MailReader:
+    """Turns parsed messages into items; `place` and `report` say where to tell about what was lost."""
+
+    def __init__(self, place: str, report: Report) -> None:
+        self.place = place
+        self.report = report
+
+    def item(self, message: email.message.Message, headers: str, origin: Origin, depth: int = 0) -> Item:
+        item = Item(ItemKind.MAIL, self.place)
+        item.values[p.MESSAGE_CLASS] = message_class(message)
+        item.values.put(p.TRANSPORT_MESSAGE_HEADERS, headers)
+        self._subject(message, item.values)
+        self._people(message, item)
+        flags = status_flags(message, origin)
+        self._times(message, item.values, origin, unsent="D" in flags)
+        put_flags(item.values, flags)
+        for name, prop in TEXT_HEADERS.items():
+            item.values.put(prop, self._header(message, name).strip())
+        self._markers(message, item.values)
+        self._content(message, item, depth)
+        return item
+
+    def _header(self, message: email.message.Message, name: str) -> str:
+        return raw_header(message.get(name))
+
+    def _subject(self, message: email.message.Message, values: Values) -> None:
+        subject = decode_words(self._header(message, "Subject"))
+        values.put(p.SUBJECT, subject)
+        prefix = REPLY_PREFIX.match(subject)
+        values.put(p.SUBJECT_PREFIX, prefix[0].lstrip() if prefix else None)
+        values.put(p.NORMALIZED_SUBJECT, subject[prefix.end() :] if prefix else subject)
+        topic = decode_words(self._header(message, "Thread-Topic")) or values.text(p.NORMALIZED_SUBJECT)
+        values.put(p.CONVERSATION_TOPIC, topic)
+
+    def _people(self, message: email.message.Message, item: Item) -> None:
+        authors = addresses(self._header(message, "From"))
+        senders = addresses(self._header(message, "Sender")) or authors
+        authors = authors or senders
+        for people, name, kind, address, smtp in (
+            (authors, p.SENT_REPRESENTING_NAME, p.SENT_REPRESENTING_ADDRTYPE,
+             p.SENT_REPRESENTING_EMAIL_ADDRESS, p.SENT_REPRESENTING_SMTP_ADDRESS),
+            (senders, p.SENDER_NAME, p.SENDER_ADDRTYPE, p.SENDER_EMAIL_ADDRESS, p.SENDER_SMTP_ADDRESS),
+        ):  # fmt: skip
+            if people:
+                put_person(item.values, people[0], name, kind, address, smtp)
+        for header, kind in (("To", TO), ("Cc", CC), ("Bcc", BCC)):
+            for value in message.get_all(header, []):
+                item.recipients += [Recipient(*person, kind) for person in addresses(raw_header(value))]
+        replies = [name or address for name, address in addresses(self._header(message, "Reply-To"))]
+        item.values.put(p.REPLY_RECIPIENT_NAMES, "; ".join(replies))
+        item.values.put(p.READ_RECEIPT_REQUESTED, True if "Disposition-Notification-To" in message else None)
+
+    def _times(self, message: email.message.Message, values: Values, origin: Origin, unsent: bool) -> None:
+        date = self._header(message, "Date")
+        sent = header_time(date)
+        if date.strip() and sent is None:
+            self.report.problem(self.place, f"no time in Date: {date.strip()}")
+        received = next(filter(None, (header_time(text) for text in self._receipts(message))), origin.delivered)
+        if unsent:  # a draft has been written, but neither sent nor received
+            written = sent or received
+        else:
+            values.put(p.CLIENT_SUBMIT_TIME, sent or received)
+            values.put(p.MESSAGE_DELIVERY_TIME, received or sent)
+            written = received or sent
+        values.put(p.CREATION_TIME, written)
+        values.put(p.LAST_MODIFICATION_TIME, written)
+
+    def _receipts(self, message: email.message.Message) -> Iterator[str]:
+        """The texts that may say when the mail arrived, the last station first."""
+        for received in message.get_all("Received", []):
+            yield raw_header(received).rpartition(";")[2]
+        yield self._header(message, "Delivery-Date")
+
+    def _markers(self, message: email.message.Message, values: Values) -> None:
+        for name in ("Importance", "X-Priority", "Priority", "X-MSMail-Priority"):
+            word = self._header(message, name).strip().lower()
+            level = IMPORTANCE.get(word, IMPORTANCE.get(word[:1]))
+            if level is not None:
+                values.put_new(p.IMPORTANCE, level)
+                values.put_new(p.PRIORITY, level - 1)
+        values.put(p.SENSITIVITY, SENSITIVITY.get(self._header(message, "Sensitivity").strip().lower()))
+        keywords = [decode_words(raw_header(v)) for n in ("Keywords", "X-Keywords") for v in message.get_all(n, [])]
+        values.put(p.KEYWORDS, list(filter(None, (word.strip() for text in keywords for word in text.split(",")))))
+
+    def _content(self, message: email.message.Message, item: Item, depth: int) -> None:
+        texts: list[str] = []
+        html = ""
+        for part, shown in body_parts(message):
+            kind = part.get_content_type()
+            if shown and kind == "text/plain":
+                texts.append(self._text(part))
+            elif shown and kind == "text/html" and not html:
+                html = self._text(part)
+            else:
+                attachment = self._attachment(part, len(item.attachments) + 1, depth)
+                if attachment:
+                    item.attachments.append(attachment)
+        text = "\n".join(texts) if any(t.strip() for t in texts) else html_to_text(html) if html else "".join(texts)
+        item.values.put(p.BODY, re.sub(r"\r?\n", "\r\n", text))
+        item.values.put(p.HTML, html.encode("utf-8"))
+        item.values.put(p.INTERNET_CPID, 65001 if html else None)
+
+    def _text(self, part: email.message.Message) -> str:
+        charset = part.get_param("charset") or ""
+        name = email.utils.collapse_rfc2231_value(charset) if charset else "us-ascii"
+        text, right = decode_bytes(self._payload(part), name)
+        if not right:
+            self.report.problem(self.place, f"text is not in character set {name!r}, or nobody knows that set")
+        return text
+
+    def _payload(self, part: email.message.Message) -> bytes:
+        payload = part.get_payload(decode=True)
+        if payload is None:  # message/delivery-status and other parts that the parser took further apart
+            return b"".join(sub.as_bytes() for sub in part.get_payload() if isinstance(sub, email.message.Message))
+        if any(defect.__class__.__name__.startswith("InvalidBase64") for defect in part.defects):
+            self.report.problem(self.place, "damaged base64 in a part; what could be decoded is kept")
+        return payload
+
+    def _attachment(self, part: email.message.Message, number: int, depth: int) -> Attachment | None:
+        kind = part.get_content_type()
+        name = file_name(part) or f"attachment-{number}{EXTENSIONS.get(kind, '.dat')}"
+        extra = Values()
+        content_id = raw_header(part.get("Content-ID")).strip().strip("<>")
+        extra.put(p.ATTACH_CONTENT_ID, content_id)
+        extra.put(p.ATTACH_CONTENT_LOCATION, raw_header(part.get("Content-Location")).strip())
+        if content_id and part.get_content_disposition() != "attachment":
+            extra.put(p.ATTACH_FLAGS, MHTML_REFERENCE)
+            extra.put(p.ATTACHMENT_HIDDEN, True)
+        if kind == "message/rfc822":
+            inner = part.get_payload()
+            inner = inner[0] if isinstance(inner, list) and inner else None
+            if isinstance(inner, email.message.Message) and depth < DEEPEST_NESTING:
+                headers = "".join(f"{key}: {raw_header(value)}\r\n" for key, value in inner.items())
+                item = self.item(inner, headers, Origin(), depth + 1)
+                return Attachment(item.values.text(p.SUBJECT) or file_name(part), item=item, extra=extra)
+        return Attachment(name, kind, self._payload(part), extra=extra)
+
+
+def body_parts(message: email.message.Message) -> Iterator[tuple[email.message.Message, bool]]:
+    """The leaves of a message in order, each with whether it is shown in the body rather than attached. An attached
+    message is one leaf."""
+    if message.is_multipart() and message.get_content_maintype() == "multipart":
+        for part in message.get_payload():
+            yield from body_parts(part)
+    else:
+        attached = message.get_content_disposition() == "attachment" or bool(file_name(message))
+        yield message, message.get_content_maintype() == "text" and not attached
+
+
+def file_name(part: email.message.Message) -> str:
+    """The file name that a part gives itself, without any folder; empty when it has none."""
+    try:
+        name = decode_words(raw_header(part.get_filename() or ""))
+    except (LookupError, ValueError, TypeError):
+        return ""
+    return re.split(r"[/\\]", name)[-1].strip()
+
+
+def message_class(message: email.message.Message) -> str:
+    """The class of the item: that of an ordinary mail unless the mail or its calendar part says otherwise."""
+    candidates = [message]
+    if message.get_content_type() in ("multipart/alternative", "multipart/mixed"):
+        candidates += [part for part, shown in body_parts(message) if part.get_content_type() == "text/calendar"]
+    for part in candidates:
+        kind = part.get_content_type()
+        deciding = str(part.get_param(DECIDING_PARAMETER[kind]) or "") if kind in DECIDING_PARAMETER else ""
+        if found := MESSAGE_CLASSES.get((kind, deciding.lower())):
+            return found
+    return ItemKind.MAIL.message_class
+
+
+def put_person(
+    values: Values, person: tuple[str, str], name: p.Prop, kind: p.Prop, address: p.Prop, smtp: p.Prop
+) -> None:
+    values.put(name, person[0] or person[1])
+    if person[1]:
+        values.put(kind, "SMTP")
+        values.put(address, person[1])
+        values.put(smtp, person[1])
+
+
+def status_flags(message: email.message.Message, origin: Origin) -> str:
+    """Flags by the letters of a Maildir: S seen, R replied, P passed on, F flagged, D draft, T to be deleted. A mail
+    whose surroundings say nothing counts as seen: somebody saved it."""
+    status = raw_header(message.get("Status")) + raw_header(message.get("X-Status"))
+    if not origin.flags and not status.strip():
+        flags = "S"
+    else:
+        letters = {"R": "S", "A": "R", "F": "F", "T": "D", "D": "T"}  # of mbox headers, R is read and A answered
+        flags = origin.flags + "".join(letters.get(letter, "") for letter in status)
+    if raw_header(message.get("X-Unsent")).strip() == "1" or "X-Mozilla-Draft-Info" in message:
+        flags += "D"
+    return flags
+
+
+def put_flags(values: Values, flags: str) -> None:
+    values[p.MESSAGE_FLAGS] = (READ if "S" in flags else 0) | (UNSENT if "D" in flags else 0)
+    values.put(p.MSG_STATUS, DELETE_MARKED if "T" in flags else None)
+    values.put(p.FLAG_STATUS, FLAGGED if "F" in flags else None)
+    values.put(p.LAST_VERB_EXECUTED, FORWARDED if "P" in flags else REPLIED if "R" in flags else None)

@@ -1,0 +1,191 @@
+"""What the readers make and the writer takes: items with their recipients and attachments, folders, and the report."""
+
+from __future__ import annotations
+
+import enum
+from collections import Counter
+from collections.abc import Iterable
+from dataclasses import dataclass, field
+from datetime import datetime
+
+from . import properties as p
+from .properties import Kind, Prop
+
+Value = str | int | float | bool | bytes | datetime | list[str] | list[bytes]
+
+
+class Values(dict[Prop, Value]):
+    """Property values. `put` leaves out what is empty, so that a missing value and an empty one stay one thing."""
+
+    def put(self, prop: Prop, value: Value | None) -> None:
+        if value is None or value == "" or value == b"" or value == []:
+            return
+        self[prop] = value
+
+    def put_new(self, prop: Prop, value: Value | None) -> bool:
+        """Puts the value where none is yet; says whether the value is now (or already was) the property's."""
+        if prop not in self:
+            self.put(prop, value)
+            return True
+        return self[prop] == value
+
+    def text(self, prop: Prop) -> str:
+        value = self.get(prop, "")
+        return value if isinstance(value, str) else ""
+
+
+class ItemKind(enum.Enum):
+    """Kinds of items, each with the class of its items and of the folders that hold them. The order is the order in
+    which a folder with several kinds gives itself to the first and subfolders to the others."""
+
+    MAIL = ("mail", "IPM.Note", "IPF.Note", "Mail")
+    CONTACT = ("contact", "IPM.Contact", "IPF.Contact", "Contacts")
+    APPOINTMENT = ("appointment", "IPM.Appointment", "IPF.Appointment", "Calendar")
+    TASK = ("task", "IPM.Task", "IPF.Task", "Tasks")
+    JOURNAL = ("journal entry", "IPM.Activity", "IPF.Journal", "Journal")
+
+    def __init__(self, label: str, message_class: str, container_class: str, folder_name: str) -> None:
+        self.label = label
+        self.message_class = message_class
+        self.container_class = container_class
+        self.folder_name = folder_name
+
+    def counted(self, count: int) -> str:
+        plural = "journal entries" if self is ItemKind.JOURNAL else self.label + "s"
+        return f"{count} {self.label if count == 1 else plural}"
+
+
+TO, CC, BCC = 1, 2, 3
+BY_VALUE, BY_REFERENCE, EMBEDDED = 1, 2, 5
+
+
+@dataclass
+class Recipient:
+    """One recipient. A recipient without a name shows its address as the name, as mail clients do."""
+
+    name: str
+    address: str
+    type: int
+    extra: Values = field(default_factory=Values)
+
+    def values(self) -> Values:
+        values = Values(self.extra)
+        values.put(p.DISPLAY_NAME, self.name or self.address)
+        if self.address:
+            values.put(p.ADDRTYPE, "SMTP")
+            values.put(p.EMAIL_ADDRESS, self.address)
+            values.put(p.SMTP_ADDRESS, self.address)
+        values.put(p.RECIPIENT_TYPE, self.type)
+        return values
+
+
+@dataclass
+class Attachment:
+    """One attachment: `data` for a file, `item` for an embedded item, `path` for a reference."""
+
+    name: str
+    mime_type: str = ""
+    data: bytes = b""
+    item: Item | None = None
+    path: str = ""
+    extra: Values = field(default_factory=Values)
+
+    def values(self) -> Values:
+        """All properties but the data or the item itself."""
+        method = EMBEDDED if self.item else BY_REFERENCE if self.path else BY_VALUE
+        values = Values(self.extra)
+        values.put(p.ATTACH_METHOD, method)
+        values.put(p.DISPLAY_NAME, self.name)
+        if self.item is None:
+            stem, dot, extension = self.name.rpartition(".")
+            values.put(p.ATTACH_LONG_FILENAME, self.name)
+            values.put(p.ATTACH_FILENAME, short_file_name(self.name))
+            values.put(p.ATTACH_EXTENSION, dot + extension if dot and stem else None)
+        values.put(p.ATTACH_LONG_PATHNAME, self.path)
+        values.put(p.ATTACH_MIME_TAG, self.mime_type)
+        values.put_new(p.ATTACH_RENDERING_POSITION, -1)
+        return values
+
+
+def short_file_name(name: str) -> str:
+    """The 8.3 form of a file name, as a mail client keeps it beside the long one."""
+    stem, dot, extension = name.rpartition(".")
+    if not (dot and stem):
+        stem, extension = name, ""
+    short = "".join(c for c in stem if c.isalnum() or c in "_-")
+    if len(short) > 8 or short != stem:
+        short = short[:6] + "~1"
+    extension = "".join(c for c in extension if c.isalnum())[:3]
+    return f"{short}.{extension}" if extension else short
+
+
+@dataclass
+class Item:
+    """One item. `place` tells people where it came from; it also names the item within its folder."""
+
+    kind: ItemKind
+    place: str = ""
+    values: Values = field(default_factory=Values)
+    recipients: list[Recipient] = field(default_factory=list)
+    attachments: list[Attachment] = field(default_factory=list)
+
+    def __post_init__(self) -> None:
+        self.values.put_new(p.MESSAGE_CLASS, self.kind.message_class)
+
+    def keep_unmapped(self, line: str) -> None:
+        lines = self.values.setdefault(p.UNMAPPED, [])
+        assert isinstance(lines, list)
+        lines.append(line)
+
+
+@dataclass
+class Folder:
+    """A folder below the mailbox's root, with the items of one kind."""
+
+    name: str
+    kind: ItemKind = ItemKind.MAIL
+    folders: list[Folder] = field(default_factory=list)
+    items: list[Item] = field(default_factory=list)
+
+    def walk(self, above: str = "") -> Iterable[tuple[str, Folder]]:
+        """This folder and all below it, each with its path."""
+        path = f"{above}/{self.name}" if above else self.name
+        yield path, self
+        for folder in self.folders:
+            yield from folder.walk(path)
+
+
+@dataclass
+class Report:
+    """What became of the input. `problems` are losses; `unmapped` counts what is kept only as text; `skipped` are files
+    that are no items at all."""
+
+    problems: list[tuple[str, str]] = field(default_factory=list)
+    unmapped: Counter[str] = field(default_factory=Counter)
+    skipped: list[str] = field(default_factory=list)
+
+    def problem(self, place: str, text: str) -> None:
+        self.problems.append((place, text))
+
+    @property
+    def complete(self) -> bool:
+        return not self.problems and not self.unmapped
+
+    def lines(self) -> list[str]:
+        """The report as a person reads it. The same problem at one place is told once, with its count."""
+        out: list[str] = []
+        if self.problems:
+            out.append(f"could not be read, or only in part ({len(self.problems)}):")
+            for (place, text), count in Counter(self.problems).items():
+                out.append(f"  {place}: {text}" + (f" ({count} times)" if count > 1 else ""))
+        if self.unmapped:
+            out.append(f"not mapped, kept with the item as text where there is one ({self.unmapped.total()}):")
+            width = max(len(name) for name in self.unmapped)
+            for name, count in sorted(self.unmapped.items()):
+                out.append(f"  {name:{width}}  {count}")
+        if self.skipped:
+            out.append(f"left alone, neither mail nor contact nor calendar ({len(self.skipped)}):")
+            out.extend(f"  {place}" for place in self.skipped)
+        return out
+
+
