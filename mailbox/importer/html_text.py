@@ -69,4 +69,5 @@ def html_to_text(html: str) -> str:
     parser.close()
     text = "".join(parser.out).replace("\xa0", " ")
     text = re.sub(r"[ \t]*\n[ \t]*", "\n", text)
-    return re.sub(r"\n{3,}", "\n\n", text).strip()
+    text = re.sub(r"\n{3,}", "\n\n", text).strip()
+    return text + "\n" if text else ""
