@@ -88,6 +88,8 @@ def described_zone(component: Component) -> tzinfo | None:
         offset = rule.first("TZOFFSETFROM")
         lines.append(f"BEGIN:{rule.name}")
         for line in rule.lines:
+            if line.name.endswith("RULE") and "FREQ=YEARLY" not in line.value.upper():
+                return None  # clocks change by the year; a rule by the second would be walked second by second
             if line.name in _ZONE_LINES:
                 lines.append(f"{line.name}:{_local_until(line.value, offset.value if offset else '')}")
         lines.append(f"END:{rule.name}")
@@ -170,7 +172,6 @@ class Reader:
         self.item_ = Item(KINDS[component.name], place)
         self.moments: dict[str, Moment] = {}
         self.length: timedelta | None = None
-        self.organizer: tuple[str, str] | None = None
         self.all_day_said = False
 
     @property
@@ -344,14 +345,9 @@ class Reader:
     # People and files
 
     def _put_organizer(self, line: Line) -> bool:
-        self.organizer = _person(line)
-        name, address = self.organizer
-        for prefix in ("SENDER", "SENT_REPRESENTING"):
-            self.values.put(getattr(p, f"{prefix}_NAME"), name or address)
-            if address:
-                self.values.put(getattr(p, f"{prefix}_ADDRTYPE"), "SMTP")
-                self.values.put(getattr(p, f"{prefix}_EMAIL_ADDRESS"), address)
-                self.values.put(getattr(p, f"{prefix}_SMTP_ADDRESS"), address)
+        name, address = _person(line)
+        self.values.put_person(p.SENDER, name, address)
+        self.values.put_person(p.REPRESENTING, name, address)
         if self.item_.kind is ItemKind.TASK:
             self.values.put(p.TASK_OWNER, name or address)
         return True

@@ -13,7 +13,11 @@ import re
 from collections.abc import Iterator
 from dataclasses import dataclass, field
 
+from .charsets import decode_bytes
 from .model import Report
+
+
+DEEPEST_NESTING = 50
 
 
 @dataclass
@@ -172,7 +176,7 @@ class Decoded:
     def value(self, value: str, charset: str) -> str:
         if not self.bytewise:
             return value
-        return decode(value.encode("latin-1", "replace"), charset or "cp1252")
+        return decode_bytes(value.encode("latin-1", "replace"), charset)[0]
 
 
 def decode_file(data: bytes) -> Decoded:
@@ -183,14 +187,6 @@ def decode_file(data: bytes) -> Decoded:
         return Decoded(data.decode("utf-8"), False)
     except UnicodeDecodeError:
         return Decoded(data.decode("latin-1"), True)
-
-
-def decode(data: bytes, charset: str) -> str:
-    """Bytes in a named character set; in Windows-1252 where that set is unknown or does not fit."""
-    try:
-        return data.decode(charset)
-    except (LookupError, UnicodeDecodeError):
-        return data.decode("cp1252", "replace")
 
 
 def unfold(text: str) -> Iterator[tuple[str, int]]:
@@ -234,7 +230,7 @@ def read_lines(data: bytes, place: str, report: Report) -> Iterator[Line]:
         charset = line.param("CHARSET")
         if line.encoding == "QUOTED-PRINTABLE":
             raw = quopri.decodestring(line.value.encode("latin-1" if decoded.bytewise else "utf-8"))
-            line.value = decode(raw, charset or "utf-8").replace("\r\n", "\n")
+            line.value = decode_bytes(raw, charset)[0].replace("\r\n", "\n")
         else:
             line.value = decoded.value(line.value, charset)
         line.source = decoded.value(line.source, charset)
@@ -250,6 +246,9 @@ def read_components(data: bytes, place: str, report: Report) -> list[Component]:
     for line in read_lines(data, place, report):
         name = line.value.strip().upper()
         if line.name == "BEGIN":
+            if len(open_components) > DEEPEST_NESTING:
+                report.problem(f"{place}:{line.number}", f"BEGIN:{name} is nested too deep")
+                continue
             component = Component(name, line.number)
             open_components[-1].components.append(component)
             open_components.append(component)

@@ -6,9 +6,10 @@ import re
 from html.parser import HTMLParser
 
 _BREAKS = frozenset(
-    "address article aside blockquote br center dd div dl dt fieldset footer form h1 h2 h3 h4 h5 h6 header hr li nav ol"
+    "address article aside blockquote center dd div dl dt fieldset footer form h1 h2 h3 h4 h5 h6 header hr li nav ol"
     " p pre section table tr ul".split()
 )
+_MERGED = ("\n", "\n\n")
 _PARAGRAPHS = frozenset("blockquote dl h1 h2 h3 h4 h5 h6 ol p pre table ul".split())
 _HIDDEN = frozenset("head script style template title".split())
 
@@ -42,7 +43,7 @@ class _Text(HTMLParser):
 
     def handle_endtag(self, tag: str) -> None:
         if tag in _HIDDEN:
-            self.hidden = max(0, self.hidden - 1)
+            self.hidden = 0 if tag == "head" else max(0, self.hidden - 1)
         if tag == "pre":
             self.preformatted = max(0, self.preformatted - 1)
         if tag == "a" and self.link:
@@ -54,12 +55,24 @@ class _Text(HTMLParser):
         self._break(tag)
 
     def handle_data(self, data: str) -> None:
-        if not self.hidden:
-            self.out.append(data if self.preformatted else re.sub(r"[ \t\r\n\f]+", " ", data))
+        if self.hidden:
+            return
+        if not self.preformatted:
+            data = re.sub(r"[ \t\r\n\f]+", " ", data)
+            if data == " " and self.out and self.out[-1] in _MERGED:
+                return
+        self.out.append(data)
 
     def _break(self, tag: str) -> None:
-        if tag in _BREAKS:
-            self.out.append("\n\n" if tag in _PARAGRAPHS else "\n")
+        """Breaks around neighbouring blocks are one break, the wider one; those that the author set himself add up."""
+        if tag == "br":
+            self.out.append("\n ")
+        elif tag in _BREAKS:
+            new = "\n\n" if tag in _PARAGRAPHS else "\n"
+            if self.out and self.out[-1] in _MERGED:
+                self.out[-1] = max(self.out[-1], new)
+            else:
+                self.out.append(new)
 
 
 def html_to_text(html: str) -> str:

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import base64
 import email
+import email.errors
 import email.header
 import email.message
 import email.policy
@@ -13,26 +15,24 @@ from dataclasses import dataclass
 from datetime import datetime, timedelta, timezone
 
 from . import properties as p
+from .charsets import decode_bytes
 from .html_text import html_to_text
 from .model import BCC, CC, TO, Attachment, Item, ItemKind, Recipient, Report, Values
 from .times import FIRST_YEAR
+
+
+class HeaderPolicy(email.policy.Compat32):
+    """Hands out header values unfolded, with 8-bit bytes decoded and encoded words left alone."""
+
+    def header_fetch_parse(self, name: str, value: str) -> str:
+        return raw_header(value)
+
 
 READ, UNSENT = 0x01, 0x08  # bits of the message flags
 MHTML_REFERENCE = 4  # attachment flag: the body shows it
 DELETE_MARKED = 8  # message status
 REPLIED, FORWARDED = 102, 104  # last verbs executed
 FLAGGED = 2  # flag status
-
-# Names of character sets that mails use and Python does not know, or that mean more than they say
-CHARSETS = {
-    "ansi": "cp1252", "ascii": "cp1252", "us-ascii": "cp1252", "iso-8859-1": "cp1252", "latin1": "cp1252",
-    "default": "cp1252", "x-ansi": "cp1252", "win-1250": "cp1250", "win-1251": "cp1251", "win-1252": "cp1252",
-    "utf8mb4": "utf-8", "unicode-1-1-utf-7": "utf-7", "unicode-1-1-utf-8": "utf-8", "unicode": "utf-16",
-    "gb2312": "gb18030", "gbk": "gb18030", "x-gbk": "gb18030", "chinesebig5": "big5", "x-x-big5": "big5",
-    "ks_c_5601-1987": "cp949", "x-euc-kr": "cp949", "euc-kr": "cp949", "shift_jis": "cp932", "x-sjis": "cp932",
-    "x-euc-jp": "euc_jp", "iso-8859-8-i": "iso-8859-8", "x-mac-roman": "mac_roman", "macintosh": "mac_roman",
-    "x-mac-cyrillic": "mac_cyrillic",
-}  # fmt: skip
 
 # Headers that have a property of their own and are copied as text
 TEXT_HEADERS = {
@@ -80,7 +80,7 @@ class Origin:
 def read_mail(data: bytes, place: str, report: Report, origin: Origin = Origin()) -> Item | None:
     """One mail from its bytes; None, and a problem reported, when it has no header at all."""
     try:
-        message = email.message_from_bytes(data, policy=email.policy.compat32)
+        message = email.message_from_bytes(data, policy=HeaderPolicy())
     except Exception as error:  # the parser is documented not to raise, and yet a mail must not end the import
         report.problem(place, f"the mail cannot be taken apart: {error}")
         return None
@@ -88,7 +88,11 @@ def read_mail(data: bytes, place: str, report: Report, origin: Origin = Origin()
         report.problem(place, "no mail: it has no header" if data.strip() else "no mail: it is empty")
         return None
     head, separator, _ = _header_bytes(data)
-    return MailReader(place, report).item(message, _bytes_text(head + separator), origin)
+    try:
+        return MailReader(place, report).item(message, _bytes_text(head + separator), origin)
+    except RecursionError:
+        report.problem(place, "the parts of the mail are nested too deep")
+        return None
 
 
 def _header_bytes(data: bytes) -> tuple[bytes, bytes, bytes]:
@@ -97,20 +101,19 @@ def _header_bytes(data: bytes) -> tuple[bytes, bytes, bytes]:
 
 
 def _bytes_text(data: bytes) -> str:
-    """Header bytes as text: UTF-8 where they are, else Windows-1252."""
-    try:
-        text = data.decode("utf-8")
-    except UnicodeDecodeError:
-        text = data.decode("cp1252", "replace")
-    return re.sub(r"\r*\n", "\r\n", text)
+    """Header bytes as text with the line ends of the internet."""
+    return re.sub(r"\r*\n", "\r\n", decode_bytes(data, "")[0])
 
 
-def raw_header(value: object) -> str:
+def raw_header(value: str) -> str:
     """A header's value unfolded, with 8-bit bytes decoded and encoded words left alone."""
-    text = str(value) if isinstance(value, email.header.Header) else str(value or "")
-    if not text.isascii():
-        text = _bytes_text(text.encode("utf-8", "surrogateescape"))
-    return re.sub(r"\r?\n(?=[ \t])", "", text).replace("\r", "").replace("\n", "")
+    text = _bytes_text(value.encode("utf-8", "surrogateescape"))
+    return re.sub(r"\r\n(?=[ \t])", "", text).replace("\r", "").replace("\n", "")
+
+
+def header(message: email.message.Message, name: str) -> str:
+    """The value of the first header of a name, empty when there is none."""
+    return message.get(name, "")
 
 
 def decode_words(text: str) -> str:
@@ -124,22 +127,6 @@ def decode_words(text: str) -> str:
     except (email.errors.HeaderParseError, ValueError, LookupError):
         return text
     return "".join(out)
-
-
-def decode_bytes(data: bytes, charset: str) -> tuple[str, bool]:
-    """Text in a named character set, and whether the name was right. Where it was not: UTF-8 if it is that, else
-    Windows-1252."""
-    name = CHARSETS.get(charset.strip().lower(), charset.strip()) or "cp1252"
-    # A text that calls itself plain ASCII or Latin and is valid UTF-8 beyond ASCII is UTF-8 in truth
-    for candidate in (("utf-8", "cp1252") if name == "cp1252" else (name,)):
-        try:
-            return data.decode(candidate), True
-        except (LookupError, ValueError):
-            continue
-    try:
-        return data.decode("utf-8"), False
-    except UnicodeDecodeError:
-        return data.decode("cp1252", "replace"), name == "cp1252"
 
 
 def header_time(value: str) -> datetime | None:
@@ -156,6 +143,8 @@ def header_time(value: str) -> datetime | None:
 
 def addresses(text: str) -> list[tuple[str, str]]:
     """Names and addresses of an address header, groups opened; what has neither is left out."""
+    if not re.search(r"[@<,:]", text) and " " in text.strip():
+        return [(decode_words(text).strip(), "")]  # a name alone, which the library would take for several addresses
     try:
         pairs = email.utils.getaddresses([text])
     except (ValueError, IndexError, TypeError):
@@ -183,43 +172,36 @@ class MailReader:
         self._times(message, item.values, origin, unsent="D" in flags)
         put_flags(item.values, flags)
         for name, prop in TEXT_HEADERS.items():
-            item.values.put(prop, self._header(message, name).strip())
+            item.values.put(prop, header(message, name).strip())
         self._markers(message, item.values)
         self._content(message, item, depth)
         return item
 
-    def _header(self, message: email.message.Message, name: str) -> str:
-        return raw_header(message.get(name))
-
     def _subject(self, message: email.message.Message, values: Values) -> None:
-        subject = decode_words(self._header(message, "Subject"))
+        subject = decode_words(header(message, "Subject"))
         values.put(p.SUBJECT, subject)
         prefix = REPLY_PREFIX.match(subject)
         values.put(p.SUBJECT_PREFIX, prefix[0].lstrip() if prefix else None)
         values.put(p.NORMALIZED_SUBJECT, subject[prefix.end() :] if prefix else subject)
-        topic = decode_words(self._header(message, "Thread-Topic")) or values.text(p.NORMALIZED_SUBJECT)
+        topic = decode_words(header(message, "Thread-Topic")) or values.text(p.NORMALIZED_SUBJECT)
         values.put(p.CONVERSATION_TOPIC, topic)
 
     def _people(self, message: email.message.Message, item: Item) -> None:
-        authors = addresses(self._header(message, "From"))
-        senders = addresses(self._header(message, "Sender")) or authors
+        authors = addresses(header(message, "From"))
+        senders = addresses(header(message, "Sender")) or authors
         authors = authors or senders
-        for people, name, kind, address, smtp in (
-            (authors, p.SENT_REPRESENTING_NAME, p.SENT_REPRESENTING_ADDRTYPE,
-             p.SENT_REPRESENTING_EMAIL_ADDRESS, p.SENT_REPRESENTING_SMTP_ADDRESS),
-            (senders, p.SENDER_NAME, p.SENDER_ADDRTYPE, p.SENDER_EMAIL_ADDRESS, p.SENDER_SMTP_ADDRESS),
-        ):  # fmt: skip
+        for people, place in ((authors, p.REPRESENTING), (senders, p.SENDER)):
             if people:
-                put_person(item.values, people[0], name, kind, address, smtp)
-        for header, kind in (("To", TO), ("Cc", CC), ("Bcc", BCC)):
-            for value in message.get_all(header, []):
-                item.recipients += [Recipient(*person, kind) for person in addresses(raw_header(value))]
-        replies = [name or address for name, address in addresses(self._header(message, "Reply-To"))]
+                item.values.put_person(place, *people[0])
+        for name, kind in (("To", TO), ("Cc", CC), ("Bcc", BCC)):
+            for value in message.get_all(name, []):
+                item.recipients += [Recipient(*person, kind) for person in addresses(value)]
+        replies = [name or address for name, address in addresses(header(message, "Reply-To"))]
         item.values.put(p.REPLY_RECIPIENT_NAMES, "; ".join(replies))
         item.values.put(p.READ_RECEIPT_REQUESTED, True if "Disposition-Notification-To" in message else None)
 
     def _times(self, message: email.message.Message, values: Values, origin: Origin, unsent: bool) -> None:
-        date = self._header(message, "Date")
+        date = header(message, "Date")
         sent = header_time(date)
         if date.strip() and sent is None:
             self.report.problem(self.place, f"no time in Date: {date.strip()}")
@@ -236,18 +218,18 @@ class MailReader:
     def _receipts(self, message: email.message.Message) -> Iterator[str]:
         """The texts that may say when the mail arrived, the last station first."""
         for received in message.get_all("Received", []):
-            yield raw_header(received).rpartition(";")[2]
-        yield self._header(message, "Delivery-Date")
+            yield received.rpartition(";")[2]
+        yield header(message, "Delivery-Date")
 
     def _markers(self, message: email.message.Message, values: Values) -> None:
         for name in ("Importance", "X-Priority", "Priority", "X-MSMail-Priority"):
-            word = self._header(message, name).strip().lower()
+            word = header(message, name).strip().lower()
             level = IMPORTANCE.get(word, IMPORTANCE.get(word[:1]))
             if level is not None:
                 values.put_new(p.IMPORTANCE, level)
                 values.put_new(p.PRIORITY, level - 1)
-        values.put(p.SENSITIVITY, SENSITIVITY.get(self._header(message, "Sensitivity").strip().lower()))
-        keywords = [decode_words(raw_header(v)) for n in ("Keywords", "X-Keywords") for v in message.get_all(n, [])]
+        values.put(p.SENSITIVITY, SENSITIVITY.get(header(message, "Sensitivity").strip().lower()))
+        keywords = [decode_words(v) for n in ("Keywords", "X-Keywords") for v in message.get_all(n, [])]
         values.put(p.KEYWORDS, list(filter(None, (word.strip() for text in keywords for word in text.split(",")))))
 
     def _content(self, message: email.message.Message, item: Item, depth: int) -> None:
@@ -280,17 +262,18 @@ class MailReader:
         payload = part.get_payload(decode=True)
         if payload is None:  # message/delivery-status and other parts that the parser took further apart
             return b"".join(sub.as_bytes() for sub in part.get_payload() if isinstance(sub, email.message.Message))
-        if any(defect.__class__.__name__.startswith("InvalidBase64") for defect in part.defects):
+        if any(isinstance(defect, BASE64_DEFECTS) for defect in part.defects):
             self.report.problem(self.place, "damaged base64 in a part; what could be decoded is kept")
+            payload = decode_damaged_base64(str(part.get_payload()))
         return payload
 
     def _attachment(self, part: email.message.Message, number: int, depth: int) -> Attachment | None:
         kind = part.get_content_type()
         name = file_name(part) or f"attachment-{number}{EXTENSIONS.get(kind, '.dat')}"
         extra = Values()
-        content_id = raw_header(part.get("Content-ID")).strip().strip("<>")
+        content_id = header(part, "Content-ID").strip().strip("<>")
         extra.put(p.ATTACH_CONTENT_ID, content_id)
-        extra.put(p.ATTACH_CONTENT_LOCATION, raw_header(part.get("Content-Location")).strip())
+        extra.put(p.ATTACH_CONTENT_LOCATION, header(part, "Content-Location").strip())
         if content_id and part.get_content_disposition() != "attachment":
             extra.put(p.ATTACH_FLAGS, MHTML_REFERENCE)
             extra.put(p.ATTACHMENT_HIDDEN, True)
@@ -298,10 +281,24 @@ class MailReader:
             inner = part.get_payload()
             inner = inner[0] if isinstance(inner, list) and inner else None
             if isinstance(inner, email.message.Message) and depth < DEEPEST_NESTING:
-                headers = "".join(f"{key}: {raw_header(value)}\r\n" for key, value in inner.items())
+                headers = "".join(f"{key}: {value}\r\n" for key, value in inner.items())
                 item = self.item(inner, headers, Origin(), depth + 1)
                 return Attachment(item.values.text(p.SUBJECT) or file_name(part), item=item, extra=extra)
         return Attachment(name, kind, self._payload(part), extra=extra)
+
+
+BASE64_DEFECTS = (
+    email.errors.InvalidBase64CharactersDefect,
+    email.errors.InvalidBase64PaddingDefect,
+    email.errors.InvalidBase64LengthDefect,
+)
+
+
+def decode_damaged_base64(text: str) -> bytes:
+    """The bytes of as many whole groups of base64 as there are, whatever stands between them."""
+    digits = re.sub(r"[^A-Za-z0-9+/]", "", text)
+    digits = digits[:-1] if len(digits) % 4 == 1 else digits
+    return base64.b64decode(digits + "=" * (-len(digits) % 4))
 
 
 def body_parts(message: email.message.Message) -> Iterator[tuple[email.message.Message, bool]]:
@@ -318,7 +315,7 @@ def body_parts(message: email.message.Message) -> Iterator[tuple[email.message.M
 def file_name(part: email.message.Message) -> str:
     """The file name that a part gives itself, without any folder; empty when it has none."""
     try:
-        name = decode_words(raw_header(part.get_filename() or ""))
+        name = decode_words(part.get_filename() or "")
     except (LookupError, ValueError, TypeError):
         return ""
     return re.split(r"[/\\]", name)[-1].strip()
@@ -337,26 +334,16 @@ def message_class(message: email.message.Message) -> str:
     return ItemKind.MAIL.message_class
 
 
-def put_person(
-    values: Values, person: tuple[str, str], name: p.Prop, kind: p.Prop, address: p.Prop, smtp: p.Prop
-) -> None:
-    values.put(name, person[0] or person[1])
-    if person[1]:
-        values.put(kind, "SMTP")
-        values.put(address, person[1])
-        values.put(smtp, person[1])
-
-
 def status_flags(message: email.message.Message, origin: Origin) -> str:
     """Flags by the letters of a Maildir: S seen, R replied, P passed on, F flagged, D draft, T to be deleted. A mail
     whose surroundings say nothing counts as seen: somebody saved it."""
-    status = raw_header(message.get("Status")) + raw_header(message.get("X-Status"))
+    status = header(message, "Status") + header(message, "X-Status")
     if not origin.flags and not status.strip():
         flags = "S"
     else:
         letters = {"R": "S", "A": "R", "F": "F", "T": "D", "D": "T"}  # of mbox headers, R is read and A answered
         flags = origin.flags + "".join(letters.get(letter, "") for letter in status)
-    if raw_header(message.get("X-Unsent")).strip() == "1" or "X-Mozilla-Draft-Info" in message:
+    if header(message, "X-Unsent").strip() == "1" or "X-Mozilla-Draft-Info" in message:
         flags += "D"
     return flags
 

@@ -29,6 +29,14 @@ class Values(dict[Prop, Value]):
             return True
         return self[prop] == value
 
+    def put_person(self, person: p.Person, name: str, address: str) -> None:
+        """A person without a name shows the address as the name, as mail clients do."""
+        self.put(person.name, name or address)
+        if address:
+            self.put(person.address_type, "SMTP")
+            self.put(person.address, address)
+            self.put(person.smtp_address, address)
+
     def text(self, prop: Prop) -> str:
         value = self.get(prop, "")
         return value if isinstance(value, str) else ""
@@ -61,7 +69,7 @@ BY_VALUE, BY_REFERENCE, EMBEDDED = 1, 2, 5
 
 @dataclass
 class Recipient:
-    """One recipient. A recipient without a name shows its address as the name, as mail clients do."""
+    """One recipient."""
 
     name: str
     address: str
@@ -70,11 +78,7 @@ class Recipient:
 
     def values(self) -> Values:
         values = Values(self.extra)
-        values.put(p.DISPLAY_NAME, self.name or self.address)
-        if self.address:
-            values.put(p.ADDRTYPE, "SMTP")
-            values.put(p.EMAIL_ADDRESS, self.address)
-            values.put(p.SMTP_ADDRESS, self.address)
+        values.put_person(p.RECIPIENT, self.name, self.address)
         values.put(p.RECIPIENT_TYPE, self.type)
         return values
 

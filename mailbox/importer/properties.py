@@ -80,17 +80,23 @@ PRIVATE = named(PSETID_COMMON, 0x8506, Kind.BOOLEAN)
 UNMAPPED = named(PS_PUBLIC_STRINGS, "import-unmapped", Kind.MV_UNICODE)
 SOURCE_UID = named(PS_PUBLIC_STRINGS, "import-uid")
 
+
+@dataclass(frozen=True)
+class Person:
+    """The properties of one person that an item names: who sent it, and on whose behalf."""
+
+    name: Prop
+    address_type: Prop
+    address: Prop
+    smtp_address: Prop
+
+
+SENDER = Person(tag(0x0C1A), tag(0x0C1E), tag(0x0C1F), tag(0x5D01))
+REPRESENTING = Person(tag(0x0042), tag(0x0064), tag(0x0065), tag(0x5D02))
+
 # Mails
 CLIENT_SUBMIT_TIME = tag(0x0039, Kind.SYSTIME)
 MESSAGE_DELIVERY_TIME = tag(0x0E06, Kind.SYSTIME)
-SENDER_NAME = tag(0x0C1A)
-SENDER_ADDRTYPE = tag(0x0C1E)
-SENDER_EMAIL_ADDRESS = tag(0x0C1F)
-SENDER_SMTP_ADDRESS = tag(0x5D01)
-SENT_REPRESENTING_NAME = tag(0x0042)
-SENT_REPRESENTING_ADDRTYPE = tag(0x0064)
-SENT_REPRESENTING_EMAIL_ADDRESS = tag(0x0065)
-SENT_REPRESENTING_SMTP_ADDRESS = tag(0x5D02)
 REPLY_RECIPIENT_NAMES = tag(0x0050)
 INTERNET_MESSAGE_ID = tag(0x1035)
 IN_REPLY_TO_ID = tag(0x1042)
@@ -106,9 +112,7 @@ FLAG_STATUS = tag(0x1090, Kind.LONG)
 
 # Recipients
 DISPLAY_NAME = tag(0x3001)
-ADDRTYPE = tag(0x3002)
-EMAIL_ADDRESS = tag(0x3003)
-SMTP_ADDRESS = tag(0x39FE)
+RECIPIENT = Person(DISPLAY_NAME, tag(0x3002), tag(0x3003), tag(0x39FE))
 RECIPIENT_TYPE = tag(0x0C15, Kind.LONG)
 RECIPIENT_FLAGS = tag(0x5FFD, Kind.LONG)
 RECIPIENT_TRACKSTATUS = tag(0x5FFF, Kind.LONG)

@@ -1,0 +1,260 @@
+"""The command as a person runs it: folders, counts, exit status, and the file that it writes."""
+
+from __future__ import annotations
+
+import base64
+import json
+import os
+import pathlib
+import re
+import subprocess
+import tempfile
+import unittest
+from collections.abc import Iterator
+from typing import Any
+
+from support import DATA, ROOT, SAMPLES
+
+IMPORT = ROOT / "mailbox" / "import"
+MAIL = "From: a@example.org\nSubject: {}\nDate: Mon, 4 Mar 2024 12:00:00 +0000\n\nbody\n"
+CARD = "BEGIN:VCARD\nVERSION:3.0\nFN:{}\nEND:VCARD\n"
+EVENT = "BEGIN:VCALENDAR\nBEGIN:VEVENT\nDTSTART:20240101T000000Z\nSUMMARY:{}\nEND:VEVENT\nEND:VCALENDAR\n"
+TODO = EVENT.replace("VEVENT", "VTODO")
+JOURNAL = EVENT.replace("VEVENT", "VJOURNAL")
+
+
+def run(*arguments: str | pathlib.Path, zone: str = "Europe/Berlin", **options: Any) -> subprocess.CompletedProcess[str]:
+    environment = {**os.environ, "TZ": zone}
+    return subprocess.run([IMPORT, *arguments], text=True, capture_output=True, timeout=120, env=environment, **options)
+
+
+def walk(folder: dict[str, Any], above: str = "") -> Iterator[tuple[str, dict[str, Any]]]:
+    for sub in folder.get("folders", []):
+        path = f"{above}/{sub['properties']['3001001F']}".lstrip("/")
+        yield path, sub
+        yield from walk(sub, path)
+
+
+def subjects(mailbox: dict[str, Any]) -> dict[str, list[str]]:
+    """The items of each folder by their subjects."""
+    root = mailbox["stores"][0]["root"]
+    return {
+        path: [item["properties"].get("0037001F", "") for item in folder["items"]]
+        for path, folder in walk(root)
+        if "items" in folder
+    }
+
+
+def classes(mailbox: dict[str, Any]) -> dict[str, str]:
+    return {path: folder["properties"]["3613001F"] for path, folder in walk(mailbox["stores"][0]["root"])}
+
+
+class Tree(unittest.TestCase):
+    def setUp(self) -> None:
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.top = pathlib.Path(directory.name)
+
+    def put(self, **files: str) -> None:
+        self.put_all(files)
+
+    def put_all(self, files: dict[str, str]) -> None:
+        for name, text in files.items():
+            path = self.top / name
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text(text)
+
+    def mailbox(self, *arguments: str | pathlib.Path, status: int = 0) -> dict[str, Any]:
+        result = run(*arguments)
+        self.assertEqual(result.returncode, status, result.stderr)
+        found = json.loads(result.stdout)
+        assert isinstance(found, dict)
+        return found
+
+
+class Folders(Tree):
+    def test_folders_become_folders_and_further_kinds_subfolders(self) -> None:
+        self.put_all({
+            "box/a.eml": MAIL.format("a"), "box/b.vcf": CARD.format("b"), "box/c.ics": EVENT.format("c"),
+            "box/d.ics": TODO.format("d"), "box/e.ics": JOURNAL.format("e"),
+            "box/people/f.vcf": CARD.format("f"), "box/dates/g.ics": EVENT.format("g") + TODO.format("h"),
+            "box/empty/readme.txt": "nothing to import", "box/.hidden/i.eml": MAIL.format("i"),
+        })  # fmt: skip
+        mailbox = self.mailbox(self.top / "box")
+        self.assertEqual(
+            subjects(mailbox),
+            {"box": ["a"], "box/Contacts": ["b"], "box/Calendar": ["c"], "box/Tasks": ["d"], "box/Journal": ["e"],
+             "box/people": ["f"], "box/dates": ["g"], "box/dates/Tasks": ["h"]},
+        )  # fmt: skip
+        self.assertEqual(
+            classes(mailbox),
+            {"box": "IPF.Note", "box/Contacts": "IPF.Contact", "box/Calendar": "IPF.Appointment",
+             "box/Tasks": "IPF.Task", "box/Journal": "IPF.Journal", "box/people": "IPF.Contact",
+             "box/dates": "IPF.Appointment", "box/dates/Tasks": "IPF.Task"},
+        )  # fmt: skip
+
+    def test_files_named_one_by_one(self) -> None:
+        self.put_all({"a.eml": MAIL.format("a"), "b.vcf": CARD.format("b"), "c.ics": EVENT.format("c"), "d": MAIL.format("d")})
+        mailbox = self.mailbox(*sorted(self.top.iterdir()))
+        self.assertEqual(subjects(mailbox), {"Mail": ["a", "d"], "Contacts": ["b"], "Calendar": ["c"]})
+
+    def test_folders_of_one_name_stay_apart(self) -> None:
+        self.put_all({"x/box/a.eml": MAIL.format("a"), "y/Box/b.eml": MAIL.format("b"),
+                      "z/b.vcf": CARD.format("c"), "z/a.eml": MAIL.format("d"), "z/contacts/e.vcf": CARD.format("e")})  # fmt: skip
+        mailbox = self.mailbox(self.top / "x/box", self.top / "y/Box", self.top / "z")
+        self.assertEqual(subjects(mailbox), {"box": ["a"], "Box (2)": ["b"], "z": ["d"], "z/contacts": ["e"],
+                                             "z/Contacts (2)": ["c"]})  # fmt: skip
+
+    def test_a_maildir_with_flags_and_subfolders(self) -> None:
+        self.put_all({
+            "md/cur/1.host:2,S": MAIL.format("seen"), "md/cur/2.host:2,": MAIL.format("unseen"),
+            "md/cur/3.host!2,DFS": MAIL.format("draft"), "md/new/4.host": MAIL.format("new"),
+            "md/tmp/5.host": MAIL.format("half delivered"),
+            "md/.Sent.2024/cur/6.host:2,RS": MAIL.format("sent"), "md/.Sent.2024/new/x": MAIL.format("sent new"),
+            "md/dovecot.index": "index",
+        })  # fmt: skip
+        (self.top / "md/.Sent.2024/tmp").mkdir()
+        mailbox = self.mailbox(self.top / "md")
+        self.assertEqual(subjects(mailbox), {"md": ["seen", "unseen", "draft", "new"], "md/Sent/2024": ["sent", "sent new"]})
+        flags = [item["properties"]["0E070003"] for _, f in walk(mailbox["stores"][0]["root"]) for item in f.get("items", [])]
+        self.assertEqual(flags, [1, 0, 9, 0, 1, 0])
+
+    def test_an_mbox_file(self) -> None:
+        envelope = "From a@example.org Mon Mar  4 13:00:00 2024\n"
+        quoted = MAIL.format("quoted").replace("body", ">From here on\n>>From there")
+        self.put_all({"old.mbox": envelope + MAIL.format("one") + "\n" + envelope + quoted, "noname": envelope + MAIL.format("two"),
+                      "bad.mbox": "no mbox"})  # fmt: skip
+        mailbox = self.mailbox(self.top / "old.mbox", self.top / "noname")
+        self.assertEqual(subjects(mailbox), {"old": ["one", "quoted"], "noname": ["two"]})
+        item = mailbox["stores"][0]["root"]["folders"][0]["items"][1]["properties"]
+        self.assertEqual(item["1000001F"], "From here on\r\n>From there\r\n")
+        self.assertEqual(item["0E060040"], "2024-03-04T13:00:00Z")
+        self.assertIn("no mbox file", run(self.top / "bad.mbox").stderr)
+
+    def test_special_folders(self) -> None:
+        self.put_all({"Inbox/a.eml": MAIL.format("a"), "Sent Items/b.eml": MAIL.format("b")})
+        store = self.mailbox(self.top / "Inbox", self.top / "Sent Items")["stores"][0]
+        ids = {folder["properties"]["3001001F"]: folder["id"] for folder in store["root"]["folders"]}
+        self.assertEqual(store["special"], {"inbox": ids["Inbox"], "sentItems": ids["Sent Items"]})
+
+
+class Command(Tree):
+    def test_exit_status_and_report(self) -> None:
+        self.put_all({"good.eml": MAIL.format("a"), "bad.ics": "no calendar", "odd.vcf": CARD.replace("FN", "X-ODD"),
+                      "empty.eml": "", "note.txt": "hello"})  # fmt: skip
+        table: list[tuple[list[str], int, str]] = [
+            (["good.eml"], 0, "in all: 1 mail"),
+            (["good.eml", "note.txt"], 0, "left alone"),
+            (["good.eml", "bad.ics"], 1, "bad.ics:1: not a content line: no calendar"),
+            (["good.eml", "odd.vcf"], 1, "vCard X-ODD  1"),
+            (["good.eml", "missing"], 1, "missing: there is no such file or folder"),
+            (["empty.eml"], 2, "nothing to import"),
+            (["note.txt"], 2, "nothing to import"),
+            (["--zone", "Mars/Olympus", "good.eml"], 2, "no time zone"),
+            (["--output", "no/such/folder.json", "good.eml"], 2, "No such file or directory"),
+            ([], 2, "usage:"),
+            (["--nonsense"], 2, "usage:"),
+        ]
+        for arguments, status, text in table:
+            with self.subTest(arguments):
+                result = run(*arguments, cwd=self.top)
+                self.assertEqual(result.returncode, status, result.stderr)
+                self.assertIn(text, result.stderr)
+
+    def test_a_file_is_written_whole_or_left_alone(self) -> None:
+        self.put_all({"good.eml": MAIL.format("a"), "note.txt": "hello", "out.json": "what was there"})
+        out = self.top / "out.json"
+        self.assertEqual(run("-o", out, self.top / "note.txt").returncode, 2)
+        self.assertEqual(out.read_text(), "what was there")
+        self.assertEqual(run("-o", out, self.top / "good.eml").returncode, 0)
+        self.assertEqual(subjects(json.loads(out.read_text())), {"Mail": ["a"]})
+        self.assertEqual(sorted(p.name for p in self.top.iterdir()), ["good.eml", "note.txt", "out.json"])
+
+    def test_the_same_input_gives_the_same_file(self) -> None:
+        first, again = run(SAMPLES), run(SAMPLES)
+        self.assertEqual(first.stdout, again.stdout)
+        self.assertNotEqual(first.stdout, run(SAMPLES, "--zone", "Asia/Kolkata").stdout, "days are local")
+        self.assertEqual(first.stdout, run(SAMPLES, "--zone", "Europe/Berlin", zone="Asia/Kolkata").stdout)
+
+
+KEY = re.compile(r"[0-7][0-9A-F]{7}|\{[0-9A-F-]{36}\}:(0x[0-9A-F]{4}|(?!=|0x)[^:]+):[0-9A-F]{4}")
+TIME = re.compile(r"(16|17|18|19|20|21)\d\d-\d\d-\d\dT\d\d:\d\d:\d\d(\.\d{1,7})?Z")
+VALUES = {
+    "0002": lambda v: type(v) is int and -(2**15) <= v < 2**15,
+    "0003": lambda v: type(v) is int and -(2**31) <= v < 2**32,
+    "0005": lambda v: type(v) in (int, float),
+    "000B": lambda v: type(v) is bool,
+    "001F": lambda v: type(v) is str,
+    "0040": lambda v: bool(TIME.fullmatch(v)),
+    "0102": lambda v: base64.b64encode(base64.b64decode(v, validate=True)).decode() == v,
+}
+
+
+class MailboxFile(unittest.TestCase):
+    """The rules of the mailbox file, held against all that the importer writes."""
+
+    def check_message(self, message: dict[str, Any], place: str) -> None:
+        self.assertLessEqual(set(message), {"id", "properties", "recipients", "attachments"}, place)
+        for values in [message["properties"], *message.get("recipients", [])]:
+            self.check_values(values, place)
+        for number, attachment in enumerate(message.get("attachments", [])):
+            self.check_values(attachment["properties"], place)
+            method = attachment["properties"]["37050003"]
+            self.assertEqual("message" in attachment, method == 5, place)
+            self.assertEqual("37010102" in attachment["properties"], method == 1, place)
+            if "message" in attachment:
+                self.assertNotIn("id", attachment["message"])
+                self.check_message(attachment["message"], f"{place} attachment {number}")
+
+    def check_values(self, values: dict[str, Any], place: str) -> None:
+        for key, value in values.items():
+            self.assertRegex(key, rf"\A(?:{KEY.pattern})\Z", place)
+            kind = key[-4:]
+            single = f"0{kind[1:]}"
+            for element in value if kind[0] == "1" else [value]:
+                self.assertTrue(VALUES[single](element), f"{place}: {key}: {element!r}")
+
+    def check(self, mailbox: dict[str, Any]) -> int:
+        (store,) = mailbox["stores"]
+        self.assertEqual(store["service"], mailbox["services"][0]["uid"])
+        ids, items = [store["root"]["id"]], 0
+        for path, folder in walk(store["root"]):
+            ids.append(folder["id"])
+            self.check_values(folder["properties"], path)
+            names = [sub["properties"]["3001001F"].lower() for sub in folder.get("folders", [])]
+            self.assertEqual(len(set(names)), len(names), path)
+            for item in folder.get("items", []):
+                ids.append(item["id"])
+                self.check_message(item, f"{path}: {item['properties'].get('0037001F')}")
+                items += 1
+        self.assertTrue(all(re.fullmatch(r"([0-9A-F]{2}){5,255}", text) for text in ids))
+        self.assertEqual(len(set(ids)), len(ids))
+        self.assertLessEqual(set(store["special"].values()), set(ids))
+        return items
+
+    def test_samples_import_without_loss(self) -> None:
+        result = run(SAMPLES)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(self.check(json.loads(result.stdout)), expected_items(SAMPLES))
+
+    @unittest.skipUnless(DATA.is_dir(), "no real data beside the tree")
+    def test_real_data_import_in_full_numbers(self) -> None:
+        result = run(DATA)
+        self.assertEqual(result.returncode, 1, result.stderr)
+        mailbox = json.loads(result.stdout)
+        self.assertEqual(self.check(mailbox), expected_items(DATA))
+        counted = {path: len(names) for path, names in subjects(mailbox).items()}
+        for folder in ("list-archive", "list-duplicates", "attachments"):
+            self.assertEqual(counted[f"data/mail/{folder}"], len(os.listdir(DATA / "mail" / folder)))
+
+
+def expected_items(folder: pathlib.Path) -> int:
+    """The number of items in a folder as grep and ls would count them."""
+    command = r"""cd "$1" && { find . -name '*.eml'; find . -name '*.mbox' -exec grep -h '^From ' {} +;
+        find . -name '*.vcf' -exec grep -ahi '^BEGIN:VCARD' {} +;
+        find . -name '*.ics' -exec grep -ahiE '^BEGIN:(VEVENT|VTODO|VJOURNAL)' {} +; } | wc -l"""
+    return int(subprocess.run(["sh", "-c", command, "sh", folder], capture_output=True, check=True).stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
