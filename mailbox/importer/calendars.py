@@ -1,7 +1,7 @@
-"""Calendars: the events, to-dos and journal entries of an iCalendar file become appointments, tasks and journal entries.
+"""Calendars: events, to-dos and journal entries of an iCalendar file become appointments, tasks and journal entries.
 
-Days are stored as midnight in the zone that the import was told to take for local, since that is how a mail client there
-stores them; times in a zone of the file are converted by that zone's rules.
+Days are stored as midnight in the zone that the import was told to take for local, since that is how a mail client
+there stores them; times in a zone of the file are converted by that zone's rules.
 """
 
 from __future__ import annotations
@@ -95,7 +95,8 @@ def described_zone(component: Component) -> tzinfo | None:
         lines.append(f"END:{rule.name}")
     lines.append("END:VTIMEZONE")
     try:
-        return dateutil.tz.tzical(io.StringIO("\n".join(lines))).get()
+        zone = dateutil.tz.tzical(io.StringIO("\n".join(lines))).get()
+        return zone if isinstance(zone, tzinfo) else None
     except (ValueError, AttributeError, KeyError, OverflowError, TypeError):
         return None
 
@@ -140,9 +141,7 @@ def read_calendar(data: bytes, place: str, report: Report, local: tzinfo) -> lis
     return items
 
 
-def _collect(
-    components: list[Component], zones: Zones, found: list[tuple[Component, Zones]], report: Report
-) -> None:
+def _collect(components: list[Component], zones: Zones, found: list[tuple[Component, Zones]], report: Report) -> None:
     for component in components:
         if component.name in KINDS:
             found.append((component, zones))
@@ -252,9 +251,7 @@ class Reader:
         return True
 
     def _put_repetition(self, line: Line) -> bool:
-        lines = self.values.setdefault(p.RECURRENCE_LINES, [])
-        assert isinstance(lines, list)
-        lines.append(line.source)
+        self.values.add_texts(p.RECURRENCE_LINES, [line.source])
         if self.item_.kind is ItemKind.JOURNAL:
             return True
         repeats = line.name in ("RRULE", "RDATE")
@@ -290,9 +287,7 @@ class Reader:
         return True
 
     def _put_categories(self, line: Line) -> bool:
-        known = self.values.setdefault(p.KEYWORDS, [])
-        assert isinstance(known, list)
-        known += [text for text in split_unescaped(line.value, ",") if text and text not in known]
+        self.values.add_texts(p.KEYWORDS, split_unescaped(line.value, ","), once=True)
         return True
 
     def _put_class(self, line: Line) -> bool:
@@ -501,9 +496,7 @@ class Reader:
         values.put(p.JOURNAL_DURATION, minutes)
         values.put(p.JOURNAL_TYPE_TEXT, values.get(p.JOURNAL_TYPE))
 
-    MOMENTS = frozenset(
-        ("DTSTART", "DTEND", "DUE", "COMPLETED", "CREATED", "LAST-MODIFIED", "RECURRENCE-ID")
-    )
+    MOMENTS = frozenset(("DTSTART", "DTEND", "DUE", "COMPLETED", "CREATED", "LAST-MODIFIED", "RECURRENCE-ID"))
     HANDLERS: dict[str, Callable[[Reader, Line], bool]] = {
         **dict.fromkeys(MOMENTS, _put_moment),
         **dict.fromkeys(("RRULE", "RDATE", "EXDATE", "EXRULE"), _put_repetition),

@@ -13,12 +13,13 @@ CHARSETS = {
     "x-mac-cyrillic": "mac_cyrillic",
 }  # fmt: skip
 
+
 def decode_bytes(data: bytes, charset: str) -> tuple[str, bool]:
     """Text in a named character set, and whether the name was right. Where it was not: UTF-8 if it is that, else
     Windows-1252."""
     name = CHARSETS.get(charset.strip().lower(), charset.strip()) or "cp1252"
     # A text that calls itself plain ASCII or Latin and is valid UTF-8 beyond ASCII is UTF-8 in truth
-    for candidate in (("utf-8", "cp1252") if name == "cp1252" else (name,)):
+    for candidate in ("utf-8", "cp1252") if name == "cp1252" else (name,):
         try:
             return data.decode(candidate), True
         except (LookupError, ValueError):

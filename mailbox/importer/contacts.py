@@ -1,7 +1,7 @@
 """Contacts: a vCard of version 2.1, 3.0 or 4.0, with the additions of the usual programs, becomes a contact item.
 
-`TEXTS`, `LISTS`, `DATES`, `PHONES` and the handlers below them say where each vCard property goes. Whatever has no place, or
-finds its places taken, stays with the item line by line (`properties.UNMAPPED`) and is counted in the report.
+`TEXTS`, `LISTS`, `DATES`, `PHONES` and the handlers below them say where each vCard property goes. Whatever has no
+place, or finds its places taken, stays with the item line by line (`properties.UNMAPPED`) and is counted in the report.
 """
 
 from __future__ import annotations
@@ -137,6 +137,7 @@ class Card:
     item: Item
     labels: dict[str, str]  # by group
     notes: list[str] = field(default_factory=list)
+    certificates: list[bytes] = field(default_factory=list)
     mailing_choice: int = 0
     taken_addresses: dict[int, p.Address] = field(default_factory=dict)
     is_company: bool = False
@@ -204,9 +205,7 @@ def _put_line(card: Card, line: Line) -> bool:
     if prop := TEXTS.get(line.name):
         return card.values.put_new(prop, line.text().strip())
     if prop := LISTS.get(line.name):
-        known = card.values.setdefault(prop, [])
-        assert isinstance(known, list)
-        known += [text for text in split_unescaped(line.value, ",") if text and text not in known]
+        card.values.add_texts(prop, split_unescaped(line.value, ","), once=True)
         return True
     if prop := DATES.get(line.name):
         return _put_day(card, prop, line.text())
@@ -388,9 +387,7 @@ def _put_key(card: Card, line: Line) -> bool:
     if "PGP" in line.types:
         card.item.attachments.append(Attachment("key.asc", "application/pgp-keys", data))
     else:
-        certificates = card.values.setdefault(p.USER_CERTIFICATES, [])
-        assert isinstance(certificates, list)
-        certificates.append(data)
+        card.certificates.append(data)
     return True
 
 
@@ -431,9 +428,7 @@ def _put_relation(card: Card, line: Line) -> bool:
         return False
     if prop is not p.CHILDRENS_NAMES:
         return card.values.put_new(prop, text)
-    children = card.values.setdefault(prop, [])
-    assert isinstance(children, list)
-    children.append(text)
+    card.values.add_texts(prop, [text], once=True)
     return True
 
 
@@ -495,6 +490,7 @@ def _finish(card: Card) -> None:
     """What follows from the card as a whole: body, mailing address, names made of others."""
     values = card.values
     values.put(p.BODY, _crlf("\n\n".join(card.notes)))
+    values.put(p.USER_CERTIFICATES, card.certificates)
     if not card.mailing_choice and len(card.taken_addresses) == 1:
         card.mailing_choice = next(iter(card.taken_addresses))
     if address := card.taken_addresses.get(card.mailing_choice):

@@ -1,7 +1,7 @@
 """Content lines, the form that vCard and iCalendar share: `group.NAME;PARAM=value:value`.
 
-Splitting is done here rather than by the libraries that read the values, because a file with one bad line shall lose that
-line only, and because values must come through exactly as they were written.
+Splitting is done here rather than by the libraries that read the values, because a file with one bad line shall lose
+that line only, and because values must come through exactly as they were written.
 """
 
 from __future__ import annotations
@@ -91,7 +91,7 @@ def unescape(text: str) -> str:
         char = match[1]
         if char in "nN":
             return "\n"
-        return char if char in ",;:\\\"" else match[0]
+        return char if char in ',;:\\"' else match[0]
 
     return _ESCAPE.sub(plain, text)
 

@@ -264,8 +264,8 @@ class MailReader:
             return b"".join(sub.as_bytes() for sub in part.get_payload() if isinstance(sub, email.message.Message))
         if any(isinstance(defect, BASE64_DEFECTS) for defect in part.defects):
             self.report.problem(self.place, "damaged base64 in a part; what could be decoded is kept")
-            payload = decode_damaged_base64(str(part.get_payload()))
-        return payload
+            return decode_damaged_base64(str(part.get_payload()))
+        return bytes(payload)
 
     def _attachment(self, part: email.message.Message, number: int, depth: int) -> Attachment | None:
         kind = part.get_content_type()

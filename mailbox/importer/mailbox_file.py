@@ -103,11 +103,9 @@ def item_json(item: Item, path: str, identifiers: Identifiers) -> dict[str, Any]
 
 def folder_json(folder: Folder, above: str, identifiers: Identifiers, special: dict[str, str]) -> dict[str, Any]:
     path = f"{above}/{folder.name}"
-    found = {
+    found: dict[str, Any] = {
         "id": identifiers.of("folder", path),
-        "properties": properties_json(
-            Values({p.DISPLAY_NAME: folder.name, FOLDER_CLASS: folder.kind.container_class})
-        ),
+        "properties": properties_json(Values({p.DISPLAY_NAME: folder.name, FOLDER_CLASS: folder.kind.container_class})),
     }
     if service := SPECIAL_NAMES.get(folder.name.lower()):
         special.setdefault(service, found["id"])

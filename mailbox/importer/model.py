@@ -9,7 +9,7 @@ from dataclasses import dataclass, field
 from datetime import datetime
 
 from . import properties as p
-from .properties import Kind, Prop
+from .properties import Prop
 
 Value = str | int | float | bool | bytes | datetime | list[str] | list[bytes]
 
@@ -28,6 +28,15 @@ class Values(dict[Prop, Value]):
             self.put(prop, value)
             return True
         return self[prop] == value
+
+    def add_texts(self, prop: Prop, texts: Iterable[str], once: bool = False) -> None:
+        """Appends to a list of texts; `once` leaves out empty texts and those that it holds already."""
+        known = self.get(prop)
+        found = [text for text in known if isinstance(text, str)] if isinstance(known, list) else []
+        for text in texts:
+            if not once or (text and text not in found):
+                found.append(text)
+        self.put(prop, found)
 
     def put_person(self, person: p.Person, name: str, address: str) -> None:
         """A person without a name shows the address as the name, as mail clients do."""
@@ -137,9 +146,7 @@ class Item:
         self.values.put_new(p.MESSAGE_CLASS, self.kind.message_class)
 
     def keep_unmapped(self, line: str) -> None:
-        lines = self.values.setdefault(p.UNMAPPED, [])
-        assert isinstance(lines, list)
-        lines.append(line)
+        self.values.add_texts(p.UNMAPPED, [line])
 
 
 @dataclass
@@ -191,5 +198,3 @@ class Report:
             out.append(f"left alone, neither mail nor contact nor calendar ({len(self.skipped)}):")
             out.extend(f"  {place}" for place in self.skipped)
         return out
-
-

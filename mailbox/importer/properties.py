@@ -244,9 +244,7 @@ BUSINESS_ADDRESS = Address(
 OTHER_ADDRESS = Address(
     named(PSETID_ADDRESS, 0x801C), tag(0x3A63), tag(0x3A5F), tag(0x3A62), tag(0x3A61), tag(0x3A60), tag(0x3A64)
 )
-MAILING_ADDRESS = Address(
-    tag(0x3A15), tag(0x3A29), tag(0x3A27), tag(0x3A28), tag(0x3A2A), tag(0x3A26), tag(0x3A2B)
-)
+MAILING_ADDRESS = Address(tag(0x3A15), tag(0x3A29), tag(0x3A27), tag(0x3A28), tag(0x3A2A), tag(0x3A26), tag(0x3A2B))
 MAILING_ADDRESS_CHOICE = named(PSETID_ADDRESS, 0x8022, Kind.LONG)  # 1 home, 2 business, 3 other
 
 # Appointments

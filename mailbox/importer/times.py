@@ -1,4 +1,4 @@
-"""Times as a mailbox stores them: moments in UTC; dates of appointments at local midnight, other dates at midnight UTC."""
+"""Times as a mailbox stores them: moments in UTC, appointments' days at local midnight, other days at midnight UTC."""
 
 from __future__ import annotations
 

@@ -3,9 +3,10 @@
 from __future__ import annotations
 
 import unittest
-from datetime import date, datetime, timedelta, timezone
+from datetime import date, datetime
 
 import icalendar
+
 from support import (APPOINTMENT, BERLIN, BODY, COMMON, DATA, JOURNAL, PUBLIC, SAMPLES, SUBJECT, TASK, by_key, calendar,
                      utc)  # fmt: skip
 
@@ -237,7 +238,9 @@ class AgainstAnotherReader(unittest.TestCase):
                 continue  # files that it refuses whole
             if not events:
                 continue  # it passes over calendars that are not ended
-            items = [item for item in read_calendar(data, path.name, Report(), BERLIN) if item.kind is not ItemKind.JOURNAL]
+            items = [
+                item for item in read_calendar(data, path.name, Report(), BERLIN) if item.kind is not ItemKind.JOURNAL
+            ]
             self.assertEqual(len(items), len(events), path.name)
             for item, event in zip(items, events):
                 values = by_key(item.values)

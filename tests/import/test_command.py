@@ -23,7 +23,9 @@ TODO = EVENT.replace("VEVENT", "VTODO")
 JOURNAL = EVENT.replace("VEVENT", "VJOURNAL")
 
 
-def run(*arguments: str | pathlib.Path, zone: str = "Europe/Berlin", **options: Any) -> subprocess.CompletedProcess[str]:
+def run(
+    *arguments: str | pathlib.Path, zone: str = "Europe/Berlin", **options: Any
+) -> subprocess.CompletedProcess[str]:
     environment = {**os.environ, "TZ": zone}
     return subprocess.run([IMPORT, *arguments], text=True, capture_output=True, timeout=120, env=environment, **options)
 
@@ -94,13 +96,16 @@ class Folders(Tree):
         )  # fmt: skip
 
     def test_files_named_one_by_one(self) -> None:
-        self.put_all({"a.eml": MAIL.format("a"), "b.vcf": CARD.format("b"), "c.ics": EVENT.format("c"), "d": MAIL.format("d")})
+        self.put_all(
+            {"a.eml": MAIL.format("a"), "b.vcf": CARD.format("b"), "c.ics": EVENT.format("c"), "d": MAIL.format("d")}
+        )
         mailbox = self.mailbox(*sorted(self.top.iterdir()))
         self.assertEqual(subjects(mailbox), {"Mail": ["a", "d"], "Contacts": ["b"], "Calendar": ["c"]})
 
     def test_folders_of_one_name_stay_apart(self) -> None:
         self.put_all({"x/box/a.eml": MAIL.format("a"), "y/Box/b.eml": MAIL.format("b"),
-                      "z/b.vcf": CARD.format("c"), "z/a.eml": MAIL.format("d"), "z/contacts/e.vcf": CARD.format("e")})  # fmt: skip
+                      "z/b.vcf": CARD.format("c"), "z/a.eml": MAIL.format("d"),
+                      "z/contacts/e.vcf": CARD.format("e")})  # fmt: skip
         mailbox = self.mailbox(self.top / "x/box", self.top / "y/Box", self.top / "z")
         self.assertEqual(subjects(mailbox), {"box": ["a"], "Box (2)": ["b"], "z": ["d"], "z/contacts": ["e"],
                                              "z/Contacts (2)": ["c"]})  # fmt: skip
@@ -115,14 +120,19 @@ class Folders(Tree):
         })  # fmt: skip
         (self.top / "md/.Sent.2024/tmp").mkdir()
         mailbox = self.mailbox(self.top / "md")
-        self.assertEqual(subjects(mailbox), {"md": ["seen", "unseen", "draft", "new"], "md/Sent/2024": ["sent", "sent new"]})
-        flags = [item["properties"]["0E070003"] for _, f in walk(mailbox["stores"][0]["root"]) for item in f.get("items", [])]
+        self.assertEqual(
+            subjects(mailbox), {"md": ["seen", "unseen", "draft", "new"], "md/Sent/2024": ["sent", "sent new"]}
+        )
+        flags = [
+            item["properties"]["0E070003"] for _, f in walk(mailbox["stores"][0]["root"]) for item in f.get("items", [])
+        ]
         self.assertEqual(flags, [1, 0, 9, 0, 1, 0])
 
     def test_an_mbox_file(self) -> None:
         envelope = "From a@example.org Mon Mar  4 13:00:00 2024\n"
         quoted = MAIL.format("quoted").replace("body", ">From here on\n>>From there")
-        self.put_all({"old.mbox": envelope + MAIL.format("one") + "\n" + envelope + quoted, "noname": envelope + MAIL.format("two"),
+        self.put_all({"old.mbox": envelope + MAIL.format("one") + "\n" + envelope + quoted,
+                      "noname": envelope + MAIL.format("two"),
                       "bad.mbox": "no mbox"})  # fmt: skip
         mailbox = self.mailbox(self.top / "old.mbox", self.top / "noname")
         self.assertEqual(subjects(mailbox), {"old": ["one", "quoted"], "noname": ["two"]})

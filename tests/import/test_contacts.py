@@ -124,7 +124,8 @@ class Files(unittest.TestCase):
                 self.assertEqual(by_key(item.values)[DISPLAY_NAME], "Zoë Müller")
 
     def test_a_line_in_a_character_set_of_its_own(self) -> None:
-        card = b"BEGIN:VCARD\nVERSION:2.1\nFN;CHARSET=ISO-8859-2:Dvo\xf8\xe1k\nTITLE;CHARSET=KOI8-R:\xcb\xcf\xd2\nEND:VCARD\n"
+        lines = b"FN;CHARSET=ISO-8859-2:Dvo\xf8\xe1k\nTITLE;CHARSET=KOI8-R:\xcb\xcf\xd2\n"
+        card = b"BEGIN:VCARD\nVERSION:2.1\n" + lines + b"END:VCARD\n"
         (item,) = read_contacts(card, "x.vcf", Report())
         values = by_key(item.values)
         self.assertEqual((values[DISPLAY_NAME], values["3A17001F"]), ("Dvořák", "кор"))

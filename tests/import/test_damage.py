@@ -39,7 +39,9 @@ def damaged(data: bytes, chance: random.Random) -> bytes:
             case 2:
                 out[start:end] = bytes(chance.choice(b'\x00\xff\x80:;,="\\\n\r <>@?0Z') for _ in range(end - start))
             case 3:
-                out[start:start] = chance.choice((b"=?utf-8?b?", b"\xed\xa0\x80", b"--", b"BEGIN:", b"99999999T", b"=\n"))
+                out[start:start] = chance.choice(
+                    (b"=?utf-8?b?", b"\xed\xa0\x80", b"--", b"BEGIN:", b"99999999T", b"=\n")
+                )
     return bytes(out)
 
 

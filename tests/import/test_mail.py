@@ -176,7 +176,7 @@ class Bodies(unittest.TestCase):
         for charset, data, right in table:
             with self.subTest(charset=charset, data=data):
                 report = Report()
-                head = f"From: a@example.org\nContent-Type: text/plain; charset=\"{charset}\"\n"
+                head = f'From: a@example.org\nContent-Type: text/plain; charset="{charset}"\n'
                 head += "Content-Transfer-Encoding: base64\n\n"
                 item = mail(head.encode() + __import__("base64").encodebytes(data), report=report)
                 self.assertIn(by_key(item.values)[BODY], (euro, "корабль", "항구"))
@@ -212,7 +212,12 @@ class Bodies(unittest.TestCase):
             ("Content-Disposition: attachment; filename*=utf-8''caf%C3%A9.pdf", "café.pdf", "café.pdf", ".pdf"),
             ('Content-Type: image/png; name="=?utf-8?q?b=C3=B6je?=.png"', "böje.png", "böje.png", ".png"),
             ("Content-Type: image/png", "attachment-1.png", "attach~1.png", ".png"),
-            ('Content-Disposition: attachment; filename="a long name.tar.gz"', "a long name.tar.gz", "alongn~1.gz", ".gz"),
+            (
+                'Content-Disposition: attachment; filename="a long name.tar.gz"',
+                "a long name.tar.gz",
+                "alongn~1.gz",
+                ".gz",
+            ),
         ]
         for header, long, short, extension in table:
             with self.subTest(header):
@@ -221,7 +226,7 @@ class Bodies(unittest.TestCase):
                 self.assertEqual((values["3707001F"], values["3704001F"], values["3703001F"]), (long, short, extension))
 
     def test_classes(self) -> None:
-        request = 'Content-Type: text/calendar; method=REQUEST\r\n\r\nBEGIN:VCALENDAR'
+        request = "Content-Type: text/calendar; method=REQUEST\r\n\r\nBEGIN:VCALENDAR"
         table = [
             (multipart("alternative", PLAIN, request), "IPM.Schedule.Meeting.Request"),
             (multipart("report; report-type=delivery-status", PLAIN), "REPORT.IPM.Note.NDR"),
@@ -288,7 +293,9 @@ class AgainstTheLibrarysOwnReading(unittest.TestCase):
                 ]
                 self.assertEqual([person.address for person in item.recipients], expected)
                 if message["Date"] and message["Date"].datetime:
-                    self.assertEqual(by_key(item.values).get(SENT), message["Date"].datetime.astimezone(utc(2000, 1, 1).tzinfo))
+                    self.assertEqual(
+                        by_key(item.values).get(SENT), message["Date"].datetime.astimezone(utc(2000, 1, 1).tzinfo)
+                    )
 
 
 if __name__ == "__main__":
