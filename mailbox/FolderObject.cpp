@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "mailbox/MailboxFile.h"
 #include "mailbox/PropObject.h"
 #include "mailbox/Table.h"
 #include "mailbox/objects.h"

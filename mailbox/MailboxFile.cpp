@@ -1,16 +1,162 @@
 #include "mailbox/MailboxFile.h"
 
+#include <algorithm>
+#include <map>
+#include <vector>
+
 #include "mailbox/Calls.h"
 #include "mailbox/Platform.h"
+#include "mailbox/file_reader.h"
+#include "mailbox/file_writer.h"
 #include "mailbox/platform_headers.h"
 
 namespace mailbox {
 
 namespace {
 
+/// A file handle that closes itself.
+class File {
+  public:
+    File() = default;
+    explicit File(HANDLE handle) : m_handle(handle) {}
+    File(const File&) = delete;
+    File& operator=(File&& other) noexcept {
+        std::swap(m_handle, other.m_handle);
+        return *this;
+    }
+    ~File() { Close(); }
+    bool IsOpen() const { return m_handle != INVALID_HANDLE_VALUE && m_handle != nullptr; }
+    HANDLE Handle() const { return m_handle; }
+    void Close() {
+        if (IsOpen()) CloseHandle(m_handle);
+        m_handle = INVALID_HANDLE_VALUE;
+    }
+
+  private:
+    HANDLE m_handle = INVALID_HANDLE_VALUE;
+};
+
+/// By what a file shows that somebody else wrote it.
+struct Stamp {
+    unsigned long long size = 0;
+    unsigned long long written = 0;
+    bool operator==(const Stamp&) const = default;
+};
+
+}  // namespace
+
+struct MailboxFileState {
+    std::wstring path;
+    /// Open as long as the mailbox is in use, shared with nobody.
+    File lock;
+    Stamp stamp;
+    /// The folder of the file cannot be written to: the mailbox is only read.
+    bool isReadOnly = false;
+};
+
+namespace {
+
 std::shared_ptr<Database>& Installed() {
     static auto& installed = *new std::shared_ptr<Database>;
     return installed;
+}
+
+/// The mailboxes that this process uses, by path in lower case.
+std::map<std::wstring, std::weak_ptr<Database>>& Open() {
+    static auto& open = *new std::map<std::wstring, std::weak_ptr<Database>>;
+    return open;
+}
+
+std::wstring ErrorText(DWORD error) {
+    wchar_t text[256];
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                        error, 0, text, ARRAYSIZE(text), nullptr);
+    std::wstring message(text, length);
+    message.erase(message.find_last_not_of(L" \r\n.") + 1);
+    return message.empty() ? L"error " + std::to_wstring(error) : message;
+}
+
+HRESULT Fail(HRESULT result, const std::wstring& reason) {
+    SetLastError(reason);
+    return result;
+}
+
+std::wstring FromEnvironment(const wchar_t* name) {
+    std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
+    if (value.empty()) return value;
+    value.resize(GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size())));
+    return value;
+}
+
+std::wstring FromRegistry(HKEY root) {
+    wchar_t value[1024];
+    DWORD size = sizeof value;
+    // Environment variables in a REG_EXPAND_SZ value are expanded.
+    const LSTATUS status = RegGetValueW(root, L"Software\\Quorvel\\Mailbox", L"File",
+                                        RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ, nullptr, value, &size);
+    return status == ERROR_SUCCESS ? value : std::wstring();
+}
+
+std::wstring ConfiguredFile() {
+    std::wstring path = FromEnvironment(L"QUORVEL_MAILBOX");
+    if (path.empty()) path = FromRegistry(HKEY_CURRENT_USER);
+    if (path.empty()) path = FromRegistry(HKEY_LOCAL_MACHINE);
+    if (path.empty()) return path;
+    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+    return full;
+}
+
+bool ReadStamp(HANDLE file, Stamp& stamp) {
+    BY_HANDLE_FILE_INFORMATION info;
+    if (!GetFileInformationByHandle(file, &info)) return false;
+    stamp.size = static_cast<unsigned long long>(info.nFileSizeHigh) << 32 | info.nFileSizeLow;
+    stamp.written = static_cast<unsigned long long>(info.ftLastWriteTime.dwHighDateTime) << 32 |
+                    info.ftLastWriteTime.dwLowDateTime;
+    return true;
+}
+
+/// One process at a time: the next one is told, before it could overwrite what this one saves.
+HRESULT Lock(MailboxFileState& file) {
+    const std::wstring path = file.path + L".lock";
+    file.lock = File(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                                 FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (file.lock.IsOpen()) return S_OK;
+    const DWORD error = GetLastError();
+    if (error == ERROR_SHARING_VIOLATION)
+        return Fail(MAPI_E_BUSY, file.path + L": another program uses this mailbox");
+    // Where no lock can be made, nothing can be saved either; reading does no harm.
+    file.isReadOnly = true;
+    return S_OK;
+}
+
+HRESULT Read(MailboxFileState& state, Database& database) {
+    File file(CreateFileW(state.path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    if (!file.IsOpen()) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_SHARING_VIOLATION)
+            return Fail(MAPI_E_BUSY, state.path + L": another program has this mailbox open for writing");
+        const bool isMissing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+        return Fail(isMissing ? MAPI_E_NOT_FOUND : MAPI_E_NO_ACCESS,
+                    state.path + L": cannot be opened: " + ErrorText(error));
+    }
+    if (!ReadStamp(file.Handle(), state.stamp))
+        return Fail(MAPI_E_DISK_ERROR, state.path + L": " + ErrorText(GetLastError()));
+    std::wstring why;
+    bool isRead = false;
+    if (state.stamp.size == 0) {
+        isRead = ReadMailbox({}, database, why);
+    } else {
+        const File mapping(CreateFileMappingW(file.Handle(), nullptr, PAGE_READONLY, 0, 0, nullptr));
+        const void* view =
+            mapping.IsOpen() ? MapViewOfFile(mapping.Handle(), FILE_MAP_READ, 0, 0, 0) : nullptr;
+        if (view == nullptr) return Fail(MAPI_E_DISK_ERROR, state.path + L": " + ErrorText(GetLastError()));
+        isRead = ReadMailbox({static_cast<const char*>(view), static_cast<size_t>(state.stamp.size)},
+                             database, why);
+        UnmapViewOfFile(view);
+    }
+    return isRead ? S_OK : Fail(MAPI_E_CORRUPT_STORE, state.path + L": " + why);
 }
 
 }  // namespace
@@ -21,10 +167,29 @@ void Install(std::shared_ptr<Database> database) {
 }
 
 HRESULT OpenMailbox(std::shared_ptr<Database>& database) {
+    SetLastError({});
     database = Installed();
     if (database != nullptr) return S_OK;
-    SetLastError(L"no mailbox file is configured");
-    return MAPI_E_UNCONFIGURED;
+    auto state = std::make_shared<MailboxFileState>();
+    state->path = ConfiguredFile();
+    if (state->path.empty())
+        return Fail(
+            MAPI_E_UNCONFIGURED,
+            L"no mailbox file is configured: set the environment variable QUORVEL_MAILBOX to its full path");
+    std::wstring key = state->path;
+    CharLowerBuffW(key.data(), static_cast<DWORD>(key.size()));
+    database = Open()[key].lock();
+    if (database != nullptr) return S_OK;
+
+    HRESULT hr = Lock(*state);
+    if (hr != S_OK) return hr;
+    auto read = std::make_shared<Database>();
+    hr = Read(*state, *read);
+    if (hr != S_OK) return hr;
+    read->file = std::move(state);
+    Open()[key] = read;
+    database = std::move(read);
+    return S_OK;
 }
 
 void BeginSession(Database& database) {
@@ -35,8 +200,73 @@ HRESULT EndSession(Database& database) {
     return --database.sessions == 0 ? WriteMailbox(database) : S_OK;
 }
 
+HRESULT CheckSession(const Database& database) {
+    return database.sessions != 0 ? S_OK : MAPI_E_END_OF_SESSION;
+}
+
+namespace {
+
+HRESULT FailWrite(const std::wstring& path, DWORD error) {
+    const bool isFull = error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL;
+    return Fail(isFull ? MAPI_E_NOT_ENOUGH_DISK : MAPI_E_DISK_ERROR,
+                path + L": cannot be written: " + ErrorText(error));
+}
+
+/// Writes everything to the file and sees it onto the disk. 0, or the system's error.
+DWORD WriteAll(const Database& database, HANDLE file) {
+    const bool isWritten = FormatMailbox(database, [file](std::string_view piece) {
+        DWORD written = 0;
+        return WriteFile(file, piece.data(), static_cast<DWORD>(piece.size()), &written, nullptr) &&
+               written == piece.size();
+    });
+    if (isWritten && FlushFileBuffers(file)) return ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    return error != ERROR_SUCCESS ? error : ERROR_DISK_FULL;
+}
+
+/// Whether the file is still what this process read or wrote last.
+bool IsUnchanged(const MailboxFileState& state) {
+    const File file(CreateFileW(state.path.c_str(), FILE_READ_ATTRIBUTES,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    Stamp stamp;
+    return file.IsOpen() && ReadStamp(file.Handle(), stamp) && stamp == state.stamp;
+}
+
+}  // namespace
+
 HRESULT WriteMailbox(Database& database) {
-    if (database.file == nullptr) database.dirty = false;
+    if (!database.dirty) return S_OK;
+    if (database.file == nullptr) {
+        database.dirty = false;
+        return S_OK;
+    }
+    MailboxFileState& state = *database.file;
+    if (state.isReadOnly)
+        return Fail(MAPI_E_NO_ACCESS, state.path + L": nothing can be saved beside this file");
+    if (!IsUnchanged(state))
+        return Fail(MAPI_E_OBJECT_CHANGED,
+                    state.path + L": was changed by another program since it was read; nothing was saved");
+
+    const std::wstring temporary = state.path + L".new";
+    File file(CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                          nullptr));
+    if (!file.IsOpen()) return FailWrite(temporary, GetLastError());
+    DWORD error = WriteAll(database, file.Handle());
+    Stamp stamp;
+    file.Close();
+    if (error == ERROR_SUCCESS && !MoveFileExW(temporary.c_str(), state.path.c_str(),
+                                               MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        error = GetLastError();
+    if (error != ERROR_SUCCESS) {
+        DeleteFileW(temporary.c_str());
+        return FailWrite(state.path, error);
+    }
+    const File written(CreateFileW(state.path.c_str(), FILE_READ_ATTRIBUTES,
+                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (written.IsOpen() && ReadStamp(written.Handle(), stamp)) state.stamp = stamp;
+    database.dirty = false;
     return S_OK;
 }
 

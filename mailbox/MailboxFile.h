@@ -16,6 +16,8 @@ HRESULT OpenMailbox(std::shared_ptr<Database>& database);
 /// Counts the sessions of a mailbox; the last one's end writes the file.
 void BeginSession(Database& database);
 HRESULT EndSession(Database& database);
+/// MAPI_E_END_OF_SESSION once all sessions are off: what is changed then would never be written.
+HRESULT CheckSession(const Database& database);
 /// Writes the file if something was saved since it was read or written.
 HRESULT WriteMailbox(Database& database);
 

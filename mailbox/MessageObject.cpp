@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "mailbox/MailboxFile.h"
 #include "mailbox/PropObject.h"
 #include "mailbox/Table.h"
 #include "mailbox/objects.h"
@@ -171,9 +172,10 @@ HRESULT MessageObject::Save(ULONG flags) {
     if (!IsWritable()) return MAPI_E_NO_ACCESS;
     const bool isNew = m_item == nullptr && m_owner == nullptr;
     if (m_working == nullptr && !isNew) return S_OK;
+    HRESULT hr = CheckSession(*Mailbox());
+    if (hr != S_OK) return hr;
     auto saved = std::make_shared<MessageData>(*m_record.data);
     Refresh(*saved);
-    HRESULT hr = S_OK;
     if (m_owner != nullptr)
         m_owner->PutMessage(saved);
     else

@@ -1,0 +1,688 @@
+#include "mailbox/file_reader.h"
+
+#include <mapitags.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <unordered_map>
+
+#include "mailbox/file_text.h"
+#include "mailbox/text.h"
+
+namespace mailbox {
+
+namespace {
+
+/// A number, text or boolean of the file.
+struct Scalar {
+    enum { kText, kSigned, kUnsigned, kFloat, kBoolean } kind;
+    std::string_view text{};
+    long long number = 0;
+    unsigned long long unsignedNumber = 0;
+    double real = 0;
+    bool boolean = false;
+};
+
+template <typename T>
+bool Put(std::string& bytes, T value) {
+    bytes.assign(reinterpret_cast<const char*>(&value), sizeof value);
+    return true;
+}
+
+template <typename T>
+bool PutInteger(std::string& bytes, const Scalar& scalar) {
+    if (scalar.kind == Scalar::kUnsigned)
+        return std::in_range<T>(scalar.unsignedNumber) && Put(bytes, static_cast<T>(scalar.unsignedNumber));
+    return scalar.kind == Scalar::kSigned && std::in_range<T>(scalar.number) &&
+           Put(bytes, static_cast<T>(scalar.number));
+}
+
+bool PutReal(std::string& bytes, const Scalar& scalar, bool isSingle) {
+    double value = scalar.real;
+    if (scalar.kind == Scalar::kSigned)
+        value = static_cast<double>(scalar.number);
+    else if (scalar.kind == Scalar::kUnsigned)
+        value = static_cast<double>(scalar.unsignedNumber);
+    else if (scalar.kind != Scalar::kFloat)
+        return false;
+    return isSingle ? Put(bytes, static_cast<float>(value)) : Put(bytes, value);
+}
+
+bool PutTime(std::string& bytes, const Scalar& scalar) {
+    unsigned long long ticks = 0;
+    if (scalar.kind != Scalar::kText) return PutInteger<unsigned long long>(bytes, scalar);
+    return ParseTime(scalar.text, ticks) && Put(bytes, ticks);
+}
+
+/// A value of the file as bytes of the (single) type. Null, or what was expected instead.
+const char* Encode(ULONG type, const Scalar& scalar, std::string& bytes) {
+    const bool isText = scalar.kind == Scalar::kText;
+    GUID guid;
+    switch (type) {
+        case PT_I2:
+            return PutInteger<short>(bytes, scalar) ? nullptr : "not a 16-bit integer";
+        case PT_LONG:
+            return PutInteger<LONG>(bytes, scalar) || PutInteger<ULONG>(bytes, scalar)
+                       ? nullptr
+                       : "not a 32-bit integer";
+        case PT_ERROR:
+            return PutInteger<LONG>(bytes, scalar) || PutInteger<ULONG>(bytes, scalar) ? nullptr
+                                                                                       : "not an error code";
+        case PT_I8:
+        case PT_CURRENCY:
+            return PutInteger<long long>(bytes, scalar) ? nullptr : "not a 64-bit integer";
+        case PT_R4:
+            return PutReal(bytes, scalar, true) ? nullptr : "not a number";
+        case PT_DOUBLE:
+        case PT_APPTIME:
+            return PutReal(bytes, scalar, false) ? nullptr : "not a number";
+        case PT_BOOLEAN:
+            return scalar.kind == Scalar::kBoolean && Put(bytes, static_cast<unsigned short>(scalar.boolean))
+                       ? nullptr
+                       : "not true or false";
+        case PT_SYSTIME:
+            return PutTime(bytes, scalar) ? nullptr : "not a time";
+        case PT_CLSID:
+            return isText && ParseGuid(scalar.text, guid) && Put(bytes, guid) ? nullptr : "not a GUID";
+        case PT_UNICODE:
+            return isText ? (bytes = scalar.text, nullptr) : "not a text";
+        case PT_STRING8:
+            return isText ? (bytes = ToAnsi(scalar.text), nullptr) : "not a text";
+        default:
+            return isText && FromBase64(scalar.text, bytes) ? nullptr : "not base64";
+    }
+}
+
+/// {"base64": ...}: the bytes as the platform holds them. Null, or what is wrong with them.
+const char* EncodeRaw(ULONG type, std::string_view base64, std::string& bytes) {
+    if (!FromBase64(base64, bytes)) return "not base64";
+    if (FixedSize(type) != 0)
+        return bytes.size() == FixedSize(type) ? nullptr : "not the bytes of a value of this type";
+    if (type != PT_UNICODE) return nullptr;
+    if (bytes.size() % sizeof(wchar_t) != 0) return "not whole UTF-16 units";
+    std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
+    std::memcpy(text.data(), bytes.data(), bytes.size());
+    bytes = FromWide(text);
+    return nullptr;
+}
+
+/// What an object or list of the file is.
+enum Part {
+    pFile,
+    pServices,
+    pService,
+    pStores,
+    pStore,
+    pSpecial,
+    pFolder,
+    pFolders,
+    pItems,
+    pItem,
+    pRecipients,
+    pAttachments,
+    pAttachment,
+    pMessage,
+    pAddressBook,
+    pAddressEntry,
+    pProperties,
+    pElements,
+    pRawValue,
+    pValue
+};
+
+/// The members of the objects: what each leads to. pValue: a plain value.
+struct Member {
+    Part object;
+    const char* name;
+    Part leadsTo;
+    bool isList = false;
+};
+const Member kMembers[] = {
+    {pFile, "format", pValue},
+    {pFile, "version", pValue},
+    {pFile, "services", pServices, true},
+    {pFile, "stores", pStores, true},
+    {pFile, "addressBook", pAddressBook, true},
+    {pService, "uid", pValue},
+    {pService, "dll", pValue},
+    {pService, "entry", pValue},
+    {pService, "name", pValue},
+    {pService, "displayName", pValue},
+    {pStore, "id", pValue},
+    {pStore, "default", pValue},
+    {pStore, "service", pValue},
+    {pStore, "properties", pProperties},
+    {pStore, "special", pSpecial},
+    {pStore, "root", pFolder},
+    {pSpecial, "ipmSubtree", pValue},
+    {pSpecial, "inbox", pValue},
+    {pSpecial, "outbox", pValue},
+    {pSpecial, "sentItems", pValue},
+    {pSpecial, "deletedItems", pValue},
+    {pFolder, "id", pValue},
+    {pFolder, "properties", pProperties},
+    {pFolder, "folders", pFolders, true},
+    {pFolder, "items", pItems, true},
+    {pItem, "id", pValue},
+    {pItem, "associated", pValue},
+    {pItem, "properties", pProperties},
+    {pItem, "recipients", pRecipients, true},
+    {pItem, "attachments", pAttachments, true},
+    {pAttachment, "properties", pProperties},
+    {pAttachment, "message", pMessage},
+    {pMessage, "properties", pProperties},
+    {pMessage, "recipients", pRecipients, true},
+    {pMessage, "attachments", pAttachments, true},
+    {pAddressEntry, "id", pValue},
+    {pAddressEntry, "properties", pProperties},
+};
+/// What the elements of a list are.
+const struct {
+    Part list;
+    Part element;
+} kElements[] = {
+    {pServices, pService},      {pStores, pStore},           {pFolders, pFolder},          {pItems, pItem},
+    {pRecipients, pProperties}, {pAttachments, pAttachment}, {pAddressBook, pAddressEntry}};
+const struct {
+    const char* member;
+    ULONG tag;
+} kServiceTexts[] = {{"dll", PR_SERVICE_DLL_NAME_W},
+                     {"entry", PROP_TAG(PT_UNICODE, PROP_ID(PR_SERVICE_ENTRY_NAME))},
+                     {"name", PR_SERVICE_NAME_W},
+                     {"displayName", PR_DISPLAY_NAME_W}};
+
+constexpr size_t kDeepest = 200;
+constexpr size_t kShortestId = 5;
+constexpr size_t kLongestId = 255;
+
+/// Takes the events of the JSON parser and builds the records.
+class Reader {
+  public:
+    explicit Reader(Database& database) : m_database(database) {}
+
+    const std::wstring& Why() const { return m_why; }
+
+    bool null() { return Fail("null is no value here"); }
+    bool boolean(bool value) { return Value({.kind = Scalar::kBoolean, .boolean = value}); }
+    bool number_integer(std::int64_t value) { return Value({.kind = Scalar::kSigned, .number = value}); }
+    bool number_unsigned(std::uint64_t value) {
+        return Value({.kind = Scalar::kUnsigned, .unsignedNumber = value});
+    }
+    bool number_float(double value, const std::string&) {
+        return Value({.kind = Scalar::kFloat, .real = value});
+    }
+    bool string(std::string& value) { return Value({.kind = Scalar::kText, .text = value}); }
+    bool binary(nlohmann::json::binary_t&) { return false; }
+    bool start_object(std::size_t);
+    bool key(std::string& name);
+    bool end_object();
+    bool start_array(std::size_t);
+    bool end_array() {
+        return m_frames.back().part == pElements ? EndElements() : (m_frames.pop_back(), true);
+    }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error);
+
+    /// Gives identifiers to what has none, fills the indices, and checks all references.
+    bool Finish();
+
+  private:
+    struct Frame {
+        Part part;
+        /// The member being read, for objects.
+        std::string name{};
+        Part memberIs = pValue;
+        bool memberIsList = false;
+        /// Elements begun so far, for lists.
+        size_t elements = 0;
+        /// The raw value came.
+        bool isGiven = false;
+        /// What is being built.
+        Folder* folder = nullptr;
+        MessageData* message = nullptr;
+        Attachment* attachment = nullptr;
+        Properties* properties = nullptr;
+    };
+
+    bool Fail(const std::string& what);
+    std::string Place() const;
+    bool Begin(Part part, const Frame& outer);
+    bool Value(const Scalar& scalar);
+    bool MemberValue(Frame& frame, const Scalar& scalar);
+    bool TakeId(const Scalar& scalar, std::string& id);
+    bool TakeText(const Scalar& scalar, std::string& text);
+    bool TakeFlag(const Scalar& scalar, bool& flag);
+    bool PropertyValue(const char* problem);
+    bool EndElements();
+
+    bool IndexStore(Store& store, size_t index);
+    bool IndexFolder(const std::shared_ptr<Folder>& folder, const std::string& place);
+    std::string IdFromPlace(const Store& store);
+    bool CheckReferences(const Store& store, const std::string& place);
+
+    Database& m_database;
+    std::vector<Frame> m_frames;
+    std::wstring m_why;
+    bool m_hasFormat = false;
+    bool m_hasVersion = false;
+
+    // The object that the last frame of its kind builds.
+    Store* m_store = nullptr;
+
+    // The property that is being read: its tag, its bytes so far, and the type of one element.
+    ULONG m_tag = 0;
+    std::string m_bytes;
+    std::string m_element;
+    std::unordered_map<std::string, ULONG> m_tagsByKey;
+    unsigned long long m_placeNumber = 0;
+};
+
+bool Reader::Fail(const std::string& what) {
+    const std::string place = Place();
+    m_why = ToWide(place.empty() ? what : place + ": " + what);
+    return false;
+}
+
+std::string Reader::Place() const {
+    std::string place;
+    for (const Frame& frame : m_frames) {
+        const bool isList = frame.elements != 0;
+        if (isList)
+            place += "[" + std::to_string(frame.elements - 1) + "]";
+        else if (!frame.name.empty())
+            place += (place.empty() ? "" : ".") + frame.name;
+    }
+    return place;
+}
+
+bool Reader::parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error) {
+    // "[json.exception.parse_error.101] parse error at line 3, column 7: ..."
+    const std::string text = error.what();
+    const size_t start = text.find("] ");
+    m_why = ToWide(start == std::string::npos ? text : text.substr(start + 2));
+    return false;
+}
+
+bool Reader::key(std::string& name) {
+    Frame& frame = m_frames.back();
+    frame.name = name;
+    if (frame.part == pProperties) {
+        PropertyKey key;
+        const auto known = m_tagsByKey.find(name);
+        if (known != m_tagsByKey.end()) {
+            m_tag = known->second;
+        } else {
+            if (!ParseKey(name, key)) return Fail("not a property");
+            if (key.isNamed && m_store == nullptr) return Fail("named properties belong to stores");
+            const ULONG id = key.isNamed ? m_store->names.FindOrAdd(key.name) : PROP_ID(key.tag);
+            if (id == 0) return Fail("too many named properties in this store");
+            m_tag = PROP_TAG(PROP_TYPE(key.tag), id);
+            m_tagsByKey.emplace(name, m_tag);
+        }
+        return frame.properties->Find(PROP_ID(m_tag)) == nullptr || Fail("a property given twice");
+    }
+    if (frame.part == pRawValue) return name == "base64" || Fail("unknown member");
+    for (const Member& member : kMembers) {
+        if (member.object != frame.part || name != member.name) continue;
+        frame.memberIs = member.leadsTo;
+        frame.memberIsList = member.isList;
+        return true;
+    }
+    return Fail("unknown member");
+}
+
+bool Reader::Begin(Part part, const Frame& outer) {
+    Frame frame{part};
+    frame.folder = outer.folder;
+    frame.message = outer.message;
+    frame.attachment = outer.attachment;
+    switch (part) {
+        case pService:
+            m_database.services.push_back(std::make_unique<Service>());
+            break;
+        case pStore:
+            m_database.stores.push_back(std::make_unique<Store>());
+            m_store = m_database.stores.back().get();
+            m_tagsByKey.clear();
+            break;
+        case pAddressEntry:
+            m_database.addressBook.push_back(std::make_unique<AddressEntry>());
+            m_store = nullptr;
+            m_tagsByKey.clear();
+            break;
+        case pFolder: {
+            auto folder = std::make_shared<Folder>();
+            folder->store = m_store;
+            folder->parent = outer.part == pFolders ? outer.folder : nullptr;
+            (folder->parent != nullptr ? folder->parent->folders.emplace_back() : m_store->root) = folder;
+            frame.folder = folder.get();
+            break;
+        }
+        case pItem: {
+            auto item = std::make_shared<Item>();
+            auto data = std::make_shared<MessageData>();
+            frame.message = data.get();
+            item->folder = outer.folder;
+            item->data = std::move(data);
+            outer.folder->items.push_back(std::move(item));
+            break;
+        }
+        case pAttachment: {
+            auto attachment = std::make_shared<Attachment>();
+            attachment->number = outer.message->nextAttachment++;
+            frame.attachment = attachment.get();
+            outer.message->attachments.push_back(std::move(attachment));
+            break;
+        }
+        case pMessage: {
+            auto data = std::make_shared<MessageData>();
+            frame.message = data.get();
+            outer.attachment->message = std::move(data);
+            break;
+        }
+        case pProperties:
+            switch (outer.part) {
+                case pStore:
+                    frame.properties = &m_store->properties;
+                    break;
+                case pFolder:
+                    frame.properties = &outer.folder->properties;
+                    break;
+                case pAttachment:
+                    frame.properties = &outer.attachment->properties;
+                    break;
+                case pRecipients:
+                    frame.properties = &outer.message->recipients.emplace_back();
+                    break;
+                case pAddressEntry:
+                    frame.properties = &m_database.addressBook.back()->properties;
+                    break;
+                default:
+                    frame.properties = &outer.message->properties;
+            }
+            break;
+        default:
+            break;
+    }
+    m_frames.push_back(std::move(frame));
+    return true;
+}
+
+bool Reader::start_object(std::size_t) {
+    if (m_frames.empty()) {
+        m_frames.push_back({pFile});
+        return true;
+    }
+    if (m_frames.size() >= kDeepest) return Fail("nested too deeply");
+    Frame& outer = m_frames.back();
+    if (outer.part == pProperties || outer.part == pElements) {
+        if (outer.part == pElements)
+            ++outer.elements;
+        else if ((m_tag & MV_FLAG) != 0)
+            return Fail("not a list");
+        m_frames.push_back({pRawValue});
+        return true;
+    }
+    for (const auto& list : kElements) {
+        if (list.list != outer.part) continue;
+        ++outer.elements;
+        return Begin(list.element, outer);
+    }
+    if (outer.part == pRawValue || outer.memberIs == pValue || outer.memberIsList)
+        return Fail("not an object");
+    if (outer.memberIs == pFolder && m_store->root != nullptr) return Fail("given twice");
+    return Begin(outer.memberIs, outer);
+}
+
+bool Reader::start_array(std::size_t) {
+    if (m_frames.empty()) return Fail("a mailbox file is one object");
+    Frame& outer = m_frames.back();
+    if (outer.part == pProperties && (m_tag & MV_FLAG) != 0) {
+        m_bytes.clear();
+        m_frames.push_back({pElements});
+        return true;
+    }
+    if (!outer.memberIsList || outer.part == pProperties || outer.part == pElements)
+        return Fail("not a list");
+    return Begin(outer.memberIs, outer);
+}
+
+bool Reader::end_object() {
+    const Frame ended = std::move(m_frames.back());
+    m_frames.pop_back();
+    switch (ended.part) {
+        case pProperties:
+            ended.properties->Compact();
+            break;
+        case pRawValue:
+            if (!ended.isGiven) return Fail("an object without \"base64\"");
+            break;
+        case pItem:
+            ended.message->attachments.shrink_to_fit();
+            ended.message->recipients.shrink_to_fit();
+            break;
+        case pService:
+            if (m_database.services.back()->uid.empty()) return Fail("a service without uid");
+            break;
+        case pStore:
+            if (m_store->root == nullptr) return Fail("a store without root folder");
+            break;
+        case pAddressEntry:
+            if (m_database.addressBook.back()->id.empty()) return Fail("an address-book entry without id");
+            break;
+        case pFile:
+            if (!m_hasFormat || !m_hasVersion)
+                return Fail("not a mailbox file: \"format\" or \"version\" is missing");
+            break;
+        default:
+            break;
+    }
+    return true;
+}
+
+bool Reader::EndElements() {
+    m_frames.pop_back();
+    m_frames.back().properties->Set(m_tag, m_bytes);
+    return true;
+}
+
+/// Takes the value that was encoded into m_element as the property, or as its next element.
+bool Reader::PropertyValue(const char* problem) {
+    if (problem != nullptr) return Fail(problem);
+    const bool isElement = m_frames.back().part == pElements;
+    if (!isElement)
+        m_frames.back().properties->Set(m_tag, m_element);
+    else if (FixedSize(m_tag & ~MV_FLAG & PROP_TYPE_MASK) != 0)
+        m_bytes += m_element;
+    else
+        AppendElement(m_bytes, m_element);
+    return true;
+}
+
+bool Reader::Value(const Scalar& scalar) {
+    if (m_frames.empty()) return Fail("a mailbox file is one object");
+    Frame& frame = m_frames.back();
+    const ULONG single = PROP_TYPE(m_tag) & ~MV_FLAG;
+    switch (frame.part) {
+        case pProperties:
+            if ((m_tag & MV_FLAG) != 0) return Fail("not a list");
+            return PropertyValue(Encode(single, scalar, m_element));
+        case pElements:
+            ++frame.elements;
+            return PropertyValue(Encode(single, scalar, m_element));
+        case pRawValue: {
+            const char* problem =
+                scalar.kind == Scalar::kText ? EncodeRaw(single, scalar.text, m_element) : "not base64";
+            if (problem != nullptr) return Fail(problem);
+            // The value belongs to what stands around the raw form.
+            const Frame raw = std::move(m_frames.back());
+            m_frames.pop_back();
+            if (raw.isGiven) return Fail("given twice");
+            PropertyValue(nullptr);
+            m_frames.push_back(raw);
+            m_frames.back().isGiven = true;
+            return true;
+        }
+        default:
+            if (frame.memberIs != pValue || frame.name.empty()) return Fail("not an object or list");
+            return MemberValue(frame, scalar);
+    }
+}
+
+bool Reader::TakeText(const Scalar& scalar, std::string& text) {
+    if (scalar.kind != Scalar::kText) return Fail("not a text");
+    text = scalar.text;
+    return true;
+}
+
+bool Reader::TakeFlag(const Scalar& scalar, bool& flag) {
+    if (scalar.kind != Scalar::kBoolean) return Fail("not true or false");
+    flag = scalar.boolean;
+    return true;
+}
+
+bool Reader::TakeId(const Scalar& scalar, std::string& id) {
+    if (scalar.kind != Scalar::kText || !FromHex(scalar.text, id)) return Fail("not hexadecimal text");
+    return (id.size() >= kShortestId && id.size() <= kLongestId) ||
+           Fail("not an identifier of 5 to 255 bytes");
+}
+
+bool Reader::MemberValue(Frame& frame, const Scalar& scalar) {
+    std::string text;
+    switch (frame.part) {
+        case pFile:
+            if (frame.name == "format") {
+                m_hasFormat = scalar.kind == Scalar::kText && scalar.text == "quorvel-mailbox";
+                return m_hasFormat || Fail("not \"quorvel-mailbox\"");
+            }
+            m_hasVersion = scalar.kind == Scalar::kUnsigned && scalar.unsignedNumber == 1;
+            return m_hasVersion || Fail("not 1, the version that this program reads");
+        case pService: {
+            Service& service = *m_database.services.back();
+            if (frame.name == "uid")
+                return TakeId(scalar, service.uid) &&
+                       (service.uid.size() == sizeof(GUID) || Fail("not 16 bytes"));
+            for (const auto& entry : kServiceTexts)
+                if (frame.name == entry.member)
+                    return TakeText(scalar, text) && (service.properties.Set(entry.tag, text), true);
+            return false;
+        }
+        case pStore:
+            if (frame.name == "id") return TakeId(scalar, m_store->id);
+            if (frame.name == "default") return TakeFlag(scalar, m_store->isDefault);
+            return TakeId(scalar, m_store->serviceUid);
+        case pSpecial:
+            for (size_t which = 0;
+                 const char* name : {"ipmSubtree", "inbox", "outbox", "sentItems", "deletedItems"}) {
+                if (frame.name == name) return TakeId(scalar, m_store->special[which]);
+                ++which;
+            }
+            return false;
+        case pFolder:
+            return TakeId(scalar, frame.folder->id);
+        case pItem: {
+            Item& item = *frame.folder->items.back();
+            return frame.name == "id" ? TakeId(scalar, item.id) : TakeFlag(scalar, item.associated);
+        }
+        case pAddressEntry:
+            return TakeId(scalar, m_database.addressBook.back()->id);
+        default:
+            return Fail("no plain value belongs here");
+    }
+}
+
+std::string Reader::IdFromPlace(const Store& store) {
+    // The counter stands for the place, so the identifier is the same whenever the same file is read.
+    ++m_placeNumber;
+    std::string id(4, '\0');
+    id.append(SearchKeyOf(store.id)).append("place");
+    id.append(reinterpret_cast<const char*>(&m_placeNumber), sizeof m_placeNumber);
+    return id;
+}
+
+bool Reader::IndexFolder(const std::shared_ptr<Folder>& folder, const std::string& place) {
+    Store& store = *folder->store;
+    const auto fail = [&](const std::string& where) {
+        m_why = ToWide(where + ".id: another folder or item of the store has this identifier");
+        return false;
+    };
+    const auto isTaken = [&](const std::string& id) {
+        return store.foldersById.contains(id) || store.itemsById.contains(id);
+    };
+    if (folder->id.empty()) folder->id = IdFromPlace(store);
+    if (isTaken(folder->id)) return fail(place);
+    store.foldersById.emplace(folder->id, folder);
+    for (size_t index = 0; const auto& item : folder->items) {
+        if (item->id.empty()) item->id = IdFromPlace(store);
+        if (!store.itemsById.emplace(item->id, item).second || store.foldersById.contains(item->id))
+            return fail(place + ".items[" + std::to_string(index) + "]");
+        ++index;
+    }
+    folder->items.shrink_to_fit();
+    for (size_t index = 0; const auto& child : folder->folders) {
+        if (!IndexFolder(child, place + ".folders[" + std::to_string(index) + "]")) return false;
+        ++index;
+    }
+    return true;
+}
+
+bool Reader::IndexStore(Store& store, size_t index) {
+    const std::string place = "stores[" + std::to_string(index) + "]";
+    if (store.id.empty()) store.id = SearchKeyOf("store " + std::to_string(index));
+    if (m_database.FindStore(store.id) != &store) {
+        m_why = ToWide(place + ".id: another store has this identifier");
+        return false;
+    }
+    if (!IndexFolder(store.root, place + ".root")) return false;
+    if (store.special[sfIpmSubtree].empty()) store.special[sfIpmSubtree] = store.root->id;
+    return CheckReferences(store, place);
+}
+
+bool Reader::CheckReferences(const Store& store, const std::string& place) {
+    for (const std::string& special : store.special)
+        if (!special.empty() && !store.foldersById.contains(special)) {
+            m_why = ToWide(place + ".special: the store has no folder " + ToHex(special));
+            return false;
+        }
+    if (!store.serviceUid.empty() && m_database.FindService(store.serviceUid) == nullptr) {
+        m_why = ToWide(place + ".service: the file has no service " + ToHex(store.serviceUid));
+        return false;
+    }
+    return true;
+}
+
+bool Reader::Finish() {
+    const auto fail = [&](const char* list, size_t index, const char* what) {
+        m_why = ToWide(std::string(list) + "[" + std::to_string(index) + "]: " + what);
+        return false;
+    };
+    for (size_t index = 0; const auto& service : m_database.services) {
+        if (m_database.FindService(service->uid) != service.get())
+            return fail("services", index, "another service has this uid");
+        ++index;
+    }
+    for (size_t index = 0, defaults = 0; const auto& store : m_database.stores) {
+        if (store->isDefault && ++defaults > 1) return fail("stores", index, "a second default store");
+        if (!IndexStore(*store, index)) return false;
+        ++index;
+    }
+    std::unordered_map<std::string_view, size_t> seen;
+    for (size_t index = 0; const auto& entry : m_database.addressBook) {
+        if (!seen.emplace(entry->id, index).second)
+            return fail("addressBook", index, "another entry has this identifier");
+        ++index;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool ReadMailbox(std::string_view json, Database& database, std::wstring& why) {
+    Reader reader(database);
+    const bool ok = nlohmann::json::sax_parse(json.begin(), json.end(), &reader) && reader.Finish();
+    if (!ok) why = reader.Why();
+    return ok;
+}
+
+}  // namespace mailbox

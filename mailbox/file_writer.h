@@ -1,0 +1,14 @@
+#pragma once
+// The records of a mailbox as the JSON of its file.
+
+#include <functional>
+#include <string_view>
+
+#include "mailbox/Database.h"
+
+namespace mailbox {
+
+/// Gives the JSON to write piece by piece; stops and returns false once write does.
+bool FormatMailbox(const Database& database, const std::function<bool(std::string_view piece)>& write);
+
+}  // namespace mailbox
