@@ -23,7 +23,8 @@ void WriteWholeFile(const std::string& path, const std::string& content) {
 std::string Lines(size_t size, const char* lineBreak) {
     std::string text;
     text.reserve(size + 64);
-    for (size_t i = 0; text.size() < size; ++i) text += "line " + std::to_string(i * 7919) + lineBreak;
+    for (size_t i = 0; text.size() < size; ++i)
+        text.append("line ").append(std::to_string(i * 7919)).append(lineBreak);
     text.resize(size);
     return text;
 }

@@ -6,9 +6,10 @@
 //
 //     | ... | header | block | slack | inaccessible page |
 //
-// Addresses are not used twice. A live block costs the kernel two mappings, of which a process may have some
-// 65,000: beyond kGuardedBlocks live blocks in a module, further ones are ordinary and have the checks on
-// delete only.
+// Addresses are not used twice. A guarded block costs ten microseconds, and while it lives the kernel two
+// mappings, of which a process may have some 65,000. So of a program's first kAllGuarded blocks all are
+// guarded, then every kGuardedEvery-th, and never more than kGuardedAlive of those alive; the others have the
+// checks on delete only.
 
 #include <windows.h>
 
@@ -19,7 +20,9 @@
 namespace {
 const size_t kPage = 4096;
 const size_t kChunkSize = size_t{1} << 30;
-const LONG kGuardedBlocks = 8000;
+const LONG kGuardedAlive = 8000;
+const LONG64 kAllGuarded = 200000;
+const LONG64 kGuardedEvery = 32;
 const size_t kSmallestAlignment = 16;
 const uint64_t kLive = 0x4B434F4C42455649;
 const uint64_t kDead = 0x4B434F4C42444145;
@@ -56,7 +59,8 @@ const size_t kHeaderSize =
 
 SRWLOCK g_lock = SRWLOCK_INIT;
 Chunk* g_chunk;
-LONG g_guarded;
+volatile LONG64 g_made;
+volatile LONG g_guardedAlive;
 
 size_t RoundUp(size_t value, size_t multiple) {
     return (value + multiple - 1) / multiple * multiple;
@@ -124,6 +128,15 @@ char* Guarded(size_t committed, Chunk** chunk) {
     return base;
 }
 
+/// Whether the next block is to be guarded; if so it is counted as alive.
+bool IsGuardWanted() {
+    const LONG64 made = InterlockedIncrement64(&g_made);
+    if (made > kAllGuarded && made % kGuardedEvery != 0) return false;
+    if (InterlockedIncrement(&g_guardedAlive) <= kGuardedAlive) return true;
+    InterlockedDecrement(&g_guardedAlive);
+    return false;
+}
+
 void* Allocate(size_t size, size_t alignment, Form form) {
     if (alignment < kSmallestAlignment) alignment = kSmallestAlignment;
     if (size > PTRDIFF_MAX - 4 * kPage - alignment) return nullptr;
@@ -132,10 +145,12 @@ void* Allocate(size_t size, size_t alignment, Form form) {
     const size_t committed = RoundUp(rounded + kHeaderSize + (alignment > kPage ? alignment : 0), kPage);
     Chunk* chunk = nullptr;
     char* base = nullptr;
-    if (InterlockedIncrement(&g_guarded) <= kGuardedBlocks) base = Guarded(committed, &chunk);
+    if (IsGuardWanted()) {
+        base = Guarded(committed, &chunk);
+        if (base == nullptr) InterlockedDecrement(&g_guardedAlive);
+    }
     char* end = base + committed;
     if (base == nullptr) {
-        InterlockedDecrement(&g_guarded);
         base = static_cast<char*>(HeapAlloc(GetProcessHeap(), 0, rounded + kHeaderSize + alignment));
         if (base == nullptr) return nullptr;
         end = base + rounded + kHeaderSize + alignment;
@@ -175,7 +190,7 @@ void Free(void* memory, size_t size, Form form) {
         if (static_cast<unsigned char>(*at) != kSlack) Die("written behind a block");
     if (header.chunk != nullptr) {
         VirtualFree(header.base, header.committed, MEM_DECOMMIT);
-        InterlockedDecrement(&g_guarded);
+        InterlockedDecrement(&g_guardedAlive);
         Release(header.chunk);
         return;
     }
