@@ -1,0 +1,252 @@
+// What the search writes: entry traces, and while extra logging is on rules, contacts, compared fields and
+// results.
+
+#include <algorithm>
+
+#include "tests/similar/SimilarFixture.h"
+#include "tests/support/CapturedLog.h"
+
+namespace {
+
+/// The texts of the dump lines among lines.
+std::vector<std::string> Dump(const LogLines& lines) {
+    std::vector<std::string> texts;
+    for (const LogLine& line : lines)
+        if (line.severity == sevRaw) texts.push_back(line.text);
+    return texts;
+}
+
+class SimilarLog : public SimilarTest {
+  protected:
+    SimilarLog() {
+        // The rules are written by the first search of the process that finds extra logging on.
+        CapturedLog log(1, true);
+        SimilarSearch_Delete(SimilarSearch_Create(nullptr, "", 0));
+    }
+};
+
+TEST_F(SimilarLog, ExportsTraceTheirEntry) {
+    const TestItem item = Add({{L"Last Name", L"Smith"}});
+    const ComPtr<IMessage> opened = Open(item);
+    unsigned verdict, filled;
+    CapturedLog log(2);
+    void* search = SimilarSearch_Create(Session(), Store().Id().c_str(), 0);
+    SimilarSearch_SetSearchByItem(search, opened.Get(), &filled);
+    SimilarSearch_AddToCache(search, opened.Get());
+    SimilarSearch_CheckItem(search, opened.Get(), &verdict, &filled, nullptr, nullptr);
+    SimilarSearch_CheckItemW(search, opened.Get(), &verdict, &filled, nullptr, nullptr);
+    SimilarSearch_CheckItemFast(search, item.Id().c_str(), &verdict, &filled, nullptr, nullptr);
+    SimilarSearch_CheckItemFastW(search, item.Id().c_str(), &verdict, &filled, nullptr, nullptr);
+    SimilarSearch_LogSearchByPos(search);
+    SimilarSearch_RemoveFromCache(search, item.Id().c_str(), 1);
+    SimilarSearch_Delete(search);
+    SimilarSearch_Delete(nullptr);
+    LogLines expected;
+    for (const char* name :
+         {"Create", "SetSearchByItem", "AddToCache", "CheckItem", "CheckItemW", "CheckItemFast",
+          "CheckItemFastW", "LogSearchByPos", "RemoveFromCache", "Delete", "Delete"})
+        expected.push_back({sevInfo, std::string("SimilarSearch_") + name, "->\n"});
+    EXPECT_EQ(log.Lines(), expected) << "and nothing else while extra logging is off";
+}
+
+TEST_F(SimilarLog, SearchesBeginAndEndWithTheirLines) {
+    const std::string line(110, '-');
+    CapturedLog log(2, true);
+    SimilarSearch_Delete(SimilarSearch_Create(nullptr, "", 0));
+    EXPECT_EQ(log.Lines(), LogLines({{sevInfo, "SimilarSearch_Create", "->\n"},
+                                     {sevRaw, "", line + "\n"},
+                                     {sevRaw, "", "New Similar Search\n"},
+                                     {sevRaw, "", line + "\n"},
+                                     {sevRaw, "", "\n"},
+                                     {sevInfo, "SimilarSearch_Delete", "->\n"},
+                                     {sevRaw, "", "Similar Search Deleted\n"}}));
+    log.Clear();
+    SimilarSearch_Delete(nullptr);
+    EXPECT_EQ(log.Lines(), LogLines({{sevRaw, "", "\n"}, {sevInfo, "SimilarSearch_Delete", "->\n"}}));
+}
+
+TEST_F(SimilarLog, CheckIsWrittenWithItsContactsAndItsResult) {
+    const TestItem one = Add({{L"Full Name", L"Jon Smith"},
+                              {L"First Name", L"Jon"},
+                              {L"Last Name", L"Smith"},
+                              {L"Home Address Street", L"1 Main St.\r\nBack Yard"},
+                              {L"Categories", L"Friends|Rowing"}});
+    const TestItem other =
+        Add({{L"Company", L"Smyth Ltd."}, {L"First Name", L"John"}, {L"Last Name", L"Smyth"}});
+    CapturedLog log(1, true);
+    Search search(Session(), Store().Id());
+    log.Clear();
+    search.SetSearchBy(Open(one).Get());
+    EXPECT_EQ(Dump(log.Lines()),
+              (std::vector<std::string>{
+                  "    " + std::string(102, '-') + "\n",
+                  "     1.SearchByContact( " + one.Id() + ", DisplayName(FullName) = \"Jon Smith\" )\n",
+                  "                        [First Name]: \"Jon\"\n",
+                  "                         [Last Name]: \"Smith\"\n",
+                  "               [Home Address Street]: \"1 Main St.  Back Yard\"\n",
+                  "                        [Categories]: (count=2)\"Friends\",\"Rowing\"}\n",
+                  "                               [LMT]: 2026.01.01 01:00:00.0000\n",
+              }));
+    log.Clear();
+    search.Check(Open(other).Get());
+    EXPECT_EQ(Dump(log.Lines()),
+              (std::vector<std::string>{
+                  "        +Contact( " + other.Id() + ", DisplayName(Company ) = \"Smyth Ltd.\" )\n",
+                  "                            [First Name]: \"John\"\n",
+                  "                             [Last Name]: \"Smyth\"\n",
+                  "                               [Company]: \"Smyth Ltd.\"\n",
+                  "                                   [LMT]: 2026.01.01 01:00:00.0000\n",
+                  "            Similar. // FirstName(MissChar) + LastName(DiffChar); [First Name] \"Jon\" | "
+                  "\"John\"; "
+                  "[Last Name] \"Smith\" | \"Smyth\"\n",
+              }));
+    log.Clear();
+    search.CheckFast(other.Id());
+    EXPECT_EQ(Dump(log.Lines()).size(), 2u) << "the fields of a cached contact are not written again";
+    log.Clear();
+    SimilarSearch_AddToCache(search, Open(other).Get());
+    EXPECT_EQ(Dump(log.Lines()), (std::vector<std::string>{"        _Contact( " + other.Id() +
+                                                           ", DisplayName(Company ) = \"Smyth Ltd.\" )\n"}));
+    log.Clear();
+    SimilarSearch_LogSearchByPos(search);
+    EXPECT_EQ(Dump(log.Lines()).size(), 2u);
+}
+
+TEST_F(SimilarLog, ContactsAreNamedByTheFirstNameTheyHave) {
+    Contact contact = {{L"Full Name", L"Jon Smith"}, {L"Company", L"Smith Ltd."}, {L"File As", L"Smith"}};
+    CapturedLog log(1, true);
+    Search search(Session(), Store().Id());
+    for (const char* name : {"FullName) = \"Jon Smith\" )", "Company ) = \"Smith Ltd.\" )",
+                             " FileAs ) = \"Smith\" )", " Empty  ) = \"Untitled\" )"}) {
+        const TestItem item = Add(contact);
+        log.Clear();
+        SimilarSearch_AddToCache(search, Open(item).Get());
+        EXPECT_EQ(Dump(log.Lines())[0], "        _Contact( " + item.Id() + ", DisplayName(" + name + "\n");
+        if (!contact.empty()) contact.erase(contact.begin());
+    }
+}
+
+TEST_F(SimilarLog, ComparedFieldsStandInColumns) {
+    const TestItem one = Add({{L"First Name", L"Peter"},
+                              {L"Last Name", L"John"},
+                              {L"E-mail", L"a@example.org"},
+                              {L"E-mail 2", L"A@example.org"}});
+    const TestItem other =
+        Add({{L"First Name", L"John"}, {L"Last Name", L"Walter"}, {L"E-mail 3", L"a@example.org"}});
+    Search search(Session(), Store().Id());
+    search.SetSearchBy(Open(one).Get());
+    SimilarSearch_AddToCache(search, Open(other).Get());
+    CapturedLog log(1, true);
+    search.CheckFast(other.Id());
+    const std::vector<std::string> dump = Dump(log.Lines());
+    const auto has = [&](const std::string& line) {
+        return std::any_of(dump.begin(), dump.end(),
+                           [&](const std::string& l) { return l.starts_with(line); });
+    };
+    EXPECT_TRUE(has("GrouppedCmpRules(Item1): skipping E-mail2 coz equal to E-mail\n"));
+    EXPECT_TRUE(has("            Compared fields (after strict detection)\n"));
+    EXPECT_TRUE(has("              FirstName(item1reversed)     Exact               \"John\" | \"John\"\n"));
+    EXPECT_TRUE(
+        has("              LastName(item1reversed)      Invalid(Unequal)    \"Peter\" | \"Walter\"\n"));
+    EXPECT_TRUE(
+        has("              E-mail(item2.E-mail3)        Exact               \"a@example.org\" | "
+            "\"a@example.org\"\n"));
+    EXPECT_TRUE(has("Switchig to other reversed mode: item2reversed"));
+    EXPECT_FALSE(has("            Compared fields (after similar detection)\n"))
+        << "a verdict was made before";
+    EXPECT_EQ(std::count_if(dump.begin(), dump.end(),
+                            [](const std::string& line) { return line.find("[") != line.npos; }),
+              1)
+        << "the result line with the deciding values";
+}
+
+TEST_F(SimilarLog, NoVerdictLeavesBothListsOfComparedFields) {
+    const TestItem one = Add({{L"First Name", L"Peter"}, {L"Last Name", L"Smith"}});
+    const TestItem other = Add({{L"First Name", L"Walter"}, {L"Last Name", L"Jones"}});
+    Search search(Session(), Store().Id());
+    search.SetSearchBy(Open(one).Get());
+    SimilarSearch_AddToCache(search, Open(other).Get());
+    CapturedLog log(1, true);
+    search.CheckFast(other.Id());
+    EXPECT_EQ(log.Count(sevRaw, "", "            Compared fields (after strict detection)\n"), 1u);
+    EXPECT_EQ(log.Count(sevRaw, "", "            Compared fields (after similar detection)\n"), 1u);
+}
+
+TEST_F(SimilarLog, PlaceholderDatesAreSkippedWithOneLine) {
+    const struct {
+        const wchar_t *one, *other;
+        const char* line;
+    } kCases[] = {
+        {L"4501-01-01", L"1980-03-22", "Skipping bad date(4501.01.01)\n"},
+        {L"1980-03-22", L"1899-12-30", "Skipping bad date(1899.12.30)\n"},
+        {L"4501-01-01", L"1899-12-30", "Skipping bad date(4501.01.01)\n"},
+    };
+    for (const auto& c : kCases) {
+        CapturedLog log;
+        Compare({{L"Last Name", L"Smith"}, {L"Birthday", c.one}},
+                {{L"Last Name", L"Smith"}, {L"Birthday", c.other}});
+        EXPECT_EQ(log.Lines(), LogLines({{sevError, "CSimilarSearch.CmpBADateProp", c.line}}));
+    }
+}
+
+// A fresh copy of the library in a process of its own state writes its rules, once.
+TEST(SimilarRuleDump, IsWrittenOnceWithEveryRule) {
+    HMODULE module = LoadLibraryW(L"Quorvel.dll");
+    ASSERT_TRUE(module) << "Quorvel.dll is not beside the test";
+    const auto configure = reinterpret_cast<decltype(&Quorvel_ConfigLogEx)>(
+        reinterpret_cast<void*>(GetProcAddress(module, "Quorvel_ConfigLogEx")));
+    const auto create = reinterpret_cast<decltype(&SimilarSearch_Create)>(
+        reinterpret_cast<void*>(GetProcAddress(module, "SimilarSearch_Create")));
+    const auto destroy = reinterpret_cast<decltype(&SimilarSearch_Delete)>(
+        reinterpret_cast<void*>(GetProcAddress(module, "SimilarSearch_Delete")));
+    ASSERT_TRUE(configure && create && destroy);
+
+    TemporaryFolder folder;
+    const std::string file = folder.File("rules.log");
+    configure(nullptr, nullptr, 0, 1, 0);
+    destroy(create(nullptr, "", 0));
+    configure(nullptr, file.c_str(), 0, 1, 1);
+    for (int i = 0; i < 2; ++i) destroy(create(nullptr, "", 0));
+    configure(nullptr, nullptr, 0, 1, 0);
+    FreeLibrary(module);
+    const std::vector<std::string> dump = Dump(ParseLog(ReadWholeFile(file)));
+
+    // Headings in their order, with the number of entries below each.
+    const std::vector<std::pair<std::string, int>> kTables = {
+        {"CompareRules", 0},
+        {"GrouppedProps ( for strict comparation )", 3},
+        {"StrictPairs", 13},
+        {"StrictFields If SameCompanyContacts", 9},
+        {"StrictPairs if LNameFilterPassed", 2},
+        {"StrictPairs if AnyField", 47},
+        {"StrictPairs if LNameFilterPassed and AnyField", 19},
+        {"AnyFields", 63},
+        {"GrouppedProps ( for suggested comparation )", 3},
+        {"SuggestedPair if both props are similar(not exact)", 1},
+        {"SuggestedFields", 2},
+        {"SuggestedFields  If LNameFilterPassed", 29},
+        {"Suggested2Fields If LNameFilterPassed", 3},
+    };
+    std::vector<std::pair<std::string, int>> tables;
+    for (const std::string& line : dump) {
+        if (line.starts_with("        ")) {
+            ASSERT_FALSE(tables.empty());
+            char number[8];
+            snprintf(number, sizeof number, "%02d. ", ++tables.back().second);
+            EXPECT_EQ(line.substr(8, strlen(number)), number) << line;
+        } else if (line.starts_with("    ")) {
+            EXPECT_EQ(line.size(), 4 + 58 + 1u) << line;
+            tables.emplace_back(line.substr(4, line.find(" --") - 4), 0);
+        }
+    }
+    EXPECT_EQ(tables, kTables) << "once, for the first search while extra logging is on";
+    for (const char* line :
+         {"    StrictPairs ----------------------------------------------\n",
+          "        01. First Name + Last Name\n", "        13. Business Phone + Business Phone 2\n",
+          "        01. E-mail, E-mail 2, E-mail 3\n", "        09. Home Phone 2\n",
+          "        47. Personal Home Page + Pager\n", "        19. Nickname + Personal Home Page\n",
+          "        63. Web Page / Business Home Page\n", "        29. Personal Home Page\n"})
+        EXPECT_EQ(std::count(dump.begin(), dump.end(), line), 1) << line;
+}
+
+}  // namespace
