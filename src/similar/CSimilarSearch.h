@@ -124,6 +124,7 @@ class CSimilarSearch {
     void LogFields(const TItemProps& item, const wchar_t* indent) const;
     void LogComparedFields(const TCmpData& data, const wchar_t* heading) const;
     void LogVerdict(const TCmpData& data, std::initializer_list<int> fields) const;
+    int FieldOfItem1(const TCmpData& data, int field) const;
     std::wstring ValueText(const TItemProps& item, int field) const;
 
     const wchar_t* Name(int field) const { return m_fields[field].lpszName; }

@@ -140,6 +140,13 @@ std::wstring CSimilarSearch::ValueText(const TItemProps& item, int field) const 
     return text && !text->IsEmpty() ? TextOf(text->whole.text) : TextOf(item.values.get()[field]);
 }
 
+/// The field of item 1 whose value a result is about: the other name while its names are taken reversed.
+int CSimilarSearch::FieldOfItem1(const TCmpData& data, int field) const {
+    if (data.reversedMode != 1) return field;
+    if (field == m_indexes.FirstName) return m_indexes.LastName;
+    return field == m_indexes.LastName ? m_indexes.FirstName : field;
+}
+
 void CSimilarSearch::LogComparedFields(const TCmpData& data, const wchar_t* heading) const {
     if (!g_Log.IsExtra()) return;
     g_Log.Extra(L"%sCompared fields %s\n", kDetailIndent, heading);
@@ -149,7 +156,8 @@ void CSimilarSearch::LogComparedFields(const TCmpData& data, const wchar_t* head
         wchar_t label[kLabelCapacity];
         FieldLabel(data, field, label);
         g_Log.Extra(L"%s  %-*s %-*s %s | %s\n", kDetailIndent, kLabelWidth, label, kMethodWidth,
-                    CmpMethod2Str(entry.result, false, false), ValueText(*data.item1, field).c_str(),
+                    CmpMethod2Str(entry.result, false, false),
+                    ValueText(*data.item1, FieldOfItem1(data, field)).c_str(),
                     ValueText(*data.item2, entry.counterpart).c_str());
     }
 }
@@ -158,9 +166,9 @@ void CSimilarSearch::LogVerdict(const TCmpData& data, std::initializer_list<int>
     std::wstring line = m_verdictTextW;
     line.pop_back();
     for (int field : fields) {
-        line += std::wstring(line.empty() ? L"" : L"; ") + L"[" + Name(field) + L"] ";
         line +=
-            ValueText(*data.item1, field) + L" | " + ValueText(*data.item2, data.fields[field].counterpart);
+            std::wstring(L"; [") + Name(field) + L"] " + ValueText(*data.item1, FieldOfItem1(data, field));
+        line += L" | " + ValueText(*data.item2, data.fields[field].counterpart);
     }
     g_Log.Extra(L"%s%s\n", kDetailIndent, line.c_str());
 }

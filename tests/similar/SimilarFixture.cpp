@@ -75,7 +75,7 @@ const std::map<std::wstring, Property> kProperties = {
     {L"Organizational ID Number", {PR_ORGANIZATIONAL_ID_NUMBER_W}},
     {L"Personal Home Page", {PR_PERSONAL_HOME_PAGE_W}},
     {L"Profession", {PR_PROFESSION_W}},
-    {L"Referred By", {PR_REFERRED_BY_NAME_W}},
+    {L"Referred By", {PR_PREFERRED_BY_NAME_W}},
     {L"Spouse", {PR_SPOUSE_NAME_W}},
     {L"User Field 1", {0, kSetAddress, 0x804F}},
     {L"User Field 2", {0, kSetAddress, 0x8050}},
@@ -140,6 +140,9 @@ SimilarTest::SimilarTest() {
     for (const auto& [name, property] : kProperties)
         if (property.set && property.number != 0) first.NamedTag(property.set, property.number, PT_UNICODE);
     first.NamedTag(kSetPublicStrings, L"Keywords", PT_MV_UNICODE);
+    for (LONG number : {0x801A, 0x801B, 0x801C, 0x8046, 0x8047, 0x8048, 0x8049, 0x804A})
+        first.NamedTag(kSetAddress, number, PT_UNICODE);
+    first.NamedTag(kSetCommon, 0x8586, PT_MV_BINARY);
 }
 
 ULONG SimilarTest::FieldTag(TestItem& item, const std::wstring& field) {

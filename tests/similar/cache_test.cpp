@@ -246,6 +246,29 @@ TEST_F(SimilarCache, OtherFieldsAreThoseThatAreNotCompared) {
     }
 }
 
+// A store that knows but the one name that contacts need says which others were asked for.
+TEST_F(SimilarCache, NamedFieldsAreAskedForInTheirOrder) {
+    TestStore empty = AddStore(L"New");
+    TestItem item = empty.Root().Folder(L"Contacts").Item(L"IPM.Contact");
+    item.NamedTag(kSetAddress, 0x8005, PT_UNICODE);
+    Search search(Session(), empty.Id(), 1);
+    CapturedLog log;
+    search.SetSearchBy(Open(item).Get());
+    std::vector<std::string> keys;
+    for (const LogLine& line : log.Lines(sevError, "Quorvel_ResolveTags")) {
+        const size_t begin = line.text.find("Key=\"") + 5;
+        keys.push_back(line.text.substr(begin, line.text.find('"', begin) - begin));
+    }
+    EXPECT_EQ(keys, (std::vector<std::string>{
+                        "Business Address Street", "E-mail", "E-mail 2", "E-mail 3", "Billing Information",
+                        "Categories", "IM Address", "Internet Free/Busy Address", "Mileage", "User Field 1",
+                        "User Field 2", "User Field 3", "User Field 4", "Web Page",
+                        // the other ones; the file-as name is among them and known
+                        "BusinessAddress", "BusinessAddressCity", "BusinessAddressCountry",
+                        "BusinessAddressPostalCode", "BusinessAddressPostOfficeBox", "BusinessAddressState",
+                        "HomeAddress", "Links", "OtherAddress"}));
+}
+
 class SimilarEmails : public SimilarCache {
   protected:
     /// A contact whose e-mails are address-book forms, each with an entry behind it.

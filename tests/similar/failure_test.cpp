@@ -211,7 +211,7 @@ TEST_F(SimilarFailures, EveryCallOfAScenarioMayFail) {
         EXPECT_STREQ(text, checked ? L"Strict . // FirstName + LastName" : L"");
         const bool struck = mailbox::calls::Struck() != 0;
         EXPECT_EQ(struck, !log.Lines(sevError).empty() || !log.Lines(sevWarning).empty())
-            << "a fault is in the log";
+            << "a fault is in the log, and nothing else: " << testing::PrintToString(log.Lines());
         if (!struck) return;
         EXPECT_EQ(SimilarSearch_SetSearchByItem(search, searchBy.Get(), &filled), 1u);
         EXPECT_EQ(search.CheckFast(other.Id()).verdict, 2u) << "after the fault";

@@ -84,7 +84,7 @@ TEST_F(SimilarLog, CheckIsWrittenWithItsContactsAndItsResult) {
                   "                        [First Name]: \"Jon\"\n",
                   "                         [Last Name]: \"Smith\"\n",
                   "               [Home Address Street]: \"1 Main St.  Back Yard\"\n",
-                  "                        [Categories]: (count=2)\"Friends\",\"Rowing\"}\n",
+                  "                        [Categories]: (count=2){\"Friends\",\"Rowing\"}\n",
                   "                               [LMT]: 2026.01.01 01:00:00.0000\n",
               }));
     log.Clear();
@@ -242,7 +242,7 @@ TEST(SimilarRuleDump, IsWrittenOnceWithEveryRule) {
     EXPECT_EQ(tables, kTables) << "once, for the first search while extra logging is on";
     for (const char* line :
          {"    StrictPairs ----------------------------------------------\n",
-          "        01. First Name + Last Name\n", "        13. Business Phone + Business Phone 2\n",
+          "        02. Last Name + Birthday\n", "        13. Business Phone + Business Phone 2\n",
           "        01. E-mail, E-mail 2, E-mail 3\n", "        09. Home Phone 2\n",
           "        47. Personal Home Page + Pager\n", "        19. Nickname + Personal Home Page\n",
           "        63. Web Page / Business Home Page\n", "        29. Personal Home Page\n"})

@@ -98,7 +98,7 @@ TEST_F(SimilarRules, StrictPairs) {
 }
 
 TEST_F(SimilarRules, StrictPairsWhenLastNamesDoNotDiffer) {
-    for (const std::wstring& second : {L"IM Address", L"Mobile Phone"}) {
+    for (const std::wstring second : {L"IM Address", L"Mobile Phone"}) {
         const Names pair = {L"Nickname", second};
         ExpectPair(pair, Expected(2, pair, kLastNameOk));
         EXPECT_EQ(Compare(With(pair, kSmith), With(pair, kJones)), Verdict()) << Narrow(second);
@@ -252,7 +252,7 @@ TEST_F(SimilarRules, ALaterPairHasNoThirdField) {
 }
 
 TEST_F(SimilarRules, SuggestedFields) {
-    for (const std::wstring& field : {L"Company", L"Last Name"}) {
+    for (const std::wstring field : {L"Company", L"Last Name"}) {
         EXPECT_EQ(Compare(With({field}), With({field})), Expected(1, {field}));
         EXPECT_EQ(Compare(With({field}, kPeter), With({field}, kWalter)), Expected(1, {field}));
     }
