@@ -399,6 +399,98 @@ QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testO
 /* ---- Duplicate search
  * ------------------------------------------------------------------------------------------- */
 
+/* A search is created with the properties to compare, is handed items one by one, groups them on demand and
+ * is asked for the groups. Items may be added after a build, and the next build says what it changed. Results
+ * stay as they are until the next build. A handle is used by one thread at a time; indexes count from 0. */
+
+/* How items are compared (the algorithm of Search_Create). */
+typedef enum ESearchAlgorithm {
+    saSimilar =
+        0, /* two items are equal when they agree in every compared property that both have, and in one */
+    saIdentical =
+        1 /* as well, an empty value equals only an empty value; items without any value equal nobody */
+} ESearchAlgorithm;
+
+/* Pairs that are no duplicates although the compared properties agree (the rules of Search_Create2). A value
+ * that is missing counts as empty; a rule asks of a new item and one that equals it. */
+typedef enum ESearchException {
+    seApntSubject = 1,              /* subject empty on at least one side: the durations must be equal too */
+    seContCompanyContact = 2,       /* one is a company, the other a person */
+    seContFirstLastOnDiffSides = 3, /* one has only a first name, the other only a last name */
+    seContFirstLast = 4, /* half a name in common, or persons of whom one has no name: an e-mail, an address,
+                            a personal phone or the birthday must be equal too. The compared properties must
+                            include first name, last name, any e-mail and any phone. */
+    seTaskSubjectEmptyOnOneSide = 5,
+    seTaskStartAndDueOnDiffSides = 6, /* one has only a start date, the other only a due date */
+    seMailSubjectEmptyOnOneSide = 7,
+    seJrnlSubjectEmptyOnOneSide = 8,
+    seJrnlSubjectEmptyOnBothSides = 9 /* subject empty on both sides: the durations must be equal too */
+} ESearchException;
+
+/* What a build changed about the groups (Search_GetBuildChange). */
+typedef enum ESearchChange {
+    scNewGroup = 1, /* a new group; its duplicates follow as scJoined */
+    scGoneGroup = 2,
+    scJoined = 3, /* a duplicate joined the original's group */
+    scLeft = 4    /* a duplicate left the original's group */
+} ESearchChange;
+
+/* Creates a search; null is never returned.
+ *   session    opens the stores and items; the search holds a reference to it until it is deleted
+ *   props      properties to compare, and (bCompare 0) to read for choosing originals. Copied. Entries whose
+ *              nInterface is neither 0 nor 1 are left out. Named properties are resolved against the first
+ * item added; those that it does not know are left out. null: none, and every addition fails. original   how
+ * originals are chosen. Copied. null, and what cannot be used: okMostFilled. algorithm  ESearchAlgorithm; any
+ * other value finds nothing grouped    non-zero: the properties are compared group by group in order of
+ * nGroup. The first group in which the item has a value decides (saSimilar: for each other item, the first in
+ * which both have one). */
+QUORVEL_API void* Search_Create(IMAPISession* session, const TComparyProps* props,
+                                const TOriginalDefinition* original, unsigned int algorithm, int grouped);
+/* The same with exception rules: numbers of ESearchException, asked in this order. Copied. */
+QUORVEL_API void* Search_Create2(IMAPISession* session, const TComparyProps* props,
+                                 const TOriginalDefinition* original, unsigned int algorithm, int grouped,
+                                 const unsigned int* exceptions, unsigned int exceptionCount);
+/* Destroys a search with everything it handed out; null is ignored. */
+QUORVEL_API void Search_Delete(void* handle);
+
+/* Adds an item: opens it (its store once a search), reads it, compares it with the items added before.
+ *   entryId, storeId  entry-identifier texts of the item and its store, copied as they are
+ *   found             1 when an item added before equals it, else 0; untouched on failure; may be null
+ *   callerRank        taken first in choosing originals, as a signed number: the lower is preferred
+ * 1 when the item was added. 0 when it could not be opened or read, or when there is nothing to compare: the
+ * search is then as it was before. The same item added twice counts as two items. */
+QUORVEL_API int Search_Add(void* handle, const char* entryId, const char* storeId, unsigned int* found,
+                           unsigned int callerRank);
+
+/* Groups the items added so far. 1 on success; 0 when memory ran out or another exception came up, which is
+ * logged: the results of the build before are then still there. */
+QUORVEL_API int Search_Build(void* handle);
+
+/* The number of groups of the last build. Every group has an original and at least one duplicate. */
+QUORVEL_API int Search_GetOriginalCount(void* handle);
+/* Identifiers of a group's original, as they were given to Search_Add. For each of the two texts: *size is
+ * the size of the buffer in bytes on entry and the size that the text needs, terminator included, on return;
+ * the text is copied when it fits, and only then is the buffer touched. For no such group nothing is touched.
+ */
+QUORVEL_API void Search_GetOriginal(void* handle, int group, char* entryId, unsigned int* entryIdSize,
+                                    char* storeId, unsigned int* storeIdSize);
+/* The number of duplicates in a group, the original not counted; 0 for no such group. */
+QUORVEL_API int Search_GetDuplicateCount(void* handle, int group);
+/* Identifiers of one duplicate of a group, as Search_GetOriginal gives the original's. The better original
+ * comes first. */
+QUORVEL_API void Search_GetDuplicate(void* handle, int group, int duplicate, char* entryId,
+                                     unsigned int* entryIdSize, char* storeId, unsigned int* storeIdSize);
+
+/* One change that the last build made, against the build before; the first build makes every group new. All
+ * outputs are needed. kind         ESearchChange originalId, originalStoreId    identifiers of the group's
+ * original duplicateId, duplicateStoreId  identifiers of the duplicate for scJoined and scLeft; else null
+ *   position     for scJoined the duplicate's index in its group; else -1
+ * The texts belong to the search and live until the next build or Search_Delete; an empty text is null. 0,
+ * and an error line, for no such change: ask for 0, 1, 2 ... until then. */
+QUORVEL_API int Search_GetBuildChange(void* handle, int index, unsigned int* kind, const char** originalId,
+                                      const char** originalStoreId, const char** duplicateId,
+                                      const char** duplicateStoreId, int* position);
+
 /* ---- Similar-contact search
  * ------------------------------------------------------------------------------------- */
 

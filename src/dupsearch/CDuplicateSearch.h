@@ -1,0 +1,105 @@
+#pragma once
+// A duplicate search: items are added one by one, each read, filed into the tree of every compared property
+// and matched against those added before; Build turns the pairs found into groups headed by their originals.
+//
+// Owns everything it holds; the session is kept until the end. An addition that fails leaves the search as it
+// was (a store that it opened stays open). Used from one thread at a time.
+
+#include <memory>
+#include <vector>
+
+#include "dupsearch/CDuplicateMap.h"
+#include "dupsearch/CMatching.h"
+#include "dupsearch/TPreparation.h"
+#include "dupsearch/field_value.h"
+#include "dupsearch/value_override.h"
+
+/// What a build changed: a group is new, a group is gone, a duplicate joined a group, a duplicate left it.
+enum EBuildChange : unsigned { bcNewGroup = 1, bcGoneGroup = 2, bcJoined = 3, bcLeft = 4 };
+
+struct TBuildChange {
+    unsigned kind;
+    uint32_t original;
+    uint32_t duplicate;  // kNone but for bcJoined and bcLeft
+    int position;        // of the duplicate among the group's duplicates; -1 but for bcJoined
+};
+
+class CDuplicateSearch {
+  public:
+    CDuplicateSearch() = default;
+    CDuplicateSearch(const CDuplicateSearch&) = delete;
+    virtual ~CDuplicateSearch();
+
+    /// Copies the definitions, the original definition and the exceptions; what is unusable among them is
+    /// logged and left out. Clears a search that was used before.
+    void Create(IMAPISession* session, const TComparyProps* props, const TOriginalDefinition* original,
+                unsigned nCompareAlgorithm, bool bGrouped, const unsigned* exceptions, unsigned cExceptions);
+
+    /// 1 when the item was added, 0 otherwise. *found: 1 when an item added before equals it, else 0.
+    int Add(const char* entryId, const char* storeId, unsigned* found, unsigned nCallerRank);
+
+    /// Groups the items added so far; 1.
+    int Build();
+
+    // The result of the last Build. Groups are of items by number, the original first.
+    const std::vector<std::vector<uint32_t>>& Groups() const { return m_groups; }
+    const std::vector<TBuildChange>& Changes() const { return m_changes; }
+    const TItem& Item(uint32_t index) const { return m_items[index]; }
+
+    // For whoever wants to look inside.
+    const CItems& Items() const { return m_items; }
+    const TPreparation* Preparation() const { return m_preparation.get(); }
+    unsigned OriginalKind() const { return m_original.nKind; }
+
+  private:
+    /// Where an item goes in one compared property.
+    struct TFiling {
+        CCmpData* data;
+        const SPropValue* value;  // null for a stream
+        bool empty;
+    };
+
+    void CopyFieldValue(const TOriginalDefinition& original);
+    void CopyDefinitions(const TComparyProps* props);
+
+    // Adding (intake.cpp).
+    bool ReadAndFile(TAddedItem& added);
+    bool ReadPlain(TAddedItem& added);
+    bool ReadDerived(TAddedItem& added);
+    bool Evaluate(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings);
+    bool EvaluateValue(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings);
+    void File(const TAddedItem& added, const std::vector<TFiling>& filings);
+    TEquals FindDuplicates(const TItem& item);
+    TEquals RemoveExceptions(const TItem& item, const std::vector<uint32_t>& profiles) const;
+    std::vector<uint32_t> ItemsOf(const TEquals& equals) const;
+    void LogEquals(const wchar_t* format, const TItem& item, const TEquals& equals) const;
+
+    // Facts for choosing originals (original_facts.cpp).
+    bool NeedsODProps() const;
+    void CalcODProps(TItem& item, IMessage* message, const TEquals& equals);
+    bool CalcODProps(TItem& item, IMessage* message);
+    void CountFilledProps(TItem& item, IMessage* message);
+    void CalcFieldValue(TItem& item, IMessage* message);
+
+    // Building (build.cpp).
+    std::vector<uint32_t> RankOriginals(const std::vector<uint32_t>& keys) const;
+
+    CItems m_items;
+    TOriginalDefinition m_original{};
+    int m_nFieldIndex = -1;
+    TWantedValue m_wanted;
+    CAddressBook m_addressBook;
+    unsigned m_nCompareAlgorithm = 0;
+    bool m_bGrouped = false;
+    CDefinitions m_definitions;
+    std::vector<unsigned> m_exceptions;
+
+    std::unique_ptr<TPreparation> m_preparation;
+    std::unique_ptr<CMatching> m_matching;
+    CDuplicateMap m_duplicates;
+    // By profile: the first item whose facts may be missing still.
+    std::vector<uint32_t> m_factsFrom;
+
+    std::vector<std::vector<uint32_t>> m_groups;
+    std::vector<TBuildChange> m_changes;
+};

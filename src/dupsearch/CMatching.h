@@ -1,0 +1,87 @@
+#pragma once
+// Which items equal a new one: the two compare algorithms, over all properties or group by group.
+//
+// Works on profiles (CProfiles): the equals of an item are whole profiles. The algorithms run over
+// candidates, a superset of the profiles that can come out equal, found through the properties whose values
+// fewest share; whether a profile is equal depends on nothing but the item and that profile. An item that
+// could not be filed everywhere is run over all profiles, since it writes a line for every property that it
+// gets to.
+
+#include <optional>
+
+#include "dupsearch/CProfiles.h"
+
+enum ECompareAlgorithm : unsigned {
+    caSimilar = 0,   // empty values do not break equality
+    caIdentical = 1  // an empty value equals only an empty value
+};
+
+/// Outcome of one pass over a group of properties.
+enum efd {
+    efdNO = 0,      // no other item is equal
+    efdYES = 1,     // the equals set holds the item and its equals
+    efdUNKNOWN = 2  // all values are empty, or only items that lack the values are left
+};
+
+class CMatching {
+  public:
+    CMatching(const CProfiles::CompareData& compareData, unsigned nCompareAlgorithm, bool bGrouped,
+              int nGroups)
+        : m_compareData(compareData),
+          m_nCompareAlgorithm(nCompareAlgorithm),
+          m_bGrouped(bGrouped),
+          m_nGroups(nGroups),
+          m_profiles(compareData) {}
+
+    /// The profiles whose items all equal this one, which is filed and not appended yet. Only items appended
+    /// count.
+    std::vector<uint32_t> FindDuplicates(const TItem& item);
+    /// The item that FindDuplicates was asked about last takes its place among the others.
+    void Append() { m_profiles.Append(m_item->nIndex, m_states); }
+
+    const CProfiles& Profiles() const { return m_profiles; }
+
+  private:
+    /// A set of items: the new item itself or not, and profiles of others.
+    struct TItemSet {
+        bool holdsItem = false;
+        std::vector<uint32_t> others;
+        // A profile counts as one: only none, one and more are told apart.
+        size_t size() const { return others.size() + holdsItem; }
+    };
+    using TOptionalSet = std::optional<TItemSet>;
+    class CEqualsTest;
+
+    efd FindDuplicates_Identical(TOptionalSet& equals);
+    efd FindDuplicates_Similar(TOptionalSet& equals);
+    efd FindDuplicates_Identical_(int group, TOptionalSet& pEquals, bool& allEmpty);
+    efd FindDuplicates_Similar_(int group, TOptionalSet& pEquals, TOptionalSet& pEmpties);
+    bool IsConsistent(size_t property, const char* routine) const;
+    bool IsInGroup(size_t property, int group) const {
+        return group < 0 || m_compareData[property]->Definition().nGroup == group;
+    }
+    bool IsFiled(size_t property) const { return m_states[property] < CProfiles::kUnfiled; }
+
+    // Candidates.
+    bool IsTroubled() const;
+    std::vector<uint32_t> Candidates();
+    std::vector<uint32_t> CandidatesIdentical();
+    std::vector<uint32_t> CandidatesSimilar();
+    uint32_t CountAt(size_t property) const;
+    void Collect(size_t property, uint32_t node, uint64_t withoutFilled, std::vector<uint32_t>& out);
+    void CollectEquals(size_t property, uint64_t withoutFilled, std::vector<uint32_t>& out);
+
+    const CProfiles::CompareData& m_compareData;
+    const unsigned m_nCompareAlgorithm;
+    const bool m_bGrouped;
+    const int m_nGroups;
+    CProfiles m_profiles;
+
+    // The item being matched.
+    const TItem* m_item = nullptr;
+    CProfiles::States m_states;
+    std::vector<uint32_t> m_candidates;
+    // By profile: the matching that collected it last.
+    std::vector<uint32_t> m_collected;
+    uint32_t m_round = 0;
+};

@@ -1,0 +1,53 @@
+#include "dupsearch/CMultiPtrTree.h"
+
+#include <algorithm>
+
+void CMultiPtrTree::Append(uint32_t node, uint32_t item, uint32_t mask) {
+    if (item >= m_items.size()) m_items.resize(item + 1);
+    if (node >= m_holders.size()) m_holders.resize(node + 1);
+    Range& range = m_items[item];
+    if (range.count == 0) range.begin = static_cast<uint32_t>(m_filed.size());
+    const auto begin = m_filed.begin() + range.begin;
+    const auto same = std::find_if(begin, m_filed.end(), [&](const Filed& f) { return f.node == node; });
+    if (same != m_filed.end()) {
+        same->mask |= mask;
+    } else {
+        m_filed.push_back({node, mask});
+        ++range.count;
+        ++m_holders[node];
+    }
+    ++range.insertions;
+}
+
+std::span<const CMultiPtrTree::Filed> CMultiPtrTree::NodesOf(uint32_t item) const {
+    if (item >= m_items.size()) return {};
+    return {m_filed.data() + m_items[item].begin, m_items[item].count};
+}
+
+bool CMultiPtrTree::Exists(uint32_t item, uint32_t mask) const {
+    const auto nodes = NodesOf(item);
+    return std::any_of(nodes.begin(), nodes.end(), [&](const Filed& f) { return (f.mask & mask) != 0; });
+}
+
+bool CMultiPtrTree::FindEquals(uint32_t item, uint32_t other, uint32_t mask1, uint32_t mask2,
+                               bool* found) const {
+    const auto mine = NodesOf(item);
+    const auto theirs = NodesOf(other);
+    *found = !mine.empty();
+    return std::any_of(mine.begin(), mine.end(), [&](const Filed& a) {
+        return (a.mask & mask1) != 0 && std::any_of(theirs.begin(), theirs.end(), [&](const Filed& b) {
+                   return a.node == b.node && (b.mask & mask2) != 0;
+               });
+    });
+}
+
+void CMultiPtrTree::Remove(uint32_t item) {
+    const auto nodes = NodesOf(item);
+    if (nodes.empty()) return;
+    m_tree.ForgetInsertions(m_items[item].insertions);
+    for (const Filed& filed : nodes) {
+        if (--m_holders[filed.node] == 0) m_tree.Erase(filed.node);
+    }
+    if (m_items[item].begin + m_items[item].count == m_filed.size()) m_filed.resize(m_items[item].begin);
+    m_items[item] = {};
+}

@@ -1,0 +1,108 @@
+#include "dupsearch/CProfiles.h"
+
+#include <algorithm>
+
+CProfiles::CProfiles(const CompareData& compareData)
+    : m_compareData(compareData),
+      m_nodeBuckets(compareData.size()),
+      m_emptyBuckets(compareData.size(), kNone) {}
+
+void CProfiles::GetStates(uint32_t item, States& states) {
+    states.clear();
+    for (const auto& data : m_compareData) {
+        if (data->IsEmpty(item)) {
+            states.push_back(kEmpty);
+        } else if (!data->IsFiled(item)) {
+            states.push_back(kUnfiled);
+        } else if (!data->IsMultiTree()) {
+            states.push_back(data->Tree().NodeOf(item));
+        } else {
+            const auto filed = data->MultiTree().NodesOf(item);
+            if (filed.size() == 1) {
+                states.push_back(filed[0].node);
+                continue;
+            }
+            std::vector<uint32_t> nodes;
+            for (const auto& f : filed) nodes.push_back(f.node);
+            std::sort(nodes.begin(), nodes.end());
+            uint32_t set = m_sets.Find(nodes);
+            if (set == CTuples::kNotFound) set = m_sets.Add(nodes);
+            states.push_back(set | kSetBit);
+        }
+    }
+}
+
+std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& state) const {
+    const bool isSet = m_compareData[property]->IsMultiTree() && (state & kSetBit) != 0;
+    return isSet ? m_sets[state & ~kSetBit] : std::span<const uint32_t>(&state, 1);
+}
+
+void CProfiles::Append(uint32_t item, const States& states) {
+    if (item >= m_items.size()) m_items.resize(item + 1);
+    uint32_t profile = m_tuples.Find(states);
+    if (profile == CTuples::kNotFound) {
+        m_members.push_back({item, item});
+        profile = m_tuples.Add(states);
+        List(profile, states);
+    } else {
+        m_items[m_members[profile].last].next = item;
+        m_members[profile].last = item;
+    }
+    m_items[item].profile = profile;
+}
+
+void CProfiles::List(uint32_t profile, const States& states) {
+    uint64_t filled = 0;
+    for (size_t p = 0; p < states.size() && p < 64; ++p) filled |= uint64_t{states[p] != kEmpty} << p;
+    const auto listAt = [&](size_t property, uint32_t node) {
+        Bucket& bucket = m_buckets[BucketFor(property, node, filled)];
+        m_cells.push_back({profile, bucket.firstCell});
+        bucket.firstCell = static_cast<uint32_t>(m_cells.size() - 1);
+        ++bucket.count;
+    };
+    for (size_t p = 0; p < states.size(); ++p) {
+        if (states[p] == kUnfiled) continue;
+        if (states[p] == kEmpty) {
+            listAt(p, kEmpty);
+        } else {
+            for (const uint32_t node : Nodes(p, states[p])) listAt(p, node);
+        }
+    }
+}
+
+uint32_t CProfiles::FirstBucket(size_t property, uint32_t node) const {
+    if (node == kEmpty) return m_emptyBuckets[property];
+    const auto& heads = m_nodeBuckets[property];
+    return node < heads.size() ? heads[node] : kNone;
+}
+
+uint32_t& CProfiles::BucketHead(size_t property, uint32_t node) {
+    if (node == kEmpty) return m_emptyBuckets[property];
+    auto& heads = m_nodeBuckets[property];
+    if (node >= heads.size()) heads.resize(node + 1, kNone);
+    return heads[node];
+}
+
+uint32_t CProfiles::BucketFor(size_t property, uint32_t node, uint64_t filled) {
+    uint32_t& head = BucketHead(property, node);
+    int buckets = 0;
+    uint32_t mixed = kNone;
+    for (uint32_t b = head; b != kNone; b = m_buckets[b].next, ++buckets) {
+        if (m_buckets[b].mixed) {
+            mixed = b;
+        } else if (m_buckets[b].filled == filled) {
+            return b;
+        }
+    }
+    if (mixed != kNone) return mixed;
+    m_buckets.push_back({filled, kNone, 0, head, buckets >= kMostBuckets});
+    head = static_cast<uint32_t>(m_buckets.size() - 1);
+    return head;
+}
+
+uint32_t CProfiles::CountAt(size_t property, uint32_t node) const {
+    uint32_t count = 0;
+    for (uint32_t b = FirstBucket(property, node); b != kNone; b = m_buckets[b].next)
+        count += m_buckets[b].count;
+    return count;
+}

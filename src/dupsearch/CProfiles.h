@@ -1,0 +1,95 @@
+#pragma once
+// What matching sees of an item: in each compared property the node that it shares with its equals, or that
+// its value is empty, or that it could not be filed. Items that agree in all of this are one profile: they
+// match the same items, so matching works on profiles, and a thousand copies of an item cost no more than
+// one.
+//
+// Each node (and each property's emptiness) lists its profiles, in buckets by which properties are filled: a
+// search for items that lack certain properties passes whole buckets by.
+
+#include <memory>
+#include <vector>
+
+#include "dupsearch/CCmpData.h"
+#include "dupsearch/CTuples.h"
+
+class CProfiles {
+  public:
+    static constexpr uint32_t kEmpty = 0xFFFFFFFF;
+    static constexpr uint32_t kUnfiled = 0xFFFFFFFE;
+    using States = std::vector<uint32_t>;
+    using CompareData = std::vector<std::unique_ptr<CCmpData>>;
+
+    explicit CProfiles(const CompareData& compareData);
+
+    /// Fills in the item's state in each compared property: a node, or what stands for a set of nodes, or one
+    /// of the above.
+    void GetStates(uint32_t item, States& states);
+    /// Adds the item to its profile, which is made when there is none.
+    void Append(uint32_t item, const States& states);
+
+    uint32_t Count() const { return m_tuples.Count(); }
+    uint32_t State(uint32_t profile, size_t property) const { return m_tuples[profile][property]; }
+    /// The profile of an item that was appended.
+    uint32_t Of(uint32_t item) const { return m_items[item].profile; }
+    /// Items of a profile in order of addition: the first, and the next one or kNone.
+    uint32_t First(uint32_t profile) const { return m_members[profile].first; }
+    uint32_t Next(uint32_t item) const { return m_items[item].next; }
+
+    /// The nodes behind a state of a property that is neither kEmpty nor kUnfiled.
+    std::span<const uint32_t> Nodes(size_t property, const uint32_t& state) const;
+
+    /// How many profiles list a node, or (kEmpty) have the property empty.
+    uint32_t CountAt(size_t property, uint32_t node) const;
+    /// Visits the profiles at a node or emptiness, leaving out some or all that have one of these properties
+    /// filled (bits of the first 64 properties).
+    template <typename Visit>
+    void VisitAt(size_t property, uint32_t node, uint64_t withoutFilled, Visit&& visit) const {
+        for (uint32_t b = FirstBucket(property, node); b != kNone; b = m_buckets[b].next) {
+            const Bucket& bucket = m_buckets[b];
+            if (!bucket.mixed && (bucket.filled & withoutFilled) != 0) continue;
+            for (uint32_t c = bucket.firstCell; c != kNone; c = m_cells[c].next) visit(m_cells[c].profile);
+        }
+    }
+
+  private:
+    // A set of several nodes is a state of its own, marked by this bit.
+    static constexpr uint32_t kSetBit = 0x80000000;
+    // A node of more buckets than this collects all further profiles in one.
+    static constexpr int kMostBuckets = 32;
+
+    struct Bucket {
+        uint64_t filled;  // of every profile in it
+        uint32_t firstCell;
+        uint32_t count;
+        uint32_t next;
+        bool mixed;  // profiles of any kind
+    };
+    struct Cell {
+        uint32_t profile;
+        uint32_t next;
+    };
+    struct Member {
+        uint32_t profile = kNone;
+        uint32_t next = kNone;
+    };
+    struct Members {
+        uint32_t first;
+        uint32_t last;
+    };
+
+    uint32_t FirstBucket(size_t property, uint32_t node) const;
+    uint32_t& BucketHead(size_t property, uint32_t node);
+    uint32_t BucketFor(size_t property, uint32_t node, uint64_t filled);
+    void List(uint32_t profile, const States& states);
+
+    const CompareData& m_compareData;
+    CTuples m_tuples;                                  // states of each profile
+    CTuples m_sets;                                    // nodes of each set
+    std::vector<Members> m_members;                    // by profile
+    std::vector<Member> m_items;                       // by item
+    std::vector<std::vector<uint32_t>> m_nodeBuckets;  // by property and node
+    std::vector<uint32_t> m_emptyBuckets;              // by property
+    std::vector<Bucket> m_buckets;
+    std::vector<Cell> m_cells;
+};

@@ -1,0 +1,69 @@
+#pragma once
+// The sorting tree of a single-valued property: items whose values compare equal share a node.
+//
+// Items are known by their number in order of addition (nIndex). The tree owns no values: the comparator
+// knows the new item, and what belongs to a node (its first item's value) is kept by the tree's user under
+// the node's number.
+
+#include <vector>
+
+#include "dupsearch/CSortTree.h"
+
+class CPtrTree {
+  public:
+    struct Inserted {
+        uint32_t node;  // kNone: the comparator reported an error, the item is not filed
+        bool equal;     // the item joined a node that was there
+    };
+
+    /// Files an item that is not filed yet. compare: int(node, bool& error), the item against the node's
+    /// first item.
+    template <typename Compare>
+    Inserted Insert(uint32_t item, Compare&& compare) {
+        if (item >= m_places.size()) m_places.resize(item + 1);
+        const CSortTree::Placed placed = m_tree.Place(compare);
+        if (placed.node == kNone) return {kNone, false};
+        Append(placed.node, item);
+        return {placed.node, !placed.isNew};
+    }
+
+    /// The item's node, kNone for an item that is not filed.
+    uint32_t NodeOf(uint32_t item) const { return item < m_places.size() ? m_places[item].node : kNone; }
+    uint32_t FirstOf(uint32_t node) const { return m_ends[node].first; }
+
+    /// The items of the item's node in order of filing, the item among them; none for an item that is not
+    /// filed.
+    std::vector<uint32_t> FindEquals(uint32_t item) const;
+
+    /// For an equality that is a range: visits the item's own node, then every other node that compares
+    /// equal, as CSortTree::VisitRange does. False when the comparator reported an error.
+    template <typename Compare, typename Visit>
+    bool VisitEqualsInRange(uint32_t item, Compare&& compare, Visit&& visit) const {
+        const uint32_t own = NodeOf(item);
+        if (own == kNone || !visit(own)) return true;
+        return m_tree.VisitRange(compare, [&](uint32_t node) { return node == own || visit(node); });
+    }
+
+    /// Takes an item out; one that is not filed is ignored. A node that held nothing else goes with it.
+    void Remove(uint32_t item);
+
+    std::vector<uint32_t> NodesInOrder() const { return m_tree.InOrder(); }
+    uint32_t NodeLimit() const { return m_tree.NodeLimit(); }
+    const TTreeStatistics& Statistics() const { return m_tree.Statistics(); }
+
+  private:
+    struct Place {
+        uint32_t node = kNone;
+        uint32_t next = kNone;  // the item filed next in the same node
+    };
+    struct Ends {
+        uint32_t first = kNone;
+        uint32_t last = kNone;
+    };
+
+    void Append(uint32_t node, uint32_t item);
+
+    CSortTree m_tree;
+    std::vector<Place> m_places;  // by item
+    std::vector<Ends> m_ends;     // by node
+};

@@ -1,0 +1,163 @@
+#pragma once
+// The shape of a sorting tree: its nodes in order, the way down from the root, and the rule that rebuilds it.
+//
+// A sorting tree is a binary tree without rotations. It measures how many comparisons an insertion took
+// against what a balanced tree of its size needs, and is rebuilt into a perfectly balanced one when the
+// average since the last rebuild falls below 85 percent. Where values are equal within a tolerance, the node
+// that a value joins depends on the way down: shape and counters are behaviour, not an implementation detail.
+//
+// A rebuilt tree is not stored link by link. It follows from the nodes in order: the root of a range lo..hi
+// is the node at (lo + hi) / 2. Nodes made since the last rebuild hang below it by links, so that a rebuild
+// puts only these in their place, which keeps ascending values (a rebuild every few insertions) cheap.
+//
+// Nodes are numbered in order of their making; the numbers stay, and what is filed under a node is its
+// owner's. A comparator is int(node, bool& error): the value being placed against the node's; negative: it
+// sorts before.
+
+#include <cstdint>
+#include <vector>
+
+#include "dupsearch/CGapArray.h"
+
+inline constexpr uint32_t kNone = 0xFFFFFFFF;
+
+struct TTreeStatistics {
+    int nNodes = 0;          // distinct values
+    int nItems = 0;          // successful insertions
+    int nComparesTotal = 0;  // made by all successful insertions
+    int nComparesLast = 0;   // made by the last insertion
+    int nRebuilds = 0;
+    double fLastEfficiency = 0.0;  // of the last insertion measured, percent
+    int nMeasured = 0;             // insertions measured since the last rebuild
+    double fEfficiencySum = 0.0;
+    double fEfficiencyAvg = 0.0;
+
+    bool operator==(const TTreeStatistics&) const = default;
+};
+
+class CSortTree {
+  public:
+    struct Placed {
+        uint32_t node;  // kNone: the comparator reported an error, nothing was placed
+        bool isNew;
+    };
+
+    /// The node that the value belongs to, made when there is none.
+    template <typename Compare>
+    Placed Place(Compare&& compare) {
+        if (WantsRebuild()) Rebuild();
+        m_statistics.nComparesLast = 0;
+        Branch at = Root();
+        Parent parent;
+        while (!IsEnd(at)) {
+            const uint32_t node = NodeAt(at);
+            bool error = false;
+            ++m_statistics.nComparesLast;
+            const int order = compare(node, error);
+            if (error) return {kNone, false};
+            if (order == 0) {
+                CountInsertion();
+                return {node, false};
+            }
+            parent = {node, order > 0, at.lo < at.hi};
+            at = order < 0 ? Left(at, node) : Right(at, node);
+        }
+        const uint32_t node = MakeNode(parent, at.lo);
+        CountInsertion();
+        return {node, true};
+    }
+
+    /// Visits in order the nodes that compare equal, a range of neighbours: left branches are searched where
+    /// the order is 0 or negative, right ones where it is 0 or positive. visit returns false to end the
+    /// search. The result is false when the comparator reported an error, which ends the search too.
+    template <typename Compare, typename Visit>
+    bool VisitRange(Compare&& compare, Visit&& visit) const {
+        std::vector<Pending> pending{{Root(), kNone, 0}};
+        while (!pending.empty()) {
+            const Pending top = pending.back();
+            pending.pop_back();
+            if (top.node == kNone) {
+                if (IsEnd(top.branch)) continue;
+                const uint32_t node = NodeAt(top.branch);
+                bool error = false;
+                const int order = compare(node, error);
+                if (error) return false;
+                pending.push_back({top.branch, node, order});
+                if (order <= 0) pending.push_back({Left(top.branch, node), kNone, 0});
+                continue;
+            }
+            if (top.order == 0 && !visit(top.node)) return true;
+            if (top.order >= 0) pending.push_back({Right(top.branch, top.node), kNone, 0});
+        }
+        return true;
+    }
+
+    /// All nodes in order.
+    std::vector<uint32_t> InOrder() const;
+
+    /// Takes a node out and rebuilds what is left; its number is not given again. `items`: how many
+    /// insertions go with it.
+    void Erase(uint32_t node);
+    /// Insertions taken back from nodes that stay.
+    void ForgetInsertions(int items) { m_statistics.nItems -= items; }
+
+    const TTreeStatistics& Statistics() const { return m_statistics; }
+    /// One more than the highest node number given so far.
+    uint32_t NodeLimit() const { return static_cast<uint32_t>(m_links.size()); }
+
+  private:
+    struct Links {
+        uint32_t left = kNone;
+        uint32_t right = kNone;
+    };
+    /// A subtree: the balanced one over lo..hi (hi excluded), or, where that is empty, what hangs there.
+    struct Branch {
+        size_t lo;
+        size_t hi;
+        uint32_t hanging;
+    };
+    struct Parent {
+        uint32_t node = kNone;
+        bool right = false;
+        bool balanced = true;
+    };
+    /// Nodes made since the last rebuild, below an end of the balanced tree: between its nodes rank - 1 and
+    /// rank.
+    struct Hanging {
+        size_t rank;
+        uint32_t top;
+        uint32_t parent;
+    };
+    /// A subtree to search, or (node given) its root after its left side.
+    struct Pending {
+        Branch branch;
+        uint32_t node;
+        int order;
+    };
+
+    Branch Root() const { return {0, m_order.Size(), m_order.Size() == 0 ? m_firstRoot : kNone}; }
+    static bool IsEnd(const Branch& at) { return at.lo == at.hi && at.hanging == kNone; }
+    static size_t Middle(const Branch& at) { return (at.lo + at.hi - 1) / 2; }
+    uint32_t NodeAt(const Branch& at) const { return at.lo < at.hi ? m_order[Middle(at)] : at.hanging; }
+    Branch Left(const Branch& at, uint32_t node) const {
+        const uint32_t hanging = m_links[node].left;
+        return at.lo < at.hi ? Branch{at.lo, Middle(at), hanging} : Branch{at.lo, at.lo, hanging};
+    }
+    Branch Right(const Branch& at, uint32_t node) const {
+        const uint32_t hanging = m_links[node].right;
+        return at.lo < at.hi ? Branch{Middle(at) + 1, at.hi, hanging} : Branch{at.lo, at.lo, hanging};
+    }
+
+    bool WantsRebuild();
+    void Rebuild();
+    void Balance();
+    void AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const;
+    uint32_t MakeNode(const Parent& parent, size_t rank);
+    void CountInsertion();
+
+    CGapArray<uint32_t> m_order;
+    std::vector<Links> m_links;
+    std::vector<Hanging> m_hanging;
+    uint32_t m_firstRoot = kNone;  // of a tree that was never rebuilt
+    TTreeStatistics m_statistics;
+};

@@ -1,0 +1,44 @@
+#pragma once
+// One item of a search: its identifiers, the values read from it, and what choosing an original needs to
+// know.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "compare/propex.h"
+#include "store/resources.h"
+
+/// A derived value. Of a multi-valued one, kinds tells of each element which property it came from.
+struct TDerivedValue {
+    MapiBuffer<SPropValue> value;
+    unsigned char kinds[kPhoneKinds] = {};
+};
+
+struct TItem {
+    std::string EntryID;
+    const char* lpszStoreID = "";  // owned by the search's store cache
+    uint32_t nIndex = 0;           // number in order of addition
+    unsigned nCallerRank = 0;
+
+    // Facts for choosing an original; -1 and null: not computed.
+    int nFilledProps = -1;
+    std::unique_ptr<ULONG[]> ValuesSizes;  // one per compared plain tag, then one per compared stream tag
+    int nMessageSize = -1;
+    int nHasFieldValue = -1;
+    short nODApntRecurIndex = -1;
+    short nODApntAnnvrsryYear = -1;
+    short nHasCRMID = -1;
+
+    MapiBuffer<SPropValue> values;  // in the order of the plain tags
+    ULONG cValues = 0;
+    std::vector<TDerivedValue> derived;  // in the order of the derived ids
+
+    /// The first read value of this property, whatever its type; null when none was read.
+    SPropValue* Find(ULONG tag) const {
+        for (ULONG i = 0; i < cValues; ++i) {
+            if (PROP_ID(values.get()[i].ulPropTag) == PROP_ID(tag)) return &values.get()[i];
+        }
+        return nullptr;
+    }
+};

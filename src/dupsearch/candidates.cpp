@@ -1,0 +1,133 @@
+// The profiles that can come out equal to an item.
+
+#include <algorithm>
+#include <climits>
+
+#include "dupsearch/CMatching.h"
+
+namespace {
+
+constexpr uint32_t kUncounted = 0xFFFFFFFF;
+
+uint64_t BitOf(size_t property) {
+    return property < 64 ? uint64_t{1} << property : 0;
+}
+
+}  // namespace
+
+/// Whether matching this item can write a line.
+bool CMatching::IsTroubled() const {
+    for (size_t p = 0; p < m_states.size(); ++p) {
+        if (m_states[p] == CProfiles::kUnfiled) return true;
+        if (m_compareData[p]->IsRange() && IsFiled(p) && !m_compareData[p]->HasOnlyTimes()) return true;
+    }
+    return false;
+}
+
+std::vector<uint32_t> CMatching::Candidates() {
+    ++m_round;
+    m_collected.resize(m_profiles.Count());
+    if (!IsTroubled())
+        return m_nCompareAlgorithm == caIdentical ? CandidatesIdentical() : CandidatesSimilar();
+    std::vector<uint32_t> all(m_profiles.Count());
+    for (uint32_t profile = 0; profile < all.size(); ++profile) all[profile] = profile;
+    return all;
+}
+
+/// How many profiles share the item's value or emptiness; a range of times is not counted.
+uint32_t CMatching::CountAt(size_t property) const {
+    if (!IsFiled(property)) return m_profiles.CountAt(property, m_states[property]);
+    if (m_compareData[property]->IsRange()) return kUncounted;
+    uint32_t count = 0;
+    for (const uint32_t node : m_profiles.Nodes(property, m_states[property])) {
+        count += m_profiles.CountAt(property, node);
+    }
+    return count;
+}
+
+void CMatching::Collect(size_t property, uint32_t node, uint64_t withoutFilled, std::vector<uint32_t>& out) {
+    m_profiles.VisitAt(property, node, withoutFilled, [&](uint32_t profile) {
+        if (m_collected[profile] == m_round) return;
+        m_collected[profile] = m_round;
+        out.push_back(profile);
+    });
+}
+
+void CMatching::CollectEquals(size_t property, uint64_t withoutFilled, std::vector<uint32_t>& out) {
+    if (!IsFiled(property)) {
+        Collect(property, CProfiles::kEmpty, withoutFilled, out);
+    } else if (m_compareData[property]->IsRange()) {
+        m_compareData[property]->FindEqualsInRange(m_item->nIndex, [&](uint32_t node) {
+            Collect(property, node, withoutFilled, out);
+            return true;
+        });
+    } else {
+        for (const uint32_t node : m_profiles.Nodes(property, m_states[property])) {
+            Collect(property, node, withoutFilled, out);
+        }
+    }
+}
+
+// An equal agrees in every property up to the group that decides, so those that agree in the rarest value do.
+std::vector<uint32_t> CMatching::CandidatesIdentical() {
+    // The first group in which a value is filled decides, or an earlier one says no.
+    int deciding = INT_MAX;
+    for (size_t p = 0; p < m_states.size(); ++p) {
+        if (IsFiled(p)) deciding = std::min(deciding, m_bGrouped ? m_compareData[p]->Definition().nGroup : 0);
+    }
+    if (deciding == INT_MAX) return {};
+
+    size_t rarest = 0;
+    uint32_t fewest = kUncounted;
+    std::vector<size_t> ranges;
+    for (size_t p = 0; p < m_states.size(); ++p) {
+        if (m_bGrouped && m_compareData[p]->Definition().nGroup > deciding) continue;
+        if (const uint32_t count = CountAt(p); count < fewest) {
+            rarest = p;
+            fewest = count;
+        } else if (count == kUncounted) {
+            ranges.push_back(p);
+        }
+    }
+    // A range is worth its search only while it holds fewer.
+    for (const size_t p : ranges) {
+        uint32_t count = 0;
+        m_compareData[p]->FindEqualsInRange(m_item->nIndex, [&](uint32_t node) {
+            count += m_profiles.CountAt(p, node);
+            return count < fewest;
+        });
+        if (count < fewest) {
+            rarest = p;
+            fewest = count;
+        }
+    }
+    std::vector<uint32_t> candidates;
+    CollectEquals(rarest, 0, candidates);
+    return candidates;
+}
+
+// An equal agrees in at least one value of the first group in which it has any of the item's. Taking the
+// values from the rarest on, it lacks those before the first that it shares, and all of earlier groups.
+std::vector<uint32_t> CMatching::CandidatesSimilar() {
+    struct Shared {
+        uint32_t count;
+        size_t property;
+    };
+    std::vector<uint32_t> candidates;
+    uint64_t passed = 0;
+    for (int group = 0; group < (m_bGrouped ? m_nGroups : 1); ++group) {
+        std::vector<Shared> values;
+        for (size_t p = 0; p < m_states.size(); ++p) {
+            if (IsFiled(p) && IsInGroup(p, m_bGrouped ? group : -1)) values.push_back({CountAt(p), p});
+        }
+        std::sort(values.begin(), values.end(),
+                  [](const Shared& a, const Shared& b) { return a.count < b.count; });
+        for (const Shared& value : values) {
+            CollectEquals(value.property, passed, candidates);
+            // Nobody lacks this value: everybody left has another one.
+            if (m_profiles.CountAt(value.property, CProfiles::kEmpty) == 0) return candidates;
+            passed |= BitOf(value.property);
+        }
+    }
+    return candidates;
+}

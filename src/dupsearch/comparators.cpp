@@ -1,0 +1,148 @@
+#include "dupsearch/comparators.h"
+
+#include <bit>
+
+#include "compare/value_compare.h"
+#include "dupsearch/CDefinitions.h"
+#include "dupsearch/text.h"
+#include "log/CLog.h"
+
+namespace {
+
+constexpr char kTag[] = "CDuplicateSearch.fnCompare";
+constexpr char kApproxTag[] = "CCmpData.fnCompare_ApproxStart";
+constexpr ULONGLONG kTicksPerSecond = 10000000;
+constexpr ULONGLONG kSecondsPerDay = 86400;
+
+int Fail(bool& error, int order = 1) {
+    error = true;
+    return order;
+}
+
+unsigned TypeOf(const TSubValue& subValue) {
+    return static_cast<unsigned>(PROP_TYPE(subValue.derived.value->ulPropTag));
+}
+
+}  // namespace
+
+ECompareMethod TCompareContext::ValueMethod() const {
+    switch (definition.nCompareMethod) {
+        case cmApntAlldaylikeSubject:
+        case cmApntAlldaylikeStart:
+        case cmApntApproxStart:
+            return cmExact;
+        default:
+            return static_cast<ECompareMethod>(definition.nCompareMethod);
+    }
+}
+
+int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t otherItem, bool& error) {
+    if (context.definition.nInterface != 0) {
+        g_Log.Error(kTag, "nInterface must be 0\n");
+        return Fail(error);
+    }
+    if (!context.pPropValue) {
+        g_Log.Error(kTag, "pContext->pPropValue must be not NULL\n");
+        return Fail(error);
+    }
+    if (!other) {
+        g_Log.ErrorW(kTag, L"PVal2 == NULL, PropKey=%s, EntryID=%s\n", KeyOf(context.definition),
+                     Widen(context.items[otherItem].EntryID.c_str()).c_str());
+        return 1;
+    }
+    long order = 0;
+    if (!compare::ComparePropValues(context.pPropValue, other, &order, context.ValueMethod()))
+        return Fail(error);
+    return static_cast<int>(order);
+}
+
+int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& error) {
+    if (context.definition.nInterface != 1) {
+        g_Log.Error(kTag, "nInterface must be 1\n");
+        return Fail(error);
+    }
+    if (!context.lpMessage) {
+        g_Log.Error(kTag, "pContext->lpMessage must be not equal NULL\n");
+        return Fail(error);
+    }
+    const TItem& other = context.items[otherItem];
+    const ComPtr<IMessage> otherMessage = context.items.Open(other, kTag);
+    if (!otherMessage) return Fail(error);
+    long order = 0;
+    bool bCmpWritten = false;
+    compare::CompareStreamProp(context.lpMessage, otherMessage.Get(), context.definition.ulPropTag, &order,
+                               &bCmpWritten);
+    if (!bCmpWritten) {
+        g_Log.ErrorW(kTag, L"bCmpWritten = false, PropKey=%s, EntryID1=%s, EntryID2=%s\n",
+                     KeyOf(context.definition), Widen(context.item.EntryID.c_str()).c_str(),
+                     Widen(other.EntryID.c_str()).c_str());
+        return Fail(error);
+    }
+    return static_cast<int>(order);
+}
+
+int ElementOf(const TSubValue& subValue) {
+    const int slot = std::countr_zero(subValue.mask);
+    const auto& elements = subValue.derived.value->Value.MVszW;
+    for (ULONG i = 0; i < elements.cValues && i < kPhoneKinds; ++i) {
+        if (subValue.derived.kinds[i] == slot) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+int fnCompareSubValues(const TCompareContext& context, const TSubValue& mine, const TSubValue& other,
+                       bool& error) {
+    const uint32_t masks[] = {mine.mask, other.mask};
+    for (int i = 0; i < 2; ++i) {
+        if (masks[i] != 0) continue;
+        g_Log.Error(kTag, "uItem%dPropMask == 0\n", i + 1);
+        return Fail(error);
+    }
+    const unsigned type = TypeOf(mine), otherType = TypeOf(other);
+    if (type != otherType) {
+        g_Log.Error(kTag, "PROP_TYPE1(0x%x) != PROP_TYPE2(0x%x), PROP_ID=0x%x\n", type, otherType,
+                    static_cast<unsigned>(PROP_ID(mine.derived.value->ulPropTag)));
+        return Fail(error, type > otherType ? 1 : -1);
+    }
+    if (type == PT_ERROR) {
+        g_Log.Error(kTag, "PROP_TYPE == PT_ERROR\n");
+        return Fail(error);
+    }
+    int order = 0;
+    const int ret = PV_SubCompare(mine.derived.value->Value, ElementOf(mine), other.derived.value->Value,
+                                  ElementOf(other), type, context.ValueMethod(), &order);
+    if (ret != 0) {
+        g_Log.Error(kTag, "CompareSubValues failed, ret = 0x%x\n", static_cast<unsigned>(ret));
+        return Fail(error);
+    }
+    return order;
+}
+
+int CompareApproxStart(const FILETIME& t1, const FILETIME& t2) {
+    const auto ticks = [](const FILETIME& t) {
+        return ULARGE_INTEGER{{t.dwLowDateTime, t.dwHighDateTime}}.QuadPart;
+    };
+    const ULONGLONG a = ticks(t1), b = ticks(t2);
+    const ULONGLONG difference = a > b ? a - b : b - a;
+    const ULONGLONG seconds = difference / kTicksPerSecond + (difference % kTicksPerSecond != 0);
+    if (seconds < kSecondsPerDay) return 0;
+    return a > b ? 1 : -1;
+}
+
+int fnCompare_ApproxStart(const SPropValue* value1, const SPropValue* value2, bool& error) {
+    const bool present = value1 && value2;
+    g_Log.Assert(present, kApproxTag, __LINE__, "pValue1 or/and pValue2 is NULL");
+    if (!present) return Fail(error);
+    const bool times =
+        PROP_TYPE(value1->ulPropTag) == PT_SYSTIME && PROP_TYPE(value2->ulPropTag) == PT_SYSTIME;
+    g_Log.Assert(times, kApproxTag, __LINE__, "PROP_TYPE( pValue1/2->ulPropTag ) == PT_SYSTIME");
+    if (!times) return Fail(error);
+    return CompareApproxStart(value1->Value.ft, value2->Value.ft);
+}
+
+const TDerivedValue* FindDerived(const TItem& item, ULONG tag) {
+    for (const TDerivedValue& derived : item.derived) {
+        if (derived.value && PROP_ID(derived.value->ulPropTag) == PROP_ID(tag)) return &derived;
+    }
+    return nullptr;
+}

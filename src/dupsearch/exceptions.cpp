@@ -1,0 +1,296 @@
+#include "dupsearch/exceptions.h"
+
+#include "compare/value_compare.h"
+#include "dupsearch/text.h"
+#include "log/CLog.h"
+#include "store/named_properties.h"
+
+namespace {
+
+constexpr char kPrepareTag[] = "CDuplicateSearch.OnFirstAdd";
+constexpr LONG kApntDurationId = 0x8213;
+constexpr LONG kTaskStartDateId = 0x8104;
+constexpr LONG kTaskDueDateId = 0x8105;
+constexpr LONG kJrnlDurationId = 0x8707;
+// The arrays of earlier versions ended here; a list of rules that gets so far is no sensible one.
+constexpr size_t kUsualSpare = 80;
+
+/// Every kind of phone but business, business 2, business fax, company, telex and assistant.
+constexpr uint32_t kPersonalPhones = ((1u << kPhoneKinds) - 1) & ~(0x3Fu << 7);
+
+// ---- What the rules read
+// ----------------------------------------------------------------------------------------
+
+void NeedTag(TPreparation& p, ULONG tag) {
+    if (!p.plainTags.Contains(tag)) {
+        p.plainTags.Append(tag);
+        p.plainDefinitions.push_back(nullptr);
+    }
+    p.originalPlainTags.Remove(tag);
+}
+
+void NeedDerived(TPreparation& p, unsigned id) {
+    if (p.DerivedIndex(id) < 0) p.derivedIds.push_back(id);
+}
+
+/// Resolves a named property that a rule needs; false when the store does not know it.
+bool NeedNamed(TPreparation& p, IMessage* item, const char* set, LONG id, ULONG type, ULONG& tag) {
+    tag = store::GetIDFromName2(item, set, id, type);
+    if (tag != 0) NeedTag(p, tag);
+    return tag != 0;
+}
+
+void NeedApntSubject(TPreparation& p, IMessage* item) {
+    if (!NeedNamed(p, item, kSetAppointment, kApntDurationId, PT_LONG, p.tagApntDuration)) {
+        g_Log.Error(kPrepareTag, "tagApntDuration\n");
+    }
+    NeedTag(p, PR_SUBJECT_W);
+}
+
+void NeedCompanyContact(TPreparation& p, IMessage*) {
+    NeedDerived(p, propexCompanyContact);
+}
+
+void NeedNames(TPreparation& p, IMessage*) {
+    NeedTag(p, PR_GIVEN_NAME_W);
+    NeedTag(p, PR_SURNAME_W);
+}
+
+bool ComparesNamesEmailsAndPhones(const TPreparation& p) {
+    return p.FindCompared(PR_GIVEN_NAME_W) && p.FindCompared(PR_SURNAME_W) &&
+           p.FindComparedDerived(propexAnyEmail) && p.FindComparedDerived(propexAnyPhone);
+}
+
+void NeedFirstLast(TPreparation& p, IMessage* item) {
+    NeedNames(p, item);
+    for (const unsigned id : {propexCompanyContact, propexAnyEmail, propexAnyAddress, propexAnyPhone}) {
+        NeedDerived(p, id);
+    }
+    NeedTag(p, PR_BIRTHDAY);
+    if (!ComparesNamesEmailsAndPhones(p)) {
+        g_Log.Error(
+            kPrepareTag,
+            "FirstName & LastName & AnyEmail & AnyPhone must be in compare properties for cleContFirstLast "
+            "exception\n");
+    }
+}
+
+void NeedSubject(TPreparation& p, IMessage*) {
+    NeedTag(p, PR_SUBJECT_W);
+}
+
+void NeedTaskDates(TPreparation& p, IMessage* item) {
+    const bool start = NeedNamed(p, item, kSetTask, kTaskStartDateId, PT_SYSTIME, p.tagTaskStartDate);
+    const bool due = NeedNamed(p, item, kSetTask, kTaskDueDateId, PT_SYSTIME, p.tagTaskDueDate);
+    if (!start || !due) g_Log.Error(kPrepareTag, "tagTaskStartDate or tagTaskDueDate failed\n");
+}
+
+void NeedJrnlSubject(TPreparation& p, IMessage* item) {
+    if (!NeedNamed(p, item, kSetJournal, kJrnlDurationId, PT_LONG, p.tagJrnlDuration)) {
+        g_Log.Error(kPrepareTag, "tagJrnlDuration\n");
+    }
+    NeedTag(p, PR_SUBJECT_W);
+}
+
+// ---- What the rules decide
+// --------------------------------------------------------------------------------------
+
+struct Pair {
+    const TPreparation& p;
+    const TItem& a;
+    const TItem& b;
+};
+
+/// The value, or null when it is missing, an error or an empty text.
+const SPropValue* Filled(const SPropValue* value) {
+    if (!value || PROP_TYPE(value->ulPropTag) == PT_ERROR) return nullptr;
+    return PV_IsEmpty(value->Value, PROP_TYPE(value->ulPropTag), nullptr) ? nullptr : value;
+}
+
+const SPropValue* Filled(const TItem& item, ULONG tag) {
+    return tag == 0 ? nullptr : Filled(item.Find(tag));
+}
+
+const SPropValue* FilledDerived(const TPreparation& p, const TItem& item, unsigned id) {
+    const int index = p.DerivedIndex(id);
+    return index < 0 ? nullptr : Filled(item.derived[static_cast<size_t>(index)].value.get());
+}
+
+bool IsEmpty(const TItem& item, ULONG tag) {
+    return Filled(item, tag) == nullptr;
+}
+
+/// Two durations, both missing included.
+bool AreDurationsEqual(const Pair& pair, ULONG tag) {
+    const SPropValue* a = Filled(pair.a, tag);
+    const SPropValue* b = Filled(pair.b, tag);
+    if (!a || !b) return !a && !b;
+    return a->Value.l == b->Value.l;
+}
+
+/// One side has only the first property filled, and the other only the second.
+bool OnDiffSides(const Pair& pair, ULONG first, ULONG second) {
+    const auto only = [](const TItem& item, ULONG filled, ULONG empty) {
+        return !IsEmpty(item, filled) && IsEmpty(item, empty);
+    };
+    return (only(pair.a, first, second) && only(pair.b, second, first)) ||
+           (only(pair.a, second, first) && only(pair.b, first, second));
+}
+
+bool ApntSubject(const Pair& pair) {
+    const bool empty = IsEmpty(pair.a, PR_SUBJECT_W) || IsEmpty(pair.b, PR_SUBJECT_W);
+    return empty && !AreDurationsEqual(pair, pair.p.tagApntDuration);
+}
+
+bool CompanyContact(const Pair& pair) {
+    const SPropValue* a = FilledDerived(pair.p, pair.a, propexCompanyContact);
+    const SPropValue* b = FilledDerived(pair.p, pair.b, propexCompanyContact);
+    return a && b && (a->Value.b != 0) != (b->Value.b != 0);
+}
+
+bool FirstLastOnDiffSides(const Pair& pair) {
+    return OnDiffSides(pair, PR_GIVEN_NAME_W, PR_SURNAME_W);
+}
+
+bool IsCompany(const TPreparation& p, const TItem& item) {
+    const SPropValue* company = FilledDerived(p, item, propexCompanyContact);
+    return company && company->Value.b != 0;
+}
+
+/// Filled on both sides and equal, as the search compares this name.
+bool IsNameEqual(const Pair& pair, ULONG tag) {
+    const CPtrTree& tree = pair.p.FindCompared(tag)->Tree();
+    const uint32_t node = tree.NodeOf(pair.a.nIndex);
+    return node != kNone && node == tree.NodeOf(pair.b.nIndex);
+}
+
+/// A derived property of which one sub-value of these kinds is equal on both sides.
+bool SharesSubValue(const Pair& pair, int id, uint32_t kinds) {
+    const CMultiPtrTree& tree = pair.p.FindComparedDerived(id)->MultiTree();
+    bool found;
+    return tree.Exists(pair.a.nIndex, kinds) &&
+           tree.FindEquals(pair.a.nIndex, pair.b.nIndex, kinds, kinds, &found);
+}
+
+bool SharesAddress(const Pair& pair) {
+    if (pair.p.FindComparedDerived(propexAnyAddress)) {
+        return SharesSubValue(pair, propexAnyAddress, CMultiPtrTree::kAnyKind);
+    }
+    const SPropValue* a = FilledDerived(pair.p, pair.a, propexAnyAddress);
+    const SPropValue* b = FilledDerived(pair.p, pair.b, propexAnyAddress);
+    int intersects = 0;
+    return a && b && compare::IsMVPropsIntersects(a, b, &intersects, cmExact) == 0 && intersects != 0;
+}
+
+bool IsBirthdayEqual(const Pair& pair) {
+    const SPropValue* a = Filled(pair.a, PR_BIRTHDAY);
+    const SPropValue* b = Filled(pair.b, PR_BIRTHDAY);
+    long order = 1;
+    return a && b && compare::ComparePropValues(a, b, &order, cmDayAndMonth) && order == 0;
+}
+
+bool FirstLast(const Pair& pair) {
+    if (!ComparesNamesEmailsAndPhones(pair.p)) return false;
+    const auto empty = [&](ULONG tag) { return IsEmpty(pair.a, tag) || IsEmpty(pair.b, tag); };
+    const auto nameless = [](const TItem& item) {
+        return IsEmpty(item, PR_GIVEN_NAME_W) && IsEmpty(item, PR_SURNAME_W);
+    };
+    const bool oneNameEqual = (IsNameEqual(pair, PR_GIVEN_NAME_W) && empty(PR_SURNAME_W)) ||
+                              (IsNameEqual(pair, PR_SURNAME_W) && empty(PR_GIVEN_NAME_W));
+    const bool personal = !IsCompany(pair.p, pair.a) && !IsCompany(pair.p, pair.b);
+    if (!oneNameEqual && !(personal && (nameless(pair.a) || nameless(pair.b)))) return false;
+    return !SharesSubValue(pair, propexAnyEmail, CMultiPtrTree::kAnyKind) && !SharesAddress(pair) &&
+           !SharesSubValue(pair, propexAnyPhone, kPersonalPhones) && !IsBirthdayEqual(pair);
+}
+
+bool SubjectEmptyOnOneSide(const Pair& pair) {
+    return IsEmpty(pair.a, PR_SUBJECT_W) != IsEmpty(pair.b, PR_SUBJECT_W);
+}
+
+bool TaskStartAndDueOnDiffSides(const Pair& pair) {
+    return OnDiffSides(pair, pair.p.tagTaskStartDate, pair.p.tagTaskDueDate);
+}
+
+bool JrnlSubjectEmptyOnBothSides(const Pair& pair) {
+    const bool empty = IsEmpty(pair.a, PR_SUBJECT_W) && IsEmpty(pair.b, PR_SUBJECT_W);
+    return empty && !AreDurationsEqual(pair, pair.p.tagJrnlDuration);
+}
+
+// ---- The rules
+// --------------------------------------------------------------------------------------------------
+
+struct Rule {
+    unsigned number;
+    const char* shortName;
+    const char* longName;
+    void (*need)(TPreparation& p, IMessage* item);
+    bool (*exempts)(const Pair& pair);
+};
+
+constexpr Rule kRules[] = {
+    {cleApntSubject, "cleApntSubject", "cleApntSubject (if_SubjectEmptyAtLeastOneSide_then_CompareDuration)",
+     NeedApntSubject, ApntSubject},
+    {cleContCompanyContact, "cleContCompanyContact",
+     "cleContCompanyContact (CompanyContact_notequal_PersonalContact)", NeedCompanyContact, CompanyContact},
+    {cleContFirstLastOnDiffSides, "cleContFirstLastOnDiffSides", "cleContFirstLastOnDiffSides", NeedNames,
+     FirstLastOnDiffSides},
+    {cleContFirstLast, "cleContFirstLast",
+     "cleContFirstLast "
+     "(FirstOrLastEqual_or_PersonalAndEmpty_then_FindAtLeastOneEqual_from_AnyEmail_or_AnyAddress_or_"
+     "AnyPersonalPhone_or_Birthday)",
+     NeedFirstLast, FirstLast},
+    {cleTaskSubjectEmptyOnOneSide, "cleTaskSubjectEmptyOnOneSide", "cleTaskSubjectEmptyOnOneSide",
+     NeedSubject, SubjectEmptyOnOneSide},
+    {cleTaskStartAndDueOnDiffSides, "cleTaskStartAndDueOnDiffSides", "cleTaskStartAndDueOnDiffSides",
+     NeedTaskDates, TaskStartAndDueOnDiffSides},
+    {cleMailSubjectEmptyOnOneSide, "cleMailSubjectEmptyOnOneSide", "cleMailSubjectEmptyOnOneSide",
+     NeedSubject, SubjectEmptyOnOneSide},
+    {cleJrnlSubjectEmptyOnOneSide, "cleJrnlSubjectEmptyOnOneSide", "cleJrnlSubjectEmptyOnOneSide",
+     NeedSubject, SubjectEmptyOnOneSide},
+    {cleJrnlSubjectEmptyOnBothSides, "cleJrnlSubjectEmptyOnBothSides",
+     "cleJrnlSubjectEmptyOnBothSides (SubjectEmptyOnBothSides_then_CompareDuration)", NeedJrnlSubject,
+     JrnlSubjectEmptyOnBothSides}};
+
+const Rule* FindRule(unsigned number) {
+    for (const Rule& rule : kRules) {
+        if (rule.number == number) return &rule;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+const char* ExceptionName(unsigned number, bool bShort) {
+    const Rule* rule = FindRule(number);
+    return !rule ? "unknown" : bShort ? rule->shortName : rule->longName;
+}
+
+void PrepareExceptions(IMessage* item, TPreparation& p) {
+    const size_t usual = static_cast<size_t>(p.definitions.Count()) + kUsualSpare;
+    for (const unsigned number : p.rules) {
+        g_Log.Assert(p.plainTags.Count() <= usual && p.derivedIds.size() <= usual, kPrepareTag, __LINE__,
+                     "allocated memory may be not enough\n");
+        if (const Rule* rule = FindRule(number)) {
+            rule->need(p, item);
+            g_Log.Info(3, kPrepareTag, "Use exception (%s)\n", ExceptionName(number, false));
+        } else {
+            g_Log.Error(kPrepareTag, "Unknown exception (%d)\n", number);
+        }
+    }
+}
+
+bool IsExempt(const TPreparation& p, const CItems& items, uint32_t item, uint32_t equal) {
+    const Pair pair{p, items[item], items[equal]};
+    for (const unsigned number : p.rules) {
+        const Rule* rule = FindRule(number);
+        if (!rule) continue;
+        if (g_Log.IsExtra()) {
+            g_Log.Extra(L"\t\tCheckException( Item[%d], Item[%d], %s ):\n", static_cast<int>(item),
+                        static_cast<int>(equal), Widen(ExceptionName(number, true)).c_str());
+        }
+        const bool exempt = rule->exempts(pair);
+        if (g_Log.IsExtra()) g_Log.Extra(L"\t\t\tRESULT: %s\n", exempt ? L"EXCEPTION" : L"SKIP");
+        if (exempt) return true;
+    }
+    return false;
+}

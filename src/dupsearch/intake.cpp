@@ -1,0 +1,232 @@
+// Adding an item: opened, read, its values overridden, filed in every compared property, matched.
+//
+// All that can fail comes first; the trees are touched only once every value is at hand, so that a failed
+// addition leaves them as they were.
+
+#include "compare/value_compare.h"
+#include "dupsearch/CDuplicateSearch.h"
+#include "dupsearch/text.h"
+#include "log/CLog.h"
+#include "log/value_text.h"
+#include "store/properties.h"
+#include "store/streams.h"
+
+namespace {
+
+constexpr char kTag[] = "CDuplicateSearch.Add";
+constexpr size_t kValueText = 2048;
+
+const char* TextOf(const char* text) {
+    return text ? text : "";
+}
+
+void LogChange(const wchar_t* name, const SPropValue& value) {
+    wchar_t text[kValueText];
+    g_Log.Extra(L"\t\t[%s]->\t%s\n", name, PropValueText(&value, text, std::size(text), 0));
+}
+
+/// Builds one derived value; the kinds of its elements where it has any.
+HRESULT BuildDerived(unsigned id, IMessage* message, TDerivedValue& derived) {
+    ULONG kinds[kPhoneKinds] = {};
+    HRESULT hr;
+    switch (id) {
+        case propexAnyAddress:
+            hr = ContactItem_Addresses(message, true, Out(derived.value), kinds);
+            break;
+        case propexAnyEmail:
+            hr = ContactItem_Emails(message, true, Out(derived.value), kinds);
+            break;
+        case propexAnyPhone:
+            hr = ContactItem_Phones(message, true, Out(derived.value), kinds);
+            break;
+        case propexCompanyContact:
+            hr = ContactItem_CompanyContact(message, Out(derived.value));
+            break;
+        case propexSenders:
+            hr = MailItem_Senders(message, true, Out(derived.value));
+            break;
+        case propexRecipients:
+            hr = MailItem_Recipients(message, Out(derived.value));
+            break;
+        default:
+            g_Log.Error(kTag, "unknown propex(%d)\n", id);
+            hr = -1;
+    }
+    for (size_t i = 0; i < kPhoneKinds; ++i) derived.kinds[i] = static_cast<unsigned char>(kinds[i]);
+    return hr;
+}
+
+/// Takes an item that was not added out again, from wherever it got to.
+class CRemoveUnlessAdded {
+  public:
+    CRemoveUnlessAdded(CItems& items, std::unique_ptr<TPreparation>& preparation, const char* storeId)
+        : m_items(items), m_preparation(preparation), m_storeId(storeId), m_index(items.Count()) {}
+    CRemoveUnlessAdded(const CRemoveUnlessAdded&) = delete;
+    ~CRemoveUnlessAdded() {
+        if (m_added) return;
+        g_Log.Info(3, kTag, "Item(%s) removing from duplicate search\n", m_storeId);
+        if (m_preparation) {
+            for (const auto& data : m_preparation->compareData) data->Remove(m_index);
+        }
+        if (m_items.Count() > m_index) m_items.RemoveLast();
+    }
+    void Added() { m_added = true; }
+
+  private:
+    CItems& m_items;
+    std::unique_ptr<TPreparation>& m_preparation;
+    const char* const m_storeId;
+    const uint32_t m_index;
+    bool m_added = false;
+};
+
+}  // namespace
+
+int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* found, unsigned nCallerRank) {
+    entryId = TextOf(entryId);
+    storeId = TextOf(storeId);
+    const bool first = m_items.Count() == 0;
+    CRemoveUnlessAdded removal(m_items, m_preparation, storeId);
+    auto record = std::make_unique<TItem>();
+    record->EntryID = entryId;
+    record->nIndex = m_items.Count();
+    record->nCallerRank = nCallerRank;
+    const ComPtr<IMessage> message = m_items.Open(entryId, storeId, kTag, &record->lpszStoreID);
+    if (!message) return 0;
+    TItem& item = m_items.Append(std::move(record));
+    if (first) {
+        m_matching.reset();
+        m_preparation = Prepare(message.Get(), m_definitions, m_exceptions, m_bGrouped);
+        m_matching = std::make_unique<CMatching>(m_preparation->compareData, m_nCompareAlgorithm, m_bGrouped,
+                                                 m_preparation->nGroups);
+    }
+    if (m_preparation->compareData.empty()) {
+        g_Log.Error(kTag, "Number of props to compare = 0\n");
+        return 0;
+    }
+    TAddedItem added{item, message.Get(), {}};
+    if (!ReadAndFile(added)) return 0;
+
+    const TEquals equals = FindDuplicates(item);
+    m_matching->Append();
+    if (!equals.IsNone()) m_duplicates.Add(item.nIndex, equals);
+    removal.Added();
+    if (found) *found = equals.IsNone() ? 0 : 1;
+    if (!equals.IsNone() && NeedsODProps()) CalcODProps(item, message.Get(), equals);
+    return 1;
+}
+
+bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
+    if (g_Log.IsExtra()) {
+        g_Log.Extra(L"Add Item[%d]:\n", static_cast<int>(added.item.nIndex));
+        g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", Widen(added.item.EntryID.c_str()).c_str());
+    }
+    if (!ReadPlain(added) || !ReadDerived(added)) return false;
+    std::vector<TFiling> filings;
+    filings.reserve(m_preparation->compareData.size());
+    for (const auto& data : m_preparation->compareData) {
+        if (!Evaluate(added, *data, filings)) return false;
+    }
+    File(added, filings);
+    return true;
+}
+
+bool CDuplicateSearch::ReadPlain(TAddedItem& added) {
+    TPreparation& p = *m_preparation;
+    TItem& item = added.item;
+    if (p.plainTags.Count() == 0) return true;
+    const HRESULT hr =
+        store::GetPropValues(added.message, p.plainTags.Get(), &item.cValues, Out(item.values));
+    if (!store::IsReadSuccess(hr)) {
+        item.cValues = 0;
+        g_Log.Error(kTag, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
+                    item.EntryID.c_str());
+        return false;
+    }
+    item.cValues = item.values ? std::min(item.cValues, p.plainTags.Count()) : 0;
+    for (ULONG i = 0; i < item.cValues; ++i) {
+        SPropValue& value = item.values.get()[i];
+        const bool extra = g_Log.IsExtra();
+        const std::wstring name = extra ? PlainTagName(p, i) : std::wstring();
+        if (extra) {
+            wchar_t text[kValueText];
+            g_Log.Extra(L"\t\t[%s]:\t%s\n", name.c_str(), PropValueText(&value, text, std::size(text), 0));
+        }
+        if (OverrideReadValue(value, added) && extra) LogChange(name.c_str(), value);
+        if (value.ulPropTag == PR_MESSAGE_SIZE) item.nMessageSize = static_cast<int>(value.Value.l);
+    }
+    return true;
+}
+
+bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
+    TItem& item = added.item;
+    item.derived.resize(m_preparation->derivedIds.size());
+    for (size_t i = 0; i < item.derived.size(); ++i) {
+        const unsigned id = m_preparation->derivedIds[i];
+        const HRESULT hr = BuildDerived(id, added.message, item.derived[i]);
+        if (!store::IsReadSuccess(hr) || !item.derived[i].value) {
+            g_Log.Error(kTag, "Failed to read propex = %d; Error = 0x%x; Item.EntryID = %s\n", id,
+                        static_cast<unsigned>(hr), item.EntryID.c_str());
+            return false;
+        }
+        if (g_Log.IsExtra()) {
+            wchar_t text[kValueText];
+            g_Log.Extra(L"\t\t[%s]:\t%s\n", QuorvelPropEx_ToStringW(id),
+                        PropValueToText(item.derived[i].value.get(), text, std::size(text), id, false));
+        }
+    }
+    return true;
+}
+
+/// Finds out where the item goes in one property; false when that cannot be told.
+bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings) {
+    const TComparyProp& definition = data.Definition();
+    switch (definition.nInterface) {
+        case 0:
+            return EvaluateValue(added, data, filings);
+        case 1: {
+            int empty = TRUE;
+            if (store::StreamPropEmpty(added.message, definition.ulPropTag, &empty, nullptr) != S_OK)
+                return false;
+            filings.push_back({&data, nullptr, empty != 0});
+            return true;
+        }
+        default:
+            g_Log.Error(kTag, "Invalid interface(%d)\n", definition.nInterface);
+            return true;
+    }
+}
+
+bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings) {
+    const TComparyProp& definition = data.Definition();
+    const int index =
+        data.IsDerived() ? m_preparation->DerivedIndex(static_cast<unsigned>(definition.nID)) : -1;
+    SPropValue* const value = index >= 0 ? added.item.derived[static_cast<size_t>(index)].value.get()
+                                         : added.item.Find(definition.ulPropTag);
+    if (!value) {
+        g_Log.ErrorW(kTag, L"value for prop(%s) not found\n", KeyOf(definition));
+        return false;
+    }
+    if (OverrideComparedValue(*value, definition, added) && g_Log.IsExtra())
+        LogChange(KeyOf(definition), *value);
+    int empty = TRUE;
+    if (!compare::IsEmptyValue(value, &empty, nullptr)) return false;
+    filings.push_back({&data, value, empty != 0});
+    return true;
+}
+
+void CDuplicateSearch::File(const TAddedItem& added, const std::vector<TFiling>& filings) {
+    for (const TFiling& filing : filings) {
+        const TCompareContext context{filing.data->Definition(), m_items, added.item, filing.value,
+                                      added.message};
+        if (filing.empty) {
+            filing.data->AddEmpty(added.item.nIndex);
+        } else if (!filing.value) {
+            filing.data->FileStream(context);
+        } else if (filing.data->IsMultiTree()) {
+            filing.data->multitreeItems_Add(context);
+        } else {
+            filing.data->FileValue(context);
+        }
+    }
+}

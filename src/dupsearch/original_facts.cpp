@@ -1,0 +1,96 @@
+// What the kinds of original definitions need to know of an item.
+
+#include "compare/contact_item.h"
+#include "compare/value_compare.h"
+#include "dupsearch/CDuplicateSearch.h"
+#include "dupsearch/recurrence.h"
+#include "log/CLog.h"
+#include "store/properties.h"
+
+namespace {
+
+constexpr char kTag[] = "CDuplicateSearch.CalcODProps";
+
+using Counter = HRESULT (*)(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes);
+
+/// How many of these properties are filled; their sizes too, when asked for.
+int CountFilled(Counter count, IMessage* item, CTagArray& tags, ULONG* sizes) {
+    long filled = 0;
+    if (tags.Count() != 0) count(item, tags.Get(), &filled, sizes);
+    return static_cast<int>(filled);
+}
+
+}  // namespace
+
+bool CDuplicateSearch::NeedsODProps() const {
+    return m_original.nKind != okCallerOrder && m_original.nKind != okCallerOrder2;
+}
+
+bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
+    ComPtr<IMessage> opened;
+    if (!message) {
+        opened = m_items.Open(item, kTag);
+        if (!opened) return false;
+        message = opened.Get();
+    }
+    CountFilledProps(item, message);
+    switch (m_original.nKind) {
+        case okLargestItem:
+            if (item.nMessageSize == -1) {
+                item.nMessageSize =
+                    static_cast<int>(store::GetSubjectBodyAttachmentsSize(message, TRUE, nullptr, 0));
+            }
+            break;
+        case okFieldValue:
+            if (item.nHasFieldValue == -1) CalcFieldValue(item, message);
+            break;
+        case okApntRecurrence:
+            if (item.nODApntRecurIndex == -1) item.nODApntRecurIndex = CalcRecurIndex(message);
+            if (item.nODApntAnnvrsryYear == -1) {
+                if (IsYearlyAppointment(message)) {
+                    // The year is known from a start compared by methods 6 or 8; it is not worked out here.
+                    g_Log.Error(kTag,
+                                "todo pItem->nODApntAnnvrsryYear = Year( Appointment_StartYear( lpMsg ) )\n");
+                } else {
+                    item.nODApntAnnvrsryYear = 0;
+                }
+            }
+            break;
+        case okHasCrmId: {
+            int has = 0;
+            ContactItem_HasCrmId(message, &has);
+            item.nHasCRMID = static_cast<short>(has);
+            break;
+        }
+        default:
+            break;
+    }
+    return true;
+}
+
+void CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
+    TPreparation& p = *m_preparation;
+    ULONG* sizes = nullptr;
+    if (m_original.nKind == okLargestValues) {
+        item.ValuesSizes = std::make_unique<ULONG[]>(p.plainTags.Count() + p.streamTags.Count());
+        sizes = item.ValuesSizes.get();
+    }
+    ULONG* const streamSizes = sizes ? sizes + p.plainTags.Count() : nullptr;
+    item.nFilledProps = CountFilled(compare::CountProps, message, p.plainTags, sizes) +
+                        CountFilled(compare::CountStreamProps, message, p.streamTags, streamSizes) +
+                        CountFilled(compare::CountProps, message, p.originalPlainTags, nullptr) +
+                        CountFilled(compare::CountStreamProps, message, p.originalStreamTags, nullptr);
+}
+
+void CDuplicateSearch::CalcFieldValue(TItem& item, IMessage* message) {
+    const TComparyProp& definition = m_preparation->definitions[m_nFieldIndex];
+    item.nHasFieldValue = 0;
+    if (definition.ulPropTag == 0) {
+        g_Log.ErrorW(kTag, L"Cant use FieldValue original definition for Prop.Key=%s, reset to MostFilled\n",
+                     KeyOf(definition));
+        m_original.nKind = okMostFilled;
+        return;
+    }
+    item.nHasFieldValue =
+        HasFieldValue(m_addressBook, m_items.Session(), message, definition, m_wanted) ? 1 : 0;
+}

@@ -1,0 +1,157 @@
+#include <algorithm>
+#include <cwchar>
+
+#include "dupsearch/TPreparation.h"
+#include "dupsearch/exceptions.h"
+#include "log/CLog.h"
+#include "store/named_properties.h"
+
+namespace {
+
+constexpr char kTag[] = "CDuplicateSearch.OnFirstAdd";
+
+void LogUse(const TComparyProp& definition, bool bGrouped, const wchar_t* plain, const wchar_t* grouped) {
+    if (bGrouped) {
+        g_Log.InfoW(3, kTag, grouped, definition.nGroup, KeyOf(definition), NameOf(definition));
+    } else {
+        g_Log.InfoW(3, kTag, plain, KeyOf(definition), NameOf(definition));
+    }
+}
+
+/// Puts the tag where its interface says; false for an interface that does not exist.
+bool AppendTag(const TComparyProp& definition, CTagArray& plain, CTagArray& streams) {
+    switch (definition.nInterface) {
+        case 0:
+            plain.Append(definition.ulPropTag);
+            return true;
+        case 1:
+            streams.Append(definition.ulPropTag);
+            return true;
+        default:
+            g_Log.ErrorW(kTag, L"Invalid interface(%d) for propprop(key=%s, name=%s)\n",
+                         definition.nInterface, KeyOf(definition), NameOf(definition));
+            return false;
+    }
+}
+
+void PrepareOriginalOnly(TPreparation& p, const TComparyProp& definition) {
+    const bool derived = IsDerived(definition);
+    g_Log.Assert(!derived, kTag, __LINE__, "bCompare || !bPrivate");
+    if (derived) return;
+    if (definition.ulPropTag == 0) {
+        g_Log.ErrorW(kTag, L"remove noncmp prop(key=%s,name=%s) from original definition props\n",
+                     KeyOf(definition), NameOf(definition));
+        return;
+    }
+    AppendTag(definition, p.originalPlainTags, p.originalStreamTags);
+}
+
+void PrepareDerived(TPreparation& p, TComparyProp& definition, bool bGrouped) {
+    if (definition.nID < int{propexAnyAddress} || definition.nID > int{propexRecipients}) {
+        g_Log.ErrorW(kTag, L"remove cmp propEx(key=%s,name=%s,id=%d) from search\n", KeyOf(definition),
+                     NameOf(definition), definition.nID);
+        return;
+    }
+    if (definition.nID == int{propexRecipients} && definition.nCompareMethod == cmExact) {
+        definition.nCompareMethod = cmRecipients;
+    }
+    p.compareData.push_back(std::make_unique<CCmpData>(definition, definition.nID <= int{propexAnyPhone}));
+    p.derivedIds.push_back(static_cast<unsigned>(definition.nID));
+    LogUse(definition, bGrouped, L"Use cmp propex(key=\"%s\", name=\"%s\")\n",
+           L"Use cmp propex(group=%d, key=\"%s\", name=\"%s\")\n");
+}
+
+void PrepareCompared(TPreparation& p, TComparyProp& definition, bool bGrouped) {
+    if (definition.ulPropTag == 0) {
+        g_Log.ErrorW(kTag, L"remove cmp prop(key=%s,name=%s) from search\n", KeyOf(definition),
+                     NameOf(definition));
+        return;
+    }
+    p.compareData.push_back(std::make_unique<CCmpData>(definition, false));
+    const ULONG plainTags = p.plainTags.Count();
+    AppendTag(definition, p.plainTags, p.streamTags);
+    if (p.plainTags.Count() > plainTags) p.plainDefinitions.push_back(&definition);
+    LogUse(definition, bGrouped, L"Use cmp prop  (key=\"%s\", name=\"%s\")\n",
+           L"Use cmp prop  (group=%d, key=\"%s\", name=\"%s\")\n");
+}
+
+/// Gives the groups of the compared definitions the numbers 0, 1, 2 ... in their order.
+void RenumberGroups(TPreparation& p) {
+    std::vector<int> groups;
+    for (const auto& data : p.compareData) groups.push_back(data->Definition().nGroup);
+    std::sort(groups.begin(), groups.end());
+    groups.erase(std::unique(groups.begin(), groups.end()), groups.end());
+    for (const auto& data : p.compareData) {
+        const auto place = std::lower_bound(groups.begin(), groups.end(), data->Definition().nGroup);
+        data->SetGroup(static_cast<int>(place - groups.begin()));
+    }
+    p.nGroups = static_cast<int>(groups.size());
+}
+
+struct TagName {
+    ULONG tag;
+    const wchar_t* name;
+};
+
+}  // namespace
+
+std::unique_ptr<TPreparation> Prepare(IMessage* item, const CDefinitions& definitions,
+                                      const std::vector<unsigned>& rules, bool bGrouped) {
+    g_Log.StartTimer();
+    auto prepared = std::make_unique<TPreparation>(definitions, rules);
+    TPreparation& p = *prepared;
+    TComparyProps list = p.definitions.List();
+    store::ResolveTags(item, &list);
+    for (int i = 0; i < p.definitions.Count(); ++i) {
+        TComparyProp& definition = p.definitions[i];
+        if (!definition.bCompare) {
+            PrepareOriginalOnly(p, definition);
+        } else if (IsDerived(definition)) {
+            PrepareDerived(p, definition, bGrouped);
+        } else {
+            PrepareCompared(p, definition, bGrouped);
+        }
+    }
+    if (p.compareData.empty()) return prepared;
+    PrepareExceptions(item, p);
+    if (bGrouped) RenumberGroups(p);
+    return prepared;
+}
+
+CCmpData* TPreparation::FindCompared(ULONG tag) const {
+    for (const auto& data : compareData) {
+        if (!data->IsDerived() && data->Definition().ulPropTag == tag) return data.get();
+    }
+    return nullptr;
+}
+
+CCmpData* TPreparation::FindComparedDerived(int id) const {
+    for (const auto& data : compareData) {
+        if (data->IsDerived() && data->Definition().nID == id) return data.get();
+    }
+    return nullptr;
+}
+
+int TPreparation::DerivedIndex(unsigned id) const {
+    const auto place = std::find(derivedIds.begin(), derivedIds.end(), id);
+    return place == derivedIds.end() ? -1 : static_cast<int>(place - derivedIds.begin());
+}
+
+std::wstring PlainTagName(const TPreparation& p, ULONG index) {
+    if (p.plainDefinitions[index]) return KeyOf(*p.plainDefinitions[index]);
+    const ULONG tag = p.plainTags[index];
+    const TagName names[] = {{p.tagApntDuration, L"Appointment.Duration"},
+                             {p.tagJrnlDuration, L"Journal.Duration"},
+                             {p.tagTaskDueDate, L"Task.DueDate"},
+                             {p.tagTaskStartDate, L"Task.StartDate"},
+                             {PR_BIRTHDAY, L"Contact.Birthday"},
+                             {PR_SUBJECT_W, L"Subject"},
+                             {PR_GIVEN_NAME_W, L"FirstName"},
+                             {PR_SURNAME_W, L"LastName"}};
+    for (const TagName& known : names) {
+        if (known.tag == tag) return known.name;
+    }
+    wchar_t text[16];
+    _snwprintf(text, std::size(text), L"0x%x", static_cast<unsigned>(tag));
+    return text;
+}

@@ -1,0 +1,115 @@
+#include "dupsearch/recurrence.h"
+
+#include "compare/calendar.h"
+#include "compare/named_values.h"
+#include "log/identifier_text.h"
+#include "log/CLog.h"
+#include "log/local_time.h"
+#include "store/mapi_extra.h"
+#include "store/named_properties.h"
+#include "store/properties.h"
+
+namespace {
+
+constexpr char kTag[] = "CDuplicateSearch.CalcODProps_RecurApntIndex_";
+constexpr LONG kRecurringId = 0x8223;
+constexpr LONG kStartId = 0x820D;
+
+enum class Read { kFound, kNotFound, kFailed };
+struct NamedRead {
+    Read outcome = Read::kFailed;
+    MapiBuffer<SPropValue> value;
+};
+
+/// Reads a named appointment property; failures of the platform are logged here.
+NamedRead ReadNamed(IMessage* item, LONG id, ULONG type) {
+    NamedRead read;
+    GUID set;
+    Str2GUID(kSetAppointment, &set);
+    ULONG tag = 0;
+    HRESULT hr = LookUpName(item, set, {id, nullptr, type}, &tag);
+    if (hr != S_OK) {
+        g_Log.Error(kTag, "Quorvel_GetIDsFromNames return 0x%x\n", static_cast<unsigned>(hr));
+        return read;
+    }
+    if (tag == 0) {
+        read.outcome = Read::kNotFound;
+        return read;
+    }
+    hr = store::GetPropValue(item, tag, Out(read.value));
+    if (!store::IsReadSuccess(hr) || !read.value) {
+        g_Log.Error(kTag, "Quorvel_GetPropValue return 0x%x\n", static_cast<unsigned>(hr));
+        return read;
+    }
+    const bool missing =
+        PROP_TYPE(read.value->ulPropTag) == PT_ERROR && read.value->Value.err == MAPI_E_NOT_FOUND;
+    read.outcome = missing ? Read::kNotFound : Read::kFound;
+    return read;
+}
+
+/// A start that could not be read counts as one with a time of day.
+bool StartHasTimeOfDay(IMessage* item) {
+    const NamedRead read = ReadNamed(item, kStartId, PT_SYSTIME);
+    if (read.outcome == Read::kNotFound) g_Log.Warning(kTag, "Prop Start is not exists\n");
+    if (read.outcome != Read::kFound) return true;
+    const SPropValue* const lpvalStart = read.value.get();
+    switch (PROP_TYPE(lpvalStart->ulPropTag)) {
+        case PT_SYSTIME:
+            break;
+        case PT_ERROR:
+            g_Log.Error(kTag, "lpvalStart->Value.err = 0x%x\n", static_cast<unsigned>(lpvalStart->Value.err));
+            return true;
+        default:
+            g_Log.Error(kTag, "PROP_TYPE( lpvalStart->ulPropTag ) = 0x%x\n",
+                        static_cast<unsigned>(PROP_TYPE(lpvalStart->ulPropTag)));
+            return true;
+    }
+    FILETIME local;
+    if (!FileTimeToLocalFileTimeFIX(&lpvalStart->Value.ft, &local)) {
+        g_Log.Error(kTag, "FileTimeToLocalFileTimeFIX failed, last error = 0x%x\n",
+                    static_cast<unsigned>(GetLastError()));
+        return true;
+    }
+    SYSTEMTIME fields;
+    if (!FileTimeToSystemTime(&local, &fields)) {
+        g_Log.Error(kTag, "FileTimeToSystemTime failed, last error = 0x%x\n",
+                    static_cast<unsigned>(GetLastError()));
+        return true;
+    }
+    return fields.wHour != 0 || fields.wMinute != 0 || fields.wSecond != 0;
+}
+
+}  // namespace
+
+short CalcRecurIndex(IMessage* item) {
+    const NamedRead read = ReadNamed(item, kRecurringId, PT_BOOLEAN);
+    if (read.outcome == Read::kNotFound) return 0;
+    if (read.outcome == Read::kFailed) return 1;
+    const SPropValue* const valIsRecurring = read.value.get();
+    switch (PROP_TYPE(valIsRecurring->ulPropTag)) {
+        case PT_BOOLEAN:
+            break;
+        case PT_ERROR:
+            g_Log.Error(kTag, "valIsRecurring->Value.err = 0x%x\n",
+                        static_cast<unsigned>(valIsRecurring->Value.err));
+            return 1;
+        default:
+            g_Log.Error(kTag, "PROP_TYPE( lpvalIsRecurring->ulPropTag ) = 0x%x\n",
+                        static_cast<unsigned>(PROP_TYPE(valIsRecurring->ulPropTag)));
+            return 1;
+    }
+    if (!valIsRecurring->Value.b) return 0;
+
+    int allDayLike = 0, yearly = 0;
+    if (compare::AllDayEventLike(item, &allDayLike, TRUE) != S_OK) return 1;
+    if (Appointment_IsBirthdayOrAnniversary(item, true, &yearly, &allDayLike, nullptr) != S_OK) yearly = 0;
+    if (!allDayLike && !yearly) return 1;
+    const bool timeOfDay = StartHasTimeOfDay(item);
+    if (yearly) return timeOfDay ? 4 : 5;
+    return timeOfDay ? 2 : 3;
+}
+
+bool IsYearlyAppointment(IMessage* item) {
+    int yearly = 0;
+    return Appointment_IsBirthdayOrAnniversary(item, true, &yearly, nullptr, nullptr) == S_OK && yearly != 0;
+}

@@ -1,0 +1,192 @@
+#include "dupsearch/value_override.h"
+
+#include <cstring>
+#include <cwchar>
+
+#include "compare/calendar.h"
+#include "compare/value_compare.h"
+#include "dupsearch/CDefinitions.h"
+#include "log/CLog.h"
+#include "store/named_properties.h"
+#include "store/properties.h"
+
+namespace {
+
+constexpr char kTag[] = "CDuplicateSearch.Add_OverrideValue";
+constexpr int kAllDayFlagId = 0x8215;
+constexpr int kRecurringId = 0x8223;
+constexpr WORD kYearOfYearlyEvents = 1602;
+
+bool Overrides(const TComparyProp& definition, int id) {
+    return definition.nID == id && IsInSet(definition, kSetAppointment);
+}
+
+bool IsFilled(const SPropValue& value) {
+    return PROP_TYPE(value.ulPropTag) != PT_ERROR &&
+           !PV_IsEmpty(value.Value, PROP_TYPE(value.ulPropTag), nullptr);
+}
+
+// ---- Values as they are read
+// ------------------------------------------------------------------------------------
+
+bool OverrideMessageSize(SPropValue& value, const TAddedItem& added) {
+    // The item's own subject counts, not the trimmed one among the values.
+    const ULONG size = store::GetSubjectBodyAttachmentsSize(added.message, TRUE, nullptr, 0);
+    const bool changed = PROP_TYPE(value.ulPropTag) != PT_LONG || value.Value.ul != size;
+    value.ulPropTag = PR_MESSAGE_SIZE;
+    value.Value.ul = size;
+    return changed;
+}
+
+bool OverrideContentUnread(SPropValue& value, const TAddedItem& added) {
+    return PROP_TYPE(value.ulPropTag) == PT_ERROR && ComputeContentUnread(value, added.message);
+}
+
+template <typename Char>
+bool Trim(Char*& text) {
+    if (!text) return false;
+    const auto isBlank = [](Char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    Char* begin = text;
+    while (isBlank(*begin)) ++begin;
+    Char* end = begin;
+    while (*end) ++end;
+    Char* const terminator = end;
+    while (end > begin && isBlank(end[-1])) --end;
+    const bool changed = begin != text || end != terminator;
+    *end = 0;
+    text = begin;
+    return changed;
+}
+
+bool TrimText(SPropValue& value, const TAddedItem&) {
+    switch (PROP_TYPE(value.ulPropTag)) {
+        case PT_UNICODE:
+            return Trim(value.Value.lpszW);
+        case PT_STRING8:
+            return Trim(value.Value.lpszA);
+        default:
+            return false;
+    }
+}
+
+struct ReadOverride {
+    ULONG id;
+    bool (*apply)(SPropValue& value, const TAddedItem& added);
+};
+constexpr ReadOverride kReadOverrides[] = {{PROP_ID(PR_MESSAGE_SIZE), OverrideMessageSize},
+                                           {PROP_ID(PR_CONTENT_UNREAD), OverrideContentUnread},
+                                           {PROP_ID(PR_SUBJECT), TrimText},
+                                           {PROP_ID(PR_CONVERSATION_TOPIC), TrimText}};
+
+// ---- Values as they are compared
+// --------------------------------------------------------------------------------
+
+/// Asks once for each item; a failed test is asked again, and counts as no.
+bool IsAllDayLike(TAddedItem& added) {
+    if (!added.allDayLike) {
+        int allDayLike = 0;
+        if (compare::AllDayEventLike(added.message, &allDayLike, TRUE) != S_OK) return false;
+        added.allDayLike = allDayLike;
+    }
+    return *added.allDayLike != 0;
+}
+
+bool OverrideAllDayFlag(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
+    if (!Overrides(definition, kAllDayFlagId)) return false;
+    if (std::wcscmp(KeyOf(definition), L"Appointment.AllDayEvent") == 0) return false;
+    if (std::wcscmp(KeyOf(definition), L"Appointment.AllDayEventLike") != 0) {
+        g_Log.Error(kTag, "Unknown key for AllDayEvent*\n");
+        return false;
+    }
+    const bool allDayLike = IsAllDayLike(added);
+    if (!added.allDayLike) return false;
+    const bool changed = PROP_TYPE(value.ulPropTag) != PT_BOOLEAN || (value.Value.b != 0) != allDayLike;
+    value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_BOOLEAN);
+    value.Value.b = allDayLike;
+    return changed;
+}
+
+bool OverrideSubject(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
+    if (definition.nCompareMethod != cmApntAlldaylikeSubject) return false;
+    const bool isSubject = PROP_ID(definition.ulPropTag) == PROP_ID(PR_SUBJECT);
+    g_Log.Assert(isSubject, kTag, __LINE__, "cmApntAlldaylikeSubject: pProp->nTag == PR_SUBJECT");
+    if (!isSubject || !IsFilled(value)) return false;
+    const bool sameType = PROP_TYPE(value.ulPropTag) == PROP_TYPE(definition.ulPropTag);
+    g_Log.Assert(sameType, kTag, __LINE__, "PROP_TYPE(value.tag) == PROP_TYPE(tag)");
+    if (!sameType || !IsAllDayLike(added)) return false;
+    switch (PROP_TYPE(value.ulPropTag)) {
+        case PT_UNICODE:
+            return compare::NormalizeBirthdayOrAnnvrsrySubjectW(value.Value.lpszW, FALSE) != 0;
+        case PT_STRING8:
+            return compare::NormalizeBirthdayOrAnnvrsrySubject(value.Value.lpszA, FALSE) != 0;
+        default:
+            return false;
+    }
+}
+
+bool IsBirthdayOrAnniversary(TAddedItem& added) {
+    const SPropValue* subject = added.item.Find(PR_SUBJECT_W);
+    const ULONG type = subject ? PROP_TYPE(subject->ulPropTag) : PT_UNSPECIFIED;
+    if (type != PT_UNICODE && type != PT_STRING8) subject = nullptr;
+    int result = 0;
+    const HRESULT hr = Appointment_IsBirthdayOrAnniversary(added.message, type != PT_STRING8, &result,
+                                                           &*added.allDayLike, subject);
+    return hr == S_OK && result != 0;
+}
+
+bool OverrideStart(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
+    const bool canonical = definition.nCompareMethod == cmApntAlldaylikeStart;
+    if (!canonical && definition.nCompareMethod != cmApntApproxStart) return false;
+    const bool isTime = PROP_TYPE(definition.ulPropTag) == PT_SYSTIME;
+    g_Log.Assert(isTime, kTag, __LINE__,
+                 canonical ? "cmApntAlldaylikeStart: PROP_TYPE( pProp->nTag ) == PT_SYSTIME"
+                           : "cmApntApproxStart: PROP_TYPE( pProp->nTag ) == PT_SYSTIME");
+    if (!isTime || PROP_TYPE(value.ulPropTag) != PT_SYSTIME) return false;
+    added.item.nODApntAnnvrsryYear = 0;
+    if (!IsAllDayLike(added)) return false;
+    const bool yearly = IsBirthdayOrAnniversary(added);
+    WORD year = 0;
+    bool changed = false;
+    if (canonical) {
+        changed = Appointment_Normalize_AlldaylikeStart(&value.Value.ft, yearly, &year) != 0;
+    } else if (yearly) {
+        changed = FILETIME_SetYear(&value.Value.ft, kYearOfYearlyEvents, &year) != 0;
+    }
+    added.item.nODApntAnnvrsryYear = static_cast<short>(year);
+    return changed;
+}
+
+bool OverrideRecurring(SPropValue& value, const TComparyProp& definition, TAddedItem&) {
+    if (!Overrides(definition, kRecurringId) || PROP_TYPE(value.ulPropTag) == PT_BOOLEAN) return false;
+    value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_BOOLEAN);
+    value.Value.b = FALSE;
+    return true;
+}
+
+using ComparedOverride = bool (*)(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
+constexpr ComparedOverride kComparedOverrides[] = {OverrideAllDayFlag, OverrideSubject, OverrideStart,
+                                                   OverrideRecurring};
+
+}  // namespace
+
+bool ComputeContentUnread(SPropValue& value, IMessage* message) {
+    MapiBuffer<SPropValue> flags;
+    const HRESULT hr = store::GetPropValue(message, PR_MESSAGE_FLAGS, Out(flags));
+    if (!store::IsReadSuccess(hr) || !flags || PROP_TYPE(flags->ulPropTag) != PT_LONG) return false;
+    value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_LONG);
+    value.Value.l = (flags->Value.l & MSGFLAG_READ) ? 0 : 1;
+    return true;
+}
+
+bool OverrideReadValue(SPropValue& value, const TAddedItem& added) {
+    for (const ReadOverride& override : kReadOverrides) {
+        if (override.id == PROP_ID(value.ulPropTag)) return override.apply(value, added);
+    }
+    return false;
+}
+
+bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
+    bool changed = false;
+    for (const ComparedOverride override : kComparedOverrides) changed |= override(value, definition, added);
+    return changed;
+}

@@ -1,0 +1,25 @@
+#pragma once
+// Values as a search compares them: what replaces a value that was read before it is filed.
+
+#include <optional>
+
+#include "dupsearch/TItem.h"
+#include "quorvel.h"
+
+/// An item while it is being added.
+struct TAddedItem {
+    TItem& item;
+    IMessage* message;
+    std::optional<int> allDayLike;  // once an override has asked
+};
+
+/// Applied to every value read: the size without what the store adds, the unread state, trimmed subjects.
+/// True when the value changed. Texts are trimmed in place.
+bool OverrideReadValue(SPropValue& value, const TAddedItem& added);
+/// Applied before a value is filed under a definition: all-day-like appointments, recurrence. True when it
+/// changed.
+bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
+
+/// Turns an unread state that the store does not keep into one computed from the message flags. False, and
+/// the value untouched, when these are missing too.
+bool ComputeContentUnread(SPropValue& value, IMessage* message);
