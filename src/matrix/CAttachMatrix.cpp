@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int kNone = -1;
+constexpr char kInfo[] = "CAttachMatrix.Info";
 
 std::string Narrow(const std::wstring& text) {
     const int length = static_cast<int>(text.size());
@@ -55,14 +56,16 @@ int CAttachMatrix::EqualCount() const {
     }));
 }
 
-const CAttachMatrix::TColumn* CAttachMatrix::At(const char* routine, int column) const {
-    if (column >= 0 && column < Count()) return &m_columns[static_cast<size_t>(column)];
+const CAttachMatrix::TColumn* CAttachMatrix::At(const char* routine, int row, int column) const {
+    if (row >= 0 && row < m_nRows && column >= 0 && column < Count()) {
+        return &m_columns[static_cast<size_t>(column)];
+    }
     g_Log.Error(routine, "out of bounds\n");
     return nullptr;
 }
 
 int CAttachMatrix::Info(int column, const char** name, unsigned* size) const {
-    const TColumn* at = At("CAttachMatrix.Info", column);
+    const TColumn* at = At(kInfo, 0, column);
     if (!at) return 0;
     if (name) *name = at->name.c_str();
     if (size) *size = at->size;
@@ -70,7 +73,7 @@ int CAttachMatrix::Info(int column, const char** name, unsigned* size) const {
 }
 
 int CAttachMatrix::Info(int column, const wchar_t** name, unsigned* size) const {
-    const TColumn* at = At("CAttachMatrix.Info", column);
+    const TColumn* at = At(kInfo, 0, column);
     if (!at) return 0;
     if (name) *name = at->nameW.c_str();
     if (size) *size = at->size;
@@ -78,8 +81,6 @@ int CAttachMatrix::Info(int column, const wchar_t** name, unsigned* size) const 
 }
 
 int CAttachMatrix::Value(int row, int column) const {
-    constexpr char kRoutine[] = "CAttachMatrix.Value";
-    if (row < 0 || row >= m_nRows) column = kNone;
-    const TColumn* at = At(kRoutine, column);
+    const TColumn* at = At("CAttachMatrix.Value", row, column);
     return at ? at->numbers[static_cast<size_t>(row)] : kNone;
 }

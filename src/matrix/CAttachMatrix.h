@@ -43,7 +43,7 @@ class CAttachMatrix {
         std::vector<int> numbers;  // one a row, -1 for none
     };
 
-    const TColumn* At(const char* routine, int column) const;
+    const TColumn* At(const char* routine, int row, int column) const;
 
     int m_nRows;
     std::vector<TColumn> m_columns;

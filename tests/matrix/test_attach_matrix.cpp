@@ -347,7 +347,7 @@ TEST_F(AttachMatrix, FailingCallsOnlySeparate) {
     const std::string whole = Built(MakeOf(items));
     ASSERT_EQ(std::count(whole.begin(), whole.end(), '\n'), 4);
     unsigned separated = 0;
-    SweepFaults([&](auto arm) {
+    SweepBothWays([&](auto arm) {
         const auto matrix = MakeOf(items);
         arm();
         const std::string columns = Built(matrix);
