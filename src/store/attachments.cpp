@@ -14,7 +14,8 @@ namespace {
 
 bool HasAttachments(IMessage* item) {
     MapiBuffer<SPropValue> flag;
-    return GetPropValue(item, PR_HASATTACH, Out(flag)) == S_OK && flag->Value.b;
+    const HRESULT hr = GetPropValue(item, PR_HASATTACH, Out(flag));
+    return hr == S_OK && flag->Value.b;
 }
 
 HRESULT SizeByValue(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
@@ -85,10 +86,10 @@ HRESULT GetAttachments(IMessage* item, long** numbers, ULONG* count) {
         return calls.result;
     }
     if (!calls(table->QueryRows(static_cast<LONG>(rowCount), 0, Out(rows)),
-               "pTable->QueryRows return 0x%x\n") ||
-        !rows || rows->cRows == 0) {
+               "pTable->QueryRows return 0x%x\n")) {
         return calls.result;
     }
+    if (!rows || rows->cRows == 0) return calls.result;
     MapiBuffer<long> found;
     if (!calls(Allocate(rows->cRows * sizeof(long), found), "MAPIAllocateBuffer returned 0x%x\n")) {
         return calls.result;
@@ -120,10 +121,10 @@ HRESULT GetAttachmentsSize(IMessage* item, ULONG* total) {
         return calls.result;
     }
     if (!calls(table->QueryRows(static_cast<LONG>(rowCount), 0, Out(rows)),
-               "lpTable->QueryRows return 0x%x\n") ||
-        !rows) {
+               "lpTable->QueryRows return 0x%x\n")) {
         return calls.result;
     }
+    if (!rows) return calls.result;
     for (ULONG i = 0; i < rows->cRows; i++) {
         const SPropValue& size = rows->aRow[i].lpProps[0];
         const SPropValue& name = rows->aRow[i].lpProps[1];

@@ -52,10 +52,8 @@ HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId) {
         !calls(table->GetRowCount(0, &rowCount), "lpTable->GetRowCount return 0x%x\n") || rowCount == 0) {
         return calls.result;
     }
-    if (!calls(table->QueryRows(1, 0, Out(rows)), "lpTable->QueryRows return 0x%x\n") || !rows ||
-        rows->cRows == 0) {
-        return calls.result;
-    }
+    if (!calls(table->QueryRows(1, 0, Out(rows)), "lpTable->QueryRows return 0x%x\n")) return calls.result;
+    if (!rows || rows->cRows == 0) return calls.result;
     const SPropValue& id = rows->aRow[0].lpProps[0];
     if (PROP_TYPE(id.ulPropTag) == PT_ERROR) {
         g_Log.Error(calls.tag, "Row[0].Prop[0].Type == PT_ERROR\n");
