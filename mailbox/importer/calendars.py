@@ -6,6 +6,7 @@ there stores them; times in a zone of the file are converted by that zone's rule
 
 from __future__ import annotations
 
+import functools
 import io
 import re
 from collections.abc import Callable
@@ -16,9 +17,9 @@ import dateutil.tz
 import icalendar
 
 from . import properties as p
-from .content_lines import Component, Line, read_components, shortened, split_unescaped
+from .content_lines import Component, Line, read_components, split_unescaped
 from .html_text import html_to_text
-from .model import Attachment, Item, ItemKind, Recipient, Report, Values
+from .model import Attachment, Item, ItemKind, Recipient, Report, Values, shortened
 from .properties import Prop
 from .times import FIRST_YEAR, UTC, at_zone, midnight, named_zone
 
@@ -94,11 +95,16 @@ def described_zone(component: Component) -> tzinfo | None:
                 lines.append(f"{line.name}:{_local_until(line.value, offset.value if offset else '')}")
         lines.append(f"END:{rule.name}")
     lines.append("END:VTIMEZONE")
+    return _zone_of("\n".join(lines))
+
+
+@functools.lru_cache(maxsize=256)  # programs write the same description into each file
+def _zone_of(description: str) -> tzinfo | None:
     try:
-        zone = dateutil.tz.tzical(io.StringIO("\n".join(lines))).get()
-        return zone if isinstance(zone, tzinfo) else None
+        zone = dateutil.tz.tzical(io.StringIO(description)).get()
     except (ValueError, AttributeError, KeyError, OverflowError, TypeError):
         return None
+    return zone if isinstance(zone, tzinfo) else None
 
 
 def _local_until(rule: str, offset: str) -> str:

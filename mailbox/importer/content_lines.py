@@ -14,7 +14,7 @@ from collections.abc import Iterator
 from dataclasses import dataclass, field
 
 from .charsets import decode_bytes
-from .model import Report
+from .model import Report, shortened
 
 
 DEEPEST_NESTING = 50
@@ -267,9 +267,3 @@ def read_components(data: bytes, place: str, report: Report) -> list[Component]:
     for unended in open_components[1:]:
         report.problem(f"{place}:{unended.number}", f"BEGIN:{unended.name} is not ended")
     return root.components
-
-
-def shortened(text: str, length: int = 60) -> str:
-    """A line as the report shows it."""
-    text = " ".join(text.split())
-    return text if len(text) <= length else text[: length - 3] + "..."

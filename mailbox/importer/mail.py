@@ -17,7 +17,7 @@ from datetime import datetime, timedelta, timezone
 from . import properties as p
 from .charsets import decode_bytes
 from .html_text import html_to_text
-from .model import BCC, CC, TO, Attachment, Item, ItemKind, Recipient, Report, Values
+from .model import BCC, CC, TO, Attachment, Item, ItemKind, Recipient, Report, Values, shortened
 from .times import FIRST_YEAR
 
 
@@ -28,7 +28,7 @@ class HeaderPolicy(email.policy.Compat32):
         return raw_header(value)
 
 
-READ, UNSENT = 0x01, 0x08  # bits of the message flags
+READ, UNSENT, HAS_ATTACHMENT = 0x01, 0x08, 0x10  # bits of the message flags
 MHTML_REFERENCE = 4  # attachment flag: the body shows it
 DELETE_MARKED = 8  # message status
 REPLIED, FORWARDED = 102, 104  # last verbs executed
@@ -65,6 +65,8 @@ EXTENSIONS = {"text/calendar": ".ics", "text/html": ".htm", "text/plain": ".txt"
               "application/pgp-signature": ".asc", "application/pkcs7-signature": ".p7s",
               "message/delivery-status": ".txt", "text/vcard": ".vcf", "text/x-vcard": ".vcf"}  # fmt: skip
 
+MOZILLA_STATUS = {0x0001: "S", 0x0002: "R", 0x0004: "F", 0x0008: "T", 0x1000: "P"}
+
 REPLY_PREFIX = re.compile(r"\s{0,8}[^\W\d_]{1,3}:\s?")  # one to three letters and a colon, as in "Re: " and "AW: "
 DEEPEST_NESTING = 50
 
@@ -79,25 +81,47 @@ class Origin:
 
 def read_mail(data: bytes, place: str, report: Report, origin: Origin = Origin()) -> Item | None:
     """One mail from its bytes; None, and a problem reported, when it has no header at all."""
+    head, body = split_head(data)
+    kept, junk = mended_head(head)
+    for line in junk:
+        report.problem(place, f"a line that is no header among the headers: {shortened(line)}")
     try:
-        message = email.message_from_bytes(data, policy=HeaderPolicy())
+        message = email.message_from_bytes(kept + body, policy=HeaderPolicy())
     except Exception as error:  # the parser is documented not to raise, and yet a mail must not end the import
         report.problem(place, f"the mail cannot be taken apart: {error}")
         return None
     if not message.keys():
         report.problem(place, "no mail: it has no header" if data.strip() else "no mail: it is empty")
         return None
-    head, separator, _ = _header_bytes(data)
     try:
-        return MailReader(place, report).item(message, _bytes_text(head + separator), origin)
+        return MailReader(place, report).item(message, _bytes_text(head), origin)
     except RecursionError:
         report.problem(place, "the parts of the mail are nested too deep")
         return None
 
 
-def _header_bytes(data: bytes) -> tuple[bytes, bytes, bytes]:
-    match = re.search(rb"\r?\n\r?\n", data)
-    return (data[: match.start()], b"\r\n", data[match.end() :]) if match else (data, b"", b"")
+def split_head(data: bytes) -> tuple[bytes, bytes]:
+    """The header lines, and the rest from the blank line on."""
+    match = re.search(rb"(?<=\n)\r?\n", data)
+    return (data[: match.start()], data[match.start() :]) if match else (data, b"")
+
+
+_HEADER_LINE = re.compile(rb"[!-9;-~]+[ \t]*:|[ \t]|>?From ")
+_USUAL_HEADER = re.compile(
+    rb"(?:x-[a-z-]+|from|to|cc|bcc|subject|date|message-id|received|return-path|reply-to|mime-version|content-[a-z-]+)"
+    rb"[ \t]*:",
+    re.IGNORECASE,
+)
+
+
+def mended_head(head: bytes) -> tuple[bytes, list[str]]:
+    """Header lines without those that are none but stand before a usual one, and what was left out. The parser would
+    take everything behind such a line for text, and passes over names with a blank before the colon."""
+    lines = head.splitlines(keepends=True)
+    end = max((index + 1 for index, line in enumerate(lines) if _USUAL_HEADER.match(line)), default=0)
+    kept = [re.sub(rb"^([!-9;-~]+)[ \t]+:", rb"\1:", line) for line in lines[:end] if _HEADER_LINE.match(line)]
+    junk = [_bytes_text(line) for line in lines[:end] if not _HEADER_LINE.match(line)]
+    return b"".join(kept + lines[end:]), junk
 
 
 def _bytes_text(data: bytes) -> str:
@@ -170,11 +194,11 @@ class MailReader:
         self._people(message, item)
         flags = status_flags(message, origin)
         self._times(message, item.values, origin, unsent="D" in flags)
-        put_flags(item.values, flags)
         for name, prop in TEXT_HEADERS.items():
             item.values.put(prop, header(message, name).strip())
         self._markers(message, item.values)
         self._content(message, item, depth)
+        put_flags(item.values, flags, bool(item.attachments))
         return item
 
     def _subject(self, message: email.message.Message, values: Values) -> None:
@@ -337,19 +361,22 @@ def message_class(message: email.message.Message) -> str:
 def status_flags(message: email.message.Message, origin: Origin) -> str:
     """Flags by the letters of a Maildir: S seen, R replied, P passed on, F flagged, D draft, T to be deleted. A mail
     whose surroundings say nothing counts as seen: somebody saved it."""
+    letters = {"R": "S", "A": "R", "F": "F", "T": "D", "D": "T"}  # of mbox headers, R is read and A answered
     status = header(message, "Status") + header(message, "X-Status")
-    if not origin.flags and not status.strip():
-        flags = "S"
-    else:
-        letters = {"R": "S", "A": "R", "F": "F", "T": "D", "D": "T"}  # of mbox headers, R is read and A answered
-        flags = origin.flags + "".join(letters.get(letter, "") for letter in status)
+    flags = origin.flags + "".join(letters.get(letter, "") for letter in status)
+    mozilla = header(message, "X-Mozilla-Status").strip()
+    if re.fullmatch(r"[0-9A-Fa-f]{1,8}", mozilla):
+        flags += "".join(letter for bit, letter in MOZILLA_STATUS.items() if int(mozilla, 16) & bit)
+    elif not origin.flags and not status.strip():
+        flags += "S"
     if header(message, "X-Unsent").strip() == "1" or "X-Mozilla-Draft-Info" in message:
         flags += "D"
     return flags
 
 
-def put_flags(values: Values, flags: str) -> None:
-    values[p.MESSAGE_FLAGS] = (READ if "S" in flags else 0) | (UNSENT if "D" in flags else 0)
+def put_flags(values: Values, flags: str, attachments: bool) -> None:
+    bits = (("S" in flags, READ), ("D" in flags, UNSENT), (attachments, HAS_ATTACHMENT))
+    values[p.MESSAGE_FLAGS] = sum(bit for is_set, bit in bits if is_set)
     values.put(p.MSG_STATUS, DELETE_MARKED if "T" in flags else None)
     values.put(p.FLAG_STATUS, FLAGGED if "F" in flags else None)
     values.put(p.LAST_VERB_EXECUTED, FORWARDED if "P" in flags else REPLIED if "R" in flags else None)

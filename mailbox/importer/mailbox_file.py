@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import base64
+import functools
 import hashlib
 import json
 import os
@@ -37,6 +38,7 @@ SPECIAL_NAMES = {
 }
 
 
+@functools.cache
 def key(prop: Prop) -> str:
     if not prop.set:
         return f"{prop.id:04X}{prop.kind:04X}"
@@ -56,7 +58,8 @@ def value_json(value: Value) -> Any:
 
 
 def properties_json(values: Mapping[Prop, Value]) -> dict[str, Any]:
-    return {key(prop): value_json(values[prop]) for prop in sorted(values)}
+    by_key = {key(prop): prop for prop in values}
+    return {name: value_json(values[by_key[name]]) for name in sorted(by_key)}
 
 
 class Identifiers:

@@ -198,3 +198,9 @@ class Report:
             out.append(f"left alone, neither mail nor contact nor calendar ({len(self.skipped)}):")
             out.extend(f"  {place}" for place in self.skipped)
         return out
+
+
+def shortened(text: str, length: int = 60) -> str:
+    """A line as the report shows it."""
+    text = " ".join(text.split())
+    return text if len(text) <= length else text[: length - 3] + "..."

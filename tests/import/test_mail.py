@@ -105,7 +105,8 @@ class Headers(unittest.TestCase):
         table = [
             ("", "", read), ("", "S", read), ("", " ", 0), ("", "F", 0), ("", "RS", read), ("", "DS", read | unsent),
             ("Status: RO\r\n", "", read), ("Status: O\r\n", "", 0), ("X-Unsent: 1\r\n", "", read | unsent),
-            ("X-Status: T\r\n", "", unsent),
+            ("X-Status: T\r\n", "", unsent), ("X-Mozilla-Status: 0001\r\n", "", read),
+            ("X-Mozilla-Status: 0000\r\n", "", 0),
         ]  # fmt: skip
         for header, flags, expected in table:
             with self.subTest(header=header, flags=flags):
@@ -257,6 +258,21 @@ class Broken(unittest.TestCase):
                 report = Report()
                 self.assertIsNone(read_mail(data, "x.eml", report))
                 self.assertEqual(len(report.problems), 1)
+
+    def test_a_broken_line_costs_only_itself(self) -> None:
+        table = [
+            ("From: a@example.org\nno header at all\nSubject: s\n\nbody\n", "s", "body\r\n", 1),
+            ("From: a@example.org\nSubject: s\nno blank line before the body\nmore\n\nend\n", "s",
+             "no blank line before the body\r\nmore\r\n\r\nend\r\n", 0),
+            ("From a@example.org Mon Mar  4 13:00:00 2024\nSubject: s\n\nbody\n", "s", "body\r\n", 0),
+            ("Subject : s\n\nbody\n", "s", "body\r\n", 0),
+        ]  # fmt: skip
+        for text, subject, body, problems in table:
+            with self.subTest(text):
+                report = Report()
+                values = by_key(mail(text, report=report).values)
+                self.assertEqual((values.get(SUBJECT), values.get(BODY)), (subject, body))
+                self.assertEqual(len(report.problems), problems, report.problems)
 
     def test_a_mail_cut_short_anywhere_is_still_read_or_reported(self) -> None:
         whole = (SAMPLES / "Inbox" / "forwarded.eml").read_bytes()
