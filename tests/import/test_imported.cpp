@@ -44,9 +44,10 @@ struct Folder {
 
 class Imported : public testing::Test {
   protected:
-    void SetUp() override {
+    void SetUp() override { Read(SAMPLE_MAILBOX); }
+    void Read(const wchar_t* file) {
         MapiProvider::Bind(GetModuleHandleW(nullptr));
-        SetEnvironmentVariableW(L"QUORVEL_MAILBOX", SAMPLE_MAILBOX);
+        SetEnvironmentVariableW(L"QUORVEL_MAILBOX", file);
         ASSERT_EQ(store::Logon(m_session.GetAddressOf(), 1, 0), S_OK) << Narrow(mailbox::LastError());
         ComPtr<IMAPITable> stores;
         ASSERT_EQ(m_session->GetMsgStoresTable(0, stores.GetAddressOf()), S_OK);
@@ -67,7 +68,9 @@ class Imported : public testing::Test {
     void TearDown() override {
         m_store.Reset();
         if (m_session) {
-            EXPECT_EQ(store::Logoff(m_session.Detach()), S_OK);
+            EXPECT_EQ(m_session->Logoff(0, 0, 0), S_OK);
+            m_session.Reset();
+            mapi::Uninitialize();
         }
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", nullptr);
     }
@@ -113,12 +116,12 @@ class Imported : public testing::Test {
         }
         return found;
     }
-    static MapiBuffer<SPropValue> Read(IMAPIProp* object, ULONG tag) {
+    static MapiBuffer<SPropValue> Value(IMAPIProp* object, ULONG tag) {
         MapiBuffer<SPropValue> value;
         EXPECT_TRUE(store::IsReadSuccess(store::GetPropValue(object, static_cast<long>(tag), Out(value))));
         return value;
     }
-    static std::wstring Text(IMAPIProp* object, ULONG tag) { return TextOf(*Read(object, tag)); }
+    static std::wstring Text(IMAPIProp* object, ULONG tag) { return TextOf(*Value(object, tag)); }
     static ULONG Named(IMessage* item, const char* set, ULONG id, ULONG type) {
         return store::GetIDFromName2(item, set, static_cast<long>(id), type);
     }
@@ -162,7 +165,7 @@ TEST_F(Imported, MailsKeepTextsTimesAndPeople) {
                   L"The spare parts for the pump are at the gate.\r\nWho fetches them before "
                   L"noon?\r\n\r\nInes\r\n");
         const FILETIME sent = Utc(2024, 4, 11, 7, 5);
-        EXPECT_EQ(CompareFileTime(&Read(mail.Get(), PR_CLIENT_SUBMIT_TIME)->Value.ft, &sent), 0);
+        EXPECT_EQ(CompareFileTime(&Value(mail.Get(), PR_CLIENT_SUBMIT_TIME)->Value.ft, &sent), 0);
         ComPtr<IMAPITable> recipients;
         ASSERT_EQ(mail->GetRecipientTable(0, recipients.GetAddressOf()), S_OK);
         TagList columns(PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, PR_RECIPIENT_TYPE);
@@ -220,8 +223,8 @@ TEST_F(Imported, ContactsKeepTheirFieldsAndThePhoto) {
     };
     for (const auto& row : table) EXPECT_EQ(Text(contact, row.tag), row.text) << std::hex << row.tag;
     const FILETIME birthday = Utc(1980, 6, 14);
-    EXPECT_EQ(CompareFileTime(&Read(contact, PR_BIRTHDAY)->Value.ft, &birthday), 0);
-    EXPECT_TRUE(Read(contact, Named(contact, kSetAddress, 0x8015, PT_BOOLEAN))->Value.b);
+    EXPECT_EQ(CompareFileTime(&Value(contact, PR_BIRTHDAY)->Value.ft, &birthday), 0);
+    EXPECT_TRUE(Value(contact, Named(contact, kSetAddress, 0x8015, PT_BOOLEAN))->Value.b);
     ComPtr<IAttach> photo;
     ASSERT_EQ(store::OpenAttachment(contact, 0, photo.GetAddressOf()), S_OK);
     ULONG isPhoto = 0;
@@ -259,7 +262,7 @@ TEST_F(Imported, AppointmentsKeepTheirTimes) {
         ASSERT_LT(index, found.size());
         IMessage* item = found[index].Get();
         const auto value = [&](ULONG id, ULONG type) {
-            return Read(item, Named(item, kSetAppointment, id, type));
+            return Value(item, Named(item, kSetAppointment, id, type));
         };
         EXPECT_EQ(CompareFileTime(&value(kStart, PT_SYSTIME)->Value.ft, &row.start), 0);
         EXPECT_EQ(value(kDuration, PT_LONG)->Value.l, row.minutes);
@@ -274,7 +277,7 @@ TEST_F(Imported, TasksAndJournalEntriesKeepTheirDays) {
     const FILETIME start = Utc(2024, 6, 10), due = Utc(2024, 6, 21);
     const auto task = [&](size_t index, ULONG id) {
         IMessage* item = winches[index].Get();
-        return Read(item, Named(item, kSetTask, id, PT_SYSTIME));
+        return Value(item, Named(item, kSetTask, id, PT_SYSTIME));
     };
     EXPECT_EQ(CompareFileTime(&task(0, 0x8104)->Value.ft, &start), 0);
     EXPECT_EQ(PROP_TYPE(task(0, 0x8105)->ulPropTag), PT_ERROR);
@@ -284,7 +287,32 @@ TEST_F(Imported, TasksAndJournalEntriesKeepTheirDays) {
     const auto calls = Find(L"Journal", L"(none)");
     ASSERT_EQ(calls.size(), 3u);
     IMessage* last = calls[2].Get();
-    EXPECT_EQ(Read(last, Named(last, kSetJournal, 0x8707, PT_LONG))->Value.l, 20);
+    EXPECT_EQ(Value(last, Named(last, kSetJournal, 0x8707, PT_LONG))->Value.l, 20);
 }
+
+#ifdef REAL_MAILBOX
+class ImportedRealData : public Imported {
+    void SetUp() override { Read(REAL_MAILBOX); }
+};
+
+TEST_F(ImportedRealData, EveryItemOpensInAFolderOfItsKind) {
+    const std::map<std::wstring, std::wstring> classes = {{L"IPF.Note", L"IPM.Note"},
+                                                          {L"IPF.Contact", L"IPM.Contact"},
+                                                          {L"IPF.Appointment", L"IPM.Appointment"},
+                                                          {L"IPF.Task", L"IPM.Task"},
+                                                          {L"IPF.Journal", L"IPM.Activity"}};
+    size_t items = 0;
+    for (const auto& [path, folder] : m_folders) {
+        for (const std::string& id : folder.items) {
+            const std::wstring found = Text(Open(id).Get(), PR_MESSAGE_CLASS_W);
+            const bool meeting = found.starts_with(L"IPM.Schedule.Meeting.");
+            EXPECT_TRUE(found == classes.at(folder.containerClass) || meeting)
+                << Narrow(path + L": " + found);
+            ++items;
+        }
+    }
+    EXPECT_GE(items, REAL_MAILS);
+}
+#endif
 
 }  // namespace
