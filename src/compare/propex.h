@@ -4,13 +4,11 @@
 // Every value of one derived property carries the same property id, whatever item or store it came from, so
 // that two of them can be compared:
 //
-//   AnyAddress, AnyEmail, AnyPhone, Senders   one multi-valued string: the found, non-empty values in the
-//   order of
-//                                             their kinds, as many elements as were found
-//   CompanyContact                            PT_BOOLEAN: false for a person, true for a company without a
-//   person Recipients                                PT_BINARY: lpb points at a TRecipientList
-//   (recipients.h), cb counts all
-//                                             of the block behind the value
+//   AnyAddress, AnyEmail, AnyPhone, Senders: one multi-valued string, the found, non-empty values in the
+//       order of their kinds; as many elements as were found
+//   CompanyContact: PT_BOOLEAN, false for a person, true for a company without a person
+//   Recipients: PT_BINARY, lpb points at a TRecipientList (recipients.h), cb counts all of the block behind
+//       the value
 //
 // An item that has nothing of the sort gives a PT_ERROR value of MAPI_E_NOT_FOUND, which counts as empty.
 

@@ -17,8 +17,7 @@ int RawDifference(ULONG a, ULONG b) {
     return static_cast<int>(a - b);
 }
 
-// ---- Comparison, one function a rule of the table below
-// -----------------------------------------------------------
+// ---- Comparison, one function a rule of the table below ----
 
 int CompareShort(const _PV& a, const _PV& b, ECompareMethod) {
     return a.i - b.i;
@@ -127,8 +126,7 @@ int CompareBinaryArray(const _PV& a, const _PV& b, ECompareMethod) {
                               [&](ULONG i) { return CompareBytes(a.MVbin.lpbin[i], b.MVbin.lpbin[i]); });
 }
 
-// ---- Size; a value of size 0 is empty
-// -----------------------------------------------------------------------------
+// ---- Size; a value of size 0 is empty ----
 
 ULONG SizeOne(const _PV&) {
     return 1;
@@ -146,8 +144,7 @@ ULONG SizeArray(const _PV& value) {
     return value.MVl.cValues;
 }
 
-// ---- The types
-// ----------------------------------------------------------------------------------------------------
+// ---- The types ----
 
 struct TypeRule {
     ULONG type;
@@ -206,8 +203,7 @@ const TypeRule* FindRule(ULONG type) {
     return index >= 0 && kRules[index].type == type ? &kRules[index] : nullptr;
 }
 
-// ---- Elements of multi-valued strings
-// -----------------------------------------------------------------------------
+// ---- Elements of multi-valued strings ----
 
 bool IsStringArray(ULONG type, const char* tag) {
     if (type == PT_MV_STRING8 || type == PT_MV_UNICODE) return true;

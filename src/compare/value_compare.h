@@ -5,12 +5,11 @@
 // A comparison is negative when the first value sorts before the second, 0 when they count as equal, positive
 // otherwise. Only the sign means something; some types return a raw difference, which may wrap. What callers
 // can and cannot rely on (tests/compare holds the list against random values):
-//   - swapping the arguments flips the sign, except PT_I8 and PT_CURRENCY (equal values give +1: they never
-//   compare
-//     equal), PT_R4 (every finite pair is equal) and PT_DOUBLE and PT_APPTIME with a NaN;
-//   - PT_LONG and other raw differences order only values less than 2^31 apart;
-//   - multi-valued numbers are ordered by their bytes: consistently, not numerically;
-//   - equality under the tolerant methods on times (1, 2 and 5) is not transitive.
+//   - Swapping the arguments flips the sign. Not so for PT_I8 and PT_CURRENCY: equal values give +1 and
+//     so never compare equal. PT_R4 values are all equal. A double that is no number gives -1.
+//   - PT_LONG and other raw differences order only values less than 2^31 apart.
+//   - Multi-valued numbers are ordered by their bytes: consistently, not numerically.
+//   - Equality under the tolerant methods on times (1, 2 and 5) is not transitive.
 // Nothing here allocates. Recipient lists (cmRecipients) are normalised in place by their first comparison,
 // so one list must not be compared on two threads at once.
 

@@ -5,6 +5,7 @@
 #include "compare/calendar.h"
 #include "store/mapi_extra.h"
 #include "store/named_properties.h"
+#include "quorvel.h"
 #include "tests/compare/faults.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
@@ -23,9 +24,9 @@ class AllDay : public MailboxTest {
     };
     Kind Ask(IMessage* item, int askFlag) {
         Kind kind{S_OK, 99, 99};
-        kind.result = compare::AllDayEventLikeEx(item, &kind.like, askFlag, &kind.flag);
+        kind.result = Appointment_AllDayEventLikeEx(item, &kind.like, askFlag, &kind.flag);
         int like = 99;
-        EXPECT_EQ(compare::AllDayEventLike(item, &like, askFlag), kind.result);
+        EXPECT_EQ(Appointment_AllDayEventLike(item, &like, askFlag), kind.result);
         EXPECT_EQ(like, kind.like) << "with and without the flag's output";
         return kind;
     }
@@ -80,7 +81,7 @@ TEST_F(AllDay, ReadsWithOneLookUpAndOneRead) {
     const ComPtr<IMessage> message = Open(item);
     mailbox::calls::Record();
     int like = 0;
-    compare::AllDayEventLike(message.Get(), &like, 1);
+    Appointment_AllDayEventLike(message.Get(), &like, 1);
     EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetIDsFromNames"), 1u);
     EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), 1u);
     EXPECT_EQ(like, 1);
@@ -93,7 +94,7 @@ TEST_F(AllDay, FailuresAreNamedInTheLog) {
     const ComPtr<IMessage> message = Open(item);
     CapturedLog log;
     int like = 99;
-    EXPECT_EQ(compare::AllDayEventLike(message.Get(), &like, 0), S_OK);
+    EXPECT_EQ(Appointment_AllDayEventLike(message.Get(), &like, 0), S_OK);
     EXPECT_EQ(like, 0);
     ASSERT_EQ(log.Lines().size(), 1u);
     EXPECT_EQ(log.Lines()[0].tag, kTag);
@@ -107,7 +108,7 @@ TEST_F(AllDay, FailuresAreNamedInTheLog) {
             log.Clear();
             FailCall(method, 1, perform);
             int flag = 99;
-            EXPECT_EQ(compare::AllDayEventLikeEx(message.Get(), &like, 1, &flag), E_FAIL);
+            EXPECT_EQ(Appointment_AllDayEventLikeEx(message.Get(), &like, 1, &flag), E_FAIL);
             EXPECT_EQ(like, 0);
             EXPECT_EQ(flag, 0);
             EXPECT_EQ(log.Lines(), (LogLines{{sevError, kTag, text}}));
@@ -118,10 +119,10 @@ TEST_F(AllDay, FailuresAreNamedInTheLog) {
     item.Error(item.NamedTag(kSetAppointment, kEnd, PT_SYSTIME), MAPI_E_NO_ACCESS);
     const ComPtr<IMessage> unreadable = Open(item);
     log.Clear();
-    EXPECT_EQ(compare::AllDayEventLike(unreadable.Get(), &like, 0), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(Appointment_AllDayEventLike(unreadable.Get(), &like, 0), MAPI_E_NO_ACCESS);
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, kTag, "Quorvel_GetPropValue return 0x80070005\n"}}));
     item.Named(kSetAppointment, kDuration, LONG{1440});
-    EXPECT_EQ(compare::AllDayEventLike(Open(item).Get(), &like, 0), S_OK);
+    EXPECT_EQ(Appointment_AllDayEventLike(Open(item).Get(), &like, 0), S_OK);
     EXPECT_EQ(like, 1);
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "compare/calendar.h"
+#include "quorvel.h"
 #include "tests/compare/sample_values.h"
 
 namespace {
@@ -31,19 +31,19 @@ TEST(CalendarSubject, BringsTheWordsOfANameIntoOneOrder) {
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.subject));
         std::wstring wide = row.subject;
-        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(wide.data(), 1), row.test);
+        EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubjectW(wide.data(), 1), row.test);
         EXPECT_EQ(wide, row.subject) << "a test writes nothing";
-        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(wide.data(), 0), row.result);
+        EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubjectW(wide.data(), 0), row.result);
         EXPECT_EQ(std::wstring(wide.c_str()), row.expected);
 
         if (std::any_of(row.subject.begin(), row.subject.end(), [](wchar_t c) { return c > 0x7F; })) continue;
         std::string narrow(row.subject.begin(), row.subject.end());
-        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubject(narrow.data(), 1), row.test);
-        EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubject(narrow.data(), 0), row.result);
+        EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubject(narrow.data(), 1), row.test);
+        EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubject(narrow.data(), 0), row.result);
         EXPECT_EQ(std::string(narrow.c_str()), std::string(row.expected.begin(), row.expected.end()));
     }
-    EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(nullptr, 0), 0);
-    EXPECT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubject(nullptr, 0), 0);
+    EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubjectW(nullptr, 0), 0);
+    EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubject(nullptr, 0), 0);
 }
 
 // Whatever the words and the blanks between them, all orders of one name become one subject, inside the
@@ -62,14 +62,14 @@ TEST(CalendarSubject, AllOrdersOfANameMeet) {
             subject += L"'s birthday";
             const std::wstring buffer = subject + L'\0' + L'!';
             std::wstring written = buffer;
-            ASSERT_EQ(compare::NormalizeBirthdayOrAnnvrsrySubjectW(written.data(), 0), 1);
+            ASSERT_EQ(Normalize_BirthdayOrAnnvrsrySubjectW(written.data(), 0), 1);
             ASSERT_EQ(written.back(), L'!') << "written behind the subject";
             const std::wstring result = written.c_str();
             if (order == 0) first = result;
             ASSERT_EQ(lstrcmpiW(result.c_str(), first.c_str()), 0)
                 << testing::PrintToString(result) << " and " << testing::PrintToString(first);
             std::wstring again = result;
-            compare::NormalizeBirthdayOrAnnvrsrySubjectW(again.data(), 0);
+            Normalize_BirthdayOrAnnvrsrySubjectW(again.data(), 0);
             ASSERT_EQ(lstrcmpiW(again.c_str(), first.c_str()), 0) << "normalising twice";
         }
     }

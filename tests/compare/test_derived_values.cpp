@@ -5,10 +5,10 @@
 #include "compare/contact_item.h"
 #include "compare/propex.h"
 #include "compare/recipients.h"
-#include "compare/value_compare.h"
 #include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "store/properties.h"
+#include "quorvel.h"
 #include "tests/compare/faults.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
@@ -101,8 +101,8 @@ TEST_F(DerivedValues, OfDifferentStoresCompareEqual) {
     for (const auto& derived : kDerived) {
         const Value a = Build(derived.build, message1.Get()), b = Build(derived.build, message2.Get());
         long result = 99;
-        EXPECT_TRUE(compare::ComparePropValues(a.get(), b.get(), &result,
-                                               derived.propex == propexRecipients ? cmRecipients : cmExact));
+        EXPECT_TRUE(Quorvel_ComparePropValues(a.get(), b.get(), &result,
+                                              derived.propex == propexRecipients ? cmRecipients : cmExact));
         EXPECT_EQ(result, 0) << derived.what;
     }
 }

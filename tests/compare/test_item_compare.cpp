@@ -2,8 +2,8 @@
 
 #include <random>
 
-#include "compare/value_compare.h"
 #include "store/mapi_extra.h"
+#include "quorvel.h"
 #include "tests/compare/faults.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
@@ -26,7 +26,7 @@ class ItemCompare : public MailboxTest {
   protected:
     static Compared Compare(IMessage* a, IMessage* b, ULONG tag) {
         Compared c{S_OK, true, 99};
-        c.hr = compare::CompareStreamProp(a, b, tag, &c.result, &c.compared);
+        c.hr = Quorvel_CompareStreamProp(a, b, tag, &c.result, &c.compared);
         if (c.compared) c.result = (c.result > 0) - (c.result < 0);
         return c;
     }
@@ -133,20 +133,20 @@ TEST_F(ItemCompare, CountsFilledPropertiesOfAnItem) {
     long filled = 99;
     ULONG sizes[] = {9, 9, 9, 9, 9};
     CapturedLog log;
-    EXPECT_EQ(compare::CountProps(message.Get(), tags, &filled, sizes), MAPI_W_ERRORS_RETURNED);
+    EXPECT_EQ(Quorvel_CountProps(message.Get(), tags, &filled, sizes), MAPI_W_ERRORS_RETURNED);
     EXPECT_EQ(filled, 2);
     EXPECT_EQ(std::vector<ULONG>(sizes, sizes + 5), (std::vector<ULONG>{4, 9, 1, 9, 9}));
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, "Quorvel_CountProps2", "PropError(-2147024891)\n"}}));
 
     log.Clear();
     ShortenRead(1);
-    EXPECT_EQ(compare::CountProps(message.Get(), tags, &filled, nullptr), S_OK);
+    EXPECT_EQ(Quorvel_CountProps(message.Get(), tags, &filled, nullptr), S_OK);
     EXPECT_EQ(filled, 1) << "what came is counted";
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, "Quorvel_CountProps", "lpPropTags->cValues != nValues\n"}}));
 
     log.Clear();
     mailbox::calls::FailNth("IMAPIProp::GetProps", 1);
-    EXPECT_EQ(compare::CountProps(message.Get(), tags, &filled, nullptr), E_FAIL);
+    EXPECT_EQ(Quorvel_CountProps(message.Get(), tags, &filled, nullptr), E_FAIL);
     EXPECT_EQ(filled, 0);
     EXPECT_EQ(log.Lines(),
               (LogLines{{sevError, "Quorvel_CountProps",
@@ -158,20 +158,20 @@ TEST_F(ItemCompare, CountsStreamsWithSomethingInThem) {
     TagList tags(PR_BODY_W, PR_COMMENT_W, kBytes);
     long filled = 99;
     ULONG sizes[] = {9, 9, 9};
-    EXPECT_EQ(compare::CountStreamProps(message.Get(), tags, &filled, sizes), S_OK);
+    EXPECT_EQ(Quorvel_CountStreamProps(message.Get(), tags, &filled, sizes), S_OK);
     EXPECT_EQ(filled, 1);
     EXPECT_EQ(std::vector<ULONG>(sizes, sizes + 3), (std::vector<ULONG>{12, 0, 0}));
-    EXPECT_EQ(compare::CountStreamProps(message.Get(), tags, &filled, nullptr), S_OK);
+    EXPECT_EQ(Quorvel_CountStreamProps(message.Get(), tags, &filled, nullptr), S_OK);
     EXPECT_EQ(filled, 1);
     SPropTagArray noTags{};
-    EXPECT_EQ(compare::CountStreamProps(message.Get(), &noTags, &filled, nullptr), S_OK);
+    EXPECT_EQ(Quorvel_CountStreamProps(message.Get(), &noTags, &filled, nullptr), S_OK);
     EXPECT_EQ(filled, 0);
     mailbox::calls::FailNth("IMAPIProp::OpenProperty", 1);
-    EXPECT_EQ(compare::CountStreamProps(message.Get(), tags, &filled, nullptr), S_OK)
+    EXPECT_EQ(Quorvel_CountStreamProps(message.Get(), tags, &filled, nullptr), S_OK)
         << "the last test's result";
     EXPECT_EQ(filled, 0);
     mailbox::calls::FailNth("IMAPIProp::OpenProperty", 3);
-    EXPECT_EQ(compare::CountStreamProps(message.Get(), tags, &filled, nullptr), E_FAIL);
+    EXPECT_EQ(Quorvel_CountStreamProps(message.Get(), tags, &filled, nullptr), E_FAIL);
     EXPECT_EQ(filled, 1);
 }
 

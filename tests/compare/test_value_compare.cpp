@@ -6,6 +6,7 @@
 
 #include "compare/value_compare.h"
 #include "store/mapi_extra.h"
+#include "quorvel.h"
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"
 
@@ -184,27 +185,27 @@ TEST(ValueCompare, IntersectionOfMultiValuedTexts) {
         {"by whole text they differ", {L"(555) 123-4567"}, {L"5551234567"}, cmExact, 0},
     };
     for (const auto& row : rows) {
-        const SPropValue v1{PT_MV_UNICODE, 0, a.Texts(row.first)}, v2{PT_MV_UNICODE, 0, a.Texts(row.second)};
+        SPropValue v1{PT_MV_UNICODE, 0, a.Texts(row.first)}, v2{PT_MV_UNICODE, 0, a.Texts(row.second)};
         int found = 99;
-        EXPECT_EQ(compare::IsMVPropsIntersects(&v1, &v2, &found, row.method), 0) << row.what;
+        EXPECT_EQ(Quorvel_IsMVPropsIntersects(&v1, &v2, &found, row.method), 0) << row.what;
         EXPECT_EQ(found, row.expected) << row.what;
-        EXPECT_EQ(compare::IsMVPropsIntersects(&v2, &v1, &found, row.method), 0) << row.what;
+        EXPECT_EQ(Quorvel_IsMVPropsIntersects(&v2, &v1, &found, row.method), 0) << row.what;
         EXPECT_EQ(found, row.expected) << row.what << ", swapped";
     }
 }
 
 TEST(ValueCompare, IntersectionRefusesOtherValues) {
     Arena a;
-    const SPropValue texts{PT_MV_UNICODE, 0, a.Texts({L"a"})}, texts8{PT_MV_STRING8, 0, a.Texts8({"a"})},
+    SPropValue texts{PT_MV_UNICODE, 0, a.Texts({L"a"})}, texts8{PT_MV_STRING8, 0, a.Texts8({"a"})},
         longs{PT_MV_LONG, 0, a.Array("aaaa", 4)}, single{PT_LONG, 0, a.Of<LONG>(1)};
     CapturedLog log;
     int found = 99;
-    EXPECT_EQ(compare::IsMVPropsIntersects(nullptr, &texts, &found, cmExact), 0);
+    EXPECT_EQ(Quorvel_IsMVPropsIntersects(nullptr, &texts, &found, cmExact), 0);
     EXPECT_EQ(found, 99);
-    EXPECT_EQ(compare::IsMVPropsIntersects(&single, nullptr, &found, cmExact), 0);
+    EXPECT_EQ(Quorvel_IsMVPropsIntersects(&single, nullptr, &found, cmExact), 0);
     EXPECT_EQ(found, 0);
-    EXPECT_EQ(compare::IsMVPropsIntersects(&texts, &texts8, &found, cmExact), 0);
-    EXPECT_EQ(compare::IsMVPropsIntersects(&longs, &longs, &found, cmExact), -1);
+    EXPECT_EQ(Quorvel_IsMVPropsIntersects(&texts, &texts8, &found, cmExact), 0);
+    EXPECT_EQ(Quorvel_IsMVPropsIntersects(&longs, &longs, &found, cmExact), -1);
     const char* tag = "Quorvel_IsArraysIntersects";
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, tag, "pVal1 == NULL || pVal1 == NULL\n"},
                                      {sevError, tag, "PropType(0x3) has no MV_FLAG\n"},
@@ -214,14 +215,14 @@ TEST(ValueCompare, IntersectionRefusesOtherValues) {
 
 TEST(ValueCompare, ComparePropValuesChecksItsArguments) {
     Arena a;
-    const SPropValue number{PROP_TAG(PT_LONG, 0x3001), 0, a.Of<LONG>(1)},
+    SPropValue number{PROP_TAG(PT_LONG, 0x3001), 0, a.Of<LONG>(1)},
         other{PROP_TAG(PT_LONG, 0x3002), 0, a.Of<LONG>(1)},
         wide{PROP_TAG(PT_UNICODE, 0x3001), 0, a.Text(L"a")},
         narrow{PROP_TAG(PT_STRING8, 0x3001), 0, a.Text8("a")},
         error{PROP_TAG(PT_ERROR, 0x3001), 0, a.Of<LONG>(MAPI_E_NOT_FOUND)};
     const char* tag = "Quorvel_ComparePropValues";
     const struct {
-        const SPropValue *first, *second;
+        SPropValue *first, *second;
         int compared;
         long result;
         LogLines lines;
@@ -238,7 +239,7 @@ TEST(ValueCompare, ComparePropValuesChecksItsArguments) {
     CapturedLog log;
     for (const auto& row : rows) {
         long result = 99;
-        EXPECT_EQ(compare::ComparePropValues(row.first, row.second, &result, cmExact), row.compared);
+        EXPECT_EQ(Quorvel_ComparePropValues(row.first, row.second, &result, cmExact), row.compared);
         EXPECT_EQ(result, row.result);
         EXPECT_EQ(log.Lines(), row.lines);
         log.Clear();
@@ -247,20 +248,20 @@ TEST(ValueCompare, ComparePropValuesChecksItsArguments) {
 
 TEST(ValueCompare, ErrorValuesAreEmptyOnlyWhenNotFound) {
     Arena a;
-    const SPropValue missing{PT_ERROR, 0, a.Of<LONG>(MAPI_E_NOT_FOUND)},
+    SPropValue missing{PT_ERROR, 0, a.Of<LONG>(MAPI_E_NOT_FOUND)},
         denied{PT_ERROR, 0, a.Of<LONG>(MAPI_E_NO_ACCESS)}, text{PT_UNICODE, 0, a.Text(L"ab")};
     CapturedLog log;
     int empty = 99;
     ULONG size = 99;
-    EXPECT_TRUE(compare::IsEmptyValue(&missing, &empty, &size));
+    EXPECT_TRUE(Quorvel_IsEmptyValue(&missing, &empty, &size));
     EXPECT_EQ(empty, 1);
     EXPECT_EQ(size, 0u);
-    EXPECT_TRUE(compare::IsEmptyValue(&text, &empty, &size));
+    EXPECT_TRUE(Quorvel_IsEmptyValue(&text, &empty, &size));
     EXPECT_EQ(empty, 0);
     EXPECT_EQ(size, 2u);
-    for (const SPropValue* value : {&denied, static_cast<const SPropValue*>(nullptr)}) {
+    for (SPropValue* value : {&denied, static_cast<SPropValue*>(nullptr)}) {
         empty = 99;
-        EXPECT_FALSE(compare::IsEmptyValue(value, &empty, &size));
+        EXPECT_FALSE(Quorvel_IsEmptyValue(value, &empty, &size));
         EXPECT_EQ(empty, 99) << "untouched";
         EXPECT_EQ(size, 0u);
     }
@@ -272,22 +273,22 @@ TEST(ValueCompare, ErrorValuesAreEmptyOnlyWhenNotFound) {
 
 TEST(ValueCompare, CountsFilledValuesAtTheirOwnIndex) {
     Arena a;
-    const SPropValue values[] = {{PT_ERROR, 0, a.Of<LONG>(MAPI_E_NOT_FOUND)},
-                                 {PT_UNICODE, 0, a.Text(L"abc")},
-                                 {PT_UNICODE, 0, a.Text(L"")},
-                                 {PT_ERROR, 0, a.Of<LONG>(MAPI_E_NO_ACCESS)},
-                                 {PT_ERROR, 0, a.Of<LONG>(0)},
-                                 {PT_LONG, 0, a.Of<LONG>(0)}};
+    SPropValue values[] = {{PT_ERROR, 0, a.Of<LONG>(MAPI_E_NOT_FOUND)},
+                           {PT_UNICODE, 0, a.Text(L"abc")},
+                           {PT_UNICODE, 0, a.Text(L"")},
+                           {PT_ERROR, 0, a.Of<LONG>(MAPI_E_NO_ACCESS)},
+                           {PT_ERROR, 0, a.Of<LONG>(0)},
+                           {PT_LONG, 0, a.Of<LONG>(0)}};
     CapturedLog log;
     long filled = 99;
     ULONG sizes[] = {9, 9, 9, 9, 9, 9};
-    compare::CountProps2(values, 6, &filled, sizes);
+    Quorvel_CountProps2(values, 6, &filled, sizes);
     EXPECT_EQ(filled, 3);
     EXPECT_EQ(std::vector<ULONG>(sizes, sizes + 6), (std::vector<ULONG>{9, 3, 9, 9, 1, 1}));
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, "Quorvel_CountProps2", "PropError(-2147024891)\n"}}));
-    compare::CountProps2(values, 2, &filled, nullptr);
+    Quorvel_CountProps2(values, 2, &filled, nullptr);
     EXPECT_EQ(filled, 1);
-    compare::CountProps2(nullptr, 0, &filled, nullptr);
+    Quorvel_CountProps2(nullptr, 0, &filled, nullptr);
     EXPECT_EQ(filled, 0);
 }
 
