@@ -1,0 +1,119 @@
+#include "host/attachments.h"
+
+#include <mapitags.h>
+
+#include <map>
+#include <memory>
+
+#include "host/text.h"
+#include "quorvel.h"
+
+namespace host {
+
+namespace {
+
+struct MatrixDeleter {
+    void operator()(void* matrix) const { CmpMatrix_Delete(matrix); }
+};
+using Matrix = std::unique_ptr<void, MatrixDeleter>;
+
+// A matrix of any one property: only its attachments are looked at.
+Matrix MakeMatrix(IMAPISession* session) {
+    TComparyProp subject{};
+    subject.lpszKey = L"Mail.Subject";
+    subject.ulPropTag = PR_SUBJECT_W;
+    subject.nType = PT_UNICODE;
+    TComparyProps list{1, &subject};
+    return Matrix(CmpMatrix_Create(session, &list));
+}
+
+using CountFunction = int (*)(void*);
+using ValueFunction = int (*)(void*, int, int);
+using InfoFunction = int (*)(void*, int, const wchar_t**, unsigned*);
+
+// The columns that a row fills, photos apart from the others.
+struct Family {
+    CountFunction count;
+    ValueFunction value;
+    InfoFunction info;
+};
+const Family kFamilies[] = {
+    {CmpMatrix_AttachCount, CmpMatrix_AttachValue, CmpMatrix_AttachInfoW},
+    {CmpMatrix_PhotoAttachCount, CmpMatrix_PhotoAttachValue, CmpMatrix_PhotoAttachInfoW},
+};
+
+std::vector<int> FilledColumns(void* matrix, int row, std::string& names) {
+    std::vector<int> filled;
+    for (const Family& family : kFamilies) {
+        for (int column = 0; column < family.count(matrix); ++column) {
+            const bool isFilled = family.value(matrix, row, column) >= 0;
+            filled.push_back(isFilled);
+            const wchar_t* name = nullptr;
+            if (!isFilled || !family.info(matrix, column, &name, nullptr)) continue;
+            if (!names.empty()) names += ", ";
+            names += name ? Narrow(name) : std::string();
+        }
+    }
+    return filled;
+}
+
+bool HasAttachments(IMAPISession* session, const std::string& entryId, const std::string& storeId) {
+    ComPtr<IMessage> message;
+    if (Quorvel_OpenItem(session, entryId.c_str(), storeId.c_str(), message.GetAddressOf()) != S_OK)
+        return true;
+    const MapiPtr<SPropValue> flag = ReadValue(message.Get(), PR_HASATTACH);
+    return flag && flag->Value.b;
+}
+
+const std::string& StoreId(const Catalog& catalog, const Item& item) {
+    return catalog.stores[catalog.folders[item.folder].store].entryId;
+}
+
+}  // namespace
+
+AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog,
+                                   const std::vector<Item>& items) {
+    AttachmentMarks result{std::vector<unsigned>(items.size(), 0), std::vector<std::string>(items.size())};
+    bool hasAny = false;
+    for (const Item& item : items)
+        hasAny = hasAny || HasAttachments(session, item.entryId, StoreId(catalog, item));
+    if (!hasAny) return result;
+    const Matrix matrix = MakeMatrix(session);
+    std::vector<int> rows(items.size(), -1);
+    int next = 0;
+    for (size_t i = 0; i < items.size(); ++i) {
+        if (CmpMatrix_Add(matrix.get(), items[i].entryId.c_str(), StoreId(catalog, items[i]).c_str()))
+            rows[i] = next++;
+    }
+    CmpMatrix_BuildAttachMatrix(matrix.get());
+    std::map<std::vector<int>, unsigned> first;
+    for (size_t i = 0; i < items.size(); ++i) {
+        const unsigned own = static_cast<unsigned>(i + 1);
+        if (rows[i] < 0) {
+            result.marks[i] = own;
+            continue;
+        }
+        const std::vector<int> filled = FilledColumns(matrix.get(), rows[i], result.names[i]);
+        const bool isEmpty = filled == std::vector<int>(filled.size(), 0);
+        if (!isEmpty) result.marks[i] = first.emplace(filled, own).first->second;
+    }
+    return result;
+}
+
+std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,
+                                                   const std::vector<Item>& items,
+                                                   const std::vector<size_t>& group) {
+    std::vector<Item> members;
+    for (const size_t item : group) members.push_back(items[item]);
+    const std::vector<unsigned> marks = CompareAttachments(session, catalog, members).marks;
+    std::vector<std::vector<size_t>> parts;
+    std::map<unsigned, size_t> partOf;
+    for (size_t i = 0; i < group.size(); ++i) {
+        const auto [part, isNew] = partOf.emplace(marks[i], parts.size());
+        if (isNew) parts.emplace_back();
+        parts[part->second].push_back(group[i]);
+    }
+    return parts;
+}
+
+}  // namespace host

@@ -1,0 +1,28 @@
+#pragma once
+// Whether items hold the same attachments, by what is in them. The duplicate search sees no more of
+// attachments than their size: this is the last look before a copy is called a duplicate.
+
+#include <string>
+#include <vector>
+
+#include "host/folders.h"
+
+namespace host {
+
+struct AttachmentMarks {
+    /// For each item: 0 for no attachments, else 1 + the first item that holds the same.
+    std::vector<unsigned> marks;
+    /// For each item: the names of its attachments.
+    std::vector<std::string> names;
+};
+
+/// Reads the items' attachments. An item that cannot be read equals no other.
+AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog,
+                                   const std::vector<Item>& items);
+
+/// A group of equal items, parted into those that hold the same attachments, in order.
+std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,
+                                                   const std::vector<Item>& items,
+                                                   const std::vector<size_t>& group);
+
+}  // namespace host

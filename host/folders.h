@@ -1,0 +1,72 @@
+#pragma once
+// Stores, folders and items of a session as plain records.
+
+#include <string>
+#include <vector>
+
+#include "host/platform.h"
+
+namespace host {
+
+enum class Kind { Mail, Contact, Appointment, Task, Journal, Other };
+inline constexpr Kind kScannedKinds[] = {Kind::Mail, Kind::Contact, Kind::Appointment, Kind::Task,
+                                         Kind::Journal};
+
+/// "mail", "contact", ...; Other is "other".
+const char* KindName(Kind kind);
+/// Throws Failure for a name that is no kind.
+Kind KindOf(const std::string& name);
+
+struct Store {
+    std::string name;
+    std::string entryId;  // entry-identifier text
+    int type = -1;        // of Quorvel_GetStoreType: 0 local file, 1 server, -1 other
+};
+
+struct Folder {
+    std::string path;  // "Store/Inbox/Lists"
+    std::string name;
+    std::string entryId;
+    std::string containerClass;
+    Kind kind = Kind::Other;
+    size_t store = 0;  // index into the stores
+    size_t depth = 0;  // 0 below the store's root
+    unsigned items = 0;
+};
+
+struct Item {
+    std::string entryId;
+    size_t folder = 0;    // index into the folders
+    unsigned number = 0;  // 1-based place in its folder: "Inbox#3"
+    std::string title;
+    std::string who;  // sender of a mail, company of a contact
+    FILETIME when{};  // sent or received
+    FILETIME modified{};
+    unsigned size = 0;
+};
+
+/// What a session holds, in the platform's order.
+struct Catalog {
+    std::vector<Store> stores;
+    std::vector<Folder> folders;
+};
+
+Catalog ReadCatalog(IMAPISession* session);
+/// Items of one folder, appended to items. Rows of messages only; rows that cannot be named are left out.
+void ReadItems(IMAPISession* session, const Catalog& catalog, size_t folder, std::vector<Item>& items);
+
+/// Indexes of the folders that a path names: a whole path, or its tail ("Inbox", "Lists/dev"), in any letter
+/// case. Throws Failure with the nearest names when there is none.
+std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path);
+
+/// "Store/Inbox#3"
+std::string Place(const Catalog& catalog, const Item& item);
+
+/// Opens a folder; throws Failure.
+ComPtr<IMAPIFolder> OpenFolder(IMAPISession* session, const std::string& storeId,
+                               const std::string& folderId);
+
+/// The `folders` command: stores with their type, folders with their item counts.
+void PrintFolders(const Catalog& catalog);
+
+}  // namespace host

@@ -1,0 +1,293 @@
+// quorvel: finds duplicates in mail stores, shows why, and clears them away. A host over nothing but the
+// exports of Quorvel.dll and the platform's published interfaces.
+
+#include <windows.h>
+#include <fcntl.h>
+#include <io.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <iterator>
+
+#include <CLI/CLI.hpp>
+
+#include "host/clean.h"
+#include "host/folders.h"
+#include "host/items.h"
+#include "host/matrix_view.h"
+#include "host/pack_command.h"
+#include "host/platform.h"
+#include "host/progress.h"
+#include "host/reports.h"
+#include "host/scan.h"
+#include "host/similar_command.h"
+#include "host/text.h"
+#include "quorvel.h"
+
+namespace host {
+namespace {
+
+enum ExitStatus { kNoneFound = 0, kFound = 1, kError = 2 };
+
+struct Options {
+    std::string mailbox;
+    bool profileUi = false;
+    bool quiet = false;
+    bool verbose = false;
+    std::string log;
+
+    ScanOptions scan;
+    std::vector<std::string> kinds;
+    std::string algorithm;
+    std::string format = "text";
+    std::string output;
+    bool showDefinitions = false;
+    std::vector<std::string> explain;
+
+    std::vector<std::string> items;
+    std::string contact;
+
+    std::string from;
+    CleanOptions clean;
+    std::string undo;
+
+    std::string cabinet;
+    std::vector<std::string> files;
+};
+
+void AddScanOptions(CLI::App& command, Options& options) {
+    command
+        .add_option("--folder", options.scan.folders,
+                    "Scan only this folder: a path or its tail; may be repeated")
+        ->type_name("PATH");
+    command.add_option("--kind", options.kinds, "Only mail, contact, appointment, task or journal items")
+        ->type_name("KIND");
+    command
+        .add_option("--algorithm", options.algorithm,
+                    "identical: an empty value equals only an empty one; similar: empty values do not count")
+        ->type_name("NAME");
+    command
+        .add_option("--keep", options.scan.keep,
+                    "The copy to keep: most-filled, first, last, largest-values, largest, field=NAME:TEXT, "
+                    "recurrence or crm-id")
+        ->type_name("RULE");
+    command
+        .add_option("--except", options.scan.except, "One more exception rule, by its name; may be repeated")
+        ->type_name("RULE");
+    command
+        .add_option("--definitions", options.scan.definitionsFile,
+                    "What is compared, instead of the built-in file")
+        ->type_name("FILE");
+}
+
+void AddOutputOptions(CLI::App& command, Options& options, const std::vector<std::string>& formats) {
+    command.add_option("--format", options.format, "Form of the report")->check(CLI::IsMember(formats));
+    command.add_option("--output", options.output, "Write the report to this file")->type_name("FILE");
+}
+
+void ApplyLog(const Options& options) {
+    std::string log = options.log;
+    if (log.empty() && options.verbose) log = "quorvel.log";
+    Quorvel_ConfigLogEx(nullptr, log.empty() ? nullptr : log.c_str(), 0, options.verbose ? 3 : 1,
+                        options.verbose);
+}
+
+void FinishScanOptions(Options& options) {
+    for (const std::string& kind : options.kinds) options.scan.kinds.push_back(KindOf(kind));
+    if (!options.algorithm.empty()) options.scan.algorithm = AlgorithmOf(options.algorithm);
+}
+
+void Deliver(const Options& options, const std::string& report) {
+    if (!options.output.empty()) {
+        WriteFileWhole(options.output, report);
+    } else if (fwrite(report.data(), 1, report.size(), stdout) != report.size() || fflush(stdout) != 0) {
+        throw Failure("The report cannot be written to standard output.");
+    }
+}
+
+ScanResult ScanWithProgress(IMAPISession* session, const Options& options) {
+    Progress progress(options.quiet);
+    return Scan(session, options.scan, [&](Kind kind, size_t done, size_t all) {
+        progress(std::string(KindName(kind)) + " items read", done, all);
+    });
+}
+
+int ShowDefinitions(const Options& options) {
+    for (const Kind kind : options.scan.kinds.empty()
+                               ? std::vector<Kind>(std::begin(kScannedKinds), std::end(kScannedKinds))
+                               : options.scan.kinds) {
+        const std::filesystem::path file = BuiltInDefinitions(kind);
+        std::ifstream stream(file, std::ios::binary);
+        if (!stream) throw Failure("The definitions file \"" + Narrow(file.wstring()) + "\" is missing.");
+        const std::string text{std::istreambuf_iterator<char>(stream), {}};
+        fwrite(text.data(), 1, text.size(), stdout);
+    }
+    return kNoneFound;
+}
+
+Definitions DefinitionsFor(const Options& options, Kind kind) {
+    Definitions definitions = LoadDefinitions(
+        options.scan.definitionsFile.empty() ? BuiltInDefinitions(kind)
+                                             : std::filesystem::path(Widen(options.scan.definitionsFile)));
+    if (options.scan.algorithm) definitions.algorithm = *options.scan.algorithm;
+    return definitions;
+}
+
+int CompareItems(const Options& options, const std::vector<std::string>& names) {
+    if (names.size() < 2) throw Failure("Two items at least are needed to compare.");
+    const Session session(options.mailbox, options.profileUi);
+    const Catalog catalog = ReadCatalog(session.get());
+    const std::vector<Item> items = FindItems(session.get(), catalog, names);
+    const Kind kind = catalog.folders[items[0].folder].kind;
+    for (const Item& item : items) {
+        if (catalog.folders[item.folder].kind != kind)
+            throw Failure("Items of different kinds cannot be compared.");
+    }
+    const MatrixView view = BuildMatrix(session.get(), catalog, items, DefinitionsFor(options, kind), 400);
+    Deliver(options,
+            options.format == "json" ? MatrixJson(view, catalog, items) : MatrixTable(view, catalog, items));
+    return kNoneFound;
+}
+
+int RunScan(Options& options) {
+    if (options.showDefinitions) return ShowDefinitions(options);
+    if (!options.explain.empty()) return CompareItems(options, options.explain);
+    const Session session(options.mailbox, options.profileUi);
+    const ScanResult result = ScanWithProgress(session.get(), options);
+    const std::string report = options.format == "json"   ? JsonReport(result)
+                               : options.format == "html" ? HtmlReport(session.get(), result)
+                                                          : TextReport(result);
+    Deliver(options, report);
+    return result.groups.empty() ? kNoneFound : kFound;
+}
+
+int RunSimilar(const Options& options) {
+    const Session session(options.mailbox, options.profileUi);
+    const SimilarResult result =
+        FindSimilar(session.get(), options.contact, options.scan.folders, options.quiet);
+    Deliver(options, options.format == "json" ? SimilarJson(result) : SimilarText(result));
+    return result.pairs.empty() ? kNoneFound : kFound;
+}
+
+int RunClean(const Options& options) {
+    const Session session(options.mailbox, options.profileUi);
+    if (!options.undo.empty()) {
+        printf("%s put back\n", Count(Undo(session.get(), options.undo), "item", "items").c_str());
+        return kNoneFound;
+    }
+    const std::vector<PlannedGroup> plan = options.from.empty()
+                                               ? PlanOf(ScanWithProgress(session.get(), options))
+                                               : PlanFromReport(options.from);
+    const size_t moved = Clean(session.get(), plan, options.clean);
+    if (options.clean.yes) {
+        printf("%s moved to \"%s\"\n", Count(moved, "item", "items").c_str(), options.clean.folder.c_str());
+    } else {
+        printf("%s would be moved to \"%s\"; nothing was done. Add --yes to do it.\n",
+               Count(moved, "item", "items").c_str(), options.clean.folder.c_str());
+    }
+    return kNoneFound;
+}
+
+int RunFolders(const Options& options) {
+    const Session session(options.mailbox, options.profileUi);
+    PrintFolders(ReadCatalog(session.get()));
+    return kNoneFound;
+}
+
+int Run(const std::vector<std::string>& arguments) {
+    Options options;
+    CLI::App app("Finds duplicate and similar items in mail stores, shows why, and clears them away.",
+                 "quorvel");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_option("--mailbox", options.mailbox, "A mailbox file, instead of the mail client's profile")
+        ->type_name("FILE");
+    app.add_flag("--profile-ui", options.profileUi, "Let the mail client ask for the profile");
+    app.add_flag("--quiet", options.quiet, "No progress line");
+    app.add_flag("--verbose", options.verbose,
+                 "Full detail in the log (quorvel.log unless --log names another)");
+    app.add_option("--log", options.log, "Write the library's log to this file")->type_name("FILE");
+
+    CLI::App& scan = *app.add_subcommand("scan", "Find duplicates");
+    AddScanOptions(scan, options);
+    AddOutputOptions(scan, options, {"text", "json", "html"});
+    scan.add_flag("--near", options.scan.findNear, "Also list the pairs that one property alone keeps apart");
+    scan.add_option("--explain", options.explain,
+                    "Compare two items: \"Folder#number\" or an entry identifier")
+        ->expected(2)
+        ->type_name("ITEM ITEM");
+    scan.add_flag("--show-definitions", options.showDefinitions, "Print the built-in definitions and stop");
+
+    CLI::App& compare =
+        *app.add_subcommand("compare", "Show a few items side by side and what keeps them apart");
+    compare.add_option("ITEM", options.items, "\"Folder#number\" as scan prints it, or an entry identifier")
+        ->required();
+    compare
+        .add_option("--definitions", options.scan.definitionsFile,
+                    "What is compared, instead of the built-in file")
+        ->type_name("FILE");
+    compare.add_option("--algorithm", options.algorithm, "identical or similar")->type_name("NAME");
+    AddOutputOptions(compare, options, {"text", "json"});
+
+    CLI::App& similar = *app.add_subcommand("similar", "Find contacts that resemble one another");
+    similar.add_option(
+        "--contact", options.contact,
+        "Only this contact against all others: its name, \"Folder#number\" or entry identifier");
+    similar.add_option("--folder", options.scan.folders, "Only contacts of this folder; may be repeated")
+        ->type_name("PATH");
+    AddOutputOptions(similar, options, {"text", "json"});
+
+    CLI::App& clean = *app.add_subcommand("clean", "Move duplicates to a folder, or put them back");
+    AddScanOptions(clean, options);
+    clean.add_option("--from", options.from, "What a scan found: its JSON report")->type_name("FILE");
+    clean.add_option("--to", options.clean.folder, "The folder, made if missing")
+        ->type_name("NAME")
+        ->capture_default_str();
+    clean.add_flag("--yes", options.clean.yes, "Do it; without, only say what would be done");
+    clean.add_option("--undo-file", options.clean.undoFile, "Where to note the moves; a new file")
+        ->type_name("FILE");
+    clean.add_option("--undo", options.undo, "Put back what a run moved, from its undo file")
+        ->type_name("FILE");
+
+    CLI::App& pack = *app.add_subcommand("pack", "Put files into one cabinet");
+    pack.add_option("CABINET", options.cabinet, "The cabinet to write")->required();
+    pack.add_option("FILES", options.files, "The files")->required();
+
+    app.add_subcommand("folders", "List stores and folders");
+
+    try {
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kNoneFound : kError;
+    }
+    ApplyLog(options);
+    FinishScanOptions(options);
+    const std::string command = app.get_subcommands().front()->get_name();
+    if (command == "scan") return RunScan(options);
+    if (command == "compare") return CompareItems(options, options.items);
+    if (command == "similar") return RunSimilar(options);
+    if (command == "clean") return RunClean(options);
+    if (command == "folders") return RunFolders(options);
+    Pack(options.cabinet, options.files);
+    return kNoneFound;
+}
+
+}  // namespace
+}  // namespace host
+
+int wmain(int argc, wchar_t** argv) {
+    // UTF-8 and plain line feeds, whatever the console or the file behind standard output is.
+    SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdout), _O_BINARY);
+    std::vector<std::string> arguments;
+    for (int i = 1; i < argc; ++i) arguments.push_back(host::Narrow(argv[i]));
+    try {
+        return host::Run(arguments);
+    } catch (const std::exception& error) {
+        fflush(stdout);
+        fprintf(stderr, "quorvel: %s\n", error.what());
+        return host::kError;
+    }
+}

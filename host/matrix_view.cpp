@@ -1,0 +1,206 @@
+#include "host/matrix_view.h"
+
+#include <algorithm>
+#include <memory>
+
+#include <nlohmann/json.hpp>
+
+#include "host/attachments.h"
+#include "host/show_value.h"
+#include "host/text.h"
+#include "quorvel.h"
+
+namespace host {
+
+namespace {
+
+struct SearchDeleter {
+    void operator()(void* search) const { Search_Delete(search); }
+};
+struct MatrixDeleter {
+    void operator()(void* matrix) const { CmpMatrix_Delete(matrix); }
+};
+
+const std::string& StoreId(const Catalog& catalog, const Item& item) {
+    return catalog.stores[catalog.folders[item.folder].store].entryId;
+}
+
+// Whether the search takes two items for equal in one property; an item against itself tells whether it has a
+// value.
+bool SearchSaysEqual(IMAPISession* session, const Catalog& catalog, const PropertyChoice& choice,
+                     const Item& a, const Item& b) {
+    Definitions one;
+    one.properties = {choice};
+    PropertyList properties(one);
+    TOriginalDefinition original{};
+    original.nKind = okCallerOrder;
+    const std::unique_ptr<void, SearchDeleter> search(
+        Search_Create(session, properties.get(), &original, static_cast<unsigned>(Algorithm::Identical), 0));
+    unsigned found = 0;
+    return search && Search_Add(search.get(), a.entryId.c_str(), StoreId(catalog, a).c_str(), &found, 0) &&
+           Search_Add(search.get(), b.entryId.c_str(), StoreId(catalog, b).c_str(), &found, 0) && found != 0;
+}
+
+// Marks as the search compares: 0 for no value, else 1 + the first item with an equal value.
+std::vector<unsigned> SearchMarks(IMAPISession* session, const Catalog& catalog,
+                                  const std::vector<Item>& items, const PropertyChoice& choice) {
+    std::vector<unsigned> marks(items.size(), 0);
+    for (size_t j = 0; j < items.size(); ++j) {
+        if (!SearchSaysEqual(session, catalog, choice, items[j], items[j])) continue;
+        marks[j] = static_cast<unsigned>(j + 1);
+        for (size_t i = 0; i < j; ++i) {
+            if (marks[i] != 0 && SearchSaysEqual(session, catalog, choice, items[i], items[j])) {
+                marks[j] = marks[i];
+                break;
+            }
+        }
+    }
+    return marks;
+}
+
+Verdict Judge(const std::vector<unsigned>& marks) {
+    unsigned value = 0;
+    bool hasEmpty = false;
+    for (const unsigned mark : marks) {
+        if (mark == 0) {
+            hasEmpty = true;
+        } else if (value == 0) {
+            value = mark;
+        } else if (value != mark) {
+            return Verdict::Different;
+        }
+    }
+    if (value == 0) return Verdict::AllEmpty;
+    return hasEmpty ? Verdict::OneSided : Verdict::Equal;
+}
+
+std::string Listed(const std::vector<std::string>& names) {
+    std::string text;
+    for (size_t i = 0; i < names.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
+    }
+    return text;
+}
+
+std::string Sentence(const MatrixView& view, const Definitions& definitions) {
+    if (!view.apart.empty()) {
+        return Listed(view.apart) + (view.apart.size() == 1 ? " keeps" : " keep") + " these items apart.";
+    }
+    const bool sharesValue = std::any_of(view.rows.begin(), view.rows.end(),
+                                         [](const MatrixRow& row) { return row.verdict == Verdict::Equal; });
+    if (!sharesValue) return "These items have no compared value in common.";
+    return definitions.exceptions.empty() ? "Nothing keeps these items apart: they are duplicates."
+                                          : "No property keeps these items apart: they are duplicates unless "
+                                            "an exception rule exempts them.";
+}
+
+// A last row for what the attachments hold, when there are any.
+void AddAttachments(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
+                    const Definitions& definitions, MatrixView& view) {
+    AttachmentMarks attachments = CompareAttachments(session, catalog, items);
+    MatrixRow row{"Attachments", std::move(attachments.marks), std::move(attachments.names), Verdict::Equal};
+    row.verdict = Judge(row.marks);
+    if (row.verdict == Verdict::AllEmpty) return;
+    if (definitions.attachments && row.verdict != Verdict::Equal) view.apart.push_back(row.property);
+    view.rows.push_back(std::move(row));
+}
+
+}  // namespace
+
+MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
+                       const Definitions& definitions, size_t limit) {
+    PropertyList properties(definitions);
+    const std::unique_ptr<void, MatrixDeleter> matrix(CmpMatrix_Create(session, properties.get()));
+    if (!matrix) throw Failure("The comparison matrix cannot be created.");
+    std::vector<ComPtr<IMessage>> messages;
+    for (const Item& item : items) {
+        ComPtr<IMessage> message;
+        if (!CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str()) ||
+            Quorvel_OpenItem(session, item.entryId.c_str(), StoreId(catalog, item).c_str(),
+                             message.GetAddressOf()) != S_OK) {
+            throw Failure("The item " + Place(catalog, item) + " cannot be read.");
+        }
+        messages.push_back(message);
+    }
+    MatrixView view;
+    for (size_t column = 0; column < definitions.properties.size(); ++column) {
+        const PropertyChoice& choice = definitions.properties[column];
+        MatrixRow row;
+        row.property = Narrow(choice.property->name);
+        std::vector<unsigned> searchMarks(items.size(), 0);
+        if (choice.compare) searchMarks = SearchMarks(session, catalog, items, choice);
+        bool hasRawMark = false;
+        for (size_t i = 0; i < items.size(); ++i) {
+            const unsigned mark =
+                CmpMatrix_Value(matrix.get(), static_cast<int>(i), static_cast<int>(column));
+            hasRawMark = hasRawMark || mark != 0;
+            row.marks.push_back(mark);
+            row.texts.push_back(ShowValue(messages[i].Get(), *choice.property, limit));
+        }
+        // The matrix has no column for derived properties: the search marks those.
+        if (!hasRawMark) row.marks = searchMarks;
+        row.verdict = Judge(choice.compare ? searchMarks : row.marks);
+        const bool isApart =
+            row.verdict == Verdict::Different ||
+            (row.verdict == Verdict::OneSided && definitions.algorithm == Algorithm::Identical);
+        if (choice.compare && isApart) view.apart.push_back(row.property);
+        view.rows.push_back(std::move(row));
+    }
+    AddAttachments(session, catalog, items, definitions, view);
+    view.sentence = Sentence(view, definitions);
+    return view;
+}
+
+const char* VerdictName(Verdict verdict) {
+    static constexpr const char* kNames[] = {"equal", "empty", "one-sided", "different"};
+    return kNames[static_cast<size_t>(verdict)];
+}
+
+std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items) {
+    constexpr size_t kNameWidth = 22;
+    constexpr size_t kVerdictWidth = 9;
+    constexpr size_t kCellWidth = 32;
+    const auto letter = [](size_t i) {
+        return std::string(1, static_cast<char>('A' + static_cast<int>(i % 26)));
+    };
+    std::string text;
+    for (size_t i = 0; i < items.size(); ++i) {
+        text += letter(i) + "  " + Place(catalog, items[i]) + "  " + items[i].title + "\n";
+    }
+    text += "\n" + Fit("", kNameWidth) + "  " + Fit("", kVerdictWidth);
+    for (size_t i = 0; i < items.size(); ++i) text += "  " + Fit(letter(i), kCellWidth);
+    text.erase(text.find_last_not_of(' ') + 1);
+    text += "\n";
+    for (const MatrixRow& row : view.rows) {
+        text += Fit(row.property, kNameWidth) + "  " + Fit(VerdictName(row.verdict), kVerdictWidth);
+        for (size_t i = 0; i < row.marks.size(); ++i) {
+            const std::string mark = row.marks[i] == 0 ? "-" : std::to_string(row.marks[i]);
+            text += "  " + Fit(mark + " " + OneLine(row.texts[i]), kCellWidth);
+        }
+        text.erase(text.find_last_not_of(' ') + 1);
+        text += "\n";
+    }
+    return text + "\nEqual numbers in a row are equal values.\n" + view.sentence + "\n";
+}
+
+std::string MatrixJson(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items) {
+    using json = nlohmann::ordered_json;
+    json report{{"format", "quorvel-matrix"}, {"version", 1}};
+    report["items"] = json::array();
+    for (const Item& item : items) {
+        report["items"].push_back(
+            json{{"place", Place(catalog, item)}, {"title", item.title}, {"entryId", item.entryId}});
+    }
+    report["rows"] = json::array();
+    for (const MatrixRow& row : view.rows) {
+        report["rows"].push_back(json{{"property", row.property},
+                                      {"verdict", VerdictName(row.verdict)},
+                                      {"marks", row.marks},
+                                      {"values", row.texts}});
+    }
+    report["apart"] = view.apart;
+    report["sentence"] = view.sentence;
+    return report.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace host

@@ -1,0 +1,43 @@
+#pragma once
+// A few items side by side: a row a property, a column an item, and what the duplicate search thinks of each
+// row.
+
+#include <string>
+#include <vector>
+
+#include "host/definitions.h"
+#include "host/folders.h"
+
+namespace host {
+
+enum class Verdict { Equal, AllEmpty, OneSided, Different };
+
+struct MatrixRow {
+    std::string property;         // for people
+    std::vector<unsigned> marks;  // an item's mark; equal values share one; 0: the item has no value
+    std::vector<std::string> texts;
+    Verdict verdict = Verdict::Equal;  // as the search compares the property, by its method
+};
+
+struct MatrixView {
+    std::vector<MatrixRow> rows;
+    /// Names of the rows that keep the items apart under the definitions' algorithm.
+    std::vector<std::string> apart;
+    /// One sentence on them.
+    std::string sentence;
+};
+
+/// items: at least two, by catalog and item record. Throws Failure when an item cannot be read. limit:
+/// characters of a value's text.
+MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
+                       const Definitions& definitions, size_t limit);
+
+/// The matrix as a table for a terminal.
+std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items);
+
+std::string MatrixJson(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items);
+
+/// "equal", "empty", "one-sided", "different".
+const char* VerdictName(Verdict verdict);
+
+}  // namespace host

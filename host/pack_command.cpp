@@ -1,0 +1,85 @@
+#include "host/pack_command.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <set>
+
+#include "host/text.h"
+#include "quorvel.h"
+
+namespace host {
+
+namespace {
+
+struct CabinetDeleter {
+    void operator()(void* cabinet) const { FCI_Delete(cabinet); }
+};
+
+// The cabinet writer takes 8-bit paths. What the code page cannot express has a short name in it that it can.
+std::string AnsiPath(const std::filesystem::path& path) {
+    const auto convert = [](const std::wstring& wide) {
+        BOOL isLossy = FALSE;
+        char text[MAX_PATH * 2] = "";
+        WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, wide.c_str(), -1, text, sizeof text, nullptr,
+                            &isLossy);
+        return isLossy ? std::string() : std::string(text);
+    };
+    std::string text = convert(path.wstring());
+    if (!text.empty()) return text;
+    wchar_t shortPath[MAX_PATH * 2] = L"";
+    GetShortPathNameW(path.c_str(), shortPath, static_cast<DWORD>(std::size(shortPath)));
+    text = convert(shortPath);
+    if (text.empty())
+        throw Failure("The path \"" + Narrow(path.wstring()) + "\" has no form in the system's code page.");
+    return text;
+}
+
+std::string DistinctName(const std::filesystem::path& file, std::set<std::string>& names) {
+    const std::string stem = AnsiPath(file.stem());
+    const std::string extension = file.extension().empty() ? "" : AnsiPath(file.extension());
+    std::string name = stem + extension;
+    for (int n = 2; !names.insert(name).second; ++n) name = stem + "-" + std::to_string(n) + extension;
+    return name;
+}
+
+}  // namespace
+
+void Pack(const std::string& cabinet, const std::vector<std::string>& files) {
+    const std::filesystem::path target = std::filesystem::absolute(Widen(cabinet));
+    std::error_code error;
+    if (!std::filesystem::is_directory(target.parent_path(), error)) {
+        throw Failure("The folder of \"" + cabinet + "\" does not exist.");
+    }
+    for (const std::string& file : files) {
+        if (!std::filesystem::is_regular_file(Widen(file), error)) {
+            throw Failure("The file \"" + file + "\" does not exist.");
+        }
+    }
+    const std::string folder = AnsiPath(target.parent_path()) + "\\";
+    bool isWhole = false;
+    {
+        const std::unique_ptr<void, CabinetDeleter> writer(
+            FCI_Create(folder.c_str(), AnsiPath(target.filename()).c_str()));
+        if (!writer) throw Failure("The system's cabinet library is missing or refuses to start.");
+        std::set<std::string> names;
+        for (const std::string& file : files) {
+            const std::filesystem::path source = std::filesystem::absolute(Widen(file));
+            if (!FCI_AddFile(writer.get(), AnsiPath(source).c_str(),
+                             DistinctName(source.filename(), names).c_str())) {
+                throw Failure("The file \"" + file + "\" cannot be packed.");
+            }
+        }
+        isWhole = FCI_FlushCabinet(writer.get()) != 0;
+    }
+    if (!isWhole) {
+        std::filesystem::remove(target, error);
+        throw Failure("The cabinet \"" + cabinet + "\" cannot be written.");
+    }
+    printf("%s: %s, %s\n", cabinet.c_str(), Count(files.size(), "file", "files").c_str(),
+           SizeText(std::filesystem::file_size(target, error)).c_str());
+}
+
+}  // namespace host

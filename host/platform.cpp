@@ -1,0 +1,194 @@
+#include "host/platform.h"
+
+#include <filesystem>
+
+#include "host/text.h"
+#include "quorvel.h"
+
+namespace host {
+
+namespace {
+
+using FreeBufferFunction = ULONG(STDAPICALLTYPE*)(void*);
+FreeBufferFunction g_freeBuffer = nullptr;
+
+constexpr wchar_t kClientName[] = L"Quorvel Mailbox";
+constexpr wchar_t kBindingKey[] = L"Software\\Quorvel\\Binding";
+constexpr wchar_t kAppsKey[] = L"Software\\Microsoft\\Windows Messaging Subsystem\\MSMapiApps";
+constexpr wchar_t kClientKey[] = L"Software\\Clients\\Mail\\Quorvel Mailbox";
+constexpr wchar_t kMailboxModule[] = L"qvmailbox.dll";
+
+struct KeyCloser {
+    using pointer = HKEY;
+    void operator()(HKEY key) const { RegCloseKey(key); }
+};
+using Key = std::unique_ptr<HKEY, KeyCloser>;
+
+std::filesystem::path ProgramPath() {
+    wchar_t path[MAX_PATH * 4];
+    const DWORD length = GetModuleFileNameW(nullptr, path, static_cast<DWORD>(std::size(path)));
+    return std::filesystem::path(std::wstring(path, length));
+}
+
+Key CreateKey(HKEY parent, const wchar_t* name) {
+    HKEY key = nullptr;
+    if (RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
+                        nullptr) != 0) {
+        throw Failure("The registry refuses the key that binds this program to the mailbox file.");
+    }
+    return Key(key);
+}
+
+void SetText(HKEY key, const std::wstring& name, const std::wstring& text) {
+    RegSetValueExW(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                   static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+// Binds this process, and no other, to Quorvel Mailbox: while it lives, the process sees a machine registry
+// of its own that names the module as this program's mail client. Nobody's default mail client is touched and
+// no administrator is needed.
+class MailboxBinding {
+  public:
+    explicit MailboxBinding(const std::string& mailboxFile) {
+        std::error_code error;
+        const std::filesystem::path file = std::filesystem::absolute(Widen(mailboxFile), error);
+        if (!std::filesystem::is_regular_file(file, error)) {
+            throw Failure("The mailbox file \"" + mailboxFile + "\" does not exist.");
+        }
+        const std::filesystem::path program = ProgramPath();
+        SetEnvironmentVariableW(L"QUORVEL_MAILBOX", file.c_str());
+        // A name of this process's own: programs that run at the same time do not share it.
+        m_name = std::wstring(kBindingKey) + L"\\" + std::to_wstring(GetCurrentProcessId());
+        m_root = CreateKey(HKEY_CURRENT_USER, m_name.c_str());
+        SetText(CreateKey(m_root.get(), kAppsKey).get(), program.filename().wstring(), kClientName);
+        SetText(CreateKey(m_root.get(), kClientKey).get(), L"DLLPathEx",
+                (program.parent_path() / kMailboxModule).wstring());
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_root.get());
+    }
+    ~MailboxBinding() {
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+        m_root.reset();
+        RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
+    }
+    MailboxBinding(const MailboxBinding&) = delete;
+    MailboxBinding& operator=(const MailboxBinding&) = delete;
+
+  private:
+    std::wstring m_name;
+    Key m_root;
+};
+
+// Why the mailbox module refused the file, in its own words.
+std::string MailboxError() {
+    const HMODULE module = GetModuleHandleW(kMailboxModule);
+    if (!module) return "The module qvmailbox.dll is not beside the program or cannot be loaded.";
+    using LastErrorFunction = const wchar_t*(STDAPICALLTYPE*)();
+    const auto lastError = reinterpret_cast<LastErrorFunction>(
+        reinterpret_cast<void*>(GetProcAddress(module, "QvMailbox_LastError")));
+    return lastError ? Narrow(lastError()) : std::string();
+}
+
+void BindFreeBuffer(bool isMailbox) {
+    const HMODULE module = isMailbox ? GetModuleHandleW(kMailboxModule)
+                                     : LoadLibraryExW(L"mapi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    g_freeBuffer = module ? reinterpret_cast<FreeBufferFunction>(
+                                reinterpret_cast<void*>(GetProcAddress(module, "MAPIFreeBuffer")))
+                          : nullptr;
+    if (!g_freeBuffer) throw Failure("The messaging platform's MAPIFreeBuffer is missing.");
+}
+
+}  // namespace
+
+ULONG FreeMapiBuffer(void* buffer) {
+    return buffer && g_freeBuffer ? g_freeBuffer(buffer) : 0;
+}
+
+void RowsDeleter::operator()(SRowSet* rows) const {
+    for (ULONG i = 0; i < rows->cRows; ++i) FreeMapiBuffer(rows->aRow[i].lpProps);
+    FreeMapiBuffer(rows);
+}
+
+Session::Session(const std::string& mailboxFile, bool showLogon) {
+    const bool isMailbox = !mailboxFile.empty();
+    std::unique_ptr<MailboxBinding> binding;
+    if (isMailbox) binding = std::make_unique<MailboxBinding>(mailboxFile);
+    const HRESULT hr = Quorvel_Logon(&m_session, 0, showLogon);
+    if (hr != S_OK || !m_session) {
+        if (isMailbox) {
+            const std::string why = MailboxError();
+            throw Failure(why.empty() ? "The mailbox file \"" + mailboxFile +
+                                            "\" cannot be opened: " + ResultText(hr) + "."
+                                      : why);
+        }
+        throw Failure("Logging on to the mail client's profile failed: " + ResultText(hr) +
+                      ". Try --profile-ui, or --mailbox FILE for a mailbox file.");
+    }
+    BindFreeBuffer(isMailbox);
+}
+
+Session::~Session() {
+    if (m_session) Quorvel_Logoff(m_session);
+}
+
+void ForEachRow(IMAPITable* table, const std::vector<ULONG>& columns, const std::string& what,
+                const std::function<bool(const SRow&)>& visit) {
+    std::vector<ULONG> tags{static_cast<ULONG>(columns.size())};
+    tags.insert(tags.end(), columns.begin(), columns.end());
+    HRESULT hr = table->SetColumns(reinterpret_cast<SPropTagArray*>(tags.data()), 0);
+    while (hr == S_OK) {
+        SRowSet* raw = nullptr;
+        hr = table->QueryRows(500, 0, &raw);
+        const Rows rows(raw);
+        if (hr != S_OK) break;
+        if (!rows || rows->cRows == 0) return;
+        for (ULONG i = 0; i < rows->cRows; ++i) {
+            if (!visit(rows->aRow[i])) return;
+        }
+    }
+    throw Failure("Reading " + what + " failed: " + ResultText(hr) + ".");
+}
+
+const SPropValue* FindValue(const SPropValue* values, ULONG count, ULONG tag) {
+    for (ULONG i = 0; i < count; ++i) {
+        if (values[i].ulPropTag == tag) return &values[i];
+    }
+    return nullptr;
+}
+
+std::string TextOf(const SPropValue* value) {
+    return value && PROP_TYPE(value->ulPropTag) == PT_UNICODE ? Narrow(value->Value.lpszW) : std::string();
+}
+
+std::string Hex(const void* bytes, size_t count) {
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string text;
+    for (size_t i = 0; i < count; ++i) {
+        const unsigned char byte = static_cast<const unsigned char*>(bytes)[i];
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 15];
+    }
+    return text;
+}
+
+std::string HexOf(const SPropValue* value) {
+    return value && PROP_TYPE(value->ulPropTag) == PT_BINARY ? Hex(value->Value.bin.lpb, value->Value.bin.cb)
+                                                             : std::string();
+}
+
+long LongOf(const SPropValue* value) {
+    return value && PROP_TYPE(value->ulPropTag) == PT_LONG ? value->Value.l : 0;
+}
+
+FILETIME TimeOf(const SPropValue* value) {
+    return value && PROP_TYPE(value->ulPropTag) == PT_SYSTIME ? value->Value.ft : FILETIME{};
+}
+
+MapiPtr<SPropValue> ReadValue(IMAPIProp* object, ULONG tag) {
+    SPropValue* value = nullptr;
+    const HRESULT hr = Quorvel_GetPropValue(object, static_cast<long>(tag), &value);
+    MapiPtr<SPropValue> owner(value);
+    if (hr != S_OK) owner.reset();
+    return owner;
+}
+
+}  // namespace host

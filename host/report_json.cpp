@@ -1,0 +1,84 @@
+#include <nlohmann/json.hpp>
+
+#include "host/reports.h"
+#include "host/text.h"
+
+namespace host {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+json ItemJson(const ScanResult& result, size_t index) {
+    const Item& item = result.items[index];
+    const Folder& folder = result.catalog.folders[item.folder];
+    json object;
+    object["folder"] = folder.path;
+    object["number"] = item.number;
+    object["title"] = item.title;
+    object["who"] = item.who;
+    object["when"] = IsoTime(item.when);
+    object["size"] = item.size;
+    object["modified"] = IsoTime(item.modified);
+    object["entryId"] = item.entryId;
+    object["folderId"] = folder.entryId;
+    object["storeId"] = result.catalog.stores[folder.store].entryId;
+    return object;
+}
+
+json ScanJson(const ScanResult& result, const KindScan& scan) {
+    json object;
+    object["kind"] = KindName(scan.kind);
+    object["algorithm"] = scan.definitions.algorithm == Algorithm::Identical ? "identical" : "similar";
+    object["keep"] = KeepText(scan.keep);
+    object["properties"] = json::array();
+    for (const PropertyChoice& choice : scan.definitions.properties) {
+        if (choice.compare) object["properties"].push_back(choice.property->key);
+    }
+    object["folders"] = json::array();
+    for (const size_t folder : scan.folders) object["folders"].push_back(result.catalog.folders[folder].path);
+    object["items"] = scan.items.size();
+    object["unreadable"] = json::array();
+    for (const size_t item : scan.unreadable) object["unreadable"].push_back(ItemJson(result, item));
+    return object;
+}
+
+}  // namespace
+
+std::string JsonReport(const ScanResult& result) {
+    json report;
+    report["format"] = "quorvel-report";
+    report["version"] = 1;
+    report["scans"] = json::array();
+    for (const KindScan& scan : result.scans) report["scans"].push_back(ScanJson(result, scan));
+    report["groups"] = json::array();
+    for (const Group& group : result.groups) {
+        json object;
+        object["kind"] = KindName(result.scans[group.scan].kind);
+        object["reason"] = group.reason;
+        object["keep"] = ItemJson(result, group.items[0]);
+        object["duplicates"] = json::array();
+        for (size_t i = 1; i < group.items.size(); ++i) {
+            object["duplicates"].push_back(ItemJson(result, group.items[i]));
+        }
+        report["groups"].push_back(std::move(object));
+    }
+    report["near"] = json::array();
+    for (const NearPair& pair : result.nearPairs) {
+        json object;
+        object["kind"] = KindName(result.scans[pair.scan].kind);
+        object["property"] = pair.property;
+        object["a"] = ItemJson(result, pair.a);
+        object["b"] = ItemJson(result, pair.b);
+        report["near"].push_back(std::move(object));
+    }
+    report["summary"] = {{"items", result.items.size()},
+                         {"groups", result.groups.size()},
+                         {"duplicates", result.Duplicates()},
+                         {"bytes", result.DuplicateBytes()},
+                         {"seconds", result.seconds}};
+    // Lone surrogates of a mailbox's text are replaced: a report always is valid UTF-8.
+    return report.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace host

@@ -1,0 +1,93 @@
+#include <windows.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "host/reports.h"
+#include "host/text.h"
+
+namespace host {
+
+namespace {
+
+std::string Number(double value, const char* format) {
+    char text[32];
+    snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+std::string Describe(const Item& item) {
+    std::string text = item.title.empty() ? "(no title)" : item.title;
+    if (!item.who.empty()) text += "  ·  " + item.who;
+    const std::string when = TimeText(item.when);
+    if (!when.empty()) text += "  ·  " + when;
+    return text;
+}
+
+std::string GroupText(const ScanResult& result, const Group& group, size_t number) {
+    std::string text = "\n" + std::to_string(number) + ". " + Describe(result.items[group.items[0]]) + "\n";
+    for (size_t i = 0; i < group.items.size(); ++i) {
+        const Item& item = result.items[group.items[i]];
+        text += (i == 0 ? "   keep       " : "   duplicate  ") + Place(result.catalog, item);
+        text += "  (" + SizeText(item.size) + ")";
+        if (i == 0) text += "  " + group.reason;
+        text += "\n";
+    }
+    return text;
+}
+
+std::string NearText(const ScanResult& result) {
+    std::string text = "\nPairs that one property keeps apart:\n";
+    for (const NearPair& pair : result.nearPairs) {
+        text += "   " + Place(result.catalog, result.items[pair.a]) + "  and  " +
+                Place(result.catalog, result.items[pair.b]) + "  differ in " + pair.property + "\n";
+    }
+    return result.nearPairs.empty() ? "\nNo pair is kept apart by one property alone.\n" : text;
+}
+
+}  // namespace
+
+std::string TextReport(const ScanResult& result) {
+    std::string text;
+    for (size_t i = 0; i < result.scans.size(); ++i) {
+        const KindScan& scan = result.scans[i];
+        text += std::string(i == 0 ? "" : "\n") + KindName(scan.kind) + ": " +
+                Count(scan.items.size(), "item", "items") + " in " +
+                Count(scan.folders.size(), "folder", "folders") + ", " +
+                (scan.definitions.algorithm == Algorithm::Identical ? "identical" : "similar") + ", keep " +
+                KeepText(scan.keep) + "\n";
+        size_t number = 0;
+        for (const Group& group : result.groups) {
+            if (group.scan == i) text += GroupText(result, group, ++number);
+        }
+        if (number == 0) text += "   no duplicates\n";
+        for (const size_t item : scan.unreadable) {
+            text += "   could not be read: " + Place(result.catalog, result.items[item]) + "\n";
+        }
+    }
+    if (!result.nearPairs.empty()) text += NearText(result);
+    return text + "\n" + Count(result.items.size(), "item", "items") + ", " +
+           Count(result.groups.size(), "group", "groups") + ", " +
+           Count(result.Duplicates(), "duplicate", "duplicates") + " (" + SizeText(result.DuplicateBytes()) +
+           "), " + Number(result.seconds, "%.2f") + " s\n";
+}
+
+void WriteFileWhole(const std::string& path, const std::string& content) {
+    const std::filesystem::path target(Widen(path));
+    std::filesystem::path temporary = target;
+    temporary += L".new";
+    bool written = false;
+    {
+        const std::unique_ptr<FILE, int (*)(FILE*)> file(_wfopen(temporary.c_str(), L"wb"), fclose);
+        written = file && fwrite(content.data(), 1, content.size(), file.get()) == content.size() &&
+                  fflush(file.get()) == 0;
+    }
+    if (written) written = MoveFileExW(temporary.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
+    if (!written) {
+        DeleteFileW(temporary.c_str());
+        throw Failure("The file \"" + path + "\" cannot be written.");
+    }
+}
+
+}  // namespace host

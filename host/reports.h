@@ -1,0 +1,19 @@
+#pragma once
+// What a scan found: as text for a terminal, as JSON for programs, as one HTML file for reading.
+
+#include <string>
+
+#include "host/scan.h"
+
+namespace host {
+
+std::string TextReport(const ScanResult& result);
+std::string JsonReport(const ScanResult& result);
+/// One file without references to anywhere; everything that came from the mailbox is escaped. Reads the
+/// groups' items once more for their values.
+std::string HtmlReport(IMAPISession* session, const ScanResult& result);
+
+/// Writes a report; throws Failure, and leaves no half file, when the disk does not take it.
+void WriteFileWhole(const std::string& path, const std::string& content);
+
+}  // namespace host

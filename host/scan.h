@@ -1,0 +1,76 @@
+#pragma once
+// The duplicate search over the folders of a session: what is scanned, and what came out of it.
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/definitions.h"
+#include "host/folders.h"
+
+namespace host {
+
+/// Which copy of a group is kept. "field=NAME:TEXT" names a property of the definitions.
+struct Keep {
+    enum class Rule { MostFilled, First, Last, LargestValues, Largest, Field, Recurrence, CrmId };
+    Rule rule = Rule::MostFilled;
+    std::string field;
+    std::string text;
+};
+/// Throws Failure naming what is allowed.
+Keep KeepOf(const std::string& text);
+std::string KeepText(const Keep& keep);
+
+struct ScanOptions {
+    std::vector<std::string> folders;  // empty: every folder of the kinds
+    std::vector<Kind> kinds;           // empty: every kind, or those of the folders
+    std::optional<Algorithm> algorithm;
+    std::string keep;                 // empty: as the definitions say
+    std::vector<std::string> except;  // in addition to the definitions' rules
+    std::string definitionsFile;      // empty: the built-in ones
+    bool findNear = false;
+};
+
+struct KindScan {
+    Kind kind = Kind::Other;
+    Definitions definitions;
+    Keep keep;
+    std::vector<size_t> folders;
+    std::vector<size_t> items;
+    std::vector<size_t> unreadable;  // items that the search could not read
+};
+
+/// Items that are equal; the first is the one to keep.
+struct Group {
+    size_t scan = 0;  // index into the scans
+    std::vector<size_t> items;
+    std::string reason;  // why the first one
+};
+
+/// Two items that one property keeps apart.
+struct NearPair {
+    size_t scan = 0;
+    size_t a = 0;
+    size_t b = 0;
+    std::string property;  // for people
+};
+
+struct ScanResult {
+    Catalog catalog;
+    std::vector<Item> items;
+    std::vector<KindScan> scans;
+    std::vector<Group> groups;
+    std::vector<NearPair> nearPairs;
+    double seconds = 0;
+
+    size_t Duplicates() const;
+    unsigned long long DuplicateBytes() const;
+};
+
+/// Told how many of how many items of which kind were read.
+using ProgressFunction = std::function<void(Kind kind, size_t done, size_t all)>;
+
+ScanResult Scan(IMAPISession* session, const ScanOptions& options, const ProgressFunction& progress);
+
+}  // namespace host

@@ -1,0 +1,188 @@
+#include "host/text.h"
+
+#include <mapicode.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <numeric>
+
+#include "quorvel.h"
+
+namespace host {
+
+std::string Narrow(std::wstring_view wide) {
+    const int units = static_cast<int>(wide.size());
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, nullptr, 0, nullptr, nullptr);
+    std::string text(static_cast<size_t>(bytes), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, text.data(), bytes, nullptr, nullptr);
+    return text;
+}
+
+std::wstring Widen(std::string_view utf8) {
+    const int bytes = static_cast<int>(utf8.size());
+    const int units = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, nullptr, 0);
+    std::wstring text(static_cast<size_t>(units), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, text.data(), units);
+    return text;
+}
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+    return lstrcmpiW(Widen(a).c_str(), Widen(b).c_str()) == 0;
+}
+
+size_t Width(std::string_view utf8) {
+    return static_cast<size_t>(
+        std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string Fit(std::string_view utf8, size_t width) {
+    const size_t has = Width(utf8);
+    if (has <= width) return std::string(utf8) + std::string(width - has, ' ');
+    std::string cut;
+    size_t points = 0;
+    for (const char c : utf8) {
+        if ((c & 0xC0) != 0x80 && ++points == width) break;
+        cut += c;
+    }
+    return cut + "…";
+}
+
+std::string OneLine(std::string_view utf8) {
+    std::string line(utf8);
+    for (char& c : line) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+    }
+    return line;
+}
+
+namespace {
+
+bool IsZero(const FILETIME& time) {
+    return time.dwLowDateTime == 0 && time.dwHighDateTime == 0;
+}
+
+}  // namespace
+
+std::string TimeText(const FILETIME& time) {
+    SYSTEMTIME utc;
+    SYSTEMTIME local;
+    if (IsZero(time) || !FileTimeToSystemTime(&time, &utc)) return {};
+    if (!SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) local = utc;
+    char text[32];
+    // A day without a time: birthdays, due dates.
+    if (local.wHour == 0 && local.wMinute == 0) {
+        snprintf(text, sizeof text, "%04u-%02u-%02u", local.wYear, local.wMonth, local.wDay);
+        return text;
+    }
+    snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u", local.wYear, local.wMonth, local.wDay,
+             local.wHour, local.wMinute);
+    return text;
+}
+
+std::string IsoTime(const FILETIME& time) {
+    SYSTEMTIME utc;
+    if (IsZero(time) || !FileTimeToSystemTime(&time, &utc)) return {};
+    const unsigned long long ticks =
+        (static_cast<unsigned long long>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+    char text[40];
+    snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02u.%07uZ", utc.wYear, utc.wMonth, utc.wDay,
+             utc.wHour, utc.wMinute, utc.wSecond, static_cast<unsigned>(ticks % 10'000'000));
+    return text;
+}
+
+std::string SizeText(unsigned long long bytes) {
+    if (bytes < 1024) return Count(bytes, "byte", "bytes");
+    static constexpr const char* kUnits[] = {"KB", "MB", "GB", "TB"};
+    double amount = static_cast<double>(bytes) / 1024;
+    size_t unit = 0;
+    for (; amount >= 1024 && unit + 1 < std::size(kUnits); ++unit) amount /= 1024;
+    char text[32];
+    snprintf(text, sizeof text, amount < 10 ? "%.1f %s" : "%.0f %s", amount, kUnits[unit]);
+    return text;
+}
+
+std::string Count(unsigned long long n, std::string_view one, std::string_view many) {
+    return std::to_string(n) + " " + std::string(n == 1 ? one : many);
+}
+
+std::string ResultText(HRESULT hr) {
+    static constexpr struct {
+        HRESULT hr;
+        const char* text;
+    } kKnown[] = {
+        {MAPI_E_NOT_FOUND, "not found"},
+        {MAPI_E_LOGON_FAILED, "logging on failed"},
+        {MAPI_E_USER_CANCEL, "cancelled"},
+        {MAPI_E_NO_ACCESS, "no access"},
+        {MAPI_E_NOT_ENOUGH_MEMORY, "not enough memory"},
+        {MAPI_E_NOT_ENOUGH_DISK, "not enough disk space"},
+        {MAPI_E_CORRUPT_DATA, "damaged data"},
+        {MAPI_E_BUSY, "in use by another program"},
+        {MAPI_E_NO_SUPPORT, "not supported"},
+        {MAPI_E_CALL_FAILED, "no mail client answered"},
+    };
+    char code[16];
+    snprintf(code, sizeof code, "0x%08lx", static_cast<unsigned long>(hr));
+    for (const auto& known : kKnown) {
+        if (known.hr == hr) return std::string(known.text) + " (" + code + ")";
+    }
+    return code;
+}
+
+namespace {
+
+// Edit distance without regard to case (Wagner and Fischer).
+size_t Distance(const std::wstring& a, const std::wstring& b) {
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, replaced});
+        }
+    }
+    return row[b.size()];
+}
+
+std::wstring Lower(std::string_view text) {
+    std::wstring lower = Widen(text);
+    CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
+    return lower;
+}
+
+}  // namespace
+
+std::vector<std::string> Nearest(std::string_view wanted, const std::vector<std::string>& candidates) {
+    const std::wstring name = Lower(wanted);
+    std::vector<std::pair<size_t, std::string>> ranked;
+    for (const std::string& candidate : candidates) {
+        const std::wstring other = Lower(candidate);
+        const std::wstring tail = other.substr(other.rfind(L'/') + 1);
+        const bool contains = !name.empty() && other.find(name) != std::wstring::npos;
+        const size_t distance = contains ? 1 : std::min(Distance(name, other), Distance(name, tail));
+        if (distance <= std::max<size_t>(2, name.size() / 2)) ranked.emplace_back(distance, candidate);
+    }
+    std::stable_sort(ranked.begin(), ranked.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::string> nearest;
+    for (const auto& [distance, candidate] : ranked) {
+        if (nearest.size() < 3) nearest.push_back(candidate);
+    }
+    return nearest;
+}
+
+std::string Suggestion(std::string_view wanted, const std::vector<std::string>& candidates) {
+    const std::vector<std::string> nearest = Nearest(wanted, candidates);
+    if (nearest.empty()) return {};
+    std::string text = " Did you mean ";
+    for (size_t i = 0; i < nearest.size(); ++i) {
+        if (i != 0) text += i + 1 == nearest.size() ? " or " : ", ";
+        text += "\"" + nearest[i] + "\"";
+    }
+    return text + "?";
+}
+
+}  // namespace host
