@@ -6,14 +6,11 @@ there stores them; times in a zone of the file are converted by that zone's rule
 
 from __future__ import annotations
 
-import functools
-import io
 import re
 from collections.abc import Callable
 from dataclasses import dataclass
 from datetime import date, datetime, timedelta, tzinfo
 
-import dateutil.tz
 import icalendar
 
 from . import properties as p
@@ -22,6 +19,7 @@ from .html_text import html_to_text
 from .model import Attachment, Item, ItemKind, Recipient, Report, Values, shortened
 from .properties import Prop
 from .times import FIRST_YEAR, UTC, at_zone, midnight, named_zone
+from .zones import Zones
 
 # Bookkeeping of the file format, which says nothing about the item
 IGNORED = frozenset(("VERSION", "PRODID", "CALSCALE", "METHOD", "X-WR-TIMEZONE", "DTSTAMP"))
@@ -47,81 +45,6 @@ KIND_TEXTS: dict[ItemKind, dict[str, Prop]] = {
     ItemKind.TASK: {},
     ItemKind.JOURNAL: {"X-JOURNAL-TYPE": p.JOURNAL_TYPE},
 }
-
-
-class Zones:
-    """The zones of one file: known by name, described in the file, or named as Windows names them."""
-
-    def __init__(self, calendar: Component, local: tzinfo) -> None:
-        self.local = local
-        self._described = {
-            line.text(): component
-            for component in calendar.components
-            if component.name == "VTIMEZONE" and (line := component.first("TZID"))
-        }
-        self._found: dict[str, tzinfo | None] = {}
-
-    def find(self, name: str) -> tzinfo | None:
-        if name not in self._found:
-            self._found[name] = self._find(name)
-        return self._found[name]
-
-    def _find(self, name: str) -> tzinfo | None:
-        # Some programs put a path of their own before the name: /example.org/20050126_1/Europe/Berlin
-        for start in (0, *(match.end() for match in re.finditer("/", name))):
-            if "/" in name[start:] and (zone := named_zone(name[start:])):
-                return zone
-        if component := self._described.get(name):
-            if zone := described_zone(component):
-                return zone
-        windows = icalendar.windows_to_olson.WINDOWS_TO_OLSON.get(name)
-        return named_zone(windows or name)
-
-
-# What a zone's description may say to the library; it takes nothing else
-_ZONE_LINES = frozenset(("DTSTART", "RRULE", "RDATE", "EXRULE", "EXDATE", "TZOFFSETFROM", "TZOFFSETTO", "TZNAME"))
-
-
-def described_zone(component: Component) -> tzinfo | None:
-    """The zone that a VTIMEZONE describes; None when it describes none that can be understood."""
-    lines = ["BEGIN:VTIMEZONE", "TZID:described"]
-    for rule in component.components:
-        offset = rule.first("TZOFFSETFROM")
-        lines.append(f"BEGIN:{rule.name}")
-        for line in rule.lines:
-            if line.name.endswith("RULE") and "FREQ=YEARLY" not in line.value.upper():
-                return None  # clocks change by the year; a rule by the second would be walked second by second
-            if line.name in _ZONE_LINES:
-                lines.append(f"{line.name}:{_local_until(line.value, offset.value if offset else '')}")
-        lines.append(f"END:{rule.name}")
-    lines.append("END:VTIMEZONE")
-    return _zone_of("\n".join(lines))
-
-
-@functools.lru_cache(maxsize=256)  # programs write the same description into each file
-def _zone_of(description: str) -> tzinfo | None:
-    try:
-        zone = dateutil.tz.tzical(io.StringIO(description)).get()
-    except (ValueError, AttributeError, KeyError, OverflowError, TypeError):
-        return None
-    return zone if isinstance(zone, tzinfo) else None
-
-
-def _local_until(rule: str, offset: str) -> str:
-    """A rule whose end in UTC is turned into the wall-clock time before the change, in which the library reads it."""
-    end = re.search(r"UNTIL=(\d{8}T\d{6})Z", rule)
-    zone = re.fullmatch(r"\s*([+-])(\d\d)(\d\d)(?:\d\d)?\s*", offset)
-    if not end or not zone:
-        return rule
-    ahead = timedelta(hours=int(zone[2]), minutes=int(zone[3])) * (-1 if zone[1] == "-" else 1)
-    local = datetime.strptime(end[1], "%Y%m%dT%H%M%S") + ahead
-    return rule.replace(end[0], f"UNTIL={local:%Y%m%dT%H%M%S}")
-
-
-def source_text(component: Component) -> str:
-    lines = [line.source for line in component.lines]
-    inner = [source_text(sub) for sub in component.components]
-    return "\r\n".join([f"BEGIN:{component.name}", *lines, *inner, f"END:{component.name}"])
 
 
 def read_calendar(data: bytes, place: str, report: Report, local: tzinfo) -> list[Item]:
@@ -529,6 +452,12 @@ class Reader:
         ItemKind.TASK: _finish_task,
         ItemKind.JOURNAL: _finish_journal,
     }
+
+
+def source_text(component: Component) -> str:
+    lines = [line.source for line in component.lines]
+    inner = [source_text(sub) for sub in component.components]
+    return "\r\n".join([f"BEGIN:{component.name}", *lines, *inner, f"END:{component.name}"])
 
 
 def _person(line: Line) -> tuple[str, str]:
