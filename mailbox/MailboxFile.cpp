@@ -91,9 +91,9 @@ std::wstring FromEnvironment(const wchar_t* name) {
 std::wstring FromRegistry(HKEY root) {
     wchar_t value[1024];
     DWORD size = sizeof value;
-    // Environment variables in a REG_EXPAND_SZ value are expanded.
-    const LSTATUS status = RegGetValueW(root, L"Software\\Quorvel\\Mailbox", L"File",
-                                        RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ, nullptr, value, &size);
+    // This takes REG_EXPAND_SZ as well, with its environment variables expanded.
+    const LSTATUS status =
+        RegGetValueW(root, L"Software\\Quorvel\\Mailbox", L"File", RRF_RT_REG_SZ, nullptr, value, &size);
     return status == ERROR_SUCCESS ? value : std::wstring();
 }
 

@@ -2,7 +2,7 @@
 
 #include <mapitags.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -192,6 +192,10 @@ const struct {
                      {"entry", PROP_TAG(PT_UNICODE, PROP_ID(PR_SERVICE_ENTRY_NAME))},
                      {"name", PR_SERVICE_NAME_W},
                      {"displayName", PR_DISPLAY_NAME_W}};
+
+bool IsList(Part part) {
+    return std::ranges::any_of(kElements, [part](const auto& list) { return list.list == part; });
+}
 
 constexpr size_t kDeepest = 200;
 constexpr size_t kShortestId = 5;
@@ -525,6 +529,7 @@ bool Reader::Value(const Scalar& scalar) {
             return true;
         }
         default:
+            if (IsList(frame.part)) ++frame.elements;
             if (frame.memberIs != pValue || frame.name.empty()) return Fail("not an object or list");
             return MemberValue(frame, scalar);
     }

@@ -1,38 +1,308 @@
-// Reading: values, widths, what is missing or too large, streams, computed properties.
-
-#include <mapitags.h>
+// Reading: widths of texts, what is missing or too large, streams, named and computed properties.
 
 #include "store/named_properties.h"
+#include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
 
 namespace {
 
 class Reading : public MailboxTest {};
 
-/// The values of tags; what GetProps returned in result.
-struct Values {
-    MapiBuffer<SPropValue> values;
-    ULONG count = 0;
-    HRESULT result = S_OK;
-    const SPropValue& operator[](size_t index) const { return values.get()[index]; }
-};
-Values Get(IMAPIProp* object, const std::vector<ULONG>& tags, ULONG flags = 0) {
-    std::vector<ULONG> array{static_cast<ULONG>(tags.size())};
-    array.insert(array.end(), tags.begin(), tags.end());
-    Values got;
-    got.result = object->GetProps(reinterpret_cast<SPropTagArray*>(array.data()), flags, &got.count, Out(got.values));
-    return got;
-}
-
 TEST_F(Reading, GivesTextsInTheWidthAskedFor) {
-    TestItem item = Inbox().Item().Subject(L"Grüße").Text8(PR_SENDER_NAME_A, "Ann");
+    TestItem item = Inbox().Item().Subject(L"Grüße").Text8(PR_SENDER_NAME_A, "M\xFCller");
+    item.Texts(PROP_TAG(PT_MV_UNICODE, 0x6800), {L"ä", L""});
     const ComPtr<IMessage> message = Open(item);
-    const Values got = Get(message.Get(), {PR_SUBJECT_W, PR_SUBJECT_A, PR_SENDER_NAME_W, PR_SENDER_NAME_A});
+    const Values got = Get(message.Get(), {PR_SUBJECT_W, PR_SUBJECT_A, PR_SENDER_NAME_W, PR_SENDER_NAME_A,
+                                           PROP_TAG(PT_MV_UNICODE, 0x6800), PROP_TAG(PT_MV_STRING8, 0x6800)});
     ASSERT_EQ(got.result, S_OK);
     EXPECT_STREQ(got[0].Value.lpszW, L"Grüße");
-    EXPECT_STREQ(got[1].Value.lpszA, "Gr\xFC\xDF" "e");
-    EXPECT_STREQ(got[2].Value.lpszW, L"Ann");
-    EXPECT_STREQ(got[3].Value.lpszA, "Ann");
+    EXPECT_STREQ(got[1].Value.lpszA, "Gr\xFC\xDF\x65");
+    EXPECT_STREQ(got[2].Value.lpszW, L"Müller");
+    EXPECT_STREQ(got[3].Value.lpszA, "M\xFCller");
+    ASSERT_EQ(got[4].Value.MVszW.cValues, 2u);
+    EXPECT_STREQ(got[4].Value.MVszW.lppszW[0], L"ä");
+    EXPECT_STREQ(got[4].Value.MVszW.lppszW[1], L"");
+    ASSERT_EQ(got[5].Value.MVszA.cValues, 2u);
+    EXPECT_STREQ(got[5].Value.MVszA.lppszA[0], "\xE4");
+}
+
+TEST_F(Reading, UnspecifiedTypeIsThePropertysOwnWithTextsInTheWidthOfTheCall) {
+    TestItem item = Inbox().Item().Subject(L"a").Text8(PR_SENDER_NAME_A, "b").Long(PR_IMPORTANCE, 2);
+    const ComPtr<IMessage> message = Open(item);
+    const auto unspecified = [](ULONG tag) { return CHANGE_PROP_TYPE(tag, PT_UNSPECIFIED); };
+    for (const bool wide : {false, true}) {
+        const Values got = Get(
+            message.Get(), {unspecified(PR_SUBJECT), unspecified(PR_SENDER_NAME), unspecified(PR_IMPORTANCE)},
+            wide ? MAPI_UNICODE : 0);
+        ASSERT_EQ(got.result, S_OK);
+        EXPECT_EQ(got[0].ulPropTag, wide ? PR_SUBJECT_W : PR_SUBJECT_A);
+        EXPECT_EQ(got[1].ulPropTag, wide ? PR_SENDER_NAME_W : PR_SENDER_NAME_A);
+        EXPECT_EQ(got[2].ulPropTag, PR_IMPORTANCE);
+    }
+}
+
+TEST_F(Reading, WhatCannotBeGivenIsAnErrorValueAndAWarningOfTheCall) {
+    TestItem item = Inbox()
+                        .Item()
+                        .Long(PR_IMPORTANCE, 2)
+                        .Error(PR_SENDER_NAME, MAPI_E_CORRUPT_DATA)
+                        .Error(PR_HASATTACH, MAPI_E_NOT_FOUND);
+    const ComPtr<IMessage> message = Open(item);
+    const struct {
+        const char* what;
+        ULONG tag;
+        HRESULT error;
+    } cases[] = {
+        {"a missing property", PR_SUBJECT_W, MAPI_E_NOT_FOUND},
+        {"a missing property of no type", CHANGE_PROP_TYPE(PR_SUBJECT_W, PT_UNSPECIFIED), MAPI_E_NOT_FOUND},
+        {"another type than it has", CHANGE_PROP_TYPE(PR_IMPORTANCE, PT_UNICODE), MAPI_E_NOT_FOUND},
+        {"a named property of no name", PROP_TAG(PT_UNICODE, 0x8123), MAPI_E_NOT_FOUND},
+        {"a value kept as an error", PR_SENDER_NAME_W, MAPI_E_CORRUPT_DATA},
+        {"a hidden computed property", PR_HASATTACH, MAPI_E_NOT_FOUND}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Values got = Get(message.Get(), {PR_IMPORTANCE, c.tag});
+        EXPECT_EQ(got.result, MAPI_W_ERRORS_RETURNED);
+        ASSERT_EQ(got.count, 2u);
+        EXPECT_EQ(got[0].Value.l, 2);
+        EXPECT_EQ(got[1].ulPropTag, CHANGE_PROP_TYPE(c.tag, PT_ERROR));
+        EXPECT_EQ(got[1].Value.err, c.error);
+    }
+}
+
+TEST_F(Reading, ValuesBeyondEightKilobytesComeOnlyThroughAStream) {
+    const struct {
+        const char* what;
+        size_t units;
+        ULONG tag;
+        bool isGiven;
+    } cases[] = {{"wide, 8192 bytes", 4096, PR_BODY_W, true},
+                 {"wide, 8194 bytes", 4097, PR_BODY_W, false},
+                 {"8-bit, 8192 bytes", 8192, PR_BODY_A, true},
+                 {"8-bit, 8193 bytes", 8193, PR_BODY_A, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        // Two bytes a character in the mailbox, so that what counts is the form that is given.
+        TestItem item = Inbox().Item().Body(std::wstring(c.units, L'ü'));
+        const ComPtr<IMessage> message = Open(item);
+        const Values got = Get(message.Get(), {c.tag});
+        EXPECT_EQ(got.result, c.isGiven ? S_OK : MAPI_W_ERRORS_RETURNED);
+        if (!c.isGiven) {
+            EXPECT_EQ(got[0].Value.err, MAPI_E_NOT_ENOUGH_MEMORY);
+        }
+        const ComPtr<IStream> stream = OpenStream(message.Get(), c.tag);
+        ASSERT_NE(stream, nullptr);
+        EXPECT_EQ(ReadAll(stream.Get()).size(), c.tag == PR_BODY_W ? c.units * 2 : c.units);
+    }
+    TestItem item = Inbox().Item().Binary(PR_CONVERSATION_INDEX, std::string(8193, 'x'));
+    EXPECT_EQ(Get(Open(item).Get(), {PR_CONVERSATION_INDEX})[0].Value.err, MAPI_E_NOT_ENOUGH_MEMORY);
+}
+
+TEST_F(Reading, AllPropertiesAreThoseOfTheList) {
+    TestItem item = Inbox().Item().Subject(L"s").Named(kSetAppointment, 0x8215, true);
+    item.Error(PR_SENDER_NAME, MAPI_E_NOT_FOUND);
+    const ComPtr<IMessage> message = Open(item);
+    Values all;
+    all.result = message->GetProps(nullptr, MAPI_UNICODE, &all.count, Out(all.values));
+    EXPECT_EQ(all.result, S_OK);
+    MapiBuffer<SPropTagArray> list;
+    ASSERT_EQ(message->GetPropList(MAPI_UNICODE, Out(list)), S_OK);
+    ASSERT_EQ(all.count, list->cValues);
+    std::vector<ULONG> tags(list->aulPropTag, list->aulPropTag + list->cValues);
+    for (ULONG index = 0; index < all.count; ++index) EXPECT_EQ(all[index].ulPropTag, tags[index]);
+    for (const ULONG tag :
+         {PR_SUBJECT_W, PR_ENTRYID, PR_SEARCH_KEY, item.NamedTag(kSetAppointment, 0x8215, PT_BOOLEAN)})
+        EXPECT_EQ(std::ranges::count(tags, tag), 1) << std::hex << tag;
+    EXPECT_EQ(std::ranges::count(tags, PR_SENDER_NAME_W), 0) << "an error is no property of the object";
+}
+
+TEST_F(Reading, StreamsReadInPiecesSeekAndTellTheirSize) {
+    TestItem item =
+        Inbox().Item().Body(L"abcdef").Binary(PR_CONVERSATION_INDEX, std::string("0123456789", 10));
+    const ComPtr<IMessage> message = Open(item);
+    const ComPtr<IStream> wide = OpenStream(message.Get(), PR_BODY_W);
+    EXPECT_EQ(ReadAll(wide.Get()), std::string("a\0b\0c\0d\0e\0f\0", 12));
+    EXPECT_EQ(ReadAll(OpenStream(message.Get(), PR_BODY_A).Get()), "abcdef");
+
+    const ComPtr<IStream> binary = OpenStream(message.Get(), PR_CONVERSATION_INDEX);
+    STATSTG stat;
+    ASSERT_EQ(binary->Stat(&stat, STATFLAG_NONAME), S_OK);
+    EXPECT_EQ(stat.cbSize.QuadPart, 10u);
+    const struct {
+        DWORD origin;
+        long long move;
+        HRESULT result;
+        const char* rest;
+    } seeks[] = {{STREAM_SEEK_SET, 4, S_OK, "456789"},
+                 {STREAM_SEEK_END, -3, S_OK, "789"},
+                 {STREAM_SEEK_SET, 20, S_OK, ""},
+                 {STREAM_SEEK_SET, -1, STG_E_INVALIDFUNCTION, ""},
+                 {9, 0, STG_E_INVALIDFUNCTION, ""}};
+    for (const auto& seek : seeks) {
+        LARGE_INTEGER move;
+        move.QuadPart = seek.move;
+        EXPECT_EQ(binary->Seek(move, seek.origin, nullptr), seek.result) << seek.move;
+        EXPECT_EQ(ReadAll(binary.Get()), seek.rest) << seek.move;
+    }
+    EXPECT_EQ(binary->Write("x", 1, nullptr), STG_E_ACCESSDENIED) << "opened for reading";
+}
+
+TEST_F(Reading, OnlyPropertiesWithBytesOpenAsStreams) {
+    TestItem item = Inbox().Item().Long(PR_IMPORTANCE, 1).Error(PR_BODY_W, E_FAIL);
+    const ComPtr<IMessage> message = Open(item);
+    const struct {
+        ULONG tag;
+        const IID* iid;
+        ULONG flags;
+        HRESULT result;
+    } cases[] = {{PR_SUBJECT_W, &IID_IStream, 0, MAPI_E_NOT_FOUND},
+                 {PR_IMPORTANCE, &IID_IStream, 0, MAPI_E_INTERFACE_NOT_SUPPORTED},
+                 {PR_BODY_W, &IID_IStream, 0, E_FAIL},
+                 {PR_MESSAGE_CLASS_W, &IID_IStreamDocfile, 0, MAPI_E_INTERFACE_NOT_SUPPORTED},
+                 {PR_MESSAGE_CLASS_W, &IID_IMAPIFolder, 0, MAPI_E_INTERFACE_NOT_SUPPORTED},
+                 {PR_SEARCH_KEY, &IID_IStream, MAPI_MODIFY, MAPI_E_COMPUTED},
+                 {PR_MESSAGE_CLASS_W, nullptr, 0, MAPI_E_INVALID_PARAMETER}};
+    for (const auto& c : cases) {
+        ComPtr<IUnknown> object;
+        EXPECT_EQ(message->OpenProperty(c.tag, c.iid, 0, c.flags, object.GetAddressOf()), c.result)
+            << std::hex << c.tag;
+        EXPECT_EQ(object, nullptr);
+    }
+}
+
+TEST_F(Reading, NamesAreLookedUpAndMadeOnlyWhenAsked) {
+    TestItem item = Inbox().Item().Named(kSetAppointment, 0x8215, true);
+    const ComPtr<IMessage> message = Open(item);
+    GUID set = {0x00062002, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+    GUID platformSet = PS_MAPI;
+    wchar_t text[] = L"Weather";
+    MAPINAMEID known{&set, MNID_ID, {}}, number{&set, MNID_ID, {}}, name{&set, MNID_STRING, {}},
+        plain{&platformSet, MNID_ID, {}};
+    known.Kind.lID = 0x8215;
+    number.Kind.lID = 0x9999;
+    name.Kind.lpwstrName = text;
+    plain.Kind.lID = 0x37;
+    MAPINAMEID* names[] = {&known, &number, &name, &plain};
+
+    MapiBuffer<SPropTagArray> tags;
+    EXPECT_EQ(message->GetIDsFromNames(4, names, 0, Out(tags)), MAPI_W_ERRORS_RETURNED);
+    ASSERT_EQ(tags->cValues, 4u);
+    EXPECT_EQ(tags->aulPropTag[0], item.NamedTag(kSetAppointment, 0x8215, PT_UNSPECIFIED));
+    EXPECT_EQ(tags->aulPropTag[1], 0x0000000Au);
+    EXPECT_EQ(tags->aulPropTag[2], 0x0000000Au);
+    EXPECT_EQ(tags->aulPropTag[3], 0x00370000u);
+
+    MapiBuffer<SPropTagArray> made;
+    EXPECT_EQ(message->GetIDsFromNames(4, names, MAPI_CREATE, Out(made)), S_OK);
+    EXPECT_EQ(made->aulPropTag[0], tags->aulPropTag[0]);
+    EXPECT_NE(made->aulPropTag[1], made->aulPropTag[2]);
+    MapiBuffer<SPropTagArray> again;
+    EXPECT_EQ(message->GetIDsFromNames(4, names, 0, Out(again)), S_OK) << "made names are known from then on";
+
+    ULONG count = 0;
+    MapiBuffer<MAPINAMEID*> found;
+    SPropTagArray* asked = made.get();
+    EXPECT_EQ(message->GetNamesFromIDs(&asked, nullptr, 0, &count, Out(found)), MAPI_W_ERRORS_RETURNED)
+        << "0x0037 has no name";
+    ASSERT_EQ(count, 4u);
+    EXPECT_EQ(found.get()[1]->Kind.lID, 0x9999);
+    EXPECT_STREQ(found.get()[2]->Kind.lpwstrName, L"Weather");
+    EXPECT_EQ(found.get()[3], nullptr);
+}
+
+TEST_F(Reading, ComputesWhatAHostExpects) {
+    TestItem item = Inbox()
+                        .Item()
+                        .Subject(L"s")
+                        .To(L"Ann", L"a@x")
+                        .Cc(L"Bob", L"b@x")
+                        .To(L"Cid", L"c@x")
+                        .Attach(L"n", "data");
+    Inbox().Folder(L"Sub");
+    const ComPtr<IMessage> message = Open(item);
+    const Values got = Get(
+        message.Get(), {PR_ENTRYID, PR_PARENT_ENTRYID, PR_STORE_ENTRYID, PR_OBJECT_TYPE, PR_HASATTACH,
+                        PR_DISPLAY_TO_W, PR_DISPLAY_CC_W, PR_DISPLAY_BCC_W, PR_MESSAGE_SIZE, PR_SEARCH_KEY});
+    ASSERT_EQ(got.result, S_OK);
+    EXPECT_EQ(BytesOf(got[0].Value.bin), item.IdBytes());
+    EXPECT_EQ(BytesOf(got[1].Value.bin), Inbox().Record().id);
+    EXPECT_EQ(BytesOf(got[2].Value.bin), Store().Record().id);
+    EXPECT_EQ(got[3].Value.l, static_cast<LONG>(MAPI_MESSAGE));
+    EXPECT_EQ(got[4].Value.b, 1);
+    EXPECT_STREQ(got[5].Value.lpszW, L"Ann; Cid");
+    EXPECT_STREQ(got[6].Value.lpszW, L"Bob");
+    EXPECT_STREQ(got[7].Value.lpszW, L"");
+    EXPECT_GT(got[8].Value.l, 4);
+    EXPECT_EQ(got[9].Value.bin.cb, 16u);
+
+    const Values folder =
+        Get(Open(Inbox()).Get(), {PR_CONTENT_COUNT, PR_SUBFOLDERS, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE});
+    EXPECT_EQ(folder[0].Value.l, 1);
+    EXPECT_EQ(folder[1].Value.b, 1);
+    EXPECT_STREQ(folder[2].Value.lpszW, L"Inbox");
+    EXPECT_EQ(folder[3].Value.l, static_cast<LONG>(MAPI_FOLDER));
+    const Values store = Get(Open(Store()).Get(), {PR_DEFAULT_STORE, PR_IPM_SUBTREE_ENTRYID, PR_SERVICE_UID});
+    EXPECT_EQ(store[0].Value.b, 1);
+    EXPECT_EQ(BytesOf(store[1].Value.bin), Store().Root().Record().id);
+    EXPECT_EQ(store[2].Value.bin.cb, 16u);
+}
+
+TEST_F(Reading, OpensWhatAnIdentifierNamesAndNothingElse) {
+    TestItem item = Inbox().Item();
+    TestStore other = AddStore(L"Other");
+    const ComPtr<IMsgStore> store = Open(Store());
+    const auto open = [&](std::string id, const IID* iid, ULONG* type) {
+        ComPtr<IUnknown> object;
+        const HRESULT hr =
+            store->OpenEntry(static_cast<ULONG>(id.size()), reinterpret_cast<ENTRYID*>(id.data()), iid, 0,
+                             type, object.GetAddressOf());
+        EXPECT_EQ(object != nullptr, hr == S_OK);
+        return hr;
+    };
+    const struct {
+        const char* what;
+        std::string id;
+        const IID* iid;
+        HRESULT result;
+        ULONG type;
+    } cases[] = {
+        {"an item", item.IdBytes(), &IID_IMessage, S_OK, MAPI_MESSAGE},
+        {"an item by no interface", item.IdBytes(), nullptr, S_OK, MAPI_MESSAGE},
+        {"a folder", Inbox().Record().id, &IID_IMAPIFolder, S_OK, MAPI_FOLDER},
+        {"no identifier: the root", "", &IID_IMAPIFolder, S_OK, MAPI_FOLDER},
+        {"a folder as a message", Inbox().Record().id, &IID_IMessage, MAPI_E_INTERFACE_NOT_SUPPORTED, 0},
+        {"an item as a folder", item.IdBytes(), &IID_IMAPIFolder, MAPI_E_INTERFACE_NOT_SUPPORTED, 0},
+        {"too short", "abcd", &IID_IMessage, MAPI_E_INVALID_ENTRYID, 0},
+        {"one byte less", item.IdBytes().substr(1), &IID_IMessage, MAPI_E_NOT_FOUND, 0},
+        {"another store's folder", other.Root().Record().id, &IID_IMAPIFolder, MAPI_E_NOT_FOUND, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ULONG type = 0;
+        EXPECT_EQ(open(c.id, c.iid, &type), c.result);
+        EXPECT_EQ(type, c.type);
+    }
+}
+
+TEST_F(Reading, AddressBookGivesItsEntries) {
+    mailbox::Properties properties;
+    properties.Text(PR_DISPLAY_NAME_W, L"Ann").Text(PROP_TAG(PT_UNICODE, 0x39FE), L"ann@example.org");
+    std::string id = AddAddress(properties);
+    ComPtr<IAddrBook> book;
+    ASSERT_EQ(Session()->OpenAddressBook(0, nullptr, AB_NO_DIALOG, book.GetAddressOf()), S_OK);
+    ComPtr<IUnknown> object;
+    ULONG type = 0;
+    const auto open = [&](std::string bytes) {
+        return book->OpenEntry(static_cast<ULONG>(bytes.size()), reinterpret_cast<ENTRYID*>(bytes.data()),
+                               nullptr, MAPI_BEST_ACCESS, &type, object.ReleaseAndGetAddressOf());
+    };
+    ASSERT_EQ(open(id), S_OK);
+    EXPECT_EQ(type, MAPI_MAILUSER);
+    ComPtr<IMAPIProp> entry;
+    ASSERT_EQ(object->QueryInterface(IID_IMAPIProp, reinterpret_cast<void**>(entry.GetAddressOf())), S_OK);
+    EXPECT_STREQ(Get(entry.Get(), {PROP_TAG(PT_STRING8, 0x39FE)})[0].Value.lpszA, "ann@example.org");
+    EXPECT_EQ(SetText(entry.Get(), PR_DISPLAY_NAME_W, L"x"), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(open(id + "x"), MAPI_E_UNKNOWN_ENTRYID);
+    EXPECT_EQ(open("abc"), MAPI_E_INVALID_ENTRYID);
 }
 
 }  // namespace
