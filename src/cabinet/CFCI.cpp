@@ -40,6 +40,10 @@ const char* LastPoint(const char* name) {
     return point ? point : name + strlen(name);
 }
 
+size_t PositionIn(const char* text, const char* place) {
+    return static_cast<size_t>(place - text);
+}
+
 int Failed(int* error) {
     *error = errno;
     return -1;
@@ -117,7 +121,7 @@ void CFCI::Destroy() {
 void CFCI::MakeTemplate(const char* name) {
     // Room is left for the number's place and the terminator.
     const std::string kept(name, std::min(strlen(name), sizeof m_szCabTemplate - 3));
-    const size_t point = static_cast<size_t>(LastPoint(kept.c_str()) - kept.c_str());
+    const size_t point = PositionIn(kept.c_str(), LastPoint(kept.c_str()));
     CopyCut(m_szCabTemplate, (kept.substr(0, point) + "%d" + kept.substr(point)).c_str());
 }
 
@@ -213,8 +217,8 @@ BOOL CFCI::GetTempFile(char* name, int capacity) {
 // caller's name, per cent signs included.
 BOOL CFCI::GetNextCabinet(CCAB* cabinet, ULONG) {
     const char* tail = LastPoint(m_szCabTemplate);
-    const std::string head(m_szCabTemplate, std::max<ptrdiff_t>(tail - 2 - m_szCabTemplate, 0));
-    CopyCut(cabinet->szCab, (head + std::to_string(cabinet->iCab) + tail).c_str());
+    const std::string head(m_szCabTemplate, PositionIn(m_szCabTemplate, tail));
+    CopyCut(cabinet->szCab, (head.substr(0, head.rfind('%')) + std::to_string(cabinet->iCab) + tail).c_str());
     return TRUE;
 }
 

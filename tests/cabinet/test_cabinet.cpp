@@ -151,15 +151,6 @@ TEST_F(Cabinet, GivesTemporaryNamesThatFit) {
     EXPECT_EQ(exact[length + 1], '#');
 }
 
-TEST_F(Cabinet, CountsTheBytesOfFileBlocksOnly) {
-    CFCI cabinet;
-    for (const UINT kind : {statusFile, statusFolder, statusFile, statusCabinet}) {
-        EXPECT_EQ(cabinet.Status(kind, 10, 100), 0);
-    }
-    EXPECT_EQ(cabinet.Compressed(), 20u);
-    EXPECT_EQ(cabinet.Uncompressed(), 200u);
-}
-
 FILETIME Utc(WORD year, WORD month, WORD day) {
     const SYSTEMTIME parts{year, month, 0, day, 12, 34, 56, 0};
     FILETIME time{};
