@@ -1,7 +1,7 @@
 #include "dupsearch/CCmpData.h"
 
 #include "compare/value_compare.h"
-#include "dupsearch/CDefinitions.h"
+#include "compare/CDefinitions.h"
 #include "log/CLog.h"
 #include "store/mapi_extra.h"
 

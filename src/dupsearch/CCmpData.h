@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "dupsearch/CDefinitions.h"
+#include "compare/CDefinitions.h"
 #include "dupsearch/CMultiPtrTree.h"
 #include "dupsearch/CPtrTree.h"
 #include "dupsearch/CStreamHead.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "dupsearch/CDefinitions.h"
+#include "compare/CDefinitions.h"
 #include "dupsearch/text.h"
 #include "log/CLog.h"
 

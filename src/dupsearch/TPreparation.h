@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "dupsearch/CCmpData.h"
-#include "dupsearch/CDefinitions.h"
-#include "dupsearch/CTagArray.h"
+#include "compare/CDefinitions.h"
+#include "compare/CTagArray.h"
 
 struct TPreparation {
     TPreparation(const CDefinitions& pristine, std::vector<unsigned> exceptionRules)

@@ -3,7 +3,7 @@
 #include <bit>
 
 #include "compare/value_compare.h"
-#include "dupsearch/CDefinitions.h"
+#include "compare/CDefinitions.h"
 #include "dupsearch/text.h"
 #include "log/CLog.h"
 

@@ -7,7 +7,7 @@
 #include "compare/contact_item.h"
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
-#include "dupsearch/CDefinitions.h"
+#include "compare/CDefinitions.h"
 #include "dupsearch/value_override.h"
 #include "log/CLog.h"
 #include "store/mapi_extra.h"

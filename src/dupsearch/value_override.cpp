@@ -5,7 +5,7 @@
 
 #include "compare/calendar.h"
 #include "compare/value_compare.h"
-#include "dupsearch/CDefinitions.h"
+#include "compare/CDefinitions.h"
 #include "log/CLog.h"
 #include "store/named_properties.h"
 #include "store/properties.h"
