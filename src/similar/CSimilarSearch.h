@@ -151,6 +151,7 @@ class CSimilarSearch {
     wchar_t m_matchedFieldsW[kMatchedFieldsCapacity] = {};
     char m_matchedFieldsA[2 * kMatchedFieldsCapacity] = {};
     TRuleTables m_rules{};
+    std::vector<unsigned char> m_scratch;  // room for sort keys in the making
 };
 
 }  // namespace similar

@@ -57,25 +57,28 @@ bool TItemProps::HasSameBody(const TItemProps& other) const {
            lstrcmpiW(body.c_str(), other.body.c_str()) == 0;
 }
 
-void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes) {
-    m_texts.assign(1, TFieldText());
+void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
+                              std::vector<unsigned char>* scratch) {
+    const wchar_t* texts[kFieldCapacity] = {};
+    size_t count = 0;
     for (size_t i = 0; i < fields.size(); ++i) {
         if (fields[i].nType != PT_UNICODE) continue;
-        const int field = static_cast<int>(i);
         const SPropValue& value = values.get()[i];
         const ULONG type = PROP_TYPE(value.ulPropTag);
-        const wchar_t* text = type == PT_UNICODE ? value.Value.lpszW : nullptr;
-        const auto email = std::find(indexes.Emails.begin(), indexes.Emails.end(), field);
-        if (email != indexes.Emails.end()) {
-            text = smtpEmails[email - indexes.Emails.begin()];
-        } else if (type != PT_UNICODE && type != PT_ERROR) {
+        const auto email = std::find(indexes.Emails.begin(), indexes.Emails.end(), static_cast<int>(i));
+        if (email != indexes.Emails.end())
+            texts[i] = smtpEmails[email - indexes.Emails.begin()];
+        else if (type == PT_UNICODE)
+            texts[i] = value.Value.lpszW;
+        else if (type != PT_ERROR)
             m_slots[i] = kWrongType;
-        }
-        if (!text || !*text) continue;
-        m_slots[i] = static_cast<TSlot>(m_texts.size());
-        m_texts.push_back(PrepareText(text, MethodsOf(field), &m_parts));
+        if (texts[i] && *texts[i]) m_slots[i] = static_cast<TSlot>(++count);
     }
-    m_texts.shrink_to_fit();
+    m_texts.reserve(count + 1);
+    m_texts.emplace_back();
+    for (size_t i = 0; i < fields.size(); ++i)
+        if (m_slots[i] != kNoText && m_slots[i] != kWrongType)
+            m_texts.push_back(PrepareText(texts[i], MethodsOf(static_cast<int>(i)), &m_parts, scratch));
 }
 
 }  // namespace similar

@@ -54,7 +54,8 @@ struct TItemProps : TItemInfo {
     void TakeBody(wchar_t* text, size_t length);
     bool HasSameBody(const TItemProps& other) const;
     /// Works out what comparisons need, once values and e-mails are complete.
-    void PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes);
+    void PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
+                      std::vector<unsigned char>* scratch);
 
   private:
     /// Positions in m_texts, which begins with an empty text for all fields without one.

@@ -153,7 +153,7 @@ std::unique_ptr<TItemProps> CSimilarSearch::ReadItem(IMessage* item, TItemInfo i
     ReadSmtpEmails(item, props.get());
     ReadBody(item, props.get());
     compare::CountProps2(props->values.get(), count, &props->filledCount, nullptr);
-    props->PrepareTexts(m_fields, m_indexes);
+    props->PrepareTexts(m_fields, m_indexes, &m_scratch);
     return props;
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cwchar>
-#include <vector>
 
 #include "compare/sort_key.h"
 #include "compare/string_compare.h"
@@ -141,22 +140,23 @@ TText PartOf(const wchar_t* text, ECompareMethod method, std::forward_list<std::
 }
 
 /// A number made of the text's sort key; 0 when the system makes none.
-size_t KeyOf(const wchar_t* text) {
-    std::vector<unsigned char> key;
-    if (compare::AppendSortKey(text, ::cmExact, key) == 0) return 0;
-    const std::string_view bytes(reinterpret_cast<const char*>(key.data()), key.size());
-    return std::max<size_t>(std::hash<std::string_view>()(bytes), 1);
+size_t KeyOf(const wchar_t* text, std::vector<unsigned char>* scratch) {
+    scratch->clear();
+    if (compare::AppendSortKey(text, ::cmExact, *scratch) == 0) return 0;
+    const std::string_view key(reinterpret_cast<const char*>(scratch->data()), scratch->size());
+    return std::max<size_t>(std::hash<std::string_view>()(key), 1);
 }
 
 }  // namespace
 
-TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts) {
+TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts,
+                       std::vector<unsigned char>* scratch) {
     TFieldText prepared{PlainText(text), {}};
     if (prepared.IsEmpty()) return prepared;
-    prepared.whole.key = KeyOf(text);
+    prepared.whole.key = KeyOf(text, scratch);
     const auto method = std::find_if(methods.begin(), methods.end(), ComparesPart);
     if (method != methods.end()) prepared.part = PartOf(text, *method, parts);
-    if (*prepared.part.text) prepared.part.key = KeyOf(prepared.part.text);
+    if (*prepared.part.text) prepared.part.key = KeyOf(prepared.part.text, scratch);
     return prepared;
 }
 

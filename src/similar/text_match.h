@@ -8,6 +8,7 @@
 #include <forward_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "similar/compare_method.h"
 
@@ -30,8 +31,10 @@ struct TFieldText {
     bool IsEmpty() const { return whole.length == 0; }
 };
 
-/// Prepares a text for many comparisons under the given methods. Its part, if any, is kept in parts.
-TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts);
+/// Prepares a text for many comparisons under the given methods. Its part, if any, is kept in parts. scratch
+/// is room to work in.
+TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts,
+                       std::vector<unsigned char>* scratch);
 /// Whether two texts prepared for this method match. *matched, when given, receives the member of the
 /// Last7Digits family that matched, for every other method the method itself; it is untouched when nothing
 /// matched.

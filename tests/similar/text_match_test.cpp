@@ -114,8 +114,9 @@ int Match(const std::wstring& a, const std::wstring& b, int method) {
 /// The same over texts prepared for a field with these methods.
 int MatchPrepared(const std::wstring& a, const std::wstring& b, int method, const TMethods& methods) {
     std::forward_list<std::wstring> parts;
-    const TFieldText textA = PrepareText(a.c_str(), methods, &parts);
-    const TFieldText textB = PrepareText(b.c_str(), methods, &parts);
+    std::vector<unsigned char> scratch;
+    const TFieldText textA = PrepareText(a.c_str(), methods, &parts, &scratch);
+    const TFieldText textB = PrepareText(b.c_str(), methods, &parts, &scratch);
     ECompareMethod matched = Unequal;
     const bool equal = StrEqual(textA, textB, static_cast<ECompareMethod>(method), &matched);
     return equal ? matched : Unequal;
