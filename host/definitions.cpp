@@ -137,7 +137,7 @@ class Reader {
 
     PropertyChoice ReadChoice(const json& entry) {
         if (!entry.is_object()) Fail(Find("properties"), "every entry of \"properties\" is an object");
-        CheckMembers(entry, {"property", "method", "compare", "group", "why"});
+        CheckMembers(entry, {"property", "method", "compare", "identifies", "group", "why"});
         PropertyChoice choice{};
         choice.property = Checked("property", entry, [](const std::string& key) {
             const CatalogueEntry* property = FindProperty(key);
@@ -157,6 +157,7 @@ class Reader {
             });
         }
         choice.compare = Flag(entry, "compare", true);
+        choice.identifies = Flag(entry, "identifies", true);
         if (const auto group = entry.find("group"); group != entry.end()) {
             if (!group->is_number_integer()) Fail(Find("group"), "\"group\" is a number");
             choice.group = group->get<int>();

@@ -16,7 +16,8 @@ enum class Algorithm : unsigned { Similar = 0, Identical = 1 };
 struct PropertyChoice {
     const CatalogueEntry* property;
     ECompareMethod method = cmExact;
-    bool compare = true;  // false: only read for choosing the copy to keep
+    bool compare = true;     // false: only read for choosing the copy to keep
+    bool identifies = true;  // an equal value means something by itself; flags and sizes do not
     int group = 0;
     std::string why;
 };

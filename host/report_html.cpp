@@ -222,6 +222,10 @@ std::string HtmlReport(IMAPISession* session, const ScanResult& result) {
             hasGroups = true;
         }
         if (!hasGroups) html += "<p>No duplicates.</p>\n";
+        if (const size_t count = result.scans[scan].unidentified.size(); count != 0) {
+            html += "<p class=\"soft\">" + Count(count, "item", "items") +
+                    " without any value that identifies them, taken for no duplicates.</p>\n";
+        }
     }
     return html + NearHtml(result) + UnreadableHtml(result) + "</main>\n</body>\n</html>\n";
 }

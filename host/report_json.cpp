@@ -40,6 +40,8 @@ json ScanJson(const ScanResult& result, const KindScan& scan) {
     object["items"] = scan.items.size();
     object["unreadable"] = json::array();
     for (const size_t item : scan.unreadable) object["unreadable"].push_back(ItemJson(result, item));
+    object["unidentified"] = json::array();
+    for (const size_t item : scan.unidentified) object["unidentified"].push_back(ItemJson(result, item));
     return object;
 }
 

@@ -62,6 +62,10 @@ std::string TextReport(const ScanResult& result) {
             if (group.scan == i) text += GroupText(result, group, ++number);
         }
         if (number == 0) text += "   no duplicates\n";
+        if (!scan.unidentified.empty()) {
+            text += "   " + Count(scan.unidentified.size(), "item", "items") +
+                    " without any value that identifies them, taken for no duplicates\n";
+        }
         for (const size_t item : scan.unreadable) {
             text += "   could not be read: " + Place(result.catalog, result.items[item]) + "\n";
         }

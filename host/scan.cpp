@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <set>
 #include <unordered_map>
 
 #include "host/attachments.h"
+#include "host/identity.h"
 #include "host/keep_reason.h"
 #include "host/text.h"
 #include "quorvel.h"
@@ -135,13 +137,22 @@ SearchOutcome RunSearch(IMAPISession* session, const ScanResult& scan, const Kin
     return outcome;
 }
 
-// Takes over a group of the search. Where the definitions say so it is parted by what the attachments hold;
-// copies that only their attachments keep from the first are near pairs.
+// A group of the search, parted by what the attachments hold where the definitions say so.
+std::vector<std::vector<size_t>> Parts(IMAPISession* session, const ScanResult& result, const KindScan& scan,
+                                       const std::vector<size_t>& group) {
+    if (!scan.definitions.attachments) return {group};
+    return PartByAttachments(session, result.catalog, result.items, group);
+}
+
+// Takes over a group of the search. Copies that only their attachments keep from the first are near pairs;
+// items that nothing identifies are no duplicates.
 void AddGroup(IMAPISession* session, ScanResult& result, size_t scanIndex, const std::vector<size_t>& group) {
-    const KindScan& scan = result.scans[scanIndex];
-    std::vector<std::vector<size_t>> parts{group};
-    if (scan.definitions.attachments) parts = PartByAttachments(session, result.catalog, result.items, group);
-    for (std::vector<size_t>& part : parts) {
+    KindScan& scan = result.scans[scanIndex];
+    if (!HasIdentity(session, result.catalog, result.items[group.front()], scan.definitions)) {
+        scan.unidentified.insert(scan.unidentified.end(), group.begin(), group.end());
+        return;
+    }
+    for (std::vector<size_t>& part : Parts(session, result, scan, group)) {
         if (part.front() != group.front()) {
             result.nearPairs.push_back(NearPair{scanIndex, group.front(), part.front(), "Attachments"});
         }
@@ -152,42 +163,52 @@ void AddGroup(IMAPISession* session, ScanResult& result, size_t scanIndex, const
     }
 }
 
-// The pairs that become equal once one property is left out.
+// The kind's definitions less one property, and less the exception rule that would need it.
+Definitions Without(const Definitions& definitions, size_t left) {
+    Definitions fewer = definitions;
+    fewer.properties.erase(fewer.properties.begin() + static_cast<std::ptrdiff_t>(left));
+    const auto needs = [&](const char* key) {
+        return EqualNoCase(definitions.properties[left].property->key, key);
+    };
+    if (std::any_of(std::begin(kFirstLastNeeds), std::end(kFirstLastNeeds), needs)) {
+        std::erase(fewer.exceptions, kFirstLastRule);
+    }
+    return fewer;
+}
+
+// The pairs that become equal once one property is left out. A group stands for its items: a pair is told
+// once, between the copies to keep.
 void FindNear(IMAPISession* session, ScanResult& result, size_t scanIndex, const ProgressFunction& progress) {
-    const KindScan& kind = result.scans[scanIndex];
-    // A group stands for its items: a near pair is told once, between the copies to keep.
+    const KindScan& scan = result.scans[scanIndex];
     std::unordered_map<size_t, size_t> head;
     for (const Group& group : result.groups) {
         for (const size_t item : group.items) head[item] = group.items.front();
     }
+    for (const size_t item : scan.unidentified) head[item] = scan.unidentified.front();
     const auto headOf = [&](size_t item) {
         const auto found = head.find(item);
         return found == head.end() ? item : found->second;
     };
-    for (size_t left = 0; left < kind.definitions.properties.size(); ++left) {
-        const PropertyChoice& choice = kind.definitions.properties[left];
-        if (!choice.compare) continue;
-        Definitions fewer = kind.definitions;
-        fewer.properties.erase(fewer.properties.begin() + static_cast<std::ptrdiff_t>(left));
-        const auto needs = [&](const char* key) { return EqualNoCase(choice.property->key, key); };
-        if (std::any_of(std::begin(kFirstLastNeeds), std::end(kFirstLastNeeds), needs)) {
-            std::erase(fewer.exceptions, kFirstLastRule);
-        }
+    for (size_t left = 0; left < scan.definitions.properties.size(); ++left) {
+        if (!scan.definitions.properties[left].compare) continue;
+        const Definitions fewer = Without(scan.definitions, left);
         if (std::none_of(fewer.properties.begin(), fewer.properties.end(),
                          [](const PropertyChoice& other) { return other.compare; })) {
             continue;
         }
-        KindScan again = kind;
+        KindScan again = scan;
         if (again.keep.rule == Keep::Rule::Field) again.keep = Keep{};
+        std::set<std::pair<size_t, size_t>> told;
         for (const std::vector<size_t>& group : RunSearch(session, result, again, fewer, progress).groups) {
-            for (size_t i = 1; i < group.size(); ++i) {
-                NearPair pair{scanIndex, headOf(group[0]), headOf(group[i]), Narrow(choice.property->name)};
-                if (pair.a == pair.b) continue;
-                const auto same = [&](const NearPair& other) {
-                    return other.a == pair.a && other.b == pair.b && other.property == pair.property;
-                };
-                if (std::none_of(result.nearPairs.begin(), result.nearPairs.end(), same))
-                    result.nearPairs.push_back(pair);
+            if (!HasIdentity(session, result.catalog, result.items[group.front()], fewer)) continue;
+            for (const std::vector<size_t>& part : Parts(session, result, scan, group)) {
+                for (const size_t item : part) {
+                    const std::pair<size_t, size_t> pair{headOf(part.front()), headOf(item)};
+                    if (pair.first == pair.second || !told.insert(pair).second) continue;
+                    result.nearPairs.push_back(
+                        NearPair{scanIndex, pair.first, pair.second,
+                                 Narrow(scan.definitions.properties[left].property->name)});
+                }
             }
         }
     }

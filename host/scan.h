@@ -38,7 +38,8 @@ struct KindScan {
     Keep keep;
     std::vector<size_t> folders;
     std::vector<size_t> items;
-    std::vector<size_t> unreadable;  // items that the search could not read
+    std::vector<size_t> unreadable;    // items that the search could not read
+    std::vector<size_t> unidentified;  // equal items without any value that identifies them
 };
 
 /// Items that are equal; the first is the one to keep.

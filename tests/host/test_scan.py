@@ -92,6 +92,13 @@ class Scan(HostTest):
         self.assertEqual(self.groups(report), [["Inbox#1", "Inbox#3"], ["Inbox#2", "Inbox#4"]])
         self.assertEqual([pair["property"] for pair in report["near"]], ["Attachments"])
 
+    def test_items_without_any_value_are_nobodys_duplicates(self) -> None:
+        blank = [{"id": f"{0xE1000000 + n:016X}", "properties": {"001A001F": "IPM.Appointment"}} for n in range(3)]
+        self.write(mailbox(folder(1, "Calendar", "IPF.Appointment", blank)))
+        report = self.scan("--near", status=0)
+        self.assertEqual((report["groups"], report["near"]), ([], []))
+        self.assertEqual(len(report["scans"][0]["unidentified"]), 3)
+
     def test_near_pairs_name_the_property(self) -> None:
         self.write(mailbox(folder(1, "Inbox", "IPF.Note", [
             mail(1), mail(2, properties={SENT: "2024-03-05T08:15:00Z"}), mail(3, subject="Quite another", body="One.\r\n")])))
