@@ -83,9 +83,7 @@ std::string Listed(const std::vector<std::string>& names) {
 }
 
 std::string Sentence(const MatrixView& view, const Definitions& definitions) {
-    if (!view.apart.empty()) {
-        return Listed(view.apart) + (view.apart.size() == 1 ? " keeps" : " keep") + " these items apart.";
-    }
+    if (!view.apart.empty()) return "These items are kept apart by " + Listed(view.apart) + ".";
     const bool sharesValue = std::any_of(view.rows.begin(), view.rows.end(),
                                          [](const MatrixRow& row) { return row.verdict == Verdict::Equal; });
     if (!sharesValue) return "These items have no compared value in common.";
