@@ -1,25 +1,25 @@
-# cmake --install gives one folder with everything that a user or a maker of hosts needs.
+# cmake --install build/release --prefix DIR: what is shipped. The module with its header, import libraries for both
+# kinds of linker and a CMake package; the program and the mailbox.
+include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
-
-install(TARGETS Quorvel RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
-install(TARGETS qvmailbox quorvel RUNTIME DESTINATION bin)
-install(DIRECTORY host/definitions DESTINATION bin)
-install(FILES include/quorvel.h DESTINATION include)
-install(FILES src/frame/quorvel.def DESTINATION lib)
-install(DIRECTORY docs/ DESTINATION share/doc/quorvel)
-install(FILES README.md LICENSE DESTINATION share/doc/quorvel)
-
-# The import library for Microsoft's linker, from the .def; MinGW's comes with the module.
 find_program(DLLTOOL x86_64-w64-mingw32-dlltool REQUIRED)
-add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/lib/Quorvel.lib
-    COMMAND ${DLLTOOL} --machine i386:x86-64 --dllname Quorvel.dll
-            --input-def ${CMAKE_SOURCE_DIR}/src/frame/quorvel.def --output-lib ${CMAKE_BINARY_DIR}/lib/Quorvel.lib
-    DEPENDS ${CMAKE_SOURCE_DIR}/src/frame/quorvel.def VERBATIM)
-add_custom_target(msvc_import_library ALL DEPENDS ${CMAKE_BINARY_DIR}/lib/Quorvel.lib)
-install(FILES ${CMAKE_BINARY_DIR}/lib/Quorvel.lib DESTINATION lib)
 
-configure_package_config_file(cmake/QuorvelConfig.cmake.in ${CMAKE_BINARY_DIR}/QuorvelConfig.cmake
-    INSTALL_DESTINATION lib/cmake/Quorvel)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/QuorvelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/QuorvelConfig.cmake ${CMAKE_BINARY_DIR}/QuorvelConfigVersion.cmake
-    DESTINATION lib/cmake/Quorvel)
+target_include_directories(Quorvel INTERFACE $<INSTALL_INTERFACE:include>)
+install(TARGETS Quorvel EXPORT QuorvelTargets RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
+install(FILES include/quorvel.h DESTINATION include)
+
+add_custom_command(OUTPUT ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/Quorvel.lib
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}
+    COMMAND ${DLLTOOL} -m i386:x86-64 -D Quorvel.dll -d ${PROJECT_SOURCE_DIR}/src/frame/quorvel.def
+            -l ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/Quorvel.lib
+    DEPENDS src/frame/quorvel.def VERBATIM)
+add_custom_target(import_library ALL DEPENDS ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/Quorvel.lib)
+install(FILES ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/Quorvel.lib src/frame/quorvel.def DESTINATION lib)
+
+install(EXPORT QuorvelTargets NAMESPACE Quorvel:: FILE QuorvelConfig.cmake DESTINATION lib/cmake/Quorvel)
+write_basic_package_version_file(QuorvelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QuorvelConfigVersion.cmake DESTINATION lib/cmake/Quorvel)
+
+install(TARGETS quorvel qvmailbox RUNTIME DESTINATION bin)
+install(DIRECTORY host/definitions DESTINATION bin)
+install(FILES LICENSE README.md DESTINATION .)
