@@ -52,7 +52,7 @@ static int add_folder(void* search, IMsgStore* store, const char* store_id, cons
         if (rows) MAPIFreeBuffer(rows); /* the empty set that ends the table */
     }
     if (table) table->lpVtbl->Release(table);
-    Quorvel_CloseFolder((IUnknown*)folder); /* null is ignored */
+    Quorvel_CloseFolder(folder); /* null is ignored */
     return added;
 }
 
@@ -92,7 +92,7 @@ int main(int argc, char** argv) {
         if (Search_Build(search)) print_groups(search);
         Search_Delete(search);
     }
-    Quorvel_CloseStore((IUnknown*)store);
+    Quorvel_CloseStore(store);
     Quorvel_Logoff(session);
     return 0;
 }

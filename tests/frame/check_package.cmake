@@ -16,7 +16,7 @@ run(${CMAKE_COMMAND} -G Ninja -S ${SOURCE}/tests/frame/package -B ${work}/host
     -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -D Quorvel_DIR=${prefix}/lib/cmake/Quorvel
     -D PREFIX=${prefix} -D EXAMPLES=${SOURCE}/docs/examples)
 run(${CMAKE_COMMAND} --build ${work}/host)
-foreach(program duplicates.exe duplicates.lib.exe)
+foreach(program with_package.exe with_lib.exe)
     file(COPY ${work}/host/${program} DESTINATION ${prefix}/bin)
     # Without arguments it says how it is used: it was loaded with the library beside it.
     execute_process(COMMAND ${EMULATOR} ${prefix}/bin/${program} RESULT_VARIABLE result ERROR_VARIABLE output)
