@@ -74,7 +74,9 @@ HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bo
         return -1;
     }
 
+    // No identifier at all would open the address book's root.
     const SBinary& entryId = identifier.Find(0)->Value.bin;
+    if (entryId.cb == 0) return -1;
     ComPtr<IUnknown> entry;
     ULONG objectType = 0;
     const HRESULT hr = addrBook->OpenEntry(entryId.cb, reinterpret_cast<ENTRYID*>(entryId.lpb), nullptr,

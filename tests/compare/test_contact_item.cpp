@@ -87,6 +87,10 @@ TEST_F(ContactItem, SmtpEmailIsThatOfTheEntryBehindIt) {
     EXPECT_STREQ(value->Value.lpszW, L"") << "an entry without address";
     EXPECT_EQ(ContactItem_SmtpEmail(book.Get(), item.Get(), 2, true, Out(value)), -1) << "no entry behind it";
     EXPECT_EQ(value, nullptr);
+    contact.NamedBinary(kSetAddress, 0x8095, "");
+    EXPECT_EQ(ContactItem_SmtpEmail(book.Get(), Open(contact).Get(), 2, true, Out(value)), -1)
+        << "an empty identifier is not the root's";
+    EXPECT_EQ(value, nullptr);
     EXPECT_EQ(log.Lines(), LogLines{});
 
     for (const int index : {0, 4, -1}) {
