@@ -71,7 +71,9 @@ int CompareTime(const _PV& a, const _PV& b, ECompareMethod method) {
     return FILETIME_Compare(a.ft, b.ft, method);
 }
 
+// A missing identifier sorts first, as a missing text does.
 int CompareGuid(const _PV& a, const _PV& b, ECompareMethod) {
+    if (!a.lpguid || !b.lpguid) return (a.lpguid != nullptr) - (b.lpguid != nullptr);
     return std::memcmp(a.lpguid, b.lpguid, sizeof(GUID));
 }
 

@@ -83,6 +83,10 @@ TEST(ValueCompare, EachTypeAtItsThresholds) {
     GUID g1{}, g2{};
     g2.Data4[7] = 1;
     EXPECT_LT(PV_Compare(a.Of(&g1), a.Of(&g2), PT_CLSID, cmExact), 0) << "a guid's last byte counts";
+    const _PV none = a.Of<void*>(nullptr);
+    EXPECT_LT(PV_Compare(none, a.Of(&g1), PT_CLSID, cmExact), 0) << "a null guid sorts first";
+    EXPECT_GT(PV_Compare(a.Of(&g1), none, PT_CLSID, cmExact), 0);
+    EXPECT_EQ(PV_Compare(none, none, PT_CLSID, cmExact), 0);
 }
 
 TEST(ValueCompare, LogsWhatCannotBeCompared) {
