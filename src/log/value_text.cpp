@@ -7,6 +7,8 @@
 #include <cwchar>
 #include <string>
 
+#include "log/local_time.h"
+
 namespace {
 struct TypeLabel {
     ULONG type;

@@ -1,17 +1,11 @@
 #pragma once
-// Times and property values as text for the log, and the conversions between UTC and local time that use the
-// daylight rules of the converted date instead of today's.
+// Times and property values as text for the log.
 
 #include <mapidefs.h>
 #include <windows.h>
 
-/// 1 on success. 0 when a platform conversion fails: *local is then the input unchanged.
-int FileTimeToLocalFileTimeFIX(const FILETIME* utc, FILETIME* local);
-/// Inverse of FileTimeToLocalFileTimeFIX: 1 on success, 0 with *utc the input unchanged.
-int LocalFileTimeToFileTimeFIX(const FILETIME* local, FILETIME* utc);
-
-/// Text of a time; "0" for null and for time 0. Always returns buffer, always terminated. capacity in
-/// characters.
+/// Text of a time; "0" for null and for time 0. local non-zero: in local time (log/local_time.h), or in UTC
+/// where that does not convert. Always returns buffer, always terminated. capacity in characters.
 wchar_t* FileTimeToText(const FILETIME* time, wchar_t* buffer, size_t capacity, int local);
 /// Text of any property value, "NULL" for null; a non-zero low byte of flags puts the type's label in front.
 /// Times are in UTC, 64-bit halves high first. Of the elements of a multi-valued string, those are listed
