@@ -42,7 +42,7 @@ class CCmpMatrix {
     unsigned GetMatrixValue(int row, int column) const;
     unsigned GetMatrixValueLen(int row, int column) const;
 
-    /// Arranges the attachments of all rows, photos apart. What it can not open again stands in a column of
+    /// Arranges the attachments of all rows, photos apart. What cannot be opened again stands in a column of
     /// its own. The next row that is added drops the arrangement.
     void BuildAttachMatrix();
     /// As arranged last; null when there is no arrangement.
