@@ -143,6 +143,71 @@ TEST_F(DerivedValues, UnderEveryFaultAreWholeOrNothing) {
     }
 }
 
+// Each property that a derived value gathers, by its number, in the order of the kinds that the log names.
+TEST_F(DerivedValues, EveryKindHasItsPropertyAndItsName) {
+    const struct {
+        unsigned propex;
+        Builder build;
+        bool named;
+        std::vector<std::pair<LONG, std::wstring>> kinds;
+    } rows[] = {
+        {propexAnyAddress,
+         kDerived[0].build,
+         true,
+         {{0x801A, L"HomeAddress    "}, {0x801B, L"BusinessAddress"}, {0x801C, L"OtherAddress   "}}},
+        {propexAnyEmail,
+         kDerived[1].build,
+         true,
+         {{0x8083, L"Email1Address"}, {0x8093, L"Email2Address"}, {0x80A3, L"Email3Address"}}},
+        {propexAnyPhone,
+         kDerived[2].build,
+         false,
+         {{0x3A1E, L"Car        "},
+          {0x3A09, L"Home       "},
+          {0x3A2F, L"Home2      "},
+          {0x3A25, L"HomeFax    "},
+          {0x3A1C, L"Mobile     "},
+          {0x3A21, L"Pager      "},
+          {0x3A1D, L"Radio      "},
+          {0x3A08, L"Business   "},
+          {0x3A1B, L"Business2  "},
+          {0x3A24, L"BusinessFax"},
+          {0x3A57, L"Company    "},
+          {0x3A2C, L"Telex      "},
+          {0x3A2E, L"Assistant  "},
+          {0x3A02, L"Callback   "},
+          {0x3A2D, L"ISDN       "},
+          {0x3A1A, L"Primary    "},
+          {0x3A1F, L"Other      "},
+          {0x3A23, L"OtherFax   "},
+          {0x3A4B, L"TTYTDD     "}}},
+        {propexSenders,
+         kDerived[4].build,
+         false,
+         {{0x0042, L"0"}, {0x0065, L"1"}, {0x0C1A, L"2"}, {0x0C1F, L"3"}}},
+    };
+    for (const auto& row : rows) {
+        TestItem item = Inbox().Item();
+        // Last kind first: the order is not that of filling.
+        for (size_t i = row.kinds.size(); i-- > 0;) {
+            const LONG id = row.kinds[i].first;
+            if (row.named) {
+                item.Named(kSetAddress, id, row.kinds[i].second);
+            } else {
+                item.Text(PROP_TAG(PT_UNICODE, static_cast<ULONG>(id)), row.kinds[i].second);
+            }
+        }
+        const Value value = Build(row.build, Open(item).Get());
+        ASSERT_EQ(PROP_TYPE(value->ulPropTag), ULONG{PT_MV_UNICODE});
+        ASSERT_EQ(value->Value.MVszW.cValues, row.kinds.size()) << row.propex;
+        for (ULONG i = 0; i < value->Value.MVszW.cValues; ++i) {
+            wchar_t name[32];
+            EXPECT_EQ(value->Value.MVszW.lppszW[i], row.kinds[i].second);
+            EXPECT_EQ(PropExKindText(row.propex, static_cast<int>(i), name, 32), row.kinds[i].second);
+        }
+    }
+}
+
 TEST_F(DerivedValues, CompanyContactByItsNames) {
     const struct {
         const wchar_t *given, *surname, *company;
