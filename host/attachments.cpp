@@ -104,6 +104,7 @@ std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const 
                                                    const std::vector<Item>& items,
                                                    const std::vector<size_t>& group) {
     std::vector<Item> members;
+    members.reserve(group.size());
     for (const size_t item : group) members.push_back(items[item]);
     const std::vector<unsigned> marks = CompareAttachments(session, catalog, members).marks;
     std::vector<std::vector<size_t>> parts;

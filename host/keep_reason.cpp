@@ -111,6 +111,7 @@ std::string KeepReason(IMAPISession* session, const Catalog& catalog, const std:
     if (keep.rule == Keep::Rule::First) return "the first in the order of the folders";
     if (keep.rule == Keep::Rule::Last) return "the last in the order of the folders";
     std::vector<ComPtr<IMessage>> messages;
+    messages.reserve(group.size());
     for (const size_t item : group) messages.push_back(Open(session, catalog, items[item]));
     // The chosen rule first; a tie falls to the number of filled properties, then to the order.
     std::vector<Keep::Rule> rules{keep.rule, Keep::Rule::MostFilled};
