@@ -23,3 +23,4 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QuorvelConfigVersion.cmake DESTINATION
 install(TARGETS quorvel qvmailbox RUNTIME DESTINATION bin)
 install(DIRECTORY host/definitions DESTINATION bin)
 install(FILES LICENSE README.md DESTINATION .)
+install(DIRECTORY docs DESTINATION .)
