@@ -281,6 +281,9 @@ int wmain(int argc, wchar_t** argv) {
     // UTF-8 and plain line feeds, whatever the console or the file behind standard output is.
     SetConsoleOutputCP(CP_UTF8);
     _setmode(_fileno(stdout), _O_BINARY);
+    // A console takes the bytes of one character only together: without a buffer they would come one by one.
+    setvbuf(stdout, nullptr, _IOFBF, 1 << 16);
+    setvbuf(stderr, nullptr, _IOFBF, 1 << 12);
     std::vector<std::string> arguments;
     for (int i = 1; i < argc; ++i) arguments.push_back(host::Narrow(argv[i]));
     try {

@@ -3,7 +3,9 @@
 from __future__ import annotations
 
 import json
+import os
 import subprocess
+import time
 import unittest
 
 from support import (BIN, COMPANY, FIRST, LAST, NAME, ROOT, SAMPLES, SENT, SUBJECT, HostTest, attachment, folder, mail,
@@ -197,6 +199,27 @@ class Refusals(HostTest):
                 (self.dir / "d.json").write_text(content)
                 self.assert_refused("scan", "--definitions", "d.json", because=because)
         self.assert_refused("scan", "--definitions", "none.json", because="cannot be read")
+
+    def test_a_mailbox_that_another_program_uses(self) -> None:
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n}") for n in range(15_000)])))
+        first = self.start("scan", "--near", "--output", "first.txt")
+        try:
+            while first.poll() is None and not (self.dir / "mailbox.json.lock").exists():
+                time.sleep(0.01)
+            self.assertIsNone(first.poll(), "the first program ended before it was looked at")
+            self.assert_refused("folders", because="another program uses this mailbox")
+        finally:
+            first.communicate()
+        self.assertEqual(first.returncode, 0)
+
+    @unittest.skipUnless(os.geteuid() == 0, "mounting a small disk takes root")
+    def test_a_full_disk_under_the_report_leaves_nothing(self) -> None:
+        disk = self.dir / "disk"
+        disk.mkdir()
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k", "tmpfs", disk], check=True)
+        self.addCleanup(subprocess.run, ["umount", disk], check=True)
+        self.assert_refused("scan", "--format", "html", "--output", "disk/report.html", because="cannot be written")
+        self.assertEqual(list(disk.iterdir()), [])
 
     def test_a_report_that_cannot_be_written_leaves_nothing(self) -> None:
         self.assert_refused("scan", "--output", "nowhere/r.json", because="cannot be written")
