@@ -53,6 +53,8 @@ TEST_F(AllDay, TheFirstPropertyThatDecides) {
         {"from nine to ten on the next day", {}, {}, nine, Utc(2023, 3, 6, 10), 0, 0},
         {"to a second later", {}, {}, nine, Utc(2023, 3, 6, 9, 0, 1), 0, 0},
         {"from nine to nine of the same day", {}, {}, nine, nine, 0, 0},
+        {"to a minute later", {}, {}, nine, Utc(2023, 3, 6, 9, 1), 0, 0},
+        {"over a month", {}, {}, nine, Utc(2023, 4, 5, 9), 1, 1},
         {"over a year", {}, {}, nine, Utc(2024, 3, 5, 9), 1, 1},
         {"no end", {}, {}, nine, {}, 0, 0},
     };
