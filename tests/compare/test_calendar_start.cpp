@@ -124,4 +124,22 @@ TEST(ZoneCalendarStart, TimesThatDoNotConvertStay) {
     }
 }
 
+// Half an hour after the beginning of time: west of Greenwich it has no local time, east of it the midnight
+// before has no UTC.
+TEST(ZoneCalendarStart, AMidnightBeforeAllTimeIsStoredAsItIs) {
+    constexpr char tag[] = "Appointment_Normalize_AlldaylikeStart";
+    const FILETIME early = FileTime(1800 * kSecond);
+    FILETIME local{};
+    const bool isLocal = FileTimeToLocalFileTimeFIX(&early, &local) != 0;
+    const bool isAhead = isLocal && TicksOf(local) > TicksOf(early);
+    CapturedLog log;
+    FILETIME start = early;
+    EXPECT_EQ(Appointment_Normalize_AlldaylikeStart(&start, false, nullptr), isLocal ? 1 : 0);
+    EXPECT_EQ(TicksOf(start), isLocal ? 0u : TicksOf(early));
+    LogLines expected;
+    if (!isLocal) expected.push_back({sevError, tag, "assert failed in line 1\n"});
+    if (isAhead) expected.push_back({sevError, tag, "assert failed in line 4\n"});
+    EXPECT_EQ(log.Lines(), expected);
+}
+
 }  // namespace

@@ -66,6 +66,7 @@ TEST_F(ContactItem, SmtpEmailIsThatOfTheEntryBehindIt) {
     mailbox::Properties entry;
     const std::string bare = AddAddress(entry.Text(PR_DISPLAY_NAME_W, L"Bare"));
     const std::string known = AddAddress(entry.Text(PR_SMTP_ADDRESS_W, L"ann@x.org"));
+    const std::string denied = AddAddress(entry.Error(PR_SMTP_ADDRESS_W, MAPI_E_NO_ACCESS));
     TestItem contact = Inbox().Item(L"IPM.Contact");
     contact.NamedBinary(kSetAddress, 0x8085, known).NamedBinary(kSetAddress, 0x80A5, bare);
     TestItem lost = Inbox().Item(L"IPM.Contact");
@@ -90,6 +91,10 @@ TEST_F(ContactItem, SmtpEmailIsThatOfTheEntryBehindIt) {
     contact.NamedBinary(kSetAddress, 0x8095, "");
     EXPECT_EQ(ContactItem_SmtpEmail(book.Get(), Open(contact).Get(), 2, true, Out(value)), -1)
         << "an empty identifier is not the root's";
+    EXPECT_EQ(value, nullptr);
+    contact.NamedBinary(kSetAddress, 0x8095, denied);
+    EXPECT_EQ(ContactItem_SmtpEmail(book.Get(), Open(contact).Get(), 2, true, Out(value)), MAPI_E_NO_ACCESS)
+        << "an address that cannot be read is not an empty one";
     EXPECT_EQ(value, nullptr);
     EXPECT_EQ(log.Lines(), LogLines{});
 
