@@ -69,9 +69,9 @@ void TTagArray::Resolve(IMessage* item, std::vector<TComparyProp>* definitions) 
 
 TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     *fromCache = false;
-    if (m_lpPropsTags.IsEmpty()) m_lpPropsTags.Resolve(item, &m_fields);
+    if (item && m_lpPropsTags.IsEmpty()) m_lpPropsTags.Resolve(item, &m_fields);
     TItemInfo info;
-    if (!ReadItemInfo(item, &info)) {
+    if (!item || !ReadItemInfo(item, &info)) {
         g_Log.Error(kCacheTag, "ReadItemInfo failed\n");
         return nullptr;
     }

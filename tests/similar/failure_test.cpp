@@ -51,6 +51,16 @@ TEST_F(SimilarFailures, IdentityIsReadOrSaidToBeUnreadable) {
     }
 }
 
+TEST_F(SimilarFailures, ContactsWithoutAnIdentifierAreRefused) {
+    CapturedLog log;
+    EXPECT_EQ(AddToCache(Add(kPeter).Binary(PR_ENTRYID, "")), 0u);
+    EXPECT_EQ(log.Count(sevError, "CSimilarSearch.ReadItemInfo", "Error: EntryID is empty\n"), 1u);
+    Search search(Session(), Store().Id());
+    unsigned filled = 9;
+    EXPECT_EQ(SimilarSearch_AddToCache(search, nullptr), 0u);
+    EXPECT_EQ(SimilarSearch_SetSearchByItem(search, nullptr, &filled), 0u);
+}
+
 TEST_F(SimilarFailures, UnreadableValuesAndBodiesAreSaid) {
     const TestItem item = Add(kPeter);
     struct Case {
