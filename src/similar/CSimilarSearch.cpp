@@ -2,6 +2,7 @@
 
 #include "similar/CSimilarSearch.h"
 
+#include <algorithm>
 #include <cwchar>
 
 #include "log/CLog.h"
@@ -50,14 +51,14 @@ void CSimilarSearch::Reset() {
     m_nCountMode = 0;
     m_stores.clear();
     m_fields.clear();
-    m_lpPropsTags.Clear();
+    m_lpPropsTags = CTagArray();
     m_ulFileAsTag = 0;
     m_indexes = TSimilarPropIndexes();
     m_pSearchByProps = nullptr;
     m_cache.clear();
     m_nSearchByPos = 0;
     m_otherFields.clear();
-    m_lpOtherTags.Clear();
+    m_lpOtherTags = CTagArray();
     m_rules = TRuleTables();
 }
 

@@ -8,24 +8,14 @@
 #include <map>
 #include <memory>
 
+#include "compare/CTagArray.h"
 #include "similar/TCmpData.h"
 #include "similar/rules.h"
 
 namespace similar {
 
-/// Property tags as the platform takes them: their number, then the tags.
-class TTagArray {
-  public:
-    bool IsEmpty() const { return m_words.empty(); }
-    ULONG Count() const { return m_words.empty() ? 0 : m_words[0]; }
-    SPropTagArray* get() { return reinterpret_cast<SPropTagArray*>(m_words.data()); }
-    /// Tags of the definitions, named ones resolved against this contact. What does not resolve keeps tag 0.
-    void Resolve(IMessage* item, std::vector<TComparyProp>* definitions);
-    void Clear() { m_words.clear(); }
-
-  private:
-    std::vector<ULONG> m_words;
-};
+/// Tags of the definitions, named ones resolved against this contact. What does not resolve keeps tag 0.
+CTagArray ResolveTags(IMessage* item, std::vector<TComparyProp>* definitions);
 
 enum EVerdict : unsigned { verdictNone = 0, verdictSimilar = 1, verdictStrict = 2 };
 
@@ -127,7 +117,9 @@ class CSimilarSearch {
     int FieldOfItem1(const TCmpData& data, int field) const;
     std::wstring ValueText(const TItemProps& item, int field) const;
 
-    const wchar_t* Name(int field) const { return m_fields[field].lpszName; }
+    const wchar_t* Name(int field) const { return m_fields.data()[field].lpszName; }
+    ULONG TypeOf(int field) const { return m_fields.data()[field].nType; }
+    const std::vector<TRule>& Rules(ERuleTable table) const { return m_rules.data()[table].rules; }
     int FieldCount() const { return static_cast<int>(m_fields.size()); }
 
     IMAPISession* m_lpSession = nullptr;
@@ -138,14 +130,14 @@ class CSimilarSearch {
     unsigned m_nCountMode = 0;
     std::map<std::string, ComPtr<IMsgStore>, std::less<>> m_stores;
     std::vector<TComparyProp> m_fields;
-    TTagArray m_lpPropsTags;
+    CTagArray m_lpPropsTags;  // empty until the first contact is read
     ULONG m_ulFileAsTag = 0;
     TSimilarPropIndexes m_indexes;
     std::map<std::string, std::unique_ptr<TItemProps>, std::less<>> m_cache;
     TItemProps* m_pSearchByProps = nullptr;  // in the cache
     unsigned m_nSearchByPos = 0;
     std::vector<TComparyProp> m_otherFields;
-    TTagArray m_lpOtherTags;
+    CTagArray m_lpOtherTags;  // empty until the first contact is counted
     wchar_t m_verdictTextW[kVerdictCapacity] = {};
     char m_verdictTextA[2 * kVerdictCapacity] = {};
     wchar_t m_matchedFieldsW[kMatchedFieldsCapacity] = {};

@@ -35,11 +35,11 @@ struct TCmpData {
 
     const TItemProps* item1;
     const TItemProps* item2;
-    std::array<TFieldEntry, kFieldCapacity> fields;
+    TFieldEntry fields[kFieldCapacity];
     int reversedMode = 0;  // 1, 2: the names of item 1 or 2 are taken the other way round
     bool firstNameOk = false;
     bool lastNameOk = false;
-    std::array<TFieldGroup, grpCount> groups;
+    TFieldGroup groups[grpCount];
 
     /// Enables these groups and no others. Members of a group that changes are compared afresh.
     void EnableGroups(const std::array<EGroup, 3>& enabled);

@@ -86,7 +86,7 @@ int CSimilarSearch::GetFieldResult(TCmpData& data, int field) const {
         entry.result = CmpBADateProp(data, field);
     else if (const TFieldGroup* group = data.EnabledGroupOf(field))
         CmpStringPropToAny(data, *group, field);
-    else if (m_fields[field].nType != PT_UNICODE)
+    else if (TypeOf(field) != PT_UNICODE)
         entry.result = CmpTypedProp(data, field);
     else
         entry.result = CmpStringProp(data, field);
@@ -218,7 +218,7 @@ int CSimilarSearch::CmpStringPropToAny(TCmpData& data, const TFieldGroup& group,
 }
 
 int CSimilarSearch::CmpTypedProp(const TCmpData& data, int field) const {
-    const ULONG type = m_fields[field].nType;
+    const ULONG type = TypeOf(field);
     const SPropValue& value1 = data.item1->values.get()[field];
     const SPropValue& value2 = data.item2->values.get()[field];
     for (const SPropValue* value : {&value1, &value2}) {

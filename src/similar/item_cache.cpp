@@ -60,16 +60,17 @@ std::wstring ReadSmtpEmail(IAddrBook* addressBook, IMessage* item, int slot) {
 
 }  // namespace
 
-void TTagArray::Resolve(IMessage* item, std::vector<TComparyProp>* definitions) {
+CTagArray ResolveTags(IMessage* item, std::vector<TComparyProp>* definitions) {
     TComparyProps props{static_cast<int>(definitions->size()), definitions->data()};
     store::ResolveTags(item, &props);
-    m_words.assign(1, static_cast<ULONG>(definitions->size()));
-    for (const TComparyProp& definition : *definitions) m_words.push_back(definition.ulPropTag);
+    CTagArray tags;
+    for (const TComparyProp& definition : *definitions) tags.Append(definition.ulPropTag);
+    return tags;
 }
 
 TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     *fromCache = false;
-    if (item && m_lpPropsTags.IsEmpty()) m_lpPropsTags.Resolve(item, &m_fields);
+    if (item && m_lpPropsTags.Count() == 0) m_lpPropsTags = ResolveTags(item, &m_fields);
     TItemInfo info;
     if (!item || !ReadItemInfo(item, &info)) {
         g_Log.Error(kCacheTag, "ReadItemInfo failed\n");
@@ -139,7 +140,7 @@ bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
 std::unique_ptr<TItemProps> CSimilarSearch::ReadItem(IMessage* item, TItemInfo info) {
     ULONG count = 0;
     MapiBuffer<SPropValue> values;
-    const HRESULT hr = store::GetPropValues(item, m_lpPropsTags.get(), &count, Out(values));
+    const HRESULT hr = store::GetPropValues(item, m_lpPropsTags.Get(), &count, Out(values));
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(kCacheTag, "Quorvel_GetPropValues returned 0x%x\n", static_cast<unsigned>(hr));
         return nullptr;

@@ -35,8 +35,8 @@ void CSimilarSearch::CountFilledOtherPropsIf(TItemProps* props, IMessage* item, 
     }
     long filled = 0;
     if (!m_otherFields.empty()) {
-        if (m_lpOtherTags.IsEmpty()) m_lpOtherTags.Resolve(item, &m_otherFields);
-        if (!store::IsReadSuccess(compare::CountProps(item, m_lpOtherTags.get(), &filled, nullptr))) {
+        if (m_lpOtherTags.Count() == 0) m_lpOtherTags = ResolveTags(item, &m_otherFields);
+        if (!store::IsReadSuccess(compare::CountProps(item, m_lpOtherTags.Get(), &filled, nullptr))) {
             g_Log.Error(kCountTag, "CountProps failed\n");
             return;
         }

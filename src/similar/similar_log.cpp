@@ -62,10 +62,10 @@ void CSimilarSearch::LogRules() const {
     g_Log.Extra(L"%sCompareRules ---------------------------------------------\n", kRuleIndent);
     g_Log.Extra(L"%sGrouppedProps ( for strict comparation ) -----------------\n", kRuleIndent);
     LogGroups(kStrictGroups);
-    for (int table = 0; table < rtSuggestedPair; ++table) LogRuleTable(m_rules[table]);
+    for (int table = 0; table < rtSuggestedPair; ++table) LogRuleTable(m_rules.data()[table]);
     g_Log.Extra(L"%sGrouppedProps ( for suggested comparation ) --------------\n", kRuleIndent);
     LogGroups(kSuggestedGroups);
-    for (int table = rtSuggestedPair; table < rtCount; ++table) LogRuleTable(m_rules[table]);
+    for (int table = rtSuggestedPair; table < rtCount; ++table) LogRuleTable(m_rules.data()[table]);
 }
 
 void CSimilarSearch::LogGroups(const std::array<EGroup, 3>& enabled) const {
@@ -136,7 +136,7 @@ void CSimilarSearch::LogFields(const TItemProps& item, const wchar_t* indent) co
 /// The value of a field as it was compared.
 std::wstring CSimilarSearch::ValueText(const TItemProps& item, int field) const {
     if (field == m_indexes.Notes) return TextOf(item.body.c_str());
-    const TFieldText* text = m_fields[field].nType == PT_UNICODE ? &item.Text(field) : nullptr;
+    const TFieldText* text = TypeOf(field) == PT_UNICODE ? &item.Text(field) : nullptr;
     return text && !text->IsEmpty() ? TextOf(text->whole.text) : TextOf(item.values.get()[field]);
 }
 

@@ -59,7 +59,7 @@ unsigned CSimilarSearch::GetSimilarType(const TItemProps& item1, const TItemProp
         g_Log.Extra(L"Switchig to other reversed mode: item%dreversed", data.reversedMode);
     }
     data.EnableGroups(kSuggestedGroups);
-    const std::vector<TRule>& pair = m_rules[rtSuggestedPair].rules;
+    const std::vector<TRule>& pair = Rules(rtSuggestedPair);
     g_Log.Assert(
         pair.size() == 1 && pair[0].first == m_indexes.FirstName && pair[0].second == m_indexes.LastName,
         kTag, __LINE__, "the suggested pair is first and last name");
@@ -93,7 +93,7 @@ unsigned CSimilarSearch::FindStrictWithAnyField(TCmpData& data) {
     const bool byLastName = !pair && data.lastNameOk;
     if (byLastName) pair = FindPair(data, rtLastNameAnyFieldPairs);
     if (!pair) return verdictNone;
-    for (const TRule& any : m_rules[rtAnyFields].rules) {
+    for (const TRule& any : Rules(rtAnyFields)) {
         if (Overlaps(any, *pair)) continue;
         const int field = MatchedFieldOf(data, any);
         if (field != -1)
@@ -114,7 +114,7 @@ unsigned CSimilarSearch::FindSuggested(TCmpData& data) {
 unsigned CSimilarSearch::FindSuggestedTwoFields(TCmpData& data) {
     int found[2];
     int count = 0;
-    for (const TRule& rule : m_rules[rtLastNameTwoFields].rules) {
+    for (const TRule& rule : Rules(rtLastNameTwoFields)) {
         const int field = MatchedFieldOf(data, rule);
         if (field != -1) found[count++] = field;
         if (count == 2) return WriteVerdict(data, {found[0], found[1]}, verdictSimilar, true);
@@ -127,7 +127,7 @@ bool CSimilarSearch::Matched(TCmpData& data, int field) const {
 }
 
 const TRule* CSimilarSearch::FindPair(TCmpData& data, ERuleTable table) const {
-    for (const TRule& pair : m_rules[table].rules)
+    for (const TRule& pair : Rules(table))
         if (Matched(data, pair.first) && Matched(data, pair.second)) return &pair;
     return nullptr;
 }
@@ -139,7 +139,7 @@ int CSimilarSearch::MatchedFieldOf(TCmpData& data, const TRule& rule) const {
 }
 
 int CSimilarSearch::FindField(TCmpData& data, ERuleTable table) const {
-    for (const TRule& rule : m_rules[table].rules)
+    for (const TRule& rule : Rules(table))
         if (const int field = MatchedFieldOf(data, rule); field != -1) return field;
     return -1;
 }

@@ -390,8 +390,8 @@ TEST(SimilarPropIndexes, NamePhonesByNumber) {
     EXPECT_EQ(indexes.Phone(1), -1) << "unset";
     similar::BuildFields(&fields, &indexes);
     ASSERT_EQ(fields.size(), 64u);
-    EXPECT_STREQ(fields[indexes.Phone(1)].lpszName, L"Assistant's Phone");
-    EXPECT_STREQ(fields[indexes.Phone(19)].lpszName, L"TTY/TDD Phone");
+    EXPECT_STREQ(fields.data()[indexes.Phone(1)].lpszName, L"Assistant's Phone");
+    EXPECT_STREQ(fields.data()[indexes.Phone(19)].lpszName, L"TTY/TDD Phone");
     CapturedLog log;
     EXPECT_EQ(indexes.Phone(0), -1);
     EXPECT_EQ(indexes.Phone(20), -1);

@@ -57,7 +57,7 @@ class SimilarRules : public SimilarTest {
     void ExpectPair(const Names& pair, const Verdict& expected, const Contact& more = {}) {
         SCOPED_TRACE(Narrow(pair[0] + L" + " + pair[1]));
         EXPECT_EQ(Compare(With(pair, more), With(pair, more)), expected);
-        for (int i = 0; i < 2; ++i) {
+        for (size_t i = 0; i < 2; ++i) {
             Contact other = more;
             other.emplace_back(pair[i], Value(pair[i]));
             EXPECT_NE(Compare(With(pair, more), other), expected) << "without " << Narrow(pair[1 - i]);
