@@ -43,11 +43,9 @@ extern "C" {
 #define QUORVEL_ASSERT _Static_assert
 #endif
 
-/* ---- Records and constants
- * -------------------------------------------------------------------------------------- */
+/* ---- Records and constants ------------------------------------------------------------------- */
 
-/* How two values of a property are compared. A method that does not apply to a type is ignored for that type.
- */
+/* How two values of a property are compared. A method that does not apply to a type is ignored for it. */
 typedef enum ECompareMethod {
     cmExact = 0,                 /* texts without regard to case; times and numbers exactly */
     cmTimeWithin10Min = 1,       /* times at most 599 whole seconds apart are equal */
@@ -78,9 +76,9 @@ typedef struct TComparyProp {
     const wchar_t* lpszName; /* display name, used in log lines; may be null */
     unsigned int nReserved;  /* copied, never interpreted */
     unsigned int ulPropTag;  /* property tag; 0: a named property whose tag is not resolved yet */
-    const char*
-        lpszGuid; /* property set of a named property, "{00062002-0000-0000-C000-000000000046}"; or null */
-    int nID;      /* numeric name; in the library's own set the number of a derived property, 1 to 6 */
+    /* property set of a named property, "{00062002-0000-0000-C000-000000000046}"; or null */
+    const char* lpszGuid;
+    int nID; /* numeric name; in the library's own set the number of a derived property, 1 to 6 */
     const wchar_t* lpszID;       /* string name, used when nID is 0; may be null */
     unsigned int nType;          /* PT_* of the value; low 16 bits of a resolved tag */
     unsigned int nInterface;     /* 0: plain value; 1: read and compared through a stream */
@@ -116,8 +114,7 @@ QUORVEL_ASSERT(offsetof(TComparyProps, lpProps) == 8, "offset of lpProps");
 QUORVEL_ASSERT(sizeof(TOriginalDefinition) == 56, "TOriginalDefinition is laid out for 64-bit Windows");
 QUORVEL_ASSERT(offsetof(TOriginalDefinition, lpszValue) == 48, "offset of lpszValue");
 
-/* ---- Interface level and log
- * ------------------------------------------------------------------------------------ */
+/* ---- Interface level and log ----------------------------------------------------------------- */
 
 /* The interface level of this library: always 4. */
 QUORVEL_API int Quorvel_GetCompatibleCode(void);
@@ -134,7 +131,7 @@ QUORVEL_API void Quorvel_ConfigLogEx(const char* errPath, const char* logPath, i
 QUORVEL_API const char* Quorvel_GetFilenameLog(void);
 QUORVEL_API const char* Quorvel_GetFilenameErr(void);
 
-/* ---- Sessions, stores, items ---- */
+/* ---- Sessions, stores, items ----------------------------------------------------------------- */
 
 /*
  * What holds for all functions of the store-access families below, unless one says otherwise:
@@ -206,7 +203,7 @@ QUORVEL_API HRESULT Quorvel_GetStoreType(IMAPISession* session, const char* stor
  * that names no service the value that *local held is taken for the kind. */
 QUORVEL_API HRESULT Quorvel_IsStoreLocal(IMAPISession* session, const char* storeId, int* local);
 
-/* ---- Reading property values ---- */
+/* ---- Reading property values ----------------------------------------------------------------- */
 
 /*
  * Values and buffers are blocks of MAPIAllocateBuffer, freed by the caller with one MAPIFreeBuffer; on
@@ -253,7 +250,7 @@ QUORVEL_API HRESULT Quorvel_GetSubjectSize(IMessage* item, int wide, unsigned lo
 QUORVEL_API unsigned long Quorvel_GetSubjectBodyAttachmentsSize(IMessage* item, int wide, SPropValue* values,
                                                                 unsigned long count);
 
-/* ---- Named properties ---- */
+/* ---- Named properties ------------------------------------------------------------------------ */
 
 /* Names are looked up in the item's store, never created. */
 
@@ -274,7 +271,7 @@ QUORVEL_API HRESULT Quorvel_GetIDsFromNames(IMessage* item, unsigned long count,
  * keep 0 without a line. The result is that of the last look-up alone. */
 QUORVEL_API HRESULT Quorvel_ResolveTags(IMessage* item, TComparyProps* props);
 
-/* ---- Attachments and item operations ---- */
+/* ---- Attachments and item operations --------------------------------------------------------- */
 
 /* Attachments are named by their number (PR_ATTACH_NUM) in their item. */
 
@@ -288,8 +285,8 @@ QUORVEL_API HRESULT Quorvel_GetAttachmentsSize(IMessage* item, unsigned long* to
 QUORVEL_API HRESULT Quorvel_OpenAttachment(IMessage* item, long number, IAttach** out);
 /* Copies an attachment of source to target, which may be the same item, and saves the copy; *newNumber is its
  * number. The copy is never a contact photo, and a visible one gets no fixed place in the body. saveTarget
- * non-zero: the target is saved too; otherwise the caller does. Adjusting and saving never change the result.
- */
+ * non-zero: the target is saved too; otherwise the caller does. Adjusting and saving never change the
+ * result. */
 QUORVEL_API HRESULT Quorvel_CopyAttachment(IMessage* target, unsigned long* newNumber, IMessage* source,
                                            long number, int saveTarget);
 /* Deletes an attachment. save non-zero: the item is saved, even when the deletion failed. */
@@ -305,8 +302,8 @@ QUORVEL_API HRESULT Quorvel_ClearHasPhotoFlag(IMessage* contact, int save);
 
 /* Entry-identifier text of the first item of the folder with this search key (a PR_SEARCH_KEY value), copied
  * with its terminator into the caller's buffer. No length is passed: the buffer must hold two characters a
- * byte of the store's entry identifiers, and one more. Untouched, with result 0, when there is no such item.
- */
+ * byte of the store's entry identifiers, and one more. Untouched, with result 0, when there is no such
+ * item. */
 QUORVEL_API HRESULT Quorvel_FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
 /* Moves an item from one folder to another, in the same store or another one. newEntryId may be null; else it
  * is a buffer as for Quorvel_FindItem, which receives the item's new identifier after the move, or an empty
@@ -317,8 +314,7 @@ QUORVEL_API HRESULT Quorvel_ItemMove(IMAPISession* session, const char* entryId,
                                      const char* srcStoreId, const char* dstFolderId, const char* dstStoreId,
                                      char* newEntryId);
 
-/* ---- Comparing property values
- * ---------------------------------------------------------------------------------- */
+/* ---- Comparing property values --------------------------------------------------------------- */
 
 /* Compares two values of one property under a method. Returns TRUE with *pnResult set: negative when pv1
  * sorts before pv2, 0 when they count as equal, positive otherwise; only the sign means something. Values of
@@ -374,8 +370,7 @@ QUORVEL_API HRESULT Quorvel_CountProps(IMessage* item, SPropTagArray* tags, long
 QUORVEL_API HRESULT Quorvel_CountStreamProps(IMessage* msg, SPropTagArray* tags, long* pnFilled,
                                              unsigned long* sizes);
 
-/* ---- Calendar normalisations
- * ------------------------------------------------------------------------------------ */
+/* ---- Calendar normalisations ----------------------------------------------------------------- */
 
 /* Tells whether an appointment covers whole days, however it is stored: with the all-day flag (only when
  * askAllDayFlag is non-zero), with a duration that is a multiple of 1440 minutes, or, without a duration,
@@ -396,8 +391,7 @@ QUORVEL_API HRESULT Appointment_AllDayEventLikeEx(IMessage* item, int* allDayLik
 QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubject(char* subject, int testOnly);
 QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly);
 
-/* ---- Duplicate search
- * ------------------------------------------------------------------------------------------- */
+/* ---- Duplicate search ------------------------------------------------------------------------ */
 
 /* A search is created with the properties to compare, is handed items one by one, groups them on demand and
  * is asked for the groups. Items may be added after a build, and the next build says what it changed. Results
@@ -405,10 +399,10 @@ QUORVEL_API int Normalize_BirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testO
 
 /* How items are compared (the algorithm of Search_Create). */
 typedef enum ESearchAlgorithm {
-    saSimilar =
-        0, /* two items are equal when they agree in every compared property that both have, and in one */
-    saIdentical =
-        1 /* as well, an empty value equals only an empty value; items without any value equal nobody */
+    /* two items are equal when they agree in every compared property that both have, and in one */
+    saSimilar = 0,
+    /* as well, an empty value equals only an empty value; items without any value equal nobody */
+    saIdentical = 1
 } ESearchAlgorithm;
 
 /* Pairs that are no duplicates although the compared properties agree (the rules of Search_Create2). A value
@@ -439,11 +433,12 @@ typedef enum ESearchChange {
  *   session    opens the stores and items; the search holds a reference to it until it is deleted
  *   props      properties to compare, and (bCompare 0) to read for choosing originals. Copied. Entries whose
  *              nInterface is neither 0 nor 1 are left out. Named properties are resolved against the first
- * item added; those that it does not know are left out. null: none, and every addition fails. original   how
- * originals are chosen. Copied. null, and what cannot be used: okMostFilled. algorithm  ESearchAlgorithm; any
- * other value finds nothing grouped    non-zero: the properties are compared group by group in order of
- * nGroup. The first group in which the item has a value decides (saSimilar: for each other item, the first in
- * which both have one). */
+ *              item added; those that it does not know are left out. null: none, and every addition fails.
+ *   original   how originals are chosen. Copied. null, and what cannot be used: okMostFilled.
+ *   algorithm  ESearchAlgorithm; any other value finds nothing
+ *   grouped    non-zero: the properties are compared group by group in order of nGroup. The first group in
+ *              which the item has a value decides (saSimilar: for each other item, the first in which both
+ *              have one). */
 QUORVEL_API void* Search_Create(IMAPISession* session, const TComparyProps* props,
                                 const TOriginalDefinition* original, unsigned int algorithm, int grouped);
 /* The same with exception rules: numbers of ESearchException, asked in this order. Copied. */
@@ -470,8 +465,8 @@ QUORVEL_API int Search_Build(void* handle);
 QUORVEL_API int Search_GetOriginalCount(void* handle);
 /* Identifiers of a group's original, as they were given to Search_Add. For each of the two texts: *size is
  * the size of the buffer in bytes on entry and the size that the text needs, terminator included, on return;
- * the text is copied when it fits, and only then is the buffer touched. For no such group nothing is touched.
- */
+ * the text is copied when it fits, and only then is the buffer touched. Without such a group nothing is
+ * touched. */
 QUORVEL_API void Search_GetOriginal(void* handle, int group, char* entryId, unsigned int* entryIdSize,
                                     char* storeId, unsigned int* storeIdSize);
 /* The number of duplicates in a group, the original not counted; 0 for no such group. */
@@ -482,17 +477,18 @@ QUORVEL_API void Search_GetDuplicate(void* handle, int group, int duplicate, cha
                                      unsigned int* entryIdSize, char* storeId, unsigned int* storeIdSize);
 
 /* One change that the last build made, against the build before; the first build makes every group new. All
- * outputs are needed. kind         ESearchChange originalId, originalStoreId    identifiers of the group's
- * original duplicateId, duplicateStoreId  identifiers of the duplicate for scJoined and scLeft; else null
- *   position     for scJoined the duplicate's index in its group; else -1
+ * outputs are needed.
+ *   kind                           ESearchChange
+ *   originalId, originalStoreId    identifiers of the group's original
+ *   duplicateId, duplicateStoreId  identifiers of the duplicate for scJoined and scLeft; else null
+ *   position                       for scJoined the duplicate's index in its group; else -1
  * The texts belong to the search and live until the next build or Search_Delete; an empty text is null. 0,
  * and an error line, for no such change: ask for 0, 1, 2 ... until then. */
 QUORVEL_API int Search_GetBuildChange(void* handle, int index, unsigned int* kind, const char** originalId,
                                       const char** originalStoreId, const char** duplicateId,
                                       const char** duplicateStoreId, int* position);
 
-/* ---- Similar-contact search
- * ------------------------------------------------------------------------------------- */
+/* ---- Similar-contact search ------------------------------------------------------------------ */
 
 /* How much does a contact resemble the one that the user looks at: the same person, written differently? A
  * search holds a cache of the contacts that it has read, by entry identifier; a contact is read again when
@@ -521,11 +517,13 @@ QUORVEL_API unsigned int SimilarSearch_AddToCache(void* search, IMessage* contac
 /* Checks a contact against the search-by contact.
  *   verdict        receives 0, 1 or 2
  *   filledCount    receives the number of the contact's filled fields: compared ones, others as countMode
- * says, and the text of the contact when others count verdictText    receives one line that says which fields
- * decided, and how their values match; may be null matchedFields  receives the names of those fields, joined
- * by ", "; may be null The texts belong to the search and live until its next check; both are empty without a
- * match. The 8-bit form gives them in the ANSI code page. Result: 1 when a verdict was made; 0 without a
- * search-by contact or when the contact cannot be read (verdict and count are then 0, the texts empty). */
+ *                  says, and the text of the contact when others count
+ *   verdictText    receives one line that says which fields decided, and how their values match; may be null
+ *   matchedFields  receives the names of those fields, joined by ", "; may be null
+ * The texts belong to the search and live until its next check; both are empty without a match. The 8-bit
+ * form gives them in the ANSI code page.
+ * Result: 1 when a verdict was made; 0 without a search-by contact or when the contact cannot be read
+ * (verdict and count are then 0, the texts empty). */
 QUORVEL_API unsigned int SimilarSearch_CheckItem(void* search, IMessage* contact, unsigned int* verdict,
                                                  unsigned int* filledCount, const char** verdictText,
                                                  const char** matchedFields);
@@ -550,8 +548,7 @@ QUORVEL_API unsigned int SimilarSearch_RemoveFromCache(void* search, const char*
  * is on. */
 QUORVEL_API void SimilarSearch_LogSearchByPos(void* search);
 
-/* ---- Comparison matrix
- * ------------------------------------------------------------------------------------------ */
+/* ---- Comparison matrix ----------------------------------------------------------------------- */
 
 /* Shows which properties agree among a handful of items: one row an item, in order of addition, one column a
  * property definition, in the order of the list. Rows only grow. Every added item is compared with every
@@ -612,8 +609,7 @@ QUORVEL_API int CmpMatrix_PhotoAttachInfoW(void* handle, int column, const wchar
                                            unsigned int* size);
 QUORVEL_API int CmpMatrix_PhotoAttachValue(void* handle, int row, int column);
 
-/* ---- Cabinet writer
- * --------------------------------------------------------------------------------------------- */
+/* ---- Cabinet writer -------------------------------------------------------------------------- */
 
 /* Packs files into a cabinet (.cab) with MSZIP compression, through the system's own cabinet library.
  *
