@@ -158,6 +158,7 @@ Item* Database::CopyItem(const Item& item, Folder& target) {
     constexpr ULONG searchKey = PROP_TAG(PT_BINARY, 0x300B);
     Store& from = *item.folder->store;
     std::shared_ptr<const MessageData> data = Translate(item.data, from.names, target.store->names);
+    if (data == nullptr) return nullptr;
     if (data->properties.Find(PROP_ID(searchKey)) == nullptr) {
         auto keyed = std::make_shared<MessageData>(*data);
         keyed->properties.Binary(searchKey, SearchKeyOf(item.id));
@@ -175,29 +176,32 @@ std::string SearchKeyOf(std::string_view entryId) {
     return {reinterpret_cast<const char*>(halves), sizeof halves};
 }
 
-Properties Translate(const Properties& properties, const NameTable& from, NameTable& to) {
-    Properties translated;
+bool Translate(const Properties& properties, const NameTable& from, NameTable& to, Properties& translated) {
     for (const Properties::Slot& slot : properties.Slots()) {
         const Name* name = from.Of(PROP_ID(slot.tag));
         const ULONG id = name != nullptr ? to.FindOrAdd(*name) : PROP_ID(slot.tag);
-        if (id != 0) translated.Set(PROP_TAG(PROP_TYPE(slot.tag), id), properties.Bytes(slot));
+        if (id == 0) return false;
+        translated.Set(PROP_TAG(PROP_TYPE(slot.tag), id), properties.Bytes(slot));
     }
-    return translated;
+    return true;
 }
 
 std::shared_ptr<const MessageData> Translate(const std::shared_ptr<const MessageData>& data,
                                              const NameTable& from, NameTable& to) {
     if (&from == &to) return data;
     auto translated = std::make_shared<MessageData>();
-    translated->properties = Translate(data->properties, from, to);
+    if (!Translate(data->properties, from, to, translated->properties)) return nullptr;
     translated->nextAttachment = data->nextAttachment;
     for (const Properties& recipient : data->recipients)
-        translated->recipients.push_back(Translate(recipient, from, to));
+        if (!Translate(recipient, from, to, translated->recipients.emplace_back())) return nullptr;
     for (const auto& attachment : data->attachments) {
         auto copy = std::make_shared<Attachment>();
         copy->number = attachment->number;
-        copy->properties = Translate(attachment->properties, from, to);
-        if (attachment->message != nullptr) copy->message = Translate(attachment->message, from, to);
+        if (!Translate(attachment->properties, from, to, copy->properties)) return nullptr;
+        if (attachment->message != nullptr) {
+            copy->message = Translate(attachment->message, from, to);
+            if (copy->message == nullptr) return nullptr;
+        }
         translated->attachments.push_back(std::move(copy));
     }
     return translated;

@@ -157,9 +157,11 @@ class Database {
 /// The search key of an item or folder that has none of its own, 16 bytes.
 std::string SearchKeyOf(std::string_view entryId);
 
-/// The message as another store holds it: named properties carry that store's identifiers.
+/// The message as another store holds it: named properties carry that store's identifiers. Null when it has
+/// none left.
 std::shared_ptr<const MessageData> Translate(const std::shared_ptr<const MessageData>& data,
                                              const NameTable& from, NameTable& to);
-Properties Translate(const Properties& properties, const NameTable& from, NameTable& to);
+/// Adds the properties to translated; false when to has no identifiers left.
+bool Translate(const Properties& properties, const NameTable& from, NameTable& to, Properties& translated);
 
 }  // namespace mailbox

@@ -8,105 +8,14 @@
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 
+#include "mailbox/file_index.h"
 #include "mailbox/file_text.h"
+#include "mailbox/file_values.h"
 #include "mailbox/text.h"
 
 namespace mailbox {
 
 namespace {
-
-/// A number, text or boolean of the file.
-struct Scalar {
-    enum { kText, kSigned, kUnsigned, kFloat, kBoolean } kind;
-    std::string_view text{};
-    long long number = 0;
-    unsigned long long unsignedNumber = 0;
-    double real = 0;
-    bool boolean = false;
-};
-
-template <typename T>
-bool Put(std::string& bytes, T value) {
-    bytes.assign(reinterpret_cast<const char*>(&value), sizeof value);
-    return true;
-}
-
-template <typename T>
-bool PutInteger(std::string& bytes, const Scalar& scalar) {
-    if (scalar.kind == Scalar::kUnsigned)
-        return std::in_range<T>(scalar.unsignedNumber) && Put(bytes, static_cast<T>(scalar.unsignedNumber));
-    return scalar.kind == Scalar::kSigned && std::in_range<T>(scalar.number) &&
-           Put(bytes, static_cast<T>(scalar.number));
-}
-
-bool PutReal(std::string& bytes, const Scalar& scalar, bool isSingle) {
-    double value = scalar.real;
-    if (scalar.kind == Scalar::kSigned)
-        value = static_cast<double>(scalar.number);
-    else if (scalar.kind == Scalar::kUnsigned)
-        value = static_cast<double>(scalar.unsignedNumber);
-    else if (scalar.kind != Scalar::kFloat)
-        return false;
-    return isSingle ? Put(bytes, static_cast<float>(value)) : Put(bytes, value);
-}
-
-bool PutTime(std::string& bytes, const Scalar& scalar) {
-    unsigned long long ticks = 0;
-    if (scalar.kind != Scalar::kText) return PutInteger<unsigned long long>(bytes, scalar);
-    return ParseTime(scalar.text, ticks) && Put(bytes, ticks);
-}
-
-/// A value of the file as bytes of the (single) type. Null, or what was expected instead.
-const char* Encode(ULONG type, const Scalar& scalar, std::string& bytes) {
-    const bool isText = scalar.kind == Scalar::kText;
-    GUID guid;
-    switch (type) {
-        case PT_I2:
-            return PutInteger<short>(bytes, scalar) ? nullptr : "not a 16-bit integer";
-        case PT_LONG:
-            return PutInteger<LONG>(bytes, scalar) || PutInteger<ULONG>(bytes, scalar)
-                       ? nullptr
-                       : "not a 32-bit integer";
-        case PT_ERROR:
-            return PutInteger<LONG>(bytes, scalar) || PutInteger<ULONG>(bytes, scalar) ? nullptr
-                                                                                       : "not an error code";
-        case PT_I8:
-        case PT_CURRENCY:
-            return PutInteger<long long>(bytes, scalar) ? nullptr : "not a 64-bit integer";
-        case PT_R4:
-            return PutReal(bytes, scalar, true) ? nullptr : "not a number";
-        case PT_DOUBLE:
-        case PT_APPTIME:
-            return PutReal(bytes, scalar, false) ? nullptr : "not a number";
-        case PT_BOOLEAN:
-            return scalar.kind == Scalar::kBoolean && Put(bytes, static_cast<unsigned short>(scalar.boolean))
-                       ? nullptr
-                       : "not true or false";
-        case PT_SYSTIME:
-            return PutTime(bytes, scalar) ? nullptr : "not a time";
-        case PT_CLSID:
-            return isText && ParseGuid(scalar.text, guid) && Put(bytes, guid) ? nullptr : "not a GUID";
-        case PT_UNICODE:
-            return isText ? (bytes = scalar.text, nullptr) : "not a text";
-        case PT_STRING8:
-            return isText ? (bytes = ToAnsi(scalar.text), nullptr) : "not a text";
-        default:
-            return isText && FromBase64(scalar.text, bytes) ? nullptr : "not base64";
-    }
-}
-
-/// {"base64": ...}: the bytes as the platform holds them. Null, or what is wrong with them.
-const char* EncodeRaw(ULONG type, std::string_view base64, std::string& bytes) {
-    if (!FromBase64(base64, bytes)) return "not base64";
-    if (FixedSize(type) != 0)
-        return bytes.size() == FixedSize(type) ? nullptr : "not the bytes of a value of this type";
-    if (type != PT_UNICODE) return nullptr;
-    if (bytes.size() % sizeof(wchar_t) != 0) return "not whole UTF-16 units";
-    std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
-    std::memcpy(text.data(), bytes.data(), bytes.size());
-    bytes = FromWide(text);
-    return nullptr;
-}
 
 /// What an object or list of the file is.
 enum Part {
@@ -228,9 +137,6 @@ class Reader {
     }
     bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error);
 
-    /// Gives identifiers to what has none, fills the indices, and checks all references.
-    bool Finish();
-
   private:
     struct Frame {
         Part part;
@@ -260,11 +166,6 @@ class Reader {
     bool PropertyValue(const char* problem);
     bool EndElements();
 
-    bool IndexStore(Store& store, size_t index);
-    bool IndexFolder(const std::shared_ptr<Folder>& folder, const std::string& place);
-    std::string IdFromPlace(const Store& store);
-    bool CheckReferences(const Store& store, const std::string& place);
-
     Database& m_database;
     std::vector<Frame> m_frames;
     std::wstring m_why;
@@ -279,7 +180,6 @@ class Reader {
     std::string m_bytes;
     std::string m_element;
     std::unordered_map<std::string, ULONG> m_tagsByKey;
-    unsigned long long m_placeNumber = 0;
 };
 
 bool Reader::Fail(const std::string& what) {
@@ -511,13 +411,13 @@ bool Reader::Value(const Scalar& scalar) {
     switch (frame.part) {
         case pProperties:
             if ((m_tag & MV_FLAG) != 0) return Fail("not a list");
-            return PropertyValue(Encode(single, scalar, m_element));
+            return PropertyValue(EncodeValue(single, scalar, m_element));
         case pElements:
             ++frame.elements;
-            return PropertyValue(Encode(single, scalar, m_element));
+            return PropertyValue(EncodeValue(single, scalar, m_element));
         case pRawValue: {
             const char* problem =
-                scalar.kind == Scalar::kText ? EncodeRaw(single, scalar.text, m_element) : "not base64";
+                scalar.kind == Scalar::kText ? EncodeRawValue(single, scalar.text, m_element) : "not base64";
             if (problem != nullptr) return Fail(problem);
             // The value belongs to what stands around the raw form.
             const Frame raw = std::move(m_frames.back());
@@ -597,97 +497,13 @@ bool Reader::MemberValue(Frame& frame, const Scalar& scalar) {
     }
 }
 
-std::string Reader::IdFromPlace(const Store& store) {
-    // The counter stands for the place, so the identifier is the same whenever the same file is read.
-    ++m_placeNumber;
-    std::string id(4, '\0');
-    id.append(SearchKeyOf(store.id)).append("place");
-    id.append(reinterpret_cast<const char*>(&m_placeNumber), sizeof m_placeNumber);
-    return id;
-}
-
-bool Reader::IndexFolder(const std::shared_ptr<Folder>& folder, const std::string& place) {
-    Store& store = *folder->store;
-    const auto fail = [&](const std::string& where) {
-        m_why = ToWide(where + ".id: another folder or item of the store has this identifier");
-        return false;
-    };
-    const auto isTaken = [&](const std::string& id) {
-        return store.foldersById.contains(id) || store.itemsById.contains(id);
-    };
-    if (folder->id.empty()) folder->id = IdFromPlace(store);
-    if (isTaken(folder->id)) return fail(place);
-    store.foldersById.emplace(folder->id, folder);
-    for (size_t index = 0; const auto& item : folder->items) {
-        if (item->id.empty()) item->id = IdFromPlace(store);
-        if (!store.itemsById.emplace(item->id, item).second || store.foldersById.contains(item->id))
-            return fail(place + ".items[" + std::to_string(index) + "]");
-        ++index;
-    }
-    folder->items.shrink_to_fit();
-    for (size_t index = 0; const auto& child : folder->folders) {
-        if (!IndexFolder(child, place + ".folders[" + std::to_string(index) + "]")) return false;
-        ++index;
-    }
-    return true;
-}
-
-bool Reader::IndexStore(Store& store, size_t index) {
-    const std::string place = "stores[" + std::to_string(index) + "]";
-    if (store.id.empty()) store.id = SearchKeyOf("store " + std::to_string(index));
-    if (m_database.FindStore(store.id) != &store) {
-        m_why = ToWide(place + ".id: another store has this identifier");
-        return false;
-    }
-    if (!IndexFolder(store.root, place + ".root")) return false;
-    if (store.special[sfIpmSubtree].empty()) store.special[sfIpmSubtree] = store.root->id;
-    return CheckReferences(store, place);
-}
-
-bool Reader::CheckReferences(const Store& store, const std::string& place) {
-    for (const std::string& special : store.special)
-        if (!special.empty() && !store.foldersById.contains(special)) {
-            m_why = ToWide(place + ".special: the store has no folder " + ToHex(special));
-            return false;
-        }
-    if (!store.serviceUid.empty() && m_database.FindService(store.serviceUid) == nullptr) {
-        m_why = ToWide(place + ".service: the file has no service " + ToHex(store.serviceUid));
-        return false;
-    }
-    return true;
-}
-
-bool Reader::Finish() {
-    const auto fail = [&](const char* list, size_t index, const char* what) {
-        m_why = ToWide(std::string(list) + "[" + std::to_string(index) + "]: " + what);
-        return false;
-    };
-    for (size_t index = 0; const auto& service : m_database.services) {
-        if (m_database.FindService(service->uid) != service.get())
-            return fail("services", index, "another service has this uid");
-        ++index;
-    }
-    for (size_t index = 0, defaults = 0; const auto& store : m_database.stores) {
-        if (store->isDefault && ++defaults > 1) return fail("stores", index, "a second default store");
-        if (!IndexStore(*store, index)) return false;
-        ++index;
-    }
-    std::unordered_map<std::string_view, size_t> seen;
-    for (size_t index = 0; const auto& entry : m_database.addressBook) {
-        if (!seen.emplace(entry->id, index).second)
-            return fail("addressBook", index, "another entry has this identifier");
-        ++index;
-    }
-    return true;
-}
-
 }  // namespace
 
 bool ReadMailbox(std::string_view json, Database& database, std::wstring& why) {
     Reader reader(database);
-    const bool ok = nlohmann::json::sax_parse(json.begin(), json.end(), &reader) && reader.Finish();
+    const bool ok = nlohmann::json::sax_parse(json.begin(), json.end(), &reader);
     if (!ok) why = reader.Why();
-    return ok;
+    return ok && IndexMailbox(database, why);
 }
 
 }  // namespace mailbox
