@@ -73,19 +73,32 @@ Verdict Observe(const CallSite& site);
 /// What the fault that is striking sets for the call being performed; null otherwise.
 extern const Verdict* g_striking;
 
-/// Carries a call out under the lock. The body sets the outputs to null itself, before it calls this.
+/// Marks an observed call as being carried out.
+class Watching {
+  public:
+    explicit Watching(const Verdict& verdict) {
+        g_watched = false;
+        g_striking = verdict.strike ? &verdict : nullptr;
+    }
+    Watching(const Watching&) = delete;
+    ~Watching() {
+        g_watched = true;
+        g_striking = nullptr;
+    }
+};
+
+/// Carries a call out under the lock. The body sets the outputs to null itself, before it calls this. What
+/// the platform calls on itself meanwhile is no call of its own.
 template <typename Body>
 HRESULT Call(const CallSite& site, Body body) {
     const std::lock_guard<PlatformLock> guard(g_lock);
     if (!g_watched) [[likely]]
         return body();
     const Verdict verdict = Observe(site);
-    if (!verdict.strike) return body();
-    if (!verdict.perform) return verdict.result;
-    g_striking = &verdict;
-    body();
-    g_striking = nullptr;
-    return verdict.result;
+    if (verdict.strike && !verdict.perform) return verdict.result;
+    const Watching watching(verdict);
+    const HRESULT hr = body();
+    return verdict.strike ? verdict.result : hr;
 }
 
 /// The honest answer of what this platform does not offer.

@@ -138,7 +138,8 @@ class FolderObject final : public PropObject<IMAPIFolder, kFolder> {
   private:
     bool IsGone() const { return m_record.folder->store == nullptr; }
     HRESULT CheckChange() const {
-        return IsGone() ? MAPI_E_OBJECT_DELETED : IsWritable() ? S_OK : MAPI_E_NO_ACCESS;
+        if (IsGone()) return MAPI_E_OBJECT_DELETED;
+        return IsWritable() ? mailbox::CheckChange(*Mailbox()) : MAPI_E_NO_ACCESS;
     }
 
     HRESULT ContentsTable(ULONG flags, IMAPITable** table) {

@@ -200,8 +200,9 @@ HRESULT EndSession(Database& database) {
     return --database.sessions == 0 ? WriteMailbox(database) : S_OK;
 }
 
-HRESULT CheckSession(const Database& database) {
-    return database.sessions != 0 ? S_OK : MAPI_E_END_OF_SESSION;
+HRESULT CheckChange(const Database& database) {
+    if (database.sessions == 0) return MAPI_E_END_OF_SESSION;
+    return database.file != nullptr && database.file->isReadOnly ? MAPI_E_NO_ACCESS : S_OK;
 }
 
 namespace {

@@ -16,8 +16,9 @@ HRESULT OpenMailbox(std::shared_ptr<Database>& database);
 /// Counts the sessions of a mailbox; the last one's end writes the file.
 void BeginSession(Database& database);
 HRESULT EndSession(Database& database);
-/// MAPI_E_END_OF_SESSION once all sessions are off: what is changed then would never be written.
-HRESULT CheckSession(const Database& database);
+/// Whether a change would ever be written: MAPI_E_END_OF_SESSION once all sessions are off, MAPI_E_NO_ACCESS
+/// where nothing can be written beside the file.
+HRESULT CheckChange(const Database& database);
 /// Writes the file if something was saved since it was read or written.
 HRESULT WriteMailbox(Database& database);
 

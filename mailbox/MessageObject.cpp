@@ -172,7 +172,7 @@ HRESULT MessageObject::Save(ULONG flags) {
     if (!IsWritable()) return MAPI_E_NO_ACCESS;
     const bool isNew = m_item == nullptr && m_owner == nullptr;
     if (m_working == nullptr && !isNew) return S_OK;
-    HRESULT hr = CheckSession(*Mailbox());
+    HRESULT hr = mailbox::CheckChange(*Mailbox());
     if (hr != S_OK) return hr;
     auto saved = std::make_shared<MessageData>(*m_record.data);
     Refresh(*saved);

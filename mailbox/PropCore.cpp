@@ -232,24 +232,21 @@ HRESULT PropCore::CopyWanted(const std::function<bool(ULONG tag)>& wanted, const
     Problems found;
     // Another store knows the named properties under identifiers of its own.
     const bool translate = m_store != nullptr && other->m_store != nullptr && m_store != other->m_store;
-    for (ULONG index = 0; const Properties::Slot& slot : Stored().Slots()) {
+    ULONG index = 0;
+    for (const Properties::Slot& slot : Stored().Slots()) {
         ULONG tag = slot.tag;
         if (!wanted(tag) || PROP_TYPE(tag) == PT_ERROR) continue;
         const Name* name = m_store != nullptr ? m_store->names.Of(PROP_ID(tag)) : nullptr;
         if (translate && name != nullptr)
             tag = PROP_TAG(PROP_TYPE(tag), other->m_store->names.FindOrAdd(*name));
         const bool isKept = (flags & MAPI_NOREPLACE) != 0 && other->Stored().Find(PROP_ID(tag)) != nullptr;
-        HRESULT error = S_OK;
-        if (isKept)
-            error = MAPI_E_COLLISION;
-        else if (!other->IsSettable(tag, error) && error == MAPI_E_COMPUTED)
-            continue;
-        if (error != S_OK) {
-            found.Add(index, slot.tag, error);
-        } else {
+        HRESULT error = isKept ? MAPI_E_COLLISION : S_OK;
+        if (error == S_OK && other->IsSettable(tag, error)) {
             other->Editable().Set(tag, Stored().Bytes(slot));
             other->Edited();
         }
+        // What the target works out itself is no problem.
+        if (error != S_OK && error != MAPI_E_COMPUTED) found.Add(index, slot.tag, error);
         ++index;
     }
     const HRESULT hr = CopyParts(*other, wanted);

@@ -99,16 +99,15 @@ class PropCore {
     virtual std::shared_ptr<const void> Keeper() const { return nullptr; }
     /// A property that opens as something else than a stream.
     virtual HRESULT OpenObject(ULONG, REFIID, ULONG, IUnknown**) { return MAPI_E_INTERFACE_NOT_SUPPORTED; }
-    /// Copies what the object holds beside its properties. takes says whether a part, by its tag, is wanted.
-    virtual HRESULT CopyParts(PropCore&, const std::function<bool(ULONG tag)>&) { return S_OK; }
+    /// Copies what the object holds beside its properties. wanted says whether a part, by its tag, is to be
+    /// copied.
+    virtual HRESULT CopyParts(PropCore& /*target*/, const std::function<bool(ULONG tag)>& /*wanted*/) {
+        return S_OK;
+    }
 
     bool IsWritable() const { return m_writable; }
     const std::shared_ptr<Database>& Mailbox() const { return m_database; }
     Store* OwnStore() const { return m_store; }
-
-  protected:
-    void SetWritable(bool isWritable) { m_writable = isWritable; }
-    void SetStore(Store* store) { m_store = store; }
 
   private:
     HRESULT OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** out);

@@ -410,6 +410,16 @@ TEST_F(FileTest, DoesNotOverwriteWhatSomebodyElseWrote) {
     EXPECT_EQ(Read(), theirs);
 }
 
+TEST_F(FileTest, IsOnlyReadWhereNothingCanBeWrittenBesideIt) {
+    Write(OneItem(""));
+    CreateDirectoryW((m_path + L".lock").c_str(), nullptr);
+    ComPtr<IMAPISession> session;
+    ASSERT_EQ(Logon(session), S_OK);
+    EXPECT_EQ(MakeFolder(OpenStore(session.Get()).Get(), L"New"), MAPI_E_NO_ACCESS);
+    EXPECT_EQ(session->Logoff(0, 0, 0), S_OK);
+    RemoveDirectoryW((m_path + L".lock").c_str());
+}
+
 TEST_F(FileTest, AFailedWriteLeavesTheOldFileAndCanBeRepeated) {
     Write(OneItem(""));
     const std::string old = Read();
