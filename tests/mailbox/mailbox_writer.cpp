@@ -1,5 +1,5 @@
-// A program of its own over the mailbox file: sets the subject of every item below the root to the next
-// number and saves, once or until it is killed.
+// A program of its own over the mailbox file: sets the subject of every item in the root and saves, once (to
+// "1") or with one number after another until it is killed.
 //   mailbox_writer once|forever   loads qvmailbox.dll from beside itself
 //   mailbox_writer lookup         once, over the module that the look-up finds
 // Exit: 0 done, 3 logon refused and the reason told, 1 anything else.
@@ -12,14 +12,13 @@
 
 namespace {
 
-bool NextGeneration(IMAPIFolder* root, long generation) {
+bool NextGeneration(IMAPIFolder* root, std::wstring text) {
     SizedSPropTagArray(1, columns) = {1, {PR_ENTRYID}};
     ComPtr<IMAPITable> table;
     RowSet rows;
     if (root->GetContentsTable(0, table.GetAddressOf()) != S_OK) return false;
     if (table->SetColumns(reinterpret_cast<SPropTagArray*>(&columns), 0) != S_OK) return false;
     if (table->QueryRows(MAXLONG, 0, Out(rows)) != S_OK) return false;
-    std::wstring text = std::to_wstring(generation);
     SPropValue subject{};
     subject.ulPropTag = PR_SUBJECT_W;
     subject.Value.lpszW = text.data();
@@ -58,12 +57,10 @@ int Run(const std::string& how) {
         return 1;
     if (object->QueryInterface(IID_IMAPIFolder, reinterpret_cast<void**>(root.GetAddressOf())) != S_OK)
         return 1;
-    for (long generation = 1;; ++generation) {
-        const long seed = how == "forever" ? static_cast<long>(GetCurrentProcessId()) * 1000 : 0;
-        if (!NextGeneration(root.Get(), seed + generation)) return 1;
-        if (how != "forever") break;
-        if (store->SaveChanges(0) != S_OK) return 1;
-    }
+    if (how != "forever" && !NextGeneration(root.Get(), L"1")) return 1;
+    while (how == "forever")
+        if (!NextGeneration(root.Get(), std::to_wstring(GetTickCount64())) || store->SaveChanges(0) != S_OK)
+            return 1;
     return session->Logoff(0, 0, 0) == S_OK ? 0 : 1;
 }
 
