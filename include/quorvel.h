@@ -565,8 +565,9 @@ QUORVEL_API void* CmpMatrix_CreateEx(IMAPISession* session, const TComparyProps*
 /* Frees the handle and everything that it handed out; null is ignored. */
 QUORVEL_API void CmpMatrix_Delete(void* handle);
 /* Opens an item by the entry-identifier texts of item and store and adds it as the next row. The first row
- * decides which named properties take part: a definition that the item's store does not know keeps its
- * column, empty in all rows.
+ * decides which named properties take part: a definition that the item's store does not know, and any of a
+ * derived property, keeps its column, empty in all rows. A property that is read through a stream is empty
+ * when Quorvel_StreamPropEmpty says so: one that is no text, whenever it holds something.
  * Returns 1; 0 when the item cannot be opened or read: a Warning line, and the matrix is as it was. */
 QUORVEL_API int CmpMatrix_Add(void* handle, const char* entryId, const char* storeId);
 /* The number of rows and of columns; either output may be null. Returns the number of columns. */
