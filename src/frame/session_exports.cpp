@@ -10,7 +10,8 @@ namespace {
 // The module exports one function under the three names (quorvel.def).
 void Close(IUnknown* object) {
     ComPtr<IUnknown> closing;
-    closing.Attach(object);
+    // Takes over the caller's reference (ComPtr::Attach of mingw-w64 adds one of its own).
+    *closing.ReleaseAndGetAddressOf() = object;
 }
 
 }  // namespace

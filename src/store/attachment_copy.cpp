@@ -48,6 +48,20 @@ HRESULT CopyUnsaved(IMessage* target, ULONG* newNumber, IMessage* source, long n
     return calls.result;
 }
 
+/// The copy as an ordinary attachment, saved. saved tells how that went; it does not fail the copy.
+HRESULT CopyAsOrdinary(IMessage* target, ULONG* newNumber, IMessage* source, long number, HRESULT& saved) {
+    ComPtr<IAttach> copy;
+    if (const HRESULT hr = CopyUnsaved(target, newNumber, source, number, copy); hr != S_OK) return hr;
+    ULONG flag = 0;
+    if (Attach_IsContactPhoto_get(copy.Get(), &flag) == S_OK && flag)
+        Attach_IsContactPhoto_set(copy.Get(), 0);
+    if (Attach_Hidden_get(copy.Get(), &flag) == S_OK && !flag) {
+        Attach_RenderingPosition_set(copy.Get(), kNoFixedPosition);
+    }
+    saved = copy->SaveChanges(0);
+    return S_OK;
+}
+
 bool IsContactPhoto(IMessage* item, long number) {
     ComPtr<IAttach> attachment;
     ULONG flag = 0;
@@ -58,8 +72,10 @@ bool IsContactPhoto(IMessage* item, long number) {
 /// Turns a former photo into an ordinary attachment: a copy of it without the flag takes its place.
 void Demote(PlatformCalls& calls, IMessage* contact, long number) {
     ULONG copyNumber = 0;
-    if (calls(store::CopyAttachment(contact, &copyNumber, contact, number, 0),
-              "can clear attach.IsContactPhoto (copyattachment), hr=0x%x\n")) {
+    HRESULT saved = S_OK;
+    HRESULT hr = CopyAsOrdinary(contact, &copyNumber, contact, number, saved);
+    if (hr == S_OK) hr = saved;  // without a saved copy the former photo is the only one
+    if (calls(hr, "can clear attach.IsContactPhoto (copyattachment), hr=0x%x\n")) {
         calls(contact->DeleteAttach(static_cast<ULONG>(number), 0, nullptr, 0),
               "can clear attach.IsContactPhoto (deleteattach), hr=0x%x\n");
     }
@@ -92,15 +108,9 @@ HRESULT Attach_RenderingPosition_set(IAttach* attachment, ULONG position) {
 namespace store {
 
 HRESULT CopyAttachment(IMessage* target, ULONG* newNumber, IMessage* source, long number, int saveTarget) {
-    ComPtr<IAttach> copy;
-    if (const HRESULT hr = CopyUnsaved(target, newNumber, source, number, copy); hr != S_OK) return hr;
-    ULONG flag = 0;
-    if (Attach_IsContactPhoto_get(copy.Get(), &flag) == S_OK && flag)
-        Attach_IsContactPhoto_set(copy.Get(), 0);
-    if (Attach_Hidden_get(copy.Get(), &flag) == S_OK && !flag) {
-        Attach_RenderingPosition_set(copy.Get(), kNoFixedPosition);
-    }
-    copy->SaveChanges(0);
+    HRESULT saved = S_OK;
+    const HRESULT hr = CopyAsOrdinary(target, newNumber, source, number, saved);
+    if (hr != S_OK) return hr;
     if (saveTarget) target->SaveChanges(0);
     return S_OK;
 }

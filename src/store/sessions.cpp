@@ -70,7 +70,8 @@ HRESULT Logon(IMAPISession** session, int newSession, int showLogonUi) {
 HRESULT Logoff(IMAPISession* session) {
     PlatformCalls calls("Quorvel_Logoff");
     ComPtr<IMAPISession> ending;
-    ending.Attach(session);
+    // Takes over the caller's reference (ComPtr::Attach of mingw-w64 adds one of its own).
+    *ending.ReleaseAndGetAddressOf() = session;
     calls(ending->Logoff(0, 0, 0), "lpSession->Logoff return 0x%x\n");
     ending.Reset();
     mapi::Uninitialize();
