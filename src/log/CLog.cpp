@@ -149,7 +149,8 @@ bool CLog::IsWanted(ESeverity severity) const {
 
 void CLog::Format(ESeverity severity, const char* tag, const char* format, va_list arguments) {
     if (!IsWanted(severity)) return;
-    char text[kLine];
+    // Zeroed: a text that cannot be converted ends the formatter without a terminator.
+    char text[kLine] = {};
     _vsnprintf(text, kLine, format, arguments);
     text[kLine - 1] = 0;
     wchar_t message[kLine];
@@ -159,7 +160,7 @@ void CLog::Format(ESeverity severity, const char* tag, const char* format, va_li
 
 void CLog::Format(ESeverity severity, const char* tag, const wchar_t* format, va_list arguments) {
     if (!IsWanted(severity)) return;
-    wchar_t message[kLine];
+    wchar_t message[kLine] = {};
     _vsnwprintf(message, kLine, format, arguments);
     message[kLine - 1] = 0;
     Write(severity, tag, message);

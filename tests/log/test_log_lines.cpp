@@ -191,6 +191,16 @@ TEST_F(LogWriting, MessagesAreUtf8) {
     }
 }
 
+TEST_F(LogWriting, TextBeyondTheCodePageEndsTheMessage) {
+    // What the stack held before must not come out behind it.
+    log.Configure(nullptr, logPath.c_str(), false, 1, 0);
+    log.Error("T", "%s", std::string(4000, '#').c_str());
+    log.Error("T", "name %ls and more\n", L"\x4E00");
+    const std::string content = LogText();
+    EXPECT_EQ(content.substr(content.rfind(": ") + 2).find('#'), std::string::npos);
+    EXPECT_LT(content.substr(content.rfind("in T: ")).size(), 40u);
+}
+
 TEST_F(LogWriting, LongMessagesAreCut) {
     struct Case {
         const char* name;
