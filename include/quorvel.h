@@ -408,17 +408,17 @@ typedef enum ESearchAlgorithm {
 /* Pairs that are no duplicates although the compared properties agree (the rules of Search_Create2). A value
  * that is missing counts as empty; a rule asks of a new item and one that equals it. */
 typedef enum ESearchException {
-    seApntSubject = 1,              /* subject empty on at least one side: the durations must be equal too */
-    seContCompanyContact = 2,       /* one is a company, the other a person */
-    seContFirstLastOnDiffSides = 3, /* one has only a first name, the other only a last name */
-    seContFirstLast = 4, /* half a name in common, or persons of whom one has no name: an e-mail, an address,
+    cleApntSubject = 1,              /* subject empty on at least one side: the durations must be equal too */
+    cleContCompanyContact = 2,       /* one is a company, the other a person */
+    cleContFirstLastOnDiffSides = 3, /* one has only a first name, the other only a last name */
+    cleContFirstLast = 4, /* half a name in common, or persons of whom one has no name: an e-mail, an address,
                             a personal phone or the birthday must be equal too. The compared properties must
                             include first name, last name, any e-mail and any phone. */
-    seTaskSubjectEmptyOnOneSide = 5,
-    seTaskStartAndDueOnDiffSides = 6, /* one has only a start date, the other only a due date */
-    seMailSubjectEmptyOnOneSide = 7,
-    seJrnlSubjectEmptyOnOneSide = 8,
-    seJrnlSubjectEmptyOnBothSides = 9 /* subject empty on both sides: the durations must be equal too */
+    cleTaskSubjectEmptyOnOneSide = 5,
+    cleTaskStartAndDueOnDiffSides = 6, /* one has only a start date, the other only a due date */
+    cleMailSubjectEmptyOnOneSide = 7,
+    cleJrnlSubjectEmptyOnOneSide = 8,
+    cleJrnlSubjectEmptyOnBothSides = 9 /* subject empty on both sides: the durations must be equal too */
 } ESearchException;
 
 /* What a build changed about the groups (Search_GetBuildChange). */

@@ -14,14 +14,12 @@
 #include "dupsearch/field_value.h"
 #include "dupsearch/value_override.h"
 
-/// What a build changed: a group is new, a group is gone, a duplicate joined a group, a duplicate left it.
-enum EBuildChange : unsigned { bcNewGroup = 1, bcGoneGroup = 2, bcJoined = 3, bcLeft = 4 };
-
+/// A change that a build made, items by number.
 struct TBuildChange {
-    unsigned kind;
+    ESearchChange kind;
     uint32_t original;
-    uint32_t duplicate;  // kNone but for bcJoined and bcLeft
-    int position;        // of the duplicate among the group's duplicates; -1 but for bcJoined
+    uint32_t duplicate;  // kNone but for scJoined and scLeft
+    int position;        // of the duplicate among the group's duplicates; -1 but for scJoined
 };
 
 class CDuplicateSearch {

@@ -75,11 +75,11 @@ std::vector<uint32_t> CMatching::FindDuplicates(const TItem& item) {
     TOptionalSet equals;
     efd found = efdNO;
     switch (m_nCompareAlgorithm) {
-        case caIdentical:
+        case saIdentical:
             m_candidates = Candidates();
             found = FindDuplicates_Identical(equals);
             break;
-        case caSimilar:
+        case saSimilar:
             m_candidates = Candidates();
             found = FindDuplicates_Similar(equals);
             break;

@@ -11,11 +11,6 @@
 
 #include "dupsearch/CProfiles.h"
 
-enum ECompareAlgorithm : unsigned {
-    caSimilar = 0,   // empty values do not break equality
-    caIdentical = 1  // an empty value equals only an empty value
-};
-
 /// Outcome of one pass over a group of properties.
 enum efd {
     efdNO = 0,      // no other item is equal

@@ -33,14 +33,14 @@ class COldGroups {
     void Change(const Group& group, std::vector<TBuildChange>& changes) {
         const uint32_t original = group[0];
         const uint32_t old = std::exchange(m_headed[original], kNone);
-        if (old == kNone) changes.push_back({bcNewGroup, original, kNone, -1});
+        if (old == kNone) changes.push_back({scNewGroup, original, kNone, -1});
         const Group none;
         const Group& before = old == kNone ? none : m_groups[old];
         ++m_round;
         for (size_t i = 1; i < before.size(); ++i) m_mark[before[i]] = m_round;
         for (size_t i = 1; i < group.size(); ++i) {
             if (m_mark[group[i]] != m_round) {
-                changes.push_back({bcJoined, original, group[i], static_cast<int>(i - 1)});
+                changes.push_back({scJoined, original, group[i], static_cast<int>(i - 1)});
             }
             m_mark[group[i]] = 0;
         }
@@ -49,13 +49,13 @@ class COldGroups {
             if (m_mark[before[i]] == m_round) left.push_back(before[i]);
         }
         std::sort(left.begin(), left.end());
-        for (const uint32_t item : left) changes.push_back({bcLeft, original, item, -1});
+        for (const uint32_t item : left) changes.push_back({scLeft, original, item, -1});
     }
 
     /// Writes the groups that are gone.
     void Gone(std::vector<TBuildChange>& changes) const {
         for (uint32_t item = 0; item < m_headed.size(); ++item) {
-            if (m_headed[item] != kNone) changes.push_back({bcGoneGroup, item, kNone, -1});
+            if (m_headed[item] != kNone) changes.push_back({scGoneGroup, item, kNone, -1});
         }
     }
 

@@ -28,7 +28,7 @@ std::vector<uint32_t> CMatching::Candidates() {
     ++m_round;
     m_collected.resize(m_profiles.Count());
     if (!IsTroubled())
-        return m_nCompareAlgorithm == caIdentical ? CandidatesIdentical() : CandidatesSimilar();
+        return m_nCompareAlgorithm == saIdentical ? CandidatesIdentical() : CandidatesSimilar();
     std::vector<uint32_t> all(m_profiles.Count());
     for (uint32_t profile = 0; profile < all.size(); ++profile) all[profile] = profile;
     return all;

@@ -7,18 +7,6 @@
 #include "dupsearch/CItems.h"
 #include "dupsearch/TPreparation.h"
 
-enum EException : unsigned {
-    cleApntSubject = 1,
-    cleContCompanyContact = 2,
-    cleContFirstLastOnDiffSides = 3,
-    cleContFirstLast = 4,
-    cleTaskSubjectEmptyOnOneSide = 5,
-    cleTaskStartAndDueOnDiffSides = 6,
-    cleMailSubjectEmptyOnOneSide = 7,
-    cleJrnlSubjectEmptyOnOneSide = 8,
-    cleJrnlSubjectEmptyOnBothSides = 9
-};
-
 /// Name of a rule for the log, "unknown" for a number that names none.
 const char* ExceptionName(unsigned rule, bool bShort);
 
