@@ -27,6 +27,12 @@ void CCmpData::AddEmpty(uint32_t item) {
 }
 
 void CCmpData::Remove(uint32_t item) {
+    if (const uint32_t node = m_tree.NodeOf(item); node != kNone && m_tree.FirstOf(node) == item) {
+        m_textKeys.Forget(node);
+    }
+    for (const auto& filed : m_multiTree.NodesOf(item)) {
+        if (m_nodeSubValues[filed.node].item == item) m_textKeys.Forget(filed.node);
+    }
     m_tree.Remove(item);
     m_multiTree.Remove(item);
     if (item < m_empties.size()) m_empties[item] = false;
@@ -38,6 +44,7 @@ void CCmpData::FileValue(const TCompareContext& context) {
     if (keys) m_textKeys.Begin(value.Value.lpszW, context.ValueMethod());
     const auto compare = [&](uint32_t node, bool& error) {
         if (keys) {
+            if (m_textKeys.IsIdentical(node)) return 0;
             if (const int order = m_textKeys.Compare(node)) return order;
         }
         const uint32_t other = m_tree.FirstOf(node);
@@ -73,6 +80,7 @@ bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subV
     if (keys) m_textKeys.Begin(value.Value.MVszW.lppszW[ElementOf(subValue)], context.ValueMethod());
     const auto compare = [&](uint32_t node, bool& error) {
         if (keys) {
+            if (m_textKeys.IsIdentical(node)) return 0;
             if (const int order = m_textKeys.Compare(node)) return order;
         }
         const SubValueNode& first = m_nodeSubValues[node];

@@ -34,7 +34,7 @@ class CCmpData {
     /// Files each filled element under the mask of its kind; false when none was filed.
     bool multitreeItems_Add(const TCompareContext& context);
     void AddEmpty(uint32_t item);
-    /// Takes an item out, wherever it is.
+    /// Takes the item that was filed last out, wherever it is.
     void Remove(uint32_t item);
 
     bool IsEmpty(uint32_t item) const { return item < m_empties.size() && m_empties[item]; }

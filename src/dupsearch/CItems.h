@@ -32,9 +32,10 @@ class CItems {
   private:
     using Stores = std::map<std::string, ComPtr<IMsgStore>, std::less<>>;
 
-    Stores::iterator OpenStore(const char* storeId);
+    const Stores::value_type* OpenStore(const char* storeId);
 
     ComPtr<IMAPISession> m_session;
     Stores m_stores;
+    const Stores::value_type* m_lastStore = nullptr; // the one asked for last
     std::vector<std::unique_ptr<TItem>> m_records;
 };

@@ -1,0 +1,223 @@
+#include "bench/shapes.h"
+
+#include <algorithm>
+#include <numeric>
+#include <random>
+
+#include "compare/propex.h"
+#include "mailbox/platform_headers.h"
+#include "store/mapi_extra.h"
+#include "store/named_properties.h"
+
+namespace {
+
+using Random = std::mt19937;
+
+const wchar_t* const kWords[] = {L"meeting", L"invoice", L"report", L"holiday", L"draft",   L"agenda", L"budget",
+                                 L"travel",  L"notes",   L"request", L"update", L"minutes", L"plan",   L"order",
+                                 L"review",  L"photos",  L"lunch",   L"offer",  L"contract", L"results"};
+
+/// Some words and the number that makes the text its own.
+std::wstring Words(Random& random, unsigned words, unsigned number) {
+    std::wstring text;
+    for (unsigned i = 0; i < words; ++i) text.append(kWords[random() % std::size(kWords)]).append(L" ");
+    return text + std::to_wstring(number);
+}
+
+FILETIME Minutes(unsigned minutes) {
+    ULARGE_INTEGER time{};
+    time.QuadPart = 133000000000000000ull + minutes * 600000000ull;
+    return {time.LowPart, time.HighPart};
+}
+
+/// 0 to n - 1 in random order.
+std::vector<unsigned> Shuffled(unsigned n, Random& random) {
+    std::vector<unsigned> order(n);
+    std::iota(order.begin(), order.end(), 0u);
+    std::shuffle(order.begin(), order.end(), random);
+    return order;
+}
+
+void AddItem(mailbox::Database& database, mailbox::Store& store, mailbox::Properties properties) {
+    auto data = std::make_shared<mailbox::MessageData>();
+    data->properties = std::move(properties);
+    data->properties.Compact();
+    database.AddItem(*store.root, {}, std::move(data));
+}
+
+// ---- Mails ------------------------------------------------------------------------------------------------------
+
+/// What the five properties of a mail are made of; equal numbers give equal values.
+struct MailNumbers {
+    unsigned subject, sender, time, size, id;
+    unsigned missing = 0; // a bit a property
+};
+
+mailbox::Properties Mail(const MailNumbers& numbers) {
+    mailbox::Properties mail;
+    const auto has = [&](unsigned property) { return (numbers.missing >> property & 1) == 0; };
+    Random subject(numbers.subject), sender(numbers.sender * 7 + 1), id(numbers.id * 13 + 5);
+    if (has(0)) mail.Text(PR_SUBJECT_W, Words(subject, 4, numbers.subject));
+    if (has(1)) mail.Text(PR_SENDER_NAME_W, Words(sender, 2, numbers.sender));
+    if (has(2)) mail.Time(PR_CLIENT_SUBMIT_TIME, Minutes(numbers.time));
+    if (has(3)) mail.Long(PR_IMPORTANCE, numbers.size);
+    if (has(4)) mail.Text(PR_ACCOUNT_W, L"<" + Words(id, 1, numbers.id) + L"@example.org>");
+    return mail;
+}
+
+template <typename Numbers>
+void FillMails(mailbox::Database& database, mailbox::Store& store, unsigned n, Numbers&& numbersOf) {
+    for (unsigned i = 0; i < n; ++i) AddItem(database, store, Mail(numbersOf(i)));
+}
+
+void FillDistinct(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    const auto order = Shuffled(n, random);
+    FillMails(database, store, n, [&](unsigned i) {
+        const unsigned k = order[i];
+        return MailNumbers{k, k, k, k, k};
+    });
+}
+
+void FillAscending(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    const auto order = Shuffled(n, random);
+    FillMails(database, store, n, [&](unsigned i) { return MailNumbers{order[i], order[i], i, order[i], order[i]}; });
+}
+
+void FillCommon(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    const auto order = Shuffled(n, random);
+    const auto few = [&] { return static_cast<unsigned>(random() % 3); };
+    FillMails(database, store, n, [&](unsigned i) { return MailNumbers{few(), few(), few(), few(), order[i]}; });
+}
+
+void FillSparse(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    const auto order = Shuffled(n, random);
+    FillMails(database, store, n, [&](unsigned i) {
+        unsigned missing = 0;
+        for (unsigned p = 0; p < 5; ++p) missing |= (random() % 10 < 6 ? 1u : 0u) << p;
+        const unsigned k = order[i];
+        return MailNumbers{k, k, k, k, k, missing};
+    });
+}
+
+void FillPairs(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    const auto order = Shuffled(n, random);
+    FillMails(database, store, n, [&](unsigned i) {
+        const unsigned k = order[i] / 2;
+        return MailNumbers{k, k, k, k, k};
+    });
+}
+
+void FillClumps(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    const auto order = Shuffled(n, random);
+    FillMails(database, store, n, [&](unsigned i) {
+        const unsigned k = order[i] / 1000;
+        return MailNumbers{k, k, k, k, k};
+    });
+}
+
+void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    constexpr size_t kCharacters = 2048; // 4 KB
+    Random random(seed);
+    for (const unsigned k : Shuffled(n, random)) {
+        mailbox::Properties mail = Mail({k, k, k, k, k});
+        std::wstring body = L"Dear all, ";
+        for (Random words(k); body.size() < kCharacters;) body += Words(words, 10, words() % 1000);
+        body.resize(kCharacters);
+        mail.Text(PR_BODY_W, body);
+        AddItem(database, store, std::move(mail));
+    }
+}
+
+// ---- Contacts ---------------------------------------------------------------------------------------------------
+
+constexpr LONG kEmailIds[] = {0x8083, 0x8093, 0x80A3};
+
+mailbox::Name EmailName(LONG id) {
+    GUID set{};
+    CLSIDFromString(L"{00062004-0000-0000-C000-000000000046}", &set);
+    return {set, true, id, {}};
+}
+
+// One in ten shares an e-mail or a phone with another contact.
+void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    ULONG emailTags[3];
+    for (int e = 0; e < 3; ++e) emailTags[e] = PROP_TAG(PT_UNICODE, store.names.FindOrAdd(EmailName(kEmailIds[e])));
+    for (const unsigned k : Shuffled(n, random)) {
+        const unsigned person = k % 10 == 0 && k > 0 ? k - 1 : k;
+        Random first(person * 3 + 1), last(person * 5 + 2);
+        mailbox::Properties contact;
+        contact.Text(PR_GIVEN_NAME_W, Words(first, 1, person));
+        contact.Text(PR_SURNAME_W, Words(last, 1, person));
+        contact.Text(PR_COMPANY_NAME_W, Words(first, 2, person));
+        const auto email = [](unsigned number) { return L"person" + std::to_wstring(number) + L"@example.org"; };
+        contact.Text(emailTags[0], email(person));
+        if (k % 3 == 0) contact.Text(emailTags[1], email(1000000 + k));
+        const auto phone = [](unsigned number) { return L"+49 (30) " + std::to_wstring(1000000 + number); };
+        contact.Text(PR_HOME_TELEPHONE_NUMBER_W, phone(person));
+        if (k % 2 == 0) contact.Text(PR_MOBILE_TELEPHONE_NUMBER_W, phone(2000000 + k));
+        AddItem(database, store, std::move(contact));
+    }
+}
+
+// ---- The shapes -------------------------------------------------------------------------------------------------
+
+TComparyProp Compared(ULONG tag, unsigned nInterface = 0) {
+    return {L"Key", L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, 1, cmExact, 0};
+}
+TComparyProp Derived(unsigned id, unsigned method) {
+    return {L"Key", L"Name", 0, 0, kPrivateSet, static_cast<int>(id), nullptr, PT_MV_UNICODE, 0, 1, method, 0};
+}
+
+const std::vector<ULONG> kMailTags{PR_SUBJECT_W, PR_SENDER_NAME_W, PR_CLIENT_SUBMIT_TIME, PR_IMPORTANCE,
+                                   PR_ACCOUNT_W};
+const std::vector<TComparyProp> kMail{Compared(PR_SUBJECT_W), Compared(PR_SENDER_NAME_W),
+                                      Compared(PR_CLIENT_SUBMIT_TIME), Compared(PR_IMPORTANCE),
+                                      Compared(PR_ACCOUNT_W)};
+
+template <typename T>
+std::vector<T> With(std::vector<T> list, std::initializer_list<T> more) {
+    list.insert(list.end(), more);
+    return list;
+}
+
+// Names are given out in order of their first use, so these are the e-mail addresses in the benchmark's store.
+const std::vector<ULONG> kContactTags{
+    PR_GIVEN_NAME_W, PR_SURNAME_W, PR_COMPANY_NAME_W, PROP_TAG(PT_UNICODE, 0x8000), PROP_TAG(PT_UNICODE, 0x8001),
+    PROP_TAG(PT_UNICODE, 0x8002), PR_CAR_TELEPHONE_NUMBER_W, PR_HOME_TELEPHONE_NUMBER_W, PR_HOME2_TELEPHONE_NUMBER_W,
+    PR_HOME_FAX_NUMBER_W, PR_MOBILE_TELEPHONE_NUMBER_W, PR_PAGER_TELEPHONE_NUMBER_W, PR_RADIO_TELEPHONE_NUMBER_W,
+    PR_BUSINESS_TELEPHONE_NUMBER_W, PR_BUSINESS2_TELEPHONE_NUMBER_W, PR_BUSINESS_FAX_NUMBER_W,
+    PR_COMPANY_MAIN_PHONE_NUMBER_W, PR_TELEX_NUMBER_W, PR_ASSISTANT_TELEPHONE_NUMBER_W,
+    PR_CALLBACK_TELEPHONE_NUMBER_W, PR_ISDN_NUMBER_W, PR_PRIMARY_TELEPHONE_NUMBER_W, PR_OTHER_TELEPHONE_NUMBER_W,
+    PR_PRIMARY_FAX_NUMBER_W, PR_TTYTDD_PHONE_NUMBER_W};
+
+}  // namespace
+
+const std::vector<Shape>& AllShapes() {
+    static const std::vector<Shape> shapes{
+        {"distinct", "all values distinct", saIdentical, FillDistinct, kMail, kMailTags},
+        {"ascending", "times in order of addition", saIdentical, FillAscending, kMail, kMailTags},
+        {"common", "4 of 5 properties take 3 values", saIdentical, FillCommon, kMail, kMailTags},
+        {"sparse", "each property missing on 60 %, similar algorithm", saSimilar, FillSparse, kMail, kMailTags},
+        {"pairs", "every item twice", saIdentical, FillPairs, kMail, kMailTags},
+        {"clumps", "groups of 1,000 equal items", saIdentical, FillClumps, kMail, kMailTags},
+        {"streams", "bodies of 4 KB compared too", saIdentical, FillStreams, With(kMail, {Compared(PR_BODY_W, 1)}),
+         With(kMailTags, {ULONG{PR_BODY_W}})},
+        {"contacts", "any e-mail and any phone, 1 in 10 similar", saSimilar, FillContacts,
+         {Compared(PR_GIVEN_NAME_W), Compared(PR_SURNAME_W), Compared(PR_COMPANY_NAME_W),
+          Derived(propexAnyEmail, cmExact), Derived(propexAnyPhone, cmLast7Digits)},
+         kContactTags}};
+    return shapes;
+}
+
+const Shape* FindShape(const std::string& name) {
+    const auto& shapes = AllShapes();
+    const auto found = std::find_if(shapes.begin(), shapes.end(), [&](const Shape& s) { return s.name == name; });
+    return found == shapes.end() ? nullptr : &*found;
+}

@@ -1,0 +1,24 @@
+#pragma once
+// The mailboxes that the benchmark of the duplicate search is measured on.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mailbox/Database.h"
+#include "quorvel.h"
+
+struct Shape {
+    const char* name;
+    const char* about;
+    unsigned algorithm; // ESearchAlgorithm
+    /// Adds n items in the order in which they are to be added to the search.
+    void (*fill)(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed);
+    std::vector<TComparyProp> definitions;
+    /// Tags that a host reads to have the same values in its hands.
+    std::vector<ULONG> bareTags;
+};
+
+/// The shape of this name, or null.
+const Shape* FindShape(const std::string& name);
+const std::vector<Shape>& AllShapes();
