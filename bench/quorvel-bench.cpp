@@ -1,7 +1,8 @@
-// quorvel-bench SHAPE N [SEED]: how long a search of N items takes, one line of CSV. Without arguments: the shapes.
+// quorvel-bench SHAPE N [SEED]: how long a search of N items takes, one line of CSV. Without arguments: the
+// shapes.
 //
-// Seconds are processor time, averaged over as many rounds over one mailbox in memory as half a second takes. Memory is
-// how much the process grew by in the first round.
+// Seconds are processor time, averaged over as many rounds over one mailbox in memory as half a second takes.
+// Memory is how much the process grew by in the first round.
 
 #include <windows.h>
 #include <psapi.h>
@@ -27,11 +28,11 @@ namespace {
     reinterpret_cast<void*>(MAPILogonEx),    reinterpret_cast<void*>(MAPIAllocateBuffer),
     reinterpret_cast<void*>(MAPIFreeBuffer), reinterpret_cast<void*>(FreeProws)};
 
-constexpr double kShortestMeasurement = 0.5; // seconds
+constexpr double kShortestMeasurement = 0.5;  // seconds
 
 struct Figures {
-    double bare = 0, add = 0, build = 0; // seconds
-    size_t memory = 0;                         // bytes
+    double bare = 0, add = 0, build = 0;  // seconds
+    size_t memory = 0;                    // bytes
     long long compares = 0;
     long long rebuilds = 0;
 };
@@ -45,7 +46,9 @@ class Stopwatch {
     static double Now() {
         FILETIME created, exited, kernel, user;
         GetThreadTimes(GetCurrentThread(), &created, &exited, &kernel, &user);
-        const auto ticks = [](const FILETIME& t) { return ULARGE_INTEGER{{t.dwLowDateTime, t.dwHighDateTime}}.QuadPart; };
+        const auto ticks = [](const FILETIME& t) {
+            return ULARGE_INTEGER{{t.dwLowDateTime, t.dwHighDateTime}}.QuadPart;
+        };
         return static_cast<double>(ticks(kernel) + ticks(user)) * 1e-7;
     }
 
@@ -71,7 +74,8 @@ void ReadBare(const Shape& shape, IMsgStore* msgStore, const mailbox::Store& sto
         ComPtr<IUnknown> object;
         ULONG type = 0, count = 0;
         auto* const id = reinterpret_cast<ENTRYID*>(item->id.data());
-        if (msgStore->OpenEntry(static_cast<ULONG>(item->id.size()), id, nullptr, 0, &type, &object) != S_OK) {
+        if (msgStore->OpenEntry(static_cast<ULONG>(item->id.size()), id, nullptr, 0, &type, &object) !=
+            S_OK) {
             Stop("an item does not open");
         }
         MapiBuffer<SPropValue> values;
@@ -84,7 +88,8 @@ void ReadBare(const Shape& shape, IMsgStore* msgStore, const mailbox::Store& sto
 void CountCompares(const CDuplicateSearch& search, Figures& figures) {
     figures.compares = figures.rebuilds = 0;
     for (const auto& data : search.Preparation()->compareData) {
-        const TTreeStatistics& s = data->IsMultiTree() ? data->MultiTree().Statistics() : data->Tree().Statistics();
+        const TTreeStatistics& s =
+            data->IsMultiTree() ? data->MultiTree().Statistics() : data->Tree().Statistics();
         figures.compares += s.nComparesTotal;
         figures.rebuilds += s.nRebuilds;
     }
@@ -147,8 +152,9 @@ void PrintSimilar(unsigned n) {
 }
 
 int PrintUsage() {
-    std::puts("usage: quorvel-bench SHAPE N [SEED]\n"
-              "prints: shape,n,bare s,add s,build s,peak bytes,compares,rebuilds");
+    std::puts(
+        "usage: quorvel-bench SHAPE N [SEED]\n"
+        "prints: shape,n,bare s,add s,build s,peak bytes,compares,rebuilds");
     for (const Shape& s : AllShapes()) std::printf("  %-10s %s\n", s.name, s.about);
     std::printf("  %-10s %s\n", "similar", "similar contacts: added to the cache, then each checked");
     return 2;

@@ -13,9 +13,10 @@ namespace {
 
 using Random = std::mt19937;
 
-const wchar_t* const kWords[] = {L"meeting", L"invoice", L"report", L"holiday", L"draft",   L"agenda", L"budget",
-                                 L"travel",  L"notes",   L"request", L"update", L"minutes", L"plan",   L"order",
-                                 L"review",  L"photos",  L"lunch",   L"offer",  L"contract", L"results"};
+const wchar_t* const kWords[] = {L"meeting", L"invoice", L"report", L"holiday",  L"draft",
+                                 L"agenda",  L"budget",  L"travel", L"notes",    L"request",
+                                 L"update",  L"minutes", L"plan",   L"order",    L"review",
+                                 L"photos",  L"lunch",   L"offer",  L"contract", L"results"};
 
 /// Some words and the number that makes the text its own.
 std::wstring Words(Random& random, unsigned words, unsigned number) {
@@ -45,12 +46,13 @@ void AddItem(mailbox::Database& database, mailbox::Store& store, mailbox::Proper
     database.AddItem(*store.root, {}, std::move(data));
 }
 
-// ---- Mails ------------------------------------------------------------------------------------------------------
+// ---- Mails
+// ------------------------------------------------------------------------------------------------------
 
 /// What the five properties of a mail are made of; equal numbers give equal values.
 struct MailNumbers {
     unsigned subject, sender, time, size, id;
-    unsigned missing = 0; // a bit a property
+    unsigned missing = 0;  // a bit a property
 };
 
 mailbox::Properties Mail(const MailNumbers& numbers) {
@@ -82,14 +84,18 @@ void FillDistinct(mailbox::Database& database, mailbox::Store& store, unsigned n
 void FillAscending(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
-    FillMails(database, store, n, [&](unsigned i) { return MailNumbers{order[i], order[i], i, order[i], order[i]}; });
+    FillMails(database, store, n, [&](unsigned i) {
+        return MailNumbers{order[i], order[i], i, order[i], order[i]};
+    });
 }
 
 void FillCommon(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
     const auto few = [&] { return static_cast<unsigned>(random() % 3); };
-    FillMails(database, store, n, [&](unsigned i) { return MailNumbers{few(), few(), few(), few(), order[i]}; });
+    FillMails(database, store, n, [&](unsigned i) {
+        return MailNumbers{few(), few(), few(), few(), order[i]};
+    });
 }
 
 void FillSparse(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
@@ -122,7 +128,7 @@ void FillClumps(mailbox::Database& database, mailbox::Store& store, unsigned n, 
 }
 
 void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
-    constexpr size_t kCharacters = 2048; // 4 KB
+    constexpr size_t kCharacters = 2048;  // 4 KB
     Random random(seed);
     for (const unsigned k : Shuffled(n, random)) {
         mailbox::Properties mail = Mail({k, k, k, k, k});
@@ -134,7 +140,8 @@ void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n,
     }
 }
 
-// ---- Contacts ---------------------------------------------------------------------------------------------------
+// ---- Contacts
+// ---------------------------------------------------------------------------------------------------
 
 constexpr LONG kEmailIds[] = {0x8083, 0x8093, 0x80A3};
 
@@ -148,7 +155,8 @@ mailbox::Name EmailName(LONG id) {
 void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
     Random random(seed);
     ULONG emailTags[3];
-    for (int e = 0; e < 3; ++e) emailTags[e] = PROP_TAG(PT_UNICODE, store.names.FindOrAdd(EmailName(kEmailIds[e])));
+    for (int e = 0; e < 3; ++e)
+        emailTags[e] = PROP_TAG(PT_UNICODE, store.names.FindOrAdd(EmailName(kEmailIds[e])));
     for (const unsigned k : Shuffled(n, random)) {
         const unsigned person = k % 10 == 0 && k > 0 ? k - 1 : k;
         Random first(person * 3 + 1), last(person * 5 + 2);
@@ -156,7 +164,9 @@ void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n
         contact.Text(PR_GIVEN_NAME_W, Words(first, 1, person));
         contact.Text(PR_SURNAME_W, Words(last, 1, person));
         contact.Text(PR_COMPANY_NAME_W, Words(first, 2, person));
-        const auto email = [](unsigned number) { return L"person" + std::to_wstring(number) + L"@example.org"; };
+        const auto email = [](unsigned number) {
+            return L"person" + std::to_wstring(number) + L"@example.org";
+        };
         contact.Text(emailTags[0], email(person));
         if (k % 3 == 0) contact.Text(emailTags[1], email(1000000 + k));
         const auto phone = [](unsigned number) { return L"+49 (30) " + std::to_wstring(1000000 + number); };
@@ -166,13 +176,15 @@ void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n
     }
 }
 
-// ---- The shapes -------------------------------------------------------------------------------------------------
+// ---- The shapes
+// -------------------------------------------------------------------------------------------------
 
 TComparyProp Compared(ULONG tag, unsigned nInterface = 0) {
     return {L"Key", L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, 1, cmExact, 0};
 }
 TComparyProp Derived(unsigned id, unsigned method) {
-    return {L"Key", L"Name", 0, 0, kPrivateSet, static_cast<int>(id), nullptr, PT_MV_UNICODE, 0, 1, method, 0};
+    return {L"Key",  L"Name",       0, 0, kPrivateSet, static_cast<int>(id),
+            nullptr, PT_MV_UNICODE, 0, 1, method,      0};
 }
 
 const std::vector<ULONG> kMailTags{PR_SUBJECT_W, PR_SENDER_NAME_W, PR_CLIENT_SUBMIT_TIME, PR_IMPORTANCE,
@@ -187,15 +199,33 @@ std::vector<T> With(std::vector<T> list, std::initializer_list<T> more) {
     return list;
 }
 
-// Names are given out in order of their first use, so these are the e-mail addresses in the benchmark's store.
-const std::vector<ULONG> kContactTags{
-    PR_GIVEN_NAME_W, PR_SURNAME_W, PR_COMPANY_NAME_W, PROP_TAG(PT_UNICODE, 0x8000), PROP_TAG(PT_UNICODE, 0x8001),
-    PROP_TAG(PT_UNICODE, 0x8002), PR_CAR_TELEPHONE_NUMBER_W, PR_HOME_TELEPHONE_NUMBER_W, PR_HOME2_TELEPHONE_NUMBER_W,
-    PR_HOME_FAX_NUMBER_W, PR_MOBILE_TELEPHONE_NUMBER_W, PR_PAGER_TELEPHONE_NUMBER_W, PR_RADIO_TELEPHONE_NUMBER_W,
-    PR_BUSINESS_TELEPHONE_NUMBER_W, PR_BUSINESS2_TELEPHONE_NUMBER_W, PR_BUSINESS_FAX_NUMBER_W,
-    PR_COMPANY_MAIN_PHONE_NUMBER_W, PR_TELEX_NUMBER_W, PR_ASSISTANT_TELEPHONE_NUMBER_W,
-    PR_CALLBACK_TELEPHONE_NUMBER_W, PR_ISDN_NUMBER_W, PR_PRIMARY_TELEPHONE_NUMBER_W, PR_OTHER_TELEPHONE_NUMBER_W,
-    PR_PRIMARY_FAX_NUMBER_W, PR_TTYTDD_PHONE_NUMBER_W};
+// Names are given out in order of their first use, so these are the e-mail addresses in the benchmark's
+// store.
+const std::vector<ULONG> kContactTags{PR_GIVEN_NAME_W,
+                                      PR_SURNAME_W,
+                                      PR_COMPANY_NAME_W,
+                                      PROP_TAG(PT_UNICODE, 0x8000),
+                                      PROP_TAG(PT_UNICODE, 0x8001),
+                                      PROP_TAG(PT_UNICODE, 0x8002),
+                                      PR_CAR_TELEPHONE_NUMBER_W,
+                                      PR_HOME_TELEPHONE_NUMBER_W,
+                                      PR_HOME2_TELEPHONE_NUMBER_W,
+                                      PR_HOME_FAX_NUMBER_W,
+                                      PR_MOBILE_TELEPHONE_NUMBER_W,
+                                      PR_PAGER_TELEPHONE_NUMBER_W,
+                                      PR_RADIO_TELEPHONE_NUMBER_W,
+                                      PR_BUSINESS_TELEPHONE_NUMBER_W,
+                                      PR_BUSINESS2_TELEPHONE_NUMBER_W,
+                                      PR_BUSINESS_FAX_NUMBER_W,
+                                      PR_COMPANY_MAIN_PHONE_NUMBER_W,
+                                      PR_TELEX_NUMBER_W,
+                                      PR_ASSISTANT_TELEPHONE_NUMBER_W,
+                                      PR_CALLBACK_TELEPHONE_NUMBER_W,
+                                      PR_ISDN_NUMBER_W,
+                                      PR_PRIMARY_TELEPHONE_NUMBER_W,
+                                      PR_OTHER_TELEPHONE_NUMBER_W,
+                                      PR_PRIMARY_FAX_NUMBER_W,
+                                      PR_TTYTDD_PHONE_NUMBER_W};
 
 }  // namespace
 
@@ -204,12 +234,16 @@ const std::vector<Shape>& AllShapes() {
         {"distinct", "all values distinct", saIdentical, FillDistinct, kMail, kMailTags},
         {"ascending", "times in order of addition", saIdentical, FillAscending, kMail, kMailTags},
         {"common", "4 of 5 properties take 3 values", saIdentical, FillCommon, kMail, kMailTags},
-        {"sparse", "each property missing on 60 %, similar algorithm", saSimilar, FillSparse, kMail, kMailTags},
+        {"sparse", "each property missing on 60 %, similar algorithm", saSimilar, FillSparse, kMail,
+         kMailTags},
         {"pairs", "every item twice", saIdentical, FillPairs, kMail, kMailTags},
         {"clumps", "groups of 1,000 equal items", saIdentical, FillClumps, kMail, kMailTags},
-        {"streams", "bodies of 4 KB compared too", saIdentical, FillStreams, With(kMail, {Compared(PR_BODY_W, 1)}),
-         With(kMailTags, {ULONG{PR_BODY_W}})},
-        {"contacts", "any e-mail and any phone, 1 in 10 similar", saSimilar, FillContacts,
+        {"streams", "bodies of 4 KB compared too", saIdentical, FillStreams,
+         With(kMail, {Compared(PR_BODY_W, 1)}), With(kMailTags, {ULONG{PR_BODY_W}})},
+        {"contacts",
+         "any e-mail and any phone, 1 in 10 similar",
+         saSimilar,
+         FillContacts,
          {Compared(PR_GIVEN_NAME_W), Compared(PR_SURNAME_W), Compared(PR_COMPANY_NAME_W),
           Derived(propexAnyEmail, cmExact), Derived(propexAnyPhone, cmLast7Digits)},
          kContactTags}};
@@ -218,6 +252,7 @@ const std::vector<Shape>& AllShapes() {
 
 const Shape* FindShape(const std::string& name) {
     const auto& shapes = AllShapes();
-    const auto found = std::find_if(shapes.begin(), shapes.end(), [&](const Shape& s) { return s.name == name; });
+    const auto found =
+        std::find_if(shapes.begin(), shapes.end(), [&](const Shape& s) { return s.name == name; });
     return found == shapes.end() ? nullptr : &*found;
 }

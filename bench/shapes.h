@@ -11,7 +11,7 @@
 struct Shape {
     const char* name;
     const char* about;
-    unsigned algorithm; // ESearchAlgorithm
+    unsigned algorithm;  // ESearchAlgorithm
     /// Adds n items in the order in which they are to be added to the search.
     void (*fill)(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed);
     std::vector<TComparyProp> definitions;

@@ -40,8 +40,8 @@ size_t compare::AppendSortKey(const wchar_t* text, ECompareMethod method, std::v
     return static_cast<size_t>(size);
 }
 
-// Eight bytes at a time: keys of texts that begin alike are compared far in, and the C runtime's comparison goes byte
-// by byte.
+// Eight bytes at a time: keys of texts that begin alike are compared far in, and the C runtime's comparison
+// goes byte by byte.
 int compare::CompareSortKeys(SortKey a, SortKey b) {
     const size_t common = std::min(a.size(), b.size());
     size_t i = 0;

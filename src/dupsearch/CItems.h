@@ -36,6 +36,6 @@ class CItems {
 
     ComPtr<IMAPISession> m_session;
     Stores m_stores;
-    const Stores::value_type* m_lastStore = nullptr; // the one asked for last
+    const Stores::value_type* m_lastStore = nullptr;  // the one asked for last
     std::vector<std::unique_ptr<TItem>> m_records;
 };

@@ -89,7 +89,8 @@ void CTextKeys::Enter(uint32_t node) {
 
 void CTextKeys::Grow() {
     std::vector<uint32_t> nodes;
-    std::copy_if(m_slots.begin(), m_slots.end(), std::back_inserter(nodes), [](uint32_t n) { return n != kNoNode; });
+    std::copy_if(m_slots.begin(), m_slots.end(), std::back_inserter(nodes),
+                 [](uint32_t n) { return n != kNoNode; });
     m_slots.assign(std::max<size_t>(64, 2 * m_slots.size()), kNoNode);
     m_used = 0;
     for (const uint32_t node : nodes) Enter(node);

@@ -1,7 +1,7 @@
 #pragma once
-// Sort keys of a tree's texts, one beside each node: placing a text compares bytes on its way down. A text that a node
-// holds letter for letter is known at once and needs no key of its own. A key decides only that two texts differ; that
-// they are equal is for the value comparison to say.
+// Sort keys of a tree's texts, one beside each node: placing a text compares bytes on its way down. A text
+// that a node holds letter for letter is known at once and needs no key of its own. A key decides only that
+// two texts differ; that they are equal is for the value comparison to say.
 
 #include <cstdint>
 #include <vector>
@@ -26,12 +26,12 @@ class CTextKeys {
     static constexpr uint32_t kNoNode = 0xFFFFFFFF;
 
     struct Key {
-        uint64_t prefix = 0; // the first bytes as a number: most comparisons end here
+        uint64_t prefix = 0;  // the first bytes as a number: most comparisons end here
         uint32_t begin = 0;
-        uint32_t size = 0; // 0: no key
+        uint32_t size = 0;  // 0: no key
     };
     struct Text {
-        const wchar_t* text = nullptr; // null: the node is no text
+        const wchar_t* text = nullptr;  // null: the node is no text
         uint32_t hash = 0;
     };
 
@@ -42,9 +42,9 @@ class CTextKeys {
     compare::SortKey Bytes(const Key& key) const { return {m_arena.data() + key.begin, key.size}; }
 
     std::vector<unsigned char> m_arena;
-    std::vector<Key> m_keys;       // by node
-    std::vector<Text> m_texts;     // by node
-    std::vector<uint32_t> m_slots; // nodes by the hash of their text; a power of two, at most half in use
+    std::vector<Key> m_keys;        // by node
+    std::vector<Text> m_texts;      // by node
+    std::vector<uint32_t> m_slots;  // nodes by the hash of their text; a power of two, at most half in use
     uint32_t m_used = 0;
 
     // The text being placed.

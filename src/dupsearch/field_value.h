@@ -9,12 +9,12 @@
 /// A wanted value and its type. A wide text is in lower case already.
 struct TWantedValue {
     ULONG type = PT_NULL;
-    LONG number = 0;    // PT_I2, PT_LONG
-    double real = 0.0;  // PT_DOUBLE
-    bool flag = false;  // PT_BOOLEAN
-    std::wstring text;  // PT_UNICODE
-    std::string text8;  // PT_STRING8
-    SYSTEMTIME time{};  // PT_SYSTIME
+    LONG number = 0;      // PT_I2, PT_LONG
+    double real = 0.0;    // PT_DOUBLE
+    bool flag = false;    // PT_BOOLEAN
+    std::wstring text{};  // PT_UNICODE
+    std::string text8{};  // PT_STRING8
+    SYSTEMTIME time{};    // PT_SYSTIME
 };
 
 /// Whether a filled value matches the wanted one. Types that do not go together, and types that cannot be

@@ -6,7 +6,8 @@
 #include "quorvel.h"
 #include "tests/dupsearch/SlowTree.h"
 
-SlowSearch::SlowSearch(std::vector<Property> properties, bool identical, bool grouped, unsigned kind, Exempt exempt)
+SlowSearch::SlowSearch(std::vector<Property> properties, bool identical, bool grouped, unsigned kind,
+                       Exempt exempt)
     : m_properties(std::move(properties)),
       m_identical(identical),
       m_grouped(grouped),
@@ -45,7 +46,8 @@ SlowSearch::Set SlowSearch::EqualsIn(size_t property, int item) const {
     return found;
 }
 
-SlowSearch::Outcome SlowSearch::Identical(int item, int group, Set*& equals, Set& storage, bool& allEmpty) const {
+SlowSearch::Outcome SlowSearch::Identical(int item, int group, Set*& equals, Set& storage,
+                                          bool& allEmpty) const {
     for (size_t p = 0; p < m_properties.size(); ++p) {
         if (group >= 0 && m_properties[p].group != group) continue;
         const bool empty = m_empties[p].count(item) != 0;
@@ -101,7 +103,8 @@ SlowSearch::Set SlowSearch::Find(int item) const {
     bool allEmpty = true;
     Outcome outcome = kUnknown;
     if (m_identical) {
-        for (int group = m_grouped ? 0 : -1; outcome == kUnknown && group < (m_grouped ? m_nGroups : 0); ++group) {
+        for (int group = m_grouped ? 0 : -1; outcome == kUnknown && group < (m_grouped ? m_nGroups : 0);
+             ++group) {
             outcome = Identical(item, group, equals, storage, allEmpty);
         }
         if (outcome == kYes) result = *equals;
@@ -149,7 +152,8 @@ int SlowSearch::CompareOriginal(int a, int b) const {
     if (x.rank != y.rank) return x.rank < y.rank ? 1 : -1;
     if (m_kind == okLargestValues) {
         int sum = 0;
-        for (size_t i = 0; i < x.sizes.size(); ++i) sum += (x.sizes[i] > y.sizes[i]) - (x.sizes[i] < y.sizes[i]);
+        for (size_t i = 0; i < x.sizes.size(); ++i)
+            sum += (x.sizes[i] > y.sizes[i]) - (x.sizes[i] < y.sizes[i]);
         if (sum != 0) return sum > 0 ? 1 : -1;
     }
     const bool byOrder = m_kind == okCallerOrder || m_kind == okCallerOrder2;

@@ -1,6 +1,6 @@
 #pragma once
-// The duplicate search written out as it is told: sets of items for every property, copied and intersected, a map of
-// sets, a list of groups. Knows nothing of mailboxes: an item is a cell of numbers for each property.
+// The duplicate search written out as it is told: sets of items for every property, copied and intersected, a
+// map of sets, a list of groups. Knows nothing of mailboxes: an item is a cell of numbers for each property.
 
 #include <functional>
 #include <map>
@@ -14,16 +14,16 @@ using Cell = std::vector<int>;
 
 /// How the values of a property are equal.
 enum class Equality {
-    kSame,     // the same number
-    kShared,   // a number in common
-    kNear,     // less than kNearReach apart
-    kTolerant, // joins the first node on the way down the sorting tree that is at most kTolerance apart
+    kSame,      // the same number
+    kShared,    // a number in common
+    kNear,      // less than kNearReach apart
+    kTolerant,  // joins the first node on the way down the sorting tree that is at most kTolerance apart
 };
 inline constexpr int kNearReach = 4;
 inline constexpr int kTolerance = 1;
 
 struct SlowItem {
-    std::vector<Cell> cells; // by property
+    std::vector<Cell> cells;  // by property
     int rank = 0;
     int filled = 0;          // properties filled, for choosing originals
     std::vector<int> sizes;  // of each property, for the same
@@ -63,7 +63,8 @@ class SlowSearch {
 
     Set EqualsIn(size_t property, int item) const;
     Outcome Identical(int item, int group, Set*& equals, Set& storage, bool& allEmpty) const;
-    Outcome Similar(int item, int group, Set*& equals, Set& equalsStorage, Set*& empties, Set& emptiesStorage) const;
+    Outcome Similar(int item, int group, Set*& equals, Set& equalsStorage, Set*& empties,
+                    Set& emptiesStorage) const;
     Set Find(int item) const;
     int CompareOriginal(int a, int b) const;
 
@@ -74,7 +75,7 @@ class SlowSearch {
     unsigned m_kind;
     Exempt m_exempt;
     std::vector<SlowItem> m_items;
-    std::vector<Set> m_empties; // by property
+    std::vector<Set> m_empties;  // by property
     std::vector<std::unique_ptr<SlowTree>> m_trees;
     std::map<int, Set> m_duplicates;
     std::vector<std::vector<int>> m_groups;

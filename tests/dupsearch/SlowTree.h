@@ -1,6 +1,6 @@
 #pragma once
-// The sorting tree written out as its rule is told: linked nodes, a full list for every rebuild. Slow, and the measure
-// for the real one: same nodes, same order, same counters.
+// The sorting tree written out as its rule is told: linked nodes, a full list for every rebuild. Slow, and
+// the measure for the real one: same nodes, same order, same counters.
 
 #include <cmath>
 #include <functional>
@@ -110,13 +110,15 @@ class SlowTree {
         s.fLastEfficiency = s.fEfficiencySum = s.fEfficiencyAvg = 100.0;
         s.nMeasured = 1;
     }
-    void Search(const Node* node, int item, const Compare& compare, std::vector<int>& found, bool& error) const {
+    void Search(const Node* node, int item, const Compare& compare, std::vector<int>& found,
+                bool& error) const {
         if (!node || error) return;
         const int order = compare(item, node->items[0], error);
         if (error) return;
         if (order <= 0) Search(node->left, item, compare, found, error);
         if (error || order < 0) return;
-        if (order == 0 && node != m_index.at(item)) found.insert(found.end(), node->items.begin(), node->items.end());
+        if (order == 0 && node != m_index.at(item))
+            found.insert(found.end(), node->items.begin(), node->items.end());
         Search(node->right, item, compare, found, error);
     }
 

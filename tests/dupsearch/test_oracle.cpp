@@ -1,5 +1,5 @@
-// Random searches over a real mailbox against the search written out slowly: who has equals on arrival, the groups
-// with their originals, and what every build changed.
+// Random searches over a real mailbox against the search written out slowly: who has equals on arrival, the
+// groups with their originals, and what every build changed.
 
 #include <random>
 
@@ -13,9 +13,12 @@ namespace {
 
 using Random = std::mt19937;
 
-int Below(Random& random, int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
+int Below(Random& random, int limit) {
+    return static_cast<int>(random() % static_cast<unsigned>(limit));
+}
 
-/// The number as a text that differs in what does not count: letter case, and blanks at the ends where allowed.
+/// The number as a text that differs in what does not count: letter case, and blanks at the ends where
+/// allowed.
 std::wstring TextOf(int value, Random& random, bool blanks) {
     std::wstring text = (random() % 2 ? L"Value " : L"vALUE ") + std::to_wstring(value);
     if (!blanks) return text;
@@ -55,13 +58,17 @@ constexpr LONG kPlaceId = 0x8208;
 const Column kColumns[] = {
     {"subject", Tagged(PR_SUBJECT_A, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
-         if (!c.empty()) item.Subject(TextOf(c[0], r, true));
-         else if (r() % 2) item.Subject(L" \r\n");
+         if (!c.empty())
+             item.Subject(TextOf(c[0], r, true));
+         else if (r() % 2)
+             item.Subject(L" \r\n");
      }},
     {"named text", Named(kSetAppointment, kPlaceId, PT_UNICODE, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
-         if (!c.empty()) item.Named(kSetAppointment, kPlaceId, TextOf(c[0], r, false));
-         else if (r() % 2) item.Named(kSetAppointment, kPlaceId, L"");
+         if (!c.empty())
+             item.Named(kSetAppointment, kPlaceId, TextOf(c[0], r, false));
+         else if (r() % 2)
+             item.Named(kSetAppointment, kPlaceId, L"");
      }},
     {"digits", Tagged(PR_ACCOUNT_W, cmLast7Digits), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
@@ -87,14 +94,17 @@ const Column kColumns[] = {
      }},
     {"any phone", Named(kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits), Equality::kShared,
      [](TestItem& item, const Cell& c, Random& r) {
-         const ULONG tags[] = {PR_MOBILE_TELEPHONE_NUMBER_W, PR_BUSINESS_TELEPHONE_NUMBER_W, PR_HOME_FAX_NUMBER_W};
+         const ULONG tags[] = {PR_MOBILE_TELEPHONE_NUMBER_W, PR_BUSINESS_TELEPHONE_NUMBER_W,
+                               PR_HOME_FAX_NUMBER_W};
          for (size_t i = 0; i < c.size(); ++i) item.Text(tags[i], PhoneOf(c[i], r));
      }},
     {"body", Tagged(PR_BODY_W, cmExact, 1), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          // Long enough that some bodies differ behind their first chunk only.
-         if (!c.empty()) item.Body(std::wstring(c[0] % 2 ? 10 : 600, L'x') + TextOf(c[0], r, false));
-         else if (r() % 2) item.Body(L" \r\n");
+         if (!c.empty())
+             item.Body(std::wstring(c[0] % 2 ? 10 : 600, L'x') + TextOf(c[0], r, false));
+         else if (r() % 2)
+             item.Body(L" \r\n");
      }},
     {"recipients", Named(kPrivateSet, propexRecipients, PT_BINARY, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
@@ -109,7 +119,7 @@ const Column kColumns[] = {
 /// What the rules of the random searches look at; part of every item, compared or not.
 struct Facts {
     bool subject, first, last;
-    int duration; // 0: none
+    int duration;  // 0: none
 };
 
 struct RandomItem {
@@ -120,12 +130,16 @@ struct RandomItem {
 bool ExemptBy(unsigned rule, const Facts& a, const Facts& b) {
     const auto company = [](const Facts& f) { return !f.first && !f.last; };
     switch (rule) {
-        case cleApntSubject: return (!a.subject || !b.subject) && a.duration != b.duration;
-        case cleContCompanyContact: return company(a) != company(b);
+        case cleApntSubject:
+            return (!a.subject || !b.subject) && a.duration != b.duration;
+        case cleContCompanyContact:
+            return company(a) != company(b);
         case cleContFirstLastOnDiffSides:
             return (a.first && !a.last && !b.first && b.last) || (!a.first && a.last && b.first && !b.last);
-        case cleMailSubjectEmptyOnOneSide: return a.subject != b.subject;
-        default: return false;
+        case cleMailSubjectEmptyOnOneSide:
+            return a.subject != b.subject;
+        default:
+            return false;
     }
 }
 
@@ -163,7 +177,8 @@ class Oracle : public MailboxTest {
         std::vector<RandomItem> items;
         SlowSearch slow(properties, identical, grouped, kind, [&](int a, int b) {
             return std::any_of(rules.begin(), rules.end(), [&](unsigned rule) {
-                return ExemptBy(rule, items[static_cast<size_t>(a)].facts, items[static_cast<size_t>(b)].facts);
+                return ExemptBy(rule, items[static_cast<size_t>(a)].facts,
+                                items[static_cast<size_t>(b)].facts);
             });
         });
         const int n = 2 + Below(random, 16), values = 1 + Below(random, 5), emptyOneIn = 2 + Below(random, 4);
@@ -206,9 +221,10 @@ class Oracle : public MailboxTest {
         const bool subjectCompared = std::count(columns.begin(), columns.end(), &kColumns[0]) != 0;
         Facts facts{random() % 3 != 0, random() % 2 == 0, random() % 2 == 0, Below(random, 3) * 17};
         if (subjectCompared) {
-            facts.subject = !slow.cells[static_cast<size_t>(std::find(columns.begin(), columns.end(), &kColumns[0]) -
-                                                            columns.begin())]
-                                 .empty();
+            facts.subject =
+                !slow.cells[static_cast<size_t>(std::find(columns.begin(), columns.end(), &kColumns[0]) -
+                                                columns.begin())]
+                     .empty();
         } else if (facts.subject) {
             item.Subject(L"Subject");
         }
@@ -229,9 +245,10 @@ class Oracle : public MailboxTest {
             const ULONG tag = d.ulPropTag ? d.ulPropTag : item.NamedTag(d.lpszGuid, d.nID, d.nType);
             const auto* slot = item.Properties().Find(PROP_ID(tag));
             int size = slot ? 1 : 0;
-            if (slot && PROP_TYPE(tag) != PT_LONG && PROP_TYPE(tag) != PT_SYSTIME) size = static_cast<int>(slot->size);
+            if (slot && PROP_TYPE(tag) != PT_LONG && PROP_TYPE(tag) != PT_SYSTIME)
+                size = static_cast<int>(slot->size);
             if (d.nInterface == 1) {
-                if (size == 3) size = 0; // a blank line
+                if (size == 3) size = 0;  // a blank line
                 streams.push_back(2 * size);
             } else {
                 slow.sizes.push_back(size);
@@ -249,7 +266,8 @@ class Oracle : public MailboxTest {
         ASSERT_EQ(groups, slow.Groups());
         std::vector<SlowChange> changes;
         for (const TBuildChange& c : search.Changes()) {
-            changes.push_back({c.kind, static_cast<int>(c.original), static_cast<int>(c.duplicate), c.position});
+            changes.push_back(
+                {c.kind, static_cast<int>(c.original), static_cast<int>(c.duplicate), c.position});
         }
         ASSERT_TRUE(changes == slow.Changes());
     }
@@ -259,7 +277,10 @@ TEST_F(Oracle, RandomSearchesAgree) {
     // Every name known before the first item resolves it.
     TestItem names = Inbox().Item();
     for (const LONG id : {kStartId, kDurationId, kPlaceId}) {
-        names.NamedTag(kSetAppointment, id, id == kDurationId ? PT_LONG : id == kStartId ? PT_SYSTIME : PT_UNICODE);
+        names.NamedTag(kSetAppointment, id,
+                       id == kDurationId ? PT_LONG
+                       : id == kStartId  ? PT_SYSTIME
+                                         : PT_UNICODE);
     }
     for (unsigned seed = 0; seed < 3000; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));

@@ -1,4 +1,5 @@
-// Sorting trees against their rule written out slowly: nodes, order, ranges and every counter, after every step.
+// Sorting trees against their rule written out slowly: nodes, order, ranges and every counter, after every
+// step.
 
 #include <gtest/gtest.h>
 
@@ -11,8 +12,8 @@
 
 std::ostream& operator<<(std::ostream& out, const TTreeStatistics& s) {
     return out << s.nNodes << " nodes, " << s.nItems << " items, compares " << s.nComparesTotal << "/"
-               << s.nComparesLast << ", " << s.nRebuilds << " rebuilds, measured " << s.nMeasured << ", efficiency "
-               << s.fLastEfficiency << "/" << s.fEfficiencySum << "/" << s.fEfficiencyAvg;
+               << s.nComparesLast << ", " << s.nRebuilds << " rebuilds, measured " << s.nMeasured
+               << ", efficiency " << s.fLastEfficiency << "/" << s.fEfficiencySum << "/" << s.fEfficiencyAvg;
 }
 
 namespace {
@@ -70,9 +71,12 @@ class TwinTrees {
         std::vector<int> found;
         m_tree.VisitEqualsInRange(
             static_cast<uint32_t>(item),
-            [&](uint32_t node, bool& error) { return within(item, static_cast<int>(m_tree.FirstOf(node)), error); },
+            [&](uint32_t node, bool& error) {
+                return within(item, static_cast<int>(m_tree.FirstOf(node)), error);
+            },
             [&](uint32_t node) {
-                for (const uint32_t i : m_tree.FindEquals(m_tree.FirstOf(node))) found.push_back(static_cast<int>(i));
+                for (const uint32_t i : m_tree.FindEquals(m_tree.FirstOf(node)))
+                    found.push_back(static_cast<int>(i));
                 return true;
             });
         ASSERT_EQ(found, m_slow.Range(item, within));
@@ -118,20 +122,23 @@ TEST_P(Trees, AgreeWithTheRule) {
             if (HasFatalFailure()) return;
         }
         trees.CheckGroups();
-        for (int reach : {1, 4, 40}) trees.CheckRange(static_cast<int>(random() % static_cast<unsigned>(n)), reach);
+        for (int reach : {1, 4, 40})
+            trees.CheckRange(static_cast<int>(random() % static_cast<unsigned>(n)), reach);
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Sequences, Trees,
-    testing::Values(Sequence{"Ascending", 1, [](int i, std::mt19937&) { return i; }},
-                    Sequence{"Descending", 1, [](int i, std::mt19937&) { return -i; }},
-                    Sequence{"Random", 1, [](int, std::mt19937& r) { return static_cast<int>(r() % 100000); }},
-                    Sequence{"FewValues", 1, [](int, std::mt19937& r) { return static_cast<int>(r() % 30); }},
-                    Sequence{"Clusters", 1, [](int i, std::mt19937&) { return i % 5 * 10000 + i; }},
-                    Sequence{"Zigzag", 1, [](int i, std::mt19937&) { return i % 2 ? i : -i; }},
-                    Sequence{"TolerantRandom", 9, [](int, std::mt19937& r) { return static_cast<int>(r() % 3000); }},
-                    Sequence{"TolerantAscending", 9, [](int i, std::mt19937& r) { return i * 6 + static_cast<int>(r() % 9); }}),
+    testing::Values(
+        Sequence{"Ascending", 1, [](int i, std::mt19937&) { return i; }},
+        Sequence{"Descending", 1, [](int i, std::mt19937&) { return -i; }},
+        Sequence{"Random", 1, [](int, std::mt19937& r) { return static_cast<int>(r() % 100000); }},
+        Sequence{"FewValues", 1, [](int, std::mt19937& r) { return static_cast<int>(r() % 30); }},
+        Sequence{"Clusters", 1, [](int i, std::mt19937&) { return i % 5 * 10000 + i; }},
+        Sequence{"Zigzag", 1, [](int i, std::mt19937&) { return i % 2 ? i : -i; }},
+        Sequence{"TolerantRandom", 9, [](int, std::mt19937& r) { return static_cast<int>(r() % 3000); }},
+        Sequence{"TolerantAscending", 9,
+                 [](int i, std::mt19937& r) { return i * 6 + static_cast<int>(r() % 9); }}),
     [](const auto& tested) { return tested.param.name; });
 
 TEST(Trees, ErrorsAndRemovalsKeepTheRule) {
@@ -163,7 +170,8 @@ TEST(Trees, AscendingItemsRebuildOnceThereAreEight) {
     EXPECT_EQ(trees.Statistics().nComparesLast, 4) << "four levels of a balanced tree of eight";
 }
 
-// ---- Multi-valued -----------------------------------------------------------------------------------------------
+// ---- Multi-valued
+// -----------------------------------------------------------------------------------------------
 
 /// Sub-values of items, each with its kind; equal when some pair of selected sub-values is.
 struct SubValue {
