@@ -6,6 +6,7 @@
 // was (a store that it opened stays open). Used from one thread at a time.
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "dupsearch/CDuplicateMap.h"
@@ -53,7 +54,7 @@ class CDuplicateSearch {
     /// Where an item goes in one compared property.
     struct TFiling {
         CCmpData* data;
-        const SPropValue* value;  // null for a stream
+        std::optional<SPropValue> value;  // as this property compares it; none for a stream
         bool empty;
     };
 

@@ -2,6 +2,7 @@
 // One item of a search: its identifiers, the values read from it, and what choosing an original needs to
 // know.
 
+#include <forward_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,7 +33,8 @@ struct TItem {
 
     MapiBuffer<SPropValue> values;  // in the order of the plain tags
     ULONG cValues = 0;
-    std::vector<TDerivedValue> derived;  // in the order of the derived ids
+    std::forward_list<std::wstring> comparedTexts;  // what is compared in place of a text that was read
+    std::vector<TDerivedValue> derived;             // in the order of the derived ids
 
     /// The first read value of this property, whatever its type; null when none was read.
     SPropValue* Find(ULONG tag) const {

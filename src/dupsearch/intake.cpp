@@ -188,7 +188,7 @@ bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data, std::vector<T
             int empty = TRUE;
             if (store::StreamPropEmpty(added.message, definition.ulPropTag, &empty, nullptr) != S_OK)
                 return false;
-            filings.push_back({&data, nullptr, empty != 0});
+            filings.push_back({&data, std::nullopt, empty != 0});
             return true;
         }
         default:
@@ -201,24 +201,27 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data, std::vec
     const TComparyProp& definition = data.Definition();
     const int index =
         data.IsDerived() ? m_preparation->DerivedIndex(static_cast<unsigned>(definition.nID)) : -1;
-    SPropValue* const value = index >= 0 ? added.item.derived[static_cast<size_t>(index)].value.get()
-                                         : added.item.Find(definition.ulPropTag);
-    if (!value) {
+    const SPropValue* const read = index >= 0 ? added.item.derived[static_cast<size_t>(index)].value.get()
+                                              : added.item.Find(definition.ulPropTag);
+    if (!read) {
         g_Log.ErrorW(kTag, L"value for prop(%s) not found\n", KeyOf(definition));
         return false;
     }
-    if (OverrideComparedValue(*value, definition, added) && g_Log.IsExtra())
-        LogChange(KeyOf(definition), *value);
+    // Each definition has its own: what the one replaces, another of the same property compares as it was
+    // read.
+    SPropValue value = *read;
+    if (OverrideComparedValue(value, definition, added) && g_Log.IsExtra())
+        LogChange(KeyOf(definition), value);
     int empty = TRUE;
-    if (!compare::IsEmptyValue(value, &empty, nullptr)) return false;
+    if (!compare::IsEmptyValue(&value, &empty, nullptr)) return false;
     filings.push_back({&data, value, empty != 0});
     return true;
 }
 
 void CDuplicateSearch::File(const TAddedItem& added, const std::vector<TFiling>& filings) {
     for (const TFiling& filing : filings) {
-        const TCompareContext context{filing.data->Definition(), m_items, added.item, filing.value,
-                                      added.message};
+        const TCompareContext context{filing.data->Definition(), m_items, added.item,
+                                      filing.value ? &*filing.value : nullptr, added.message};
         if (filing.empty) {
             filing.data->AddEmpty(added.item.nIndex);
         } else if (!filing.value) {

@@ -114,14 +114,16 @@ bool OverrideSubject(SPropValue& value, const TComparyProp& definition, TAddedIt
     const bool sameType = PROP_TYPE(value.ulPropTag) == PROP_TYPE(definition.ulPropTag);
     g_Log.Assert(sameType, kTag, __LINE__, "PROP_TYPE(value.tag) == PROP_TYPE(tag)");
     if (!sameType || !IsAllDayLike(added)) return false;
-    switch (PROP_TYPE(value.ulPropTag)) {
-        case PT_UNICODE:
-            return compare::NormalizeBirthdayOrAnnvrsrySubjectW(value.Value.lpszW, FALSE) != 0;
-        case PT_STRING8:
-            return compare::NormalizeBirthdayOrAnnvrsrySubject(value.Value.lpszA, FALSE) != 0;
-        default:
-            return false;
+    // Definitions ask for wide texts; a subject of any other type stays as it is.
+    if (PROP_TYPE(value.ulPropTag) != PT_UNICODE) return false;
+    auto& texts = added.item.comparedTexts;
+    std::wstring& text = texts.emplace_front(value.Value.lpszW);
+    if (!compare::NormalizeBirthdayOrAnnvrsrySubjectW(text.data(), FALSE)) {
+        texts.pop_front();
+        return false;
     }
+    value.Value.lpszW = text.data();
+    return true;
 }
 
 bool IsBirthdayOrAnniversary(TAddedItem& added) {

@@ -16,8 +16,8 @@ struct TAddedItem {
 /// Applied to every value read: the size without what the store adds, the unread state, trimmed subjects.
 /// True when the value changed. Texts are trimmed in place.
 bool OverrideReadValue(SPropValue& value, const TAddedItem& added);
-/// Applied before a value is filed under a definition: all-day-like appointments, recurrence. True when it
-/// changed.
+/// Applied to a copy of a value before it is filed under a definition: all-day-like appointments, recurrence.
+/// True when it changed. A text is left as it is; the item keeps the one that replaces it.
 bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
 
 /// Turns an unread state that the store does not keep into one computed from the message flags. False, and
