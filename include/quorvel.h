@@ -307,9 +307,9 @@ QUORVEL_API HRESULT Quorvel_ClearHasPhotoFlag(IMessage* contact, int save);
 QUORVEL_API HRESULT Quorvel_FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
 /* Moves an item from one folder to another, in the same store or another one. newEntryId may be null; else it
  * is a buffer as for Quorvel_FindItem, which receives the item's new identifier after the move, or an empty
- * text when it cannot be told. With the same folder and store (texts compared without regard to case) nothing
- * moves, and newEntryId receives the identifier given. A failed move is not logged, a failed opening is,
- * under the name of the Open function concerned. */
+ * text when it cannot be told; it may be the buffer of entryId. With the same folder and store (texts
+ * compared without regard to case) nothing moves, and newEntryId receives the identifier given. A failed move
+ * is not logged, a failed opening is, under the name of the Open function concerned. */
 QUORVEL_API HRESULT Quorvel_ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId,
                                      const char* srcStoreId, const char* dstFolderId, const char* dstStoreId,
                                      char* newEntryId);

@@ -26,9 +26,11 @@ HRESULT ReadSearchKey(IMAPIFolder* folder, const char* entryId, MapiBuffer<SProp
     return S_OK;
 }
 
-HRESULT MoveOne(IMAPIFolder* source, IMAPIFolder* target, const char* entryId) {
+/// Empties newEntryId, when given, but only when entryId is read: the two may be one buffer.
+HRESULT MoveOne(IMAPIFolder* source, IMAPIFolder* target, const char* entryId, char* newEntryId) {
     PlatformCalls calls("Quorvel_ItemMove");
     const EntryId id = TextToEntryId(entryId);
+    if (newEntryId) *newEntryId = 0;
     if (!calls.Allocated(id.bytes.get())) return calls.result;
     SBinary one = {id.count, reinterpret_cast<BYTE*>(id.bytes.get())};
     ENTRYLIST list = {1, &one};
@@ -67,7 +69,7 @@ HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFold
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId) {
     const bool sameStore = SameText(srcStoreId, dstStoreId);
     if (sameStore && SameText(srcFolderId, dstFolderId)) {
-        if (newEntryId) std::strcpy(newEntryId, OrEmpty(entryId));
+        if (newEntryId) std::memmove(newEntryId, OrEmpty(entryId), std::strlen(OrEmpty(entryId)) + 1);
         return S_OK;
     }
     ComPtr<IMsgStore> srcStore, dstStore;
@@ -78,11 +80,8 @@ HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFold
     if (hr == S_OK && sameStore) dstStore = srcStore;
     if (hr == S_OK && !sameStore) hr = OpenStore(session, dstStoreId, &dstStore);
     if (hr == S_OK) hr = OpenStoreFolder(dstStore.Get(), dstFolderId, &dstFolder);
-    if (hr == S_OK && newEntryId) {
-        hr = ReadSearchKey(srcFolder.Get(), entryId, searchKey);
-        if (hr == S_OK) *newEntryId = 0;
-    }
-    if (hr == S_OK) hr = MoveOne(srcFolder.Get(), dstFolder.Get(), entryId);
+    if (hr == S_OK && newEntryId) hr = ReadSearchKey(srcFolder.Get(), entryId, searchKey);
+    if (hr == S_OK) hr = MoveOne(srcFolder.Get(), dstFolder.Get(), entryId, newEntryId);
     if (hr != S_OK || !searchKey) return hr;
 
     if (const HRESULT found = FindItem(dstFolder.Get(), searchKey.get(), newEntryId); found != S_OK) {

@@ -9,8 +9,8 @@ namespace store {
 /// has room for it; leaves the buffer untouched when there is none.
 HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
 /// Moves an item to another folder, of the same store or another. newEntryId, when given, has room for an
-/// identifier text and receives the item's new one, or an empty text when it cannot be told. The same folder
-/// moves nothing.
+/// identifier text and receives the item's new one, or an empty text when it cannot be told; it may be the
+/// buffer of entryId. The same folder moves nothing.
 HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId, const char* srcStoreId,
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId);
 /// Nothing is logged.
