@@ -25,7 +25,10 @@ HRESULT ContactItem_HasPhoto_tag(IMessage* item, ULONG* tag) {
     name.Kind.lID = kHasPhotoId;
     MAPINAMEID* names = &name;
     MapiBuffer<SPropTagArray> tags;
-    if (calls(item->GetIDsFromNames(1, &names, 0, Out(tags)), "GetIDsFromNames return 0x%x\n")) {
+    HRESULT hr = item->GetIDsFromNames(1, &names, 0, Out(tags));
+    // Whatever a store says of a name that it does not know: a tag without an id must never be written.
+    if (hr == S_OK && PROP_ID(tags->aulPropTag[0]) == 0) hr = MAPI_E_NOT_FOUND;
+    if (calls(hr, "GetIDsFromNames return 0x%x\n")) {
         *tag = PROP_TAG(PT_BOOLEAN, PROP_ID(tags->aulPropTag[0]));
     }
     return calls.result;
