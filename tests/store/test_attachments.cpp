@@ -2,6 +2,8 @@
 
 #include <mapitags.h>
 
+#include <cstring>
+
 #include "quorvel.h"
 #include "store/attachments.h"
 #include "store/contact_photo.h"
@@ -203,6 +205,13 @@ TEST_F(Attachments, PhotoFlagOfAContact) {
     EXPECT_EQ(ContactItem_HasPhoto_tag(message.Get(), &tag), MAPI_W_ERRORS_RETURNED);
     EXPECT_EQ(tag, 0u);
     EXPECT_EQ(log.Count(sevError, "ContactItem_HasPhoto_tag", "GetIDsFromNames return 0x40380\n"), 2u);
+
+    log.Clear();
+    mailbox::calls::Fail({.method = "IMAPIProp::GetIDsFromNames", .result = S_OK, .perform = true});
+    EXPECT_EQ(ContactItem_HasPhoto_set(message.Get(), true), MAPI_E_NOT_FOUND)
+        << "a store that calls an unknown name a success has the flag written to no property";
+    EXPECT_EQ(log.Lines(),
+              LogLines({{sevError, "ContactItem_HasPhoto_tag", "GetIDsFromNames return 0x8004010f\n"}}));
 
     const ULONG known = contact.NamedTag(kSetAddress, kHasPhoto, PT_BOOLEAN);
     log.Clear();
@@ -449,6 +458,22 @@ TEST_F(Moving, ToItsOwnPlaceMovesNothing) {
     EXPECT_EQ(move(nullptr), S_OK);
     EXPECT_EQ(mailbox::calls::Count(), 0u);
     mailbox::calls::Reset();
+}
+
+// A host that keeps one buffer for an item's identifier has it brought up to date.
+TEST_F(Moving, OneBufferForBothIdentifiers) {
+    TestItem item = Inbox().Item().Binary(PR_SEARCH_KEY, "key");
+    char id[512];
+    std::strcpy(id, item.Id().c_str());
+    const auto moveTo = [&](const std::string& folder) {
+        return Quorvel_ItemMove(Session(), id, Inbox().Id().c_str(), Store().Id().c_str(), folder.c_str(),
+                                Store().Id().c_str(), id);
+    };
+    EXPECT_EQ(moveTo(Inbox().Id()), S_OK);
+    EXPECT_EQ(id, item.Id()) << "nothing moved";
+    EXPECT_EQ(moveTo(m_done.Id()), S_OK);
+    ASSERT_EQ(m_done.Record().items.size(), 1u) << "the identifier was gone before it was used";
+    EXPECT_EQ(id, HexText(m_done.Record().items.back()->id));
 }
 
 TEST_F(Moving, WithoutASearchKeyMovesAllTheSame) {
