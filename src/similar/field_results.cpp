@@ -174,7 +174,7 @@ struct CSimilarSearch::TGroupValues {
 CSimilarSearch::TGroupValues CSimilarSearch::ValuesOf(const TCmpData& data, const TFieldGroup& group,
                                                       int itemNumber) const {
     const TItemProps& item = itemNumber == 1 ? *data.item1 : *data.item2;
-    TGroupValues values;
+    TGroupValues values{};
     for (int i = 0; i < group.count; ++i) {
         values.texts[i] = &item.Text(group.members[i]);
         values.used[i] = values.texts[i]->IsEmpty();

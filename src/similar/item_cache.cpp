@@ -89,10 +89,10 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     }
     std::unique_ptr<TItemProps> read = ReadItem(item, std::move(info));
     if (!read) return nullptr;
-    TItemProps* props = read.get();
-    m_cache.insert_or_assign(props->entryId, std::move(read));
-    if (isSearchBy) m_pSearchByProps = props;
-    return props;
+    std::unique_ptr<TItemProps>& kept = m_cache[read->entryId];
+    kept = std::move(read);
+    if (isSearchBy) m_pSearchByProps = kept.get();
+    return kept.get();
 }
 
 bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
