@@ -30,10 +30,9 @@ std::filesystem::path ProgramPath() {
     return std::filesystem::path(std::wstring(path, length));
 }
 
-Key CreateKey(HKEY parent, const wchar_t* name) {
+Key CreateKey(HKEY parent, const wchar_t* name, DWORD options = REG_OPTION_VOLATILE) {
     HKEY key = nullptr;
-    if (RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &key,
-                        nullptr) != 0) {
+    if (RegCreateKeyExW(parent, name, 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr) != 0) {
         throw Failure("The registry refuses the key that binds this program to the mailbox file.");
     }
     return Key(key);
@@ -59,6 +58,8 @@ class MailboxBinding {
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", file.c_str());
         // A name of this process's own: programs that run at the same time do not share it.
         m_name = std::wstring(kBindingKey) + L"\\" + std::to_wstring(GetCurrentProcessId());
+        // Only the process's own key is volatile: below a volatile one nobody could keep a setting.
+        CreateKey(HKEY_CURRENT_USER, kBindingKey, REG_OPTION_NON_VOLATILE);
         m_root = CreateKey(HKEY_CURRENT_USER, m_name.c_str());
         SetText(CreateKey(m_root.get(), kAppsKey).get(), program.filename().wstring(), kClientName);
         SetText(CreateKey(m_root.get(), kClientKey).get(), L"DLLPathEx",

@@ -95,7 +95,8 @@ class Scan(HostTest):
         self.assertEqual([pair["property"] for pair in report["near"]], ["Attachments"])
 
     def test_items_without_any_value_are_nobodys_duplicates(self) -> None:
-        blank = [{"id": f"{0xE1000000 + n:016X}", "properties": {"001A001F": "IPM.Appointment"}} for n in range(3)]
+        recurring = {"{00062002-0000-0000-C000-000000000046}:0x8223:000B": False}
+        blank = [{"id": f"{0xE1000000 + n:016X}", "properties": {"001A001F": "IPM.Appointment", **recurring}} for n in range(3)]
         self.write(mailbox(folder(1, "Calendar", "IPF.Appointment", blank)))
         report = self.scan("--near", status=0)
         self.assertEqual((report["groups"], report["near"]), ([], []))
