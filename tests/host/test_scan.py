@@ -217,7 +217,8 @@ class Refusals(HostTest):
     def test_a_full_disk_under_the_report_leaves_nothing(self) -> None:
         disk = self.dir / "disk"
         disk.mkdir()
-        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k", "tmpfs", disk], check=True)
+        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4k", "tmpfs", disk], stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("this machine mounts nothing")
         self.addCleanup(subprocess.run, ["umount", disk], check=True)
         self.assert_refused("scan", "--format", "html", "--output", "disk/report.html", because="cannot be written")
         self.assertEqual(list(disk.iterdir()), [])
