@@ -88,8 +88,7 @@ void ReadBare(const Shape& shape, IMsgStore* msgStore, const mailbox::Store& sto
 void CountCompares(const CDuplicateSearch& search, Figures& figures) {
     figures.compares = figures.rebuilds = 0;
     for (const auto& data : search.Preparation()->compareData) {
-        const TTreeStatistics& s =
-            data->IsMultiTree() ? data->MultiTree().Statistics() : data->Tree().Statistics();
+        const TTreeStatistics& s = data->Statistics();
         figures.compares += s.nComparesTotal;
         figures.rebuilds += s.nRebuilds;
     }

@@ -1,16 +1,30 @@
 #include "dupsearch/CCmpData.h"
 
+#include <cwchar>
+
+#include "compare/string_compare.h"
 #include "compare/value_compare.h"
+#include "compare/value_hash.h"
 #include "compare/CDefinitions.h"
 #include "log/CLog.h"
 #include "store/mapi_extra.h"
 
 namespace {
 
-/// The method under which sort keys order texts as the value comparison does; others it answers with an
-/// assertion that has to be written each time.
-bool HasKeys(ULONG type, ECompareMethod method) {
-    return (type == PT_UNICODE || type == PT_MV_UNICODE) && (method == cmExact || method == cmLast7Digits);
+bool AreIdentical(const wchar_t* a, const wchar_t* b) {
+    return a && b && std::wcscmp(a, b) == 0;
+}
+
+/// Whether two values of one type are equal. Most texts that are equal are so letter for letter, and the
+/// system's comparison is dear.
+bool AreEqual(const SPropValue& a, const SPropValue& b, ECompareMethod method) {
+    if (PROP_TYPE(a.ulPropTag) == PT_UNICODE && AreIdentical(a.Value.lpszW, b.Value.lpszW)) return true;
+    long order = 1;
+    return compare::ComparePropValues(&a, &b, &order, method) && order == 0;
+}
+
+const wchar_t* TextOf(const TSubValue& subValue) {
+    return subValue.derived.value->Value.MVszW.lppszW[ElementOf(subValue)];
 }
 
 template <typename T>
@@ -27,73 +41,133 @@ void CCmpData::AddEmpty(uint32_t item) {
 }
 
 void CCmpData::Remove(uint32_t item) {
-    if (const uint32_t node = m_tree.NodeOf(item); node != kNone && m_tree.FirstOf(node) == item) {
-        m_textKeys.Forget(node);
-    }
-    for (const auto& filed : m_multiTree.NodesOf(item)) {
-        if (m_nodeSubValues[filed.node].item == item) m_textKeys.Forget(filed.node);
-    }
+    Settle();
     m_tree.Remove(item);
     m_multiTree.Remove(item);
     if (item < m_empties.size()) m_empties[item] = false;
 }
 
+const TTreeStatistics& CCmpData::Statistics() {
+    Settle();
+    return m_bMultiTree ? m_multiTree.Statistics() : m_tree.Statistics();
+}
+
+// Only what has a hash is owed, and hashes respect the order of values.
+int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
+    long order = 0;
+    if (m_definition->nInterface == 1) {
+        int heads = 0;
+        CStreamHead::Compare(m_nodeHeads[node], m_nodeHeads[other], m_definition->ulPropTag, &heads);
+        order = heads;
+    } else if (m_bMultiTree) {
+        order = LPCWSTR_Compare(m_nodeSubValues[node].text, m_nodeSubValues[other].text, ValueMethod());
+    } else {
+        compare::ComparePropValues(&m_nodeValues[node], &m_nodeValues[other], &order, ValueMethod());
+    }
+    return static_cast<int>(order);
+}
+
+void CCmpData::Settle() {
+    const auto compare = [this](uint32_t node, uint32_t other) { return CompareNodes(node, other); };
+    m_tree.Settle(compare);
+    m_multiTree.Settle(compare);
+}
+
+void CCmpData::EndHashing() {
+    Settle();
+    m_bHashed = false;
+}
+
+CCmpData::Hash CCmpData::HashOf(const SPropValue& value) {
+    const ULONG type = PROP_TYPE(value.ulPropTag);
+    if (m_hashedType == PT_UNSPECIFIED) m_hashedType = type;
+    // A range is searched for in the tree; a derived value is looked up anew for each comparison.
+    if (!m_bHashed || m_bDerived || IsRange() || type != m_hashedType) return std::nullopt;
+    return compare::HashValue(value, ValueMethod(), m_textHash);
+}
+
 void CCmpData::FileValue(const TCompareContext& context) {
     const SPropValue& value = *context.pPropValue;
-    const bool keys = !m_bDerived && HasKeys(PROP_TYPE(value.ulPropTag), context.ValueMethod());
-    if (keys) m_textKeys.Begin(value.Value.lpszW, context.ValueMethod());
-    const auto compare = [&](uint32_t node, bool& error) {
-        if (keys) {
-            if (m_textKeys.IsIdentical(node)) return 0;
-            if (const int order = m_textKeys.Compare(node)) return order;
-        }
-        const uint32_t other = m_tree.FirstOf(node);
-        if (!m_bDerived) return fnCompare(context, &m_nodeValues[node], other, error);
-        const TDerivedValue* found = FindDerived(context.items[other], value.ulPropTag);
-        return fnCompare(context, found ? found->value.get() : nullptr, other, error);
-    };
-    const auto [node, equal] = m_tree.Insert(context.item.nIndex, compare);
-    if (node == kNone || equal) {
-        if (keys) m_textKeys.Drop();
-        return;
+    const uint32_t item = context.item.nIndex;
+    CPtrTree::Inserted inserted;
+    const Hash hash = HashOf(value);
+    if (hash) {
+        const auto isEqual = [&](uint32_t node) {
+            return m_tree.FirstOf(node) != kNone && AreEqual(value, m_nodeValues[node], ValueMethod());
+        };
+        inserted = m_tree.InsertKnown(item, m_nodes.Find(*hash, isEqual));
+    } else {
+        EndHashing();
+        inserted = m_tree.Insert(item, [&](uint32_t node, bool& error) {
+            const uint32_t other = m_tree.FirstOf(node);
+            if (!m_bDerived) return fnCompare(context, &m_nodeValues[node], other, error);
+            const TDerivedValue* found = FindDerived(context.items[other], value.ulPropTag);
+            return fnCompare(context, found ? found->value.get() : nullptr, other, error);
+        });
     }
-    Set(m_nodeValues, node, value);
-    if (keys) m_textKeys.Keep(node);
+    if (inserted.node == kNone || inserted.equal) return;
+    Set(m_nodeValues, inserted.node, value);
+    if (hash) m_nodes.Enter(*hash, inserted.node);
     if (PROP_TYPE(value.ulPropTag) != PT_SYSTIME) m_bOnlyTimes = false;
 }
 
+// A head tells streams apart, and equal ones only where it is the whole of both; what it leaves open goes
+// its way through the tree.
 void CCmpData::FileStream(const TCompareContext& context) {
+    const ULONG tag = m_definition->ulPropTag;
+    const uint32_t item = context.item.nIndex;
     CStreamHead head;
-    head.Read(context.lpMessage, m_definition->ulPropTag);
-    const auto compare = [&](uint32_t node, bool& error) {
-        int order;
-        if (CStreamHead::Compare(head, m_nodeHeads[node], m_definition->ulPropTag, &order)) return order;
-        return fnCompareStream(context, m_tree.FirstOf(node), error);
+    head.Read(context.lpMessage, tag);
+    bool decided = true;
+    const auto mayBeEqual = [&](uint32_t node) {
+        int order = 0;
+        decided = CStreamHead::Compare(head, m_nodeHeads[node], tag, &order);
+        return m_tree.FirstOf(node) != kNone && order == 0;
     };
-    const auto [node, equal] = m_tree.Insert(context.item.nIndex, compare);
-    if (node != kNone && !equal) Set(m_nodeHeads, node, std::move(head));
+    CPtrTree::Inserted inserted;
+    const Hash hash = m_bHashed ? head.Hash(tag, m_textHash) : std::nullopt;
+    if (!hash) EndHashing();
+    const uint32_t known = hash ? m_nodes.Find(*hash, mayBeEqual) : kNone;
+    if (hash && (known == kNone || decided)) {
+        inserted = m_tree.InsertKnown(item, known);
+    } else {
+        Settle();
+        inserted = m_tree.Insert(item, [&](uint32_t node, bool& error) {
+            int order;
+            if (CStreamHead::Compare(head, m_nodeHeads[node], tag, &order)) return order;
+            return fnCompareStream(context, m_tree.FirstOf(node), error);
+        });
+    }
+    if (inserted.node == kNone || inserted.equal) return;
+    Set(m_nodeHeads, inserted.node, std::move(head));
+    if (hash) m_nodes.Enter(*hash, inserted.node);
 }
 
 bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue) {
-    const SPropValue& value = *context.pPropValue;
-    const bool keys = HasKeys(PROP_TYPE(value.ulPropTag), context.ValueMethod());
-    if (keys) m_textKeys.Begin(value.Value.MVszW.lppszW[ElementOf(subValue)], context.ValueMethod());
-    const auto compare = [&](uint32_t node, bool& error) {
-        if (keys) {
-            if (m_textKeys.IsIdentical(node)) return 0;
-            if (const int order = m_textKeys.Compare(node)) return order;
-        }
-        const SubValueNode& first = m_nodeSubValues[node];
-        const TDerivedValue* other = FindDerived(context.items[first.item], value.ulPropTag);
-        return fnCompareSubValues(context, subValue, {*other, first.mask}, error);
-    };
-    const auto [node, equal] = m_multiTree.Insert(context.item.nIndex, subValue.mask, compare);
-    if (node == kNone || equal) {
-        if (keys) m_textKeys.Drop();
-        return node != kNone;
+    const uint32_t item = context.item.nIndex;
+    const ULONG tag = context.pPropValue->ulPropTag;
+    const bool isText = PROP_TYPE(tag) == PT_MV_UNICODE;
+    const wchar_t* const text = isText ? TextOf(subValue) : nullptr;
+    CMultiPtrTree::Inserted inserted;
+    const Hash hash = m_bHashed && isText ? compare::HashText(text, ValueMethod(), m_textHash) : std::nullopt;
+    if (hash) {
+        const auto isEqual = [&](uint32_t node) {
+            const wchar_t* const other = m_nodeSubValues[node].text;
+            return m_multiTree.IsHeld(node) &&
+                   (AreIdentical(text, other) || LPCWSTR_Compare(text, other, ValueMethod()) == 0);
+        };
+        inserted = m_multiTree.InsertKnown(item, subValue.mask, m_nodes.Find(*hash, isEqual));
+    } else {
+        EndHashing();
+        inserted = m_multiTree.Insert(item, subValue.mask, [&](uint32_t node, bool& error) {
+            const SubValueNode& first = m_nodeSubValues[node];
+            const TDerivedValue* other = FindDerived(context.items[first.item], tag);
+            return fnCompareSubValues(context, subValue, {*other, first.mask}, error);
+        });
     }
-    Set(m_nodeSubValues, node, {context.item.nIndex, subValue.mask});
-    if (keys) m_textKeys.Keep(node);
+    if (inserted.node == kNone || inserted.equal) return inserted.node != kNone;
+    Set(m_nodeSubValues, inserted.node, {item, subValue.mask, text});
+    if (hash) m_nodes.Enter(*hash, inserted.node);
     return true;
 }
 

@@ -1,20 +1,27 @@
 #pragma once
 // One compared property of a search: the items whose value is filled, sorted into a tree, and those whose
 // value is empty. An item that a comparator could not place is neither.
+//
+// The node of a value is found by a hash where one respects the comparison (most values: texts, times, small
+// numbers), and the tree is owed its way down: matching asks for nodes alone. As soon as a value comes that
+// has no such hash, the tree is settled and every value goes its way through it.
 
 #include <vector>
 
 #include "compare/CDefinitions.h"
+#include "compare/text_hash.h"
 #include "dupsearch/CMultiPtrTree.h"
 #include "dupsearch/CPtrTree.h"
 #include "dupsearch/CStreamHead.h"
-#include "dupsearch/CTextKeys.h"
 #include "dupsearch/comparators.h"
 
 class CCmpData {
   public:
-    CCmpData(TComparyProp& definition, bool bMultiTree)
-        : m_bMultiTree(bMultiTree), m_bDerived(::IsDerived(definition)), m_definition(&definition) {}
+    CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
+        : m_bMultiTree(bMultiTree),
+          m_bDerived(::IsDerived(definition)),
+          m_definition(&definition),
+          m_textHash(textHash) {}
 
     const TComparyProp& Definition() const { return *m_definition; }
     void SetGroup(int nGroup) { m_definition->nGroup = nGroup; }
@@ -42,6 +49,8 @@ class CCmpData {
         return m_bMultiTree ? !m_multiTree.NodesOf(item).empty() : m_tree.NodeOf(item) != kNone;
     }
 
+    /// Of the tree, everything filed so far counted in.
+    const TTreeStatistics& Statistics();
     const CPtrTree& Tree() const { return m_tree; }
     const CMultiPtrTree& MultiTree() const { return m_multiTree; }
     /// The value that stands for a node of the tree of plain values.
@@ -64,9 +73,18 @@ class CCmpData {
     struct SubValueNode {
         uint32_t item;
         uint32_t mask;
+        const wchar_t* text;  // null where elements are no texts
     };
 
+    using Hash = std::optional<uint64_t>;
+
+    ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
+    Hash HashOf(const SPropValue& value);
     bool FileElement(const TCompareContext& context, const TSubValue& subValue);
+    int CompareNodes(uint32_t node, uint32_t other) const;
+    void Settle();
+    /// Some value has no hash: from now on none is used.
+    void EndHashing();
     static void LogRangeErrors();
 
     CPtrTree m_tree;
@@ -81,5 +99,9 @@ class CCmpData {
     std::vector<SPropValue> m_nodeValues;  // points into the first item's values
     std::vector<CStreamHead> m_nodeHeads;
     std::vector<SubValueNode> m_nodeSubValues;
-    CTextKeys m_textKeys;
+
+    CTextHash& m_textHash;
+    CHashIndex m_nodes;     // by the hash of their value
+    bool m_bHashed = true;  // all nodes are in m_nodes
+    ULONG m_hashedType = PT_UNSPECIFIED;
 };

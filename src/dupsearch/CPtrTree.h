@@ -3,7 +3,7 @@
 //
 // Items are known by their number in order of addition (nIndex). The tree owns no values: the comparator
 // knows the new item, and what belongs to a node (its first item's value) is kept by the tree's user under
-// the node's number.
+// the node's number. After InsertKnown, only NodeOf, FirstOf and FindEquals answer before Settle.
 
 #include <vector>
 
@@ -27,8 +27,23 @@ class CPtrTree {
         return {placed.node, !placed.isNew};
     }
 
+    /// The same for an item whose node is known, kNone for one that needs a node of its own, without
+    /// comparing: Settle makes up for that.
+    Inserted InsertKnown(uint32_t item, uint32_t node) {
+        if (item >= m_places.size()) m_places.resize(item + 1);
+        const Inserted inserted{m_tree.Owe(node), node != kNone};
+        Append(inserted.node, item);
+        return inserted;
+    }
+    /// compare: int(node, node), as for CSortTree.
+    template <typename CompareNodes>
+    void Settle(CompareNodes&& compare) {
+        m_tree.Settle(compare);
+    }
+
     /// The item's node, kNone for an item that is not filed.
     uint32_t NodeOf(uint32_t item) const { return item < m_places.size() ? m_places[item].node : kNone; }
+    /// kNone for a node that is gone.
     uint32_t FirstOf(uint32_t node) const { return m_ends[node].first; }
 
     /// The items of the item's node in order of filing, the item among them; none for an item that is not

@@ -62,9 +62,12 @@ void CSortTree::AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const {
     }
 }
 
-uint32_t CSortTree::MakeNode(const Parent& parent, size_t rank) {
-    const uint32_t node = NodeLimit();
+uint32_t CSortTree::NewNode() {
     m_links.emplace_back();
+    return NodeLimit() - 1;
+}
+
+void CSortTree::Hang(uint32_t node, const Parent& parent, size_t rank) {
     if (parent.balanced) m_hanging.push_back({rank, node, parent.node});
     if (parent.node == kNone) {
         m_firstRoot = node;
@@ -72,7 +75,6 @@ uint32_t CSortTree::MakeNode(const Parent& parent, size_t rank) {
         (parent.right ? m_links[parent.node].right : m_links[parent.node].left) = node;
     }
     ++m_statistics.nNodes;
-    return node;
 }
 
 void CSortTree::CountInsertion() {

@@ -10,16 +10,18 @@
 // is the node at (lo + hi) / 2. Nodes made since the last rebuild hang below it by links, so that a rebuild
 // puts only these in their place, which keeps ascending values (a rebuild every few insertions) cheap.
 //
+// A caller that knows without comparing which node a value belongs to, or that it belongs to none, gets the
+// node at once and owes the tree the value's way down: shape and counters do not tell of it before Settle.
+//
 // Nodes are numbered in order of their making; the numbers stay, and what is filed under a node is its
 // owner's. A comparator is int(node, bool& error): the value being placed against the node's; negative: it
 // sorts before.
 
-#include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "dupsearch/CGapArray.h"
-
-inline constexpr uint32_t kNone = 0xFFFFFFFF;
+#include "dupsearch/CHashIndex.h"
 
 struct TTreeStatistics {
     int nNodes = 0;          // distinct values
@@ -42,34 +44,32 @@ class CSortTree {
         bool isNew;
     };
 
-    /// The node that the value belongs to, made when there is none.
+    /// The node that the value belongs to, made when there is none. Nothing may be owed.
     template <typename Compare>
     Placed Place(Compare&& compare) {
-        if (WantsRebuild()) Rebuild();
-        m_statistics.nComparesLast = 0;
-        Branch at = Root();
-        Parent parent;
-        while (!IsEnd(at)) {
-            const uint32_t node = NodeAt(at);
-            bool error = false;
-            ++m_statistics.nComparesLast;
-            const int order = compare(node, error);
-            if (error) return {kNone, false};
-            if (order == 0) {
-                CountInsertion();
-                return {node, false};
-            }
-            parent = {node, order > 0, at.lo < at.hi};
-            at = order < 0 ? Left(at, node) : Right(at, node);
+        return GoDown(compare, kNone);
+    }
+
+    /// The node again, or a new one for kNone; the way down is owed.
+    uint32_t Owe(uint32_t node) {
+        if (node == kNone) node = NewNode();
+        m_owed.push_back(node);
+        return node;
+    }
+    /// Makes up for all that is owed, in order. compare: int(node, node), which cannot fail and is 0 for no
+    /// two nodes.
+    template <typename CompareNodes>
+    void Settle(CompareNodes&& compare) {
+        for (const uint32_t owed : std::exchange(m_owed, {})) {
+            const auto order = [&](uint32_t node, bool&) { return node == owed ? 0 : compare(owed, node); };
+            GoDown(order, owed);
         }
-        const uint32_t node = MakeNode(parent, at.lo);
-        CountInsertion();
-        return {node, true};
     }
 
     /// Visits in order the nodes that compare equal, a range of neighbours: left branches are searched where
     /// the order is 0 or negative, right ones where it is 0 or positive. visit returns false to end the
-    /// search. The result is false when the comparator reported an error, which ends the search too.
+    /// search. The result is false when the comparator reported an error, which ends the search too. Nothing
+    /// may be owed.
     template <typename Compare, typename Visit>
     bool VisitRange(Compare&& compare, Visit&& visit) const {
         std::vector<Pending> pending{{Root(), kNone, 0}};
@@ -92,11 +92,10 @@ class CSortTree {
         return true;
     }
 
-    /// All nodes in order.
+    /// All nodes in order. Nothing may be owed.
     std::vector<uint32_t> InOrder() const;
 
-    /// Takes a node out and rebuilds what is left; its number is not given again. `items`: how many
-    /// insertions go with it.
+    /// Takes a node out and rebuilds what is left; its number is not given again. Nothing may be owed.
     void Erase(uint32_t node);
     /// Insertions taken back from nodes that stay.
     void ForgetInsertions(int items) { m_statistics.nItems -= items; }
@@ -135,6 +134,32 @@ class CSortTree {
         int order;
     };
 
+    /// `known`: the node at the end of the way, where its value is one that Owe has seen.
+    template <typename Compare>
+    Placed GoDown(Compare&& compare, uint32_t known) {
+        if (WantsRebuild()) Rebuild();
+        m_statistics.nComparesLast = 0;
+        Branch at = Root();
+        Parent parent;
+        while (!IsEnd(at)) {
+            const uint32_t node = NodeAt(at);
+            bool error = false;
+            ++m_statistics.nComparesLast;
+            const int order = compare(node, error);
+            if (error) return {kNone, false};
+            if (order == 0) {
+                CountInsertion();
+                return {node, false};
+            }
+            parent = {node, order > 0, at.lo < at.hi};
+            at = order < 0 ? Left(at, node) : Right(at, node);
+        }
+        const uint32_t node = known == kNone ? NewNode() : known;
+        Hang(node, parent, at.lo);
+        CountInsertion();
+        return {node, true};
+    }
+
     Branch Root() const { return {0, m_order.Size(), m_order.Size() == 0 ? m_firstRoot : kNone}; }
     static bool IsEnd(const Branch& at) { return at.lo == at.hi && at.hanging == kNone; }
     static size_t Middle(const Branch& at) { return (at.lo + at.hi - 1) / 2; }
@@ -152,12 +177,14 @@ class CSortTree {
     void Rebuild();
     void Balance();
     void AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const;
-    uint32_t MakeNode(const Parent& parent, size_t rank);
+    uint32_t NewNode();
+    void Hang(uint32_t node, const Parent& parent, size_t rank);
     void CountInsertion();
 
     CGapArray<uint32_t> m_order;
     std::vector<Links> m_links;
     std::vector<Hanging> m_hanging;
+    std::vector<uint32_t> m_owed;
     uint32_t m_firstRoot = kNone;  // of a tree that was never rebuilt
     TTreeStatistics m_statistics;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "store/mapi_extra.h"
 
@@ -25,6 +26,13 @@ bool CStreamHead::StartsEmpty(ULONG type) const {
     if (type == PT_UNICODE) return Wide()[0] == 0;
     if (type == PT_STRING8) return m_bytes[0] == 0;
     return m_count == 0;
+}
+
+std::optional<uint64_t> CStreamHead::Hash(ULONG tag, CTextHash& texts) const {
+    const ULONG type = PROP_TYPE(tag);
+    if (!m_known || StartsEmpty(type)) return std::nullopt;
+    if (type == PT_UNICODE) return texts.Hash(Wide(), cmExact);
+    return std::hash<std::string_view>()({m_bytes.data(), m_count});
 }
 
 bool CStreamHead::Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order) {

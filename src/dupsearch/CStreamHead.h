@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "compare/text_hash.h"
 #include "store/resources.h"
 
 class CStreamHead {
@@ -10,7 +11,8 @@ class CStreamHead {
     /// Reads the chunk as a comparison of streams does. Writes no line: what cannot be read here is left
     /// unknown, and the comparison itself says why.
     void Read(IMessage* item, ULONG tag);
-    bool IsKnown() const { return m_known; }
+    /// Heads that compare equal have the same hash; none where a head decides nothing.
+    std::optional<uint64_t> Hash(ULONG tag, CTextHash& texts) const;
 
     /// The comparison of two streams from their heads alone: true when these decide.
     static bool Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order);

@@ -15,7 +15,8 @@ struct TPreparation {
         : definitions(pristine), rules(std::move(exceptionRules)) {}
     TPreparation(const TPreparation&) = delete;
 
-    CDefinitions definitions;                            // with tags resolved, methods and groups settled
+    CDefinitions definitions;  // with tags resolved, methods and groups settled
+    CTextHash textHash;
     std::vector<std::unique_ptr<CCmpData>> compareData;  // in the order of the definitions
     CTagArray plainTags;
     CTagArray streamTags;

@@ -25,7 +25,7 @@ unsigned TypeOf(const TSubValue& subValue) {
 
 }  // namespace
 
-ECompareMethod TCompareContext::ValueMethod() const {
+ECompareMethod ValueMethod(const TComparyProp& definition) {
     switch (definition.nCompareMethod) {
         case cmApntAlldaylikeSubject:
         case cmApntAlldaylikeStart:
@@ -51,7 +51,7 @@ int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t 
         return 1;
     }
     long order = 0;
-    if (!compare::ComparePropValues(context.pPropValue, other, &order, context.ValueMethod()))
+    if (!compare::ComparePropValues(context.pPropValue, other, &order, ValueMethod(context.definition)))
         return Fail(error);
     return static_cast<int>(order);
 }
@@ -110,7 +110,7 @@ int fnCompareSubValues(const TCompareContext& context, const TSubValue& mine, co
     }
     int order = 0;
     const int ret = PV_SubCompare(mine.derived.value->Value, ElementOf(mine), other.derived.value->Value,
-                                  ElementOf(other), type, context.ValueMethod(), &order);
+                                  ElementOf(other), type, ValueMethod(context.definition), &order);
     if (ret != 0) {
         g_Log.Error(kTag, "CompareSubValues failed, ret = 0x%x\n", static_cast<unsigned>(ret));
         return Fail(error);

@@ -15,10 +15,11 @@ struct TCompareContext {
     const TItem& item;
     const SPropValue* pPropValue = nullptr;  // null for a stream
     IMessage* lpMessage = nullptr;
-
-    /// The method as the value comparison gets it: the search's own methods have acted on the values already.
-    ECompareMethod ValueMethod() const;
 };
+
+/// A definition's method as the value comparison gets it: the search's own methods have acted on the values
+/// already.
+ECompareMethod ValueMethod(const TComparyProp& definition);
 
 int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t otherItem, bool& error);
 int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& error);

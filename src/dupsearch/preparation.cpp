@@ -55,7 +55,8 @@ void PrepareDerived(TPreparation& p, TComparyProp& definition, bool bGrouped) {
     if (definition.nID == int{propexRecipients} && definition.nCompareMethod == cmExact) {
         definition.nCompareMethod = cmRecipients;
     }
-    p.compareData.push_back(std::make_unique<CCmpData>(definition, definition.nID <= int{propexAnyPhone}));
+    p.compareData.push_back(
+        std::make_unique<CCmpData>(definition, definition.nID <= int{propexAnyPhone}, p.textHash));
     p.derivedIds.push_back(static_cast<unsigned>(definition.nID));
     LogUse(definition, bGrouped, L"Use cmp propex(key=\"%s\", name=\"%s\")\n",
            L"Use cmp propex(group=%d, key=\"%s\", name=\"%s\")\n");
@@ -67,7 +68,7 @@ void PrepareCompared(TPreparation& p, TComparyProp& definition, bool bGrouped) {
                      NameOf(definition));
         return;
     }
-    p.compareData.push_back(std::make_unique<CCmpData>(definition, false));
+    p.compareData.push_back(std::make_unique<CCmpData>(definition, false, p.textHash));
     const ULONG plainTags = p.plainTags.Count();
     AppendTag(definition, p.plainTags, p.streamTags);
     if (p.plainTags.Count() > plainTags) p.plainDefinitions.push_back(&definition);

@@ -58,8 +58,7 @@ class SearchTest : public MailboxTest {
         }
         if (search.Items().Count() == 0) return out.str();
         for (const auto& data : search.Preparation()->compareData) {
-            const TTreeStatistics& s =
-                data->IsMultiTree() ? data->MultiTree().Statistics() : data->Tree().Statistics();
+            const TTreeStatistics& s = data->Statistics();
             out << s.nNodes << " " << s.nItems << " " << s.nComparesTotal << " " << s.nComparesLast << " "
                 << s.nRebuilds << " " << s.nMeasured << " " << s.fEfficiencySum << ":";
             for (uint32_t i = 0; i <= search.Items().Count(); ++i) {

@@ -41,7 +41,8 @@ class MatchedItems {
             m_nGroups = std::max(m_nGroups, d.nGroup + 1);
         }
         std::shuffle(m_definitions.begin(), m_definitions.end(), random);
-        for (TComparyProp& d : m_definitions) m_data.push_back(std::make_unique<CCmpData>(d, false));
+        for (TComparyProp& d : m_definitions)
+            m_data.push_back(std::make_unique<CCmpData>(d, false, m_textHash));
         m_matching =
             std::make_unique<CMatching>(m_data, identical ? saIdentical : saSimilar, grouped, m_nGroups);
         if (!grouped) m_nGroups = -1;
@@ -228,6 +229,7 @@ class MatchedItems {
     const bool m_identical;
     int m_nGroups = 0;  // -1: not grouped
     std::vector<TComparyProp> m_definitions;
+    CTextHash m_textHash;
     CProfiles::CompareData m_data;
     CItems m_items;
     std::vector<std::vector<SPropValue>> m_values;  // by item and property

@@ -1,0 +1,59 @@
+#pragma once
+// Numbers looked up by a hash of what they stand for. Owns nothing but the numbers; what they stand for is the
+// user's to compare. A number, once entered, stays.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+inline constexpr uint32_t kNone = 0xFFFFFFFF;
+
+class CHashIndex {
+  public:
+    /// A number entered under this hash for which isEqual(number) holds, kNone when there is none.
+    template <typename IsEqual>
+    uint32_t Find(uint64_t hash, IsEqual&& isEqual) const {
+        if (m_slots.empty()) return kNone;
+        const uint32_t mixed = Mix(hash);
+        for (size_t i = mixed & Mask(); m_slots[i].number != kNone; i = (i + 1) & Mask()) {
+            if (m_slots[i].hash == mixed && isEqual(m_slots[i].number)) return m_slots[i].number;
+        }
+        return kNone;
+    }
+
+    void Enter(uint64_t hash, uint32_t number) {
+        if (m_slots.size() * 3 < (m_used + 1) * 4) Grow();
+        Put({Mix(hash), number});
+        ++m_used;
+    }
+
+  private:
+    struct Slot {
+        uint32_t hash;
+        uint32_t number;  // kNone: free
+    };
+
+    static uint32_t Mix(uint64_t hash) {
+        hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93u;
+        return static_cast<uint32_t>(hash >> 32);
+    }
+    size_t Mask() const { return m_slots.size() - 1; }
+
+    void Put(Slot slot) {
+        size_t i = slot.hash & Mask();
+        while (m_slots[i].number != kNone) i = (i + 1) & Mask();
+        m_slots[i] = slot;
+    }
+
+    void Grow() {
+        std::vector<Slot> slots(std::max<size_t>(16, 2 * m_slots.size()), Slot{0, kNone});
+        m_slots.swap(slots);
+        for (const Slot& slot : slots) {
+            if (slot.number != kNone) Put(slot);
+        }
+    }
+
+    std::vector<Slot> m_slots;  // a power of two of them, at most three quarters in use
+    size_t m_used = 0;
+};
