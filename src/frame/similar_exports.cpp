@@ -1,5 +1,7 @@
 // Exports of the similar-contact search.
 
+#include <memory>
+
 #include "frame/trace.h"
 #include "quorvel.h"
 #include "similar/CSimilarSearch.h"
@@ -56,9 +58,9 @@ unsigned CheckFast(void* handle, const char* entryId, unsigned* verdict, unsigne
 
 void* SimilarSearch_Create(IMAPISession* session, const char* storeEntryId, unsigned int countMode) {
     Trace("SimilarSearch_Create");
-    auto* search = new CSimilarSearch();
+    auto search = std::make_unique<CSimilarSearch>();
     search->Create(session, storeEntryId, countMode);
-    return search;
+    return search.release();
 }
 
 void SimilarSearch_Delete(void* handle) {

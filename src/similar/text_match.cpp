@@ -161,21 +161,14 @@ TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forwar
 }
 
 bool StrEqual(const TFieldText& a, const TFieldText& b, ECompareMethod method, ECompareMethod* matched) {
-    constexpr ECompareMethod kDigitsMethods[] = {Last7Digits, Last7Digits1Miss, Last7Digits1Diff};
-    ECompareMethod found = method;
-    bool equal = false;
-    if (method == Last7DigitsAnyMethod) {
-        for (ECompareMethod digits : kDigitsMethods) {
-            if (!StrEqualOnly(a, b, digits)) continue;
-            found = digits;
-            equal = true;
-            break;
-        }
-    } else {
-        equal = StrEqualOnly(a, b, method);
+    if (matched) *matched = method;
+    if (method != Last7DigitsAnyMethod) return StrEqualOnly(a, b, method);
+    for (ECompareMethod digits : {Last7Digits, Last7Digits1Miss, Last7Digits1Diff}) {
+        if (!StrEqualOnly(a, b, digits)) continue;
+        if (matched) *matched = digits;
+        return true;
     }
-    if (equal && matched) *matched = found;
-    return equal;
+    return false;
 }
 
 bool StrEqual(const wchar_t* a, const wchar_t* b, ECompareMethod method, ECompareMethod* matched) {

@@ -35,9 +35,8 @@ struct TFieldText {
 /// is room to work in.
 TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts,
                        std::vector<unsigned char>* scratch);
-/// Whether two texts prepared for this method match. *matched, when given, receives the member of the
-/// Last7Digits family that matched, for every other method the method itself; it is untouched when nothing
-/// matched.
+/// Whether two texts prepared for this method match. *matched, when given, receives the method; of
+/// Last7DigitsAnyMethod the member of its family that matched.
 bool StrEqual(const TFieldText& a, const TFieldText& b, ECompareMethod method,
               ECompareMethod* matched = nullptr);
 /// The same for any two texts. A method outside 0 to 8 asserts and works as Exact.

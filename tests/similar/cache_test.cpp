@@ -318,6 +318,22 @@ TEST_F(SimilarEmails, StayAsTheyAreWithoutAnAddressBook) {
     EXPECT_EQ(log.Lines(), LogLines({Error("CacheItem", "OpenAddressBook failed, error = 0x8004011d\n")}));
 }
 
+// A provider that did not load leaves an address book that works.
+TEST_F(SimilarEmails, AnAddressBookThatOpensWithAWarningIsUsed) {
+    mailbox::Fault fault;
+    fault.method = "IMAPISession::OpenAddressBook";
+    fault.result = MAPI_W_ERRORS_RETURNED;
+    fault.perform = true;
+    Search search(Session(), Store().Id());
+    search.SetSearchBy(Open(Add({{L"E-mail", L"one@example.org"}})).Get());
+    mailbox::calls::Fail(fault);
+    CapturedLog log;
+    EXPECT_EQ(search.Check(Open(AddBookContact({"one@example.org"})).Get()).text,
+              L"Similar. // E-mail // LastNameOK");
+    EXPECT_EQ(log.Lines(), LogLines());
+    EXPECT_EQ(mailbox::calls::Struck(), 1u);
+}
+
 TEST_F(SimilarEmails, SayWhyTheyHaveNoSmtpForm) {
     Search search(Session(), Store().Id());
     CapturedLog log;

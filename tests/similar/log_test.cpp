@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "store/mapi_extra.h"
 #include "tests/similar/SimilarFixture.h"
 #include "tests/support/CapturedLog.h"
 
@@ -187,6 +188,17 @@ TEST_F(SimilarLog, PlaceholderDatesAreSkippedWithOneLine) {
                 {{L"Last Name", L"Smith"}, {L"Birthday", c.other}});
         EXPECT_EQ(log.Lines(), LogLines({{sevError, "CSimilarSearch.CmpBADateProp", c.line}}));
     }
+}
+
+TEST_F(SimilarLog, DatesBeyondTheCalendarMatchNothingAndAssert) {
+    const TestItem item = Add({{L"Last Name", L"Smith"}}).Time(PR_BIRTHDAY, {0xFFFFFFFF, 0xFFFFFFFF});
+    Search search(Session(), Store().Id());
+    search.SetSearchBy(Open(item).Get());
+    CapturedLog log;
+    EXPECT_EQ(search.CheckFast(item.Id()).fields, L"Last Name");
+    const LogLines lines = log.Lines(sevError, "CSimilarSearch.CmpBADateProp");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_NE(lines[0].text.find("\"FileTimeToSystemTime\" is false"), std::string::npos) << lines[0].text;
 }
 
 // A fresh copy of the library in a process of its own state writes its rules, once.

@@ -260,6 +260,14 @@ TEST(TextMatch, DecidesAsAPersonWould) {
             << Show(c.a) << " and " << Show(c.b) << ", " << c.method;
 }
 
+TEST(TextMatch, WithoutAMatchTheMethodAskedForIsGivenBack) {
+    for (int method = Exact; method <= HttpUrlCompare; ++method) {
+        ECompareMethod matched = Unequal;
+        EXPECT_FALSE(StrEqual(L"Ann 12345", L"Walter 98", static_cast<ECompareMethod>(method), &matched));
+        EXPECT_EQ(matched, method);
+    }
+}
+
 TEST(TextMatch, UnknownMethodAssertsAndWorksAsExact) {
     for (int method : {-2, -1, 9, 10}) {
         CapturedLog log;
