@@ -115,7 +115,7 @@ bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
     }
     if (!entryId) entryId = "";
     if (const auto cached = m_cache.find(std::string_view(entryId)); cached != m_cache.end()) {
-        FinishCheck(cached->second.get(), nullptr, false, result);
+        FinishCheck(&cached->second, nullptr, false, result);
         return true;
     }
     const ComPtr<IMessage> item = OpenItem(entryId);
@@ -145,16 +145,12 @@ void CSimilarSearch::FinishCheck(TItemProps* props, IMessage* item, bool fresh, 
 }
 
 bool CSimilarSearch::RemoveFromCache(const char* entryId, bool force) {
-    const auto cached = m_cache.find(std::string_view(entryId ? entryId : ""));
-    if (cached == m_cache.end()) return true;
-    if (cached->second.get() == m_pSearchByProps) {
-        if (!force) {
-            g_Log.Error("CSimilarSearch.RemoveFromCache", "Cant remove SearchByItem\n");
-            return false;
-        }
-        m_pSearchByProps = nullptr;
+    const std::string_view key = entryId ? entryId : "";
+    if (!force && m_pSearchByProps && m_pSearchByProps->entryId == key) {
+        g_Log.Error("CSimilarSearch.RemoveFromCache", "Cant remove SearchByItem\n");
+        return false;
     }
-    m_cache.erase(cached);
+    Forget(key);
     return true;
 }
 

@@ -6,7 +6,7 @@
 // by one thread at a time.
 
 #include <map>
-#include <memory>
+#include <memory_resource>
 
 #include "compare/CTagArray.h"
 #include "similar/TCmpData.h"
@@ -58,6 +58,8 @@ class CSimilarSearch {
     const char* MatchedFieldsA();
 
   private:
+    using TCache = std::pmr::map<std::pmr::string, TItemProps, std::less<>>;
+
     static constexpr size_t kVerdictCapacity = 2048;
     static constexpr size_t kMatchedFieldsCapacity = 256;
     static constexpr size_t kLabelCapacity = 64;
@@ -69,8 +71,9 @@ class CSimilarSearch {
 
     // Reading contacts (item_cache.cpp)
     TItemProps* CacheItem(IMessage* item, bool* fromCache);
+    bool Forget(std::string_view entryId);
     bool ReadItemInfo(IMessage* item, TItemInfo* info);
-    std::unique_ptr<TItemProps> ReadItem(IMessage* item, TItemInfo info);
+    MapiBuffer<SPropValue> ReadValues(IMessage* item);
     void ReadSmtpEmails(IMessage* item, TItemProps* props);
     void ReadBody(IMessage* item, TItemProps* props);
     IAddrBook* AddressBook();
@@ -133,7 +136,11 @@ class CSimilarSearch {
     CTagArray m_lpPropsTags;  // empty until the first contact is read
     ULONG m_ulFileAsTag = 0;
     TSimilarPropIndexes m_indexes;
-    std::map<std::string, std::unique_ptr<TItemProps>, std::less<>> m_cache;
+    // Contacts live long and their parts are small. A heap that searches its free blocks in a row, as some do,
+    // would look at the gaps between those parts each time that the platform asks for a buffer; together in a
+    // few large blocks they leave none.
+    std::pmr::unsynchronized_pool_resource m_memory;
+    TCache m_cache{&m_memory};
     TItemProps* m_pSearchByProps = nullptr;  // in the cache
     unsigned m_nSearchByPos = 0;
     std::vector<TComparyProp> m_otherFields;

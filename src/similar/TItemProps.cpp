@@ -78,7 +78,7 @@ void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSi
     m_texts.emplace_back();
     for (size_t i = 0; i < fields.size(); ++i)
         if (m_slots[i] != kNoText && m_slots[i] != kWrongType)
-            m_texts.push_back(PrepareText(texts[i], MethodsOf(static_cast<int>(i)), &m_parts, scratch));
+            m_texts.push_back(PrepareText(texts[i], MethodsOf(static_cast<int>(i)), &m_kept, scratch));
 }
 
 }  // namespace similar

@@ -2,7 +2,8 @@
 // What the similar search keeps of a contact: its identity, the values of the compared fields, and what
 // comparisons need of them, worked out once.
 //
-// Owns everything that it refers to. Texts that it gives out live as long as it does.
+// Owns everything that it refers to. Texts that it gives out live as long as it does. What it keeps besides the
+// platform's values comes from one memory resource, which outlives it.
 
 #include <windows.h>
 #include <mapidefs.h>
@@ -17,9 +18,12 @@ namespace similar {
 
 /// Who a contact is and which version of it.
 struct TItemInfo {
-    std::string entryId;  // upper-case hexadecimal text
-    std::wstring fileAs;
-    std::wstring fullName;
+    explicit TItemInfo(std::pmr::memory_resource* memory)
+        : entryId(memory), fileAs(memory), fullName(memory) {}
+
+    std::pmr::string entryId;  // upper-case hexadecimal text
+    std::pmr::wstring fileAs;
+    std::pmr::wstring fullName;
     FILETIME lastModification{};  // 0 when unreadable
 };
 
@@ -27,8 +31,14 @@ struct TItemProps : TItemInfo {
     static constexpr size_t kEmails = 3;
     static constexpr size_t kStoredBody = 511;
 
+    /// Takes its memory from where the identity has it.
     TItemProps(TItemInfo info, ULONG count, MapiBuffer<SPropValue> read)
-        : TItemInfo(std::move(info)), valueCount(count), values(std::move(read)) {}
+        : TItemInfo(std::move(info)),
+          valueCount(count),
+          values(std::move(read)),
+          body(fullName.get_allocator()),
+          m_texts(fullName.get_allocator()),
+          m_kept(fullName.get_allocator()) {}
     TItemProps(const TItemProps&) = delete;
     TItemProps& operator=(const TItemProps&) = delete;
 
@@ -36,11 +46,10 @@ struct TItemProps : TItemInfo {
     long otherFilledCount = -1;  // -1 until counted
     ULONG valueCount;            // one value a field, in order of the field list
     MapiBuffer<SPropValue> values;
-    const wchar_t* smtpEmails[kEmails] = {L"", L"", L""};  // into the values, or into ownedEmails
-    std::wstring ownedEmails[kEmails];
-    std::wstring body;   // the start of the trimmed body, at most kStoredBody characters
-    int bodyLength = 0;  // of the whole trimmed body
-    ULONG bodyHash = 0;  // of the whole trimmed body in lower case
+    const wchar_t* smtpEmails[kEmails] = {L"", L"", L""};  // into the values, or kept
+    std::pmr::wstring body;  // the start of the trimmed body, at most kStoredBody characters
+    int bodyLength = 0;      // of the whole trimmed body
+    ULONG bodyHash = 0;      // of the whole trimmed body in lower case
 
     /// The time of a field, null when it has none. A value of another type leaves an error line.
     const FILETIME* ft(int field) const;
@@ -50,6 +59,8 @@ struct TItemProps : TItemInfo {
     /// The text of a field as it is compared and shown: an e-mail in its SMTP form.
     const TFieldText& Text(int field) const;
 
+    /// Keeps a copy of a text.
+    const wchar_t* Keep(const wchar_t* text) { return m_kept.emplace_front(text).c_str(); }
     /// Keeps the trimmed text of a body, which it changes.
     void TakeBody(wchar_t* text, size_t length);
     bool HasSameBody(const TItemProps& other) const;
@@ -64,8 +75,8 @@ struct TItemProps : TItemInfo {
     static constexpr TSlot kWrongType = 255;
 
     TSlot m_slots[kFieldCapacity] = {};
-    std::vector<TFieldText> m_texts;
-    std::forward_list<std::wstring> m_parts;
+    std::pmr::vector<TFieldText> m_texts;
+    TKeptTexts m_kept;
 };
 
 }  // namespace similar

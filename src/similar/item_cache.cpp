@@ -21,41 +21,40 @@ constexpr LONG kFileAsId = 0x8005;
 
 enum EInfo : ULONG { infoEntryId, infoLastModification, infoFileAs, infoFullName, infoCount };
 
-std::string HexOf(const SBinary& bytes) {
-    if (!bytes.lpb) return {};
-    std::string text(2 * size_t{bytes.cb} + 1, '\0');
-    BytesToHex(bytes.lpb, bytes.cb, text.data());
-    text.pop_back();
-    return text;
+void TakeHex(const SBinary& bytes, std::pmr::string* text) {
+    if (!bytes.lpb) return;
+    text->resize(2 * size_t{bytes.cb} + 1);
+    BytesToHex(bytes.lpb, bytes.cb, text->data());
+    text->pop_back();
 }
 
 /// The text of a name; empty when the contact has none. format reports any other reason.
-std::wstring NameOf(const SPropValue& value, const char* format) {
-    if (PROP_TYPE(value.ulPropTag) == PT_UNICODE) return value.Value.lpszW ? value.Value.lpszW : L"";
+const wchar_t* NameOf(const SPropValue& value, const char* format) {
+    if (PROP_TYPE(value.ulPropTag) == PT_UNICODE) return OrEmpty(value.Value.lpszW);
     if (PROP_TYPE(value.ulPropTag) != PT_ERROR || value.Value.err != MAPI_E_NOT_FOUND)
         g_Log.Error(kReadInfoTag, format, static_cast<unsigned>(value.Value.err));
-    return {};
+    return L"";
 }
 
 bool SameTime(const FILETIME& a, const FILETIME& b) {
     return a.dwLowDateTime == b.dwLowDateTime && a.dwHighDateTime == b.dwHighDateTime;
 }
 
-/// The SMTP form that the address book gives; empty, with a warning, when it gives none.
-std::wstring ReadSmtpEmail(IAddrBook* addressBook, IMessage* item, int slot) {
+/// The SMTP form that the address book gives; null, with a warning, when it gives none.
+MapiBuffer<SPropValue> ReadSmtpEmail(IAddrBook* addressBook, IMessage* item, int slot) {
     MapiBuffer<SPropValue> value;
     const HRESULT hr = ContactItem_SmtpEmail(addressBook, item, slot, true, Out(value));
     const ULONG type = value ? PROP_TYPE(value->ulPropTag) : PT_ERROR;
     const bool missing = value && type == PT_ERROR && value->Value.err == MAPI_E_NOT_FOUND;
     if (!store::IsReadSuccess(hr) || (type != PT_UNICODE && !missing)) {
         g_Log.Warning(kCacheTag, "Cant read email in smtp format\n");
-        return {};
+        return nullptr;
     }
     if (missing || !value->Value.lpszW || !*value->Value.lpszW) {
         g_Log.Warning(kCacheTag, "smtp email is empty\n");
-        return {};
+        return nullptr;
     }
-    return value->Value.lpszW;
+    return value;
 }
 
 }  // namespace
@@ -71,28 +70,45 @@ CTagArray ResolveTags(IMessage* item, std::vector<TComparyProp>* definitions) {
 TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     *fromCache = false;
     if (item && m_lpPropsTags.Count() == 0) m_lpPropsTags = ResolveTags(item, &m_fields);
-    TItemInfo info;
+    TItemInfo info(&m_memory);
     if (!item || !ReadItemInfo(item, &info)) {
         g_Log.Error(kCacheTag, "ReadItemInfo failed\n");
         return nullptr;
     }
-    bool isSearchBy = false;
-    if (const auto cached = m_cache.find(info.entryId); cached != m_cache.end()) {
-        TItemProps* props = cached->second.get();
-        if (SameTime(props->lastModification, info.lastModification)) {
-            *fromCache = true;
-            return props;
-        }
-        isSearchBy = props == m_pSearchByProps;
-        if (isSearchBy) m_pSearchByProps = nullptr;
-        m_cache.erase(cached);
+    if (const auto cached = m_cache.find(info.entryId);
+        cached != m_cache.end() && SameTime(cached->second.lastModification, info.lastModification)) {
+        *fromCache = true;
+        return &cached->second;
     }
-    std::unique_ptr<TItemProps> read = ReadItem(item, std::move(info));
-    if (!read) return nullptr;
-    std::unique_ptr<TItemProps>& kept = m_cache[read->entryId];
-    kept = std::move(read);
-    if (isSearchBy) m_pSearchByProps = kept.get();
-    return kept.get();
+    bool isSearchBy = Forget(info.entryId);
+    MapiBuffer<SPropValue> values = ReadValues(item);
+    if (!values) return nullptr;
+
+    TCache read(&m_memory);  // aside until it is complete
+    std::pmr::string key(info.entryId, &m_memory);
+    TItemProps& props =
+        read.try_emplace(std::move(key), std::move(info), m_lpPropsTags.Count(), std::move(values))
+            .first->second;
+    ReadSmtpEmails(item, &props);
+    ReadBody(item, &props);
+    compare::CountProps2(props.values.get(), props.valueCount, &props.filledCount, nullptr);
+    props.PrepareTexts(m_fields, m_indexes, &m_scratch);
+
+    // While the platform read, the host may have been called, and have cached the contact by itself.
+    isSearchBy = Forget(props.entryId) || isSearchBy;
+    TItemProps& kept = m_cache.insert(read.extract(read.begin())).position->second;
+    if (isSearchBy) m_pSearchByProps = &kept;
+    return &kept;
+}
+
+/// True when the contact was the search-by contact: there is none then.
+bool CSimilarSearch::Forget(std::string_view entryId) {
+    const auto cached = m_cache.find(entryId);
+    if (cached == m_cache.end()) return false;
+    const bool isSearchBy = &cached->second == m_pSearchByProps;
+    if (isSearchBy) m_pSearchByProps = nullptr;
+    m_cache.erase(cached);
+    return isSearchBy;
 }
 
 bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
@@ -122,7 +138,7 @@ bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
                     static_cast<unsigned>(entryId.Value.err));
         return false;
     }
-    info->entryId = HexOf(entryId.Value.bin);
+    TakeHex(entryId.Value.bin, &info->entryId);
     if (info->entryId.empty()) {
         g_Log.Error(kReadInfoTag, "Error: EntryID is empty\n");
         return false;
@@ -137,7 +153,8 @@ bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
     return true;
 }
 
-std::unique_ptr<TItemProps> CSimilarSearch::ReadItem(IMessage* item, TItemInfo info) {
+/// Null when the values cannot be read, else one for each field.
+MapiBuffer<SPropValue> CSimilarSearch::ReadValues(IMessage* item) {
     ULONG count = 0;
     MapiBuffer<SPropValue> values;
     const HRESULT hr = store::GetPropValues(item, m_lpPropsTags.Get(), &count, Out(values));
@@ -150,12 +167,7 @@ std::unique_ptr<TItemProps> CSimilarSearch::ReadItem(IMessage* item, TItemInfo i
                     static_cast<int>(m_lpPropsTags.Count()));
         return nullptr;
     }
-    auto props = std::make_unique<TItemProps>(std::move(info), count, std::move(values));
-    ReadSmtpEmails(item, props.get());
-    ReadBody(item, props.get());
-    compare::CountProps2(props->values.get(), count, &props->filledCount, nullptr);
-    props->PrepareTexts(m_fields, m_indexes, &m_scratch);
-    return props;
+    return values;
 }
 
 void CSimilarSearch::ReadSmtpEmails(IMessage* item, TItemProps* props) {
@@ -165,8 +177,8 @@ void CSimilarSearch::ReadSmtpEmails(IMessage* item, TItemProps* props) {
         if (!email || !*email || wcschr(email, L'@')) continue;
         IAddrBook* addressBook = AddressBook();
         if (!addressBook) continue;
-        props->ownedEmails[i] = ReadSmtpEmail(addressBook, item, static_cast<int>(i + 1));
-        if (!props->ownedEmails[i].empty()) props->smtpEmails[i] = props->ownedEmails[i].c_str();
+        const MapiBuffer<SPropValue> smtp = ReadSmtpEmail(addressBook, item, static_cast<int>(i + 1));
+        if (smtp) props->smtpEmails[i] = props->Keep(smtp->Value.lpszW);
     }
 }
 

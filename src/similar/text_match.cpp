@@ -127,12 +127,12 @@ bool ComparesPart(ECompareMethod method) {
 }
 
 /// The part of a text that a method compares, into parts; none for most methods.
-TText PartOf(const wchar_t* text, ECompareMethod method, std::forward_list<std::wstring>* parts) {
+TText PartOf(const wchar_t* text, ECompareMethod method, TKeptTexts* parts) {
     if (IsDigitsMethod(method)) {
         wchar_t buffer[kPhoneDigits + 1];
         parts->emplace_front(ExtractLastDigits(text, buffer, kPhoneDigits));
     } else if (method == HttpUrlCompare) {
-        parts->push_front(NormalizeUrl(text));
+        parts->emplace_front(NormalizeUrl(text));
     } else {
         return {};
     }
@@ -149,7 +149,7 @@ size_t KeyOf(const wchar_t* text, std::vector<unsigned char>* scratch) {
 
 }  // namespace
 
-TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts,
+TFieldText PrepareText(const wchar_t* text, const TMethods& methods, TKeptTexts* parts,
                        std::vector<unsigned char>* scratch) {
     TFieldText prepared{PlainText(text), {}};
     if (prepared.IsEmpty()) return prepared;
@@ -173,7 +173,7 @@ bool StrEqual(const TFieldText& a, const TFieldText& b, ECompareMethod method, E
 
 bool StrEqual(const wchar_t* a, const wchar_t* b, ECompareMethod method, ECompareMethod* matched) {
     g_Log.Assert(method >= Exact && method <= HttpUrlCompare, "StrEqual", __LINE__, "method is 0 to 8");
-    std::forward_list<std::wstring> parts;
+    TKeptTexts parts;
     const TFieldText preparedA{PlainText(a), PartOf(a, method, &parts)};
     const TFieldText preparedB{PlainText(b), PartOf(b, method, &parts)};
     return StrEqual(preparedA, preparedB, method, matched);

@@ -6,6 +6,7 @@
 // refers to them.
 
 #include <forward_list>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,9 +32,12 @@ struct TFieldText {
     bool IsEmpty() const { return whole.length == 0; }
 };
 
+/// Texts that somebody keeps for others to refer to.
+using TKeptTexts = std::pmr::forward_list<std::pmr::wstring>;
+
 /// Prepares a text for many comparisons under the given methods. Its part, if any, is kept in parts. scratch
 /// is room to work in.
-TFieldText PrepareText(const wchar_t* text, const TMethods& methods, std::forward_list<std::wstring>* parts,
+TFieldText PrepareText(const wchar_t* text, const TMethods& methods, TKeptTexts* parts,
                        std::vector<unsigned char>* scratch);
 /// Whether two texts prepared for this method match. *matched, when given, receives the method; of
 /// Last7DigitsAnyMethod the member of its family that matched.

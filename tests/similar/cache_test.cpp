@@ -364,7 +364,7 @@ TEST(CachedBody, KeepsItsStartItsLengthAndItsHash) {
         {L"\n" + std::wstring(600, L'x'), 600, 511},
     };
     for (const auto& c : kCases) {
-        TItemProps props(TItemInfo(), 0, nullptr);
+        TItemProps props(TItemInfo(std::pmr::get_default_resource()), 0, nullptr);
         std::wstring text = c.text;
         props.TakeBody(text.data(), text.size());
         EXPECT_EQ(props.bodyLength, c.length);
@@ -384,7 +384,7 @@ TEST_F(SimilarCache, ValuesOfAWrongTypeAreEmptyAndSaySo) {
     values.get()[2] = {PROP_TAG(PT_UNICODE, 0x3A06), 0, {}};
     wchar_t text[] = L"Ann";
     values.get()[2].Value.lpszW = text;
-    const TItemProps props(TItemInfo(), 3, std::move(values));
+    const TItemProps props(TItemInfo(std::pmr::get_default_resource()), 3, std::move(values));
 
     CapturedLog log;
     EXPECT_EQ(props.szw(0), nullptr);

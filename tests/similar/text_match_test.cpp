@@ -113,7 +113,7 @@ int Match(const std::wstring& a, const std::wstring& b, int method) {
 
 /// The same over texts prepared for a field with these methods.
 int MatchPrepared(const std::wstring& a, const std::wstring& b, int method, const TMethods& methods) {
-    std::forward_list<std::wstring> parts;
+    TKeptTexts parts;
     std::vector<unsigned char> scratch;
     const TFieldText textA = PrepareText(a.c_str(), methods, &parts, &scratch);
     const TFieldText textB = PrepareText(b.c_str(), methods, &parts, &scratch);
