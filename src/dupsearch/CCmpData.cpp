@@ -78,19 +78,20 @@ void CCmpData::EndHashing() {
     m_bHashed = false;
 }
 
-CCmpData::Hash CCmpData::HashOf(const SPropValue& value) {
-    const ULONG type = PROP_TYPE(value.ulPropTag);
-    if (m_hashedType == PT_UNSPECIFIED) m_hashedType = type;
+CCmpData::Hash CCmpData::HashOf(const SPropValue& value) const {
     // A range is searched for in the tree; a derived value is looked up anew for each comparison.
-    if (!m_bHashed || m_bDerived || IsRange() || type != m_hashedType) return std::nullopt;
-    return compare::HashValue(value, ValueMethod(), m_textHash);
+    if (!m_bHashed || m_bDerived || IsRange()) return std::nullopt;
+    if (m_hashedType != PT_UNSPECIFIED && m_hashedType != PROP_TYPE(value.ulPropTag)) return std::nullopt;
+    const Hash hash = compare::HashValue(value, ValueMethod(), m_textHash);
+    if (hash) m_nodes.Prepare(*hash);
+    return hash;
 }
 
-void CCmpData::FileValue(const TCompareContext& context) {
+void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
     const SPropValue& value = *context.pPropValue;
     const uint32_t item = context.item.nIndex;
+    m_hashedType = PROP_TYPE(value.ulPropTag);
     CPtrTree::Inserted inserted;
-    const Hash hash = HashOf(value);
     if (hash) {
         const auto isEqual = [&](uint32_t node) {
             return m_tree.FirstOf(node) != kNone && AreEqual(value, m_nodeValues[node], ValueMethod());
@@ -143,13 +144,17 @@ void CCmpData::FileStream(const TCompareContext& context) {
     if (hash) m_nodes.Enter(*hash, inserted.node);
 }
 
-bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue) {
+CCmpData::Hash CCmpData::HashOfElement(const TSubValue& subValue) const {
+    if (!m_bHashed || PROP_TYPE(subValue.derived.value->ulPropTag) != PT_MV_UNICODE) return std::nullopt;
+    const Hash hash = compare::HashText(TextOf(subValue), ValueMethod(), m_textHash);
+    if (hash) m_nodes.Prepare(*hash);
+    return hash;
+}
+
+bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue, Hash hash) {
     const uint32_t item = context.item.nIndex;
-    const ULONG tag = context.pPropValue->ulPropTag;
-    const bool isText = PROP_TYPE(tag) == PT_MV_UNICODE;
-    const wchar_t* const text = isText ? TextOf(subValue) : nullptr;
+    const wchar_t* const text = hash ? TextOf(subValue) : nullptr;
     CMultiPtrTree::Inserted inserted;
-    const Hash hash = m_bHashed && isText ? compare::HashText(text, ValueMethod(), m_textHash) : std::nullopt;
     if (hash) {
         const auto isEqual = [&](uint32_t node) {
             const wchar_t* const other = m_nodeSubValues[node].text;
@@ -161,7 +166,8 @@ bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subV
         EndHashing();
         inserted = m_multiTree.Insert(item, subValue.mask, [&](uint32_t node, bool& error) {
             const SubValueNode& first = m_nodeSubValues[node];
-            const TDerivedValue* other = FindDerived(context.items[first.item], tag);
+            const TDerivedValue* other =
+                FindDerived(context.items[first.item], context.pPropValue->ulPropTag);
             return fnCompareSubValues(context, subValue, {*other, first.mask}, error);
         });
     }
@@ -189,12 +195,20 @@ bool CCmpData::multitreeItems_Add(const TCompareContext& context) {
         g_Log.ErrorW(kTag, L"Prop(key=%s, nID=%d) is not clpr*Any*\n", key, id);
         return false;
     }
-    int filed = 0, failed = 0;
     const SPropValue& value = *derived->value;
+    uint32_t masks[kPhoneKinds];
+    Hash hashes[kPhoneKinds];
+    size_t count = 0;
     for (ULONG i = 0; i < value.Value.MVszW.cValues && i < kPhoneKinds; ++i) {
         // 1 for an element that holds a character.
         if (!PV_IsSubEmpty(value.Value, static_cast<int>(i), PROP_TYPE(value.ulPropTag))) continue;
-        ++(FileElement(context, {*derived, 1u << derived->kinds[i]}) ? filed : failed);
+        masks[count] = 1u << derived->kinds[i];
+        hashes[count] = HashOfElement({*derived, masks[count]});
+        ++count;
+    }
+    int filed = 0, failed = 0;
+    for (size_t i = 0; i < count; ++i) {
+        ++(FileElement(context, {*derived, masks[i]}, hashes[i]) ? filed : failed);
     }
     if (filed == 0) {
         g_Log.ErrorW(kTag, L"Cant add values for prop(key=%s,nID=%d)\n", key, id);

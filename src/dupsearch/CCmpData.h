@@ -17,6 +17,8 @@
 
 class CCmpData {
   public:
+    using Hash = std::optional<uint64_t>;
+
     CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
         : m_bMultiTree(bMultiTree),
           m_bDerived(::IsDerived(definition)),
@@ -35,8 +37,12 @@ class CCmpData {
     /// Whether a search of the range cannot fail: only times are filed.
     bool HasOnlyTimes() const { return m_bOnlyTimes; }
 
+    /// What a value will be looked up by, where that is possible; the look-up is made ready.
+    Hash HashOf(const SPropValue& value) const;
+
     // Filing. Each puts a filled value into the tree; what cannot be placed is logged and left out.
-    void FileValue(const TCompareContext& context);
+    /// `hash`: of the context's value.
+    void FileValue(const TCompareContext& context, Hash hash);
     void FileStream(const TCompareContext& context);
     /// Files each filled element under the mask of its kind; false when none was filed.
     bool multitreeItems_Add(const TCompareContext& context);
@@ -76,11 +82,9 @@ class CCmpData {
         const wchar_t* text;  // null where elements are no texts
     };
 
-    using Hash = std::optional<uint64_t>;
-
     ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
-    Hash HashOf(const SPropValue& value);
-    bool FileElement(const TCompareContext& context, const TSubValue& subValue);
+    Hash HashOfElement(const TSubValue& subValue) const;
+    bool FileElement(const TCompareContext& context, const TSubValue& subValue, Hash hash);
     int CompareNodes(uint32_t node, uint32_t other) const;
     void Settle();
     /// Some value has no hash: from now on none is used.

@@ -55,6 +55,7 @@ class CDuplicateSearch {
     struct TFiling {
         CCmpData* data;
         std::optional<SPropValue> value;  // as this property compares it; none for a stream
+        CCmpData::Hash hash;              // of the value, where it is filed by one
         bool empty;
     };
 
@@ -65,9 +66,9 @@ class CDuplicateSearch {
     bool ReadAndFile(TAddedItem& added);
     bool ReadPlain(TAddedItem& added);
     bool ReadDerived(TAddedItem& added);
-    bool Evaluate(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings);
-    bool EvaluateValue(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings);
-    void File(const TAddedItem& added, const std::vector<TFiling>& filings);
+    bool Evaluate(TAddedItem& added, CCmpData& data);
+    bool EvaluateValue(TAddedItem& added, CCmpData& data);
+    void File(const TAddedItem& added);
     TEquals FindDuplicates(const TItem& item);
     TEquals RemoveExceptions(const TItem& item, const std::vector<uint32_t>& profiles) const;
     std::vector<uint32_t> ItemsOf(const TEquals& equals) const;
@@ -96,6 +97,7 @@ class CDuplicateSearch {
     std::unique_ptr<TPreparation> m_preparation;
     std::unique_ptr<CMatching> m_matching;
     CDuplicateMap m_duplicates;
+    std::vector<TFiling> m_filings;  // of the item being added
     // By profile: the first item whose facts may be missing still.
     std::vector<uint32_t> m_factsFrom;
 

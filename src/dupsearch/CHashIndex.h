@@ -22,6 +22,11 @@ class CHashIndex {
         return kNone;
     }
 
+    /// Has the memory that Find will look at brought in meanwhile.
+    void Prepare(uint64_t hash) const {
+        if (!m_slots.empty()) __builtin_prefetch(&m_slots[Mix(hash) & Mask()], 1);
+    }
+
     void Enter(uint64_t hash, uint32_t number) {
         if (m_slots.size() * 3 < (m_used + 1) * 4) Grow();
         Put({Mix(hash), number});

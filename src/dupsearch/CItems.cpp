@@ -1,11 +1,17 @@
 #include "dupsearch/CItems.h"
 
+#include <cstring>
+
 #include "log/CLog.h"
 #include "store/sessions.h"
 
-TItem& CItems::Append(std::unique_ptr<TItem> item) {
-    m_records.push_back(std::move(item));
-    return *m_records.back();
+TItem& CItems::Append(const char* entryId) {
+    const size_t size = std::strlen(entryId) + 1;
+    void* const text = m_records->memory.allocate(size, 1);
+    TItem& item = m_records->list.emplace_back();
+    item.EntryID = static_cast<const char*>(std::memcpy(text, entryId, size));
+    item.nIndex = Count() - 1;
+    return item;
 }
 
 const CItems::Stores::value_type* CItems::OpenStore(const char* storeId) {

@@ -133,7 +133,7 @@ efd CMatching::FindDuplicates_Similar(TOptionalSet& equals) {
 bool CMatching::IsConsistent(size_t property, const char* routine) const {
     if (m_states[property] != CProfiles::kUnfiled) return true;
     g_Log.ErrorW(routine, L"IsPropEmpty == IsPropNotEmpty, for pItem(%s), Prop(%s)\n",
-                 Widen(m_item->EntryID.c_str()).c_str(), KeyOf(m_compareData[property]->Definition()));
+                 Widen(m_item->EntryID).c_str(), KeyOf(m_compareData[property]->Definition()));
     return false;
 }
 

@@ -17,8 +17,8 @@ struct TDerivedValue {
 };
 
 struct TItem {
-    std::string EntryID;
-    const char* lpszStoreID = "";  // owned by the search's store cache
+    const char* EntryID = "";      // owned by the search's items
+    const char* lpszStoreID = "";  // the same
     uint32_t nIndex = 0;           // number in order of addition
     unsigned nCallerRank = 0;
 

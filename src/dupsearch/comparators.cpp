@@ -47,7 +47,7 @@ int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t 
     }
     if (!other) {
         g_Log.ErrorW(kTag, L"PVal2 == NULL, PropKey=%s, EntryID=%s\n", KeyOf(context.definition),
-                     Widen(context.items[otherItem].EntryID.c_str()).c_str());
+                     Widen(context.items[otherItem].EntryID).c_str());
         return 1;
     }
     long order = 0;
@@ -74,8 +74,8 @@ int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& er
                                &bCmpWritten);
     if (!bCmpWritten) {
         g_Log.ErrorW(kTag, L"bCmpWritten = false, PropKey=%s, EntryID1=%s, EntryID2=%s\n",
-                     KeyOf(context.definition), Widen(context.item.EntryID.c_str()).c_str(),
-                     Widen(other.EntryID.c_str()).c_str());
+                     KeyOf(context.definition), Widen(context.item.EntryID).c_str(),
+                     Widen(other.EntryID).c_str());
         return Fail(error);
     }
     return static_cast<int>(order);

@@ -87,13 +87,12 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     storeId = TextOf(storeId);
     const bool first = m_items.Count() == 0;
     CRemoveUnlessAdded removal(m_items, m_preparation, storeId);
-    auto record = std::make_unique<TItem>();
-    record->EntryID = entryId;
-    record->nIndex = m_items.Count();
-    record->nCallerRank = nCallerRank;
-    const ComPtr<IMessage> message = m_items.Open(entryId, storeId, kTag, &record->lpszStoreID);
+    const char* cachedStoreId = nullptr;
+    const ComPtr<IMessage> message = m_items.Open(entryId, storeId, kTag, &cachedStoreId);
     if (!message) return 0;
-    TItem& item = m_items.Append(std::move(record));
+    TItem& item = m_items.Append(entryId);
+    item.lpszStoreID = cachedStoreId;
+    item.nCallerRank = nCallerRank;
     if (first) {
         m_matching.reset();
         m_preparation = Prepare(message.Get(), m_definitions, m_exceptions, m_bGrouped);
@@ -119,15 +118,14 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
 bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
     if (g_Log.IsExtra()) {
         g_Log.Extra(L"Add Item[%d]:\n", static_cast<int>(added.item.nIndex));
-        g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", Widen(added.item.EntryID.c_str()).c_str());
+        g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", Widen(added.item.EntryID).c_str());
     }
     if (!ReadPlain(added) || !ReadDerived(added)) return false;
-    std::vector<TFiling> filings;
-    filings.reserve(m_preparation->compareData.size());
+    m_filings.clear();
     for (const auto& data : m_preparation->compareData) {
-        if (!Evaluate(added, *data, filings)) return false;
+        if (!Evaluate(added, *data)) return false;
     }
-    File(added, filings);
+    File(added);
     return true;
 }
 
@@ -140,7 +138,7 @@ bool CDuplicateSearch::ReadPlain(TAddedItem& added) {
     if (!store::IsReadSuccess(hr)) {
         item.cValues = 0;
         g_Log.Error(kTag, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
-                    item.EntryID.c_str());
+                    item.EntryID);
         return false;
     }
     item.cValues = item.values ? std::min(item.cValues, p.plainTags.Count()) : 0;
@@ -166,7 +164,7 @@ bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
         const HRESULT hr = BuildDerived(id, added.message, item.derived[i]);
         if (!store::IsReadSuccess(hr) || !item.derived[i].value) {
             g_Log.Error(kTag, "Failed to read propex = %d; Error = 0x%x; Item.EntryID = %s\n", id,
-                        static_cast<unsigned>(hr), item.EntryID.c_str());
+                        static_cast<unsigned>(hr), item.EntryID);
             return false;
         }
         if (g_Log.IsExtra()) {
@@ -179,16 +177,16 @@ bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
 }
 
 /// Finds out where the item goes in one property; false when that cannot be told.
-bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings) {
+bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data) {
     const TComparyProp& definition = data.Definition();
     switch (definition.nInterface) {
         case 0:
-            return EvaluateValue(added, data, filings);
+            return EvaluateValue(added, data);
         case 1: {
             int empty = TRUE;
             if (store::StreamPropEmpty(added.message, definition.ulPropTag, &empty, nullptr) != S_OK)
                 return false;
-            filings.push_back({&data, std::nullopt, empty != 0});
+            m_filings.push_back({&data, std::nullopt, std::nullopt, empty != 0});
             return true;
         }
         default:
@@ -197,7 +195,7 @@ bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data, std::vector<T
     }
 }
 
-bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data, std::vector<TFiling>& filings) {
+bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
     const TComparyProp& definition = data.Definition();
     const int index =
         data.IsDerived() ? m_preparation->DerivedIndex(static_cast<unsigned>(definition.nID)) : -1;
@@ -214,12 +212,13 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data, std::vec
         LogChange(KeyOf(definition), value);
     int empty = TRUE;
     if (!compare::IsEmptyValue(&value, &empty, nullptr)) return false;
-    filings.push_back({&data, value, empty != 0});
+    const CCmpData::Hash hash = empty ? std::nullopt : data.HashOf(value);
+    m_filings.push_back({&data, value, hash, empty != 0});
     return true;
 }
 
-void CDuplicateSearch::File(const TAddedItem& added, const std::vector<TFiling>& filings) {
-    for (const TFiling& filing : filings) {
+void CDuplicateSearch::File(const TAddedItem& added) {
+    for (const TFiling& filing : m_filings) {
         const TCompareContext context{filing.data->Definition(), m_items, added.item,
                                       filing.value ? &*filing.value : nullptr, added.message};
         if (filing.empty) {
@@ -229,7 +228,7 @@ void CDuplicateSearch::File(const TAddedItem& added, const std::vector<TFiling>&
         } else if (filing.data->IsMultiTree()) {
             filing.data->multitreeItems_Add(context);
         } else {
-            filing.data->FileValue(context);
+            filing.data->FileValue(context, filing.hash);
         }
     }
 }

@@ -50,10 +50,7 @@ class MatchedItems {
 
     /// One more item. unfiled, wrongType: how often, one in so many (0: never).
     void Add(uint32_t values, uint32_t unfiled, uint32_t wrongType) {
-        auto record = std::make_unique<TItem>();
-        record->nIndex = m_items.Count();
-        record->EntryID = "Item" + std::to_string(record->nIndex);
-        TItem& item = m_items.Append(std::move(record));
+        TItem& item = m_items.Append(("Item" + std::to_string(m_items.Count())).c_str());
         m_values.emplace_back(m_definitions.size());
         for (size_t p = 0; p < m_definitions.size(); ++p) {
             if (unfiled && Below(m_random, unfiled) == 0) continue;
@@ -71,7 +68,8 @@ class MatchedItems {
                 value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_LONG);
                 value.Value.l = static_cast<LONG>(number);
             }
-            m_data[p]->FileValue({m_definitions[p], m_items, item, &value, nullptr});
+            m_data[p]->FileValue({m_definitions[p], m_items, item, &value, nullptr},
+                                 m_data[p]->HashOf(value));
         }
     }
 
