@@ -41,7 +41,8 @@ void CCmpData::AddEmpty(uint32_t item) {
 }
 
 void CCmpData::Remove(uint32_t item) {
-    Settle();
+    // A node may go.
+    if (IsFiled(item)) EndHashing();
     m_tree.Remove(item);
     m_multiTree.Remove(item);
     if (item < m_empties.size()) m_empties[item] = false;
@@ -94,9 +95,9 @@ void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
     CPtrTree::Inserted inserted;
     if (hash) {
         const auto isEqual = [&](uint32_t node) {
-            return m_tree.FirstOf(node) != kNone && AreEqual(value, m_nodeValues[node], ValueMethod());
+            return AreEqual(value, m_nodeValues[node], ValueMethod());
         };
-        inserted = m_tree.InsertKnown(item, m_nodes.Find(*hash, isEqual));
+        inserted = m_tree.InsertKnown(item, m_nodes.FindOrEnter(*hash, m_tree.NodeLimit(), isEqual));
     } else {
         EndHashing();
         inserted = m_tree.Insert(item, [&](uint32_t node, bool& error) {
@@ -108,7 +109,6 @@ void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
     }
     if (inserted.node == kNone || inserted.equal) return;
     Set(m_nodeValues, inserted.node, value);
-    if (hash) m_nodes.Enter(*hash, inserted.node);
     if (PROP_TYPE(value.ulPropTag) != PT_SYSTIME) m_bOnlyTimes = false;
 }
 
@@ -123,25 +123,24 @@ void CCmpData::FileStream(const TCompareContext& context) {
     const auto mayBeEqual = [&](uint32_t node) {
         int order = 0;
         decided = CStreamHead::Compare(head, m_nodeHeads[node], tag, &order);
-        return m_tree.FirstOf(node) != kNone && order == 0;
+        return order == 0;
     };
     CPtrTree::Inserted inserted;
     const Hash hash = m_bHashed ? head.Hash(tag, m_textHash) : std::nullopt;
     if (!hash) EndHashing();
-    const uint32_t known = hash ? m_nodes.Find(*hash, mayBeEqual) : kNone;
-    if (hash && (known == kNone || decided)) {
-        inserted = m_tree.InsertKnown(item, known);
+    const uint32_t node = hash ? m_nodes.FindOrEnter(*hash, m_tree.NodeLimit(), mayBeEqual) : kNone;
+    if (hash && decided) {
+        inserted = m_tree.InsertKnown(item, node);
     } else {
         Settle();
-        inserted = m_tree.Insert(item, [&](uint32_t node, bool& error) {
+        inserted = m_tree.Insert(item, [&](uint32_t other, bool& error) {
             int order;
-            if (CStreamHead::Compare(head, m_nodeHeads[node], tag, &order)) return order;
-            return fnCompareStream(context, m_tree.FirstOf(node), error);
+            if (CStreamHead::Compare(head, m_nodeHeads[other], tag, &order)) return order;
+            return fnCompareStream(context, m_tree.FirstOf(other), error);
         });
     }
     if (inserted.node == kNone || inserted.equal) return;
     Set(m_nodeHeads, inserted.node, std::move(head));
-    if (hash) m_nodes.Enter(*hash, inserted.node);
 }
 
 CCmpData::Hash CCmpData::HashOfElement(const TSubValue& subValue) const {
@@ -158,10 +157,10 @@ bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subV
     if (hash) {
         const auto isEqual = [&](uint32_t node) {
             const wchar_t* const other = m_nodeSubValues[node].text;
-            return m_multiTree.IsHeld(node) &&
-                   (AreIdentical(text, other) || LPCWSTR_Compare(text, other, ValueMethod()) == 0);
+            return AreIdentical(text, other) || LPCWSTR_Compare(text, other, ValueMethod()) == 0;
         };
-        inserted = m_multiTree.InsertKnown(item, subValue.mask, m_nodes.Find(*hash, isEqual));
+        inserted = m_multiTree.InsertKnown(item, subValue.mask,
+                                           m_nodes.FindOrEnter(*hash, m_multiTree.NodeLimit(), isEqual));
     } else {
         EndHashing();
         inserted = m_multiTree.Insert(item, subValue.mask, [&](uint32_t node, bool& error) {
@@ -173,7 +172,6 @@ bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subV
     }
     if (inserted.node == kNone || inserted.equal) return inserted.node != kNone;
     Set(m_nodeSubValues, inserted.node, {item, subValue.mask, text});
-    if (hash) m_nodes.Enter(*hash, inserted.node);
     return true;
 }
 

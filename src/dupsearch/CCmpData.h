@@ -4,7 +4,7 @@
 //
 // The node of a value is found by a hash where one respects the comparison (most values: texts, times, small
 // numbers), and the tree is owed its way down: matching asks for nodes alone. As soon as a value comes that
-// has no such hash, the tree is settled and every value goes its way through it.
+// has no such hash, or an item is taken out, the tree is settled and every value goes its way through it.
 
 #include <vector>
 
@@ -87,7 +87,7 @@ class CCmpData {
     bool FileElement(const TCompareContext& context, const TSubValue& subValue, Hash hash);
     int CompareNodes(uint32_t node, uint32_t other) const;
     void Settle();
-    /// Some value has no hash: from now on none is used.
+    /// From now on no hash is used.
     void EndHashing();
     static void LogRangeErrors();
 

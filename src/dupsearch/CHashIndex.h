@@ -11,26 +11,24 @@ inline constexpr uint32_t kNone = 0xFFFFFFFF;
 
 class CHashIndex {
   public:
-    /// A number entered under this hash for which isEqual(number) holds, kNone when there is none.
+    /// A number entered under this hash for which isEqual(number) holds; when there is none, `number` is
+    /// entered and is the result.
     template <typename IsEqual>
-    uint32_t Find(uint64_t hash, IsEqual&& isEqual) const {
-        if (m_slots.empty()) return kNone;
+    uint32_t FindOrEnter(uint64_t hash, uint32_t number, IsEqual&& isEqual) {
+        if (m_slots.size() * 3 < (m_used + 1) * 4) Grow();
         const uint32_t mixed = Mix(hash);
-        for (size_t i = mixed & Mask(); m_slots[i].number != kNone; i = (i + 1) & Mask()) {
+        size_t i = mixed & Mask();
+        for (; m_slots[i].number != kNone; i = (i + 1) & Mask()) {
             if (m_slots[i].hash == mixed && isEqual(m_slots[i].number)) return m_slots[i].number;
         }
-        return kNone;
+        m_slots[i] = {mixed, number};
+        ++m_used;
+        return number;
     }
 
-    /// Has the memory that Find will look at brought in meanwhile.
+    /// Has the memory that will be looked at brought in meanwhile.
     void Prepare(uint64_t hash) const {
         if (!m_slots.empty()) __builtin_prefetch(&m_slots[Mix(hash) & Mask()], 1);
-    }
-
-    void Enter(uint64_t hash, uint32_t number) {
-        if (m_slots.size() * 3 < (m_used + 1) * 4) Grow();
-        Put({Mix(hash), number});
-        ++m_used;
     }
 
   private:
@@ -45,17 +43,14 @@ class CHashIndex {
     }
     size_t Mask() const { return m_slots.size() - 1; }
 
-    void Put(Slot slot) {
-        size_t i = slot.hash & Mask();
-        while (m_slots[i].number != kNone) i = (i + 1) & Mask();
-        m_slots[i] = slot;
-    }
-
     void Grow() {
         std::vector<Slot> slots(std::max<size_t>(16, 2 * m_slots.size()), Slot{0, kNone});
         m_slots.swap(slots);
         for (const Slot& slot : slots) {
-            if (slot.number != kNone) Put(slot);
+            if (slot.number == kNone) continue;
+            size_t i = slot.hash & Mask();
+            while (m_slots[i].number != kNone) i = (i + 1) & Mask();
+            m_slots[i] = slot;
         }
     }
 

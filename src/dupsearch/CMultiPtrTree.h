@@ -34,16 +34,14 @@ class CMultiPtrTree {
 
     /// The same for a sub-value whose node is known, as CPtrTree has it.
     Inserted InsertKnown(uint32_t item, uint32_t mask, uint32_t node) {
-        const Inserted inserted{m_tree.Owe(node), node != kNone};
-        Append(inserted.node, item, mask);
-        return inserted;
+        const bool equal = !m_tree.Owe(node);
+        Append(node, item, mask);
+        return {node, equal};
     }
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
         m_tree.Settle(compare);
     }
-    /// Whether the node holds any item still.
-    bool IsHeld(uint32_t node) const { return m_holders[node] != 0; }
 
     /// The item's nodes, each once, in order of filing; none for an item that is not filed.
     std::span<const Filed> NodesOf(uint32_t item) const;

@@ -25,9 +25,7 @@ void CProfiles::GetStates(uint32_t item, States& states) {
             std::vector<uint32_t> nodes;
             for (const auto& f : filed) nodes.push_back(f.node);
             std::sort(nodes.begin(), nodes.end());
-            uint32_t set = m_sets.Find(nodes);
-            if (set == kNone) set = m_sets.Add(nodes);
-            states.push_back(set | kSetBit);
+            states.push_back(m_sets.FindOrAdd(nodes) | kSetBit);
         }
     }
 }
@@ -39,10 +37,9 @@ std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& stat
 
 void CProfiles::Append(uint32_t item, const States& states) {
     if (item >= m_items.size()) m_items.resize(item + 1);
-    uint32_t profile = m_tuples.Find(states);
-    if (profile == kNone) {
+    const uint32_t profile = m_tuples.FindOrAdd(states);
+    if (profile == m_members.size()) {
         m_members.push_back({item, item});
-        profile = m_tuples.Add(states);
         List(profile, states);
     } else {
         m_items[m_members[profile].last].next = item;

@@ -27,13 +27,13 @@ class CPtrTree {
         return {placed.node, !placed.isNew};
     }
 
-    /// The same for an item whose node is known, kNone for one that needs a node of its own, without
+    /// The same for an item whose node is known, NodeLimit() for one that needs a node of its own, without
     /// comparing: Settle makes up for that.
     Inserted InsertKnown(uint32_t item, uint32_t node) {
         if (item >= m_places.size()) m_places.resize(item + 1);
-        const Inserted inserted{m_tree.Owe(node), node != kNone};
-        Append(inserted.node, item);
-        return inserted;
+        const bool equal = !m_tree.Owe(node);
+        Append(node, item);
+        return {node, equal};
     }
     /// compare: int(node, node), as for CSortTree.
     template <typename CompareNodes>
@@ -43,7 +43,6 @@ class CPtrTree {
 
     /// The item's node, kNone for an item that is not filed.
     uint32_t NodeOf(uint32_t item) const { return item < m_places.size() ? m_places[item].node : kNone; }
-    /// kNone for a node that is gone.
     uint32_t FirstOf(uint32_t node) const { return m_ends[node].first; }
 
     /// The items of the item's node in order of filing, the item among them; none for an item that is not

@@ -64,7 +64,7 @@ void CSortTree::AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const {
 
 uint32_t CSortTree::NewNode() {
     m_links.emplace_back();
-    return NodeLimit() - 1;
+    return m_nodeLimit++;
 }
 
 void CSortTree::Hang(uint32_t node, const Parent& parent, size_t rank) {

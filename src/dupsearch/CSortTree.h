@@ -50,16 +50,18 @@ class CSortTree {
         return GoDown(compare, kNone);
     }
 
-    /// The node again, or a new one for kNone; the way down is owed.
-    uint32_t Owe(uint32_t node) {
-        if (node == kNone) node = NewNode();
+    /// A value belongs to this node, made for NodeLimit(); the way down is owed. True when it was made.
+    bool Owe(uint32_t node) {
         m_owed.push_back(node);
-        return node;
+        if (node < m_nodeLimit) return false;
+        ++m_nodeLimit;
+        return true;
     }
     /// Makes up for all that is owed, in order. compare: int(node, node), which cannot fail and is 0 for no
     /// two nodes.
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
+        m_links.resize(m_nodeLimit);
         for (const uint32_t owed : std::exchange(m_owed, {})) {
             const auto order = [&](uint32_t node, bool&) { return node == owed ? 0 : compare(owed, node); };
             GoDown(order, owed);
@@ -102,7 +104,7 @@ class CSortTree {
 
     const TTreeStatistics& Statistics() const { return m_statistics; }
     /// One more than the highest node number given so far.
-    uint32_t NodeLimit() const { return static_cast<uint32_t>(m_links.size()); }
+    uint32_t NodeLimit() const { return m_nodeLimit; }
 
   private:
     struct Links {
@@ -182,7 +184,8 @@ class CSortTree {
     void CountInsertion();
 
     CGapArray<uint32_t> m_order;
-    std::vector<Links> m_links;
+    uint32_t m_nodeLimit = 0;
+    std::vector<Links> m_links;  // by node; none yet of nodes that are owed
     std::vector<Hanging> m_hanging;
     std::vector<uint32_t> m_owed;
     uint32_t m_firstRoot = kNone;  // of a tree that was never rebuilt

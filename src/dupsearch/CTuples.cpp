@@ -9,15 +9,12 @@ uint64_t CTuples::Hash(Tuple tuple) {
     return hash;
 }
 
-uint32_t CTuples::Find(Tuple tuple) const {
-    return m_index.Find(Hash(tuple),
-                        [&](uint32_t number) { return std::ranges::equal((*this)[number], tuple); });
-}
-
-uint32_t CTuples::Add(Tuple tuple) {
-    const uint32_t number = Count();
-    m_words.insert(m_words.end(), tuple.begin(), tuple.end());
-    m_ends.push_back(static_cast<uint32_t>(m_words.size()));
-    m_index.Enter(Hash(tuple), number);
+uint32_t CTuples::FindOrAdd(Tuple tuple) {
+    const uint32_t number = m_index.FindOrEnter(
+        Hash(tuple), Count(), [&](uint32_t known) { return std::ranges::equal((*this)[known], tuple); });
+    if (number == Count()) {
+        m_words.insert(m_words.end(), tuple.begin(), tuple.end());
+        m_ends.push_back(static_cast<uint32_t>(m_words.size()));
+    }
     return number;
 }

@@ -15,10 +15,8 @@ class CTuples {
         const uint32_t begin = number == 0 ? 0 : m_ends[number - 1];
         return {m_words.data() + begin, m_ends[number] - begin};
     }
-    /// Its number, kNone when it is not kept.
-    uint32_t Find(Tuple tuple) const;
-    /// Appends a sequence that Find did not find; numbers count up from 0.
-    uint32_t Add(Tuple tuple);
+    /// The number of a sequence, which is kept if it was not yet; numbers count up from 0.
+    uint32_t FindOrAdd(Tuple tuple);
 
   private:
     static uint64_t Hash(Tuple tuple);

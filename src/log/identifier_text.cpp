@@ -1,14 +1,23 @@
 #include "log/identifier_text.h"
 
+#include <array>
+
 namespace {
 const char kDigits[] = "0123456789ABCDEF";
 
+constexpr auto kDigitValues = [] {
+    std::array<signed char, 256> values{};
+    for (auto& value : values) value = -1;
+    for (unsigned char i = 0; i < 10; ++i) values['0' + i] = static_cast<signed char>(i);
+    for (unsigned char i = 0; i < 6; ++i) {
+        values['A' + i] = values['a' + i] = static_cast<signed char>(10 + i);
+    }
+    return values;
+}();
+
 /// Value of a hexadecimal digit, or -1.
 int DigitValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    return -1;
+    return kDigitValues[static_cast<unsigned char>(c)];
 }
 }  // namespace
 
@@ -21,7 +30,11 @@ void BytesToHex(const BYTE* bytes, size_t count, char* out) {
 }
 
 void HexToBytes(const char* text, size_t count, BYTE* out) {
-    for (size_t i = 0; i < count; ++i) out[i] = static_cast<BYTE>(Hex2Dec(text + 2 * i, 2));
+    for (size_t i = 0; i < count; ++i, text += 2) {
+        const int high = DigitValue(text[0]);
+        const int low = high < 0 ? high : DigitValue(text[1]);
+        out[i] = static_cast<BYTE>((high | low) >= 0 ? high << 4 | low : Hex2Dec(text, 2));
+    }
 }
 
 unsigned long Hex2Dec(const char* text, int n) {
