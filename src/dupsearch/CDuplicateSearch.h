@@ -76,6 +76,7 @@ class CDuplicateSearch {
 
     // Facts for choosing originals (original_facts.cpp).
     bool NeedsODProps() const;
+    bool NeedsMessage(const TItem& item) const;
     void CalcODProps(TItem& item, IMessage* message, const TEquals& equals);
     bool CalcODProps(TItem& item, IMessage* message);
     void CountFilledProps(TItem& item, IMessage* message);

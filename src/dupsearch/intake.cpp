@@ -141,6 +141,7 @@ bool CDuplicateSearch::ReadPlain(TAddedItem& added) {
                     item.EntryID);
         return false;
     }
+    item.bAsRead = item.values && item.cValues == p.plainTags.Count();
     item.cValues = item.values ? std::min(item.cValues, p.plainTags.Count()) : 0;
     for (ULONG i = 0; i < item.cValues; ++i) {
         SPropValue& value = item.values.get()[i];
@@ -150,7 +151,10 @@ bool CDuplicateSearch::ReadPlain(TAddedItem& added) {
             wchar_t text[kValueText];
             g_Log.Extra(L"\t\t[%s]:\t%s\n", name.c_str(), PropValueText(&value, text, std::size(text), 0));
         }
-        if (OverrideReadValue(value, added) && extra) LogChange(name.c_str(), value);
+        if (OverrideReadValue(value, added)) {
+            item.bAsRead = false;
+            if (extra) LogChange(name.c_str(), value);
+        }
         if (value.ulPropTag == PR_MESSAGE_SIZE) item.nMessageSize = static_cast<int>(value.Value.l);
     }
     return true;

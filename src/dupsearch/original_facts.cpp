@@ -26,9 +26,18 @@ bool CDuplicateSearch::NeedsODProps() const {
     return m_original.nKind != okCallerOrder && m_original.nKind != okCallerOrder2;
 }
 
+/// Whether the values that were read when the item was added do not tell all that is asked for.
+bool CDuplicateSearch::NeedsMessage(const TItem& item) const {
+    const TPreparation& p = *m_preparation;
+    const bool kindNeeds =
+        m_original.nKind >= okLargestItem && !(m_original.nKind == okLargestItem && item.nMessageSize != -1);
+    return kindNeeds || !item.bAsRead || p.streamTags.Count() != 0 || p.originalPlainTags.Count() != 0 ||
+           p.originalStreamTags.Count() != 0;
+}
+
 bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
     ComPtr<IMessage> opened;
-    if (!message) {
+    if (!message && NeedsMessage(item)) {
         opened = m_items.Open(item, kTag);
         if (!opened) return false;
         message = opened.Get();
@@ -76,7 +85,13 @@ void CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
         sizes = item.ValuesSizes.get();
     }
     ULONG* const streamSizes = sizes ? sizes + p.plainTags.Count() : nullptr;
-    item.nFilledProps = CountFilled(compare::CountProps, message, p.plainTags, sizes) +
+    long plain = 0;
+    if (item.bAsRead) {
+        compare::CountProps2(item.values.get(), item.cValues, &plain, sizes);
+    } else if (p.plainTags.Count() != 0) {
+        compare::CountProps(message, p.plainTags.Get(), &plain, sizes);
+    }
+    item.nFilledProps = static_cast<int>(plain) +
                         CountFilled(compare::CountStreamProps, message, p.streamTags, streamSizes) +
                         CountFilled(compare::CountProps, message, p.originalPlainTags, nullptr) +
                         CountFilled(compare::CountStreamProps, message, p.originalStreamTags, nullptr);
