@@ -75,9 +75,9 @@ class CFCI {
     ULONG m_cbUncompressed = 0;
     char m_szCabTemplate[256]{};  // the cabinet's name with "%d" in front of its last point
     Library m_hCabinetDll;
-    decltype(&::FCICreate) m_pfnCreate = nullptr;
-    decltype(&::FCIAddFile) m_pfnAddFile = nullptr;
-    decltype(&::FCIFlushCabinet) m_pfnFlushCabinet = nullptr;
-    decltype(&::FCIFlushFolder) m_pfnFlushFolder = nullptr;
-    decltype(&::FCIDestroy) m_pfnDestroy = nullptr;
+    decltype(&::FCICreate) m_pfnCreate{};
+    decltype(&::FCIAddFile) m_pfnAddFile{};
+    decltype(&::FCIFlushCabinet) m_pfnFlushCabinet{};
+    decltype(&::FCIFlushFolder) m_pfnFlushFolder{};
+    decltype(&::FCIDestroy) m_pfnDestroy{};
 };

@@ -190,7 +190,7 @@ constexpr size_t Slot(ULONG type) {
     return (type & 0x5F) | (type & 0x1000 ? 0x80u : 0u) | (type & 0x0100 ? 0x20u : 0u);
 }
 
-constexpr auto kRuleOfSlot = [] {
+constexpr std::array<signed char, 256> RulesBySlot() {
     std::array<signed char, 256> slots{};
     for (auto& slot : slots) slot = -1;
     for (size_t i = 0; i < std::size(kRules); ++i) {
@@ -198,7 +198,9 @@ constexpr auto kRuleOfSlot = [] {
         slots[Slot(kRules[i].type)] = static_cast<signed char>(i);
     }
     return slots;
-}();
+}
+
+constexpr std::array<signed char, 256> kRuleOfSlot = RulesBySlot();
 
 const TypeRule* FindRule(ULONG type) {
     const int index = kRuleOfSlot[Slot(type)];

@@ -77,13 +77,14 @@ TEST_F(Module, DeleteOfNullLeavesItsTraceOnly) {
 class Refuser {
   public:
     Refuser() {
-        for (auto*& method : m_methods) method = &Refuse;
+        for (Method& method : m_methods) method = &Refuse;
     }
 
   private:
+    using Method = HRESULT(STDMETHODCALLTYPE*)();
     static HRESULT STDMETHODCALLTYPE Refuse() { return E_FAIL; }
 
-    HRESULT(STDMETHODCALLTYPE* m_methods[64])();
+    Method m_methods[64]{};
     const void* m_table = m_methods;
 
   public:

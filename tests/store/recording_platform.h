@@ -20,6 +20,7 @@ class RecordingPlatform {
         FreeLibrary(m_module);
     }
     RecordingPlatform(const RecordingPlatform&) = delete;
+    RecordingPlatform& operator=(const RecordingPlatform&) = delete;
     HMODULE Module() const { return m_module; }
     /// What was called since the last time, each followed by a blank.
     std::string TakeCalls() {
