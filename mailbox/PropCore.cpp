@@ -152,9 +152,8 @@ bool PropCore::IsSettable(ULONG tag, HRESULT& error) const {
     error = S_OK;
     if (IsComputed(id))
         error = MAPI_E_COMPUTED;
-    else if (id == PROP_ID_NULL || id == PROP_ID_INVALID)
-        error = MAPI_E_UNEXPECTED_ID;
-    else if (id >= 0x8000 && (m_store == nullptr || m_store->names.Of(id) == nullptr))
+    else if (id == PROP_ID_NULL || id == PROP_ID_INVALID ||
+             (id >= 0x8000 && (m_store == nullptr || m_store->names.Of(id) == nullptr)))
         error = MAPI_E_UNEXPECTED_ID;
     return error == S_OK;
 }

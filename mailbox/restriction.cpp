@@ -64,7 +64,7 @@ bool MatchesProperty(const PropertySource& source, const SPropertyRestriction& r
 
 std::string Folded(ULONG type, std::string_view bytes, ULONG level) {
     if (type == PT_BINARY) return std::string(bytes);
-    const std::string text = type == PT_STRING8 ? FromAnsi(bytes) : std::string(bytes);
+    std::string text = type == PT_STRING8 ? FromAnsi(bytes) : std::string(bytes);
     if ((level & (FL_IGNORECASE | FL_LOOSE)) == 0) return text;
     std::wstring wide = ToWide(text);
     CharLowerBuffW(wide.data(), static_cast<DWORD>(wide.size()));

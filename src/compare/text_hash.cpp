@@ -44,8 +44,8 @@ std::vector<wchar_t> Characters(wchar_t first, wchar_t last) {
 CTextHash::CTextHash() : m_bWeights(FindWeights()) {}
 
 bool CTextHash::FindWeights() {
-    for (wchar_t c = 1; c < m_weights.size(); ++c) {
-        const wchar_t text[] = {c, 0};
+    for (size_t c = 1; c < m_weights.size(); ++c) {
+        const wchar_t text[] = {static_cast<wchar_t>(c), 0};
         const std::optional<Weights> weights = WeightsByKey(text);
         if (!weights) return false;
         m_weights[c] = *weights;
