@@ -47,6 +47,17 @@ HRESULT LookUpName(IMAPIProp* item, const GUID& set, const NamedProperty& proper
     return LookUpNames(item, set, {&property, 1}, tag);
 }
 
+HRESULT CKnownNames::LookUp(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag) {
+    for (const Known& known : m_known) {
+        if (known.id != property.id || known.set != set) continue;
+        *tag = PROP_TAG(property.type, known.propId);
+        return S_OK;
+    }
+    const HRESULT hr = LookUpName(item, set, property, tag);
+    if (hr == S_OK && *tag != 0) m_known.push_back({set, property.id, PROP_ID(*tag)});
+    return hr;
+}
+
 NamedValues::NamedValues(IMAPIProp* item, const char* set, std::span<const NamedProperty> properties)
     : m_lookup(LookUp(item, set, properties)), m_read(m_lookup == S_OK ? ReadAll(item) : m_lookup) {}
 

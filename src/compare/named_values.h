@@ -5,6 +5,7 @@
 // failure. Nothing is logged here: the routine that reads knows its own lines.
 
 #include <span>
+#include <vector>
 
 #include "store/resources.h"
 
@@ -17,6 +18,22 @@ struct NamedProperty {
 /// Tag of one named property with its type; *tag is 0 when the store never held the name. The platform's
 /// result on failure.
 HRESULT LookUpName(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag);
+
+/// Tags of the named properties of one store. A name keeps its tag for the life of a store, so it is looked up
+/// once; one that the store does not hold yet is asked for again.
+class CKnownNames {
+  public:
+    /// As LookUpName, for a numeric name.
+    HRESULT LookUp(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag);
+
+  private:
+    struct Known {
+        GUID set;
+        long id;
+        ULONG propId;
+    };
+    std::vector<Known> m_known;
+};
 
 class NamedValues {
   public:

@@ -98,8 +98,10 @@ HRESULT ReadPlainTexts(IMessage* item, std::span<const ULONG> tags, bool unicode
 }
 
 HRESULT ReadAddressTexts(IMessage* item, std::span<const long> ids, bool unicode, ULONG id, const char* tag,
-                         SPropValue** value, ULONG* kinds) {
+                         SPropValue** value, ULONG* kinds, CKnownNames* names) {
     *value = nullptr;
+    CKnownNames none;
+    if (!names) names = &none;
     GUID set;
     if (!Str2GUID(kSetAddress, &set)) {
         g_Log.Error(tag, "Str2GUID failed\n");
@@ -108,7 +110,7 @@ HRESULT ReadAddressTexts(IMessage* item, std::span<const long> ids, bool unicode
     KindTags wanted;
     for (ULONG kind = 0; kind < ids.size(); ++kind) {
         ULONG resolved = 0;
-        const HRESULT hr = LookUpName(item, set, {ids[kind], nullptr, TextType(unicode)}, &resolved);
+        const HRESULT hr = names->LookUp(item, set, {ids[kind], nullptr, TextType(unicode)}, &resolved);
         if (hr != S_OK) {
             g_Log.Error(tag, "Critical: GetIDFromName(%d) failed, error = 0x%x\n", static_cast<int>(kind),
                         static_cast<unsigned>(hr));
@@ -127,14 +129,16 @@ HRESULT AllocateValue(size_t bytes, MapiBuffer<SPropValue>* value) {
     return hr;
 }
 
-HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds) {
+HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds,
+                              CKnownNames* names) {
     return ReadAddressTexts(item, kAddressIds, unicode, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses",
-                            value, kinds);
+                            value, kinds, names);
 }
 
-HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds) {
+HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds,
+                           CKnownNames* names) {
     return ReadAddressTexts(item, kEmailIds, unicode, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", value,
-                            kinds);
+                            kinds, names);
 }
 
 HRESULT ContactItem_Phones(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds) {

@@ -14,6 +14,8 @@
 
 #include "store/resources.h"
 
+class CKnownNames;
+
 enum EPropEx : unsigned {
     propexAnyAddress = 1,
     propexAnyEmail = 2,
@@ -36,12 +38,15 @@ const wchar_t* PropExKindText(unsigned propex, int index, wchar_t* buffer, size_
 
 // Builders. On success (S_OK or MAPI_W_ERRORS_RETURNED) *value is a new block of MAPIAllocateBuffer, freed
 // with one MAPIFreeBuffer; on failure, which is logged, it is null. unicode chooses the width of the texts.
-// kinds, when given, has room for one entry a kind and receives the kind of each element of the value.
+// kinds, when given, has room for one entry a kind and receives the kind of each element of the value. names,
+// when given, are those known of the item's store.
 
 /// Kinds: home, business, other. Log tag "QuorvelProps.ContactItem_Addresses".
-HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
+HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr,
+                              CKnownNames* names = nullptr);
 /// Kinds: e-mail 1, 2, 3. Log tag "QuorvelProps.ContactItem_Emails".
-HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
+HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr,
+                           CKnownNames* names = nullptr);
 /// Kinds: kPhoneKinds, from car to text telephone.
 HRESULT ContactItem_Phones(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
 /// A contact with a given name or a surname is a person; one with neither but a company name is a company.

@@ -88,6 +88,12 @@ CCmpData::Hash CCmpData::HashOf(const SPropValue& value) const {
     return hash;
 }
 
+CCmpData::Hash CCmpData::HashOf(const CStreamHead& head) const {
+    const Hash hash = m_bHashed ? head.Hash(m_definition->ulPropTag, m_textHash) : std::nullopt;
+    if (hash) m_nodes.Prepare(*hash);
+    return hash;
+}
+
 void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
     const SPropValue& value = *context.pPropValue;
     const uint32_t item = context.item.nIndex;
@@ -114,11 +120,9 @@ void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
 
 // A head tells streams apart, and equal ones only where it is the whole of both; what it leaves open goes
 // its way through the tree.
-void CCmpData::FileStream(const TCompareContext& context) {
+void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& head, Hash hash) {
     const ULONG tag = m_definition->ulPropTag;
     const uint32_t item = context.item.nIndex;
-    CStreamHead head;
-    head.Read(context.lpMessage, tag);
     bool decided = true;
     const auto mayBeEqual = [&](uint32_t node) {
         int order = 0;
@@ -126,7 +130,6 @@ void CCmpData::FileStream(const TCompareContext& context) {
         return order == 0;
     };
     CPtrTree::Inserted inserted;
-    const Hash hash = m_bHashed ? head.Hash(tag, m_textHash) : std::nullopt;
     if (!hash) EndHashing();
     const uint32_t node = hash ? m_nodes.FindOrEnter(*hash, m_tree.NodeLimit(), mayBeEqual) : kNone;
     if (hash && decided) {
@@ -140,7 +143,7 @@ void CCmpData::FileStream(const TCompareContext& context) {
         });
     }
     if (inserted.node == kNone || inserted.equal) return;
-    Set(m_nodeHeads, inserted.node, std::move(head));
+    Set(m_nodeHeads, inserted.node, head.Kept(m_headBytes));
 }
 
 CCmpData::Hash CCmpData::HashOfElement(const TSubValue& subValue) const {

@@ -37,13 +37,14 @@ class CCmpData {
     /// Whether a search of the range cannot fail: only times are filed.
     bool HasOnlyTimes() const { return m_bOnlyTimes; }
 
-    /// What a value will be looked up by, where that is possible; the look-up is made ready.
+    /// What a value or a stream will be looked up by, where that is possible; the look-up is made ready.
     Hash HashOf(const SPropValue& value) const;
+    Hash HashOf(const CStreamHead& head) const;
 
     // Filing. Each puts a filled value into the tree; what cannot be placed is logged and left out.
-    /// `hash`: of the context's value.
+    /// `hash`: of the context's value, or of the stream.
     void FileValue(const TCompareContext& context, Hash hash);
-    void FileStream(const TCompareContext& context);
+    void FileStream(const TCompareContext& context, const CStreamHead& head, Hash hash);
     /// Files each filled element under the mask of its kind; false when none was filed.
     bool multitreeItems_Add(const TCompareContext& context);
     void AddEmpty(uint32_t item);
@@ -101,7 +102,8 @@ class CCmpData {
 
     // Beside each node: what stands for it in comparisons.
     std::vector<SPropValue> m_nodeValues;  // points into the first item's values
-    std::vector<CStreamHead> m_nodeHeads;
+    std::vector<CStreamHead> m_nodeHeads;  // their bytes in m_headBytes
+    std::pmr::monotonic_buffer_resource m_headBytes;
     std::vector<SubValueNode> m_nodeSubValues;
 
     CTextHash& m_textHash;

@@ -55,7 +55,8 @@ class CDuplicateSearch {
     struct TFiling {
         CCmpData* data;
         std::optional<SPropValue> value;  // as this property compares it; none for a stream
-        CCmpData::Hash hash;              // of the value, where it is filed by one
+        CStreamHead head;                 // of a stream
+        CCmpData::Hash hash;              // of the value or the head, where it is filed by one
         bool empty;
     };
 
@@ -67,6 +68,7 @@ class CDuplicateSearch {
     bool ReadPlain(TAddedItem& added);
     bool ReadDerived(TAddedItem& added);
     bool Evaluate(TAddedItem& added, CCmpData& data);
+    bool EvaluateStream(TAddedItem& added, CCmpData& data);
     bool EvaluateValue(TAddedItem& added, CCmpData& data);
     void File(const TAddedItem& added);
     TEquals FindDuplicates(const TItem& item);
@@ -98,7 +100,9 @@ class CDuplicateSearch {
     std::unique_ptr<TPreparation> m_preparation;
     std::unique_ptr<CMatching> m_matching;
     CDuplicateMap m_duplicates;
-    std::vector<TFiling> m_filings;  // of the item being added
+    // Of the item being added.
+    std::vector<TFiling> m_filings;
+    std::forward_list<CStreamHead::Buffer> m_headBuffers;
     // By profile: the first item whose facts may be missing still.
     std::vector<uint32_t> m_factsFrom;
 

@@ -14,20 +14,21 @@ TItem& CItems::Append(const char* entryId) {
     return item;
 }
 
-const CItems::Stores::value_type* CItems::OpenStore(const char* storeId) {
+CItems::Stores::value_type* CItems::OpenStore(const char* storeId) {
     // Items come store by store.
     if (m_lastStore && m_lastStore->first == storeId) return m_lastStore;
     if (const auto cached = m_stores.find(storeId); cached != m_stores.end()) return m_lastStore = &*cached;
     ComPtr<IMsgStore> opened;
     if (!m_session || store::OpenStore(m_session.Get(), storeId, &opened) != S_OK || !opened) return nullptr;
-    return m_lastStore = &*m_stores.emplace(storeId, opened).first;
+    return m_lastStore = &*m_stores.emplace(storeId, TStore{opened, {}}).first;
 }
 
 ComPtr<IMessage> CItems::Open(const char* entryId, const char* storeId, const char* routine,
                               const char** cachedStoreId) {
     ComPtr<IMessage> message;
-    const Stores::value_type* const opened = OpenStore(storeId);
-    if (!opened || store::OpenStoreItem(opened->second.Get(), entryId, &message) != S_OK || !message) {
+    Stores::value_type* const opened = OpenStore(storeId);
+    if (!opened || store::OpenStoreItem(opened->second.msgStore.Get(), entryId, &message) != S_OK ||
+        !message) {
         g_Log.Error(routine, "cant open message, see prev errors in log\n");
         return nullptr;
     }

@@ -8,6 +8,7 @@
 #include <memory_resource>
 #include <string>
 
+#include "compare/named_values.h"
 #include "dupsearch/TItem.h"
 
 class CItems {
@@ -29,10 +30,17 @@ class CItems {
         return Open(item.EntryID, item.lpszStoreID, routine);
     }
 
+    /// Of the store of the item opened last.
+    CKnownNames& Names() { return m_lastStore->second.names; }
+
     IMAPISession* Session() const { return m_session.Get(); }
 
   private:
-    using Stores = std::map<std::string, ComPtr<IMsgStore>, std::less<>>;
+    struct TStore {
+        ComPtr<IMsgStore> msgStore;
+        CKnownNames names;
+    };
+    using Stores = std::map<std::string, TStore, std::less<>>;
 
     /// In few blocks: a hundred thousand small ones are dear to make and to free.
     struct TRecords {
@@ -40,10 +48,10 @@ class CItems {
         std::pmr::deque<TItem> list{&memory};
     };
 
-    const Stores::value_type* OpenStore(const char* storeId);
+    Stores::value_type* OpenStore(const char* storeId);
 
     ComPtr<IMAPISession> m_session;
     Stores m_stores;
-    const Stores::value_type* m_lastStore = nullptr;  // the one asked for last
+    Stores::value_type* m_lastStore = nullptr;  // the one asked for last
     std::unique_ptr<TRecords> m_records = std::make_unique<TRecords>();
 };

@@ -6,20 +6,30 @@
 
 #include "store/mapi_extra.h"
 
-void CStreamHead::Read(IMessage* item, ULONG tag) {
-    m_known = false;
-    ComPtr<IStream> stream;
-    const HRESULT opened =
-        item->OpenProperty(tag, &IID_IStream, 0, 0, reinterpret_cast<LPUNKNOWN*>(stream.GetAddressOf()));
-    if (opened != S_OK || !stream) return;
-    char chunk[kChunk];
-    if (stream->Read(chunk, kChunk, &m_count) != S_OK || m_count > kChunk) return;
-    char next;
+CStreamHead::CStreamHead(const store::TStreamStart& start, Buffer& buffer) : m_count(start.count) {
+    constexpr ULONG kRead = store::TStreamStart::kMost;
+    if (!start.stream || m_count > kRead) return;
+    std::memcpy(buffer.bytes, start.bytes, m_count);
     ULONG more = 0;
-    if (stream->Read(&next, 1, &more) != S_OK) return;
-    m_bytes.assign(chunk, m_count).append(4, '\0');
+    if (m_count == kRead) {
+        if (start.stream->Read(buffer.bytes + kRead, kChunk - kRead, &more) != S_OK) return;
+        if (more > kChunk - kRead) return;
+        m_count += more;
+    }
+    char next;
+    if (start.stream->Read(&next, 1, &more) != S_OK) return;
+    std::memset(buffer.bytes + m_count, 0, sizeof(buffer.bytes) - m_count);
     m_whole = more == 0;
-    m_known = true;
+    m_bytes = buffer.bytes;
+}
+
+CStreamHead CStreamHead::Kept(std::pmr::memory_resource& memory) const {
+    CStreamHead kept = *this;
+    if (!m_bytes) return kept;
+    const size_t size = m_count + sizeof(Buffer) - kChunk;
+    void* const bytes = memory.allocate(size, alignof(wchar_t));
+    kept.m_bytes = static_cast<const char*>(std::memcpy(bytes, m_bytes, size));
+    return kept;
 }
 
 bool CStreamHead::StartsEmpty(ULONG type) const {
@@ -30,18 +40,18 @@ bool CStreamHead::StartsEmpty(ULONG type) const {
 
 std::optional<uint64_t> CStreamHead::Hash(ULONG tag, CTextHash& texts) const {
     const ULONG type = PROP_TYPE(tag);
-    if (!m_known || StartsEmpty(type)) return std::nullopt;
+    if (!m_bytes || StartsEmpty(type)) return std::nullopt;
     if (type == PT_UNICODE) return texts.Hash(Wide(), cmExact);
-    return std::hash<std::string_view>()({m_bytes.data(), m_count});
+    return std::hash<std::string_view>()({m_bytes, m_count});
 }
 
 bool CStreamHead::Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order) {
     const ULONG type = PROP_TYPE(tag);
-    if (!a.m_known || !b.m_known || a.StartsEmpty(type) || b.StartsEmpty(type)) return false;
+    if (!a.m_bytes || !b.m_bytes || a.StartsEmpty(type) || b.StartsEmpty(type)) return false;
     if (type == PT_UNICODE) {
         *order = lstrcmpiW(a.Wide(), b.Wide());
     } else {
-        *order = std::memcmp(a.m_bytes.data(), b.m_bytes.data(), std::min(a.m_count, b.m_count));
+        *order = std::memcmp(a.m_bytes, b.m_bytes, std::min(a.m_count, b.m_count));
         if (*order == 0) *order = (a.m_count > b.m_count) - (a.m_count < b.m_count);
     }
     return *order != 0 || (a.m_whole && b.m_whole);

@@ -1,16 +1,29 @@
 #pragma once
 // The first chunk of a stream, kept so that most comparisons with it need no second opening of its item.
+//
+// A head is a view: its bytes are the buffer's that it was read into, and the memory's that keeps it.
 
-#include <string>
+#include <memory_resource>
 
 #include "compare/text_hash.h"
-#include "store/resources.h"
+#include "store/streams.h"
 
 class CStreamHead {
   public:
-    /// Reads the chunk as a comparison of streams does. Writes no line: what cannot be read here is left
-    /// unknown, and the comparison itself says why.
-    void Read(IMessage* item, ULONG tag);
+    static constexpr ULONG kChunk = 512;
+    /// Room for a chunk and a terminator of any width.
+    struct Buffer {
+        alignas(wchar_t) char bytes[kChunk + 4];
+    };
+
+    CStreamHead() = default;
+    /// Reads on to the chunk that a comparison of streams reads first. Writes no line: what cannot be read
+    /// here is left unknown, and the comparison itself says why.
+    CStreamHead(const store::TStreamStart& start, Buffer& buffer);
+
+    /// The same head with its bytes in this memory.
+    CStreamHead Kept(std::pmr::memory_resource& memory) const;
+
     /// Heads that compare equal have the same hash; none where a head decides nothing.
     std::optional<uint64_t> Hash(ULONG tag, CTextHash& texts) const;
 
@@ -18,13 +31,10 @@ class CStreamHead {
     static bool Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order);
 
   private:
-    static constexpr ULONG kChunk = 512;
-
-    const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(m_bytes.data()); }
+    const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(m_bytes); }
     bool StartsEmpty(ULONG type) const;
 
-    std::string m_bytes;  // padded with zero bytes, so that it ends in a terminator of any width
+    const char* m_bytes = nullptr;  // ends in zero bytes; null: unknown
     ULONG m_count = 0;
-    bool m_known = false;
     bool m_whole = false;  // nothing follows
 };

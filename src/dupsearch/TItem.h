@@ -33,7 +33,7 @@ struct TItem {
 
     MapiBuffer<SPropValue> values;  // in the order of the plain tags
     ULONG cValues = 0;
-    bool bAsRead = false;  // one for each tag, all as the item has them
+    bool bAsRead = false;                           // one for each tag, all as the item has them
     std::forward_list<std::wstring> comparedTexts;  // what is compared in place of a text that was read
     std::vector<TDerivedValue> derived;             // in the order of the derived ids
 

@@ -26,15 +26,15 @@ void LogChange(const wchar_t* name, const SPropValue& value) {
 }
 
 /// Builds one derived value; the kinds of its elements where it has any.
-HRESULT BuildDerived(unsigned id, IMessage* message, TDerivedValue& derived) {
+HRESULT BuildDerived(unsigned id, IMessage* message, CKnownNames& names, TDerivedValue& derived) {
     ULONG kinds[kPhoneKinds] = {};
     HRESULT hr;
     switch (id) {
         case propexAnyAddress:
-            hr = ContactItem_Addresses(message, true, Out(derived.value), kinds);
+            hr = ContactItem_Addresses(message, true, Out(derived.value), kinds, &names);
             break;
         case propexAnyEmail:
-            hr = ContactItem_Emails(message, true, Out(derived.value), kinds);
+            hr = ContactItem_Emails(message, true, Out(derived.value), kinds, &names);
             break;
         case propexAnyPhone:
             hr = ContactItem_Phones(message, true, Out(derived.value), kinds);
@@ -122,6 +122,7 @@ bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
     }
     if (!ReadPlain(added) || !ReadDerived(added)) return false;
     m_filings.clear();
+    m_headBuffers.clear();
     for (const auto& data : m_preparation->compareData) {
         if (!Evaluate(added, *data)) return false;
     }
@@ -165,7 +166,7 @@ bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
     item.derived.resize(m_preparation->derivedIds.size());
     for (size_t i = 0; i < item.derived.size(); ++i) {
         const unsigned id = m_preparation->derivedIds[i];
-        const HRESULT hr = BuildDerived(id, added.message, item.derived[i]);
+        const HRESULT hr = BuildDerived(id, added.message, m_items.Names(), item.derived[i]);
         if (!store::IsReadSuccess(hr) || !item.derived[i].value) {
             g_Log.Error(kTag, "Failed to read propex = %d; Error = 0x%x; Item.EntryID = %s\n", id,
                         static_cast<unsigned>(hr), item.EntryID);
@@ -186,17 +187,27 @@ bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data) {
     switch (definition.nInterface) {
         case 0:
             return EvaluateValue(added, data);
-        case 1: {
-            int empty = TRUE;
-            if (store::StreamPropEmpty(added.message, definition.ulPropTag, &empty, nullptr) != S_OK)
-                return false;
-            m_filings.push_back({&data, std::nullopt, std::nullopt, empty != 0});
-            return true;
-        }
+        case 1:
+            return EvaluateStream(added, data);
         default:
             g_Log.Error(kTag, "Invalid interface(%d)\n", definition.nInterface);
             return true;
     }
+}
+
+bool CDuplicateSearch::EvaluateStream(TAddedItem& added, CCmpData& data) {
+    int empty = TRUE;
+    store::TStreamStart start;
+    const ULONG tag = data.Definition().ulPropTag;
+    if (store::StreamPropEmpty(added.message, tag, &empty, nullptr, &start) != S_OK) return false;
+    TFiling filing{&data, std::nullopt, {}, std::nullopt, empty != 0};
+    if (!empty) {
+        // Buffers stay where they are while others are added.
+        filing.head = CStreamHead(start, m_headBuffers.emplace_front());
+        filing.hash = data.HashOf(filing.head);
+    }
+    m_filings.push_back(filing);
+    return true;
 }
 
 bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
@@ -217,7 +228,7 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
     int empty = TRUE;
     if (!compare::IsEmptyValue(&value, &empty, nullptr)) return false;
     const CCmpData::Hash hash = empty ? std::nullopt : data.HashOf(value);
-    m_filings.push_back({&data, value, hash, empty != 0});
+    m_filings.push_back({&data, value, {}, hash, empty != 0});
     return true;
 }
 
@@ -228,7 +239,7 @@ void CDuplicateSearch::File(const TAddedItem& added) {
         if (filing.empty) {
             filing.data->AddEmpty(added.item.nIndex);
         } else if (!filing.value) {
-            filing.data->FileStream(context);
+            filing.data->FileStream(context, filing.head, filing.hash);
         } else if (filing.data->IsMultiTree()) {
             filing.data->multitreeItems_Add(context);
         } else {

@@ -78,6 +78,7 @@ bool IsEmpty(const SPropValue& value) {
 /// Indexes of the values that become elements, and the type that all found ones share.
 HRESULT ChooseElements(const SPropValue* values, ULONG count, std::vector<ULONG>& elements, ULONG& type) {
     type = PT_UNSPECIFIED;
+    elements.reserve(count);
     for (ULONG i = 0; i < count; i++) {
         const ULONG own = PROP_TYPE(values[i].ulPropTag);
         if (own == PT_ERROR) continue;

@@ -73,34 +73,33 @@ HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size) {
     return calls.result;
 }
 
-HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size) {
+HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStreamStart* start) {
     PlatformCalls calls("Quorvel_StreamPropEmpty");
+    TStreamStart own;
+    if (!start) start = &own;
     *empty = 1;
     if (size) *size = 0;
-    ComPtr<IStream> stream;
-    if (const HRESULT hr = OpenStream(item, tag, stream); hr != S_OK) {
+    if (const HRESULT hr = OpenStream(item, tag, start->stream); hr != S_OK) {
         calls(hr, "lpMessage->OpenProperty returned 0x%x, EntryID = %s\n", OrEmpty(EntryID2Str(item).get()));
         return hr;
     }
-    if (!stream) return S_OK;
+    if (!start->stream) return S_OK;
 
-    constexpr ULONG kTested = 256;
-    wchar_t start[kTested / sizeof(wchar_t) + 1] = {};
     ULONG wholeSize = 0;
-    ULONG read = 0;
-    if ((size && !SizeOf(calls, stream.Get(), wholeSize)) ||
-        !calls(stream->Read(start, kTested, &read), "pStream->Read returned 0x%x\n")) {
+    if ((size && !SizeOf(calls, start->stream.Get(), wholeSize)) ||
+        !calls(start->stream->Read(start->bytes, TStreamStart::kMost, &start->count),
+               "pStream->Read returned 0x%x\n")) {
         return calls.result;
     }
     switch (PROP_TYPE(tag)) {
         case PT_UNICODE:
-            *empty = IsEmptyText(start, tag == PR_BODY_W);
+            *empty = IsEmptyText(start->bytes, tag == PR_BODY_W);
             break;
         case PT_STRING8:
-            *empty = IsEmptyText(reinterpret_cast<const char*>(start), tag == PR_BODY_A);
+            *empty = IsEmptyText(reinterpret_cast<const char*>(start->bytes), tag == PR_BODY_A);
             break;
         default:
-            *empty = read > 0;
+            *empty = start->count > 0;
     }
     if (size && !*empty) *size = wholeSize;
     return calls.result;

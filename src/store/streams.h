@@ -6,6 +6,16 @@
 #include "store/resources.h"
 
 namespace store {
+/// The stream of a property and its first bytes, with room for a terminator; no stream: the property is
+/// missing.
+struct TStreamStart {
+    static constexpr ULONG kMost = 256;
+
+    ComPtr<IStream> stream;
+    wchar_t bytes[kMost / sizeof(wchar_t) + 1] = {};
+    ULONG count = 0;
+};
+
 /// The whole stream in one read, a block of MAPIAllocateBuffer; null and 0 for an empty or missing one. With
 /// addTerminator two zero bytes follow the data, not counted. A short read leaves *count as read.
 HRESULT GetStreamPropValue(IMAPIProp* object, ULONG tag, void** buffer, ULONG* count, int addTerminator);
@@ -15,7 +25,8 @@ HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size);
 /// also when it is one line break, with or without a blank before it. Any other type, inverted, is empty (1)
 /// when it holds a byte, as callers rely on; a missing property is empty (1). size may be null; it is 0
 /// whenever the verdict is empty, and on failure empty is 1 and size 0.
-HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size);
+/// start, when given, gets what was read, for whoever reads on.
+HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStreamStart* start = nullptr);
 /// Opens a property's stream for reading. S_OK with a null stream when the property is missing.
 HRESULT OpenStream(IMAPIProp* object, ULONG tag, ComPtr<IStream>& stream);
 }  // namespace store
