@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <map>
 #include <sstream>
@@ -18,6 +19,7 @@ struct Property {
 };
 
 const std::map<std::wstring, Property> kProperties = {
+    {L"Notes", {PR_BODY_W}},
     {L"Full Name", {PR_DISPLAY_NAME_W}},
     {L"File As", {0, kSetAddress, 0x8005}},
     {L"Title", {PR_DISPLAY_NAME_PREFIX_W}},
@@ -85,13 +87,6 @@ const std::map<std::wstring, Property> kProperties = {
     {L"Business Home Page", {PR_BUSINESS_HOME_PAGE_W}},
 };
 
-std::vector<std::wstring> Split(const std::wstring& list) {
-    std::vector<std::wstring> elements;
-    std::wistringstream in(list);
-    for (std::wstring element; std::getline(in, element, L'|');) elements.push_back(element);
-    return elements;
-}
-
 FILETIME DateOf(const std::wstring& text) {
     int year = 0, month = 0, day = 0;
     EXPECT_EQ(swscanf(text.c_str(), L"%d-%d-%d", &year, &month, &day), 3) << "no date: " << Narrow(text);
@@ -99,6 +94,38 @@ FILETIME DateOf(const std::wstring& text) {
 }
 
 }  // namespace
+
+std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator) {
+    std::vector<std::wstring> parts;
+    std::wistringstream in(text);
+    for (std::wstring part; std::getline(in, part, separator);) parts.push_back(part);
+    return parts;
+}
+
+std::wstring WithoutSpaces(std::wstring text) {
+    std::erase(text, L' ');
+    return text;
+}
+
+Contact::Contact(const std::wstring& fields) {
+    for (const std::wstring& field : Split(fields, L';')) {
+        const size_t end = field.find(L'=');
+        emplace_back(field.substr(0, end), field.substr(end + 1));
+    }
+}
+
+Verdict Decided(unsigned verdict, const std::wstring& labels) {
+    if (labels.empty()) return {};
+    Verdict decided{verdict, (verdict == 2 ? L"Strict . // " : L"Similar. // ") + labels, L""};
+    for (const std::wstring& label : Split(WithoutSpaces(labels.substr(0, labels.find(L" // "))), L'+')) {
+        const std::wstring name = label.substr(0, label.find(L'('));
+        const auto isField = [&name](const auto& field) { return WithoutSpaces(field.first) == name; };
+        const auto field = std::find_if(kProperties.begin(), kProperties.end(), isField);
+        decided.fields += (decided.fields.empty() ? L"" : L", ") +
+                          (field == kProperties.end() ? L"unknown " + name : field->first);
+    }
+    return decided;
+}
 
 std::string Narrow(std::wstring_view text) {
     std::string narrow;
@@ -152,19 +179,15 @@ ULONG SimilarTest::FieldTag(TestItem& item, const std::wstring& field) {
 }
 
 void SimilarTest::SetField(TestItem& item, const std::wstring& field, const std::wstring& value) {
-    if (field == L"Notes") {
-        item.Body(value);
-        return;
-    }
     const auto known = kProperties.find(field);
     ASSERT_NE(known, kProperties.end()) << "no such field: " << Narrow(field);
     const Property& property = known->second;
     if (field == L"Categories")
-        item.NamedTexts(property.set, L"Keywords", Split(value));
+        item.NamedTexts(property.set, L"Keywords", Split(value, L'|'));
     else if (property.set)
         item.Named(property.set, property.number, std::wstring_view(value));
     else if (PROP_TYPE(property.tag) == PT_MV_UNICODE)
-        item.Texts(property.tag, Split(value));
+        item.Texts(property.tag, Split(value, L'|'));
     else if (PROP_TYPE(property.tag) == PT_SYSTIME)
         item.Time(property.tag, DateOf(value));
     else

@@ -8,9 +8,14 @@
 #include "quorvel.h"
 #include "tests/support/MailboxFixture.h"
 
-/// Display names and values of a contact's fields. "Full Name" and "File As" are its names, "Notes" is its
-/// body; a date is "1980-03-22", at midnight of UTC, and the elements of a list are separated by "|".
-using Contact = std::vector<std::pair<std::wstring, std::wstring>>;
+/// Display names and values of a contact's fields, L"First Name=Jon;Last Name=Smith". "Full Name" and "File As"
+/// are its names, "Notes" is its body; a date is "1980-03-22", at midnight of UTC, and the elements of a list
+/// are separated by "|".
+struct Contact : std::vector<std::pair<std::wstring, std::wstring>> {
+    using vector::vector;
+    Contact(const wchar_t* fields) : Contact(std::wstring(fields)) {}
+    Contact(const std::wstring& fields);
+};
 
 struct Verdict {
     unsigned verdict = 0;
@@ -19,7 +24,13 @@ struct Verdict {
     bool operator==(const Verdict&) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const Verdict& verdict);
+/// The verdict by the fields with these labels, Decided(1, L"FirstName(MissChar) + E-mail2 // LastNameOK"); no
+/// label at all is no verdict.
+Verdict Decided(unsigned verdict, const std::wstring& labels);
+
 std::string Narrow(std::wstring_view text);
+std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator);
+std::wstring WithoutSpaces(std::wstring text);
 
 /// Owns a search; its operations fail the test that calls them when the export refuses.
 class Search {

@@ -13,8 +13,8 @@ namespace {
 using mailbox::calls::Count;
 using mailbox::calls::Record;
 
-const Contact kPeter = {{L"Full Name", L"Peter Smith"}, {L"First Name", L"Peter"}, {L"Last Name", L"Smith"}};
-const Contact kPete = {{L"Full Name", L"Pete Smith"}, {L"First Name", L"Pete"}, {L"Last Name", L"Smith"}};
+const Contact kPeter = L"Full Name=Peter Smith;First Name=Peter;Last Name=Smith";
+const Contact kPete = L"Full Name=Pete Smith;First Name=Pete;Last Name=Smith";
 const Verdict kSamePerson = {2, L"Strict . // FirstName + LastName", L"First Name, Last Name"};
 
 class SimilarCache : public SimilarTest {
@@ -70,7 +70,7 @@ TEST_F(SimilarCache, OpensStoresAndUncachedContactsOnce) {
 
 TEST_F(SimilarCache, SearchByContactFollowsItsNewVersion) {
     TestItem item = Add(kPeter);
-    const TestItem other = Add({{L"First Name", L"Peter"}, {L"Last Name", L"Jones"}});
+    const TestItem other = Add(L"First Name=Peter;Last Name=Jones");
     Search search(Session(), Store().Id());
     search.SetSearchBy(Open(item).Get());
     EXPECT_EQ(search.CheckFast(other.Id()), Verdict());
@@ -122,7 +122,7 @@ TEST_F(SimilarCache, RemovalSparesTheSearchByContactUnlessForced) {
 
 TEST_F(SimilarCache, SearchByContactMayBeSetAgain) {
     Search search(Session(), Store().Id());
-    const TestItem jones = Add({{L"First Name", L"Peter"}, {L"Last Name", L"Jones"}}), peter = Add(kPeter);
+    const TestItem jones = Add(L"First Name=Peter;Last Name=Jones"), peter = Add(kPeter);
     search.SetSearchBy(Open(peter).Get());
     EXPECT_EQ(search.CheckFast(jones.Id()), Verdict());
     search.SetSearchBy(Open(jones).Get());
@@ -170,11 +170,9 @@ TEST_F(SimilarCache, TextsComeInBothWidths) {
 
 TEST_F(SimilarCache, CountsFilledFieldsAsTheModeSays) {
     // Three compared fields, of which one that no rule takes; three others; and a text.
-    const Contact kRich = {{L"First Name", L"Peter"},
-                           {L"Last Name", L"Smith"},
-                           {L"Hobbies", L"Rowing"},
-                           {L"File As", L"Smith, Peter"},
-                           {L"Notes", L"Met in Oslo."}};
+    const Contact kRich =
+        L"First Name=Peter;Last Name=Smith;Hobbies=Rowing;File As=Smith, Peter;"
+        L"Notes=Met in Oslo.";
     const auto add = [&](const Contact& contact) {
         return Add(contact).Text(PR_HOME_ADDRESS_CITY_W, L"Oslo").Text(PR_COMPUTER_NETWORK_NAME_W, L"net");
     };
@@ -288,8 +286,7 @@ class SimilarEmails : public SimilarCache {
 
 TEST_F(SimilarEmails, AreComparedInTheirSmtpForm) {
     Search search(Session(), Store().Id());
-    search.SetSearchBy(
-        Open(Add({{L"E-mail", L"two@example.org"}, {L"E-mail 2", L"three@example.org"}})).Get());
+    search.SetSearchBy(Open(Add(L"E-mail=two@example.org;E-mail 2=three@example.org")).Get());
     const TestItem book = AddBookContact({"one@example.org", "two@example.org", "three@example.org"});
     Record();
     EXPECT_EQ(
@@ -305,7 +302,7 @@ TEST_F(SimilarEmails, AreComparedInTheirSmtpForm) {
 
 TEST_F(SimilarEmails, StayAsTheyAreWithoutAnAddressBook) {
     Search search(Session(), Store().Id());
-    search.SetSearchBy(Open(Add({{L"E-mail", L"/o=org/cn=0"}})).Get());
+    search.SetSearchBy(Open(Add(L"E-mail=/o=org/cn=0")).Get());
     const TestItem one = AddBookContact({"one@example.org"}), other = AddBookContact({"other@example.org"});
     Search fresh(Session(), Store().Id());
     CapturedLog log;
@@ -325,7 +322,7 @@ TEST_F(SimilarEmails, AnAddressBookThatOpensWithAWarningIsUsed) {
     fault.result = MAPI_W_ERRORS_RETURNED;
     fault.perform = true;
     Search search(Session(), Store().Id());
-    search.SetSearchBy(Open(Add({{L"E-mail", L"one@example.org"}})).Get());
+    search.SetSearchBy(Open(Add(L"E-mail=one@example.org")).Get());
     mailbox::calls::Fail(fault);
     CapturedLog log;
     EXPECT_EQ(search.Check(Open(AddBookContact({"one@example.org"})).Get()).text,
@@ -340,7 +337,7 @@ TEST_F(SimilarEmails, SayWhyTheyHaveNoSmtpForm) {
     EXPECT_EQ(SimilarSearch_AddToCache(search, Open(AddBookContact({""})).Get()), 1u);
     EXPECT_EQ(log.Count(sevWarning, "CSimilarSearch.CacheItem", "smtp email is empty\n"), 1u);
     log.Clear();
-    TestItem unknown = Add({{L"E-mail", L"/o=org/cn=unknown"}});
+    TestItem unknown = Add(L"E-mail=/o=org/cn=unknown");
     unknown.NamedBinary(kSetAddress, 0x8085, "no such entry");
     EXPECT_EQ(SimilarSearch_AddToCache(search, Open(unknown).Get()), 1u);
     EXPECT_EQ(log.Count(sevWarning, "CSimilarSearch.CacheItem", "Cant read email in smtp format\n"), 1u);

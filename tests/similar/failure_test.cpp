@@ -7,9 +7,9 @@
 
 namespace {
 
-const Contact kPeter = {{L"Full Name", L"Peter Smith"}, {L"First Name", L"Peter"},
-                        {L"Last Name", L"Smith"},       {L"E-mail", L"/o=org/cn=peter"},
-                        {L"Notes", L"Met in Oslo."},    {L"File As", L"Smith"}};
+const Contact kPeter =
+    L"Full Name=Peter Smith;First Name=Peter;Last Name=Smith;E-mail=/o=org/cn=peter;"
+    L"Notes=Met in Oslo.;File As=Smith";
 
 class SimilarFailures : public SimilarTest {
   protected:
@@ -41,7 +41,7 @@ TEST_F(SimilarFailures, IdentityIsReadOrSaidToBeUnreadable) {
         {"no full name", PR_DISPLAY_NAME_W, MAPI_E_NOT_FOUND, nullptr, true},
     };
     for (const auto& c : kCases) {
-        const TestItem item = Add({{L"First Name", L"Peter"}}).Error(c.tag, c.error);
+        const TestItem item = Add(L"First Name=Peter").Error(c.tag, c.error);
         CapturedLog log;
         EXPECT_EQ(AddToCache(item), c.cached ? 1u : 0u) << c.what;
         LogLines expected;
