@@ -128,21 +128,21 @@ int CompareBinaryArray(const _PV& a, const _PV& b, ECompareMethod) {
                               [&](ULONG i) { return CompareBytes(a.MVbin.lpbin[i], b.MVbin.lpbin[i]); });
 }
 
-// ---- Size; a value of size 0 is empty ----
+// ---- Size; a value of size 0 is empty. The characters of a text are counted up to `most` ----
 
-ULONG SizeOne(const _PV&) {
+ULONG SizeOne(const _PV&, size_t) {
     return 1;
 }
-ULONG SizeString8(const _PV& value) {
-    return value.lpszA ? static_cast<ULONG>(std::strlen(value.lpszA)) : 0;
+ULONG SizeString8(const _PV& value, size_t most) {
+    return value.lpszA ? static_cast<ULONG>(strnlen(value.lpszA, most)) : 0;
 }
-ULONG SizeUnicode(const _PV& value) {
-    return value.lpszW ? static_cast<ULONG>(std::wcslen(value.lpszW)) : 0;
+ULONG SizeUnicode(const _PV& value, size_t most) {
+    return value.lpszW ? static_cast<ULONG>(wcsnlen(value.lpszW, most)) : 0;
 }
-ULONG SizeBinary(const _PV& value) {
+ULONG SizeBinary(const _PV& value, size_t) {
     return value.bin.cb;
 }
-ULONG SizeArray(const _PV& value) {
+ULONG SizeArray(const _PV& value, size_t) {
     return value.MVl.cValues;
 }
 
@@ -151,7 +151,7 @@ ULONG SizeArray(const _PV& value) {
 struct TypeRule {
     ULONG type;
     int (*compare)(const _PV& a, const _PV& b, ECompareMethod method);
-    ULONG (*size)(const _PV& value);
+    ULONG (*size)(const _PV& value, size_t most);
 };
 
 constexpr TypeRule kRules[] = {
@@ -241,7 +241,8 @@ int PV_Compare(const _PV& value1, const _PV& value2, ULONG ulPropTag, ECompareMe
 
 int PV_IsEmpty(const _PV& value, ULONG propType, ULONG* size) {
     const TypeRule* rule = FindRule(propType);
-    const ULONG valueSize = rule ? rule->size(value) : 1;
+    // Whether there is a first character is all that matters where nobody asks for the size.
+    const ULONG valueSize = rule ? rule->size(value, size ? SIZE_MAX : 1) : 1;
     if (size) *size = valueSize;
     return valueSize == 0;
 }

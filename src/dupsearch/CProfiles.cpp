@@ -1,11 +1,10 @@
 #include "dupsearch/CProfiles.h"
 
 #include <algorithm>
+#include <utility>
 
 CProfiles::CProfiles(const CompareData& compareData)
-    : m_compareData(compareData),
-      m_nodeBuckets(compareData.size()),
-      m_emptyBuckets(compareData.size(), kNone) {}
+    : m_compareData(compareData), m_nodeHeads(compareData.size()), m_emptyHeads(compareData.size(), kNone) {}
 
 void CProfiles::GetStates(uint32_t item, States& states) {
     states.clear();
@@ -48,43 +47,60 @@ void CProfiles::Append(uint32_t item, const States& states) {
     m_items[item].profile = profile;
 }
 
-void CProfiles::List(uint32_t profile, const States& states) {
+/// A bit for each property that is not empty, of the first 64.
+uint64_t CProfiles::FilledOf(uint32_t profile) const {
+    const auto states = m_tuples[profile];
     uint64_t filled = 0;
     for (size_t p = 0; p < states.size() && p < 64; ++p) filled |= uint64_t{states[p] != kEmpty} << p;
-    const auto listAt = [&](size_t property, uint32_t node) {
-        Bucket& bucket = m_buckets[BucketFor(property, node, filled)];
-        m_cells.push_back({profile, bucket.firstCell});
-        bucket.firstCell = static_cast<uint32_t>(m_cells.size() - 1);
-        ++bucket.count;
-    };
+    return filled;
+}
+
+void CProfiles::List(uint32_t profile, const States& states) {
+    const uint64_t filled = FilledOf(profile);
     for (size_t p = 0; p < states.size(); ++p) {
         if (states[p] == kUnfiled) continue;
         if (states[p] == kEmpty) {
-            listAt(p, kEmpty);
+            ListAt(m_emptyHeads[p], profile, filled);
         } else {
-            for (const uint32_t node : Nodes(p, states[p])) listAt(p, node);
+            for (const uint32_t node : Nodes(p, states[p])) ListAt(HeadOf(p, node), profile, filled);
         }
     }
 }
 
-uint32_t CProfiles::FirstBucket(size_t property, uint32_t node) const {
-    if (node == kEmpty) return m_emptyBuckets[property];
-    const auto& heads = m_nodeBuckets[property];
+void CProfiles::ListAt(uint32_t& head, uint32_t profile, uint64_t filled) {
+    if (head == kNone) {
+        head = profile;
+        return;
+    }
+    if (IsSingle(head)) {
+        const uint32_t single = std::exchange(head, kNone);
+        AddCell(m_buckets[BucketFor(head, FilledOf(single))], single);
+    }
+    AddCell(m_buckets[BucketFor(head, filled)], profile);
+}
+
+void CProfiles::AddCell(Bucket& bucket, uint32_t profile) {
+    m_cells.push_back({profile, bucket.firstCell});
+    bucket.firstCell = static_cast<uint32_t>(m_cells.size() - 1);
+    ++bucket.count;
+}
+
+uint32_t CProfiles::Head(size_t property, uint32_t node) const {
+    if (node == kEmpty) return m_emptyHeads[property];
+    const auto& heads = m_nodeHeads[property];
     return node < heads.size() ? heads[node] : kNone;
 }
 
-uint32_t& CProfiles::BucketHead(size_t property, uint32_t node) {
-    if (node == kEmpty) return m_emptyBuckets[property];
-    auto& heads = m_nodeBuckets[property];
+uint32_t& CProfiles::HeadOf(size_t property, uint32_t node) {
+    auto& heads = m_nodeHeads[property];
     if (node >= heads.size()) heads.resize(node + 1, kNone);
     return heads[node];
 }
 
-uint32_t CProfiles::BucketFor(size_t property, uint32_t node, uint64_t filled) {
-    uint32_t& head = BucketHead(property, node);
+uint32_t CProfiles::BucketFor(uint32_t& head, uint64_t filled) {
     int buckets = 0;
     uint32_t mixed = kNone;
-    for (uint32_t b = head; b != kNone; b = m_buckets[b].next, ++buckets) {
+    for (uint32_t b = FirstBucket(head); b != kNone; b = m_buckets[b].next, ++buckets) {
         if (m_buckets[b].mixed) {
             mixed = b;
         } else if (m_buckets[b].filled == filled) {
@@ -92,14 +108,16 @@ uint32_t CProfiles::BucketFor(size_t property, uint32_t node, uint64_t filled) {
         }
     }
     if (mixed != kNone) return mixed;
-    m_buckets.push_back({filled, kNone, 0, head, buckets >= kMostBuckets});
-    head = static_cast<uint32_t>(m_buckets.size() - 1);
-    return head;
+    m_buckets.push_back({filled, kNone, 0, FirstBucket(head), buckets >= kMostBuckets});
+    const auto bucket = static_cast<uint32_t>(m_buckets.size() - 1);
+    head = bucket | kBucketBit;
+    return bucket;
 }
 
 uint32_t CProfiles::CountAt(size_t property, uint32_t node) const {
+    const uint32_t head = Head(property, node);
+    if (IsSingle(head)) return 1;
     uint32_t count = 0;
-    for (uint32_t b = FirstBucket(property, node); b != kNone; b = m_buckets[b].next)
-        count += m_buckets[b].count;
+    for (uint32_t b = FirstBucket(head); b != kNone; b = m_buckets[b].next) count += m_buckets[b].count;
     return count;
 }

@@ -4,8 +4,9 @@
 // match the same items, so matching works on profiles, and a thousand copies of an item cost no more than
 // one.
 //
-// Each node (and each property's emptiness) lists its profiles, in buckets by which properties are filled: a
-// search for items that lack certain properties passes whole buckets by.
+// Each node (and each property's emptiness) lists its profiles: most nodes have a single one. Several are in
+// buckets by which properties are filled: a search for items that lack certain properties passes whole
+// buckets by.
 
 #include <memory>
 #include <vector>
@@ -45,7 +46,9 @@ class CProfiles {
     /// filled (bits of the first 64 properties).
     template <typename Visit>
     void VisitAt(size_t property, uint32_t node, uint64_t withoutFilled, Visit&& visit) const {
-        for (uint32_t b = FirstBucket(property, node); b != kNone; b = m_buckets[b].next) {
+        const uint32_t head = Head(property, node);
+        if (IsSingle(head)) return visit(head);
+        for (uint32_t b = FirstBucket(head); b != kNone; b = m_buckets[b].next) {
             const Bucket& bucket = m_buckets[b];
             if (!bucket.mixed && (bucket.filled & withoutFilled) != 0) continue;
             for (uint32_t c = bucket.firstCell; c != kNone; c = m_cells[c].next) visit(m_cells[c].profile);
@@ -78,18 +81,26 @@ class CProfiles {
         uint32_t last;
     };
 
-    uint32_t FirstBucket(size_t property, uint32_t node) const;
-    uint32_t& BucketHead(size_t property, uint32_t node);
-    uint32_t BucketFor(size_t property, uint32_t node, uint64_t filled);
+    // What a node has: no profile (kNone), a single one, or its first bucket, marked by this bit.
+    static constexpr uint32_t kBucketBit = 0x80000000;
+    static bool IsSingle(uint32_t head) { return (head & kBucketBit) == 0; }
+    static uint32_t FirstBucket(uint32_t head) { return head == kNone ? kNone : head & ~kBucketBit; }
+
+    uint32_t Head(size_t property, uint32_t node) const;
+    uint32_t& HeadOf(size_t property, uint32_t node);
+    uint64_t FilledOf(uint32_t profile) const;
     void List(uint32_t profile, const States& states);
+    void ListAt(uint32_t& head, uint32_t profile, uint64_t filled);
+    void AddCell(Bucket& bucket, uint32_t profile);
+    uint32_t BucketFor(uint32_t& head, uint64_t filled);
 
     const CompareData& m_compareData;
-    CTuples m_tuples;                                  // states of each profile
-    CTuples m_sets;                                    // nodes of each set
-    std::vector<Members> m_members;                    // by profile
-    std::vector<Member> m_items;                       // by item
-    std::vector<std::vector<uint32_t>> m_nodeBuckets;  // by property and node
-    std::vector<uint32_t> m_emptyBuckets;              // by property
+    CTuples m_tuples;                                // states of each profile
+    CTuples m_sets;                                  // nodes of each set
+    std::vector<Members> m_members;                  // by profile
+    std::vector<Member> m_items;                     // by item
+    std::vector<std::vector<uint32_t>> m_nodeHeads;  // by property and node
+    std::vector<uint32_t> m_emptyHeads;              // by property
     std::vector<Bucket> m_buckets;
     std::vector<Cell> m_cells;
 };

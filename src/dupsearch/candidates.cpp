@@ -83,6 +83,7 @@ std::vector<uint32_t> CMatching::CandidatesIdentical() {
     for (size_t p = 0; p < m_states.size(); ++p) {
         if (m_bGrouped && m_compareData[p]->Definition().nGroup > deciding) continue;
         if (const uint32_t count = CountAt(p); count < fewest) {
+            if (count == 0) return {};  // nobody shares it
             rarest = p;
             fewest = count;
         } else if (count == kUncounted) {
