@@ -5,6 +5,7 @@
 // Owns everything it holds; the session is kept until the end. An addition that fails leaves the search as it
 // was (a store that it opened stays open). Used from one thread at a time.
 
+#include <deque>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -102,7 +103,8 @@ class CDuplicateSearch {
     CDuplicateMap m_duplicates;
     // Of the item being added.
     std::vector<TFiling> m_filings;
-    std::forward_list<CStreamHead::Buffer> m_headBuffers;
+    std::deque<CStreamHead::Buffer> m_headBuffers;
+    size_t m_heads = 0;  // buffers in use
     // By profile: the first item whose facts may be missing still.
     std::vector<uint32_t> m_factsFrom;
 

@@ -46,6 +46,11 @@ class CMatching {
     };
     using TOptionalSet = std::optional<TItemSet>;
     class CEqualsTest;
+    /// A value of the item, and how many profiles share it.
+    struct Shared {
+        uint32_t count;
+        size_t property;
+    };
 
     efd FindDuplicates_Identical(TOptionalSet& equals);
     efd FindDuplicates_Similar(TOptionalSet& equals);
@@ -75,7 +80,8 @@ class CMatching {
     // The item being matched.
     const TItem* m_item = nullptr;
     CProfiles::States m_states;
-    std::vector<uint32_t> m_candidates;
+    std::vector<uint32_t> m_candidates;  // handed on when the first set is made of them
+    std::vector<Shared> m_shared;
     // By profile: the matching that collected it last.
     std::vector<uint32_t> m_collected;
     uint32_t m_round = 0;

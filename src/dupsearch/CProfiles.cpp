@@ -21,10 +21,10 @@ void CProfiles::GetStates(uint32_t item, States& states) {
                 states.push_back(filed[0].node);
                 continue;
             }
-            std::vector<uint32_t> nodes;
-            for (const auto& f : filed) nodes.push_back(f.node);
-            std::sort(nodes.begin(), nodes.end());
-            states.push_back(m_sets.FindOrAdd(nodes) | kSetBit);
+            m_nodes.clear();
+            for (const auto& f : filed) m_nodes.push_back(f.node);
+            std::sort(m_nodes.begin(), m_nodes.end());
+            states.push_back(m_sets.FindOrAdd(m_nodes) | kSetBit);
         }
     }
 }

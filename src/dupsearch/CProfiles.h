@@ -97,6 +97,7 @@ class CProfiles {
     const CompareData& m_compareData;
     CTuples m_tuples;                                // states of each profile
     CTuples m_sets;                                  // nodes of each set
+    std::vector<uint32_t> m_nodes;                   // of the set being looked up
     std::vector<Members> m_members;                  // by profile
     std::vector<Member> m_items;                     // by item
     std::vector<std::vector<uint32_t>> m_nodeHeads;  // by property and node

@@ -110,14 +110,11 @@ std::vector<uint32_t> CMatching::CandidatesIdentical() {
 // An equal agrees in at least one value of the first group in which it has any of the item's. Taking the
 // values from the rarest on, it lacks those before the first that it shares, and all of earlier groups.
 std::vector<uint32_t> CMatching::CandidatesSimilar() {
-    struct Shared {
-        uint32_t count;
-        size_t property;
-    };
     std::vector<uint32_t> candidates;
     uint64_t passed = 0;
     for (int group = 0; group < (m_bGrouped ? m_nGroups : 1); ++group) {
-        std::vector<Shared> values;
+        std::vector<Shared>& values = m_shared;
+        values.clear();
         for (size_t p = 0; p < m_states.size(); ++p) {
             if (IsFiled(p) && IsInGroup(p, m_bGrouped ? group : -1)) values.push_back({CountAt(p), p});
         }

@@ -122,7 +122,7 @@ bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
     }
     if (!ReadPlain(added) || !ReadDerived(added)) return false;
     m_filings.clear();
-    m_headBuffers.clear();
+    m_heads = 0;
     for (const auto& data : m_preparation->compareData) {
         if (!Evaluate(added, *data)) return false;
     }
@@ -203,7 +203,8 @@ bool CDuplicateSearch::EvaluateStream(TAddedItem& added, CCmpData& data) {
     TFiling filing{&data, std::nullopt, {}, std::nullopt, empty != 0};
     if (!empty) {
         // Buffers stay where they are while others are added.
-        filing.head = CStreamHead(start, m_headBuffers.emplace_front());
+        if (m_heads == m_headBuffers.size()) m_headBuffers.emplace_back();
+        filing.head = CStreamHead(start, m_headBuffers[m_heads++]);
         filing.hash = data.HashOf(filing.head);
     }
     m_filings.push_back(filing);
