@@ -1,15 +1,18 @@
 // quorvel-bench SHAPE N [SEED]: how long a search of N items takes, one line of CSV. Without arguments: the
 // shapes.
 //
-// Seconds are processor time, averaged over as many rounds over one mailbox in memory as half a second takes.
-// Memory is how much the process grew by in the first round.
+// A round reads all items bare, adds them to a new search and builds it; the seconds are those of the fastest
+// reading, adding and building of all rounds, so that what else the machine does is left out. Taking turns,
+// each finds the caches as the other left them. Memory is how much the process grew by in the first round.
 
 #include <windows.h>
 #include <psapi.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 #include "bench/shapes.h"
 #include "bench/similar_shape.h"
@@ -28,32 +31,31 @@ namespace {
     reinterpret_cast<void*>(MAPILogonEx),    reinterpret_cast<void*>(MAPIAllocateBuffer),
     reinterpret_cast<void*>(MAPIFreeBuffer), reinterpret_cast<void*>(FreeProws)};
 
-constexpr double kShortestMeasurement = 0.5;  // seconds
+constexpr double kShortestMeasurement = 1;  // seconds
+constexpr int kFewestRounds = 5;
+
+/// The fastest of several measurements.
+class CFastest {
+  public:
+    void Measured(double seconds) { m_seconds = std::min(m_seconds, seconds); }
+    double Seconds() const { return m_seconds; }
+
+  private:
+    double m_seconds = std::numeric_limits<double>::max();
+};
 
 struct Figures {
-    double bare = 0, add = 0, build = 0;  // seconds
-    size_t memory = 0;                    // bytes
+    CFastest bare, add, build;
+    size_t memory = 0;  // bytes
     long long compares = 0;
     long long rebuilds = 0;
 };
 
-/// Processor time of this thread: what else the machine does is left out. It advances in ticks of 10 ms.
-class Stopwatch {
-  public:
-    double Seconds() const { return Now() - m_start; }
+using Clock = std::chrono::steady_clock;
 
-  private:
-    static double Now() {
-        FILETIME created, exited, kernel, user;
-        GetThreadTimes(GetCurrentThread(), &created, &exited, &kernel, &user);
-        const auto ticks = [](const FILETIME& t) {
-            return ULARGE_INTEGER{{t.dwLowDateTime, t.dwHighDateTime}}.QuadPart;
-        };
-        return static_cast<double>(ticks(kernel) + ticks(user)) * 1e-7;
-    }
-
-    double m_start = Now();
-};
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
 
 PROCESS_MEMORY_COUNTERS Memory() {
     PROCESS_MEMORY_COUNTERS counters{};
@@ -66,21 +68,17 @@ PROCESS_MEMORY_COUNTERS Memory() {
     std::exit(1);
 }
 
-/// What any host must pay: each item opened, its values read with one request, released.
-void ReadBare(const Shape& shape, IMsgStore* msgStore, const mailbox::Store& store) {
+/// What any host must pay: each item opened by its identifier's text, its values read with one request,
+/// released.
+void ReadBare(const Shape& shape, IMsgStore* msgStore, const std::vector<std::string>& ids) {
     std::vector<ULONG> tags{static_cast<ULONG>(shape.bareTags.size())};
     tags.insert(tags.end(), shape.bareTags.begin(), shape.bareTags.end());
-    for (const auto& item : store.root->items) {
-        ComPtr<IUnknown> object;
-        ULONG type = 0, count = 0;
-        auto* const id = reinterpret_cast<ENTRYID*>(item->id.data());
-        if (msgStore->OpenEntry(static_cast<ULONG>(item->id.size()), id, nullptr, 0, &type, &object) !=
-            S_OK) {
-            Stop("an item does not open");
-        }
+    for (const std::string& id : ids) {
+        ComPtr<IMessage> message;
+        if (store::OpenStoreItem(msgStore, id.c_str(), &message) != S_OK) Stop("an item does not open");
+        ULONG count = 0;
         MapiBuffer<SPropValue> values;
-        static_cast<IMessage*>(object.Get())
-            ->GetProps(reinterpret_cast<SPropTagArray*>(tags.data()), 0, &count, Out(values));
+        message->GetProps(reinterpret_cast<SPropTagArray*>(tags.data()), 0, &count, Out(values));
         if (count != shape.bareTags.size()) Stop("an item does not give its values");
     }
 }
@@ -101,15 +99,15 @@ void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<std
     const TOriginalDefinition original{okMostFilled, 0, 0, {}, nullptr};
     CDuplicateSearch search;
     search.Create(session, &props, &original, shape.algorithm, false, nullptr, 0);
-    const Stopwatch adding;
+    const Clock::time_point adding = Clock::now();
     for (const std::string& id : ids) {
         unsigned found;
         if (!search.Add(id.c_str(), storeId.c_str(), &found, 0)) Stop("an item is not added");
     }
-    figures.add += adding.Seconds();
-    const Stopwatch building;
+    figures.add.Measured(SecondsSince(adding));
+    const Clock::time_point building = Clock::now();
     search.Build();
-    figures.build += building.Seconds();
+    figures.build.Measured(SecondsSince(building));
     // Dear, and the same each time.
     if (figures.compares == 0) CountCompares(search, figures);
 }
@@ -128,18 +126,16 @@ Figures Measure(const Shape& shape, unsigned n, unsigned seed) {
     for (const auto& item : store->root->items) ids.push_back(mailbox::ToHex(item->id));
 
     Figures figures;
-    ReadBare(shape, msgStore.Get(), *store);
+    ReadBare(shape, msgStore.Get(), ids);
     const size_t before = Memory().WorkingSetSize;
-    int searches = 0, readings = 0;
-    for (; figures.add < kShortestMeasurement; ++searches) {
+    const Clock::time_point start = Clock::now();
+    for (int round = 0; round < kFewestRounds || SecondsSince(start) < kShortestMeasurement; ++round) {
+        const Clock::time_point reading = Clock::now();
+        ReadBare(shape, msgStore.Get(), ids);
+        figures.bare.Measured(SecondsSince(reading));
         SearchOnce(shape, session.Get(), ids, storeId, figures);
-        if (searches == 0) figures.memory = Memory().PeakWorkingSetSize - before;
+        if (round == 0) figures.memory = Memory().PeakWorkingSetSize - before;
     }
-    const Stopwatch reading;
-    for (; reading.Seconds() < kShortestMeasurement; ++readings) ReadBare(shape, msgStore.Get(), *store);
-    figures.bare = reading.Seconds() / readings;
-    figures.add /= searches;
-    figures.build /= searches;
     msgStore.Reset();
     store::Logoff(session.Detach());
     return figures;
@@ -172,7 +168,7 @@ int main(int argc, char** argv) {
     const Shape* const shape = FindShape(argv[1]);
     if (!shape) return PrintUsage();
     const Figures f = Measure(*shape, n, seed);
-    std::printf("%s,%u,%.4f,%.4f,%.4f,%llu,%lld,%lld\n", shape->name, n, f.bare, f.add, f.build,
-                static_cast<unsigned long long>(f.memory), f.compares, f.rebuilds);
+    std::printf("%s,%u,%.4f,%.4f,%.4f,%llu,%lld,%lld\n", shape->name, n, f.bare.Seconds(), f.add.Seconds(),
+                f.build.Seconds(), static_cast<unsigned long long>(f.memory), f.compares, f.rebuilds);
     return 0;
 }
