@@ -127,10 +127,12 @@ void FillClumps(mailbox::Database& database, mailbox::Store& store, unsigned n, 
     });
 }
 
-void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed,
+                 unsigned copies) {
     constexpr size_t kCharacters = 2048;  // 4 KB
     Random random(seed);
-    for (const unsigned k : Shuffled(n, random)) {
+    for (const unsigned i : Shuffled(n, random)) {
+        const unsigned k = i / copies;
         mailbox::Properties mail = Mail({k, k, k, k, k});
         std::wstring body = L"Dear all, ";
         for (Random words(k); body.size() < kCharacters;) body += Words(words, 10, words() % 1000);
@@ -138,6 +140,14 @@ void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n,
         mail.Text(PR_BODY_W, body);
         AddItem(database, store, std::move(mail));
     }
+}
+
+void FillStreamsOnce(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    FillStreams(database, store, n, seed, 1);
+}
+
+void FillStreamsTwice(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    FillStreams(database, store, n, seed, 2);
 }
 
 // ---- Contacts
@@ -238,7 +248,9 @@ const std::vector<Shape>& AllShapes() {
          kMailTags},
         {"pairs", "every item twice", saIdentical, FillPairs, kMail, kMailTags},
         {"clumps", "groups of 1,000 equal items", saIdentical, FillClumps, kMail, kMailTags},
-        {"streams", "bodies of 4 KB compared too", saIdentical, FillStreams,
+        {"streams", "bodies of 4 KB compared too", saIdentical, FillStreamsOnce,
+         With(kMail, {Compared(PR_BODY_W, 1)}), With(kMailTags, {ULONG{PR_BODY_W}})},
+        {"twins", "every item twice, bodies of 4 KB compared too", saIdentical, FillStreamsTwice,
          With(kMail, {Compared(PR_BODY_W, 1)}), With(kMailTags, {ULONG{PR_BODY_W}})},
         {"contacts",
          "any e-mail and any phone, 1 in 10 similar",

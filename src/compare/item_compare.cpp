@@ -125,8 +125,9 @@ HRESULT compare::CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, 
             return calls.result;
         }
         if (first && (side1.StartsEmpty(type) || side2.StartsEmpty(type))) return calls.result;
-        const int order =
-            type == PT_UNICODE ? lstrcmpiW(side1.Wide(), side2.Wide()) : CompareChunkBytes(side1, side2);
+        // Byte by byte first: equal streams mostly are so, and the system's comparison is dear.
+        int order = CompareChunkBytes(side1, side2);
+        if (order != 0 && type == PT_UNICODE) order = lstrcmpiW(side1.Wide(), side2.Wide());
         if (order != 0 || side1.count == 0 || side2.count == 0) {
             *result = order;
             *compared = true;

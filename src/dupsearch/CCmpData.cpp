@@ -58,7 +58,8 @@ int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
     long order = 0;
     if (m_definition->nInterface == 1) {
         int heads = 0;
-        CStreamHead::Compare(m_nodeHeads[node], m_nodeHeads[other], m_definition->ulPropTag, &heads);
+        CStreamHead::Compare(m_nodeHeads[node].head, m_nodeHeads[other].head, m_definition->ulPropTag,
+                             &heads);
         order = heads;
     } else if (m_bMultiTree) {
         order = LPCWSTR_Compare(m_nodeSubValues[node].text, m_nodeSubValues[other].text, ValueMethod());
@@ -118,32 +119,43 @@ void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
     if (PROP_TYPE(value.ulPropTag) != PT_SYSTIME) m_bOnlyTimes = false;
 }
 
-// A head tells streams apart, and equal ones only where it is the whole of both; what it leaves open goes
-// its way through the tree.
+// A head tells streams apart, and equal ones only where it is the whole of both. Where it does not tell, the
+// items' streams are compared; a way through the tree would compare the same two, unless several nodes have
+// this head.
 void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& head, Hash hash) {
     const ULONG tag = m_definition->ulPropTag;
     const uint32_t item = context.item.nIndex;
-    bool decided = true;
-    const auto mayBeEqual = [&](uint32_t node) {
-        int order = 0;
-        decided = CStreamHead::Compare(head, m_nodeHeads[node], tag, &order);
-        return order == 0;
-    };
-    CPtrTree::Inserted inserted;
     if (!hash) EndHashing();
-    const uint32_t node = hash ? m_nodes.FindOrEnter(*hash, m_tree.NodeLimit(), mayBeEqual) : kNone;
-    if (hash && decided) {
-        inserted = m_tree.InsertKnown(item, node);
-    } else {
-        Settle();
-        inserted = m_tree.Insert(item, [&](uint32_t other, bool& error) {
-            int order;
-            if (CStreamHead::Compare(head, m_nodeHeads[other], tag, &order)) return order;
-            return fnCompareStream(context, m_tree.FirstOf(other), error);
+    bool decided = true;
+    uint32_t alike = kNone;
+    if (hash) {
+        alike = m_nodes.FindOrEnter(*hash, m_tree.NodeLimit(), [&](uint32_t node) {
+            int order = 0;
+            decided = CStreamHead::Compare(head, m_nodeHeads[node].head, tag, &order);
+            return order == 0;
         });
     }
-    if (inserted.node == kNone || inserted.equal) return;
-    Set(m_nodeHeads, inserted.node, head.Kept(m_headBytes));
+    std::optional<TOutcome> outcome;  // of the comparison with the only node of this head
+    if (!decided && !m_nodeHeads[alike].isShared) {
+        outcome.emplace();
+        outcome->order = fnCompareStream(context, m_tree.FirstOf(alike), outcome->error);
+        decided = outcome->order == 0 && !outcome->error;
+    }
+    if (hash && decided) {
+        if (!m_tree.InsertKnown(item, alike).equal) Set(m_nodeHeads, alike, {head.Kept(m_headBytes)});
+        return;
+    }
+    Settle();
+    const auto [node, equal] = m_tree.Insert(item, [&](uint32_t other, bool& error) {
+        int order;
+        if (CStreamHead::Compare(head, m_nodeHeads[other].head, tag, &order)) return order;
+        if (!outcome) return fnCompareStream(context, m_tree.FirstOf(other), error);
+        error = outcome->error;
+        return outcome->order;
+    });
+    if (node == kNone || equal) return;
+    Set(m_nodeHeads, node, {head.Kept(m_headBytes)});
+    if (alike != kNone) m_nodeHeads[alike].isShared = true;
 }
 
 CCmpData::Hash CCmpData::HashOfElement(const TSubValue& subValue) const {

@@ -84,6 +84,15 @@ class CCmpData {
     };
 
     ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
+    struct TNodeHead {
+        CStreamHead head;
+        bool isShared = false;  // another node has the same
+    };
+    struct TOutcome {
+        int order = 0;
+        bool error = false;
+    };
+
     Hash HashOfElement(const TSubValue& subValue) const;
     bool FileElement(const TCompareContext& context, const TSubValue& subValue, Hash hash);
     int CompareNodes(uint32_t node, uint32_t other) const;
@@ -102,7 +111,7 @@ class CCmpData {
 
     // Beside each node: what stands for it in comparisons.
     std::vector<SPropValue> m_nodeValues;  // points into the first item's values
-    std::vector<CStreamHead> m_nodeHeads;  // their bytes in m_headBytes
+    std::vector<TNodeHead> m_nodeHeads;    // their bytes in m_headBytes
     std::pmr::monotonic_buffer_resource m_headBytes;
     std::vector<SubValueNode> m_nodeSubValues;
 
