@@ -95,6 +95,13 @@ CCmpData::Hash CCmpData::HashOf(const CStreamHead& head) const {
     return hash;
 }
 
+void CCmpData::Prepare(Hash hash) const {
+    const uint32_t node = hash ? m_nodes.Expected(*hash) : kNone;
+    if (node == kNone) return;
+    m_tree.Prepare(node);
+    if (node < m_nodeValues.size()) __builtin_prefetch(&m_nodeValues[node]);
+}
+
 void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
     const SPropValue& value = *context.pPropValue;
     const uint32_t item = context.item.nIndex;
@@ -120,31 +127,38 @@ void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
 }
 
 // A head tells streams apart, and equal ones only where it is the whole of both. Where it does not tell, the
-// items' streams are compared; a way through the tree would compare the same two, unless several nodes have
-// this head.
+// items' streams are compared.
+bool CCmpData::Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
+                     std::optional<TOutcome>& outcome) const {
+    const TNodeHead& other = m_nodeHeads[node];
+    if (other.isShared) return false;
+    int order;
+    if (CStreamHead::Compare(head, other.head, m_definition->ulPropTag, &order)) return order == 0;
+    outcome.emplace();
+    outcome->order = fnCompareStream(context, m_tree.FirstOf(node), outcome->error);
+    return outcome->order == 0 && !outcome->error;
+}
+
 void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& head, Hash hash) {
     const ULONG tag = m_definition->ulPropTag;
-    const uint32_t item = context.item.nIndex;
-    if (!hash) EndHashing();
-    bool decided = true;
-    uint32_t alike = kNone;
+    const uint32_t item = context.item.nIndex, newNode = m_tree.NodeLimit();
+    uint32_t alike = kNone;  // the node of this head, the first one if several have it
+    std::optional<TOutcome> outcome;
     if (hash) {
-        alike = m_nodes.FindOrEnter(*hash, m_tree.NodeLimit(), [&](uint32_t node) {
+        alike = m_nodes.FindOrEnter(*hash, newNode, [&](uint32_t node) {
             int order = 0;
-            decided = CStreamHead::Compare(head, m_nodeHeads[node].head, tag, &order);
+            CStreamHead::Compare(head, m_nodeHeads[node].head, tag, &order);
             return order == 0;
         });
+        if (alike == newNode || Joins(context, head, alike, outcome)) {
+            m_tree.InsertKnown(item, alike);
+            if (alike == newNode) Set(m_nodeHeads, newNode, {head.Kept(m_headBytes)});
+            return;
+        }
+    } else {
+        EndHashing();
     }
-    std::optional<TOutcome> outcome;  // of the comparison with the only node of this head
-    if (!decided && !m_nodeHeads[alike].isShared) {
-        outcome.emplace();
-        outcome->order = fnCompareStream(context, m_tree.FirstOf(alike), outcome->error);
-        decided = outcome->order == 0 && !outcome->error;
-    }
-    if (hash && decided) {
-        if (!m_tree.InsertKnown(item, alike).equal) Set(m_nodeHeads, alike, {head.Kept(m_headBytes)});
-        return;
-    }
+    // Its way through the tree, which comes by the node that it was compared with.
     Settle();
     const auto [node, equal] = m_tree.Insert(item, [&](uint32_t other, bool& error) {
         int order;

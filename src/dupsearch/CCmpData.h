@@ -41,6 +41,9 @@ class CCmpData {
     Hash HashOf(const SPropValue& value) const;
     Hash HashOf(const CStreamHead& head) const;
 
+    /// Has the node that a value most likely joins brought in meanwhile.
+    void Prepare(Hash hash) const;
+
     // Filing. Each puts a filled value into the tree; what cannot be placed is logged and left out.
     /// `hash`: of the context's value, or of the stream.
     void FileValue(const TCompareContext& context, Hash hash);
@@ -93,6 +96,9 @@ class CCmpData {
         bool error = false;
     };
 
+    /// Whether a stream belongs to the node of its head; a comparison that was made for that is handed out.
+    bool Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
+               std::optional<TOutcome>& outcome) const;
     Hash HashOfElement(const TSubValue& subValue) const;
     bool FileElement(const TCompareContext& context, const TSubValue& subValue, Hash hash);
     int CompareNodes(uint32_t node, uint32_t other) const;

@@ -12,48 +12,60 @@ inline constexpr uint32_t kNone = 0xFFFFFFFF;
 class CHashIndex {
   public:
     /// A number entered under this hash for which isEqual(number) holds; when there is none, `number` is
-    /// entered and is the result.
+    /// entered and is the result. Numbers are entered in ascending order.
     template <typename IsEqual>
     uint32_t FindOrEnter(uint64_t hash, uint32_t number, IsEqual&& isEqual) {
-        if (m_slots.size() * 3 < (m_used + 1) * 4) Grow();
+        if (number >= m_mask || m_entries.size() * 4 >= m_slots.size() * 3) Grow(number);
         const uint32_t mixed = Mix(hash);
-        size_t i = mixed & Mask();
-        for (; m_slots[i].number != kNone; i = (i + 1) & Mask()) {
-            if (m_slots[i].hash == mixed && isEqual(m_slots[i].number)) return m_slots[i].number;
+        size_t i = mixed & m_mask;
+        for (; m_slots[i] != kNone; i = (i + 1) & m_mask) {
+            const uint32_t known = m_slots[i] & m_mask;
+            if (m_slots[i] == Slot(mixed, known) && isEqual(known)) return known;
         }
-        m_slots[i] = {mixed, number};
-        ++m_used;
+        m_slots[i] = Slot(mixed, number);
+        m_entries.push_back({mixed, number});
         return number;
     }
 
     /// Has the memory that will be looked at brought in meanwhile.
     void Prepare(uint64_t hash) const {
-        if (!m_slots.empty()) __builtin_prefetch(&m_slots[Mix(hash) & Mask()], 1);
+        if (!m_slots.empty()) __builtin_prefetch(&m_slots[Mix(hash) & m_mask], 1);
+    }
+    /// The number that a look-up will most likely find, kNone when it most likely finds none.
+    uint32_t Expected(uint64_t hash) const {
+        if (m_slots.empty()) return kNone;
+        const uint32_t mixed = Mix(hash);
+        const uint32_t slot = m_slots[mixed & m_mask];
+        return slot != kNone && slot == Slot(mixed, slot & m_mask) ? slot & m_mask : kNone;
     }
 
   private:
-    struct Slot {
+    struct Entry {
         uint32_t hash;
-        uint32_t number;  // kNone: free
+        uint32_t number;
     };
 
     static uint32_t Mix(uint64_t hash) {
         hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93u;
         return static_cast<uint32_t>(hash >> 32);
     }
-    size_t Mask() const { return m_slots.size() - 1; }
+    /// The low bits of a slot are the number, the high ones those of the hash that do not choose the slot.
+    uint32_t Slot(uint32_t mixed, uint32_t number) const { return (mixed & ~m_mask) | number; }
 
-    void Grow() {
-        std::vector<Slot> slots(std::max<size_t>(16, 2 * m_slots.size()), Slot{0, kNone});
-        m_slots.swap(slots);
-        for (const Slot& slot : slots) {
-            if (slot.number == kNone) continue;
-            size_t i = slot.hash & Mask();
-            while (m_slots[i].number != kNone) i = (i + 1) & Mask();
-            m_slots[i] = slot;
+    void Grow(uint32_t number) {
+        size_t size = std::max<size_t>(16, m_slots.size());
+        while (number >= size - 1 || m_entries.size() * 4 >= size * 3) size *= 2;
+        m_slots.assign(size, kNone);
+        m_mask = static_cast<uint32_t>(size - 1);
+        for (const Entry& entry : m_entries) {
+            size_t i = entry.hash & m_mask;
+            while (m_slots[i] != kNone) i = (i + 1) & m_mask;
+            m_slots[i] = Slot(entry.hash, entry.number);
         }
     }
 
-    std::vector<Slot> m_slots;  // a power of two of them, at most three quarters in use
-    size_t m_used = 0;
+    // Small slots: what is looked at in no order shall stay close at hand.
+    std::vector<uint32_t> m_slots;  // kNone: free; a power of two of them, at most three quarters in use
+    uint32_t m_mask = 0;            // the size of m_slots less 1
+    std::vector<Entry> m_entries;
 };

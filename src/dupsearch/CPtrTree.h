@@ -41,6 +41,11 @@ class CPtrTree {
         m_tree.Settle(compare);
     }
 
+    /// Has what is kept of a node brought in meanwhile.
+    void Prepare(uint32_t node) const {
+        if (node < m_ends.size()) __builtin_prefetch(&m_ends[node], 1);
+    }
+
     /// The item's node, kNone for an item that is not filed.
     uint32_t NodeOf(uint32_t item) const { return item < m_places.size() ? m_places[item].node : kNone; }
     uint32_t FirstOf(uint32_t node) const { return m_ends[node].first; }

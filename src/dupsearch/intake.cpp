@@ -234,6 +234,7 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
 }
 
 void CDuplicateSearch::File(const TAddedItem& added) {
+    for (const TFiling& filing : m_filings) filing.data->Prepare(filing.hash);
     for (const TFiling& filing : m_filings) {
         const TCompareContext context{filing.data->Definition(), m_items, added.item,
                                       filing.value ? &*filing.value : nullptr, added.message};

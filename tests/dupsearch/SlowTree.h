@@ -6,9 +6,16 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <ostream>
 #include <vector>
 
 #include "dupsearch/CSortTree.h"
+
+inline std::ostream& operator<<(std::ostream& out, const TTreeStatistics& s) {
+    return out << s.nNodes << " nodes, " << s.nItems << " items, compares " << s.nComparesTotal << "/"
+               << s.nComparesLast << ", " << s.nRebuilds << " rebuilds, measured " << s.nMeasured
+               << ", efficiency " << s.fLastEfficiency << "/" << s.fEfficiencySum << "/" << s.fEfficiencyAvg;
+}
 
 class SlowTree {
   public:

@@ -10,12 +10,6 @@
 #include "dupsearch/CPtrTree.h"
 #include "tests/dupsearch/SlowTree.h"
 
-std::ostream& operator<<(std::ostream& out, const TTreeStatistics& s) {
-    return out << s.nNodes << " nodes, " << s.nItems << " items, compares " << s.nComparesTotal << "/"
-               << s.nComparesLast << ", " << s.nRebuilds << " rebuilds, measured " << s.nMeasured
-               << ", efficiency " << s.fLastEfficiency << "/" << s.fEfficiencySum << "/" << s.fEfficiencyAvg;
-}
-
 namespace {
 
 /// A tree and its slow twin over the same values.
