@@ -64,7 +64,7 @@ bool CTextHash::IsSumOfWeights(const std::vector<wchar_t>& text) {
 
 std::optional<CTextHash::Weights> CTextHash::WeightsByKey(const wchar_t* text) {
     m_key.clear();
-    if (compare::AppendSortKey(text, cmExact, m_key) == 0) return std::nullopt;
+    if (compare::AppendSortKey(text, m_key) == 0) return std::nullopt;
     Weights weights;
     for (const unsigned char b : m_key) {
         if (b == kEndOfWeights) break;

@@ -142,7 +142,7 @@ TText PartOf(const wchar_t* text, ECompareMethod method, TKeptTexts* parts) {
 /// A number made of the text's sort key; 0 when the system makes none.
 size_t KeyOf(const wchar_t* text, std::vector<unsigned char>* scratch) {
     scratch->clear();
-    if (compare::AppendSortKey(text, ::cmExact, *scratch) == 0) return 0;
+    if (compare::AppendSortKey(text, *scratch) == 0) return 0;
     const std::string_view key(reinterpret_cast<const char*>(scratch->data()), scratch->size());
     return std::max<size_t>(std::hash<std::string_view>()(key), 1);
 }
