@@ -1,6 +1,7 @@
 #include "dupsearch/CMatching.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "compare/CDefinitions.h"
 #include "dupsearch/text.h"
@@ -143,7 +144,7 @@ efd CMatching::FindDuplicates_Identical_(int group, TOptionalSet& pEquals, bool&
         if (!IsInGroup(p, group)) continue;
         groupFound = true;
         if (!IsConsistent(p, kIdenticalTag)) continue;
-        if (!pEquals) pEquals = TItemSet{true, std::move(m_candidates)};
+        if (!pEquals) pEquals = TItemSet{true, std::exchange(m_candidates, {})};
         std::vector<uint32_t>& others = pEquals->others;
         if (m_states[p] == CProfiles::kEmpty) {
             std::erase_if(others, [&](uint32_t y) { return m_profiles.State(y, p) != CProfiles::kEmpty; });
@@ -169,7 +170,7 @@ efd CMatching::FindDuplicates_Similar_(int group, TOptionalSet& pEquals, TOption
         if (first) {
             // All candidates lack the values before this one, where there were none.
             pEquals = TItemSet{true, {}};
-            pEmpties = TItemSet{false, std::move(m_candidates)};
+            pEmpties = TItemSet{false, std::exchange(m_candidates, {})};
         }
         TItemSet& equals = *pEquals;
         TItemSet& empties = *pEmpties;
