@@ -29,11 +29,14 @@ class CTextHash {
     bool HasWeights() const { return m_bWeights; }
 
   private:
-    /// What a character does to the hash of the text before it.
+    /// What a character, or several, do to the hash of the text before them.
     struct Weights {
         uint64_t factor = 1;
         uint64_t summand = 0;
     };
+    static Weights Both(const Weights& first, const Weights& second) {
+        return {first.factor * second.factor, first.summand * second.factor + second.summand};
+    }
 
     bool FindWeights();
     bool IsSumOfWeights(const std::vector<wchar_t>& text);

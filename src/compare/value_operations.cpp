@@ -87,8 +87,8 @@ void compare::CountProps2(const SPropValue* values, ULONG count, long* filled, U
             }
             continue;
         }
-        ULONG size;
-        if (PV_IsEmpty(value.Value, TypeOf(&value), &size)) continue;
+        ULONG size = 0;
+        if (PV_IsEmpty(value.Value, TypeOf(&value), sizes ? &size : nullptr)) continue;
         ++*filled;
         if (sizes) sizes[i] = size;
     }

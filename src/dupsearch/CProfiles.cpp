@@ -36,9 +36,14 @@ std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& stat
 
 void CProfiles::Append(uint32_t item, const States& states) {
     if (item >= m_items.size()) m_items.resize(item + 1);
-    const uint32_t profile = m_tuples.FindOrAdd(states);
-    if (profile == m_members.size()) {
+    const uint32_t newProfile = Count();
+    const auto isEqual = [&](uint32_t profile) {
+        return std::equal(states.begin(), states.end(), m_states.begin() + profile * states.size());
+    };
+    const uint32_t profile = m_profiles.FindOrEnter(CTuples::Hash(states), newProfile, isEqual);
+    if (profile == newProfile) {
         m_members.push_back({item, item});
+        m_states.insert(m_states.end(), states.begin(), states.end());
         List(profile, states);
     } else {
         m_items[m_members[profile].last].next = item;
@@ -49,9 +54,10 @@ void CProfiles::Append(uint32_t item, const States& states) {
 
 /// A bit for each property that is not empty, of the first 64.
 uint64_t CProfiles::FilledOf(uint32_t profile) const {
-    const auto states = m_tuples[profile];
     uint64_t filled = 0;
-    for (size_t p = 0; p < states.size() && p < 64; ++p) filled |= uint64_t{states[p] != kEmpty} << p;
+    for (size_t p = 0; p < m_compareData.size() && p < 64; ++p) {
+        filled |= uint64_t{State(profile, p) != kEmpty} << p;
+    }
     return filled;
 }
 

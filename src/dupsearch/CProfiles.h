@@ -29,8 +29,10 @@ class CProfiles {
     /// Adds the item to its profile, which is made when there is none.
     void Append(uint32_t item, const States& states);
 
-    uint32_t Count() const { return m_tuples.Count(); }
-    uint32_t State(uint32_t profile, size_t property) const { return m_tuples[profile][property]; }
+    uint32_t Count() const { return static_cast<uint32_t>(m_members.size()); }
+    uint32_t State(uint32_t profile, size_t property) const {
+        return m_states[profile * m_compareData.size() + property];
+    }
     /// The profile of an item that was appended.
     uint32_t Of(uint32_t item) const { return m_items[item].profile; }
     /// Items of a profile in order of addition: the first, and the next one or kNone.
@@ -95,7 +97,8 @@ class CProfiles {
     uint32_t BucketFor(uint32_t& head, uint64_t filled);
 
     const CompareData& m_compareData;
-    CTuples m_tuples;                                // states of each profile
+    States m_states;                                 // of one profile after the other
+    CHashIndex m_profiles;                           // by the hash of their states
     CTuples m_sets;                                  // nodes of each set
     std::vector<uint32_t> m_nodes;                   // of the set being looked up
     std::vector<Members> m_members;                  // by profile

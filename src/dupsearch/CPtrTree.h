@@ -20,7 +20,6 @@ class CPtrTree {
     /// first item.
     template <typename Compare>
     Inserted Insert(uint32_t item, Compare&& compare) {
-        if (item >= m_places.size()) m_places.resize(item + 1);
         const CSortTree::Placed placed = m_tree.Place(compare);
         if (placed.node == kNone) return {kNone, false};
         Append(placed.node, item);
@@ -30,7 +29,6 @@ class CPtrTree {
     /// The same for an item whose node is known, NodeLimit() for one that needs a node of its own, without
     /// comparing: Settle makes up for that.
     Inserted InsertKnown(uint32_t item, uint32_t node) {
-        if (item >= m_places.size()) m_places.resize(item + 1);
         const bool equal = !m_tree.Owe(node);
         Append(node, item);
         return {node, equal};
@@ -43,15 +41,15 @@ class CPtrTree {
 
     /// Has what is kept of a node brought in meanwhile.
     void Prepare(uint32_t node) const {
-        if (node < m_ends.size()) __builtin_prefetch(&m_ends[node], 1);
+        if (node < m_firsts.size()) __builtin_prefetch(&m_firsts[node]);
     }
 
     /// The item's node, kNone for an item that is not filed.
-    uint32_t NodeOf(uint32_t item) const { return item < m_places.size() ? m_places[item].node : kNone; }
-    uint32_t FirstOf(uint32_t node) const { return m_ends[node].first; }
+    uint32_t NodeOf(uint32_t item) const { return item < m_nodes.size() ? m_nodes[item] : kNone; }
+    uint32_t FirstOf(uint32_t node) const { return m_firsts[node]; }
 
-    /// The items of the item's node in order of filing, the item among them; none for an item that is not
-    /// filed.
+    /// The items of the item's node in order of addition, the item among them; none for an item that is not
+    /// filed. Looks at all items: matching works on nodes.
     std::vector<uint32_t> FindEquals(uint32_t item) const;
 
     /// For an equality that is a range: visits the item's own node, then every other node that compares
@@ -71,18 +69,9 @@ class CPtrTree {
     const TTreeStatistics& Statistics() const { return m_tree.Statistics(); }
 
   private:
-    struct Place {
-        uint32_t node = kNone;
-        uint32_t next = kNone;  // the item filed next in the same node
-    };
-    struct Ends {
-        uint32_t first = kNone;
-        uint32_t last = kNone;
-    };
-
     void Append(uint32_t node, uint32_t item);
 
     CSortTree m_tree;
-    std::vector<Place> m_places;  // by item
-    std::vector<Ends> m_ends;     // by node
+    std::vector<uint32_t> m_nodes;   // by item
+    std::vector<uint32_t> m_firsts;  // by node; kNone when it is gone
 };

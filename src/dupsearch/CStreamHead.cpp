@@ -10,16 +10,22 @@ CStreamHead::CStreamHead(const store::TStreamStart& start, Buffer& buffer) : m_c
     constexpr ULONG kRead = store::TStreamStart::kMost;
     if (!start.stream || m_count > kRead) return;
     std::memcpy(buffer.bytes, start.bytes, m_count);
-    ULONG more = 0;
+    const auto readOn = [&](ULONG most, ULONG& read) {
+        return start.stream->Read(buffer.bytes + m_count, most, &read) == S_OK && read <= most;
+    };
+    ULONG read = 0;
+    // A byte more tells that something follows; only a read of nothing tells that nothing does.
     if (m_count == kRead) {
-        if (start.stream->Read(buffer.bytes + kRead, kChunk - kRead, &more) != S_OK) return;
-        if (more > kChunk - kRead) return;
-        m_count += more;
+        if (!readOn(kChunk - kRead + 1, read)) return;
+        m_count += read;
     }
-    char next;
-    if (start.stream->Read(&next, 1, &more) != S_OK) return;
+    if (m_count <= kChunk) {
+        if (!readOn(1, read)) return;
+        m_whole = read == 0;
+    } else {
+        m_count = kChunk;
+    }
     std::memset(buffer.bytes + m_count, 0, sizeof(buffer.bytes) - m_count);
-    m_whole = more == 0;
     m_bytes = buffer.bytes;
 }
 

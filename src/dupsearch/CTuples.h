@@ -10,6 +10,8 @@ class CTuples {
   public:
     using Tuple = std::span<const uint32_t>;
 
+    static uint64_t Hash(Tuple tuple);
+
     uint32_t Count() const { return static_cast<uint32_t>(m_ends.size()); }
     Tuple operator[](uint32_t number) const {
         const uint32_t begin = number == 0 ? 0 : m_ends[number - 1];
@@ -19,8 +21,6 @@ class CTuples {
     uint32_t FindOrAdd(Tuple tuple);
 
   private:
-    static uint64_t Hash(Tuple tuple);
-
     std::vector<uint32_t> m_words;
     std::vector<uint32_t> m_ends;
     CHashIndex m_index;
