@@ -97,8 +97,6 @@ CCmpData::Hash CCmpData::HashOf(const CStreamHead& head) const {
 
 void CCmpData::Prepare(Hash hash) const {
     const uint32_t node = hash ? m_nodes.Expected(*hash) : kNone;
-    if (node == kNone) return;
-    m_tree.Prepare(node);
     if (node < m_nodeValues.size()) __builtin_prefetch(&m_nodeValues[node]);
 }
 

@@ -16,7 +16,7 @@ TItem& CItems::Append(const char* entryId) {
 
 CItems::Stores::value_type* CItems::OpenStore(const char* storeId) {
     // Items come store by store.
-    if (m_lastStore && m_lastStore->first == storeId) return m_lastStore;
+    if (m_lastStore && std::strcmp(m_lastStore->first.c_str(), storeId) == 0) return m_lastStore;
     if (const auto cached = m_stores.find(storeId); cached != m_stores.end()) return m_lastStore = &*cached;
     ComPtr<IMsgStore> opened;
     if (!m_session || store::OpenStore(m_session.Get(), storeId, &opened) != S_OK || !opened) return nullptr;

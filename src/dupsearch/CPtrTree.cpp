@@ -3,9 +3,11 @@
 #include <algorithm>
 
 void CPtrTree::Append(uint32_t node, uint32_t item) {
-    if (node >= m_firsts.size()) m_firsts.resize(node + 1, kNone);
+    if (node >= m_firsts.size()) {
+        m_firsts.resize(node + 1, kNone);
+        m_firsts[node] = item;
+    }
     if (item >= m_nodes.size()) m_nodes.resize(item + 1, kNone);
-    m_firsts[node] = std::min(m_firsts[node], item);
     m_nodes[item] = node;
 }
 

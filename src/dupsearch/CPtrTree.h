@@ -16,7 +16,7 @@ class CPtrTree {
         bool equal;     // the item joined a node that was there
     };
 
-    /// Files an item that is not filed yet. compare: int(node, bool& error), the item against the node's
+    /// Files an item added after all that are filed. compare: int(node, bool& error), the item against the node's
     /// first item.
     template <typename Compare>
     Inserted Insert(uint32_t item, Compare&& compare) {
@@ -37,11 +37,6 @@ class CPtrTree {
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
         m_tree.Settle(compare);
-    }
-
-    /// Has what is kept of a node brought in meanwhile.
-    void Prepare(uint32_t node) const {
-        if (node < m_firsts.size()) __builtin_prefetch(&m_firsts[node]);
     }
 
     /// The item's node, kNone for an item that is not filed.

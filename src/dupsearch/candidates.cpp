@@ -80,7 +80,8 @@ std::vector<uint32_t> CMatching::CandidatesIdentical() {
     size_t rarest = 0;
     uint32_t fewest = kUncounted;
     std::vector<size_t> ranges;
-    for (size_t p = 0; p < m_states.size(); ++p) {
+    // One is few enough to look no further.
+    for (size_t p = 0; p < m_states.size() && fewest > 1; ++p) {
         if (m_bGrouped && m_compareData[p]->Definition().nGroup > deciding) continue;
         if (const uint32_t count = CountAt(p); count < fewest) {
             if (count == 0) return {};  // nobody shares it
