@@ -103,8 +103,8 @@ class CDuplicateSearch {
     CDuplicateMap m_duplicates;
     // Of the item being added.
     std::vector<TFiling> m_filings;
-    std::deque<CStreamHead::Buffer> m_headBuffers;
-    size_t m_heads = 0;  // buffers in use
+    std::deque<store::TStreamStart> m_streamStarts;
+    size_t m_starts = 0;  // in use
     // By profile: the first item whose facts may be missing still.
     std::vector<uint32_t> m_factsFrom;
 

@@ -6,33 +6,27 @@
 
 #include "store/mapi_extra.h"
 
-CStreamHead::CStreamHead(const store::TStreamStart& start, Buffer& buffer) : m_count(start.count) {
-    constexpr ULONG kRead = store::TStreamStart::kMost;
-    if (!start.stream || m_count > kRead) return;
-    std::memcpy(buffer.bytes, start.bytes, m_count);
-    const auto readOn = [&](ULONG most, ULONG& read) {
-        return start.stream->Read(buffer.bytes + m_count, most, &read) == S_OK && read <= most;
-    };
-    ULONG read = 0;
+namespace {
+constexpr size_t kTerminator = 4;  // bytes: of any width, behind an odd number of others
+}
+
+CStreamHead::CStreamHead(store::TStreamStart& start) {
+    static_assert(store::TStreamStart::kMost == kChunk + 1);
+    if (!start.stream) return;
+    ULONG more = 1;
     // A byte more tells that something follows; only a read of nothing tells that nothing does.
-    if (m_count == kRead) {
-        if (!readOn(kChunk - kRead + 1, read)) return;
-        m_count += read;
-    }
-    if (m_count <= kChunk) {
-        if (!readOn(1, read)) return;
-        m_whole = read == 0;
-    } else {
-        m_count = kChunk;
-    }
-    std::memset(buffer.bytes + m_count, 0, sizeof(buffer.bytes) - m_count);
-    m_bytes = buffer.bytes;
+    char next;
+    if (start.count <= kChunk && start.stream->Read(&next, 1, &more) != S_OK) return;
+    m_count = std::min(start.count, kChunk);
+    m_whole = more == 0;
+    std::memset(start.bytes + m_count, 0, kTerminator);
+    m_bytes = start.bytes;
 }
 
 CStreamHead CStreamHead::Kept(std::pmr::memory_resource& memory) const {
     CStreamHead kept = *this;
     if (!m_bytes) return kept;
-    const size_t size = m_count + sizeof(Buffer) - kChunk;
+    const size_t size = m_count + kTerminator;
     void* const bytes = memory.allocate(size, alignof(wchar_t));
     kept.m_bytes = static_cast<const char*>(std::memcpy(bytes, m_bytes, size));
     return kept;

@@ -1,7 +1,7 @@
 #pragma once
 // The first chunk of a stream, kept so that most comparisons with it need no second opening of its item.
 //
-// A head is a view: its bytes are the buffer's that it was read into, and the memory's that keeps it.
+// A head is a view: its bytes are those of the start that it was made of, and the memory's that keeps it.
 
 #include <memory_resource>
 
@@ -10,16 +10,10 @@
 
 class CStreamHead {
   public:
-    static constexpr ULONG kChunk = 512;
-    /// Room for a chunk and a terminator of any width.
-    struct Buffer {
-        alignas(wchar_t) char bytes[kChunk + 4];
-    };
-
     CStreamHead() = default;
-    /// Reads on to the chunk that a comparison of streams reads first. Writes no line: what cannot be read
-    /// here is left unknown, and the comparison itself says why.
-    CStreamHead(const store::TStreamStart& start, Buffer& buffer);
+    /// The chunk that a comparison of streams reads first. Writes no line: what cannot be read here is left
+    /// unknown, and the comparison itself says why.
+    explicit CStreamHead(store::TStreamStart& start);
 
     /// The same head with its bytes in this memory.
     CStreamHead Kept(std::pmr::memory_resource& memory) const;
@@ -31,6 +25,8 @@ class CStreamHead {
     static bool Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order);
 
   private:
+    static constexpr ULONG kChunk = 512;
+
     const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(m_bytes); }
     bool StartsEmpty(ULONG type) const;
 

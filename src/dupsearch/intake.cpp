@@ -122,7 +122,7 @@ bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
     }
     if (!ReadPlain(added) || !ReadDerived(added)) return false;
     m_filings.clear();
-    m_heads = 0;
+    m_starts = 0;
     for (const auto& data : m_preparation->compareData) {
         if (!Evaluate(added, *data)) return false;
     }
@@ -196,17 +196,20 @@ bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data) {
 }
 
 bool CDuplicateSearch::EvaluateStream(TAddedItem& added, CCmpData& data) {
+    // Starts stay where they are while others are added.
+    if (m_starts == m_streamStarts.size()) m_streamStarts.emplace_back();
+    store::TStreamStart& start = m_streamStarts[m_starts];
     int empty = TRUE;
-    store::TStreamStart start;
     const ULONG tag = data.Definition().ulPropTag;
-    if (store::StreamPropEmpty(added.message, tag, &empty, nullptr, &start) != S_OK) return false;
+    const HRESULT hr = store::StreamPropEmpty(added.message, tag, &empty, nullptr, &start);
     TFiling filing{&data, std::nullopt, {}, std::nullopt, empty != 0};
-    if (!empty) {
-        // Buffers stay where they are while others are added.
-        if (m_heads == m_headBuffers.size()) m_headBuffers.emplace_back();
-        filing.head = CStreamHead(start, m_headBuffers[m_heads++]);
+    if (hr == S_OK && !empty) {
+        ++m_starts;
+        filing.head = CStreamHead(start);
         filing.hash = data.HashOf(filing.head);
     }
+    start.stream.Reset();
+    if (hr != S_OK) return false;
     m_filings.push_back(filing);
     return true;
 }

@@ -3,6 +3,7 @@
 #include <mapidefs.h>
 #include <mapitags.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -75,8 +76,11 @@ HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size) {
 
 HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStreamStart* start) {
     PlatformCalls calls("Quorvel_StreamPropEmpty");
+    constexpr ULONG kTested = 256;
+    const ULONG most = start ? TStreamStart::kMost : kTested;
     TStreamStart own;
     if (!start) start = &own;
+    start->count = 0;
     *empty = 1;
     if (size) *size = 0;
     if (const HRESULT hr = OpenStream(item, tag, start->stream); hr != S_OK) {
@@ -87,16 +91,17 @@ HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStr
 
     ULONG wholeSize = 0;
     if ((size && !SizeOf(calls, start->stream.Get(), wholeSize)) ||
-        !calls(start->stream->Read(start->bytes, TStreamStart::kMost, &start->count),
-               "pStream->Read returned 0x%x\n")) {
+        !calls(start->stream->Read(start->bytes, most, &start->count), "pStream->Read returned 0x%x\n")) {
         return calls.result;
     }
+    start->count = std::min(start->count, most);
+    std::memset(start->bytes + start->count, 0, sizeof(start->bytes) - TStreamStart::kMost);
     switch (PROP_TYPE(tag)) {
         case PT_UNICODE:
-            *empty = IsEmptyText(start->bytes, tag == PR_BODY_W);
+            *empty = IsEmptyText(reinterpret_cast<const wchar_t*>(start->bytes), tag == PR_BODY_W);
             break;
         case PT_STRING8:
-            *empty = IsEmptyText(reinterpret_cast<const char*>(start->bytes), tag == PR_BODY_A);
+            *empty = IsEmptyText(start->bytes, tag == PR_BODY_A);
             break;
         default:
             *empty = start->count > 0;

@@ -6,13 +6,12 @@
 #include "store/resources.h"
 
 namespace store {
-/// The stream of a property and its first bytes, with room for a terminator; no stream: the property is
-/// missing.
+/// The stream of a property and its first bytes; no stream: the property is missing.
 struct TStreamStart {
-    static constexpr ULONG kMost = 256;
+    static constexpr ULONG kMost = 513;
 
     ComPtr<IStream> stream;
-    wchar_t bytes[kMost / sizeof(wchar_t) + 1] = {};
+    alignas(wchar_t) char bytes[kMost + 4];  // zeros follow what was read: a terminator of any width
     ULONG count = 0;
 };
 
@@ -25,7 +24,7 @@ HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size);
 /// also when it is one line break, with or without a blank before it. Any other type, inverted, is empty (1)
 /// when it holds a byte, as callers rely on; a missing property is empty (1). size may be null; it is 0
 /// whenever the verdict is empty, and on failure empty is 1 and size 0.
-/// start, when given, gets what was read, for whoever reads on.
+/// start, when given, gets the stream and as many of its first bytes as it holds.
 HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStreamStart* start = nullptr);
 /// Opens a property's stream for reading. S_OK with a null stream when the property is missing.
 HRESULT OpenStream(IMAPIProp* object, ULONG tag, ComPtr<IStream>& stream);
