@@ -89,10 +89,6 @@ bool IsOleAttachment(const PropertySource& source) {
            As<ULONG>(view.bytes) == ATTACH_OLE;
 }
 
-std::string_view AsBytes(const std::wstring& text) {
-    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)};
-}
-
 /// Bytes of a stream of the given type as the property holds them.
 std::string FromStream(ULONG type, const std::string& bytes) {
     if (type != PT_UNICODE) return bytes;
@@ -133,8 +129,7 @@ HRESULT PropCore::OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** 
         if (data.keep != nullptr)
             data.view = view.bytes;
         else
-            data.own =
-                type == PT_UNICODE ? std::string(AsBytes(ToWide(view.bytes))) : std::string(view.bytes);
+            data.own = type == PT_UNICODE ? ToWideBytes(view.bytes) : std::string(view.bytes);
     }
     StreamCommit commit;
     if ((flags & (MAPI_CREATE | MAPI_MODIFY)) != 0)

@@ -112,6 +112,12 @@ wchar_t* WriteWide(std::string_view utf8, wchar_t* out) {
     return out;
 }
 
+std::string ToWideBytes(std::string_view utf8) {
+    std::string bytes(WideLength(utf8) * sizeof(wchar_t), '\0');
+    WriteWide(utf8, reinterpret_cast<wchar_t*>(bytes.data()));
+    return bytes;
+}
+
 std::wstring ToWide(std::string_view utf8) {
     std::wstring wide(WideLength(utf8), L'\0');
     WriteWide(utf8, wide.data());

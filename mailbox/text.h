@@ -13,6 +13,8 @@ size_t WideLength(std::string_view utf8);
 /// Writes WideLength(utf8) units and returns the end. out need not be aligned.
 wchar_t* WriteWide(std::string_view utf8, wchar_t* out);
 std::wstring ToWide(std::string_view utf8);
+/// The bytes of the wide text.
+std::string ToWideBytes(std::string_view utf8);
 std::string FromWide(std::wstring_view wide);
 /// Characters that the code page lacks become its default character.
 std::string ToAnsi(std::string_view utf8);

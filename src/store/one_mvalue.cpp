@@ -3,7 +3,9 @@
 #include <mapidefs.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
+#include <memory_resource>
 #include <vector>
 
 #include "log/PlatformCalls.h"
@@ -75,8 +77,10 @@ bool IsEmpty(const SPropValue& value) {
     }
 }
 
+using Elements = std::pmr::vector<ULONG>;
+
 /// Indexes of the values that become elements, and the type that all found ones share.
-HRESULT ChooseElements(const SPropValue* values, ULONG count, std::vector<ULONG>& elements, ULONG& type) {
+HRESULT ChooseElements(const SPropValue* values, ULONG count, Elements& elements, ULONG& type) {
     type = PT_UNSPECIFIED;
     elements.reserve(count);
     for (ULONG i = 0; i < count; i++) {
@@ -94,7 +98,7 @@ HRESULT ChooseElements(const SPropValue* values, ULONG count, std::vector<ULONG>
 }
 
 /// The block: the value's record, the array of elements, then what the elements refer to.
-HRESULT Gather(const SPropValue* values, const std::vector<ULONG>& elements, ULONG type,
+HRESULT Gather(const SPropValue* values, const Elements& elements, ULONG type,
                MapiBuffer<SPropValue>& block) {
     const size_t elementSize = ElementSize(type);
     uint64_t size = sizeof(SPropValue) + elements.size() * elementSize;
@@ -143,7 +147,9 @@ HRESULT GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue
         calls(read, "lpItem->GetProps returned 0x%x\n");
         return read;
     }
-    std::vector<ULONG> elements;
+    std::byte few[128];
+    std::pmr::monotonic_buffer_resource memory(few, sizeof(few));
+    Elements elements(&memory);
     ULONG type = PT_UNSPECIFIED;
     const HRESULT chosen = ChooseElements(values.get(), std::min(count, tags->cValues), elements, type);
     if (chosen != S_OK) return chosen;
