@@ -122,10 +122,11 @@ HRESULT PropCore::OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** 
     if (!create) {
         if (!CanGive(view.type, type)) return MAPI_E_NOT_FOUND;
         view = Converted(view, type, scratch);
-        data.keep = type != PT_UNICODE && PROP_TYPE(tag) == view.type ? Keeper() : nullptr;
+        data.keep = PROP_TYPE(tag) == view.type ? Keeper() : nullptr;
         const Properties::Slot* slot = Stored().Find(PROP_ID(tag));
         // Only what is stored stays in place; a converted or computed value is the scratch's.
         if (slot == nullptr || Stored().Bytes(*slot).data() != view.bytes.data()) data.keep = nullptr;
+        data.isText = data.keep != nullptr && type == PT_UNICODE;
         if (data.keep != nullptr)
             data.view = view.bytes;
         else

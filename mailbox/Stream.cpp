@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "mailbox/PropObject.h"
+#include "mailbox/text.h"
 
 namespace mailbox {
 
@@ -20,7 +21,9 @@ class Stream final : public ComObject<IStream, kStream> {
         if (read != nullptr) *read = 0;
         if (out == nullptr && count != 0) return STG_E_INVALIDPOINTER;
         return Call({"IStream::Read", m_entryId}, [&] {
-            const std::string_view bytes = Bytes();
+            const bool start = m_data.isText && m_position == 0;
+            const std::string startBytes = start ? StartOfText(count) : std::string();
+            const std::string_view bytes = start ? startBytes : Bytes();
             size_t given = m_position < bytes.size() ? std::min<size_t>(count, bytes.size() - m_position) : 0;
             if (g_striking != nullptr && g_striking->limit)
                 given = std::min<size_t>(given, *g_striking->limit);
@@ -124,15 +127,31 @@ class Stream final : public ComObject<IStream, kStream> {
     }
 
   private:
-    std::string_view Bytes() const {
+    std::string_view Bytes() {
+        if (m_data.isText) OwnBytes();
         return m_data.keep != nullptr ? m_data.view : std::string_view(m_data.own);
     }
     std::string& OwnBytes() {
         if (m_data.keep != nullptr) {
-            m_data.own = m_data.view;
+            m_data.own = m_data.isText ? ToWideBytes(m_data.view) : std::string(m_data.view);
             m_data.keep = nullptr;
+            m_data.isText = false;
         }
         return m_data.own;
+    }
+    /// At least so many bytes of a text, as far as it goes.
+    std::string StartOfText(size_t bytes) const {
+        const std::string_view text = m_data.view;
+        const size_t units = bytes / sizeof(wchar_t) + 1;
+        size_t length = 0, size = 0;
+        while (length < units && size < text.size()) {
+            // Each unit takes a byte or more; a character stays whole.
+            size_t end = std::min(text.size(), size + (units - length));
+            while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
+            length += WideLength(text.substr(size, end - size));
+            size = end;
+        }
+        return ToWideBytes(text.substr(0, size));
     }
 
     StreamData m_data;

@@ -11,11 +11,13 @@
 
 namespace mailbox {
 
-/// What a stream shows: own bytes, or a view of bytes that keep holds in place.
+/// What a stream shows: own bytes, or a view of bytes that keep holds in place. A view of text is shown as its
+/// UTF-16; it is converted when more than its start is read.
 struct StreamData {
     std::string own;
     std::string_view view;
     std::shared_ptr<const void> keep;
+    bool isText = false;
 };
 
 /// Takes the bytes over when the stream is committed.
