@@ -144,7 +144,7 @@ Figures Measure(const Shape& shape, unsigned n, unsigned seed) {
 /// The similar search has no build: its column holds a check of each contact.
 void PrintSimilar(unsigned n) {
     const SimilarFigures f = MeasureSimilar(n);
-    std::printf("similar,%u,,%.4f,%.4f,,,\n", n, f.add * n * 1e-6, f.check * n * 1e-6);
+    std::printf("similar,%u,,%.6f,%.6f,,,\n", n, f.add * n * 1e-6, f.check * n * 1e-6);
 }
 
 int PrintUsage() {
@@ -168,7 +168,7 @@ int main(int argc, char** argv) {
     const Shape* const shape = FindShape(argv[1]);
     if (!shape) return PrintUsage();
     const Figures f = Measure(*shape, n, seed);
-    std::printf("%s,%u,%.4f,%.4f,%.4f,%llu,%lld,%lld\n", shape->name, n, f.bare.Seconds(), f.add.Seconds(),
+    std::printf("%s,%u,%.6f,%.6f,%.6f,%llu,%lld,%lld\n", shape->name, n, f.bare.Seconds(), f.add.Seconds(),
                 f.build.Seconds(), static_cast<unsigned long long>(f.memory), f.compares, f.rebuilds);
     return 0;
 }

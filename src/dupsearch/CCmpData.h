@@ -6,6 +6,8 @@
 // numbers), and the tree is owed its way down: matching asks for nodes alone. As soon as a value comes that
 // has no such hash, or an item is taken out, the tree is settled and every value goes its way through it.
 
+#include <memory_resource>
+#include <optional>
 #include <vector>
 
 #include "compare/CDefinitions.h"
@@ -86,7 +88,6 @@ class CCmpData {
         const wchar_t* text;  // null where elements are no texts
     };
 
-    ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
     struct TNodeHead {
         CStreamHead head;
         bool isShared = false;  // another node has the same
@@ -96,6 +97,7 @@ class CCmpData {
         bool error = false;
     };
 
+    ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
     /// Whether a stream belongs to the node of its head; a comparison that was made for that is handed out.
     bool Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
                std::optional<TOutcome>& outcome) const;
