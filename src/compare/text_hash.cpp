@@ -41,7 +41,7 @@ std::vector<wchar_t> Characters(wchar_t first, wchar_t last) {
 
 }  // namespace
 
-CTextHash::CTextHash() : m_bWeights(FindWeights()) {}
+CTextHash::CTextHash() : m_locale(GetThreadLocale()), m_bWeights(FindWeights()) {}
 
 bool CTextHash::FindWeights() {
     for (size_t c = 1; c < m_weights.size(); ++c) {
@@ -88,6 +88,7 @@ bool CTextHash::AddWeights(const wchar_t* text, uint64_t& hash) const {
 }
 
 std::optional<uint64_t> CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
+    if (GetThreadLocale() != m_locale) return std::nullopt;
     if (!text) text = L"";
     wchar_t buffer[kComparedDigits + 1];
     if (method == cmLast7Digits) {

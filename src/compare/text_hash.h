@@ -7,7 +7,8 @@
 // asked for once, and a hash of the whole is put together from theirs. That is right only where no letters
 // sort as a unit; the constructor finds out whether the locale has such.
 //
-// Good for as long as the locale of the thread stays. Used from one thread at a time.
+// Texts are compared by the locale of the thread, and a host may change that: under another locale than that of
+// the construction nothing has a hash. Used from one thread at a time.
 
 #include <array>
 #include <cstdint>
@@ -22,9 +23,11 @@ class CTextHash {
     CTextHash();
 
     /// Texts (null: an empty one) that LPCWSTR_Compare finds equal have the same hash. method is cmExact or
-    /// cmLast7Digits. None when the system makes no key of the text.
+    /// cmLast7Digits. None when the system makes no key of the text, and under another locale.
     std::optional<uint64_t> Hash(const wchar_t* text, ECompareMethod method);
 
+    /// The locale of the thread at the construction.
+    LCID Locale() const { return m_locale; }
     /// Whether texts of ASCII characters are hashed without a key.
     bool HasWeights() const { return m_bWeights; }
 
@@ -44,6 +47,7 @@ class CTextHash {
     /// False for a text that is not all ASCII.
     bool AddWeights(const wchar_t* text, uint64_t& hash) const;
 
+    LCID m_locale;
     std::vector<unsigned char> m_key;  // the last one made
     std::array<Weights, 128> m_weights;
     bool m_bWeights;  // last: found out with the others

@@ -27,6 +27,22 @@ const wchar_t* TextOf(const TSubValue& subValue) {
     return subValue.derived.value->Value.MVszW.lppszW[ElementOf(subValue)];
 }
 
+/// Another locale for this thread, as long as an object of this class lives.
+class CThreadLocale {
+  public:
+    explicit CThreadLocale(LCID locale) : m_before(GetThreadLocale()), m_changes(locale != m_before) {
+        if (m_changes) SetThreadLocale(locale);
+    }
+    CThreadLocale(const CThreadLocale&) = delete;
+    ~CThreadLocale() {
+        if (m_changes) SetThreadLocale(m_before);
+    }
+
+  private:
+    const LCID m_before;
+    const bool m_changes;
+};
+
 template <typename T>
 void Set(std::vector<T>& values, uint32_t node, T value) {
     if (node >= values.size()) values.resize(node + 1);
@@ -70,6 +86,8 @@ int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
 }
 
 void CCmpData::Settle() {
+    // What is owed was told apart by hashes, which are of this locale.
+    const CThreadLocale locale(m_textHash.Locale());
     const auto compare = [this](uint32_t node, uint32_t other) { return CompareNodes(node, other); };
     m_tree.Settle(compare);
     m_multiTree.Settle(compare);

@@ -148,6 +148,40 @@ TEST_P(FiledValues, AreWhereTheTreePutsThem) {
 INSTANTIATE_TEST_SUITE_P(Kinds, FiledValues, testing::ValuesIn(kKinds),
                          [](const auto& tested) { return tested.param.name; });
 
+/// Hosts set the locale of their thread as they like, between additions too.
+TEST(FiledTexts, AreWhereTheTreePutsThemInWhateverLocale) {
+    const LCID before = GetThreadLocale();
+    constexpr LCID kGerman = 0x0407, kSwedish = 0x041D;  // an a with dots is an a, and a letter behind z
+    for (unsigned seed = 0; seed < 10; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Random random(seed);
+        ASSERT_TRUE(SetThreadLocale(kGerman));
+        TComparyProp definition{};
+        definition.ulPropTag = PR_SUBJECT_W;
+        CTextHash textHash;
+        CCmpData data(definition, false, textHash);
+        CItems items;
+        Keeper keeper;
+        SlowTree slow;
+        std::vector<std::wstring> texts;
+        for (int i = 0; i < 60; ++i) {
+            if (i >= 20) {
+                ASSERT_TRUE(SetThreadLocale(random() % 2 ? kGerman : kSwedish));
+            }
+            texts.push_back(Pieces(random, {L"a", L"\u00e4", L"\u00c4", L"y", L"\u00fc"}, 2));
+            SPropValue value = keeper.Text(texts.back());
+            TItem& item = items.Append("Item");
+            data.FileValue({definition, items, item, &value, nullptr}, data.HashOf(value));
+            slow.Insert(i, [&](int a, int b, bool&) {
+                return lstrcmpiW(texts[static_cast<size_t>(a)].c_str(),
+                                 texts[static_cast<size_t>(b)].c_str());
+            });
+        }
+        ExpectTwins(data, slow);
+    }
+    SetThreadLocale(before);
+}
+
 // ---- Streams and elements
 // ----------------------------------------------------------------------------------------------------
 
