@@ -213,10 +213,9 @@ HRESULT GetContactSmtpEmail(CAddressBook& book, IMAPISession* session, IMessage*
                             SPropValue** value) {
     const HRESULT hr = store::GetPropValue(item, tag, value);
     if (!store::IsReadSuccess(hr) || !*value) return hr;
-    int empty = TRUE;
-    if (!compare::IsEmptyValue(*value, &empty, nullptr) || empty) return hr;
+    // Any other type, an error too, is for the caller to judge, and to write a line about.
     const ULONG type = PROP_TYPE((*value)->ulPropTag);
-    if (type != PT_UNICODE && type != PT_STRING8) return hr;
+    if ((type != PT_UNICODE && type != PT_STRING8) || PV_IsEmpty((*value)->Value, type, nullptr)) return hr;
     const bool wide = type == PT_UNICODE;
     if (wide ? std::wcschr((*value)->Value.lpszW, L'@') != nullptr
              : std::strchr((*value)->Value.lpszA, '@') != nullptr) {
