@@ -145,6 +145,41 @@ TEST_F(Intake, AStoreIsOpenedOnceAndAnItemTwiceIsTwoItems) {
     EXPECT_EQ(Groups(search), (std::vector<std::vector<uint32_t>>{{0, 1}}));
 }
 
+TEST_F(Intake, ItemsAreOpenedAgainOnlyForWhatWasNotReadAsItIs) {
+    struct Case {
+        const wchar_t* subject;
+        unsigned opened;
+    };
+    // Of a trimmed subject the item's own length is asked for.
+    for (const Case& c : {Case{L"a", 1}, Case{L"a ", 2}}) {
+        CDuplicateSearch search;
+        Create(search, {Tagged(L"Subject", PR_SUBJECT_W)}, okMostFilled);
+        TestItem first = Inbox().Item().Subject(c.subject), second = Inbox().Item().Subject(c.subject);
+        ASSERT_EQ(Add(search, first), 0);
+        mailbox::calls::Record();
+        EXPECT_EQ(Add(search, second), 1);
+        EXPECT_EQ(mailbox::calls::Count("IMsgStore::OpenEntry"), c.opened)
+            << testing::PrintToString(std::wstring(c.subject));
+        EXPECT_EQ(search.Item(0).nFilledProps, 1);
+        EXPECT_EQ(search.Item(1).nFilledProps, 1);
+    }
+}
+
+TEST_F(Intake, NamesAreLookedUpUntilTheStoreHoldsThem) {
+    CDuplicateSearch search;
+    Create(search, {Derived(L"Email", propexAnyEmail)}, okCallerOrder, {}, saSimilar);
+    const auto look = [&](const TestItem& contact, int found) {
+        mailbox::calls::Record();
+        EXPECT_EQ(Add(search, contact), found);
+        return mailbox::calls::Count("IMAPIProp::GetIDsFromNames");
+    };
+    EXPECT_EQ(look(Inbox().Item(), 0), 3u) << "the store holds none of the three";
+    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8083, L"a@example.org"), 0), 3u);
+    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8083, L"a@example.org"), 1), 2u);
+    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8093, L"A@example.org"), 1), 2u);
+    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8093, L"b@example.org"), 0), 1u);
+}
+
 TEST_F(Intake, DumpsWhatItReadsAndFinds) {
     CDuplicateSearch search;
     CapturedLog log(0, true);
