@@ -80,9 +80,11 @@ TemporaryFolder::TemporaryFolder() {
     char base[MAX_PATH], name[MAX_PATH];
     GetTempPathA(MAX_PATH, base);
     // The system makes a file of a name that nobody has; a folder takes its place.
-    GetTempFileNameA(base, "qvt", 0, name);
-    DeleteFileA(name);
-    CreateDirectoryA(name, nullptr);
+    do {
+        GetTempFileNameA(base, "qvt", 0, name);
+        DeleteFileA(name);
+        // Another program may have taken the name meanwhile.
+    } while (!CreateDirectoryA(name, nullptr) && GetLastError() == ERROR_ALREADY_EXISTS);
     m_path = name;
 }
 
