@@ -17,6 +17,15 @@ int RawDifference(ULONG a, ULONG b) {
     return static_cast<int>(a - b);
 }
 
+/// Bytes of a binary, elements of a multi-valued one, whose members all are a count and a pointer; a count
+/// without a pointer stands for none, as a null text stands for an empty one.
+ULONG CountOf(const SBinary& bytes) {
+    return bytes.lpb ? bytes.cb : 0;
+}
+ULONG CountOf(const _PV& array) {
+    return array.MVl.lpl ? array.MVl.cValues : 0;
+}
+
 // ---- Comparison, one function a rule of the table below ----
 
 int CompareShort(const _PV& a, const _PV& b, ECompareMethod) {
@@ -86,45 +95,45 @@ int CompareRecipientBinaries(const SBinary& a, const SBinary& b) {
 }
 
 int CompareBytes(const SBinary& a, const SBinary& b) {
-    if (a.cb != b.cb) return RawDifference(a.cb, b.cb);
-    return a.cb == 0 ? 0 : std::memcmp(a.lpb, b.lpb, a.cb);
+    const ULONG count = CountOf(a);
+    if (count != CountOf(b)) return RawDifference(count, CountOf(b));
+    return count == 0 ? 0 : std::memcmp(a.lpb, b.lpb, count);
 }
 
 int CompareBinary(const _PV& a, const _PV& b, ECompareMethod method) {
     return method == cmRecipients ? CompareRecipientBinaries(a.bin, b.bin) : CompareBytes(a.bin, b.bin);
 }
 
-// All multi-valued members of the value are a count and a pointer to the elements.
 template <size_t kElementSize>
 int CompareArray(const _PV& a, const _PV& b, ECompareMethod) {
-    if (a.MVl.cValues != b.MVl.cValues) return RawDifference(a.MVl.cValues, b.MVl.cValues);
-    return a.MVl.cValues == 0 ? 0 : std::memcmp(a.MVl.lpl, b.MVl.lpl, a.MVl.cValues * kElementSize);
+    const ULONG count = CountOf(a);
+    if (count != CountOf(b)) return RawDifference(count, CountOf(b));
+    return count == 0 ? 0 : std::memcmp(a.MVl.lpl, b.MVl.lpl, count * kElementSize);
 }
 
 /// First non-zero comparison of elements at the same place, after the counts.
-template <typename Array, typename CompareElements>
-int CompareElementwise(const Array& a, const Array& b, CompareElements&& compareElements) {
-    if (a.cValues != b.cValues) return RawDifference(a.cValues, b.cValues);
-    for (ULONG i = 0; i < a.cValues; ++i) {
+template <typename CompareElements>
+int CompareElementwise(const _PV& a, const _PV& b, CompareElements&& compareElements) {
+    const ULONG count = CountOf(a);
+    if (count != CountOf(b)) return RawDifference(count, CountOf(b));
+    for (ULONG i = 0; i < count; ++i) {
         if (const int order = compareElements(i)) return order;
     }
     return 0;
 }
 
 int CompareString8Array(const _PV& a, const _PV& b, ECompareMethod method) {
-    return CompareElementwise(a.MVszA, b.MVszA, [&](ULONG i) {
-        return LPCSTR_Compare(a.MVszA.lppszA[i], b.MVszA.lppszA[i], method);
-    });
+    return CompareElementwise(
+        a, b, [&](ULONG i) { return LPCSTR_Compare(a.MVszA.lppszA[i], b.MVszA.lppszA[i], method); });
 }
 
 int CompareUnicodeArray(const _PV& a, const _PV& b, ECompareMethod method) {
-    return CompareElementwise(a.MVszW, b.MVszW, [&](ULONG i) {
-        return LPCWSTR_Compare(a.MVszW.lppszW[i], b.MVszW.lppszW[i], method);
-    });
+    return CompareElementwise(
+        a, b, [&](ULONG i) { return LPCWSTR_Compare(a.MVszW.lppszW[i], b.MVszW.lppszW[i], method); });
 }
 
 int CompareBinaryArray(const _PV& a, const _PV& b, ECompareMethod) {
-    return CompareElementwise(a.MVbin, b.MVbin,
+    return CompareElementwise(a, b,
                               [&](ULONG i) { return CompareBytes(a.MVbin.lpbin[i], b.MVbin.lpbin[i]); });
 }
 
@@ -140,10 +149,10 @@ ULONG SizeUnicode(const _PV& value, size_t most) {
     return value.lpszW ? static_cast<ULONG>(wcsnlen(value.lpszW, most)) : 0;
 }
 ULONG SizeBinary(const _PV& value, size_t) {
-    return value.bin.cb;
+    return CountOf(value.bin);
 }
 ULONG SizeArray(const _PV& value, size_t) {
-    return value.MVl.cValues;
+    return CountOf(value);
 }
 
 // ---- The types ----
@@ -216,7 +225,7 @@ bool IsStringArray(ULONG type, const char* tag) {
 }
 
 bool IsElement(const _PV& mv, int index) {
-    return index >= 0 && static_cast<ULONG>(index) < mv.MVl.cValues;
+    return index >= 0 && static_cast<ULONG>(index) < CountOf(mv);
 }
 
 bool HasText(const _PV& mv, ULONG index, ULONG type) {
@@ -259,9 +268,9 @@ int PV_SubCompare(const _PV& mv1, int index1, const _PV& mv2, int index2, ULONG 
 ULONG PV_IsMVIntersects(const _PV& mv1, const _PV& mv2, ULONG propType, ECompareMethod method, int* found) {
     *found = 0;
     if (!IsStringArray(propType, "_PV_IsMVIntersects")) return 0xFFFFFFFF;
-    for (ULONG i = 0; i < mv1.MVl.cValues; ++i) {
+    for (ULONG i = 0; i < CountOf(mv1); ++i) {
         if (!HasText(mv1, i, propType)) continue;
-        for (ULONG k = 0; k < mv2.MVl.cValues; ++k) {
+        for (ULONG k = 0; k < CountOf(mv2); ++k) {
             if (!HasText(mv2, k, propType)) continue;
             if (CompareElements(mv1, i, mv2, k, propType, method) == 0) {
                 *found = 1;

@@ -26,7 +26,7 @@ std::optional<uint64_t> HashFlag(const _PV& value, ECompareMethod, CTextHash&) {
 }
 
 std::optional<uint64_t> HashBytes(const _PV& value, ECompareMethod method, CTextHash&) {
-    if (method == cmRecipients || value.bin.cb > ULONG{kLargestNumber}) return std::nullopt;
+    if (method == cmRecipients || !value.bin.lpb || value.bin.cb > ULONG{kLargestNumber}) return std::nullopt;
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(value.bin.lpb), value.bin.cb});
 }
 

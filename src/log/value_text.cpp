@@ -117,6 +117,11 @@ void PrintGuid(Output& out, const wchar_t* label, const GUID* guid) {
               d[5], d[6], d[7]);
 }
 
+/// Elements of a multi-valued string; a count without a pointer stands for none.
+ULONG ListedOf(const _PV& value) {
+    return value.MVszW.lppszW ? value.MVszW.cValues : 0;
+}
+
 /// Prints count, then the elements as long as they fit whole. text(i) is the i-th element.
 template <typename Text>
 void PrintStrings(Output& out, const wchar_t* label, ULONG count, Text text) {
@@ -163,10 +168,10 @@ void PrintValue(Output& out, ULONG type, const wchar_t* label, const _PV& value)
         case PT_OBJECT:
             return out.Print(L"%s0x%x", label, static_cast<unsigned>(value.x));
         case PT_MV_STRING8:
-            return PrintStrings(out, label, value.MVszA.cValues,
+            return PrintStrings(out, label, ListedOf(value),
                                 [&](ULONG i) { return Widen(value.MVszA.lppszA[i]); });
         case PT_MV_UNICODE:
-            return PrintStrings(out, label, value.MVszW.cValues,
+            return PrintStrings(out, label, ListedOf(value),
                                 [&](ULONG i) { return std::wstring(OrNullText(value.MVszW.lppszW[i])); });
         // Every array begins with its count.
         default:
@@ -217,7 +222,7 @@ wchar_t* ElementText(const SPropValue* value, int index, wchar_t* buffer, size_t
         out.Print(L"NULL");
     } else if (type != PT_MV_STRING8 && type != PT_MV_UNICODE) {
         out.Print(L"ERROR: unsupported type(0x%x)", static_cast<unsigned>(type));
-    } else if (index < 0 || static_cast<ULONG>(index) >= value->Value.MVszW.cValues) {
+    } else if (index < 0 || static_cast<ULONG>(index) >= ListedOf(value->Value)) {
         out.Print(L"ERROR:outofbounds");
     } else if (type == PT_MV_STRING8) {
         out.Print(L"%s", Widen(value->Value.MVszA.lppszA[index]).c_str());

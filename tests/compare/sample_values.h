@@ -53,6 +53,8 @@ class Arena {
     _PV Binary(const std::string& bytes) {
         return Of(SBinary{static_cast<ULONG>(bytes.size()), reinterpret_cast<BYTE*>(Keep(m_narrow, bytes))});
     }
+    /// So many bytes or elements that are nowhere.
+    static _PV Missing(ULONG count) { return Of(SBinary{count, nullptr}); }
     /// A multi-valued value of elements of one size, given as their bytes.
     _PV Array(const std::string& bytes, size_t elementSize) {
         return Of(SBinary{static_cast<ULONG>(bytes.size() / elementSize),

@@ -73,6 +73,11 @@ TEST(ValueCompare, EachTypeAtItsThresholds) {
         {"binaries: size of the second", PT_MV_BINARY, a.Binaries({"a", "bcd"}), a.Binaries({"a", "z"}), 2,
          raw},
         {"binaries: empty ones", PT_MV_BINARY, a.Binaries({"", "b"}), a.Binaries({"", "c"}), -1, sign},
+        {"missing bytes", PT_BINARY, a.Binary("ab"), a.Missing(2), 2, raw},
+        {"missing bytes on both sides", PT_BINARY, a.Missing(2), a.Missing(3), 0, raw},
+        {"missing elements", PT_MV_LONG, a.Missing(1), a.Array("aaaa", 4), -1, raw},
+        {"missing texts", PT_MV_UNICODE, a.Texts({L"a"}), a.Missing(1), 1, raw},
+        {"missing texts on both sides", PT_MV_STRING8, a.Missing(1), a.Missing(1), 0, raw},
         {"unknown type", PT_OBJECT, a.Of<LONG>(1), a.Of<LONG>(1), -1, raw},
         {"unknown multi-valued type", 0x100D, a.Of<LONG>(1), a.Of<LONG>(1), -1, raw},
     };
@@ -131,6 +136,8 @@ TEST(ValueCompare, EmptinessAndSizeByType) {
         {PT_MV_UNICODE, a.Texts({L"", L""}), 2},
         {PT_MV_LONG, a.Array("aaaabbbb", 4), 2},
         {PT_MV_BINARY, a.Binaries({}), 0},
+        {PT_BINARY, a.Missing(2), 0},
+        {PT_MV_LONG, a.Missing(2), 0},
         {PT_LONG, a.Of<LONG>(0), 1},
         {PT_BOOLEAN, a.Of<LONG>(0), 1},
         {PT_SYSTIME, a.Of(FileTime(0)), 1},
@@ -147,6 +154,8 @@ TEST(ValueCompare, EmptinessAndSizeByType) {
 
 TEST(ValueCompare, ElementsOfMultiValuedTexts) {
     Arena a;
+    int order = 7;
+    EXPECT_EQ(PV_SubCompare(a.Missing(1), 0, a.Missing(1), 0, PT_MV_UNICODE, cmExact, &order), -1);
     const _PV wide = a.Texts({L"", L"x", L"+1 (555) 123-4567"}), narrow = a.Texts8({"X", ""});
     CapturedLog log;
     int result = 99;

@@ -104,6 +104,7 @@ const ValueCase kValues[] = {
      L"(count=3){\"one\",\"two\r\n\ttabs\",\"(null)\"}",
      L"(PT_MV_UNICODE, count=3){\"one\",\"two\r\n\ttabs\",\"(null)\"}"},
     {PT_MV_UNICODE, [](_PV&) {}, L"(count=0)", L"(PT_MV_UNICODE, count=0)"},
+    {PT_MV_STRING8, [](_PV& v) { v.MVszA.cValues = 2; }, L"(count=0)", L"(PT_MV_STRING8, count=0)"},
     {PT_UNSPECIFIED, [](_PV&) {}, L"(PT_UNKNOWN: 0x0)", L"(PT_UNKNOWN: 0x0)"},
     {0x00FD, [](_PV&) {}, L"(PT_UNKNOWN: 0xfd)", L"(PT_UNKNOWN: 0xfd)"},
 };
@@ -194,6 +195,7 @@ TEST(ElementText, OneLineForEachElement) {
         {PT_MV_STRING8, ansi, 1, L""},
         {PT_MV_STRING8, ansi, 2, L"ERROR:outofbounds"},
         {PT_MV_UNICODE, [](_PV&) {}, 0, L"ERROR:outofbounds"},
+        {PT_MV_UNICODE, [](_PV& v) { v.MVszW.cValues = 2; }, 1, L"ERROR:outofbounds"},
         {PT_MV_LONG, [](_PV& v) { v.MVl.cValues = 1; }, 0, L"ERROR: unsupported type(0x1003)"},
         {PT_UNICODE, [](_PV& v) { v.lpszW = g_wide; }, 0, L"ERROR: unsupported type(0x1f)"},
     };
