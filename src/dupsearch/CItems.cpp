@@ -8,7 +8,7 @@
 TItem& CItems::Append(const char* entryId) {
     const size_t size = std::strlen(entryId) + 1;
     void* const text = m_records->memory.allocate(size, 1);
-    TItem& item = m_records->list.emplace_back();
+    TItem& item = m_records->list.emplace_back(m_records->memory);
     item.EntryID = static_cast<const char*>(std::memcpy(text, entryId, size));
     item.nIndex = Count() - 1;
     return item;

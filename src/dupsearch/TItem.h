@@ -4,6 +4,7 @@
 
 #include <forward_list>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,10 @@ struct TDerivedValue {
 };
 
 struct TItem {
+    TItem() = default;
+    /// memory: where lists of the item are kept, for as long as the item.
+    explicit TItem(std::pmr::memory_resource& memory) : derived(&memory) {}
+
     const char* EntryID = "";      // owned by the search's items
     const char* lpszStoreID = "";  // the same
     uint32_t nIndex = 0;           // number in order of addition
@@ -35,7 +40,7 @@ struct TItem {
     ULONG cValues = 0;
     bool bAsRead = false;                           // one for each tag, all as the item has them
     std::forward_list<std::wstring> comparedTexts;  // what is compared in place of a text that was read
-    std::vector<TDerivedValue> derived;             // in the order of the derived ids
+    std::pmr::vector<TDerivedValue> derived;        // in the order of the derived ids
 
     /// The first read value of this property, whatever its type; null when none was read.
     SPropValue* Find(ULONG tag) const {
