@@ -251,7 +251,7 @@ bool CCmpData::multitreeItems_Add(const TCompareContext& context) {
     }
     int filed = 0, failed = 0;
     for (size_t i = 0; i < count; ++i) {
-        ++(FileElement(context, {*derived, masks[i]}, hashes[i]) ? filed : failed);
+        ++(FileElement(context, {*derived, masks[i]}, m_bHashed ? hashes[i] : std::nullopt) ? filed : failed);
     }
     if (filed == 0) {
         g_Log.ErrorW(kTag, L"Cant add values for prop(key=%s,nID=%d)\n", key, id);

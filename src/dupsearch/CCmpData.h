@@ -4,7 +4,11 @@
 //
 // The node of a value is found by a hash where one respects the comparison (most values: texts, times, small
 // numbers), and the tree is owed its way down: matching asks for nodes alone. As soon as a value comes that
-// has no such hash, or an item is taken out, the tree is settled and every value goes its way through it.
+// has no such hash, or an item is taken out, the tree is settled and every value goes its way through it; so
+// do streams that begin as another one does and go on otherwise.
+//
+// Owns the tree, the heads of streams and the look-up; values stay the items'. The definition and the hash of
+// texts live as long as this, and the items of a comparison stay where they are.
 
 #include <memory_resource>
 #include <optional>
