@@ -6,12 +6,17 @@
 #include "store/sessions.h"
 
 TItem& CItems::Append(const char* entryId) {
-    const size_t size = std::strlen(entryId) + 1;
-    void* const text = m_records->memory.allocate(size, 1);
     TItem& item = m_records->list.emplace_back(m_records->memory);
-    item.EntryID = static_cast<const char*>(std::memcpy(text, entryId, size));
+    item.EntryID = entryId;
     item.nIndex = Count() - 1;
     return item;
+}
+
+void CItems::Keep() {
+    TItem& item = m_records->list.back();
+    const size_t size = std::strlen(item.EntryID) + 1;
+    void* const text = m_records->texts.allocate(size, 1);
+    item.EntryID = static_cast<const char*>(std::memcpy(text, item.EntryID, size));
 }
 
 CItems::Stores::value_type* CItems::OpenStore(const char* storeId) {

@@ -18,8 +18,10 @@ class CItems {
     uint32_t Count() const { return static_cast<uint32_t>(m_records->list.size()); }
     TItem& operator[](uint32_t index) { return m_records->list[index]; }
     const TItem& operator[](uint32_t index) const { return m_records->list[index]; }
-    /// A new record with its number, and a copy of the identifier's text.
+    /// A new record with its number. The identifier's text is the caller's before Keep.
     TItem& Append(const char* entryId);
+    /// The last record stays: its identifier's text is copied.
+    void Keep();
     void RemoveLast() { m_records->list.pop_back(); }
 
     /// Opens an item and, once, its store. On failure the result is null and one more line than the store
@@ -44,7 +46,8 @@ class CItems {
 
     /// In few blocks: a hundred thousand small ones are dear to make and to free.
     struct TRecords {
-        std::pmr::monotonic_buffer_resource memory;
+        std::pmr::monotonic_buffer_resource texts;
+        std::pmr::unsynchronized_pool_resource memory;
         std::pmr::deque<TItem> list{&memory};
     };
 

@@ -109,6 +109,7 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     const TEquals equals = FindDuplicates(item);
     m_matching->Append();
     if (!equals.IsNone()) m_duplicates.Add(item.nIndex, equals);
+    m_items.Keep();
     removal.Added();
     if (found) *found = equals.IsNone() ? 0 : 1;
     if (!equals.IsNone() && NeedsODProps()) CalcODProps(item, message.Get(), equals);

@@ -50,7 +50,9 @@ class MatchedItems {
 
     /// One more item. unfiled, wrongType: how often, one in so many (0: never).
     void Add(uint32_t values, uint32_t unfiled, uint32_t wrongType) {
-        TItem& item = m_items.Append(("Item" + std::to_string(m_items.Count())).c_str());
+        const std::string id = "Item" + std::to_string(m_items.Count());
+        TItem& item = m_items.Append(id.c_str());
+        m_items.Keep();
         m_values.emplace_back(m_definitions.size());
         for (size_t p = 0; p < m_definitions.size(); ++p) {
             if (unfiled && Below(m_random, unfiled) == 0) continue;
