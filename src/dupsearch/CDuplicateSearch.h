@@ -107,6 +107,8 @@ class CDuplicateSearch {
     size_t m_starts = 0;  // in use
     // By profile: the first item whose facts may be missing still.
     std::vector<uint32_t> m_factsFrom;
+    // Equals of the item being added whose facts are missing.
+    std::vector<uint32_t> m_factsMissing;
 
     std::vector<std::vector<uint32_t>> m_groups;
     std::vector<TBuildChange> m_changes;

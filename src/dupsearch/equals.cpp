@@ -68,7 +68,8 @@ void CDuplicateSearch::LogEquals(const wchar_t* format, const TItem& item, const
 void CDuplicateSearch::CalcODProps(TItem& item, IMessage* message, const TEquals& equals) {
     CalcODProps(item, message);
     const CProfiles& profiles = m_matching->Profiles();
-    std::vector<uint32_t> missing = equals.items;
+    std::vector<uint32_t>& missing = m_factsMissing;
+    missing.assign(equals.items.begin(), equals.items.end());
     m_factsFrom.resize(profiles.Count(), kNone);
     for (const uint32_t profile : equals.profiles) {
         // Items up to here have their facts.
