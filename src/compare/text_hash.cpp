@@ -1,13 +1,46 @@
 #include "compare/text_hash.h"
 
+#include <algorithm>
+
 #include "compare/sort_key.h"
 #include "compare/string_compare.h"
 
 namespace {
 
 constexpr unsigned char kEndOfWeights = 1;
-constexpr uint64_t kByteFactor = 0x9E3779B97F4A7C15u;
 constexpr int kComparedDigits = 7;
+
+/// The hash of a sequence of weights, two bytes each and none of them 0.
+class CWeightSum {
+  public:
+    void Add(uint16_t weight) {
+        m_word |= uint64_t{weight} << m_shift;
+        m_shift += 16;
+        if (m_shift < 64) return;
+        Mix(m_word);
+        m_word = 0;
+        m_shift = 0;
+    }
+    /// Four weights at once: only between whole fours.
+    bool IsBetweenFours() const { return m_shift == 0; }
+    void AddFour(uint64_t a, uint64_t b, uint64_t c, uint64_t d) { Mix(a | b << 16 | c << 32 | d << 48); }
+
+    uint64_t Hash() const {
+        CWeightSum whole = *this;
+        whole.Mix(m_word);
+        return whole.m_hash;
+    }
+
+  private:
+    void Mix(uint64_t word) {
+        m_hash = (m_hash ^ word) * 0x9E3779B97F4A7C15u;
+        m_hash ^= m_hash >> 32;
+    }
+
+    uint64_t m_hash = 0;
+    uint64_t m_word = 0;  // weights since the last four
+    unsigned m_shift = 0;
+};
 
 /// A text in which each sequence of n of the characters occurs: a de Bruijn sequence, built of Lyndon words
 /// (Fredricksen, Kessler, Maiorana 1978), with its beginning repeated at the end.
@@ -39,6 +72,10 @@ std::vector<wchar_t> Characters(wchar_t first, wchar_t last) {
     return characters;
 }
 
+uint16_t Pair(unsigned char first, unsigned char second) {
+    return static_cast<uint16_t>(first | second << 8);
+}
+
 }  // namespace
 
 CTextHash::CTextHash() : m_locale(GetThreadLocale()), m_bWeights(FindWeights()) {}
@@ -46,9 +83,9 @@ CTextHash::CTextHash() : m_locale(GetThreadLocale()), m_bWeights(FindWeights()) 
 bool CTextHash::FindWeights() {
     for (size_t c = 1; c < m_weights.size(); ++c) {
         const wchar_t text[] = {static_cast<wchar_t>(c), 0};
-        const std::optional<Weights> weights = WeightsByKey(text);
-        if (!weights) return false;
-        m_weights[c] = *weights;
+        const auto weights = WeightsByKey(text);
+        if (!weights || (!weights->empty() && weights->size() != 2)) return false;
+        m_weights[c] = weights->empty() ? 0 : Pair((*weights)[0], (*weights)[1]);
     }
     // Languages have letters written as two characters (cs, ll), or as three (dzs), and they sort such a
     // letter after all others that begin with the first.
@@ -57,34 +94,42 @@ bool CTextHash::FindWeights() {
 }
 
 bool CTextHash::IsSumOfWeights(const std::vector<wchar_t>& text) {
-    uint64_t sum = 0;
-    const std::optional<Weights> weights = WeightsByKey(text.data());
-    return weights && AddWeights(text.data(), sum) && sum == weights->summand;
+    const auto byKey = HashByKey(text.data());
+    return byKey && HashByCharacters(text.data()) == byKey;
 }
 
-std::optional<CTextHash::Weights> CTextHash::WeightsByKey(const wchar_t* text) {
+std::optional<std::span<const unsigned char>> CTextHash::WeightsByKey(const wchar_t* text) {
     m_key.clear();
     if (compare::AppendSortKey(text, m_key) == 0) return std::nullopt;
-    Weights weights;
-    for (const unsigned char b : m_key) {
-        if (b == kEndOfWeights) break;
-        weights.factor *= kByteFactor;
-        weights.summand = weights.summand * kByteFactor + b;
-    }
-    return weights;
+    return std::span(m_key.begin(), std::find(m_key.begin(), m_key.end(), kEndOfWeights));
 }
 
-bool CTextHash::AddWeights(const wchar_t* text, uint64_t& hash) const {
-    Weights whole{1, hash};
-    const auto isPlain = [this](wchar_t c) { return c != 0 && c < m_weights.size(); };
-    // By fours: each multiplication of the whole waits for the one before.
-    for (; isPlain(text[0]) && isPlain(text[1]) && isPlain(text[2]) && isPlain(text[3]); text += 4) {
-        whole = Both(whole, Both(Both(m_weights[text[0]], m_weights[text[1]]),
-                                 Both(m_weights[text[2]], m_weights[text[3]])));
+std::optional<uint64_t> CTextHash::HashByKey(const wchar_t* text) {
+    const auto weights = WeightsByKey(text);
+    if (!weights) return std::nullopt;
+    CWeightSum sum;
+    for (size_t i = 0; i < weights->size(); i += 2) {
+        sum.Add(Pair((*weights)[i], i + 1 < weights->size() ? (*weights)[i + 1] : 0));
     }
-    for (; isPlain(*text); ++text) whole = Both(whole, m_weights[*text]);
-    hash = whole.summand;
-    return *text == 0;
+    return sum.Hash();
+}
+
+std::optional<uint64_t> CTextHash::HashByCharacters(const wchar_t* text) const {
+    CWeightSum sum;
+    const auto isPlain = [this](wchar_t c) { return c != 0 && c < m_weights.size(); };
+    for (; isPlain(*text); ++text) {
+        while (sum.IsBetweenFours() && isPlain(text[0]) && isPlain(text[1]) && isPlain(text[2]) &&
+               isPlain(text[3])) {
+            const uint64_t a = m_weights[text[0]], b = m_weights[text[1]], c = m_weights[text[2]],
+                           d = m_weights[text[3]];
+            if (!(a && b && c && d)) break;
+            sum.AddFour(a, b, c, d);
+            text += 4;
+        }
+        if (!isPlain(*text)) break;
+        if (const uint16_t weight = m_weights[*text]) sum.Add(weight);
+    }
+    return *text == 0 ? std::optional(sum.Hash()) : std::nullopt;
 }
 
 std::optional<uint64_t> CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
@@ -95,8 +140,8 @@ std::optional<uint64_t> CTextHash::Hash(const wchar_t* text, ECompareMethod meth
         const wchar_t* digits = ExtractLastDigits(text, buffer, kComparedDigits);
         if (*digits) text = digits;
     }
-    uint64_t hash = 0;
-    if (m_bWeights && AddWeights(text, hash)) return hash;
-    const std::optional<Weights> weights = WeightsByKey(text);
-    return weights ? std::optional(weights->summand) : std::nullopt;
+    if (m_bWeights) {
+        if (const auto hash = HashByCharacters(text)) return hash;
+    }
+    return HashByKey(text);
 }

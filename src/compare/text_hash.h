@@ -13,6 +13,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "quorvel.h"
@@ -32,23 +33,16 @@ class CTextHash {
     bool HasWeights() const { return m_bWeights; }
 
   private:
-    /// What a character, or several, do to the hash of the text before them.
-    struct Weights {
-        uint64_t factor = 1;
-        uint64_t summand = 0;
-    };
-    static Weights Both(const Weights& first, const Weights& second) {
-        return {first.factor * second.factor, first.summand * second.factor + second.summand};
-    }
-
     bool FindWeights();
     bool IsSumOfWeights(const std::vector<wchar_t>& text);
-    std::optional<Weights> WeightsByKey(const wchar_t* text);
-    /// False for a text that is not all ASCII.
-    bool AddWeights(const wchar_t* text, uint64_t& hash) const;
+    /// The weights at the beginning of a text's key; none when the system makes no key. Good until the next.
+    std::optional<std::span<const unsigned char>> WeightsByKey(const wchar_t* text);
+    std::optional<uint64_t> HashByKey(const wchar_t* text);
+    /// None for a text that is not all ASCII.
+    std::optional<uint64_t> HashByCharacters(const wchar_t* text) const;
 
     LCID m_locale;
-    std::vector<unsigned char> m_key;  // the last one made
-    std::array<Weights, 128> m_weights;
-    bool m_bWeights;  // last: found out with the others
+    std::vector<unsigned char> m_key;       // the last one made
+    std::array<uint16_t, 128> m_weights{};  // of each ASCII character; 0: it counts for nothing
+    bool m_bWeights;                        // last: found out with the others
 };
