@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr int kComparedDigits = 7;
-
 // Last time differences, in whole seconds, that still count as equal.
 constexpr ULONGLONG kMost10Min = 599;
 constexpr ULONGLONG kMostDay = 86400;
@@ -37,7 +35,7 @@ const Char* LastDigits(const Char* text, Char* buffer, int n) {
 
 template <typename Char>
 const Char* DigitsOrWhole(const Char* text, Char* buffer) {
-    const Char* digits = LastDigits(text, buffer, kComparedDigits);
+    const Char* digits = LastDigits(text, buffer, compare::kComparedDigits);
     return *digits ? digits : text;
 }
 
@@ -47,7 +45,7 @@ int CompareTexts(const Char* a, const Char* b, ECompareMethod method, const char
     if (!a) a = kEmpty;
     if (!b) b = kEmpty;
     if (method == cmLast7Digits) {
-        Char digitsA[kComparedDigits + 1], digitsB[kComparedDigits + 1];
+        Char digitsA[compare::kComparedDigits + 1], digitsB[compare::kComparedDigits + 1];
         return SystemCompare(DigitsOrWhole(a, digitsA), DigitsOrWhole(b, digitsB));
     }
     g_Log.Assert(method == cmExact, tag, 29, nullptr);
@@ -120,6 +118,10 @@ class LowerCase {
 
 namespace compare {
 void (*g_localClock)(SYSTEMTIME* now) = [](SYSTEMTIME* now) { GetLocalTime(now); };
+
+const wchar_t* ComparedText(const wchar_t* text, ECompareMethod method, wchar_t* buffer) {
+    return method == cmLast7Digits ? DigitsOrWhole(text, buffer) : text;
+}
 }  // namespace compare
 
 int LPCSTR_Compare(const char* a, const char* b, ECompareMethod method) {

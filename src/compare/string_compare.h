@@ -34,4 +34,9 @@ const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle);
 namespace compare {
 /// What cmDayAndMonth takes for the current local time: the system's clock, unless a test sets its own.
 extern void (*g_localClock)(SYSTEMTIME* now);
+
+inline constexpr int kComparedDigits = 7;
+/// What cmExact and cmLast7Digits compare of a text: the text, or under the latter its last digits where it has
+/// any. buffer holds kComparedDigits + 1 characters.
+const wchar_t* ComparedText(const wchar_t* text, ECompareMethod method, wchar_t* buffer);
 }  // namespace compare

@@ -8,10 +8,9 @@
 namespace {
 
 constexpr unsigned char kEndOfWeights = 1;
-constexpr int kComparedDigits = 7;
 
 /// The hash of a sequence of weights, two bytes each and none of them 0.
-class CWeightSum {
+class CWeightHash {
   public:
     void Add(uint16_t weight) {
         m_word |= uint64_t{weight} << m_shift;
@@ -26,9 +25,9 @@ class CWeightSum {
     void AddFour(uint64_t a, uint64_t b, uint64_t c, uint64_t d) { Mix(a | b << 16 | c << 32 | d << 48); }
 
     uint64_t Hash() const {
-        CWeightSum whole = *this;
-        whole.Mix(m_word);
-        return whole.m_hash;
+        CWeightHash ended = *this;
+        ended.Mix(m_word);
+        return ended.m_hash;
     }
 
   private:
@@ -89,11 +88,11 @@ bool CTextHash::FindWeights() {
     }
     // Languages have letters written as two characters (cs, ll), or as three (dzs), and they sort such a
     // letter after all others that begin with the first.
-    return IsSumOfWeights(AllSequences(Characters(1, 127), 2)) &&
-           IsSumOfWeights(AllSequences(Characters(L'a', L'z'), 3));
+    return IsHashedAlike(AllSequences(Characters(1, 127), 2)) &&
+           IsHashedAlike(AllSequences(Characters(L'a', L'z'), 3));
 }
 
-bool CTextHash::IsSumOfWeights(const std::vector<wchar_t>& text) {
+bool CTextHash::IsHashedAlike(const std::vector<wchar_t>& text) {
     const auto byKey = HashByKey(text.data());
     return byKey && HashByCharacters(text.data()) == byKey;
 }
@@ -107,39 +106,36 @@ std::optional<std::span<const unsigned char>> CTextHash::WeightsByKey(const wcha
 std::optional<uint64_t> CTextHash::HashByKey(const wchar_t* text) {
     const auto weights = WeightsByKey(text);
     if (!weights) return std::nullopt;
-    CWeightSum sum;
+    CWeightHash whole;
     for (size_t i = 0; i < weights->size(); i += 2) {
-        sum.Add(Pair((*weights)[i], i + 1 < weights->size() ? (*weights)[i + 1] : 0));
+        whole.Add(Pair((*weights)[i], i + 1 < weights->size() ? (*weights)[i + 1] : 0));
     }
-    return sum.Hash();
+    return whole.Hash();
 }
 
 std::optional<uint64_t> CTextHash::HashByCharacters(const wchar_t* text) const {
-    CWeightSum sum;
+    CWeightHash whole;
     const auto isPlain = [this](wchar_t c) { return c != 0 && c < m_weights.size(); };
     for (; isPlain(*text); ++text) {
-        while (sum.IsBetweenFours() && isPlain(text[0]) && isPlain(text[1]) && isPlain(text[2]) &&
+        while (whole.IsBetweenFours() && isPlain(text[0]) && isPlain(text[1]) && isPlain(text[2]) &&
                isPlain(text[3])) {
             const uint64_t a = m_weights[text[0]], b = m_weights[text[1]], c = m_weights[text[2]],
                            d = m_weights[text[3]];
             if (!(a && b && c && d)) break;
-            sum.AddFour(a, b, c, d);
+            whole.AddFour(a, b, c, d);
             text += 4;
         }
         if (!isPlain(*text)) break;
-        if (const uint16_t weight = m_weights[*text]) sum.Add(weight);
+        if (const uint16_t weight = m_weights[*text]) whole.Add(weight);
     }
-    return *text == 0 ? std::optional(sum.Hash()) : std::nullopt;
+    return *text == 0 ? std::optional(whole.Hash()) : std::nullopt;
 }
 
 std::optional<uint64_t> CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
     if (GetThreadLocale() != m_locale) return std::nullopt;
     if (!text) text = L"";
-    wchar_t buffer[kComparedDigits + 1];
-    if (method == cmLast7Digits) {
-        const wchar_t* digits = ExtractLastDigits(text, buffer, kComparedDigits);
-        if (*digits) text = digits;
-    }
+    wchar_t digits[compare::kComparedDigits + 1];
+    text = compare::ComparedText(text, method, digits);
     if (m_bWeights) {
         if (const auto hash = HashByCharacters(text)) return hash;
     }

@@ -34,7 +34,8 @@ class CTextHash {
 
   private:
     bool FindWeights();
-    bool IsSumOfWeights(const std::vector<wchar_t>& text);
+    /// Whether the characters of a text give the hash that its key gives.
+    bool IsHashedAlike(const std::vector<wchar_t>& text);
     /// The weights at the beginning of a text's key; none when the system makes no key. Good until the next.
     std::optional<std::span<const unsigned char>> WeightsByKey(const wchar_t* text);
     std::optional<uint64_t> HashByKey(const wchar_t* text);

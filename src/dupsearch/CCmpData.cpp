@@ -69,7 +69,7 @@ const TTreeStatistics& CCmpData::Statistics() {
     return m_bMultiTree ? m_multiTree.Statistics() : m_tree.Statistics();
 }
 
-// Only what has a hash is owed, and hashes respect the order of values.
+// Only what has a hash is owed: comparing such values puts all of them in order, and writes no line.
 int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
     long order = 0;
     if (m_definition->nInterface == 1) {
