@@ -15,6 +15,7 @@ void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
     m_changes.clear();
     m_groups.clear();
     m_factsFrom.clear();
+    m_bAllCounted = true;
     m_duplicates = {};
     m_matching.reset();
     m_preparation.reset();

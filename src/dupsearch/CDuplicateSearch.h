@@ -72,7 +72,7 @@ class CDuplicateSearch {
     bool EvaluateStream(TAddedItem& added, CCmpData& data);
     bool EvaluateValue(TAddedItem& added, CCmpData& data);
     void File(const TAddedItem& added);
-    TEquals FindDuplicates(const TItem& item);
+    void FindDuplicates(const TItem& item);
     TEquals RemoveExceptions(const TItem& item, const std::vector<uint32_t>& profiles) const;
     std::vector<uint32_t> ItemsOf(const TEquals& equals) const;
     void LogEquals(const wchar_t* format, const TItem& item, const TEquals& equals) const;
@@ -80,7 +80,8 @@ class CDuplicateSearch {
     // Facts for choosing originals (original_facts.cpp).
     bool NeedsODProps() const;
     bool NeedsMessage(const TItem& item) const;
-    void CalcODProps(TItem& item, IMessage* message, const TEquals& equals);
+    bool CountAtHand(TItem& item);
+    void CalcODPropsOfEquals();
     bool CalcODProps(TItem& item, IMessage* message);
     void CountFilledProps(TItem& item, IMessage* message);
     void CalcFieldValue(TItem& item, IMessage* message);
@@ -105,6 +106,9 @@ class CDuplicateSearch {
     std::vector<TFiling> m_filings;
     std::deque<store::TStreamStart> m_streamStarts;
     size_t m_starts = 0;  // in use
+    TEquals m_equals;
+    // Whether each item had its facts counted from the values read when it was added.
+    bool m_bAllCounted = true;
     // By profile: the first item whose facts may be missing still.
     std::vector<uint32_t> m_factsFrom;
     // Equals of the item being added whose facts are missing.

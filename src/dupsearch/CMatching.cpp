@@ -70,29 +70,38 @@ class CMatching::CEqualsTest {
     std::vector<uint32_t> m_found;
 };
 
-std::vector<uint32_t> CMatching::FindDuplicates(const TItem& item) {
+void CMatching::FindDuplicates(const TItem& item, std::vector<uint32_t>& equals) {
     m_item = &item;
     m_profiles.GetStates(item.nIndex, m_states);
-    TOptionalSet equals;
+    // Most sets are made in the memory of the last one.
+    m_candidates.swap(equals);
+    m_candidates.clear();
+    TOptionalSet found;
+    const bool any = FindEquals(found);
+    if (found) equals.swap(found->others);
+    if (!any) equals.clear();
+    m_firstEqual = any ? equals.front() : kNone;
+}
+
+/// Whether there are others in the set.
+bool CMatching::FindEquals(TOptionalSet& equals) {
     efd found = efdNO;
     switch (m_nCompareAlgorithm) {
         case saIdentical:
-            m_candidates = Candidates();
+            FindCandidates();
             found = FindDuplicates_Identical(equals);
             break;
         case saSimilar:
-            m_candidates = Candidates();
+            FindCandidates();
             found = FindDuplicates_Similar(equals);
             break;
         default:
             g_Log.Error(kTag, "Invalid CompareAlgorithm(%d)", m_nCompareAlgorithm);
     }
-    if (found != efdYES || !equals) return {};
-    if (!equals->holdsItem) {
-        g_Log.Error(kTag, "pItem not in equals!\n");
-        return {};
-    }
-    return std::move(equals->others);
+    if (found != efdYES || !equals) return false;
+    if (equals->holdsItem) return !equals->others.empty();
+    g_Log.Error(kTag, "pItem not in equals!\n");
+    return false;
 }
 
 efd CMatching::FindDuplicates_Identical(TOptionalSet& equals) {

@@ -28,11 +28,11 @@ class CMatching {
           m_nGroups(nGroups),
           m_profiles(compareData) {}
 
-    /// The profiles whose items all equal this one, which is filed and not appended yet. Only items appended
-    /// count.
-    std::vector<uint32_t> FindDuplicates(const TItem& item);
+    /// The profiles whose items all equal this one, which is filed and not appended yet, take the place of what
+    /// is in `equals`. Only items appended count.
+    void FindDuplicates(const TItem& item, std::vector<uint32_t>& equals);
     /// The item that FindDuplicates was asked about last takes its place among the others.
-    void Append() { m_profiles.Append(m_item->nIndex, m_states); }
+    void Append() { m_profiles.Append(m_item->nIndex, m_states, m_firstEqual); }
 
     const CProfiles& Profiles() const { return m_profiles; }
 
@@ -52,6 +52,7 @@ class CMatching {
         size_t property;
     };
 
+    bool FindEquals(TOptionalSet& equals);
     efd FindDuplicates_Identical(TOptionalSet& equals);
     efd FindDuplicates_Similar(TOptionalSet& equals);
     efd FindDuplicates_Identical_(int group, TOptionalSet& pEquals, bool& allEmpty);
@@ -64,12 +65,12 @@ class CMatching {
 
     // Candidates.
     bool IsTroubled() const;
-    std::vector<uint32_t> Candidates();
-    std::vector<uint32_t> CandidatesIdentical();
-    std::vector<uint32_t> CandidatesSimilar();
+    void FindCandidates();
+    void FindCandidatesIdentical();
+    void FindCandidatesSimilar();
     uint32_t CountAt(size_t property) const;
-    void Collect(size_t property, uint32_t node, uint64_t withoutFilled, std::vector<uint32_t>& out);
-    void CollectEquals(size_t property, uint64_t withoutFilled, std::vector<uint32_t>& out);
+    void Collect(size_t property, uint32_t node, uint64_t withoutFilled);
+    void CollectEquals(size_t property, uint64_t withoutFilled);
 
     const CProfiles::CompareData& m_compareData;
     const unsigned m_nCompareAlgorithm;
@@ -85,4 +86,5 @@ class CMatching {
     // By profile: the matching that collected it last.
     std::vector<uint32_t> m_collected;
     uint32_t m_round = 0;
+    uint32_t m_firstEqual = kNone;
 };

@@ -34,13 +34,14 @@ std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& stat
     return isSet ? m_sets[state & ~kSetBit] : std::span<const uint32_t>(&state, 1);
 }
 
-void CProfiles::Append(uint32_t item, const States& states) {
-    if (item >= m_items.size()) m_items.resize(item + 1);
+void CProfiles::Append(uint32_t item, const States& states, uint32_t likely) {
     const uint32_t newProfile = Count();
     const auto isEqual = [&](uint32_t profile) {
         return std::equal(states.begin(), states.end(), m_states.begin() + profile * states.size());
     };
-    const uint32_t profile = m_profiles.FindOrEnter(CTuples::Hash(states), newProfile, isEqual);
+    const uint32_t profile = likely != kNone && isEqual(likely)
+                                 ? likely
+                                 : m_profiles.FindOrEnter(CTuples::Hash(states), newProfile, isEqual);
     if (profile == newProfile) {
         m_members.push_back({item, item});
         m_states.insert(m_states.end(), states.begin(), states.end());
@@ -49,7 +50,8 @@ void CProfiles::Append(uint32_t item, const States& states) {
         m_items[m_members[profile].last].next = item;
         m_members[profile].last = item;
     }
-    m_items[item].profile = profile;
+    if (item > m_items.size()) m_items.resize(item);
+    m_items.push_back({profile, kNone});
 }
 
 /// A bit for each property that is not empty, of the first 64.

@@ -3,12 +3,14 @@
 #include <algorithm>
 
 void CPtrTree::Append(uint32_t node, uint32_t item) {
-    if (node >= m_firsts.size()) {
-        m_firsts.resize(node + 1, kNone);
-        m_firsts[node] = item;
+    if (node == m_firsts.size()) m_firsts.push_back(item);
+    // Items that were not filed leave gaps.
+    if (item > m_nodes.size()) m_nodes.resize(item, kNone);
+    if (item == m_nodes.size()) {
+        m_nodes.push_back(node);
+    } else {
+        m_nodes[item] = node;
     }
-    if (item >= m_nodes.size()) m_nodes.resize(item + 1, kNone);
-    m_nodes[item] = node;
 }
 
 std::vector<uint32_t> CPtrTree::FindEquals(uint32_t item) const {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <numeric>
 
 #include "dupsearch/CMatching.h"
 
@@ -24,14 +25,16 @@ bool CMatching::IsTroubled() const {
     return false;
 }
 
-std::vector<uint32_t> CMatching::Candidates() {
+void CMatching::FindCandidates() {
     ++m_round;
-    m_collected.resize(m_profiles.Count());
-    if (!IsTroubled())
-        return m_nCompareAlgorithm == saIdentical ? CandidatesIdentical() : CandidatesSimilar();
-    std::vector<uint32_t> all(m_profiles.Count());
-    for (uint32_t profile = 0; profile < all.size(); ++profile) all[profile] = profile;
-    return all;
+    if (IsTroubled()) {
+        m_candidates.resize(m_profiles.Count());
+        std::iota(m_candidates.begin(), m_candidates.end(), 0u);
+    } else if (m_nCompareAlgorithm == saIdentical) {
+        FindCandidatesIdentical();
+    } else {
+        FindCandidatesSimilar();
+    }
 }
 
 /// How many profiles share the item's value or emptiness; a range of times is not counted.
@@ -45,37 +48,38 @@ uint32_t CMatching::CountAt(size_t property) const {
     return count;
 }
 
-void CMatching::Collect(size_t property, uint32_t node, uint64_t withoutFilled, std::vector<uint32_t>& out) {
+void CMatching::Collect(size_t property, uint32_t node, uint64_t withoutFilled) {
+    m_collected.resize(m_profiles.Count());
     m_profiles.VisitAt(property, node, withoutFilled, [&](uint32_t profile) {
         if (m_collected[profile] == m_round) return;
         m_collected[profile] = m_round;
-        out.push_back(profile);
+        m_candidates.push_back(profile);
     });
 }
 
-void CMatching::CollectEquals(size_t property, uint64_t withoutFilled, std::vector<uint32_t>& out) {
+void CMatching::CollectEquals(size_t property, uint64_t withoutFilled) {
     if (!IsFiled(property)) {
-        Collect(property, CProfiles::kEmpty, withoutFilled, out);
+        Collect(property, CProfiles::kEmpty, withoutFilled);
     } else if (m_compareData[property]->IsRange()) {
         m_compareData[property]->FindEqualsInRange(m_item->nIndex, [&](uint32_t node) {
-            Collect(property, node, withoutFilled, out);
+            Collect(property, node, withoutFilled);
             return true;
         });
     } else {
         for (const uint32_t node : m_profiles.Nodes(property, m_states[property])) {
-            Collect(property, node, withoutFilled, out);
+            Collect(property, node, withoutFilled);
         }
     }
 }
 
 // An equal agrees in every property up to the group that decides, so those that agree in the rarest value do.
-std::vector<uint32_t> CMatching::CandidatesIdentical() {
+void CMatching::FindCandidatesIdentical() {
     // The first group in which a value is filled decides, or an earlier one says no.
     int deciding = INT_MAX;
     for (size_t p = 0; p < m_states.size(); ++p) {
         if (IsFiled(p)) deciding = std::min(deciding, m_bGrouped ? m_compareData[p]->Definition().nGroup : 0);
     }
-    if (deciding == INT_MAX) return {};
+    if (deciding == INT_MAX) return;
 
     size_t rarest = 0;
     uint32_t fewest = kUncounted;
@@ -84,7 +88,7 @@ std::vector<uint32_t> CMatching::CandidatesIdentical() {
     for (size_t p = 0; p < m_states.size() && fewest > 1; ++p) {
         if (m_bGrouped && m_compareData[p]->Definition().nGroup > deciding) continue;
         if (const uint32_t count = CountAt(p); count < fewest) {
-            if (count == 0) return {};  // nobody shares it
+            if (count == 0) return;  // nobody shares it
             rarest = p;
             fewest = count;
         } else if (count == kUncounted) {
@@ -103,15 +107,19 @@ std::vector<uint32_t> CMatching::CandidatesIdentical() {
             fewest = count;
         }
     }
-    std::vector<uint32_t> candidates;
-    CollectEquals(rarest, 0, candidates);
-    return candidates;
+    const bool isRange = IsFiled(rarest) && m_compareData[rarest]->IsRange();
+    if (isRange || (IsFiled(rarest) && m_profiles.Nodes(rarest, m_states[rarest]).size() > 1)) {
+        CollectEquals(rarest, 0);
+    } else {
+        // A profile is listed once at a node.
+        m_profiles.VisitAt(rarest, m_states[rarest], 0,
+                           [&](uint32_t profile) { m_candidates.push_back(profile); });
+    }
 }
 
 // An equal agrees in at least one value of the first group in which it has any of the item's. Taking the
 // values from the rarest on, it lacks those before the first that it shares, and all of earlier groups.
-std::vector<uint32_t> CMatching::CandidatesSimilar() {
-    std::vector<uint32_t> candidates;
+void CMatching::FindCandidatesSimilar() {
     uint64_t passed = 0;
     for (int group = 0; group < (m_bGrouped ? m_nGroups : 1); ++group) {
         std::vector<Shared>& values = m_shared;
@@ -122,11 +130,10 @@ std::vector<uint32_t> CMatching::CandidatesSimilar() {
         std::sort(values.begin(), values.end(),
                   [](const Shared& a, const Shared& b) { return a.count < b.count; });
         for (const Shared& value : values) {
-            CollectEquals(value.property, passed, candidates);
+            CollectEquals(value.property, passed);
             // Nobody lacks this value: everybody left has another one.
-            if (m_profiles.CountAt(value.property, CProfiles::kEmpty) == 0) return candidates;
+            if (m_profiles.CountAt(value.property, CProfiles::kEmpty) == 0) return;
             passed |= BitOf(value.property);
         }
     }
-    return candidates;
 }

@@ -7,19 +7,20 @@
 #include "dupsearch/exceptions.h"
 #include "log/CLog.h"
 
-TEquals CDuplicateSearch::FindDuplicates(const TItem& item) {
-    TEquals equals{m_matching->FindDuplicates(item), {}};
-    if (equals.IsNone()) return equals;
+void CDuplicateSearch::FindDuplicates(const TItem& item) {
+    TEquals& equals = m_equals;
+    equals.items.clear();
+    m_matching->FindDuplicates(item, equals.profiles);
+    if (equals.IsNone()) return;
     if (g_Log.IsExtra()) LogEquals(L"\tFound equals:\n\t\titem[%d] =", item, equals);
-    if (m_exceptions.empty()) return equals;
+    if (m_exceptions.empty()) return;
     equals = RemoveExceptions(item, equals.profiles);
-    if (!g_Log.IsExtra()) return equals;
+    if (!g_Log.IsExtra()) return;
     if (equals.IsNone()) {
         g_Log.Extra(L"\tFinal equals:\n\t\tnone\n");
     } else {
         LogEquals(L"\tFinal equals:\n\t\titem[%d] =", item, equals);
     }
-    return equals;
 }
 
 // A profile of which no item is exempt stays a profile.
@@ -65,13 +66,12 @@ void CDuplicateSearch::LogEquals(const wchar_t* format, const TItem& item, const
     g_Log.Extra(L"\n");
 }
 
-void CDuplicateSearch::CalcODProps(TItem& item, IMessage* message, const TEquals& equals) {
-    CalcODProps(item, message);
+void CDuplicateSearch::CalcODPropsOfEquals() {
     const CProfiles& profiles = m_matching->Profiles();
     std::vector<uint32_t>& missing = m_factsMissing;
-    missing.assign(equals.items.begin(), equals.items.end());
+    missing.assign(m_equals.items.begin(), m_equals.items.end());
     m_factsFrom.resize(profiles.Count(), kNone);
-    for (const uint32_t profile : equals.profiles) {
+    for (const uint32_t profile : m_equals.profiles) {
         // Items up to here have their facts.
         uint32_t& from = m_factsFrom[profile];
         if (from == kNone) from = profiles.First(profile);

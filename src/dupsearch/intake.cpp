@@ -106,13 +106,17 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     TAddedItem added{item, message.Get(), {}};
     if (!ReadAndFile(added)) return 0;
 
-    const TEquals equals = FindDuplicates(item);
+    FindDuplicates(item);
     m_matching->Append();
-    if (!equals.IsNone()) m_duplicates.Add(item.nIndex, equals);
+    if (!m_equals.IsNone()) m_duplicates.Add(item.nIndex, m_equals);
     m_items.Keep();
     removal.Added();
-    if (found) *found = equals.IsNone() ? 0 : 1;
-    if (!equals.IsNone() && NeedsODProps()) CalcODProps(item, message.Get(), equals);
+    if (found) *found = m_equals.IsNone() ? 0 : 1;
+    if (!NeedsODProps()) return 1;
+    if (!CountAtHand(item)) m_bAllCounted = false;
+    if (m_bAllCounted || m_equals.IsNone()) return 1;
+    CalcODProps(item, message.Get());
+    CalcODPropsOfEquals();
     return 1;
 }
 

@@ -1,5 +1,8 @@
 // What the kinds of original definitions need to know of an item.
 
+#include <algorithm>
+#include <span>
+
 #include "compare/contact_item.h"
 #include "compare/value_compare.h"
 #include "dupsearch/CDuplicateSearch.h"
@@ -33,6 +36,20 @@ bool CDuplicateSearch::NeedsMessage(const TItem& item) const {
         m_original.nKind >= okLargestItem && !(m_original.nKind == okLargestItem && item.nMessageSize != -1);
     return kindNeeds || !item.bAsRead || p.streamTags.Count() != 0 || p.originalPlainTags.Count() != 0 ||
            p.originalStreamTags.Count() != 0;
+}
+
+/// Counts what is filled among the values that were just read, where they tell all that choosing an original
+/// asks for: the item need not be looked at again when it finds an equal. False when they do not.
+bool CDuplicateSearch::CountAtHand(TItem& item) {
+    if (m_original.nKind == okLargestValues || NeedsMessage(item)) return false;
+    const std::span values(item.values.get(), item.cValues);
+    const auto isFailure = [](const SPropValue& value) {
+        return PROP_TYPE(value.ulPropTag) == PT_ERROR && value.Value.err != MAPI_E_NOT_FOUND;
+    };
+    // A failed reading has a line in the log, for items that have equals.
+    if (std::ranges::any_of(values, isFailure)) return false;
+    CountFilledProps(item, nullptr);
+    return true;
 }
 
 bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {

@@ -78,7 +78,9 @@ class MatchedItems {
     /// The newest item's equals as the engine finds them; it counts for the items after it.
     Set Find() {
         Set equals;
-        for (const uint32_t profile : m_matching->FindDuplicates(m_items[Newest()])) {
+        std::vector<uint32_t> profiles;
+        m_matching->FindDuplicates(m_items[Newest()], profiles);
+        for (const uint32_t profile : profiles) {
             for (uint32_t i = m_matching->Profiles().First(profile); i != kNone;
                  i = m_matching->Profiles().Next(i)) {
                 equals.insert(i);
