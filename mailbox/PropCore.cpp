@@ -139,7 +139,7 @@ HRESULT PropCore::OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** 
             Edited();
             return S_OK;
         };
-    *out = NewStream(std::move(data), Unknown(), EntryId(), std::move(commit));
+    *out = NewStream(std::move(data), *this, std::move(commit));
     return S_OK;
 }
 

@@ -14,16 +14,19 @@ namespace {
 
 class Stream final : public ComObject<IStream, kStream> {
   public:
-    Stream(StreamData data, IUnknown* owner, std::string_view entryId, StreamCommit commit)
-        : m_data(std::move(data)), m_owner(owner), m_entryId(entryId), m_commit(std::move(commit)) {}
+    Stream(StreamData data, PropCore& owner, StreamCommit commit)
+        : m_data(std::move(data)),
+          m_owner(owner),
+          m_keepsOwner(owner.Unknown()),
+          m_commit(std::move(commit)) {}
 
     HRESULT STDMETHODCALLTYPE Read(void* out, ULONG count, ULONG* read) override {
         if (read != nullptr) *read = 0;
         if (out == nullptr && count != 0) return STG_E_INVALIDPOINTER;
-        return Call({"IStream::Read", m_entryId}, [&] {
-            const bool start = m_data.isText && m_position == 0;
-            const std::string startBytes = start ? StartOfText(count) : std::string();
-            const std::string_view bytes = start ? startBytes : Bytes();
+        return Call({"IStream::Read", m_owner.EntryId()}, [&] {
+            wchar_t start[kStartUnits];
+            const bool isStart = m_data.isText && m_position == 0 && count <= kMostOfStart;
+            const std::string_view bytes = isStart ? StartOfText(count, start) : Bytes();
             size_t given = m_position < bytes.size() ? std::min<size_t>(count, bytes.size() - m_position) : 0;
             if (g_striking != nullptr && g_striking->limit)
                 given = std::min<size_t>(given, *g_striking->limit);
@@ -37,7 +40,7 @@ class Stream final : public ComObject<IStream, kStream> {
     HRESULT STDMETHODCALLTYPE Write(const void* from, ULONG count, ULONG* written) override {
         if (written != nullptr) *written = 0;
         if (from == nullptr && count != 0) return STG_E_INVALIDPOINTER;
-        return Call({"IStream::Write", m_entryId}, [&] {
+        return Call({"IStream::Write", m_owner.EntryId()}, [&] {
             if (m_commit == nullptr) return STG_E_ACCESSDENIED;
             if (count == 0) return S_OK;
             std::string& bytes = OwnBytes();
@@ -51,7 +54,7 @@ class Stream final : public ComObject<IStream, kStream> {
     }
 
     HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position) override {
-        return Call({"IStream::Seek", m_entryId}, [&] {
+        return Call({"IStream::Seek", m_owner.EntryId()}, [&] {
             long long base = 0;
             if (origin == STREAM_SEEK_CUR)
                 base = static_cast<long long>(m_position);
@@ -67,7 +70,7 @@ class Stream final : public ComObject<IStream, kStream> {
     }
 
     HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER size) override {
-        return Call({"IStream::SetSize", m_entryId}, [&] {
+        return Call({"IStream::SetSize", m_owner.EntryId()}, [&] {
             if (m_commit == nullptr) return STG_E_ACCESSDENIED;
             if (size.QuadPart > MAXLONG) return STG_E_MEDIUMFULL;
             OwnBytes().resize(static_cast<size_t>(size.QuadPart));
@@ -78,7 +81,7 @@ class Stream final : public ComObject<IStream, kStream> {
     HRESULT STDMETHODCALLTYPE CopyTo(IStream* target, ULARGE_INTEGER count, ULARGE_INTEGER* read,
                                      ULARGE_INTEGER* written) override {
         if (target == nullptr) return STG_E_INVALIDPOINTER;
-        return Call({"IStream::CopyTo", m_entryId}, [&] {
+        return Call({"IStream::CopyTo", m_owner.EntryId()}, [&] {
             const std::string_view bytes = Bytes();
             const size_t left = m_position < bytes.size() ? bytes.size() - m_position : 0;
             const ULONG size = static_cast<ULONG>(std::min<unsigned long long>(count.QuadPart, left));
@@ -92,7 +95,7 @@ class Stream final : public ComObject<IStream, kStream> {
     }
 
     HRESULT STDMETHODCALLTYPE Commit(DWORD) override {
-        return Call({"IStream::Commit", m_entryId},
+        return Call({"IStream::Commit", m_owner.EntryId()},
                     [&] { return m_commit == nullptr ? S_OK : m_commit(OwnBytes()); });
     }
     HRESULT STDMETHODCALLTYPE Revert() override { return Unsupported("IStream::Revert"); }
@@ -106,7 +109,7 @@ class Stream final : public ComObject<IStream, kStream> {
     HRESULT STDMETHODCALLTYPE Stat(STATSTG* stat, DWORD) override {
         if (stat == nullptr) return STG_E_INVALIDPOINTER;
         *stat = {};
-        return Call({"IStream::Stat", m_entryId}, [&] {
+        return Call({"IStream::Stat", m_owner.EntryId()}, [&] {
             stat->type = STGTY_STREAM;
             stat->cbSize.QuadPart = Bytes().size();
             if (g_striking != nullptr && g_striking->statSize) stat->cbSize.QuadPart = *g_striking->statSize;
@@ -140,7 +143,7 @@ class Stream final : public ComObject<IStream, kStream> {
         return m_data.own;
     }
     /// At least so many bytes of a text, as far as it goes.
-    std::string StartOfText(size_t bytes) const {
+    std::string_view StartOfText(size_t bytes, wchar_t* out) const {
         const std::string_view text = m_data.view;
         const size_t units = bytes / sizeof(wchar_t) + 1;
         size_t length = 0, size = 0;
@@ -151,20 +154,26 @@ class Stream final : public ComObject<IStream, kStream> {
             length += WideLength(text.substr(size, end - size));
             size = end;
         }
-        return ToWideBytes(text.substr(0, size));
+        const wchar_t* const end = WriteWide(text.substr(0, size), out);
+        return {reinterpret_cast<const char*>(out), static_cast<size_t>(end - out) * sizeof(wchar_t)};
     }
 
+    // A reading of no more than this from the start converts no more of a text than it needs.
+    static constexpr ULONG kMostOfStart = 1024;
+    // The unit that holds an odd byte, and the second one of a character that begins in it.
+    static constexpr size_t kStartUnits = kMostOfStart / sizeof(wchar_t) + 2;
+
     StreamData m_data;
-    Microsoft::WRL::ComPtr<IUnknown> m_owner;
-    std::string m_entryId;
+    const PropCore& m_owner;
+    const Microsoft::WRL::ComPtr<IUnknown> m_keepsOwner;
     StreamCommit m_commit;
     size_t m_position = 0;
 };
 
 }  // namespace
 
-IStream* NewStream(StreamData data, IUnknown* owner, std::string_view entryId, StreamCommit commit) {
-    return new Stream(std::move(data), owner, entryId, std::move(commit));
+IStream* NewStream(StreamData data, PropCore& owner, StreamCommit commit) {
+    return new Stream(std::move(data), owner, std::move(commit));
 }
 
 }  // namespace mailbox

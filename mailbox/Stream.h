@@ -23,8 +23,9 @@ struct StreamData {
 /// Takes the bytes over when the stream is committed.
 using StreamCommit = std::function<HRESULT(const std::string& bytes)>;
 
-/// A stream with one reference. Without commit it is read-only. owner, which may be null, lives as long as
-/// the stream.
-IStream* NewStream(StreamData data, IUnknown* owner, std::string_view entryId, StreamCommit commit);
+class PropCore;
+
+/// A stream with one reference. Without commit it is read-only. The owner lives as long as the stream.
+IStream* NewStream(StreamData data, PropCore& owner, StreamCommit commit);
 
 }  // namespace mailbox

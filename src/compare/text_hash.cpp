@@ -27,16 +27,20 @@ class CWeightHash {
     uint64_t Hash() const {
         CWeightHash ended = *this;
         ended.Mix(m_word);
-        return ended.m_hash;
+        ended.Mix(ended.m_other);
+        return ended.m_other;
     }
 
   private:
+    // Two hashes take turns, so that one multiplication need not wait for the other.
     void Mix(uint64_t word) {
-        m_hash = (m_hash ^ word) * 0x9E3779B97F4A7C15u;
-        m_hash ^= m_hash >> 32;
+        const uint64_t mixed = (m_hash ^ word) * 0x9E3779B97F4A7C15u;
+        m_hash = m_other;
+        m_other = mixed ^ mixed >> 32;
     }
 
     uint64_t m_hash = 0;
+    uint64_t m_other = 0;
     uint64_t m_word = 0;  // weights since the last four
     unsigned m_shift = 0;
 };

@@ -168,7 +168,7 @@ void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& hea
         });
         if (alike == newNode || Joins(context, head, alike, outcome)) {
             m_tree.InsertKnown(item, alike);
-            if (alike == newNode) Set(m_nodeHeads, newNode, {head.Kept(m_headBytes)});
+            if (alike == newNode) Set(m_nodeHeads, newNode, {head.Kept(tag, m_headBytes)});
             return;
         }
     } else {
@@ -184,7 +184,7 @@ void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& hea
         return outcome->order;
     });
     if (node == kNone || equal) return;
-    Set(m_nodeHeads, node, {head.Kept(m_headBytes)});
+    Set(m_nodeHeads, node, {head.Kept(tag, m_headBytes)});
     if (alike != kNone) m_nodeHeads[alike].isShared = true;
 }
 

@@ -10,7 +10,7 @@
 // Owns the tree, the heads of streams and the look-up; values stay the items'. The definition and the hash of
 // texts live as long as this, and the items of a comparison stay where they are.
 
-#include <memory_resource>
+#include "dupsearch/CBlockMemory.h"
 #include <optional>
 #include <vector>
 
@@ -124,7 +124,7 @@ class CCmpData {
     // Beside each node: what stands for it in comparisons.
     std::vector<SPropValue> m_nodeValues;  // points into the first item's values
     std::vector<TNodeHead> m_nodeHeads;    // their bytes in m_headBytes
-    std::pmr::monotonic_buffer_resource m_headBytes;
+    CBlockMemory m_headBytes;
     std::vector<SubValueNode> m_nodeSubValues;
 
     CTextHash& m_textHash;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "compare/named_values.h"
+#include "dupsearch/CBlockMemory.h"
 #include "dupsearch/TItem.h"
 
 class CItems {
@@ -46,7 +47,7 @@ class CItems {
 
     /// In few blocks: a hundred thousand small ones are dear to make and to free.
     struct TRecords {
-        std::pmr::monotonic_buffer_resource texts;
+        CBlockMemory texts;
         std::pmr::unsynchronized_pool_resource memory;
         std::pmr::deque<TItem> list{&memory};
     };

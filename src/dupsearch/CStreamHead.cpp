@@ -1,5 +1,7 @@
 #include "dupsearch/CStreamHead.h"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -8,7 +10,8 @@
 
 namespace {
 constexpr size_t kTerminator = 4;  // bytes: of any width, behind an odd number of others
-}
+constexpr unsigned kLastAscii = 0x7F;
+}  // namespace
 
 CStreamHead::CStreamHead(store::TStreamStart& start) {
     static_assert(store::TStreamStart::kMost == kChunk + 1);
@@ -23,17 +26,46 @@ CStreamHead::CStreamHead(store::TStreamStart& start) {
     m_bytes = start.bytes;
 }
 
-CStreamHead CStreamHead::Kept(std::pmr::memory_resource& memory) const {
+/// Writes the text and its terminator, a byte for each character; false when one of them needs two.
+bool CStreamHead::NarrowInto(char* out) const {
+    const size_t count = Units();
+    constexpr size_t kStep = sizeof(__m128i) / sizeof(wchar_t);
+    __m128i seen = _mm_setzero_si128();
+    size_t i = 0;
+    for (; i + kStep <= count; i += kStep) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(Wide() + i));
+        seen = _mm_or_si128(seen, units);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(units, units));
+    }
+    unsigned rest = 0;
+    for (; i < count; ++i) {
+        rest |= Wide()[i];
+        out[i] = static_cast<char>(Wide()[i]);
+    }
+    out[count] = 0;
+    const __m128i beyond = _mm_and_si128(seen, _mm_set1_epi16(static_cast<short>(~kLastAscii)));
+    return rest <= kLastAscii && _mm_movemask_epi8(_mm_cmpeq_epi8(beyond, _mm_setzero_si128())) == 0xFFFF;
+}
+
+const wchar_t* CStreamHead::Wide(wchar_t (&units)[kMostUnits + 1]) const {
+    if (!m_narrow) return Wide();
+    std::copy_n(m_bytes, Units() + 1, units);
+    return units;
+}
+
+CStreamHead CStreamHead::Kept(ULONG tag, std::pmr::memory_resource& memory) const {
     CStreamHead kept = *this;
     if (!m_bytes) return kept;
-    const size_t size = m_count + kTerminator;
+    char narrow[kMostUnits + 1];
+    kept.m_narrow = PROP_TYPE(tag) == PT_UNICODE && NarrowInto(narrow);
+    const size_t size = kept.m_narrow ? Units() + 1 : m_count + kTerminator;
     void* const bytes = memory.allocate(size, alignof(wchar_t));
-    kept.m_bytes = static_cast<const char*>(std::memcpy(bytes, m_bytes, size));
+    kept.m_bytes = static_cast<const char*>(std::memcpy(bytes, kept.m_narrow ? narrow : m_bytes, size));
     return kept;
 }
 
 bool CStreamHead::StartsEmpty(ULONG type) const {
-    if (type == PT_UNICODE) return Wide()[0] == 0;
+    if (type == PT_UNICODE) return m_narrow ? m_bytes[0] == 0 : Wide()[0] == 0;
     if (type == PT_STRING8) return m_bytes[0] == 0;
     return m_count == 0;
 }
@@ -49,7 +81,8 @@ bool CStreamHead::Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag,
     const ULONG type = PROP_TYPE(tag);
     if (!a.m_bytes || !b.m_bytes || a.StartsEmpty(type) || b.StartsEmpty(type)) return false;
     if (type == PT_UNICODE) {
-        *order = lstrcmpiW(a.Wide(), b.Wide());
+        wchar_t unitsOfA[kMostUnits + 1], unitsOfB[kMostUnits + 1];
+        *order = lstrcmpiW(a.Wide(unitsOfA), b.Wide(unitsOfB));
     } else {
         *order = std::memcmp(a.m_bytes, b.m_bytes, std::min(a.m_count, b.m_count));
         if (*order == 0) *order = (a.m_count > b.m_count) - (a.m_count < b.m_count);

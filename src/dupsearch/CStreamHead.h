@@ -1,7 +1,8 @@
 #pragma once
 // The first chunk of a stream, kept so that most comparisons with it need no second opening of its item.
 //
-// A head is a view: its bytes are those of the start that it was made of, and the memory's that keeps it.
+// A head is a view: its bytes are those of the start that it was made of, and the memory's that keeps it. Kept,
+// a text of ASCII characters alone takes a byte for each.
 
 #include <memory_resource>
 
@@ -15,10 +16,11 @@ class CStreamHead {
     /// unknown, and the comparison itself says why.
     explicit CStreamHead(store::TStreamStart& start);
 
-    /// The same head with its bytes in this memory.
-    CStreamHead Kept(std::pmr::memory_resource& memory) const;
+    /// The same head of this property with its bytes in this memory.
+    CStreamHead Kept(ULONG tag, std::pmr::memory_resource& memory) const;
 
-    /// Heads that compare equal have the same hash; none where a head decides nothing.
+    /// Heads that compare equal have the same hash; none where a head decides nothing. For a head that is not
+    /// kept yet.
     std::optional<uint64_t> Hash(ULONG tag, CTextHash& texts) const;
 
     /// The comparison of two streams from their heads alone: true when these decide.
@@ -27,10 +29,17 @@ class CStreamHead {
   private:
     static constexpr ULONG kChunk = 512;
 
+    static constexpr size_t kMostUnits = kChunk / sizeof(wchar_t);
+
     const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(m_bytes); }
+    /// The text, put into `units` where it takes a byte for each.
+    const wchar_t* Wide(wchar_t (&units)[kMostUnits + 1]) const;
+    size_t Units() const { return (m_count + 1) / sizeof(wchar_t); }
+    bool NarrowInto(char* out) const;
     bool StartsEmpty(ULONG type) const;
 
     const char* m_bytes = nullptr;  // ends in zero bytes; null: unknown
     ULONG m_count = 0;
-    bool m_whole = false;  // nothing follows
+    bool m_whole = false;   // nothing follows
+    bool m_narrow = false;  // a byte for each character of a wide text
 };
