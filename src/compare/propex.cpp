@@ -1,6 +1,7 @@
 #include "compare/propex.h"
 
 #include <cstring>
+#include <optional>
 #include <span>
 
 #include "compare/derived_value.h"
@@ -97,20 +98,25 @@ HRESULT ReadPlainTexts(IMessage* item, std::span<const ULONG> tags, bool unicode
     return ReadTogether(item, wanted, id, tag, value, kinds);
 }
 
+std::optional<GUID> AddressSet() {
+    GUID set;
+    return Str2GUID(kSetAddress, &set) ? std::optional(set) : std::nullopt;
+}
+
 HRESULT ReadAddressTexts(IMessage* item, std::span<const long> ids, bool unicode, ULONG id, const char* tag,
                          SPropValue** value, ULONG* kinds, CKnownNames* names) {
     *value = nullptr;
     CKnownNames none;
     if (!names) names = &none;
-    GUID set;
-    if (!Str2GUID(kSetAddress, &set)) {
+    static const std::optional<GUID> set = AddressSet();
+    if (!set) {
         g_Log.Error(tag, "Str2GUID failed\n");
         return -1;
     }
     KindTags wanted;
     for (ULONG kind = 0; kind < ids.size(); ++kind) {
         ULONG resolved = 0;
-        const HRESULT hr = names->LookUp(item, set, {ids[kind], nullptr, TextType(unicode)}, &resolved);
+        const HRESULT hr = names->LookUp(item, *set, {ids[kind], nullptr, TextType(unicode)}, &resolved);
         if (hr != S_OK) {
             g_Log.Error(tag, "Critical: GetIDFromName(%d) failed, error = 0x%x\n", static_cast<int>(kind),
                         static_cast<unsigned>(hr));

@@ -45,8 +45,12 @@ class CThreadLocale {
 
 template <typename T>
 void Set(std::vector<T>& values, uint32_t node, T value) {
-    if (node >= values.size()) values.resize(node + 1);
-    values[node] = std::move(value);
+    if (node > values.size()) values.resize(node);
+    if (node == values.size()) {
+        values.push_back(std::move(value));
+    } else {
+        values[node] = std::move(value);
+    }
 }
 
 }  // namespace

@@ -12,10 +12,11 @@ inline constexpr uint32_t kNone = 0xFFFFFFFF;
 class CHashIndex {
   public:
     /// A number entered under this hash for which isEqual(number) holds; when there is none, `number` is
-    /// entered and is the result. Numbers are entered in ascending order.
+    /// entered and is the result. Numbers are entered in ascending order; isEqual may be asked about one that
+    /// was left out.
     template <typename IsEqual>
     uint32_t FindOrEnter(uint64_t hash, uint32_t number, IsEqual&& isEqual) {
-        if (number >= m_mask || m_entries.size() * 8 >= m_slots.size() * 7) Grow(number);
+        if (number >= m_mask || m_hashes.size() * 8 >= m_slots.size() * 7) Grow(number);
         const uint32_t mixed = Mix(hash);
         size_t i = mixed & m_mask;
         for (; m_slots[i] != kNone; i = (i + 1) & m_mask) {
@@ -23,7 +24,8 @@ class CHashIndex {
             if (m_slots[i] == Slot(mixed, known) && isEqual(known)) return known;
         }
         m_slots[i] = Slot(mixed, number);
-        m_entries.push_back({mixed, number});
+        m_hashes.resize(number);
+        m_hashes.push_back(mixed);
         return number;
     }
 
@@ -40,11 +42,6 @@ class CHashIndex {
     }
 
   private:
-    struct Entry {
-        uint32_t hash;
-        uint32_t number;
-    };
-
     static uint32_t Mix(uint64_t hash) {
         hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93u;
         return static_cast<uint32_t>(hash >> 32);
@@ -54,18 +51,18 @@ class CHashIndex {
 
     void Grow(uint32_t number) {
         size_t size = std::max<size_t>(16, m_slots.size());
-        while (number >= size - 1 || m_entries.size() * 8 >= size * 7) size *= 2;
+        while (number >= size - 1 || m_hashes.size() * 8 >= size * 7) size *= 2;
         m_slots.assign(size, kNone);
         m_mask = static_cast<uint32_t>(size - 1);
-        for (const Entry& entry : m_entries) {
-            size_t i = entry.hash & m_mask;
+        for (uint32_t entered = 0; entered < m_hashes.size(); ++entered) {
+            size_t i = m_hashes[entered] & m_mask;
             while (m_slots[i] != kNone) i = (i + 1) & m_mask;
-            m_slots[i] = Slot(entry.hash, entry.number);
+            m_slots[i] = Slot(m_hashes[entered], entered);
         }
     }
 
     // Small slots: what is looked at in no order shall stay close at hand.
-    std::vector<uint32_t> m_slots;  // kNone: free; a power of two of them, at most seven eighths in use
-    uint32_t m_mask = 0;            // the size of m_slots less 1
-    std::vector<Entry> m_entries;
+    std::vector<uint32_t> m_slots;   // kNone: free; a power of two of them, at most seven eighths in use
+    uint32_t m_mask = 0;             // the size of m_slots less 1
+    std::vector<uint32_t> m_hashes;  // by number; 0 for one that was left out
 };

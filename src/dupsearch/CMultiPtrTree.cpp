@@ -3,8 +3,9 @@
 #include <algorithm>
 
 void CMultiPtrTree::Append(uint32_t node, uint32_t item, uint32_t mask) {
-    if (item >= m_items.size()) m_items.resize(item + 1);
-    if (node >= m_holders.size()) m_holders.resize(node + 1);
+    if (item > m_items.size()) m_items.resize(item);
+    if (item == m_items.size()) m_items.emplace_back();
+    if (node == m_holders.size()) m_holders.push_back(0);
     Range& range = m_items[item];
     if (range.count == 0) range.begin = static_cast<uint32_t>(m_filed.size());
     const auto begin = m_filed.begin() + range.begin;

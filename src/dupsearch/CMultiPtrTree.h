@@ -7,6 +7,7 @@
 // item's.
 
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "dupsearch/CSortTree.h"
@@ -35,12 +36,13 @@ class CMultiPtrTree {
     /// The same for a sub-value whose node is known, as CPtrTree has it.
     Inserted InsertKnown(uint32_t item, uint32_t mask, uint32_t node) {
         const bool equal = !m_tree.Owe(node);
+        m_owed.push_back(node);
         Append(node, item, mask);
         return {node, equal};
     }
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
-        m_tree.Settle(compare);
+        m_tree.Settle(std::exchange(m_owed, {}), compare);
     }
 
     /// The item's nodes, each once, in order of filing; none for an item that is not filed.
@@ -68,6 +70,7 @@ class CMultiPtrTree {
     void Append(uint32_t node, uint32_t item, uint32_t mask);
 
     CSortTree m_tree;
+    std::vector<uint32_t> m_owed;
     std::vector<Filed> m_filed;       // item by item
     std::vector<Range> m_items;       // by item: its part of m_filed
     std::vector<uint32_t> m_holders;  // by node: how many items it holds

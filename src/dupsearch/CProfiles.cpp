@@ -101,7 +101,8 @@ uint32_t CProfiles::Head(size_t property, uint32_t node) const {
 
 uint32_t& CProfiles::HeadOf(size_t property, uint32_t node) {
     auto& heads = m_nodeHeads[property];
-    if (node >= heads.size()) heads.resize(node + 1, kNone);
+    if (node > heads.size()) heads.resize(node, kNone);
+    if (node == heads.size()) heads.push_back(kNone);
     return heads[node];
 }
 

@@ -23,6 +23,7 @@ class CPtrTree {
         const CSortTree::Placed placed = m_tree.Place(compare);
         if (placed.node == kNone) return {kNone, false};
         Append(placed.node, item);
+        m_settled = m_nodes.size();
         return {placed.node, !placed.isNew};
     }
 
@@ -36,7 +37,8 @@ class CPtrTree {
     /// compare: int(node, node), as for CSortTree.
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
-        m_tree.Settle(compare);
+        m_tree.Settle(std::span(m_nodes).subspan(m_settled), compare);
+        m_settled = m_nodes.size();
     }
 
     /// The item's node, kNone for an item that is not filed.
@@ -68,5 +70,6 @@ class CPtrTree {
 
     CSortTree m_tree;
     std::vector<uint32_t> m_nodes;   // by item
+    size_t m_settled = 0;            // items of which nothing is owed
     std::vector<uint32_t> m_firsts;  // by node; kNone when it is gone
 };

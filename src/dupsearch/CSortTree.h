@@ -17,7 +17,7 @@
 // owner's. A comparator is int(node, bool& error): the value being placed against the node's; negative: it
 // sorts before.
 
-#include <utility>
+#include <span>
 #include <vector>
 
 #include "dupsearch/CGapArray.h"
@@ -52,17 +52,17 @@ class CSortTree {
 
     /// A value belongs to this node, made for NodeLimit(); the way down is owed. True when it was made.
     bool Owe(uint32_t node) {
-        m_owed.push_back(node);
         if (node < m_nodeLimit) return false;
         ++m_nodeLimit;
         return true;
     }
-    /// Makes up for all that is owed, in order. compare: int(node, node), which cannot fail and is 0 for no
-    /// two nodes.
+    /// Makes up for all that is owed: the nodes in the order in which Owe was told of them, kNone among them
+    /// standing for nothing. compare: int(node, node), which cannot fail and is 0 for no two nodes.
     template <typename CompareNodes>
-    void Settle(CompareNodes&& compare) {
+    void Settle(std::span<const uint32_t> nodes, CompareNodes&& compare) {
         m_links.resize(m_nodeLimit);
-        for (const uint32_t owed : std::exchange(m_owed, {})) {
+        for (const uint32_t owed : nodes) {
+            if (owed == kNone) continue;
             const auto order = [&](uint32_t node, bool&) { return node == owed ? 0 : compare(owed, node); };
             GoDown(order, owed);
         }
@@ -187,7 +187,6 @@ class CSortTree {
     uint32_t m_nodeLimit = 0;
     std::vector<Links> m_links;  // by node; none yet of nodes that are owed
     std::vector<Hanging> m_hanging;
-    std::vector<uint32_t> m_owed;
     uint32_t m_firstRoot = kNone;  // of a tree that was never rebuilt
     TTreeStatistics m_statistics;
 };
