@@ -76,7 +76,7 @@ Store* Database::AddStore(std::string id, std::wstring_view displayName) {
 Folder* Database::AddFolder(Folder& parent, std::string id, Properties properties) {
     Store& store = *parent.store;
     if (id.empty()) id = NewId(store);
-    if (store.foldersById.contains(id) || store.itemsById.contains(id)) return nullptr;
+    if (store.foldersById.contains(id) || store.itemsById.Contains(id)) return nullptr;
     auto folder = std::make_shared<Folder>();
     folder->id = std::move(id);
     folder->parent = &parent;
@@ -91,13 +91,13 @@ Item* Database::AddItem(Folder& folder, std::string id, std::shared_ptr<const Me
                         bool associated) {
     Store& store = *folder.store;
     if (id.empty()) id = NewId(store);
-    if (store.foldersById.contains(id) || store.itemsById.contains(id)) return nullptr;
+    if (store.foldersById.contains(id) || store.itemsById.Contains(id)) return nullptr;
     auto item = std::make_shared<Item>();
     item->id = std::move(id);
     item->folder = &folder;
     item->data = std::move(data);
     item->associated = associated;
-    store.itemsById.emplace(item->id, item);
+    store.itemsById.Add(item);
     folder.items.push_back(item);
     return item.get();
 }
@@ -131,7 +131,7 @@ void Database::RemoveItem(Item& item) {
     const auto place = std::ranges::find(folder.items, &item, [](const auto& entry) { return entry.get(); });
     const std::shared_ptr<Item> keep = *place;
     folder.items.erase(place);
-    folder.store->itemsById.erase(keep->id);
+    folder.store->itemsById.Remove(keep->id);
     keep->folder = nullptr;
 }
 
@@ -139,7 +139,7 @@ void Database::RemoveFolder(Folder& folder) {
     while (!folder.folders.empty()) RemoveFolder(*folder.folders.back());
     Store& store = *folder.store;
     for (const auto& item : folder.items) {
-        store.itemsById.erase(item->id);
+        store.itemsById.Remove(item->id);
         item->folder = nullptr;
     }
     folder.items.clear();

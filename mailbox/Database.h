@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "mailbox/ItemIndex.h"
 #include "mailbox/Properties.h"
 
 namespace mailbox {
@@ -99,7 +100,7 @@ struct Store {
     std::string special[sfCount];
     NameTable names;
 
-    std::unordered_map<std::string_view, std::shared_ptr<Item>> itemsById;
+    ItemIndex itemsById;
     std::unordered_map<std::string_view, std::shared_ptr<Folder>> foldersById;
 };
 

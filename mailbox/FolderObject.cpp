@@ -190,11 +190,9 @@ class FolderObject final : public PropObject<IMAPIFolder, kFolder> {
         HRESULT failure = S_OK;
         for (ULONG index = 0; index < list->cValues; ++index) {
             const SBinary& id = list->lpbin[index];
-            const auto found = OwnStore()->itemsById.find({reinterpret_cast<const char*>(id.lpb), id.cb});
-            const bool isHere =
-                found != OwnStore()->itemsById.end() && found->second->folder == m_record.folder.get();
-            const std::shared_ptr<Item> item = isHere ? found->second : nullptr;
-            const HRESULT hr = item != nullptr ? action(*item) : MAPI_E_NOT_FOUND;
+            const auto item = OwnStore()->itemsById.Find({reinterpret_cast<const char*>(id.lpb), id.cb});
+            const bool isHere = item != nullptr && item->folder == m_record.folder.get();
+            const HRESULT hr = isHere ? action(*item) : MAPI_E_NOT_FOUND;
             if (hr == S_OK)
                 ++done;
             else

@@ -197,7 +197,7 @@ HRESULT MessageObject::SaveItem(ULONG flags, std::shared_ptr<const MessageData> 
 HRESULT MessageObject::SaveNew(std::shared_ptr<const MessageData> data) {
     if (m_folder->store == nullptr) return MAPI_E_OBJECT_DELETED;
     const Item* item = Mailbox()->AddItem(*m_folder, {}, std::move(data), m_isAssociated);
-    m_record.item = m_item = m_folder->store->itemsById.at(item->id);
+    m_record.item = m_item = m_folder->store->itemsById.Find(item->id);
     Mailbox()->dirty = true;
     return S_OK;
 }

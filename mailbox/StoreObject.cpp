@@ -112,10 +112,9 @@ HRESULT OpenStoreEntry(const std::shared_ptr<Database>& database, Store& store, 
                        const IID* iid, ULONG flags, ULONG* type, IUnknown** out) {
     std::string_view bytes;
     if (!ToEntryId(size, id, bytes)) return MAPI_E_INVALID_ENTRYID;
-    const auto item = store.itemsById.find(bytes);
-    if (item != store.itemsById.end()) {
+    if (auto item = store.itemsById.Find(bytes)) {
         if (!IsWanted(iid, {&IID_IMessage, &IID_IMAPIProp})) return MAPI_E_INTERFACE_NOT_SUPPORTED;
-        *out = NewMessageObject(database, item->second, AsksWritable(flags));
+        *out = NewMessageObject(database, std::move(item), AsksWritable(flags));
         if (type != nullptr) *type = MAPI_MESSAGE;
         return S_OK;
     }

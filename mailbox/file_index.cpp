@@ -38,14 +38,14 @@ bool Indexer::IndexFolder(const std::shared_ptr<Folder>& folder, const std::stri
         return false;
     };
     const auto isTaken = [&](const std::string& id) {
-        return store.foldersById.contains(id) || store.itemsById.contains(id);
+        return store.foldersById.contains(id) || store.itemsById.Contains(id);
     };
     if (folder->id.empty()) folder->id = IdFromPlace(store);
     if (isTaken(folder->id)) return fail(place);
     store.foldersById.emplace(folder->id, folder);
     for (size_t index = 0; const auto& item : folder->items) {
         if (item->id.empty()) item->id = IdFromPlace(store);
-        if (!store.itemsById.emplace(item->id, item).second || store.foldersById.contains(item->id))
+        if (!store.itemsById.Add(item) || store.foldersById.contains(item->id))
             return fail(place + ".items[" + std::to_string(index) + "]");
         ++index;
     }

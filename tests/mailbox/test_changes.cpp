@@ -297,17 +297,18 @@ TEST_F(Changes, MoveGivesANewIdentifierAndKeepsTheSearchKey) {
             TestItem item =
                 Inbox().Item().Subject(L"s").NamedBinary(kSetAddress, 0x8085, "ab").Attach(L"a", "x");
             const Values key = Get(Open(item).Get(), {PR_SEARCH_KEY});
+            const std::string id = item.IdBytes();
             const size_t before = target.Record().items.size();
             ASSERT_EQ(Copy(item, Inbox(), target, flags), S_OK);
             ASSERT_EQ(target.Record().items.size(), before + 1);
             TestItem moved(target.Record().store, target.Record().items.back().get());
-            EXPECT_NE(moved.IdBytes(), item.IdBytes());
+            EXPECT_NE(moved.IdBytes(), id);
             const ComPtr<IMessage> message = Open(moved);
             EXPECT_EQ(BytesOf(Get(message.Get(), {PR_SEARCH_KEY})[0].Value.bin), BytesOf(key[0].Value.bin));
             EXPECT_EQ(
                 BytesOf(Get(message.Get(), {moved.NamedTag(kSetAddress, 0x8085, PT_BINARY)})[0].Value.bin),
                 "ab");
-            EXPECT_EQ(Store().Record().itemsById.contains(item.IdBytes()), flags == 0);
+            EXPECT_EQ(Store().Record().itemsById.Contains(id), flags == 0);
         }
     }
 }
