@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string_view>
 
 #include "log/PlatformCalls.h"
 #include "store/sessions.h"
@@ -25,8 +24,11 @@ bool SizeOf(PlatformCalls& calls, IStream* stream, ULONG& size) {
 template <typename Char>
 bool IsEmptyText(const Char* start, bool isBody) {
     constexpr Char blankLine[] = {' ', '\r', '\n', 0};
-    const std::basic_string_view<Char> text(start);
-    return text.empty() || (isBody && (text == blankLine || text == blankLine + 1));
+    const auto startsLike = [start](const Char* text, const Char* end) {
+        return std::equal(text, end, start);
+    };
+    return *start == 0 || (isBody && (startsLike(blankLine, std::end(blankLine)) ||
+                                      startsLike(blankLine + 1, std::end(blankLine))));
 }
 
 }  // namespace
