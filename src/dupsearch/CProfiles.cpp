@@ -43,15 +43,26 @@ void CProfiles::Append(uint32_t item, const States& states, uint32_t likely) {
                                  ? likely
                                  : m_profiles.FindOrEnter(CTuples::Hash(states), newProfile, isEqual);
     if (profile == newProfile) {
-        m_members.push_back({item, item});
+        ++m_count;
         m_states.insert(m_states.end(), states.begin(), states.end());
         List(profile, states);
-    } else {
-        m_items[m_members[profile].last].next = item;
-        m_members[profile].last = item;
     }
-    if (item > m_items.size()) m_items.resize(item);
-    m_items.push_back({profile, kNone});
+    if (item > m_profileOf.size()) m_profileOf.resize(item, kNone);
+    m_profileOf.push_back(profile);
+}
+
+/// Puts the items appended since the last time into the lists of their profiles.
+void CProfiles::LinkItems() const {
+    if (m_next.size() == m_profileOf.size()) return;
+    m_members.resize(m_count);
+    while (m_next.size() < m_profileOf.size()) {
+        const auto item = static_cast<uint32_t>(m_next.size());
+        m_next.push_back(kNone);
+        if (m_profileOf[item] == kNone) continue;
+        Members& members = m_members[m_profileOf[item]];
+        (members.first == kNone ? members.first : m_next[members.last]) = item;
+        members.last = item;
+    }
 }
 
 /// A bit for each property that is not empty, of the first 64.

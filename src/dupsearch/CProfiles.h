@@ -29,15 +29,19 @@ class CProfiles {
     /// Adds the item to its profile, which is made when there is none. `likely`: where it may well belong, or kNone.
     void Append(uint32_t item, const States& states, uint32_t likely);
 
-    uint32_t Count() const { return static_cast<uint32_t>(m_members.size()); }
+    uint32_t Count() const { return m_count; }
     uint32_t State(uint32_t profile, size_t property) const {
         return m_states[profile * m_compareData.size() + property];
     }
     /// The profile of an item that was appended.
-    uint32_t Of(uint32_t item) const { return m_items[item].profile; }
-    /// Items of a profile in order of addition: the first, and the next one or kNone.
-    uint32_t First(uint32_t profile) const { return m_members[profile].first; }
-    uint32_t Next(uint32_t item) const { return m_items[item].next; }
+    uint32_t Of(uint32_t item) const { return m_profileOf[item]; }
+    /// Items of a profile in order of addition: the first, and the next one or kNone. Next is asked about the
+    /// result of First or Next.
+    uint32_t First(uint32_t profile) const {
+        LinkItems();
+        return m_members[profile].first;
+    }
+    uint32_t Next(uint32_t item) const { return m_next[item]; }
 
     /// The nodes behind a state of a property that is neither kEmpty nor kUnfiled.
     std::span<const uint32_t> Nodes(size_t property, const uint32_t& state) const;
@@ -74,13 +78,9 @@ class CProfiles {
         uint32_t profile;
         uint32_t next;
     };
-    struct Member {
-        uint32_t profile = kNone;
-        uint32_t next = kNone;
-    };
     struct Members {
-        uint32_t first;
-        uint32_t last;
+        uint32_t first = kNone;
+        uint32_t last = kNone;
     };
 
     // What a node has: no profile (kNone), a single one, or its first bucket, marked by this bit.
@@ -90,6 +90,7 @@ class CProfiles {
 
     uint32_t Head(size_t property, uint32_t node) const;
     uint32_t& HeadOf(size_t property, uint32_t node);
+    void LinkItems() const;
     uint64_t FilledOf(uint32_t profile) const;
     void List(uint32_t profile, const States& states);
     void ListAt(uint32_t& head, uint32_t profile, uint64_t filled);
@@ -97,12 +98,15 @@ class CProfiles {
     uint32_t BucketFor(uint32_t& head, uint64_t filled);
 
     const CompareData& m_compareData;
-    States m_states;                                 // of one profile after the other
-    CHashIndex m_profiles;                           // by the hash of their states
-    CTuples m_sets;                                  // nodes of each set
-    std::vector<uint32_t> m_nodes;                   // of the set being looked up
-    std::vector<Members> m_members;                  // by profile
-    std::vector<Member> m_items;                     // by item
+    States m_states;                    // of one profile after the other
+    CHashIndex m_profiles;              // by the hash of their states
+    CTuples m_sets;                     // nodes of each set
+    std::vector<uint32_t> m_nodes;      // of the set being looked up
+    uint32_t m_count = 0;               // of profiles
+    std::vector<uint32_t> m_profileOf;  // by item; kNone: it was not appended
+    // The lists of items, as far as somebody asked for them: most items find no equal.
+    mutable std::vector<Members> m_members;          // by profile
+    mutable std::vector<uint32_t> m_next;            // by item
     std::vector<std::vector<uint32_t>> m_nodeHeads;  // by property and node
     std::vector<uint32_t> m_emptyHeads;              // by property
     std::vector<Bucket> m_buckets;
