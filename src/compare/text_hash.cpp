@@ -107,7 +107,7 @@ std::optional<std::span<const unsigned char>> CTextHash::WeightsByKey(const wcha
     return std::span(m_key.begin(), std::find(m_key.begin(), m_key.end(), kEndOfWeights));
 }
 
-std::optional<uint64_t> CTextHash::HashByKey(const wchar_t* text) {
+THash CTextHash::HashByKey(const wchar_t* text) {
     const auto weights = WeightsByKey(text);
     if (!weights) return std::nullopt;
     CWeightHash whole;
@@ -117,7 +117,7 @@ std::optional<uint64_t> CTextHash::HashByKey(const wchar_t* text) {
     return whole.Hash();
 }
 
-std::optional<uint64_t> CTextHash::HashByCharacters(const wchar_t* text) const {
+THash CTextHash::HashByCharacters(const wchar_t* text) const {
     CWeightHash whole;
     const auto isPlain = [this](wchar_t c) { return c != 0 && c < m_weights.size(); };
     for (; isPlain(*text); ++text) {
@@ -132,10 +132,10 @@ std::optional<uint64_t> CTextHash::HashByCharacters(const wchar_t* text) const {
         if (!isPlain(*text)) break;
         if (const uint16_t weight = m_weights[*text]) whole.Add(weight);
     }
-    return *text == 0 ? std::optional(whole.Hash()) : std::nullopt;
+    return *text == 0 ? THash(whole.Hash()) : std::nullopt;
 }
 
-std::optional<uint64_t> CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
+THash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
     if (GetThreadLocale() != m_locale) return std::nullopt;
     if (!text) text = L"";
     wchar_t digits[compare::kComparedDigits + 1];

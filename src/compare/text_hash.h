@@ -18,6 +18,21 @@
 
 #include "quorvel.h"
 
+/// A hash or none, as an optional number is. Of eight bytes: it travels in a register.
+class THash {
+  public:
+    THash() = default;
+    THash(std::nullopt_t) {}
+    THash(uint64_t hash) : m_hash(hash ? hash : 1) {}
+
+    explicit operator bool() const { return m_hash != 0; }
+    uint64_t operator*() const { return m_hash; }
+    bool operator==(const THash&) const = default;
+
+  private:
+    uint64_t m_hash = 0;  // none
+};
+
 class CTextHash {
   public:
     /// Takes about half a millisecond.
@@ -25,7 +40,7 @@ class CTextHash {
 
     /// Texts (null: an empty one) that LPCWSTR_Compare finds equal have the same hash. method is cmExact or
     /// cmLast7Digits. None when the system makes no key of the text, and under another locale.
-    std::optional<uint64_t> Hash(const wchar_t* text, ECompareMethod method);
+    THash Hash(const wchar_t* text, ECompareMethod method);
 
     /// The locale of the thread at the construction.
     LCID Locale() const { return m_locale; }
@@ -38,9 +53,9 @@ class CTextHash {
     bool IsHashedAlike(const std::vector<wchar_t>& text);
     /// The weights at the beginning of a text's key; none when the system makes no key. Good until the next.
     std::optional<std::span<const unsigned char>> WeightsByKey(const wchar_t* text);
-    std::optional<uint64_t> HashByKey(const wchar_t* text);
+    THash HashByKey(const wchar_t* text);
     /// None for a text that is not all ASCII.
-    std::optional<uint64_t> HashByCharacters(const wchar_t* text) const;
+    THash HashByCharacters(const wchar_t* text) const;
 
     LCID m_locale;
     std::vector<unsigned char> m_key;       // the last one made

@@ -7,8 +7,8 @@ namespace compare {
 /// Values of one type that ComparePropValues finds equal under the method have the same hash. None for a
 /// value whose equals no hash can tell: of a type or method under which comparisons are tolerant, contradict
 /// each other or write lines.
-std::optional<uint64_t> HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts);
+THash HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts);
 
 /// The same for a text alone; none under a method that is not for texts.
-std::optional<uint64_t> HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts);
+THash HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts);
 }  // namespace compare

@@ -102,27 +102,27 @@ void CCmpData::EndHashing() {
     m_bHashed = false;
 }
 
-CCmpData::Hash CCmpData::HashOf(const SPropValue& value) const {
+THash CCmpData::HashOf(const SPropValue& value) const {
     // A range is searched for in the tree; a derived value is looked up anew for each comparison.
     if (!m_bHashed || m_bDerived || IsRange()) return std::nullopt;
     if (m_hashedType != PT_UNSPECIFIED && m_hashedType != PROP_TYPE(value.ulPropTag)) return std::nullopt;
-    const Hash hash = compare::HashValue(value, ValueMethod(), m_textHash);
+    const THash hash = compare::HashValue(value, ValueMethod(), m_textHash);
     if (hash) m_nodes.Prepare(*hash);
     return hash;
 }
 
-CCmpData::Hash CCmpData::HashOf(const CStreamHead& head) const {
-    const Hash hash = m_bHashed ? head.Hash(m_definition->ulPropTag, m_textHash) : std::nullopt;
+THash CCmpData::HashOf(const CStreamHead& head) const {
+    const THash hash = m_bHashed ? head.Hash(m_definition->ulPropTag, m_textHash) : std::nullopt;
     if (hash) m_nodes.Prepare(*hash);
     return hash;
 }
 
-void CCmpData::Prepare(Hash hash) const {
+void CCmpData::Prepare(THash hash) const {
     const uint32_t node = hash ? m_nodes.Expected(*hash) : kNone;
     if (node < m_nodeValues.size()) __builtin_prefetch(&m_nodeValues[node]);
 }
 
-void CCmpData::FileValue(const TCompareContext& context, Hash hash) {
+void CCmpData::FileValue(const TCompareContext& context, THash hash) {
     const SPropValue& value = *context.pPropValue;
     const uint32_t item = context.item.nIndex;
     m_hashedType = PROP_TYPE(value.ulPropTag);
@@ -159,7 +159,7 @@ bool CCmpData::Joins(const TCompareContext& context, const CStreamHead& head, ui
     return outcome->order == 0 && !outcome->error;
 }
 
-void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& head, Hash hash) {
+void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& head, THash hash) {
     const ULONG tag = m_definition->ulPropTag;
     const uint32_t item = context.item.nIndex, newNode = m_tree.NodeLimit();
     uint32_t alike = kNone;  // the node of this head, the first one if several have it
@@ -192,14 +192,14 @@ void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& hea
     if (alike != kNone) m_nodeHeads[alike].isShared = true;
 }
 
-CCmpData::Hash CCmpData::HashOfElement(const TSubValue& subValue) const {
+THash CCmpData::HashOfElement(const TSubValue& subValue) const {
     if (!m_bHashed || PROP_TYPE(subValue.derived.value->ulPropTag) != PT_MV_UNICODE) return std::nullopt;
-    const Hash hash = compare::HashText(TextOf(subValue), ValueMethod(), m_textHash);
+    const THash hash = compare::HashText(TextOf(subValue), ValueMethod(), m_textHash);
     if (hash) m_nodes.Prepare(*hash);
     return hash;
 }
 
-bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue, Hash hash) {
+bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue, THash hash) {
     const uint32_t item = context.item.nIndex;
     const wchar_t* const text = hash ? TextOf(subValue) : nullptr;
     CMultiPtrTree::Inserted inserted;
@@ -244,7 +244,7 @@ bool CCmpData::multitreeItems_Add(const TCompareContext& context) {
     }
     const SPropValue& value = *derived->value;
     uint32_t masks[kPhoneKinds];
-    Hash hashes[kPhoneKinds];
+    THash hashes[kPhoneKinds];
     size_t count = 0;
     for (ULONG i = 0; i < value.Value.MVszW.cValues && i < kPhoneKinds; ++i) {
         // 1 for an element that holds a character.

@@ -23,8 +23,6 @@
 
 class CCmpData {
   public:
-    using Hash = std::optional<uint64_t>;
-
     CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
         : m_bMultiTree(bMultiTree),
           m_bDerived(::IsDerived(definition)),
@@ -44,16 +42,16 @@ class CCmpData {
     bool HasOnlyTimes() const { return m_bOnlyTimes; }
 
     /// What a value or a stream will be looked up by, where that is possible; the look-up is made ready.
-    Hash HashOf(const SPropValue& value) const;
-    Hash HashOf(const CStreamHead& head) const;
+    THash HashOf(const SPropValue& value) const;
+    THash HashOf(const CStreamHead& head) const;
 
     /// Has the node that a value most likely joins brought in meanwhile.
-    void Prepare(Hash hash) const;
+    void Prepare(THash hash) const;
 
     // Filing. Each puts a filled value into the tree; what cannot be placed is logged and left out.
     /// `hash`: of the context's value, or of the stream.
-    void FileValue(const TCompareContext& context, Hash hash);
-    void FileStream(const TCompareContext& context, const CStreamHead& head, Hash hash);
+    void FileValue(const TCompareContext& context, THash hash);
+    void FileStream(const TCompareContext& context, const CStreamHead& head, THash hash);
     /// Files each filled element under the mask of its kind; false when none was filed.
     bool multitreeItems_Add(const TCompareContext& context);
     void AddEmpty(uint32_t item);
@@ -105,8 +103,8 @@ class CCmpData {
     /// Whether a stream belongs to the node of its head; a comparison that was made for that is handed out.
     bool Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
                std::optional<TOutcome>& outcome) const;
-    Hash HashOfElement(const TSubValue& subValue) const;
-    bool FileElement(const TCompareContext& context, const TSubValue& subValue, Hash hash);
+    THash HashOfElement(const TSubValue& subValue) const;
+    bool FileElement(const TCompareContext& context, const TSubValue& subValue, THash hash);
     int CompareNodes(uint32_t node, uint32_t other) const;
     void Settle();
     /// From now on no hash is used.

@@ -57,7 +57,7 @@ class CDuplicateSearch {
         CCmpData* data;
         std::optional<SPropValue> value;  // as this property compares it; none for a stream
         CStreamHead head;                 // of a stream
-        CCmpData::Hash hash;              // of the value or the head, where it is filed by one
+        THash hash;                       // of the value or the head, where it is filed by one
         bool empty;
     };
 

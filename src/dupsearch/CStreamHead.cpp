@@ -70,7 +70,7 @@ bool CStreamHead::StartsEmpty(ULONG type) const {
     return m_count == 0;
 }
 
-std::optional<uint64_t> CStreamHead::Hash(ULONG tag, CTextHash& texts) const {
+THash CStreamHead::Hash(ULONG tag, CTextHash& texts) const {
     const ULONG type = PROP_TYPE(tag);
     if (!m_bytes || StartsEmpty(type)) return std::nullopt;
     if (type == PT_UNICODE) return texts.Hash(Wide(), cmExact);

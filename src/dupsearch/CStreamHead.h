@@ -21,7 +21,7 @@ class CStreamHead {
 
     /// Heads that compare equal have the same hash; none where a head decides nothing. For a head that is not
     /// kept yet.
-    std::optional<uint64_t> Hash(ULONG tag, CTextHash& texts) const;
+    THash Hash(ULONG tag, CTextHash& texts) const;
 
     /// The comparison of two streams from their heads alone: true when these decide.
     static bool Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order);

@@ -236,7 +236,7 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
         LogChange(KeyOf(definition), value);
     int empty = TRUE;
     if (!compare::IsEmptyValue(&value, &empty, nullptr)) return false;
-    const CCmpData::Hash hash = empty ? std::nullopt : data.HashOf(value);
+    const THash hash = empty ? std::nullopt : data.HashOf(value);
     m_filings.push_back({&data, value, {}, hash, empty != 0});
     return true;
 }
