@@ -1,7 +1,7 @@
 #include "mailbox/ItemIndex.h"
 
+#include <algorithm>
 #include <functional>
-#include <utility>
 
 #include "mailbox/Database.h"
 
@@ -32,8 +32,8 @@ std::shared_ptr<Item> ItemIndex::Find(std::string_view id) const {
 bool ItemIndex::Add(const std::shared_ptr<Item>& item) {
     if (Contains(item->id)) return false;
     if ((m_items.size() + 1) * 8 > m_slots.size() * 7) Grow();
-    Enter({HashOf(item->id), static_cast<uint32_t>(m_items.size())});
     m_items.push_back(item);
+    Enter({HashOf(item->id), static_cast<uint32_t>(m_items.size() - 1)});
     return true;
 }
 
@@ -51,11 +51,13 @@ void ItemIndex::Enter(Slot slot) {
 }
 
 void ItemIndex::Grow() {
-    std::erase(m_items, nullptr);
+    const size_t count = m_items.size() - static_cast<size_t>(std::ranges::count(m_items, nullptr));
     size_t size = 16;
-    // Room for as many again, so that what is removed and added in turns does not end up here each time.
-    while (m_items.size() * 4 >= size * 3) size *= 2;
-    m_slots.assign(size, {});
+    // Room for some more, so that what is removed and added in turns does not end up here each time.
+    while (count * 4 >= size * 3) size *= 2;
+    std::vector<Slot> slots(size);
+    m_slots.swap(slots);
+    std::erase(m_items, nullptr);
     for (uint32_t number = 0; number < m_items.size(); ++number) Enter({HashOf(m_items[number]->id), number});
 }
 

@@ -150,7 +150,7 @@ class Stream final : public ComObject<IStream, kStream> {
         while (length < units && size < text.size()) {
             // Each unit takes a byte or more; a character stays whole.
             size_t end = std::min(text.size(), size + (units - length));
-            while (end < text.size() && (text[end] & 0xC0) == 0x80) ++end;
+            for (int more = 0; more < 3 && end < text.size() && (text[end] & 0xC0) == 0x80; ++more) ++end;
             length += WideLength(text.substr(size, end - size));
             size = end;
         }
@@ -160,8 +160,9 @@ class Stream final : public ComObject<IStream, kStream> {
 
     // A reading of no more than this from the start converts no more of a text than it needs.
     static constexpr ULONG kMostOfStart = 1024;
-    // The unit that holds an odd byte, and the second one of a character that begins in it.
-    static constexpr size_t kStartUnits = kMostOfStart / sizeof(wchar_t) + 2;
+    // The unit that holds an odd byte, and what else the last character may take: three stray bytes are a
+    // unit each.
+    static constexpr size_t kStartUnits = kMostOfStart / sizeof(wchar_t) + 4;
 
     StreamData m_data;
     const PropCore& m_owner;

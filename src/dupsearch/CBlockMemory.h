@@ -1,7 +1,8 @@
 #pragma once
 // Memory that is handed out in small pieces and given back all at once, with its owner. It grows by blocks of
 // one size: growing by half of what there is, as the standard's resource does, leaves up to a third unused,
-// and asks the system for ever larger regions that it clears page by page.
+// and asks the system for ever larger regions that it clears page by page. Pieces are aligned no further than
+// new aligns.
 
 #include <cstddef>
 #include <memory>

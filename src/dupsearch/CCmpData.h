@@ -10,12 +10,12 @@
 // Owns the tree, the heads of streams and the look-up; values stay the items'. The definition and the hash of
 // texts live as long as this, and the items of a comparison stay where they are.
 
-#include "dupsearch/CBlockMemory.h"
 #include <optional>
 #include <vector>
 
 #include "compare/CDefinitions.h"
 #include "compare/text_hash.h"
+#include "dupsearch/CBlockMemory.h"
 #include "dupsearch/CMultiPtrTree.h"
 #include "dupsearch/CPtrTree.h"
 #include "dupsearch/CStreamHead.h"

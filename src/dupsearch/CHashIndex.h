@@ -12,8 +12,7 @@ inline constexpr uint32_t kNone = 0xFFFFFFFF;
 class CHashIndex {
   public:
     /// A number entered under this hash for which isEqual(number) holds; when there is none, `number` is
-    /// entered and is the result. Numbers are entered in ascending order; isEqual may be asked about one that
-    /// was left out.
+    /// entered and is the result. Numbers are entered in ascending order; some may be left out.
     template <typename IsEqual>
     uint32_t FindOrEnter(uint64_t hash, uint32_t number, IsEqual&& isEqual) {
         if (number >= m_mask || m_hashes.size() * 8 >= m_slots.size() * 7) Grow(number);
@@ -23,9 +22,9 @@ class CHashIndex {
             const uint32_t known = m_slots[i] & m_mask;
             if (m_slots[i] == Slot(mixed, known) && isEqual(known)) return known;
         }
-        m_slots[i] = Slot(mixed, number);
-        m_hashes.resize(number);
+        m_hashes.resize(number, kNone);
         m_hashes.push_back(mixed);
+        m_slots[i] = Slot(mixed, number);
         return number;
     }
 
@@ -44,7 +43,8 @@ class CHashIndex {
   private:
     static uint32_t Mix(uint64_t hash) {
         hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93u;
-        return static_cast<uint32_t>(hash >> 32);
+        const auto mixed = static_cast<uint32_t>(hash >> 32);
+        return mixed == kNone ? 0 : mixed;
     }
     /// The low bits of a slot are the number, the high ones those of the hash that do not choose the slot.
     uint32_t Slot(uint32_t mixed, uint32_t number) const { return (mixed & ~m_mask) | number; }
@@ -55,6 +55,7 @@ class CHashIndex {
         m_slots.assign(size, kNone);
         m_mask = static_cast<uint32_t>(size - 1);
         for (uint32_t entered = 0; entered < m_hashes.size(); ++entered) {
+            if (m_hashes[entered] == kNone) continue;
             size_t i = m_hashes[entered] & m_mask;
             while (m_slots[i] != kNone) i = (i + 1) & m_mask;
             m_slots[i] = Slot(m_hashes[entered], entered);
@@ -64,5 +65,5 @@ class CHashIndex {
     // Small slots: what is looked at in no order shall stay close at hand.
     std::vector<uint32_t> m_slots;   // kNone: free; a power of two of them, at most seven eighths in use
     uint32_t m_mask = 0;             // the size of m_slots less 1
-    std::vector<uint32_t> m_hashes;  // by number; 0 for one that was left out
+    std::vector<uint32_t> m_hashes;  // by number; kNone: it was left out
 };

@@ -28,8 +28,8 @@ class CMatching {
           m_nGroups(nGroups),
           m_profiles(compareData) {}
 
-    /// The profiles whose items all equal this one, which is filed and not appended yet, take the place of what
-    /// is in `equals`. Only items appended count.
+    /// Fills in the profiles whose items all equal this one, which is filed and not appended yet. Only items
+    /// appended count.
     void FindDuplicates(const TItem& item, std::vector<uint32_t>& equals);
     /// The item that FindDuplicates was asked about last takes its place among the others.
     void Append() { m_profiles.Append(m_item->nIndex, m_states, m_firstEqual); }

@@ -35,10 +35,9 @@ class CMultiPtrTree {
 
     /// The same for a sub-value whose node is known, as CPtrTree has it.
     Inserted InsertKnown(uint32_t item, uint32_t mask, uint32_t node) {
-        const bool equal = !m_tree.Owe(node);
         m_owed.push_back(node);
         Append(node, item, mask);
-        return {node, equal};
+        return {node, !m_tree.Owe(node)};
     }
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {

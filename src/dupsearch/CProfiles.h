@@ -26,7 +26,8 @@ class CProfiles {
     /// Fills in the item's state in each compared property: a node, or what stands for a set of nodes, or one
     /// of the above.
     void GetStates(uint32_t item, States& states);
-    /// Adds the item to its profile, which is made when there is none. `likely`: where it may well belong, or kNone.
+    /// Adds the item to its profile, which is made when there is none. `likely`: where it may well belong, or
+    /// kNone.
     void Append(uint32_t item, const States& states, uint32_t likely);
 
     uint32_t Count() const { return m_count; }

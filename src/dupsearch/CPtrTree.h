@@ -16,8 +16,8 @@ class CPtrTree {
         bool equal;     // the item joined a node that was there
     };
 
-    /// Files an item added after all that are filed. compare: int(node, bool& error), the item against the node's
-    /// first item.
+    /// Files an item added after all that are filed; nothing may be owed. compare: int(node, bool& error), the
+    /// item against the node's first item.
     template <typename Compare>
     Inserted Insert(uint32_t item, Compare&& compare) {
         const CSortTree::Placed placed = m_tree.Place(compare);
@@ -30,9 +30,8 @@ class CPtrTree {
     /// The same for an item whose node is known, NodeLimit() for one that needs a node of its own, without
     /// comparing: Settle makes up for that.
     Inserted InsertKnown(uint32_t item, uint32_t node) {
-        const bool equal = !m_tree.Owe(node);
         Append(node, item);
-        return {node, equal};
+        return {node, !m_tree.Owe(node)};
     }
     /// compare: int(node, node), as for CSortTree.
     template <typename CompareNodes>
@@ -58,7 +57,8 @@ class CPtrTree {
         return m_tree.VisitRange(compare, [&](uint32_t node) { return node == own || visit(node); });
     }
 
-    /// Takes an item out; one that is not filed is ignored. A node that held nothing else goes with it.
+    /// Takes an item out; one that is not filed is ignored. A node that held nothing else goes with it. Nothing
+    /// may be owed, and from then on nothing is filed by InsertKnown.
     void Remove(uint32_t item);
 
     std::vector<uint32_t> NodesInOrder() const { return m_tree.InOrder(); }

@@ -74,7 +74,8 @@ void CDuplicateSearch::CalcODPropsOfEquals() {
     for (const uint32_t profile : m_equals.profiles) {
         // Items up to here have their facts.
         uint32_t& from = m_factsFrom[profile];
-        if (from == kNone) from = profiles.First(profile);
+        const uint32_t first = profiles.First(profile);
+        if (from == kNone) from = first;
         while (m_items[from].nFilledProps != -1 && profiles.Next(from) != kNone) from = profiles.Next(from);
         for (uint32_t i = from; i != kNone; i = profiles.Next(i)) missing.push_back(i);
     }

@@ -107,15 +107,15 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     if (!ReadAndFile(added)) return 0;
 
     FindDuplicates(item);
-    m_matching->Append();
-    if (!m_equals.IsNone()) m_duplicates.Add(item.nIndex, m_equals);
     m_items.Keep();
+    if (!m_equals.IsNone()) m_duplicates.Add(item.nIndex, m_equals);
+    m_matching->Append();
     removal.Added();
     if (found) *found = m_equals.IsNone() ? 0 : 1;
     if (!NeedsODProps()) return 1;
     if (!CountAtHand(item)) m_bAllCounted = false;
     if (m_bAllCounted || m_equals.IsNone()) return 1;
-    CalcODProps(item, message.Get());
+    if (item.nFilledProps == -1) CalcODProps(item, message.Get());
     CalcODPropsOfEquals();
     return 1;
 }

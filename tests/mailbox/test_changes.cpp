@@ -1,5 +1,9 @@
 // Changes: what others see and when, conflicts, access, attachments and embedded messages, copies and moves.
 
+#include <map>
+#include <random>
+
+#include "mailbox/Database.h"
 #include "store/named_properties.h"
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
@@ -309,6 +313,30 @@ TEST_F(Changes, MoveGivesANewIdentifierAndKeepsTheSearchKey) {
                 BytesOf(Get(message.Get(), {moved.NamedTag(kSetAddress, 0x8085, PT_BINARY)})[0].Value.bin),
                 "ab");
             EXPECT_EQ(Store().Record().itemsById.Contains(id), flags == 0);
+        }
+    }
+}
+
+TEST(ItemIndex, HoldsWhatWasAddedAndNotRemoved) {
+    mailbox::ItemIndex index;
+    std::map<std::string, std::shared_ptr<mailbox::Item>> expected;
+    std::mt19937 random(1);
+    for (int step = 0; step < 6000; ++step) {
+        // Grows, shrinks and grows again.
+        const std::string id = "item " + std::to_string(random() % (step < 3000 ? 300 : 40));
+        if (random() % 2 == 0) {
+            auto item = std::make_shared<mailbox::Item>();
+            item->id = id;
+            EXPECT_EQ(index.Add(item), expected.try_emplace(id, item).second) << id;
+        } else {
+            index.Remove(id);
+            expected.erase(id);
+        }
+        for (int i = 0; step % 50 == 0 && i < 300; ++i) {
+            const std::string asked = "item " + std::to_string(i);
+            const auto known = expected.find(asked);
+            ASSERT_EQ(index.Find(asked), known == expected.end() ? nullptr : known->second)
+                << asked << " after step " << step;
         }
     }
 }

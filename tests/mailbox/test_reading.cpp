@@ -1,5 +1,6 @@
 // Reading: widths of texts, what is missing or too large, streams, named and computed properties.
 
+#include "mailbox/text.h"
 #include "store/named_properties.h"
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
@@ -114,6 +115,32 @@ TEST_F(Reading, AllPropertiesAreThoseOfTheList) {
          {PR_SUBJECT_W, PR_ENTRYID, PR_SEARCH_KEY, item.NamedTag(kSetAppointment, 0x8215, PT_BOOLEAN)})
         EXPECT_EQ(std::ranges::count(tags, tag), 1) << std::hex << tag;
     EXPECT_EQ(std::ranges::count(tags, PR_SENDER_NAME_W), 0) << "an error is no property of the object";
+}
+
+// The start of a text is converted apart from the rest; characters of any width lie across the border.
+TEST_F(Reading, TheStartOfATextAndTheRestAreTheWhole) {
+    std::vector<std::string> bodies{std::string(3000, '\x80')};
+    for (const char* character : {"x", "\u00fc", "\u4e2d", "\U0001f600"}) {
+        std::string body;
+        while (body.size() < 3000) body += character;
+        bodies.push_back(body);
+    }
+    for (size_t length = 506; length < 516; ++length)
+        bodies.push_back(std::string(length, 'x') + "\U0001f600" + std::string(600, 'y'));
+    for (size_t i = 0; i < bodies.size(); ++i) {
+        TestItem item = Inbox().Item();
+        item.Edit().properties.Set(PR_BODY_W, bodies[i]);
+        const ComPtr<IMessage> message = Open(item);
+        for (const ULONG count : {1, 2, 3, 513, 1022, 1023, 1024, 1025}) {
+            const ComPtr<IStream> stream = OpenStream(message.Get(), PR_BODY_W);
+            std::string start(count, '?');
+            ULONG read = 0;
+            ASSERT_EQ(stream->Read(start.data(), count, &read), S_OK);
+            ASSERT_EQ(read, count) << "body " << i;
+            EXPECT_EQ(start + ReadAll(stream.Get()), mailbox::ToWideBytes(bodies[i]))
+                << "body " << i << ", " << count << " bytes first";
+        }
+    }
 }
 
 TEST_F(Reading, StreamsReadInPiecesSeekAndTellTheirSize) {
