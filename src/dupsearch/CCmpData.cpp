@@ -1,6 +1,7 @@
 #include "dupsearch/CCmpData.h"
 
 #include <cwchar>
+#include <span>
 
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
@@ -21,10 +22,6 @@ bool AreEqual(const SPropValue& a, const SPropValue& b, ECompareMethod method) {
     if (PROP_TYPE(a.ulPropTag) == PT_UNICODE && AreIdentical(a.Value.lpszW, b.Value.lpszW)) return true;
     long order = 1;
     return compare::ComparePropValues(&a, &b, &order, method) && order == 0;
-}
-
-const wchar_t* TextOf(const TSubValue& subValue) {
-    return subValue.derived.value->Value.MVszW.lppszW[ElementOf(subValue)];
 }
 
 /// Another locale for this thread, as long as an object of this class lives.
@@ -192,16 +189,16 @@ void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& hea
     if (alike != kNone) m_nodeHeads[alike].isShared = true;
 }
 
-THash CCmpData::HashOfElement(const TSubValue& subValue) const {
-    if (!m_bHashed || PROP_TYPE(subValue.derived.value->ulPropTag) != PT_MV_UNICODE) return std::nullopt;
-    const THash hash = compare::HashText(TextOf(subValue), ValueMethod(), m_textHash);
+THash CCmpData::HashOfElement(const wchar_t* text) const {
+    if (!m_bHashed || !text) return std::nullopt;
+    const THash hash = compare::HashText(text, ValueMethod(), m_textHash);
     if (hash) m_nodes.Prepare(*hash);
     return hash;
 }
 
-bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue, THash hash) {
+bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue, const wchar_t* text,
+                           THash hash) {
     const uint32_t item = context.item.nIndex;
-    const wchar_t* const text = hash ? TextOf(subValue) : nullptr;
     CMultiPtrTree::Inserted inserted;
     if (hash) {
         const auto isEqual = [&](uint32_t node) {
@@ -220,7 +217,7 @@ bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subV
         });
     }
     if (inserted.node == kNone || inserted.equal) return inserted.node != kNone;
-    Set(m_nodeSubValues, inserted.node, {item, subValue.mask, text});
+    Set(m_nodeSubValues, inserted.node, {item, subValue.mask, hash ? text : nullptr});
     return true;
 }
 
@@ -243,19 +240,22 @@ bool CCmpData::multitreeItems_Add(const TCompareContext& context) {
         return false;
     }
     const SPropValue& value = *derived->value;
-    uint32_t masks[kPhoneKinds];
-    THash hashes[kPhoneKinds];
+    struct {
+        uint32_t mask;
+        const wchar_t* text;
+        THash hash;
+    } elements[kPhoneKinds];
     size_t count = 0;
     for (ULONG i = 0; i < value.Value.MVszW.cValues && i < kPhoneKinds; ++i) {
         // 1 for an element that holds a character.
         if (!PV_IsSubEmpty(value.Value, static_cast<int>(i), PROP_TYPE(value.ulPropTag))) continue;
-        masks[count] = 1u << derived->kinds[i];
-        hashes[count] = HashOfElement({*derived, masks[count]});
-        ++count;
+        const bool isText = PROP_TYPE(value.ulPropTag) == PT_MV_UNICODE;
+        const wchar_t* const text = isText ? value.Value.MVszW.lppszW[i] : nullptr;
+        elements[count++] = {1u << derived->kinds[i], text, HashOfElement(text)};
     }
     int filed = 0, failed = 0;
-    for (size_t i = 0; i < count; ++i) {
-        ++(FileElement(context, {*derived, masks[i]}, m_bHashed ? hashes[i] : std::nullopt) ? filed : failed);
+    for (const auto& [mask, text, hash] : std::span(elements, count)) {
+        ++(FileElement(context, {*derived, mask}, text, m_bHashed ? hash : std::nullopt) ? filed : failed);
     }
     if (filed == 0) {
         g_Log.ErrorW(kTag, L"Cant add values for prop(key=%s,nID=%d)\n", key, id);

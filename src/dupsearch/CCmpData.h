@@ -103,8 +103,10 @@ class CCmpData {
     /// Whether a stream belongs to the node of its head; a comparison that was made for that is handed out.
     bool Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
                std::optional<TOutcome>& outcome) const;
-    THash HashOfElement(const TSubValue& subValue) const;
-    bool FileElement(const TCompareContext& context, const TSubValue& subValue, THash hash);
+    THash HashOfElement(const wchar_t* text) const;
+    /// text: the sub-value's where it is filed by a hash.
+    bool FileElement(const TCompareContext& context, const TSubValue& subValue, const wchar_t* text,
+                     THash hash);
     int CompareNodes(uint32_t node, uint32_t other) const;
     void Settle();
     /// From now on no hash is used.

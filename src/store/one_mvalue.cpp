@@ -102,19 +102,26 @@ HRESULT Gather(const SPropValue* values, const Elements& elements, ULONG type,
                MapiBuffer<SPropValue>& block) {
     const size_t elementSize = ElementSize(type);
     uint64_t size = sizeof(SPropValue) + elements.size() * elementSize;
-    for (const ULONG i : elements) size += type == PT_CLSID ? 0 : OutsideOf(values[i]).size;
+    std::byte few[512];
+    std::pmr::monotonic_buffer_resource memory(few, sizeof(few));
+    std::pmr::vector<Outside> parts(&memory);
+    parts.reserve(elements.size());
+    for (const ULONG i : elements) {
+        parts.push_back(OutsideOf(values[i]));
+        if (type != PT_CLSID) size += parts.back().size;
+    }
     const HRESULT hr = Allocate(size, block);
     if (hr != S_OK) return hr;
 
     BYTE* const array = reinterpret_cast<BYTE*>(block.get() + 1);
     BYTE* outside = array + elements.size() * elementSize;
     BYTE* element = array;
-    for (const ULONG i : elements) {
-        const Outside data = OutsideOf(values[i]);
+    for (size_t place = 0; place < parts.size(); ++place) {
+        const Outside& data = parts[place];
         if (type == PT_CLSID) {
             std::memcpy(element, data.data, data.size);
         } else {
-            SPropValue copy = values[i];
+            SPropValue copy = values[elements[place]];
             if (data.data) {
                 std::memcpy(outside, data.data, data.size);
                 if (type == PT_BINARY) {
