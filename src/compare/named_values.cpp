@@ -47,10 +47,16 @@ HRESULT LookUpName(IMAPIProp* item, const GUID& set, const NamedProperty& proper
     return LookUpNames(item, set, {&property, 1}, tag);
 }
 
-HRESULT CKnownNames::LookUp(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag) {
+ULONG CKnownNames::Find(const GUID& set, long id) const {
     for (const Known& known : m_known) {
-        if (known.id != property.id || known.set != set) continue;
-        *tag = PROP_TAG(property.type, known.propId);
+        if (known.id == id && known.set == set) return known.propId;
+    }
+    return 0;
+}
+
+HRESULT CKnownNames::LookUp(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag) {
+    if (const ULONG known = Find(set, property.id); known != 0) {
+        *tag = PROP_TAG(property.type, known);
         return S_OK;
     }
     const HRESULT hr = LookUpName(item, set, property, tag);

@@ -25,6 +25,8 @@ class CKnownNames {
   public:
     /// As LookUpName, for a numeric name.
     HRESULT LookUp(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag);
+    /// The property id of a numeric name that was looked up; 0 for one that is not known.
+    ULONG Find(const GUID& set, long id) const;
 
   private:
     struct Known {

@@ -1,9 +1,11 @@
 #include "compare/propex.h"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 #include <span>
 
+#include "compare/CTagArray.h"
 #include "compare/derived_value.h"
 #include "compare/named_values.h"
 #include "compare/value_compare.h"
@@ -69,62 +71,84 @@ HRESULT NewNotFound(ULONG id, const char* tag, SPropValue** value) {
     return S_OK;
 }
 
-/// Reads the tags into one multi-valued string under the derived property's own id.
-HRESULT ReadTogether(IMessage* item, KindTags& wanted, ULONG id, const char* tag, SPropValue** value,
-                     ULONG* kinds) {
-    *value = nullptr;
-    if (wanted.tags.cValues == 0) return NewNotFound(id, tag, value);
+/// What the elements of a derived value are read from: published properties, or names of the address set.
+struct TextSources {
+    unsigned propex;
+    ULONG id;  // of the derived value's tag
+    const char* logTag;
+    std::span<const ULONG> tags;
+    std::span<const long> names;
+};
+constexpr TextSources kTextSources[] = {
+    {propexAnyAddress, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses", {}, kAddressIds},
+    {propexAnyEmail, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", {}, kEmailIds},
+    {propexAnyPhone, kIdAnyPhone, "QuorvelProps.ContactItem_Phones", kPhoneTags, {}},
+    {propexSenders, kIdSenders, "MailItem_Senders", kSenderTags, {}},
+};
 
-    MapiBuffer<SPropValue> together;
-    ULONG sources[kPhoneKinds] = {};
-    const HRESULT hr = store::GetPropValuesInOneMValue(item, wanted.List(), Out(together), sources);
-    if (!store::IsReadSuccess(hr)) return hr;
-    if (!together) return NewNotFound(id, tag, value);
-
-    together->ulPropTag = PROP_TAG(PROP_TYPE(together->ulPropTag), id);
-    const bool found = PROP_TYPE(together->ulPropTag) != PT_ERROR;
-    for (ULONG i = 0; kinds && found && i < together->Value.MVl.cValues; ++i)
-        kinds[i] = wanted.kinds[sources[i]];
-    *value = together.release();
-    return hr;
+const TextSources* FindTextSources(unsigned propex) {
+    const auto found = std::ranges::find(kTextSources, propex, &TextSources::propex);
+    return found == std::end(kTextSources) ? nullptr : found;
 }
 
-HRESULT ReadPlainTexts(IMessage* item, std::span<const ULONG> tags, bool unicode, ULONG id, const char* tag,
-                       SPropValue** value, ULONG* kinds) {
-    KindTags wanted;
-    for (ULONG kind = 0; kind < tags.size(); ++kind) {
-        wanted.Add(CHANGE_PROP_TYPE(tags[kind], TextType(unicode)), kind);
-    }
-    return ReadTogether(item, wanted, id, tag, value, kinds);
+const std::optional<GUID>& AddressSet() {
+    static const std::optional<GUID> set = [] {
+        GUID parsed;
+        return Str2GUID(kSetAddress, &parsed) ? std::optional(parsed) : std::nullopt;
+    }();
+    return set;
 }
 
-std::optional<GUID> AddressSet() {
-    GUID set;
-    return Str2GUID(kSetAddress, &set) ? std::optional(set) : std::nullopt;
-}
-
-HRESULT ReadAddressTexts(IMessage* item, std::span<const long> ids, bool unicode, ULONG id, const char* tag,
-                         SPropValue** value, ULONG* kinds, CKnownNames* names) {
-    *value = nullptr;
+/// Tags for the names that the item's store knows.
+HRESULT LookUpNames(IMessage* item, const TextSources& sources, bool unicode, CKnownNames* names,
+                    KindTags& wanted) {
     CKnownNames none;
     if (!names) names = &none;
-    static const std::optional<GUID> set = AddressSet();
+    const std::optional<GUID>& set = AddressSet();
     if (!set) {
-        g_Log.Error(tag, "Str2GUID failed\n");
+        g_Log.Error(sources.logTag, "Str2GUID failed\n");
         return -1;
     }
-    KindTags wanted;
-    for (ULONG kind = 0; kind < ids.size(); ++kind) {
-        ULONG resolved = 0;
-        const HRESULT hr = names->LookUp(item, *set, {ids[kind], nullptr, TextType(unicode)}, &resolved);
+    for (ULONG kind = 0; kind < sources.names.size(); ++kind) {
+        ULONG tag = 0;
+        const HRESULT hr = names->LookUp(item, *set, {sources.names[kind], nullptr, TextType(unicode)}, &tag);
         if (hr != S_OK) {
-            g_Log.Error(tag, "Critical: GetIDFromName(%d) failed, error = 0x%x\n", static_cast<int>(kind),
-                        static_cast<unsigned>(hr));
+            g_Log.Error(sources.logTag, "Critical: GetIDFromName(%d) failed, error = 0x%x\n",
+                        static_cast<int>(kind), static_cast<unsigned>(hr));
             return hr;
         }
-        if (resolved != 0) wanted.Add(resolved, kind);
+        if (tag != 0) wanted.Add(tag, kind);
     }
-    return ReadTogether(item, wanted, id, tag, value, kinds);
+    return S_OK;
+}
+
+/// Reads the sources of a derived value into one multi-valued string.
+HRESULT ReadTexts(IMessage* item, unsigned propex, bool unicode, SPropValue** value, ULONG* kinds,
+                  CKnownNames* names = nullptr) {
+    *value = nullptr;
+    const TextSources& sources = *FindTextSources(propex);
+    KindTags wanted;
+    for (ULONG kind = 0; kind < sources.tags.size(); ++kind) {
+        wanted.Add(CHANGE_PROP_TYPE(sources.tags[kind], TextType(unicode)), kind);
+    }
+    if (!sources.names.empty()) {
+        const HRESULT hr = LookUpNames(item, sources, unicode, names, wanted);
+        if (hr != S_OK) return hr;
+    }
+    if (wanted.tags.cValues == 0) return NewNotFound(sources.id, sources.logTag, value);
+
+    MapiBuffer<SPropValue> together;
+    ULONG elements[kPhoneKinds] = {};
+    const HRESULT hr = store::GetPropValuesInOneMValue(item, wanted.List(), Out(together), elements);
+    if (!store::IsReadSuccess(hr)) return hr;
+    if (!together) return NewNotFound(sources.id, sources.logTag, value);
+
+    together->ulPropTag = PROP_TAG(PROP_TYPE(together->ulPropTag), sources.id);
+    const bool found = PROP_TYPE(together->ulPropTag) != PT_ERROR;
+    for (ULONG i = 0; kinds && found && i < together->Value.MVl.cValues; ++i)
+        kinds[i] = wanted.kinds[elements[i]];
+    *value = together.release();
+    return hr;
 }
 
 }  // namespace
@@ -137,21 +161,32 @@ HRESULT AllocateValue(size_t bytes, MapiBuffer<SPropValue>* value) {
 
 HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds,
                               CKnownNames* names) {
-    return ReadAddressTexts(item, kAddressIds, unicode, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses",
-                            value, kinds, names);
+    return ReadTexts(item, propexAnyAddress, unicode, value, kinds, names);
 }
 
 HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds,
                            CKnownNames* names) {
-    return ReadAddressTexts(item, kEmailIds, unicode, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", value,
-                            kinds, names);
+    return ReadTexts(item, propexAnyEmail, unicode, value, kinds, names);
 }
 
 HRESULT ContactItem_Phones(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds) {
-    return ReadPlainTexts(item, kPhoneTags, unicode, kIdAnyPhone, "QuorvelProps.ContactItem_Phones", value,
-                          kinds);
+    return ReadTexts(item, propexAnyPhone, unicode, value, kinds);
 }
 
 HRESULT MailItem_Senders(IMessage* item, bool unicode, SPropValue** value) {
-    return ReadPlainTexts(item, kSenderTags, unicode, kIdSenders, "MailItem_Senders", value, nullptr);
+    return ReadTexts(item, propexSenders, unicode, value, nullptr);
+}
+
+ULONG DerivedTextsTag(unsigned propex) {
+    const TextSources* const sources = FindTextSources(propex);
+    return sources ? PROP_TAG(PT_MV_UNICODE, sources->id) : 0;
+}
+
+bool AppendTextTags(unsigned propex, const CKnownNames& names, CTagArray& tags) {
+    const TextSources& sources = *FindTextSources(propex);
+    const auto idOf = [&](long name) { return AddressSet() ? names.Find(*AddressSet(), name) : 0; };
+    if (std::ranges::any_of(sources.names, [&](long name) { return idOf(name) == 0; })) return false;
+    for (const ULONG tag : sources.tags) tags.Append(CHANGE_PROP_TYPE(tag, PT_UNICODE));
+    for (const long name : sources.names) tags.Append(PROP_TAG(PT_UNICODE, idOf(name)));
+    return true;
 }

@@ -15,6 +15,7 @@
 #include "store/resources.h"
 
 class CKnownNames;
+class CTagArray;
 
 enum EPropEx : unsigned {
     propexAnyAddress = 1,
@@ -55,6 +56,15 @@ HRESULT ContactItem_CompanyContact(IMessage* item, SPropValue** value);
 HRESULT MailItem_Senders(IMessage* item, bool unicode, SPropValue** value);
 /// The recipient table, rows with neither name nor e-mail left out, not normalised yet.
 HRESULT MailItem_Recipients(IMessage* item, SPropValue** value);
+
+// What a derived value of texts is gathered from, for whoever reads it along with other properties: an element
+// each of the values found that are not empty, in the order of their kinds.
+
+/// Tag of such a value; 0 for a derived property that is no list of texts.
+ULONG DerivedTextsTag(unsigned propex);
+/// Appends the tags of its texts, one a kind. False, and nothing appended, when names are not among those known
+/// of the item's store.
+bool AppendTextTags(unsigned propex, const CKnownNames& names, CTagArray& tags);
 
 /// Renders a value for the log: recipient lists by their recipients, any other value (and propex 0) in the
 /// general form. verbose puts the type's label in front. Returns buffer, terminated; capacity in characters.

@@ -4,28 +4,36 @@
 
 #include "compare/sort_key.h"
 #include "compare/string_compare.h"
+#include "store/text_scan.h"
 
 namespace {
 
 constexpr unsigned char kEndOfWeights = 1;
 
-/// The hash of a sequence of weights, two bytes each and none of them 0.
-class CWeightHash {
+/// The hash of a sequence of numbers of 16 bits, none of them 0.
+class CSequenceHash {
   public:
-    void Add(uint16_t weight) {
-        m_word |= uint64_t{weight} << m_shift;
-        m_shift += 16;
-        if (m_shift < 64) return;
+    void Add(uint16_t number) { Add(number, 1); }
+    /// The lowest numbers of a word, up to four.
+    void Add(uint64_t word, unsigned count) {
+        if (count < 4) word &= (uint64_t{1} << 16 * count) - 1;
+        m_word |= word << m_shift;
+        const unsigned end = m_shift + 16 * count;
+        if (end < 64) {
+            m_shift = end;
+            return;
+        }
         Mix(m_word);
-        m_word = 0;
-        m_shift = 0;
+        m_word = m_shift == 0 ? 0 : word >> (64 - m_shift);
+        m_shift = end - 64;
     }
-    /// Four weights at once: only between whole fours.
+
+    /// Four at once: only between whole fours.
     bool IsBetweenFours() const { return m_shift == 0; }
-    void AddFour(uint64_t a, uint64_t b, uint64_t c, uint64_t d) { Mix(a | b << 16 | c << 32 | d << 48); }
+    void AddFour(uint64_t word) { Mix(word); }
 
     uint64_t Hash() const {
-        CWeightHash ended = *this;
+        CSequenceHash ended = *this;
         ended.Mix(m_word);
         ended.Mix(ended.m_other);
         return ended.m_other;
@@ -41,9 +49,28 @@ class CWeightHash {
 
     uint64_t m_hash = 0;
     uint64_t m_other = 0;
-    uint64_t m_word = 0;  // weights since the last four
+    uint64_t m_word = 0;  // numbers since the last four
     unsigned m_shift = 0;
 };
+
+/// Whether a character is one that every usual locale gives weights of its own, but for its case. Not the
+/// hyphen and the apostrophe, which count for less in words, and no control characters.
+__m128i ArePlain(__m128i units) {
+    const auto all = [](short c) { return _mm_set1_epi16(c); };
+    const __m128i printed =
+        _mm_and_si128(_mm_cmpgt_epi16(units, all(L' ' - 1)), _mm_cmplt_epi16(units, all(0x7F)));
+    const __m128i inWords =
+        _mm_or_si128(_mm_cmpeq_epi16(units, all(L'-')), _mm_cmpeq_epi16(units, all(L'\'')));
+    return _mm_andnot_si128(inWords, printed);
+}
+
+/// Letters between a and z in upper case.
+__m128i ToUpper(__m128i units) {
+    const auto all = [](short c) { return _mm_set1_epi16(c); };
+    const __m128i lower =
+        _mm_and_si128(_mm_cmpgt_epi16(units, all(L'a' - 1)), _mm_cmplt_epi16(units, all(L'z' + 1)));
+    return _mm_sub_epi16(units, _mm_and_si128(lower, all(L'a' - L'A')));
+}
 
 /// A text in which each sequence of n of the characters occurs: a de Bruijn sequence, built of Lyndon words
 /// (Fredricksen, Kessler, Maiorana 1978), with its beginning repeated at the end.
@@ -84,16 +111,32 @@ uint16_t Pair(unsigned char first, unsigned char second) {
 CTextHash::CTextHash() : m_locale(GetThreadLocale()), m_bWeights(FindWeights()) {}
 
 bool CTextHash::FindWeights() {
-    for (size_t c = 1; c < m_weights.size(); ++c) {
-        const wchar_t text[] = {static_cast<wchar_t>(c), 0};
+    m_numberOf.assign(0x10000, 0);
+    for (uint8_t c = 1; c < m_numbers.size(); ++c) {
+        const wchar_t text[] = {c, 0};
         const auto weights = WeightsByKey(text);
         if (!weights || (!weights->empty() && weights->size() != 2)) return false;
-        m_weights[c] = weights->empty() ? 0 : Pair((*weights)[0], (*weights)[1]);
+        if (weights->empty()) continue;
+        // The first character of these weights stands for all.
+        uint8_t& number = m_numberOf[Pair((*weights)[0], (*weights)[1])];
+        if (number == 0) number = c;
+        m_numbers[c] = number;
     }
+    m_bFolds = FoldsPlainOnes();
     // Languages have letters written as two characters (cs, ll), or as three (dzs), and they sort such a
     // letter after all others that begin with the first.
     return IsHashedAlike(AllSequences(Characters(1, 127), 2)) &&
            IsHashedAlike(AllSequences(Characters(L'a', L'z'), 3));
+}
+
+/// Whether the number of each plain character is its upper case.
+bool CTextHash::FoldsPlainOnes() const {
+    for (uint16_t c = 0; c < m_numbers.size(); ++c) {
+        const __m128i unit = _mm_set1_epi16(static_cast<short>(c));
+        if (scan::Bits(ArePlain(unit)) == 0) continue;
+        if (m_numbers[c] != _mm_extract_epi16(ToUpper(unit), 0)) return false;
+    }
+    return true;
 }
 
 bool CTextHash::IsHashedAlike(const std::vector<wchar_t>& text) {
@@ -110,29 +153,41 @@ std::optional<std::span<const unsigned char>> CTextHash::WeightsByKey(const wcha
 THash CTextHash::HashByKey(const wchar_t* text) {
     const auto weights = WeightsByKey(text);
     if (!weights) return std::nullopt;
-    CWeightHash whole;
+    CSequenceHash whole;
     for (size_t i = 0; i < weights->size(); i += 2) {
-        whole.Add(Pair((*weights)[i], i + 1 < weights->size() ? (*weights)[i + 1] : 0));
+        const uint16_t weight = Pair((*weights)[i], i + 1 < weights->size() ? (*weights)[i + 1] : 0);
+        const uint8_t number = m_numberOf[weight];
+        whole.Add(number != 0 ? number : weight);
     }
     return whole.Hash();
 }
 
 THash CTextHash::HashByCharacters(const wchar_t* text) const {
-    CWeightHash whole;
-    const auto isPlain = [this](wchar_t c) { return c != 0 && c < m_weights.size(); };
-    for (; isPlain(*text); ++text) {
-        while (whole.IsBetweenFours() && isPlain(text[0]) && isPlain(text[1]) && isPlain(text[2]) &&
-               isPlain(text[3])) {
-            const uint64_t a = m_weights[text[0]], b = m_weights[text[1]], c = m_weights[text[2]],
-                           d = m_weights[text[3]];
-            if (!(a && b && c && d)) break;
-            whole.AddFour(a, b, c, d);
-            text += 4;
+    CSequenceHash whole;
+    for (;;) {
+        if (m_bFolds && scan::IsInPage(text)) {
+            const __m128i units = scan::Load(text);
+            const unsigned bits = scan::Bits(ArePlain(units));
+            const __m128i upper = ToUpper(units);
+            const auto low = static_cast<uint64_t>(_mm_cvtsi128_si64(upper));
+            const auto high = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(upper, upper)));
+            if (bits == scan::kAllBits && whole.IsBetweenFours()) {
+                whole.AddFour(low);
+                whole.AddFour(high);
+                text += scan::kUnits<wchar_t>;
+                continue;
+            }
+            const unsigned plain = scan::Leading<wchar_t>(bits);
+            whole.Add(low, std::min(plain, 4u));
+            if (plain > 4) whole.Add(high, plain - 4);
+            text += plain;
+            if (plain == scan::kUnits<wchar_t>) continue;
         }
-        if (!isPlain(*text)) break;
-        if (const uint16_t weight = m_weights[*text]) whole.Add(weight);
+        const wchar_t c = *text++;
+        if (c == 0) return whole.Hash();
+        if (c >= m_numbers.size()) return std::nullopt;
+        if (m_numbers[c] != 0) whole.Add(m_numbers[c]);
     }
-    return *text == 0 ? THash(whole.Hash()) : std::nullopt;
 }
 
 THash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {

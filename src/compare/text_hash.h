@@ -2,10 +2,10 @@
 // Hashes of texts that respect the comparison of texts: for whoever looks a text up among many.
 //
 // The system's sort key of a text begins with the weights of its letters, up to a byte 1; what follows tells
-// accents and punctuation apart. The hash is taken of these weights. Making a key is as dear as five
-// comparisons, so a text of ASCII characters alone is hashed without one: the weights of each character are
-// asked for once, and a hash of the whole is put together from theirs. That is right only where no letters
-// sort as a unit; the constructor finds out whether the locale has such.
+// accents and punctuation apart. The hash is taken of these weights, those of an ASCII character standing for
+// that character. Making a key is as dear as five comparisons, so a text of ASCII characters alone is hashed
+// without one. That is right only where no letters sort as a unit; the constructor finds out whether the locale
+// has such.
 //
 // Texts are compared by the locale of the thread, and a host may change that: under another locale than that of
 // the construction nothing has a hash. Used from one thread at a time.
@@ -49,6 +49,7 @@ class CTextHash {
 
   private:
     bool FindWeights();
+    bool FoldsPlainOnes() const;
     /// Whether the characters of a text give the hash that its key gives.
     bool IsHashedAlike(const std::vector<wchar_t>& text);
     /// The weights at the beginning of a text's key; none when the system makes no key. Good until the next.
@@ -58,7 +59,11 @@ class CTextHash {
     THash HashByCharacters(const wchar_t* text) const;
 
     LCID m_locale;
-    std::vector<unsigned char> m_key;       // the last one made
-    std::array<uint16_t, 128> m_weights{};  // of each ASCII character; 0: it counts for nothing
-    bool m_bWeights;                        // last: found out with the others
+    std::vector<unsigned char> m_key;  // the last one made
+    // What a text is hashed by: of each ASCII character the first that has the same weights; 0: it counts for
+    // nothing.
+    std::array<uint16_t, 128> m_numbers{};
+    std::vector<uint8_t> m_numberOf;  // by weights; 0: of no ASCII character
+    bool m_bFolds = false;            // numbers of plain characters need not be looked up
+    bool m_bWeights;                  // last: found out with the others
 };

@@ -10,6 +10,7 @@
 
 #include "log/PlatformCalls.h"
 #include "store/properties.h"
+#include "store/text_scan.h"
 
 namespace store {
 namespace {
@@ -39,28 +40,6 @@ size_t ElementSize(ULONG type) {
             return sizeof(GUID);
         default:
             return 0;
-    }
-}
-
-/// The bytes that a value keeps outside its record: a text with its terminator, the bytes of a binary, a
-/// GUID.
-struct Outside {
-    const void* data = nullptr;
-    size_t size = 0;
-};
-Outside OutsideOf(const SPropValue& value) {
-    switch (PROP_TYPE(value.ulPropTag)) {
-        case PT_STRING8:
-            return {value.Value.lpszA, value.Value.lpszA ? std::strlen(value.Value.lpszA) + 1 : 0};
-        case PT_UNICODE:
-            return {value.Value.lpszW,
-                    value.Value.lpszW ? (std::wcslen(value.Value.lpszW) + 1) * sizeof(wchar_t) : 0};
-        case PT_BINARY:
-            return {value.Value.bin.lpb, value.Value.bin.cb};
-        case PT_CLSID:
-            return {value.Value.lpguid, sizeof(GUID)};
-        default:
-            return {};
     }
 }
 
@@ -143,6 +122,22 @@ HRESULT Gather(const SPropValue* values, const Elements& elements, ULONG type,
 }
 
 }  // namespace
+
+Outside OutsideOf(const SPropValue& value) {
+    switch (PROP_TYPE(value.ulPropTag)) {
+        case PT_STRING8:
+            return {value.Value.lpszA, value.Value.lpszA ? scan::Length(value.Value.lpszA) + 1 : 0};
+        case PT_UNICODE:
+            return {value.Value.lpszW,
+                    value.Value.lpszW ? (scan::Length(value.Value.lpszW) + 1) * sizeof(wchar_t) : 0};
+        case PT_BINARY:
+            return {value.Value.bin.lpb, value.Value.bin.cb};
+        case PT_CLSID:
+            return {value.Value.lpguid, sizeof(GUID)};
+        default:
+            return {};
+    }
+}
 
 HRESULT GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue** value, ULONG* sources) {
     PlatformCalls calls(kRoutine);
