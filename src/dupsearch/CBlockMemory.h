@@ -14,6 +14,20 @@ class CBlockMemory final : public std::pmr::memory_resource {
     CBlockMemory() = default;
     CBlockMemory(const CBlockMemory&) = delete;
 
+    /// A moment in its use.
+    struct Mark {
+        size_t blocks = 0;
+        void* free = nullptr;
+        size_t left = 0;
+    };
+    Mark Now() const { return {m_blocks.size(), m_free, m_left}; }
+    /// Takes back all pieces handed out since.
+    void GoBackTo(const Mark& mark) {
+        m_blocks.resize(mark.blocks);
+        m_free = mark.free;
+        m_left = mark.left;
+    }
+
   private:
     static constexpr size_t kBlock = 65536;
     // A larger piece gets a block of its own.

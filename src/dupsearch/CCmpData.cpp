@@ -1,25 +1,40 @@
 #include "dupsearch/CCmpData.h"
 
-#include <cwchar>
 #include <span>
 
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
 #include "compare/value_hash.h"
+#include "store/text_scan.h"
 #include "compare/CDefinitions.h"
+#include "dupsearch/value_override.h"
 #include "log/CLog.h"
 #include "store/mapi_extra.h"
 
 namespace {
 
 bool AreIdentical(const wchar_t* a, const wchar_t* b) {
-    return a && b && std::wcscmp(a, b) == 0;
+    return a && b && scan::AreIdentical(a, b);
 }
 
-/// Whether two values of one type are equal. Most texts that are equal are so letter for letter, and the
-/// system's comparison is dear.
+/// Whether two values of one type are the same; false for types of which that is not told.
+bool AreIdentical(const SPropValue& a, const SPropValue& b) {
+    switch (PROP_TYPE(a.ulPropTag)) {
+        case PT_UNICODE:
+            return AreIdentical(a.Value.lpszW, b.Value.lpszW);
+        case PT_SYSTIME:
+            return a.Value.li.QuadPart == b.Value.li.QuadPart;
+        case PT_LONG:
+            return a.Value.l == b.Value.l;
+        default:
+            return false;
+    }
+}
+
+/// Whether two values of one type are equal. Most values that are equal are identical, and the comparison is
+/// dear.
 bool AreEqual(const SPropValue& a, const SPropValue& b, ECompareMethod method) {
-    if (PROP_TYPE(a.ulPropTag) == PT_UNICODE && AreIdentical(a.Value.lpszW, b.Value.lpszW)) return true;
+    if (AreIdentical(a, b)) return true;
     long order = 1;
     return compare::ComparePropValues(&a, &b, &order, method) && order == 0;
 }
@@ -51,6 +66,13 @@ void Set(std::vector<T>& values, uint32_t node, T value) {
 }
 
 }  // namespace
+
+CCmpData::CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
+    : m_bMultiTree(bMultiTree),
+      m_bDerived(::IsDerived(definition)),
+      m_bOverridden(::IsOverridden(definition)),
+      m_definition(&definition),
+      m_textHash(textHash) {}
 
 void CCmpData::AddEmpty(uint32_t item) {
     if (item >= m_empties.size()) m_empties.resize(item + 1);
@@ -135,7 +157,7 @@ void CCmpData::FileValue(const TCompareContext& context, THash hash) {
             const uint32_t other = m_tree.FirstOf(node);
             if (!m_bDerived) return fnCompare(context, &m_nodeValues[node], other, error);
             const TDerivedValue* found = FindDerived(context.items[other], value.ulPropTag);
-            return fnCompare(context, found ? found->value.get() : nullptr, other, error);
+            return fnCompare(context, found ? found->value : nullptr, other, error);
         });
     }
     if (inserted.node == kNone || inserted.equal) return;
@@ -196,32 +218,45 @@ THash CCmpData::HashOfElement(const wchar_t* text) const {
     return hash;
 }
 
-bool CCmpData::FileElement(const TCompareContext& context, const TSubValue& subValue, const wchar_t* text,
-                           THash hash) {
+void CCmpData::AppendElements(const TDerivedValue& derived, std::vector<TElement>& elements) const {
+    const SPropValue& value = *derived.value;
+    const bool isText = PROP_TYPE(value.ulPropTag) == PT_MV_UNICODE;
+    for (ULONG i = 0; i < value.Value.MVszW.cValues && i < kPhoneKinds; ++i) {
+        // 1 for an element that holds a character.
+        if (!PV_IsSubEmpty(value.Value, static_cast<int>(i), PROP_TYPE(value.ulPropTag))) continue;
+        const wchar_t* const text = isText ? value.Value.MVszW.lppszW[i] : nullptr;
+        elements.push_back({1u << derived.kinds[i], text, HashOfElement(text)});
+    }
+}
+
+bool CCmpData::FileElement(const TCompareContext& context, const TDerivedValue& derived,
+                           const TElement& element) {
     const uint32_t item = context.item.nIndex;
+    const bool hashed = m_bHashed && element.hash;
     CMultiPtrTree::Inserted inserted;
-    if (hash) {
+    if (hashed) {
         const auto isEqual = [&](uint32_t node) {
             const wchar_t* const other = m_nodeSubValues[node].text;
-            return AreIdentical(text, other) || LPCWSTR_Compare(text, other, ValueMethod()) == 0;
+            return AreIdentical(element.text, other) ||
+                   LPCWSTR_Compare(element.text, other, ValueMethod()) == 0;
         };
-        inserted = m_multiTree.InsertKnown(item, subValue.mask,
-                                           m_nodes.FindOrEnter(*hash, m_multiTree.NodeLimit(), isEqual));
+        inserted = m_multiTree.InsertKnown(
+            item, element.mask, m_nodes.FindOrEnter(*element.hash, m_multiTree.NodeLimit(), isEqual));
     } else {
         EndHashing();
-        inserted = m_multiTree.Insert(item, subValue.mask, [&](uint32_t node, bool& error) {
+        inserted = m_multiTree.Insert(item, element.mask, [&](uint32_t node, bool& error) {
             const SubValueNode& first = m_nodeSubValues[node];
             const TDerivedValue* other =
                 FindDerived(context.items[first.item], context.pPropValue->ulPropTag);
-            return fnCompareSubValues(context, subValue, {*other, first.mask}, error);
+            return fnCompareSubValues(context, {derived, element.mask}, {*other, first.mask}, error);
         });
     }
     if (inserted.node == kNone || inserted.equal) return inserted.node != kNone;
-    Set(m_nodeSubValues, inserted.node, {item, subValue.mask, hash ? text : nullptr});
+    Set(m_nodeSubValues, inserted.node, {item, element.mask, hashed ? element.text : nullptr});
     return true;
 }
 
-bool CCmpData::multitreeItems_Add(const TCompareContext& context) {
+bool CCmpData::multitreeItems_Add(const TCompareContext& context, std::span<const TElement> elements) {
     constexpr char kTag[] = "CDuplicateSearch.multitreeItems_Add";
     const wchar_t* const key = KeyOf(*m_definition);
     const int id = m_definition->nID;
@@ -239,23 +274,9 @@ bool CCmpData::multitreeItems_Add(const TCompareContext& context) {
         g_Log.ErrorW(kTag, L"Prop(key=%s, nID=%d) is not clpr*Any*\n", key, id);
         return false;
     }
-    const SPropValue& value = *derived->value;
-    struct {
-        uint32_t mask;
-        const wchar_t* text;
-        THash hash;
-    } elements[kPhoneKinds];
-    size_t count = 0;
-    for (ULONG i = 0; i < value.Value.MVszW.cValues && i < kPhoneKinds; ++i) {
-        // 1 for an element that holds a character.
-        if (!PV_IsSubEmpty(value.Value, static_cast<int>(i), PROP_TYPE(value.ulPropTag))) continue;
-        const bool isText = PROP_TYPE(value.ulPropTag) == PT_MV_UNICODE;
-        const wchar_t* const text = isText ? value.Value.MVszW.lppszW[i] : nullptr;
-        elements[count++] = {1u << derived->kinds[i], text, HashOfElement(text)};
-    }
     int filed = 0, failed = 0;
-    for (const auto& [mask, text, hash] : std::span(elements, count)) {
-        ++(FileElement(context, {*derived, mask}, text, m_bHashed ? hash : std::nullopt) ? filed : failed);
+    for (const TElement& element : elements) {
+        ++(FileElement(context, *derived, element) ? filed : failed);
     }
     if (filed == 0) {
         g_Log.ErrorW(kTag, L"Cant add values for prop(key=%s,nID=%d)\n", key, id);

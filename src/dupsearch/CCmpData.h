@@ -11,6 +11,7 @@
 // texts live as long as this, and the items of a comparison stay where they are.
 
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "compare/CDefinitions.h"
@@ -23,16 +24,21 @@
 
 class CCmpData {
   public:
-    CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
-        : m_bMultiTree(bMultiTree),
-          m_bDerived(::IsDerived(definition)),
-          m_definition(&definition),
-          m_textHash(textHash) {}
+    /// An element of a multi-valued derived value, to be filed under the mask of its kind.
+    struct TElement {
+        uint32_t mask;
+        const wchar_t* text;  // null where it is no text
+        THash hash;
+    };
+
+    CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash);
 
     const TComparyProp& Definition() const { return *m_definition; }
     void SetGroup(int nGroup) { m_definition->nGroup = nGroup; }
     bool IsMultiTree() const { return m_bMultiTree; }
     bool IsDerived() const { return m_bDerived; }
+    /// Whether something may replace a value before it is filed.
+    bool IsOverridden() const { return m_bOverridden; }
     /// Equality is a range of times, not a node.
     bool IsRange() const {
         return !m_bMultiTree && m_definition->nInterface == 0 &&
@@ -44,6 +50,8 @@ class CCmpData {
     /// What a value or a stream will be looked up by, where that is possible; the look-up is made ready.
     THash HashOf(const SPropValue& value) const;
     THash HashOf(const CStreamHead& head) const;
+    /// Appends the filled elements of a multi-valued value, looked up each by itself.
+    void AppendElements(const TDerivedValue& derived, std::vector<TElement>& elements) const;
 
     /// Has the node that a value most likely joins brought in meanwhile.
     void Prepare(THash hash) const;
@@ -52,8 +60,8 @@ class CCmpData {
     /// `hash`: of the context's value, or of the stream.
     void FileValue(const TCompareContext& context, THash hash);
     void FileStream(const TCompareContext& context, const CStreamHead& head, THash hash);
-    /// Files each filled element under the mask of its kind; false when none was filed.
-    bool multitreeItems_Add(const TCompareContext& context);
+    /// Files each of the elements; false when none was filed.
+    bool multitreeItems_Add(const TCompareContext& context, std::span<const TElement> elements);
     void AddEmpty(uint32_t item);
     /// Takes the item that was filed last out, wherever it is.
     void Remove(uint32_t item);
@@ -104,9 +112,7 @@ class CCmpData {
     bool Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
                std::optional<TOutcome>& outcome) const;
     THash HashOfElement(const wchar_t* text) const;
-    /// text: the sub-value's where it is filed by a hash.
-    bool FileElement(const TCompareContext& context, const TSubValue& subValue, const wchar_t* text,
-                     THash hash);
+    bool FileElement(const TCompareContext& context, const TDerivedValue& derived, const TElement& element);
     int CompareNodes(uint32_t node, uint32_t other) const;
     void Settle();
     /// From now on no hash is used.
@@ -117,6 +123,7 @@ class CCmpData {
     CMultiPtrTree m_multiTree;
     bool m_bMultiTree;
     bool m_bDerived;
+    bool m_bOverridden;
     bool m_bOnlyTimes = true;
     std::vector<bool> m_empties;  // by item
     TComparyProp* m_definition;

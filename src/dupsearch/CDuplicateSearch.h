@@ -54,11 +54,13 @@ class CDuplicateSearch {
   private:
     /// Where an item goes in one compared property.
     struct TFiling {
-        CCmpData* data;
+        CCmpData* data = nullptr;
         std::optional<SPropValue> value;  // as this property compares it; none for a stream
         CStreamHead head;                 // of a stream
         THash hash;                       // of the value or the head, where it is filed by one
-        bool empty;
+        bool empty = false;
+        size_t firstElement = 0;  // of a multi-valued value
+        size_t elements = 0;
     };
 
     void CopyFieldValue(const TOriginalDefinition& original);
@@ -68,6 +70,7 @@ class CDuplicateSearch {
     bool ReadAndFile(TAddedItem& added);
     bool ReadPlain(TAddedItem& added);
     bool ReadDerived(TAddedItem& added);
+    TFiling& NextFiling(CCmpData& data, bool empty, THash hash);
     bool Evaluate(TAddedItem& added, CCmpData& data);
     bool EvaluateStream(TAddedItem& added, CCmpData& data);
     bool EvaluateValue(TAddedItem& added, CCmpData& data);
@@ -103,7 +106,9 @@ class CDuplicateSearch {
     std::unique_ptr<CMatching> m_matching;
     CDuplicateMap m_duplicates;
     // Of the item being added.
-    std::vector<TFiling> m_filings;
+    std::vector<TFiling> m_filings;  // their memory is used again
+    size_t m_nFilings = 0;
+    std::vector<CCmpData::TElement> m_elements;
     std::deque<store::TStreamStart> m_streamStarts;
     size_t m_starts = 0;  // in use
     TEquals m_equals;

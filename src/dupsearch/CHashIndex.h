@@ -15,7 +15,7 @@ class CHashIndex {
     /// entered and is the result. Numbers are entered in ascending order; some may be left out.
     template <typename IsEqual>
     uint32_t FindOrEnter(uint64_t hash, uint32_t number, IsEqual&& isEqual) {
-        if (number >= m_mask || m_hashes.size() * 8 >= m_slots.size() * 7) Grow(number);
+        if (number >= m_mask || m_hashes.size() * 2 >= m_slots.size()) Grow(number);
         const uint32_t mixed = Mix(hash);
         size_t i = mixed & m_mask;
         for (; m_slots[i] != kNone; i = (i + 1) & m_mask) {
@@ -51,7 +51,7 @@ class CHashIndex {
 
     void Grow(uint32_t number) {
         size_t size = std::max<size_t>(16, m_slots.size());
-        while (number >= size - 1 || m_hashes.size() * 8 >= size * 7) size *= 2;
+        while (number >= size - 1 || m_hashes.size() * 2 >= size) size *= 2;
         m_slots.assign(size, kNone);
         m_mask = static_cast<uint32_t>(size - 1);
         for (uint32_t entered = 0; entered < m_hashes.size(); ++entered) {
@@ -63,7 +63,7 @@ class CHashIndex {
     }
 
     // Small slots: what is looked at in no order shall stay close at hand.
-    std::vector<uint32_t> m_slots;   // kNone: free; a power of two of them, at most seven eighths in use
+    std::vector<uint32_t> m_slots;   // kNone: free; a power of two of them, at most half of them in use
     uint32_t m_mask = 0;             // the size of m_slots less 1
     std::vector<uint32_t> m_hashes;  // by number; kNone: it was left out
 };

@@ -2,11 +2,13 @@
 
 #include <cstring>
 
+#include "store/text_scan.h"
 #include "log/CLog.h"
 #include "store/sessions.h"
 
 TItem& CItems::Append(const char* entryId) {
-    TItem& item = m_records->list.emplace_back(m_records->memory);
+    m_records->beforeLast = m_records->memory.Now();
+    TItem& item = m_records->list.emplace_back(m_records->pool);
     item.EntryID = entryId;
     item.nIndex = Count() - 1;
     return item;
@@ -14,9 +16,14 @@ TItem& CItems::Append(const char* entryId) {
 
 void CItems::Keep() {
     TItem& item = m_records->list.back();
-    const size_t size = std::strlen(item.EntryID) + 1;
-    void* const text = m_records->texts.allocate(size, 1);
+    const size_t size = scan::Length(item.EntryID) + 1;
+    void* const text = Memory().allocate(size, 1);
     item.EntryID = static_cast<const char*>(std::memcpy(text, item.EntryID, size));
+}
+
+void CItems::RemoveLast() {
+    m_records->list.pop_back();
+    m_records->memory.GoBackTo(m_records->beforeLast);
 }
 
 CItems::Stores::value_type* CItems::OpenStore(const char* storeId) {

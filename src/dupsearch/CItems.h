@@ -1,6 +1,6 @@
 #pragma once
 // The items of a search and how they are opened: the session, each store opened once, the records by number.
-// Owns the records with their texts and the open stores; holds the session. A record stays where it is.
+// Owns the records with their texts and values and the open stores; holds the session. A record stays where it is.
 
 #include <deque>
 #include <map>
@@ -23,7 +23,10 @@ class CItems {
     TItem& Append(const char* entryId);
     /// The last record stays: its identifier's text is copied.
     void Keep();
-    void RemoveLast() { m_records->list.pop_back(); }
+    /// The last record goes, with what it has of the memory.
+    void RemoveLast();
+    /// For texts and values of the last record.
+    std::pmr::memory_resource& Memory() { return m_records->memory; }
 
     /// Opens an item and, once, its store. On failure the result is null and one more line than the store
     /// functions' own is written, under the routine's name. The store's text in the cache is handed out too.
@@ -47,9 +50,10 @@ class CItems {
 
     /// In few blocks: a hundred thousand small ones are dear to make and to free.
     struct TRecords {
-        CBlockMemory texts;
-        std::pmr::unsynchronized_pool_resource memory;
-        std::pmr::deque<TItem> list{&memory};
+        CBlockMemory memory;
+        CBlockMemory::Mark beforeLast;
+        std::pmr::unsynchronized_pool_resource pool;
+        std::pmr::deque<TItem> list{&pool};
     };
 
     Stores::value_type* OpenStore(const char* storeId);

@@ -70,9 +70,21 @@ class CMatching::CEqualsTest {
     std::vector<uint32_t> m_found;
 };
 
+CMatching::CMatching(const CProfiles::CompareData& compareData, unsigned nCompareAlgorithm, bool bGrouped,
+                     int nGroups)
+    : m_compareData(compareData),
+      m_nCompareAlgorithm(nCompareAlgorithm),
+      m_bGrouped(bGrouped),
+      m_nGroups(nGroups),
+      m_profiles(compareData) {
+    for (size_t p = 0; p < m_compareData.size(); ++p) {
+        if (m_compareData[p]->IsRange()) m_ranges.push_back(p);
+    }
+}
+
 void CMatching::FindDuplicates(const TItem& item, std::vector<uint32_t>& equals) {
     m_item = &item;
-    m_profiles.GetStates(item.nIndex, m_states);
+    m_bUnfiled = !m_profiles.GetStates(item.nIndex, m_states);
     // Most sets are made in the memory of the last one.
     m_candidates.swap(equals);
     m_candidates.clear();

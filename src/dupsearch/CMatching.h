@@ -21,12 +21,7 @@ enum efd {
 class CMatching {
   public:
     CMatching(const CProfiles::CompareData& compareData, unsigned nCompareAlgorithm, bool bGrouped,
-              int nGroups)
-        : m_compareData(compareData),
-          m_nCompareAlgorithm(nCompareAlgorithm),
-          m_bGrouped(bGrouped),
-          m_nGroups(nGroups),
-          m_profiles(compareData) {}
+              int nGroups);
 
     /// Fills in the profiles whose items all equal this one, which is filed and not appended yet. Only items
     /// appended count.
@@ -76,11 +71,13 @@ class CMatching {
     const unsigned m_nCompareAlgorithm;
     const bool m_bGrouped;
     const int m_nGroups;
+    std::vector<size_t> m_ranges;  // properties of which equality is a range
     CProfiles m_profiles;
 
     // The item being matched.
     const TItem* m_item = nullptr;
     CProfiles::States m_states;
+    bool m_bUnfiled = false;             // a value of it could not be filed
     std::vector<uint32_t> m_candidates;  // handed on when the first set is made of them
     std::vector<Shared> m_shared;
     // By profile: the matching that collected it last.

@@ -6,27 +6,30 @@
 CProfiles::CProfiles(const CompareData& compareData)
     : m_compareData(compareData), m_nodeHeads(compareData.size()), m_emptyHeads(compareData.size(), kNone) {}
 
-void CProfiles::GetStates(uint32_t item, States& states) {
-    states.clear();
-    for (const auto& data : m_compareData) {
-        if (data->IsEmpty(item)) {
-            states.push_back(kEmpty);
-        } else if (!data->IsFiled(item)) {
-            states.push_back(kUnfiled);
-        } else if (!data->IsMultiTree()) {
-            states.push_back(data->Tree().NodeOf(item));
-        } else {
-            const auto filed = data->MultiTree().NodesOf(item);
-            if (filed.size() == 1) {
-                states.push_back(filed[0].node);
-                continue;
-            }
+uint32_t CProfiles::StateOf(const CCmpData& data, uint32_t item) {
+    if (data.IsMultiTree()) {
+        const auto filed = data.MultiTree().NodesOf(item);
+        if (filed.size() == 1) return filed[0].node;
+        if (!filed.empty()) {
             m_nodes.clear();
             for (const auto& f : filed) m_nodes.push_back(f.node);
             std::sort(m_nodes.begin(), m_nodes.end());
-            states.push_back(m_sets.FindOrAdd(m_nodes) | kSetBit);
+            return m_sets.FindOrAdd(m_nodes) | kSetBit;
         }
+    } else if (const uint32_t node = data.Tree().NodeOf(item); node != kNone) {
+        return node;
     }
+    return data.IsEmpty(item) ? kEmpty : kUnfiled;
+}
+
+bool CProfiles::GetStates(uint32_t item, States& states) {
+    states.resize(m_compareData.size());
+    bool bUnfiled = false;
+    for (size_t p = 0; p < states.size(); ++p) {
+        states[p] = StateOf(*m_compareData[p], item);
+        bUnfiled |= states[p] == kUnfiled;
+    }
+    return !bUnfiled;
 }
 
 std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& state) const {

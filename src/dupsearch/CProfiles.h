@@ -24,8 +24,8 @@ class CProfiles {
     explicit CProfiles(const CompareData& compareData);
 
     /// Fills in the item's state in each compared property: a node, or what stands for a set of nodes, or one
-    /// of the above.
-    void GetStates(uint32_t item, States& states);
+    /// of the above. False when there is one that could not be filed.
+    bool GetStates(uint32_t item, States& states);
     /// Adds the item to its profile, which is made when there is none. `likely`: where it may well belong, or
     /// kNone.
     void Append(uint32_t item, const States& states, uint32_t likely);
@@ -89,6 +89,7 @@ class CProfiles {
     static bool IsSingle(uint32_t head) { return (head & kBucketBit) == 0; }
     static uint32_t FirstBucket(uint32_t head) { return head == kNone ? kNone : head & ~kBucketBit; }
 
+    uint32_t StateOf(const CCmpData& data, uint32_t item);
     uint32_t Head(size_t property, uint32_t node) const;
     uint32_t& HeadOf(size_t property, uint32_t node);
     void LinkItems() const;

@@ -13,7 +13,8 @@
 
 /// A derived value. Of a multi-valued one, kinds tells of each element which property it came from.
 struct TDerivedValue {
-    MapiBuffer<SPropValue> value;
+    const SPropValue* value = nullptr;
+    MapiBuffer<SPropValue> own;  // null where the search's items own it
     unsigned char kinds[kPhoneKinds] = {};
 };
 
@@ -36,7 +37,9 @@ struct TItem {
     short nODApntAnnvrsryYear = -1;
     short nHasCRMID = -1;
 
-    MapiBuffer<SPropValue> values;  // in the order of the plain tags
+    // The block of the values as they were read; null where the search's items own them.
+    MapiBuffer<SPropValue> read;
+    SPropValue* values = nullptr;  // in the order of the plain tags
     ULONG cValues = 0;
     bool bAsRead = false;                           // one for each tag, all as the item has them
     std::forward_list<std::wstring> comparedTexts;  // what is compared in place of a text that was read
@@ -45,7 +48,7 @@ struct TItem {
     /// The first read value of this property, whatever its type; null when none was read.
     SPropValue* Find(ULONG tag) const {
         for (ULONG i = 0; i < cValues; ++i) {
-            if (PROP_ID(values.get()[i].ulPropTag) == PROP_ID(tag)) return &values.get()[i];
+            if (PROP_ID(values[i].ulPropTag) == PROP_ID(tag)) return &values[i];
         }
         return nullptr;
     }

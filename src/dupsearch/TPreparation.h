@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "dupsearch/CCmpData.h"
+#include "dupsearch/CCombinedRead.h"
 #include "compare/CDefinitions.h"
 #include "compare/CTagArray.h"
 
@@ -23,6 +24,7 @@ struct TPreparation {
     CTagArray originalPlainTags;  // read only for choosing the original
     CTagArray originalStreamTags;
     std::vector<unsigned> derivedIds;
+    CCombinedRead combinedRead;                         // of plainTags and derivedIds
     std::vector<const TComparyProp*> plainDefinitions;  // beside each plain tag; null for a rule's tag
     std::vector<unsigned> rules;
     ULONG tagApntDuration = 0;  // 0: not resolved, or no rule needs it

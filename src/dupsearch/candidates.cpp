@@ -18,11 +18,9 @@ uint64_t BitOf(size_t property) {
 
 /// Whether matching this item can write a line.
 bool CMatching::IsTroubled() const {
-    for (size_t p = 0; p < m_states.size(); ++p) {
-        if (m_states[p] == CProfiles::kUnfiled) return true;
-        if (m_compareData[p]->IsRange() && IsFiled(p) && !m_compareData[p]->HasOnlyTimes()) return true;
-    }
-    return false;
+    if (m_bUnfiled) return true;
+    return std::ranges::any_of(m_ranges,
+                               [this](size_t p) { return IsFiled(p) && !m_compareData[p]->HasOnlyTimes(); });
 }
 
 void CMatching::FindCandidates() {

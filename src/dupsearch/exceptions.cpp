@@ -113,7 +113,7 @@ const SPropValue* Filled(const TItem& item, ULONG tag) {
 
 const SPropValue* FilledDerived(const TPreparation& p, const TItem& item, unsigned id) {
     const int index = p.DerivedIndex(id);
-    return index < 0 ? nullptr : Filled(item.derived[static_cast<size_t>(index)].value.get());
+    return index < 0 ? nullptr : Filled(item.derived[static_cast<size_t>(index)].value);
 }
 
 bool IsEmpty(const TItem& item, ULONG tag) {

@@ -31,28 +31,29 @@ HRESULT BuildDerived(unsigned id, IMessage* message, CKnownNames& names, TDerive
     HRESULT hr;
     switch (id) {
         case propexAnyAddress:
-            hr = ContactItem_Addresses(message, true, Out(derived.value), kinds, &names);
+            hr = ContactItem_Addresses(message, true, Out(derived.own), kinds, &names);
             break;
         case propexAnyEmail:
-            hr = ContactItem_Emails(message, true, Out(derived.value), kinds, &names);
+            hr = ContactItem_Emails(message, true, Out(derived.own), kinds, &names);
             break;
         case propexAnyPhone:
-            hr = ContactItem_Phones(message, true, Out(derived.value), kinds);
+            hr = ContactItem_Phones(message, true, Out(derived.own), kinds);
             break;
         case propexCompanyContact:
-            hr = ContactItem_CompanyContact(message, Out(derived.value));
+            hr = ContactItem_CompanyContact(message, Out(derived.own));
             break;
         case propexSenders:
-            hr = MailItem_Senders(message, true, Out(derived.value));
+            hr = MailItem_Senders(message, true, Out(derived.own));
             break;
         case propexRecipients:
-            hr = MailItem_Recipients(message, Out(derived.value));
+            hr = MailItem_Recipients(message, Out(derived.own));
             break;
         default:
             g_Log.Error(kTag, "unknown propex(%d)\n", id);
             hr = -1;
     }
     for (size_t i = 0; i < kPhoneKinds; ++i) derived.kinds[i] = static_cast<unsigned char>(kinds[i]);
+    derived.value = derived.own.get();
     return hr;
 }
 
@@ -125,8 +126,12 @@ bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
         g_Log.Extra(L"Add Item[%d]:\n", static_cast<int>(added.item.nIndex));
         g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", Widen(added.item.EntryID).c_str());
     }
+    added.item.derived.resize(m_preparation->derivedIds.size());
+    m_preparation->combinedRead.Read(added.message, m_items.Names(), added.item, m_items.Memory());
     if (!ReadPlain(added) || !ReadDerived(added)) return false;
-    m_filings.clear();
+    m_filings.resize(m_preparation->compareData.size());
+    m_nFilings = 0;
+    m_elements.clear();
     m_starts = 0;
     for (const auto& data : m_preparation->compareData) {
         if (!Evaluate(added, *data)) return false;
@@ -139,18 +144,21 @@ bool CDuplicateSearch::ReadPlain(TAddedItem& added) {
     TPreparation& p = *m_preparation;
     TItem& item = added.item;
     if (p.plainTags.Count() == 0) return true;
-    const HRESULT hr =
-        store::GetPropValues(added.message, p.plainTags.Get(), &item.cValues, Out(item.values));
-    if (!store::IsReadSuccess(hr)) {
-        item.cValues = 0;
-        g_Log.Error(kTag, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
-                    item.EntryID);
-        return false;
+    if (!item.values) {
+        const HRESULT hr =
+            store::GetPropValues(added.message, p.plainTags.Get(), &item.cValues, Out(item.read));
+        item.values = item.read.get();
+        if (!store::IsReadSuccess(hr)) {
+            item.cValues = 0;
+            g_Log.Error(kTag, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n",
+                        static_cast<unsigned>(hr), item.EntryID);
+            return false;
+        }
     }
     item.bAsRead = item.values && item.cValues == p.plainTags.Count();
     item.cValues = item.values ? std::min(item.cValues, p.plainTags.Count()) : 0;
     for (ULONG i = 0; i < item.cValues; ++i) {
-        SPropValue& value = item.values.get()[i];
+        SPropValue& value = item.values[i];
         const bool extra = g_Log.IsExtra();
         const std::wstring name = extra ? PlainTagName(p, i) : std::wstring();
         if (extra) {
@@ -168,11 +176,11 @@ bool CDuplicateSearch::ReadPlain(TAddedItem& added) {
 
 bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
     TItem& item = added.item;
-    item.derived.resize(m_preparation->derivedIds.size());
     for (size_t i = 0; i < item.derived.size(); ++i) {
         const unsigned id = m_preparation->derivedIds[i];
-        const HRESULT hr = BuildDerived(id, added.message, m_items.Names(), item.derived[i]);
-        if (!store::IsReadSuccess(hr) || !item.derived[i].value) {
+        TDerivedValue& derived = item.derived[i];
+        const HRESULT hr = derived.value ? S_OK : BuildDerived(id, added.message, m_items.Names(), derived);
+        if (!store::IsReadSuccess(hr) || !derived.value) {
             g_Log.Error(kTag, "Failed to read propex = %d; Error = 0x%x; Item.EntryID = %s\n", id,
                         static_cast<unsigned>(hr), item.EntryID);
             return false;
@@ -180,10 +188,20 @@ bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
         if (g_Log.IsExtra()) {
             wchar_t text[kValueText];
             g_Log.Extra(L"\t\t[%s]:\t%s\n", QuorvelPropEx_ToStringW(id),
-                        PropValueToText(item.derived[i].value.get(), text, std::size(text), id, false));
+                        PropValueToText(derived.value, text, std::size(text), id, false));
         }
     }
     return true;
+}
+
+CDuplicateSearch::TFiling& CDuplicateSearch::NextFiling(CCmpData& data, bool empty, THash hash) {
+    TFiling& filing = m_filings[m_nFilings++];
+    filing.data = &data;
+    filing.empty = empty;
+    filing.hash = hash;
+    filing.firstElement = m_elements.size();
+    filing.elements = 0;
+    return filing;
 }
 
 /// Finds out where the item goes in one property; false when that cannot be told.
@@ -207,15 +225,18 @@ bool CDuplicateSearch::EvaluateStream(TAddedItem& added, CCmpData& data) {
     int empty = TRUE;
     const ULONG tag = data.Definition().ulPropTag;
     const HRESULT hr = store::StreamPropEmpty(added.message, tag, &empty, nullptr, &start);
-    TFiling filing{&data, std::nullopt, {}, std::nullopt, empty != 0};
-    if (hr == S_OK && !empty) {
+    if (hr != S_OK) {
+        start.stream.Reset();
+        return false;
+    }
+    TFiling& filing = NextFiling(data, empty != 0, std::nullopt);
+    filing.value.reset();
+    if (!empty) {
         ++m_starts;
         filing.head = CStreamHead(start);
         filing.hash = data.HashOf(filing.head);
     }
     start.stream.Reset();
-    if (hr != S_OK) return false;
-    m_filings.push_back(filing);
     return true;
 }
 
@@ -223,7 +244,7 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
     const TComparyProp& definition = data.Definition();
     const int index =
         data.IsDerived() ? m_preparation->DerivedIndex(static_cast<unsigned>(definition.nID)) : -1;
-    const SPropValue* const read = index >= 0 ? added.item.derived[static_cast<size_t>(index)].value.get()
+    const SPropValue* const read = index >= 0 ? added.item.derived[static_cast<size_t>(index)].value
                                               : added.item.Find(definition.ulPropTag);
     if (!read) {
         g_Log.ErrorW(kTag, L"value for prop(%s) not found\n", KeyOf(definition));
@@ -232,18 +253,24 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
     // Each definition has its own: what the one replaces, another of the same property compares as it was
     // read.
     SPropValue value = *read;
-    if (OverrideComparedValue(value, definition, added) && g_Log.IsExtra())
+    if (data.IsOverridden() && OverrideComparedValue(value, definition, added) && g_Log.IsExtra())
         LogChange(KeyOf(definition), value);
     int empty = TRUE;
     if (!compare::IsEmptyValue(&value, &empty, nullptr)) return false;
     const THash hash = empty ? std::nullopt : data.HashOf(value);
-    m_filings.push_back({&data, value, {}, hash, empty != 0});
+    TFiling& filing = NextFiling(data, empty != 0, hash);
+    filing.value = value;
+    if (data.IsMultiTree() && !empty && index >= 0) {
+        data.AppendElements(added.item.derived[static_cast<size_t>(index)], m_elements);
+        filing.elements = m_elements.size() - filing.firstElement;
+    }
     return true;
 }
 
 void CDuplicateSearch::File(const TAddedItem& added) {
-    for (const TFiling& filing : m_filings) filing.data->Prepare(filing.hash);
-    for (const TFiling& filing : m_filings) {
+    const auto filings = std::span(m_filings).first(m_nFilings);
+    for (const TFiling& filing : filings) filing.data->Prepare(filing.hash);
+    for (const TFiling& filing : filings) {
         const TCompareContext context{filing.data->Definition(), m_items, added.item,
                                       filing.value ? &*filing.value : nullptr, added.message};
         if (filing.empty) {
@@ -251,7 +278,8 @@ void CDuplicateSearch::File(const TAddedItem& added) {
         } else if (!filing.value) {
             filing.data->FileStream(context, filing.head, filing.hash);
         } else if (filing.data->IsMultiTree()) {
-            filing.data->multitreeItems_Add(context);
+            filing.data->multitreeItems_Add(
+                context, std::span(m_elements).subspan(filing.firstElement, filing.elements));
         } else {
             filing.data->FileValue(context, filing.hash);
         }

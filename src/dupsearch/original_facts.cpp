@@ -42,7 +42,7 @@ bool CDuplicateSearch::NeedsMessage(const TItem& item) const {
 /// asks for: the item need not be looked at again when it finds an equal. False when they do not.
 bool CDuplicateSearch::CountAtHand(TItem& item) {
     if (m_original.nKind == okLargestValues || NeedsMessage(item)) return false;
-    const std::span values(item.values.get(), item.cValues);
+    const std::span values(item.values, item.cValues);
     const auto isFailure = [](const SPropValue& value) {
         return PROP_TYPE(value.ulPropTag) == PT_ERROR && value.Value.err != MAPI_E_NOT_FOUND;
     };
@@ -104,7 +104,7 @@ void CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
     ULONG* const streamSizes = sizes ? sizes + p.plainTags.Count() : nullptr;
     long plain = 0;
     if (item.bAsRead) {
-        compare::CountProps2(item.values.get(), item.cValues, &plain, sizes);
+        compare::CountProps2(item.values, item.cValues, &plain, sizes);
     } else if (p.plainTags.Count() != 0) {
         compare::CountProps(message, p.plainTags.Get(), &plain, sizes);
     }

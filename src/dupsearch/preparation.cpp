@@ -115,6 +115,7 @@ std::unique_ptr<TPreparation> Prepare(IMessage* item, const CDefinitions& defini
     }
     if (p.compareData.empty()) return prepared;
     PrepareExceptions(item, p);
+    p.combinedRead = CCombinedRead(p.plainTags, p.derivedIds);
     if (bGrouped) RenumberGroups(p);
     return prepared;
 }

@@ -1,5 +1,6 @@
 #include "dupsearch/value_override.h"
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 
@@ -92,7 +93,6 @@ bool IsAllDayLike(TAddedItem& added) {
 }
 
 bool OverrideAllDayFlag(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
-    if (!Overrides(definition, kAllDayFlagId)) return false;
     if (std::wcscmp(KeyOf(definition), L"Appointment.AllDayEvent") == 0) return false;
     if (std::wcscmp(KeyOf(definition), L"Appointment.AllDayEventLike") != 0) {
         g_Log.Error(kTag, "Unknown key for AllDayEvent*\n");
@@ -107,7 +107,6 @@ bool OverrideAllDayFlag(SPropValue& value, const TComparyProp& definition, TAdde
 }
 
 bool OverrideSubject(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
-    if (definition.nCompareMethod != cmApntAlldaylikeSubject) return false;
     const bool isSubject = PROP_ID(definition.ulPropTag) == PROP_ID(PR_SUBJECT);
     g_Log.Assert(isSubject, kTag, __LINE__, "cmApntAlldaylikeSubject: pProp->nTag == PR_SUBJECT");
     if (!isSubject || !IsFilled(value)) return false;
@@ -138,7 +137,6 @@ bool IsBirthdayOrAnniversary(TAddedItem& added) {
 
 bool OverrideStart(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
     const bool canonical = definition.nCompareMethod == cmApntAlldaylikeStart;
-    if (!canonical && definition.nCompareMethod != cmApntApproxStart) return false;
     const bool isTime = PROP_TYPE(definition.ulPropTag) == PT_SYSTIME;
     g_Log.Assert(isTime, kTag, __LINE__,
                  canonical ? "cmApntAlldaylikeStart: PROP_TYPE( pProp->nTag ) == PT_SYSTIME"
@@ -158,16 +156,26 @@ bool OverrideStart(SPropValue& value, const TComparyProp& definition, TAddedItem
     return changed;
 }
 
-bool OverrideRecurring(SPropValue& value, const TComparyProp& definition, TAddedItem&) {
-    if (!Overrides(definition, kRecurringId) || PROP_TYPE(value.ulPropTag) == PT_BOOLEAN) return false;
+bool OverrideRecurring(SPropValue& value, const TComparyProp&, TAddedItem&) {
+    if (PROP_TYPE(value.ulPropTag) == PT_BOOLEAN) return false;
     value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_BOOLEAN);
     value.Value.b = FALSE;
     return true;
 }
 
-using ComparedOverride = bool (*)(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
-constexpr ComparedOverride kComparedOverrides[] = {OverrideAllDayFlag, OverrideSubject, OverrideStart,
-                                                   OverrideRecurring};
+struct ComparedOverride {
+    bool (*concerns)(const TComparyProp& definition);
+    bool (*apply)(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
+};
+constexpr ComparedOverride kComparedOverrides[] = {
+    {[](const TComparyProp& d) { return Overrides(d, kAllDayFlagId); }, OverrideAllDayFlag},
+    {[](const TComparyProp& d) { return d.nCompareMethod == cmApntAlldaylikeSubject; }, OverrideSubject},
+    {[](const TComparyProp& d) {
+         return d.nCompareMethod == cmApntAlldaylikeStart || d.nCompareMethod == cmApntApproxStart;
+     },
+     OverrideStart},
+    {[](const TComparyProp& d) { return Overrides(d, kRecurringId); }, OverrideRecurring},
+};
 
 }  // namespace
 
@@ -187,8 +195,15 @@ bool OverrideReadValue(SPropValue& value, const TAddedItem& added) {
     return false;
 }
 
+bool IsOverridden(const TComparyProp& definition) {
+    return std::ranges::any_of(kComparedOverrides,
+                               [&](const ComparedOverride& o) { return o.concerns(definition); });
+}
+
 bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
     bool changed = false;
-    for (const ComparedOverride override : kComparedOverrides) changed |= override(value, definition, added);
+    for (const ComparedOverride& override : kComparedOverrides) {
+        if (override.concerns(definition)) changed |= override.apply(value, definition, added);
+    }
     return changed;
 }

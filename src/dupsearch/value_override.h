@@ -19,6 +19,8 @@ bool OverrideReadValue(SPropValue& value, const TAddedItem& added);
 /// Applied to a copy of a value before it is filed under a definition: all-day-like appointments, recurrence.
 /// True when it changed. A text is left as it is; the item keeps the one that replaces it.
 bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
+/// Whether that does anything under this definition.
+bool IsOverridden(const TComparyProp& definition);
 
 /// Turns an unread state that the store does not keep into one computed from the message flags. False, and
 /// the value untouched, when these are missing too.

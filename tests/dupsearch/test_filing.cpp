@@ -267,6 +267,13 @@ TEST(BlockMemory, PiecesAreAlignedAndApart) {
         ASSERT_EQ(reinterpret_cast<uintptr_t>(piece) % alignment, 0u) << size;
         std::fill_n(piece, size, static_cast<unsigned char>(i));
         pieces.push_back({piece, size});
+        // What is taken back is given out again.
+        const CBlockMemory::Mark mark = memory.Now();
+        for (unsigned n = random() % 4; n != 0; --n) {
+            const size_t unused = random() % 9000;
+            std::fill_n(static_cast<unsigned char*>(memory.allocate(unused, 1)), unused, 0xFF);
+        }
+        memory.GoBackTo(mark);
     }
     for (size_t i = 0; i < pieces.size(); ++i) {
         const auto [piece, size] = pieces[i];
