@@ -15,7 +15,8 @@ namespace {
 class CLastPage {
   public:
     CLastPage() : m_pages(static_cast<BYTE*>(VirtualAlloc(nullptr, 2 * kPage, MEM_RESERVE, PAGE_NOACCESS))) {
-        if (!m_pages || !VirtualAlloc(m_pages.get(), kPage, MEM_COMMIT, PAGE_READWRITE)) std::abort();
+        const void* const first = VirtualAlloc(m_pages.get(), kPage, MEM_COMMIT, PAGE_READWRITE);
+        if (!m_pages || !first) std::abort();
     }
     /// The text, so many bytes before the end.
     template <typename Char>
