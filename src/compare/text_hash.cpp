@@ -112,7 +112,7 @@ CTextHash::CTextHash() : m_locale(GetThreadLocale()), m_bWeights(FindWeights()) 
 
 bool CTextHash::FindWeights() {
     m_numberOf.assign(0x10000, 0);
-    for (uint8_t c = 1; c < m_numbers.size(); ++c) {
+    for (uint8_t c = 1; c < kAscii; ++c) {
         const wchar_t text[] = {c, 0};
         const auto weights = WeightsByKey(text);
         if (!weights || (!weights->empty() && weights->size() != 2)) return false;
@@ -131,7 +131,7 @@ bool CTextHash::FindWeights() {
 
 /// Whether the number of each plain character is its upper case.
 bool CTextHash::FoldsPlainOnes() const {
-    for (uint16_t c = 0; c < m_numbers.size(); ++c) {
+    for (uint8_t c = 0; c < kAscii; ++c) {
         const __m128i unit = _mm_set1_epi16(static_cast<short>(c));
         if (scan::Bits(ArePlain(unit)) == 0) continue;
         if (m_numbers[c] != _mm_extract_epi16(ToUpper(unit), 0)) return false;
@@ -185,7 +185,7 @@ THash CTextHash::HashByCharacters(const wchar_t* text) const {
         }
         const wchar_t c = *text++;
         if (c == 0) return whole.Hash();
-        if (c >= m_numbers.size()) return std::nullopt;
+        if (c >= kAscii) return std::nullopt;
         if (m_numbers[c] != 0) whole.Add(m_numbers[c]);
     }
 }

@@ -48,6 +48,8 @@ class CTextHash {
     bool HasWeights() const { return m_bWeights; }
 
   private:
+    static constexpr uint8_t kAscii = 128;  // how many ASCII characters there are
+
     bool FindWeights();
     bool FoldsPlainOnes() const;
     /// Whether the characters of a text give the hash that its key gives.
@@ -62,7 +64,7 @@ class CTextHash {
     std::vector<unsigned char> m_key;  // the last one made
     // What a text is hashed by: of each ASCII character the first that has the same weights; 0: it counts for
     // nothing.
-    std::array<uint16_t, 128> m_numbers{};
+    std::array<uint16_t, kAscii> m_numbers{};
     std::vector<uint8_t> m_numberOf;  // by weights; 0: of no ASCII character
     bool m_bFolds = false;            // numbers of plain characters need not be looked up
     bool m_bWeights;                  // last: found out with the others
