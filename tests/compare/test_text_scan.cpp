@@ -14,9 +14,11 @@ namespace {
 /// Texts that end where memory ends: what lies behind cannot be read.
 class CLastPage {
   public:
-    CLastPage() : m_pages(static_cast<BYTE*>(VirtualAlloc(nullptr, 2 * kPage, MEM_RESERVE, PAGE_NOACCESS))) {
-        const void* const first = VirtualAlloc(m_pages.get(), kPage, MEM_COMMIT, PAGE_READWRITE);
-        if (!m_pages || !first) std::abort();
+    CLastPage()
+        : m_pages(static_cast<BYTE*>(
+              VirtualAlloc(nullptr, 2 * kPage, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE))) {
+        DWORD before;
+        if (!m_pages || !VirtualProtect(m_pages.get() + kPage, kPage, PAGE_NOACCESS, &before)) std::abort();
     }
     /// The text, so many bytes before the end.
     template <typename Char>
