@@ -51,7 +51,8 @@ class MailboxBinding {
     explicit MailboxBinding(const std::string& mailboxFile) {
         std::error_code error;
         const std::filesystem::path file = std::filesystem::absolute(Widen(mailboxFile), error);
-        if (!std::filesystem::is_regular_file(file, error)) {
+        // What is there and no mailbox file, such as a folder of mails, the module has the word for.
+        if (!std::filesystem::exists(file, error)) {
             throw Failure("The mailbox file \"" + mailboxFile + "\" does not exist.");
         }
         const std::filesystem::path program = ProgramPath();

@@ -6,6 +6,7 @@
 
 #include "mailbox/Calls.h"
 #include "mailbox/Platform.h"
+#include "mailbox/file_kind.h"
 #include "mailbox/file_reader.h"
 #include "mailbox/file_writer.h"
 #include "mailbox/platform_headers.h"
@@ -116,6 +117,11 @@ bool ReadStamp(HANDLE file, Stamp& stamp) {
     return true;
 }
 
+/// Where a save puts the mailbox until it is whole.
+std::wstring NewName(const MailboxFileState& file) {
+    return file.path + L".new";
+}
+
 /// One process at a time: the next one is told, before it could overwrite what this one saves.
 HRESULT Lock(MailboxFileState& file) {
     const std::wstring path = file.path + L".lock";
@@ -128,6 +134,13 @@ HRESULT Lock(MailboxFileState& file) {
     // Where no lock can be made, nothing can be saved either; reading does no harm.
     file.isReadOnly = true;
     return S_OK;
+}
+
+/// Somebody took a folder, or the mails themselves, for a mailbox file.
+HRESULT FailImportFirst(const std::wstring& path, const wchar_t* what) {
+    return Fail(MAPI_E_CORRUPT_STORE, path + L" is " + what +
+                                          L" and no mailbox file; import it first: mailbox/import --output "
+                                          L"NEW.json INPUT makes one of it");
 }
 
 HRESULT Read(MailboxFileState& state, Database& database) {
@@ -145,6 +158,7 @@ HRESULT Read(MailboxFileState& state, Database& database) {
         return Fail(MAPI_E_DISK_ERROR, state.path + L": " + ErrorText(GetLastError()));
     std::wstring why;
     bool isRead = false;
+    const wchar_t* kind = nullptr;
     if (state.stamp.size == 0) {
         isRead = ReadMailbox({}, database, why);
     } else {
@@ -152,10 +166,12 @@ HRESULT Read(MailboxFileState& state, Database& database) {
         const void* view =
             mapping.IsOpen() ? MapViewOfFile(mapping.Handle(), FILE_MAP_READ, 0, 0, 0) : nullptr;
         if (view == nullptr) return Fail(MAPI_E_DISK_ERROR, state.path + L": " + ErrorText(GetLastError()));
-        isRead = ReadMailbox({static_cast<const char*>(view), static_cast<size_t>(state.stamp.size)},
-                             database, why);
+        const std::string_view text(static_cast<const char*>(view), static_cast<size_t>(state.stamp.size));
+        isRead = ReadMailbox(text, database, why);
+        if (!isRead) kind = KindOfFile(text, state.path);
         UnmapViewOfFile(view);
     }
+    if (kind != nullptr) return FailImportFirst(state.path, kind);
     return isRead ? S_OK : Fail(MAPI_E_CORRUPT_STORE, state.path + L": " + why);
 }
 
@@ -181,11 +197,16 @@ HRESULT OpenMailbox(std::shared_ptr<Database>& database) {
     database = Open()[key].lock();
     if (database != nullptr) return S_OK;
 
+    const DWORD attributes = GetFileAttributesW(state->path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+        return FailImportFirst(state->path, L"a folder");
     HRESULT hr = Lock(*state);
     if (hr != S_OK) return hr;
     auto read = std::make_shared<Database>();
     hr = Read(*state, *read);
     if (hr != S_OK) return hr;
+    // What a process left behind that was stopped while it saved: the mailbox is the file as it was before.
+    if (!state->isReadOnly) DeleteFileW(NewName(*state).c_str());
     read->file = std::move(state);
     Open()[key] = read;
     database = std::move(read);
@@ -249,7 +270,7 @@ HRESULT WriteMailbox(Database& database) {
         return Fail(MAPI_E_OBJECT_CHANGED,
                     state.path + L": was changed by another program since it was read; nothing was saved");
 
-    const std::wstring temporary = state.path + L".new";
+    const std::wstring temporary = NewName(state);
     File file(CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                           nullptr));
     if (!file.IsOpen()) return FailWrite(temporary, GetLastError());

@@ -24,6 +24,7 @@ enum Part {
     pService,
     pStores,
     pStore,
+    pNames,
     pSpecial,
     pFolder,
     pFolders,
@@ -63,6 +64,7 @@ const Member kMembers[] = {
     {pStore, "default", pValue},
     {pStore, "service", pValue},
     {pStore, "properties", pProperties},
+    {pStore, "names", pNames, true},
     {pStore, "special", pSpecial},
     {pStore, "root", pFolder},
     {pSpecial, "ipmSubtree", pValue},
@@ -162,6 +164,7 @@ class Reader {
     bool MemberValue(Frame& frame, const Scalar& scalar);
     bool TakeId(const Scalar& scalar, std::string& id);
     bool TakeText(const Scalar& scalar, std::string& text);
+    bool TakeName(const Scalar& scalar);
     bool TakeFlag(const Scalar& scalar, bool& flag);
     bool PropertyValue(const char* problem);
     bool EndElements();
@@ -249,6 +252,9 @@ bool Reader::Begin(Part part, const Frame& outer) {
             m_database.stores.push_back(std::make_unique<Store>());
             m_store = m_database.stores.back().get();
             m_tagsByKey.clear();
+            break;
+        case pNames:
+            if (!m_store->names.All().empty()) return Fail("must stand before the first named property");
             break;
         case pAddressEntry:
             m_database.addressBook.push_back(std::make_unique<AddressEntry>());
@@ -415,6 +421,9 @@ bool Reader::Value(const Scalar& scalar) {
         case pElements:
             ++frame.elements;
             return PropertyValue(EncodeValue(single, scalar, m_element));
+        case pNames:
+            ++frame.elements;
+            return TakeName(scalar);
         case pRawValue: {
             const char* problem =
                 scalar.kind == Scalar::kText ? EncodeRawValue(single, scalar.text, m_element) : "not base64";
@@ -439,6 +448,13 @@ bool Reader::TakeText(const Scalar& scalar, std::string& text) {
     if (scalar.kind != Scalar::kText) return Fail("not a text");
     text = scalar.text;
     return true;
+}
+
+bool Reader::TakeName(const Scalar& scalar) {
+    Name name;
+    if (scalar.kind != Scalar::kText || !ParseName(scalar.text, name)) return Fail("not a name");
+    if (m_store->names.Find(name) != 0) return Fail("given twice");
+    return m_store->names.FindOrAdd(name) != 0 || Fail("too many named properties in this store");
 }
 
 bool Reader::TakeFlag(const Scalar& scalar, bool& flag) {

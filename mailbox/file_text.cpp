@@ -57,6 +57,27 @@ std::string FormatGuid(const GUID& guid) {
                  last[0], last[1], last[2], last[3], last[4], last[5], last[6], last[7]);
 }
 
+bool ParseName(std::string_view text, Name& name) {
+    if (text.size() < kGuidLength + 2 || !ParseGuid(text.substr(0, kGuidLength), name.set)) return false;
+    if (text[kGuidLength] != ':') return false;
+    std::string_view rest = text.substr(kGuidLength + 1);
+    ULONG number = 0;
+    name.numeric = IsHexNumber(rest, number);
+    name.number = static_cast<LONG>(number);
+    if (name.numeric) return name.text.clear(), true;
+    name.number = 0;
+    if (rest.starts_with('=')) rest.remove_prefix(1);
+    name.text = ToWide(rest);
+    return !rest.empty();
+}
+
+std::string FormatName(const Name& name) {
+    if (name.numeric) return FormatGuid(name.set) + ":" + Print("0x%lX", static_cast<ULONG>(name.number));
+    const std::string text = FromWide(name.text);
+    ULONG number = 0;
+    return FormatGuid(name.set) + (text.starts_with('=') || IsHexNumber(text, number) ? ":=" : ":") + text;
+}
+
 bool ParseKey(std::string_view text, PropertyKey& key) {
     ULONG type = 0;
     if (text.size() == 8) {
@@ -64,32 +85,16 @@ bool ParseKey(std::string_view text, PropertyKey& key) {
         if (!ParseWhole(text, key.tag, 16)) return false;
         return IsKnownType(PROP_TYPE(key.tag)) && PROP_ID(key.tag) != 0 && PROP_ID(key.tag) < 0x8000;
     }
-    // {set}:name:type
-    if (text.size() < kGuidLength + 7 || !ParseGuid(text.substr(0, kGuidLength), key.name.set)) return false;
-    if (text[kGuidLength] != ':' || text[text.size() - 5] != ':') return false;
+    // A name and ":001F"
+    if (text.size() < 5 || text[text.size() - 5] != ':') return false;
     if (!ParseWhole(text.substr(text.size() - 4), type, 16) || !IsKnownType(type)) return false;
-    std::string_view name = text.substr(kGuidLength + 1, text.size() - kGuidLength - 6);
-    ULONG number = 0;
     key.isNamed = true;
     key.tag = type;
-    key.name.numeric = IsHexNumber(name, number);
-    key.name.number = static_cast<LONG>(number);
-    if (key.name.numeric) return key.name.text.clear(), true;
-    key.name.number = 0;
-    if (name.starts_with('=')) name.remove_prefix(1);
-    key.name.text = ToWide(name);
-    return !name.empty();
+    return ParseName(text.substr(0, text.size() - 5), key.name);
 }
 
 std::string FormatKey(ULONG tag, const Name* name) {
-    if (name == nullptr) return Print("%08lX", tag);
-    const std::string type = Print(":%04lX", PROP_TYPE(tag));
-    if (name->numeric)
-        return FormatGuid(name->set) + ":" + Print("0x%lX", static_cast<ULONG>(name->number)) + type;
-    const std::string text = FromWide(name->text);
-    ULONG number = 0;
-    return FormatGuid(name->set) + (text.starts_with('=') || IsHexNumber(text, number) ? ":=" : ":") + text +
-           type;
+    return name == nullptr ? Print("%08lX", tag) : FormatName(*name) + Print(":%04lX", PROP_TYPE(tag));
 }
 
 namespace {

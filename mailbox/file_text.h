@@ -15,7 +15,11 @@ struct PropertyKey {
     Name name;
 };
 
-/// False when the text is no key, or its type no type.
+/// "{set}:0x8215" or "{set}:Keywords". False when the text is no name.
+bool ParseName(std::string_view text, Name& name);
+std::string FormatName(const Name& name);
+
+/// A name with its type, or a tag. False when the text is no key, or its type no type.
 bool ParseKey(std::string_view text, PropertyKey& key);
 std::string FormatKey(ULONG tag, const Name* name);
 

@@ -256,6 +256,18 @@ void WriteFolder(Writer& out, const Folder& folder) {
     out.Close('}');
 }
 
+/// All names that the store knows, so that they keep their identifiers.
+void WriteNames(Writer& out, const NameTable& names) {
+    if (names.All().empty()) return;
+    out.Key("names");
+    out.Open('[');
+    for (const Name* name : names.All()) {
+        out.Next();
+        out.Text(FormatName(*name));
+    }
+    out.Close(']');
+}
+
 void WriteStore(Writer& out, const Store& store) {
     out.Open('{');
     WriteId(out, "id", store.id);
@@ -264,6 +276,7 @@ void WriteStore(Writer& out, const Store& store) {
         out.Raw("true");
     }
     if (!store.serviceUid.empty()) WriteId(out, "service", store.serviceUid);
+    WriteNames(out, store.names);
     out.Key("properties");
     WriteProperties(out, store.properties, &store.names);
     out.Key("special");

@@ -36,6 +36,12 @@ ULONG Clamped(size_t size) {
     return size > MAXLONG ? MAXLONG : static_cast<ULONG>(size);
 }
 
+/// By what a host tells whose names the identifiers from 0x8000 up have: equal where a table is shared, and here
+/// every store has its own.
+bool GiveMappingSignature(View& view, Scratch& scratch, const Store* store) {
+    return store != nullptr && Give(view, scratch.Keep(SearchKeyOf("names of " + store->id)));
+}
+
 template <ULONG value, typename Record>
 bool Constant(const Record&, View& view, Scratch& scratch) {
     return Give(view, scratch, value);
@@ -78,6 +84,8 @@ const Computed<MessageRecord> kMessageTable[] = {
      }},
     {PR_STORE_ENTRYID, [](const MessageRecord& r, View& v, Scratch&) { return Give(v, r.store->id); }},
     {PR_STORE_RECORD_KEY, [](const MessageRecord& r, View& v, Scratch&) { return Give(v, r.store->id); }},
+    {PR_MAPPING_SIGNATURE,
+     [](const MessageRecord& r, View& v, Scratch& s) { return GiveMappingSignature(v, s, r.store); }},
     {PR_OBJECT_TYPE, Constant<MAPI_MESSAGE>},
     {PR_HASATTACH, [](const MessageRecord& r, View& v,
                       Scratch& s) { return GiveBool(v, s, !r.data->attachments.empty()); }},
@@ -122,6 +130,8 @@ const Computed<FolderRecord> kFolderTable[] = {
      [](const FolderRecord& r, View& v, Scratch&) {
          return r.folder->store != nullptr && Give(v, r.folder->store->id);
      }},
+    {PR_MAPPING_SIGNATURE,
+     [](const FolderRecord& r, View& v, Scratch& s) { return GiveMappingSignature(v, s, r.folder->store); }},
     {PR_OBJECT_TYPE, Constant<MAPI_FOLDER>},
     {PR_FOLDER_TYPE,
      [](const FolderRecord& r, View& v, Scratch& s) {
@@ -166,6 +176,8 @@ const Computed<StoreRecord> kStoreTable[] = {
     {PR_INSTANCE_KEY, [](const StoreRecord& r, View& v, Scratch&) { return Give(v, r.store->id); }},
     {PR_SEARCH_KEY,
      [](const StoreRecord& r, View& v, Scratch& s) { return Give(v, s.Keep(SearchKeyOf(r.store->id))); }},
+    {PR_MAPPING_SIGNATURE,
+     [](const StoreRecord& r, View& v, Scratch& s) { return GiveMappingSignature(v, s, r.store); }},
     {PR_OBJECT_TYPE, Constant<MAPI_STORE>},
     {PR_RESOURCE_TYPE, Constant<MAPI_STORE_PROVIDER>},
     {PR_RESOURCE_FLAGS, [](const StoreRecord& r, View& v,

@@ -7,8 +7,8 @@ import os
 import sys
 from collections import Counter
 
-from .mailbox_file import mailbox_json, write, write_file
-from .model import Folder, ItemKind, Report
+from .mailbox_file import Store, mailbox_json, write, write_file
+from .model import ItemKind, Report
 from .sources import Importer
 from .times import local_zone, named_zone
 
@@ -31,12 +31,15 @@ def main(arguments: list[str] | None = None) -> int:
     if zone is None:
         return fail(f"there is no time zone named {options.zone!r}; names are like Europe/Berlin")
     report = Report()
-    folders = Importer(report, zone).read(options.input)
-    counts = Counter(item.kind for folder in folders for _, sub in folder.walk() for item in sub.items)
+    inputs = [(options.name, options.input), *((name, paths) for name, *paths in options.store)]
+    stores = [Store(name, Importer(report, zone).read(paths)) for name, paths in inputs]
+    counts = Counter(
+        item.kind for store in stores for folder in store.folders for _, sub in folder.walk() for item in sub.items
+    )
     if not counts:
         tell(report.lines())
         return fail("nothing to import, so no mailbox is written")
-    mailbox = mailbox_json(folders, options.name)
+    mailbox = mailbox_json(stores)
     try:
         if options.output == "-":
             write(mailbox, sys.stdout)
@@ -46,7 +49,7 @@ def main(arguments: list[str] | None = None) -> int:
     except OSError as error:
         return fail(f"{options.output}: {error.strerror or error}")
     if not options.quiet:
-        tell(summary(folders, counts))
+        tell(summary(stores, counts))
     tell(report.lines())
     return ALL_READ if report.complete else PARTLY_READ
 
@@ -60,19 +63,25 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
     )
     parser.add_argument("input", nargs="+", metavar="INPUT", help="a file or a folder to read")
     parser.add_argument("-o", "--output", default="-", metavar="FILE.json", help="default: standard output")
+    parser.add_argument("--store", nargs="+", action="append", default=[], metavar=("NAME", "INPUT"),
+                        help="reads the INPUTs into a further store of this name, such as an archive; may be repeated")  # fmt: skip
     parser.add_argument("--name", default="Imported files", help="the display name of the mailbox's store")
     parser.add_argument("--zone", help="the time zone of days and of times without one; default: the local one")
     parser.add_argument("-q", "--quiet", action="store_true", help="say only what was lost, not what was read")
-    return parser.parse_args(arguments)
+    options = parser.parse_args(arguments)
+    if any(len(store) < 2 for store in options.store):
+        parser.error("argument --store: NAME and at least one INPUT are needed")
+    return options
 
 
-def summary(folders: list[Folder], counts: Counter[ItemKind]) -> list[str]:
-    """The folders with their counts, and the sums."""
+def summary(stores: list[Store], counts: Counter[ItemKind]) -> list[str]:
+    """The folders with their counts, those of further stores behind their store's name, and the sums."""
     out = []
-    for folder in folders:
-        for path, sub in folder.walk():
-            if sub.items:
-                out.append(f"{path}: {sub.kind.counted(len(sub.items))}")
+    for number, store in enumerate(stores):
+        for folder in store.folders:
+            for path, sub in folder.walk(store.name if number else ""):
+                if sub.items:
+                    out.append(f"{path}: {sub.kind.counted(len(sub.items))}")
     out.append("in all: " + ", ".join(kind.counted(counts[kind]) for kind in ItemKind if counts[kind]))
     return out
 

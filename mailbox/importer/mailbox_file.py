@@ -9,6 +9,7 @@ import json
 import os
 import tempfile
 from collections.abc import Iterator, Mapping
+from dataclasses import dataclass, field
 from datetime import datetime, timezone
 from typing import Any, TextIO
 
@@ -42,7 +43,12 @@ SPECIAL_NAMES = {
 def key(prop: Prop) -> str:
     if not prop.set:
         return f"{prop.id:04X}{prop.kind:04X}"
-    return f"{prop.set}:{prop.text or f'0x{prop.id:04X}'}:{prop.kind:04X}"
+    return f"{name_text(prop)}:{prop.kind:04X}"
+
+
+def name_text(prop: Prop) -> str:
+    """A named property without its type, as a store lists it."""
+    return f"{prop.set}:{prop.text or f'0x{prop.id:04X}'}"
 
 
 def value_json(value: Value) -> Any:
@@ -119,24 +125,41 @@ def folder_json(folder: Folder, above: str, identifiers: Identifiers, special: d
     return found
 
 
-def mailbox_json(folders: list[Folder], name: str) -> dict[str, Any]:
-    """The whole file, with one store of the given display name."""
-    identifiers = Identifiers()
+@dataclass
+class Store:
+    """A store of the mailbox. `names` are the named properties that it knows, in the order of their identifiers, where
+    that order means something; those that are not listed follow as they are used."""
+
+    name: str
+    folders: list[Folder]
+    names: list[Prop] = field(default_factory=list)
+
+
+def store_json(store: Store, number: int, identifiers: Identifiers) -> dict[str, Any]:
+    # Each identifier is the only one of its file, so that whoever knows no store finds the right item too
+    within = f"{store.name}:" if number else ""
     special: dict[str, str] = {}
     root = {
-        "id": identifiers.of("root"),
+        "id": identifiers.of("root", within) if within else identifiers.of("root"),
         "properties": properties_json(Values({p.DISPLAY_NAME: "Top of the mailbox"})),
-        "folders": [folder_json(folder, "", identifiers, special) for folder in folders],
+        "folders": [folder_json(folder, within, identifiers, special) for folder in store.folders],
     }
-    store = {
-        "id": identifiers.of("store", name),
-        "default": True,
+    return {
+        "id": identifiers.of("store", store.name),
+        **({} if number else {"default": True}),
         "service": STORE_SERVICE["uid"],
-        "properties": properties_json(Values({p.DISPLAY_NAME: name})),
+        "properties": properties_json(Values({p.DISPLAY_NAME: store.name})),
+        **({"names": list(map(name_text, store.names))} if store.names else {}),
         "special": special,
         "root": root,
     }
-    return {"format": "quorvel-mailbox", "version": 1, "services": [STORE_SERVICE], "stores": [store]}
+
+
+def mailbox_json(stores: list[Store]) -> dict[str, Any]:
+    """The whole file. The first store is the default one."""
+    identifiers = Identifiers()
+    all_stores = [store_json(store, number, identifiers) for number, store in enumerate(stores)]
+    return {"format": "quorvel-mailbox", "version": 1, "services": [STORE_SERVICE], "stores": all_stores}
 
 
 # The members that are written over several lines; an item is one line, so that files compare line by line

@@ -3,7 +3,7 @@
 A `Prop` says where a value lives; the kind decides which Python value goes with it:
 
     UNICODE, MV_UNICODE   str, list of str
-    LONG, SHORT           int
+    LONG, SHORT, LONG_LONG  int
     DOUBLE                float
     BOOLEAN               bool
     SYSTIME               datetime with a time zone
@@ -23,6 +23,7 @@ class Kind(enum.IntEnum):
     LONG = 0x0003
     DOUBLE = 0x0005
     BOOLEAN = 0x000B
+    LONG_LONG = 0x0014
     UNICODE = 0x001F
     SYSTIME = 0x0040
     BINARY = 0x0102
@@ -36,6 +37,7 @@ PSETID_TASK = "{00062003-0000-0000-C000-000000000046}"
 PSETID_COMMON = "{00062008-0000-0000-C000-000000000046}"
 PSETID_LOG = "{0006200A-0000-0000-C000-000000000046}"
 PSETID_MEETING = "{6ED8DA90-450B-101B-98DA-00AA003F1305}"
+PSETID_SOURCE = "{B0A5B6C1-6C1D-4E0F-9B57-2D2B6A7C51E4}"
 PS_PUBLIC_STRINGS = "{00020329-0000-0000-C000-000000000046}"
 
 
@@ -77,6 +79,12 @@ LAST_MODIFICATION_TIME = tag(0x3008, Kind.SYSTIME)
 KEYWORDS = named(PS_PUBLIC_STRINGS, "Keywords", Kind.MV_UNICODE)
 PRIVATE = named(PSETID_COMMON, 0x8506, Kind.BOOLEAN)
 # What a file said that no property stands for, line by line as it was written
+# Where an item lies outside of the mailbox
+SOURCE_PATH = named(PSETID_SOURCE, "Path")
+SOURCE_PLACE = named(PSETID_SOURCE, "Place", Kind.LONG)
+SOURCE_OFFSET = named(PSETID_SOURCE, "Offset", Kind.LONG_LONG)
+SOURCE_LENGTH = named(PSETID_SOURCE, "Length", Kind.LONG_LONG)
+SOURCE_DIGEST = named(PSETID_SOURCE, "Digest", Kind.BINARY)
 UNMAPPED = named(PS_PUBLIC_STRINGS, "import-unmapped", Kind.MV_UNICODE)
 SOURCE_UID = named(PS_PUBLIC_STRINGS, "import-uid")
 

@@ -170,13 +170,15 @@ class Refusals(HostTest):
 
     def test_mailbox_files(self) -> None:
         whole = self.box.read_bytes()
-        for content, because in ((whole[:-20], "mailbox.json"), (b"not JSON", "mailbox.json"),
+        for content, because in ((whole[:-20], "mailbox.json"), (b"not JSON", "mailbox.json"), (b"Received: from", "import it first"),
                                  (whole.replace(b"0A0B0C0D0E0F1011121314151617181A", b"0A0B0C0D0E0F1011121314151617181B", 1), "stores[0]")):
             self.box.write_bytes(content)
             self.assert_refused("scan", because=because)
             self.assertEqual(self.box.read_bytes(), content, "a file that is refused stays as it was")
         self.box.unlink()
         self.assert_refused("scan", because="does not exist")
+        self.box.mkdir()
+        self.assert_refused("scan", because="import it first")
 
     def test_names_get_suggestions(self) -> None:
         self.assert_refused("scan", "--folder", "Inbix", because='Did you mean "Mailbox/Inbox"?')

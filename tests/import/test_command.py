@@ -225,27 +225,38 @@ class MailboxFile(unittest.TestCase):
                 self.assertTrue(VALUES[single](element), f"{place}: {key}: {element!r}")
 
     def check(self, mailbox: dict[str, Any]) -> int:
-        (store,) = mailbox["stores"]
-        self.assertEqual(store["service"], mailbox["services"][0]["uid"])
-        ids, items = [store["root"]["id"]], 0
-        for path, folder in walk(store["root"]):
-            ids.append(folder["id"])
-            self.check_values(folder["properties"], path)
-            names = [sub["properties"]["3001001F"].lower() for sub in folder.get("folders", [])]
-            self.assertEqual(len(set(names)), len(names), path)
-            for item in folder.get("items", []):
-                ids.append(item["id"])
-                self.check_message(item, f"{path}: {item['properties'].get('0037001F')}")
-                items += 1
+        ids, items = [], 0
+        for store in mailbox["stores"]:
+            self.assertEqual(store["service"], mailbox["services"][0]["uid"])
+            ids += [store["id"], store["root"]["id"]]
+            for path, folder in walk(store["root"]):
+                ids.append(folder["id"])
+                self.check_values(folder["properties"], path)
+                names = [sub["properties"]["3001001F"].lower() for sub in folder.get("folders", [])]
+                self.assertEqual(len(set(names)), len(names), path)
+                for item in folder.get("items", []):
+                    ids.append(item["id"])
+                    self.check_message(item, f"{path}: {item['properties'].get('0037001F')}")
+                    items += 1
+            self.assertLessEqual(set(store["special"].values()), set(ids))
         self.assertTrue(all(re.fullmatch(r"([0-9A-F]{2}){5,255}", text) for text in ids))
         self.assertEqual(len(set(ids)), len(ids))
-        self.assertLessEqual(set(store["special"].values()), set(ids))
         return items
 
     def test_samples_import_without_loss(self) -> None:
-        result = run(SAMPLES)
+        archive = ROOT / "samples-archive"
+        result = run(SAMPLES, "--store", "Archive", archive)
         self.assertEqual(result.returncode, 0, result.stderr)
-        self.assertEqual(self.check(json.loads(result.stdout)), expected_items(SAMPLES))
+        mailbox = json.loads(result.stdout)
+        self.assertEqual(self.check(mailbox), expected_items(SAMPLES) + expected_items(archive))
+        self.assertEqual([store.get("default") for store in mailbox["stores"]], [True, None])
+        # The first appointment of each store says in which order its names stand.
+        first = []
+        for store in mailbox["stores"]:
+            calendar = next(folder for path, folder in walk(store["root"]) if path.endswith("/Calendar"))
+            first.append([key for key in calendar["items"][0]["properties"] if key.startswith("{")])
+        start = "{00062002-0000-0000-C000-000000000046}:0x820D:0040"
+        self.assertNotEqual(first[0].index(start), first[1].index(start), "the archive is to know names by other identifiers")
 
     @unittest.skipUnless(DATA.is_dir(), "no real data beside the tree")
     def test_real_data_import_in_full_numbers(self) -> None:

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "mailbox/file_reader.h"
+#include "mailbox/file_text.h"
 #include "mailbox/file_writer.h"
 #include "mailbox/text.h"
 #include "store/named_properties.h"
@@ -69,6 +70,7 @@ std::string Describe(const mailbox::Database& database) {
     for (const auto& store : database.stores) {
         text += "store " + mailbox::ToHex(store->id) + (store->isDefault ? " default " : " ") +
                 mailbox::ToHex(store->serviceUid) + "\n";
+        for (const mailbox::Name* name : store->names.All()) text += mailbox::FormatName(*name) + "\n";
         for (const std::string& special : store->special) text += mailbox::ToHex(special) + "\n";
         text += Describe(store->properties, store->names) + Describe(*store->root);
     }
@@ -231,6 +233,16 @@ TEST(MailboxText, RefusesWhatIsMalformedAndSaysWhere) {
              R"("addressBook": [{"id": "0102030405", "properties": {"{00062002-0000-0000-C000-000000000046}:0x1:000B": true}}]})",
          "addressBook[0].properties.{00062002-0000-0000-C000-000000000046}:0x1:000B: named properties belong "
          "to stores"},
+        {head + R"("stores": [{"names": [7], "root": {}}]})", "stores[0].names[0]: not a name"},
+        {head + R"("stores": [{"names": [[]], "root": {}}]})", "stores[0].names: not a list"},
+        {head + R"("stores": [{"names": ["{00062002-0000-0000-C000-000000000046}:"], "root": {}}]})",
+         "stores[0].names[0]: not a name"},
+        {head +
+             R"("stores": [{"names": ["{00062002-0000-0000-C000-000000000046}:a", "{00062002-0000-0000-C000-000000000046}:a"], "root": {}}]})",
+         "stores[0].names[1]: given twice"},
+        {head +
+             R"("stores": [{"root": {"properties": {"{00062002-0000-0000-C000-000000000046}:a:0003": 1}}, "names": []}]})",
+         "stores[0].names: must stand before the first named property"},
         {OneItem(R"("subject": "x")"), item + "subject: not a property"},
         {OneItem(R"("0037001F": "x", "0037001E": "y")"), item + "0037001E: a property given twice"},
         {OneItem(R"("0037001F": 1)"), item + "0037001F: not a text"},
@@ -257,8 +269,6 @@ TEST(MailboxText, RefusesWhatIsMalformedAndSaysWhere) {
         EXPECT_FALSE(mailbox::ReadMailbox(c.text, database, why)) << c.text;
         EXPECT_EQ(mailbox::FromWide(why).substr(0, c.why.size()), c.why) << c.text;
     }
-    std::string deep = OneItem("");
-    for (int level = 0; level < 300; ++level) deep = R"({"root": )" + deep;
     mailbox::Database database;
     std::wstring why;
     EXPECT_FALSE(mailbox::ReadMailbox(head + R"("stores": [{"root": )" + std::string(100000, '[') + "}]}",
@@ -416,6 +426,32 @@ TEST_F(FileTest, DoesNotOverwriteWhatSomebodyElseWrote) {
     EXPECT_EQ(Read(), theirs);
 }
 
+TEST_F(FileTest, SaysWhatToDoWithWhatIsToBeImported) {
+    const struct {
+        const char* text;
+        const wchar_t* what;
+    } cases[] = {{"From ann@example.org Mon Jul 10\nSubject: x\n", L"is an mbox file and no mailbox file"},
+                 {"Return-Path: <ann@example.org>\n", L"is a mail and no mailbox file"},
+                 {"BEGIN:VCARD\n", L"is a contact file and no mailbox file"},
+                 {"BEGIN:VCALENDAR\n", L"is a calendar file and no mailbox file"},
+                 {"!BDN\x01\x02", L"is a mail client's data file and no mailbox file"},
+                 {"{\"format\": \"mbox\"}", L": format: not"},
+                 {"", L": parse error at line 1, column 1"}};
+    ComPtr<IMAPISession> session;
+    for (const auto& c : cases) {
+        Write(c.text);
+        EXPECT_EQ(Logon(session), MAPI_E_CORRUPT_STORE) << c.text;
+        EXPECT_NE(mailbox::LastError().find(c.what), std::wstring::npos)
+            << mailbox::FromWide(mailbox::LastError());
+    }
+    DeleteFileW(m_path.c_str());
+    CreateDirectoryW(m_path.c_str(), nullptr);
+    EXPECT_EQ(Logon(session), MAPI_E_CORRUPT_STORE);
+    EXPECT_NE(mailbox::LastError().find(L"is a folder and no mailbox file; import it first"),
+              std::wstring::npos);
+    RemoveDirectoryW(m_path.c_str());
+}
+
 TEST_F(FileTest, IsOnlyReadWhereNothingCanBeWrittenBesideIt) {
     Write(OneItem(""));
     CreateDirectoryW((m_path + L".lock").c_str(), nullptr);
@@ -429,8 +465,10 @@ TEST_F(FileTest, IsOnlyReadWhereNothingCanBeWrittenBesideIt) {
 TEST_F(FileTest, AFailedWriteLeavesTheOldFileAndCanBeRepeated) {
     Write(OneItem(""));
     const std::string old = Read();
+    std::ofstream((m_path + L".new").c_str()) << "half of a mailb";
     ComPtr<IMAPISession> session;
     ASSERT_EQ(Logon(session), S_OK);
+    EXPECT_FALSE(Exists(L".new")) << "what a killed process left behind";
     const ComPtr<IMsgStore> store = OpenStore(session.Get());
     ASSERT_EQ(MakeFolder(store.Get(), L"New"), S_OK);
     CreateDirectoryW((m_path + L".new").c_str(), nullptr);

@@ -4,6 +4,7 @@
 #include "store/named_properties.h"
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
+#include "tests/support/store_names.h"
 
 namespace {
 
@@ -235,6 +236,45 @@ TEST_F(Reading, NamesAreLookedUpAndMadeOnlyWhenAsked) {
     EXPECT_EQ(found.get()[1]->Kind.lID, 0x9999);
     EXPECT_STREQ(found.get()[2]->Kind.lpwstrName, L"Weather");
     EXPECT_EQ(found.get()[3], nullptr);
+}
+
+TEST_F(Reading, EveryObjectAnswersWithTheNamesOfItsStore) {
+    const TestStore archive = AddStore(L"Archive");
+    TeachNames(archive, {{kSetAppointment, 0x820D}, {kSetAppointment, 0x8215}});
+    TeachNames(Store(), {{kSetAppointment, 0x8215}, {kSetAppointment, 0, L"Weather"}});
+    TestFolder calendar = archive.Root().Folder(L"Calendar");
+    const ComPtr<IMessage> here = Open(Inbox().Item()), there = Open(calendar.Item());
+    const ComPtr<IMAPIFolder> inbox = Open(Inbox()), folder = Open(calendar);
+    const ComPtr<IMsgStore> first = Open(Store()), second = Open(archive);
+    const struct {
+        IMAPIProp* object;
+        ULONG started;  // 0x820D
+        ULONG allDay;   // 0x8215
+    } cases[] = {{here.Get(), 0, 0x8000},        {inbox.Get(), 0, 0x8000},
+                 {first.Get(), 0, 0x8000},       {there.Get(), 0x8000, 0x8001},
+                 {folder.Get(), 0x8000, 0x8001}, {second.Get(), 0x8000, 0x8001}};
+    const std::string signature = BytesOf(Get(first.Get(), {PR_MAPPING_SIGNATURE})[0].Value.bin);
+    GUID set = {0x00062002, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        MAPINAMEID started{&set, MNID_ID, {}}, allDay{&set, MNID_ID, {}};
+        started.Kind.lID = 0x820D;
+        allDay.Kind.lID = 0x8215;
+        MAPINAMEID* names[] = {&started, &allDay};
+        MapiBuffer<SPropTagArray> tags;
+        EXPECT_EQ(c.object->GetIDsFromNames(2, names, 0, Out(tags)),
+                  c.started != 0 ? S_OK : MAPI_W_ERRORS_RETURNED);
+        EXPECT_EQ(PROP_ID(tags->aulPropTag[0]), c.started);
+        EXPECT_EQ(PROP_ID(tags->aulPropTag[1]), c.allDay);
+        SPropTagArray asked{1, {PROP_TAG(PT_BOOLEAN, c.allDay)}}, *list = &asked;
+        ULONG count = 0;
+        MapiBuffer<MAPINAMEID*> found;
+        EXPECT_EQ(c.object->GetNamesFromIDs(&list, nullptr, 0, &count, Out(found)), S_OK);
+        ASSERT_EQ(count, 1u);
+        EXPECT_EQ(found.get()[0]->Kind.lID, 0x8215);
+        EXPECT_EQ(BytesOf(Get(c.object, {PR_MAPPING_SIGNATURE})[0].Value.bin) == signature, c.started == 0)
+            << "the signature tells whose names they are";
+    }
 }
 
 TEST_F(Reading, ComputesWhatAHostExpects) {
