@@ -57,6 +57,10 @@ std::vector<PlannedItem> Movable(IMAPISession* session, const std::vector<Planne
             continue;
         }
         for (const PlannedItem& item : group.duplicates) {
+            if (item.fate != EFate::Move) {
+                SayLeftAlone(item, WhyItStays(item));
+                continue;
+            }
             const std::string why = WhatChanged(session, item);
             if (why.empty()) {
                 movable.push_back(item);
@@ -151,7 +155,9 @@ std::vector<PlannedGroup> PlanOf(const ScanResult& result) {
                            IsoTime(item.modified),
                            item.entryId,
                            folder.entryId,
-                           result.catalog.stores[folder.store].entryId};
+                           result.catalog.stores[folder.store].entryId,
+                           EFate::Move,
+                           {}};
     };
     std::vector<PlannedGroup> plan;
     for (const Group& group : result.groups) {

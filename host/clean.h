@@ -9,24 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "host/plan.h"
 #include "host/scan.h"
 
 namespace host {
-
-/// An item that is to be moved, or kept, as a scan saw it.
-struct PlannedItem {
-    std::string folder;  // path, for people
-    std::string title;
-    std::string modified;  // IsoTime of the last modification
-    std::string entryId;
-    std::string folderId;
-    std::string storeId;
-};
-
-struct PlannedGroup {
-    PlannedItem keep;
-    std::vector<PlannedItem> duplicates;
-};
 
 std::vector<PlannedGroup> PlanOf(const ScanResult& result);
 /// Reads a JSON report; throws Failure.

@@ -107,13 +107,6 @@ void Deliver(const Options& options, const std::string& report) {
     }
 }
 
-ScanResult ScanWithProgress(IMAPISession* session, const Options& options) {
-    Progress progress(options.quiet);
-    return Scan(session, options.scan, [&](Kind kind, size_t done, size_t all) {
-        progress(std::string(KindName(kind)) + " items read", done, all);
-    });
-}
-
 int ShowDefinitions(const Options& options) {
     for (const Kind kind : options.scan.kinds.empty()
                                ? std::vector<Kind>(std::begin(kScannedKinds), std::end(kScannedKinds))
@@ -154,32 +147,41 @@ int CompareItems(const Options& options, const std::vector<std::string>& names) 
 int RunScan(Options& options) {
     if (options.showDefinitions) return ShowDefinitions(options);
     if (!options.explain.empty()) return CompareItems(options, options.explain);
+    Progress progress(options.quiet);
+    progress("reading the mailbox");
     const Session session(options.mailbox, options.profileUi);
-    const ScanResult result = ScanWithProgress(session.get(), options);
+    const ScanResult result = Scan(session.get(), options.scan, progress);
     const std::string report = options.format == "json"   ? JsonReport(result)
                                : options.format == "html" ? HtmlReport(session.get(), result)
                                                           : TextReport(result);
+    progress.Clear();
     Deliver(options, report);
     return result.groups.empty() ? kNoneFound : kFound;
 }
 
 int RunSimilar(const Options& options) {
+    Progress progress(options.quiet);
+    progress("reading the mailbox");
     const Session session(options.mailbox, options.profileUi);
-    const SimilarResult result =
-        FindSimilar(session.get(), options.contact, options.scan.folders, options.quiet);
+    const SimilarResult result = FindSimilar(session.get(), options.contact, options.scan.folders, progress);
+    progress.Clear();
     Deliver(options, options.format == "json" ? SimilarJson(result) : SimilarText(result));
     return result.pairs.empty() ? kNoneFound : kFound;
 }
 
 int RunClean(const Options& options) {
+    Progress progress(options.quiet);
+    progress("reading the mailbox");
     const Session session(options.mailbox, options.profileUi);
     if (!options.undo.empty()) {
+        progress.Clear();
         printf("%s put back\n", Count(Undo(session.get(), options.undo), "item", "items").c_str());
         return kNoneFound;
     }
     const std::vector<PlannedGroup> plan = options.from.empty()
-                                               ? PlanOf(ScanWithProgress(session.get(), options))
+                                               ? PlanOf(Scan(session.get(), options.scan, progress))
                                                : PlanFromReport(options.from);
+    progress.Clear();
     const size_t moved = Clean(session.get(), plan, options.clean);
     if (options.clean.yes) {
         printf("%s moved to \"%s\"\n", Count(moved, "item", "items").c_str(), options.clean.folder.c_str());
@@ -286,8 +288,13 @@ int wmain(int argc, wchar_t** argv) {
     setvbuf(stderr, nullptr, _IOFBF, 1 << 12);
     std::vector<std::string> arguments;
     for (int i = 1; i < argc; ++i) arguments.push_back(host::Narrow(argv[i]));
+    host::WatchForInterrupt();
     try {
         return host::Run(arguments);
+    } catch (const host::TInterrupted&) {
+        fflush(stdout);
+        fputs("quorvel: interrupted\n", stderr);
+        return host::kInterrupted;
     } catch (const std::exception& error) {
         fflush(stdout);
         fprintf(stderr, "quorvel: %s\n", error.what());

@@ -1,9 +1,15 @@
 #pragma once
-// One line on standard error that shows how far a long command is, with its rate and the time left. Silent
-// when standard error is no terminal.
+// What a person at the terminal has of a long command: one line that says how far it is, and Ctrl-C.
+//
+// The line stands on standard error, is written by a thread of its own, and so moves on while a single call
+// takes long. It appears once a command has taken a second; it never does when standard error is no terminal.
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <string>
+#include <string_view>
+#include <thread>
 
 namespace host {
 
@@ -15,16 +21,43 @@ class Progress {
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Shown at most ten times a second. A smaller `done` than before begins a new count.
-    void operator()(const std::string& what, size_t done, size_t all);
+    /// How many of how many are done. Another `what`, or a smaller `done`, begins a new count. all 0: a step
+    /// that cannot be counted. Costs next to nothing: call it for every item.
+    void operator()(std::string_view what, size_t done, size_t all);
+    /// A step that cannot be counted: its time is shown.
+    void operator()(std::string_view what) { (*this)(what, 0, 0); }
+    /// Wipes the line, for something to be printed in its place; the next call shows it again.
+    void Clear();
 
   private:
     using Clock = std::chrono::steady_clock;
-    bool m_isShown;
+    void Run();
+    std::string Line(Clock::time_point now) const;
+    void Wipe();
+
+    const bool m_isShown;
+    const Clock::time_point m_begin;
+    std::mutex m_lock;  // guards everything below
+    std::condition_variable m_wake;
+    bool m_isOver = false;
     bool m_hasLine = false;
-    size_t m_last = 0;
+    bool m_isHidden = false;
+    std::string m_what;
+    size_t m_done = 0;
+    size_t m_all = 0;
     Clock::time_point m_start;
-    Clock::time_point m_shown;
+    std::thread m_thread;
 };
+
+/// From here on Ctrl-C sets a flag; a second one ends the program at once, as ever.
+void WatchForInterrupt();
+/// Whether Ctrl-C was pressed. A command that changes something finishes the step under way and saves.
+bool Interrupted();
+
+/// What a command that has nothing to save is left by; the program's exit status is kInterrupted.
+struct TInterrupted {};
+inline constexpr int kInterrupted = 130;
+/// Throws TInterrupted.
+void StopIfInterrupted();
 
 }  // namespace host

@@ -84,7 +84,7 @@ std::string ReadKey(Getter getter) {
 }
 
 SearchOutcome RunSearch(IMAPISession* session, const ScanResult& scan, const KindScan& kind,
-                        const Definitions& definitions, const ProgressFunction& progress) {
+                        const Definitions& definitions, Progress& progress) {
     PropertyList properties(definitions);
     const std::wstring wanted = Widen(kind.keep.text);
     TOriginalDefinition original{};
@@ -102,6 +102,7 @@ SearchOutcome RunSearch(IMAPISession* session, const ScanResult& scan, const Kin
 
     SearchOutcome outcome;
     std::unordered_map<std::string, size_t> byKey;
+    const std::string what = std::string(KindName(kind.kind)) + " items compared";
     for (size_t i = 0; i < kind.items.size(); ++i) {
         const Item& item = scan.items[kind.items[i]];
         const std::string& storeId = scan.catalog.stores[scan.catalog.folders[item.folder].store].entryId;
@@ -114,7 +115,8 @@ SearchOutcome RunSearch(IMAPISession* session, const ScanResult& scan, const Kin
         } else {
             outcome.unreadable.push_back(kind.items[i]);
         }
-        progress(kind.kind, i + 1, kind.items.size());
+        progress(what, i + 1, kind.items.size());
+        StopIfInterrupted();
     }
     if (!Search_Build(search.get())) throw Failure("Grouping the duplicates failed; --log FILE tells more.");
 
@@ -178,7 +180,7 @@ Definitions Without(const Definitions& definitions, size_t left) {
 
 // The pairs that become equal once one property is left out. A group stands for its items: a pair is told
 // once, between the copies to keep.
-void FindNear(IMAPISession* session, ScanResult& result, size_t scanIndex, const ProgressFunction& progress) {
+void FindNear(IMAPISession* session, ScanResult& result, size_t scanIndex, Progress& progress) {
     const KindScan& scan = result.scans[scanIndex];
     std::unordered_map<size_t, size_t> head;
     for (const Group& group : result.groups) {
@@ -306,7 +308,7 @@ unsigned long long ScanResult::DuplicateBytes() const {
     return bytes;
 }
 
-ScanResult Scan(IMAPISession* session, const ScanOptions& options, const ProgressFunction& progress) {
+ScanResult Scan(IMAPISession* session, const ScanOptions& options, Progress& progress) {
     const auto start = std::chrono::steady_clock::now();
     ScanResult result;
     result.catalog = ReadCatalog(session);

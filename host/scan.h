@@ -1,13 +1,13 @@
 #pragma once
 // The duplicate search over the folders of a session: what is scanned, and what came out of it.
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/definitions.h"
 #include "host/folders.h"
+#include "host/progress.h"
 
 namespace host {
 
@@ -69,9 +69,7 @@ struct ScanResult {
     unsigned long long DuplicateBytes() const;
 };
 
-/// Told how many of how many items of which kind were read.
-using ProgressFunction = std::function<void(Kind kind, size_t done, size_t all)>;
-
-ScanResult Scan(IMAPISession* session, const ScanOptions& options, const ProgressFunction& progress);
+/// Throws Failure, and TInterrupted on Ctrl-C.
+ScanResult Scan(IMAPISession* session, const ScanOptions& options, Progress& progress);
 
 }  // namespace host

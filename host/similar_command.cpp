@@ -6,7 +6,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "host/progress.h"
 #include "host/text.h"
 #include "quorvel.h"
 
@@ -41,7 +40,8 @@ std::vector<size_t> ChooseContacts(const SimilarResult& result, const std::strin
 }
 
 // One search for each store: the search reopens contacts in the store that it was created for.
-SimilarSearch FillSearch(IMAPISession* session, const std::string& storeId, SimilarResult& result) {
+SimilarSearch FillSearch(IMAPISession* session, const std::string& storeId, SimilarResult& result,
+                         Progress& progress) {
     SimilarSearch search(SimilarSearch_Create(session, storeId.c_str(), 0));
     if (!search) throw Failure("The similar-contact search cannot be created.");
     for (size_t i = 0; i < result.contacts.size(); ++i) {
@@ -51,6 +51,8 @@ SimilarSearch FillSearch(IMAPISession* session, const std::string& storeId, Simi
             Quorvel_OpenItem(session, item.entryId.c_str(), StoreId(result.catalog, item).c_str(),
                              message.GetAddressOf()) == S_OK;
         if (!opened || !SimilarSearch_AddToCache(search.get(), message.Get())) result.unreadable.push_back(i);
+        progress("contacts read", i + 1, result.contacts.size());
+        StopIfInterrupted();
     }
     return search;
 }
@@ -58,7 +60,7 @@ SimilarSearch FillSearch(IMAPISession* session, const std::string& storeId, Simi
 }  // namespace
 
 SimilarResult FindSimilar(IMAPISession* session, const std::string& contact,
-                          const std::vector<std::string>& folders, bool quiet) {
+                          const std::vector<std::string>& folders, Progress& progress) {
     SimilarResult result;
     result.catalog = ReadCatalog(session);
     std::vector<size_t> chosenFolders;
@@ -75,8 +77,7 @@ SimilarResult FindSimilar(IMAPISession* session, const std::string& contact,
     const std::vector<size_t> chosen = ChooseContacts(result, contact);
     if (chosen.empty()) return result;
     const SimilarSearch search =
-        FillSearch(session, StoreId(result.catalog, result.contacts[chosen[0]]), result);
-    Progress progress(quiet);
+        FillSearch(session, StoreId(result.catalog, result.contacts[chosen[0]]), result, progress);
     for (size_t n = 0; n < chosen.size(); ++n) {
         const size_t a = chosen[n];
         const auto unreadable = [&](size_t i) {
@@ -84,6 +85,7 @@ SimilarResult FindSimilar(IMAPISession* session, const std::string& contact,
                    result.unreadable.end();
         };
         progress("contacts compared", n, chosen.size());
+        StopIfInterrupted();
         if (unreadable(a)) continue;
         const Item& item = result.contacts[a];
         ComPtr<IMessage> message;

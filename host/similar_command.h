@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/folders.h"
+#include "host/progress.h"
 
 namespace host {
 
@@ -26,7 +27,7 @@ struct SimilarResult {
 /// contact empty: every contact against every later one; else the contacts whose name or entry-identifier
 /// text it is against all others. Throws Failure.
 SimilarResult FindSimilar(IMAPISession* session, const std::string& contact,
-                          const std::vector<std::string>& folders, bool quiet);
+                          const std::vector<std::string>& folders, Progress& progress);
 std::string SimilarText(const SimilarResult& result);
 std::string SimilarJson(const SimilarResult& result);
 
