@@ -7,6 +7,7 @@
 #include <memory>
 #include <set>
 
+#include "host/output_file.h"
 #include "host/text.h"
 #include "quorvel.h"
 
@@ -37,7 +38,15 @@ std::string AnsiPath(const std::filesystem::path& path) {
     return text;
 }
 
-std::string DistinctName(const std::filesystem::path& file, std::set<std::string>& names) {
+struct LessNoCase {
+    bool operator()(const std::string& a, const std::string& b) const {
+        return lstrcmpiA(a.c_str(), b.c_str()) < 0;
+    }
+};
+// Whoever unpacks on Windows has one file of names that differ in case alone.
+using Names = std::set<std::string, LessNoCase>;
+
+std::string DistinctName(const std::filesystem::path& file, Names& names) {
     const std::string stem = AnsiPath(file.stem());
     const std::string extension = file.extension().empty() ? "" : AnsiPath(file.extension());
     std::string name = stem + extension;
@@ -45,41 +54,37 @@ std::string DistinctName(const std::filesystem::path& file, std::set<std::string
     return name;
 }
 
+bool WriteCabinet(const std::filesystem::path& path, const std::vector<std::string>& files) {
+    const std::string folder = AnsiPath(path.parent_path()) + "\\";
+    const std::unique_ptr<void, CabinetDeleter> writer(
+        FCI_Create(folder.c_str(), AnsiPath(path.filename()).c_str()));
+    if (!writer) throw Failure("The system's cabinet library is missing or refuses to start.");
+    Names names;
+    for (const std::string& file : files) {
+        const std::filesystem::path source = std::filesystem::absolute(Widen(file));
+        if (!FCI_AddFile(writer.get(), AnsiPath(source).c_str(),
+                         DistinctName(source.filename(), names).c_str())) {
+            throw Failure("The file \"" + file + "\" cannot be packed.");
+        }
+    }
+    return FCI_FlushCabinet(writer.get()) != 0;
+}
+
 }  // namespace
 
-void Pack(const std::string& cabinet, const std::vector<std::string>& files) {
-    const std::filesystem::path target = std::filesystem::absolute(Widen(cabinet));
+void Pack(const std::string& cabinet, const std::vector<std::string>& files, bool force) {
     std::error_code error;
-    if (!std::filesystem::is_directory(target.parent_path(), error)) {
-        throw Failure("The folder of \"" + cabinet + "\" does not exist.");
-    }
     for (const std::string& file : files) {
         if (!std::filesystem::is_regular_file(Widen(file), error)) {
             throw Failure("The file \"" + file + "\" does not exist.");
         }
     }
-    const std::string folder = AnsiPath(target.parent_path()) + "\\";
-    bool isWhole = false;
-    {
-        const std::unique_ptr<void, CabinetDeleter> writer(
-            FCI_Create(folder.c_str(), AnsiPath(target.filename()).c_str()));
-        if (!writer) throw Failure("The system's cabinet library is missing or refuses to start.");
-        std::set<std::string> names;
-        for (const std::string& file : files) {
-            const std::filesystem::path source = std::filesystem::absolute(Widen(file));
-            if (!FCI_AddFile(writer.get(), AnsiPath(source).c_str(),
-                             DistinctName(source.filename(), names).c_str())) {
-                throw Failure("The file \"" + file + "\" cannot be packed.");
-            }
-        }
-        isWhole = FCI_FlushCabinet(writer.get()) != 0;
-    }
-    if (!isWhole) {
-        std::filesystem::remove(target, error);
+    CheckOutput(cabinet, EOutput::Cabinet, files, force);
+    CNewFile target(cabinet);
+    if (!WriteCabinet(target.Path(), files) || !target.TakePlace())
         throw Failure("The cabinet \"" + cabinet + "\" cannot be written.");
-    }
     printf("%s: %s, %s\n", cabinet.c_str(), Count(files.size(), "file", "files").c_str(),
-           SizeText(std::filesystem::file_size(target, error)).c_str());
+           SizeText(std::filesystem::file_size(Widen(cabinet), error)).c_str());
 }
 
 }  // namespace host

@@ -1,8 +1,4 @@
-#include <windows.h>
-
 #include <cstdio>
-#include <filesystem>
-#include <memory>
 
 #include "host/reports.h"
 #include "host/text.h"
@@ -75,23 +71,6 @@ std::string TextReport(const ScanResult& result) {
            Count(result.groups.size(), "group", "groups") + ", " +
            Count(result.Duplicates(), "duplicate", "duplicates") + " (" + SizeText(result.DuplicateBytes()) +
            "), " + Number(result.seconds, "%.2f") + " s\n";
-}
-
-void WriteFileWhole(const std::string& path, const std::string& content) {
-    const std::filesystem::path target(Widen(path));
-    std::filesystem::path temporary = target;
-    temporary += L".new";
-    bool written = false;
-    {
-        const std::unique_ptr<FILE, int (*)(FILE*)> file(_wfopen(temporary.c_str(), L"wb"), fclose);
-        written = file && fwrite(content.data(), 1, content.size(), file.get()) == content.size() &&
-                  fflush(file.get()) == 0;
-    }
-    if (written) written = MoveFileExW(temporary.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING) != 0;
-    if (!written) {
-        DeleteFileW(temporary.c_str());
-        throw Failure("The file \"" + path + "\" cannot be written.");
-    }
 }
 
 }  // namespace host

@@ -13,7 +13,4 @@ std::string JsonReport(const ScanResult& result);
 /// groups' items once more for their values.
 std::string HtmlReport(IMAPISession* session, const ScanResult& result);
 
-/// Writes a report; throws Failure, and leaves no half file, when the disk does not take it.
-void WriteFileWhole(const std::string& path, const std::string& content);
-
 }  // namespace host

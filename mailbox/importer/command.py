@@ -7,7 +7,7 @@ import os
 import sys
 from collections import Counter
 
-from .mailbox_file import Store, mailbox_json, write, write_file
+from .mailbox_file import Store, is_mailbox, mailbox_json, write, write_file
 from .model import ItemKind, Report
 from .sources import Importer
 from .times import local_zone, named_zone
@@ -30,8 +30,11 @@ def main(arguments: list[str] | None = None) -> int:
     zone = named_zone(options.zone) if options.zone else local_zone()
     if zone is None:
         return fail(f"there is no time zone named {options.zone!r}; names are like Europe/Berlin")
-    report = Report()
     inputs = [(options.name, options.input), *((name, paths) for name, *paths in options.store)]
+    read = [path for _, paths in inputs for path in paths]
+    if options.output != "-" and (refusal := refused_output(options.output, read, options.force)):
+        return fail(refusal)
+    report = Report()
     stores = [Store(name, Importer(report, zone).read(paths)) for name, paths in inputs]
     counts = Counter(
         item.kind for store in stores for folder in store.folders for _, sub in folder.walk() for item in sub.items
@@ -63,6 +66,7 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
     )
     parser.add_argument("input", nargs="+", metavar="INPUT", help="a file or a folder to read")
     parser.add_argument("-o", "--output", default="-", metavar="FILE.json", help="default: standard output")
+    parser.add_argument("--force", action="store_true", help="overwrite a file that is no mailbox file, too")
     parser.add_argument("--store", nargs="+", action="append", default=[], metavar=("NAME", "INPUT"),
                         help="reads the INPUTs into a further store of this name, such as an archive; may be repeated")  # fmt: skip
     parser.add_argument("--name", default="Imported files", help="the display name of the mailbox's store")
@@ -72,6 +76,20 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
     if any(len(store) < 2 for store in options.store):
         parser.error("argument --store: NAME and at least one INPUT are needed")
     return options
+
+
+def refused_output(output: str, inputs: list[str], force: bool) -> str | None:
+    """Why the output may not be written: something of the user's stands there. None when it may."""
+    if not os.path.exists(output):
+        return None
+    if os.path.isdir(output):
+        return f"{output} is a folder"
+    read = (os.path.join(folder, name) for path in inputs for folder, _, names in os.walk(path) for name in names)
+    if any(os.path.exists(path) and os.path.samefile(path, output) for path in inputs) or (
+        not is_mailbox(output) and any(os.path.exists(path) and os.path.samefile(path, output) for path in read)
+    ):
+        return f"{output} is one of the files to be read, and is not overwritten"
+    return None if force or is_mailbox(output) else f"{output} exists and is no mailbox file; --force overwrites it"
 
 
 def summary(stores: list[Store], counts: Counter[ItemKind]) -> list[str]:

@@ -7,6 +7,7 @@ import functools
 import hashlib
 import json
 import os
+import re
 import tempfile
 from collections.abc import Iterator, Mapping
 from dataclasses import dataclass, field
@@ -188,6 +189,13 @@ def chunks(value: Any, name: str = "", depth: int = 0) -> Iterator[str]:
 def write(mailbox: dict[str, Any], stream: TextIO) -> None:
     stream.writelines(chunks(mailbox))
     stream.write("\n")
+
+
+def is_mailbox(path: str) -> bool:
+    """Whether a file is, by how it begins, a mailbox file; one with nothing in it is nobody's loss."""
+    with open(path, "rb") as stream:
+        head = stream.read(4096).strip()
+    return not head or (head[:1] == b"{" and re.search(rb'"format"\s*:\s*"quorvel-mailbox"', head) is not None)
 
 
 def write_file(mailbox: dict[str, Any], path: str) -> None:
