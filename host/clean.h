@@ -3,13 +3,15 @@
 // back.
 //
 // The undo file is written as the moves go: a line before each move with everything that is needed to find
-// the item again, flushed to the disk, and a line behind it with the item's new identifier. Killed at any
-// moment, the file names every item that may have moved.
+// the item again, flushed to the disk. Killed at any moment, the file names every item that may have moved.
+// Both commands close the session themselves: what they count as moved is saved.
 
 #include <string>
 #include <vector>
 
 #include "host/plan.h"
+#include "host/platform.h"
+#include "host/progress.h"
 #include "host/scan.h"
 
 namespace host {
@@ -21,15 +23,26 @@ std::vector<PlannedGroup> PlanFromReport(const std::string& path);
 struct CleanOptions {
     std::string folder = "Duplicates";
     std::string undoFile;  // empty: a new name in the current folder
+    std::string mailbox;   // as the user named it, for the line that says how to undo
     bool yes = false;
 };
 
-/// Says what it does, and does it only with `yes`. Items that changed since the scan, and groups whose kept
-/// copy did, are left alone and named. Returns the number of items moved, or that would be. Throws Failure.
-size_t Clean(IMAPISession* session, const std::vector<PlannedGroup>& plan, const CleanOptions& options);
+struct TMoved {
+    size_t moved = 0;            // without `yes`: that would be
+    size_t refused = 0;          // were to be moved and were not: changed, gone, or the platform refused
+    bool isInterrupted = false;  // by Ctrl-C: the rest was left
+};
 
-/// Puts back what a run of Clean moved, whole or killed. Items that are back already are passed over. Throws
-/// Failure when the file is none of ours or belongs to another mailbox; nothing is moved then.
-size_t Undo(IMAPISession* session, const std::string& undoFile);
+/// Says what it does, and does it only with `yes`. Items that changed since the scan, and groups whose kept
+/// copy did, are left alone and named; both are looked at again when their turn comes. Throws Failure: for a
+/// plan that moves what it keeps or that is of another mailbox, before anything is done; and when nothing
+/// could be saved, which the undo file then says.
+TMoved Clean(Session& session, const std::vector<PlannedGroup>& plan, const CleanOptions& options,
+             Progress& progress);
+
+/// Puts back what a run of Clean moved, whole or killed. Items that are in their place are passed over; those
+/// that are not put back are named, and counted as refused. Throws Failure when the file is none of ours, was
+/// changed or belongs to another mailbox, before anything is moved; and when nothing could be saved.
+TMoved Undo(Session& session, const std::string& undoFile, Progress& progress);
 
 }  // namespace host

@@ -17,6 +17,7 @@
 #include "host/folders.h"
 #include "host/items.h"
 #include "host/matrix_view.h"
+#include "host/output_file.h"
 #include "host/pack_command.h"
 #include "host/platform.h"
 #include "host/progress.h"
@@ -29,7 +30,7 @@
 namespace host {
 namespace {
 
-enum ExitStatus { kNoneFound = 0, kFound = 1, kError = 2 };
+enum ExitStatus { kNoneFound = 0, kFound = 1, kError = 2, kPartlyMoved = 3 };
 
 struct Options {
     std::string mailbox;
@@ -43,6 +44,7 @@ struct Options {
     std::string algorithm;
     std::string format = "text";
     std::string output;
+    bool force = false;
     bool showDefinitions = false;
     std::vector<std::string> explain;
 
@@ -85,6 +87,20 @@ void AddScanOptions(CLI::App& command, Options& options) {
 void AddOutputOptions(CLI::App& command, Options& options, const std::vector<std::string>& formats) {
     command.add_option("--format", options.format, "Form of the report")->check(CLI::IsMember(formats));
     command.add_option("--output", options.output, "Write the report to this file")->type_name("FILE");
+    command.add_flag("--force", options.force, "Overwrite a file that is no such report, too");
+}
+
+// Nothing that is written may be something that is read.
+void CheckOutputs(const Options& options, EOutput kind) {
+    const std::vector<std::string> inputs{options.mailbox, options.from, options.undo,
+                                          options.scan.definitionsFile};
+    if (!options.output.empty()) CheckOutput(options.output, kind, inputs, options.force);
+    if (options.log.empty()) return;
+    std::vector<std::string> others = options.files;
+    others.insert(others.end(), inputs.begin(), inputs.end());
+    others.push_back(options.output);
+    others.push_back(options.cabinet);
+    CheckOutput(options.log, EOutput::Log, others, false);
 }
 
 void ApplyLog(const Options& options) {
@@ -169,27 +185,43 @@ int RunSimilar(const Options& options) {
     return result.pairs.empty() ? kNoneFound : kFound;
 }
 
+// What a command that moves items says and ends with once everything is saved.
+int SayMoved(const TMoved& result, const char* done) {
+    printf("%s %s%s\n", Count(result.moved, "item", "items").c_str(), done,
+           result.refused == 0 ? "" : (", " + std::to_string(result.refused) + " not").c_str());
+    if (result.isInterrupted) {
+        fflush(stdout);
+        fputs("quorvel: interrupted; what was done is saved\n", stderr);
+        return kInterrupted;
+    }
+    return kNoneFound;
+}
+
+int RunUndo(Session& session, const Options& options, Progress& progress) {
+    const TMoved result = Undo(session, options.undo, progress);
+    const int status = SayMoved(result, "put back");
+    return status == kNoneFound && result.refused != 0 ? kError : status;
+}
+
 int RunClean(const Options& options) {
     Progress progress(options.quiet);
     progress("reading the mailbox");
-    const Session session(options.mailbox, options.profileUi);
-    if (!options.undo.empty()) {
-        progress.Clear();
-        printf("%s put back\n", Count(Undo(session.get(), options.undo), "item", "items").c_str());
-        return kNoneFound;
-    }
+    Session session(options.mailbox, options.profileUi);
+    if (!options.undo.empty()) return RunUndo(session, options, progress);
     const std::vector<PlannedGroup> plan = options.from.empty()
                                                ? PlanOf(Scan(session.get(), options.scan, progress))
                                                : PlanFromReport(options.from);
-    progress.Clear();
-    const size_t moved = Clean(session.get(), plan, options.clean);
-    if (options.clean.yes) {
-        printf("%s moved to \"%s\"\n", Count(moved, "item", "items").c_str(), options.clean.folder.c_str());
-    } else {
+    CleanOptions clean = options.clean;
+    clean.mailbox = options.mailbox;
+    const TMoved result = Clean(session, plan, clean, progress);
+    if (!clean.yes) {
         printf("%s would be moved to \"%s\"; nothing was done. Add --yes to do it.\n",
-               Count(moved, "item", "items").c_str(), options.clean.folder.c_str());
+               Count(result.moved, "item", "items").c_str(), clean.folder.c_str());
+        return kNoneFound;
     }
-    return kNoneFound;
+    const int status = SayMoved(result, ("moved to \"" + clean.folder + "\"").c_str());
+    if (status != kNoneFound || result.refused == 0) return status;
+    return result.moved == 0 ? kError : kPartlyMoved;
 }
 
 int RunFolders(const Options& options) {
@@ -204,6 +236,8 @@ int Run(const std::vector<std::string>& arguments) {
                  "quorvel");
     app.require_subcommand(1);
     app.fallthrough();
+    // "/archive/x.cab" is a path.
+    app.allow_windows_style_options(false);
     app.add_option("--mailbox", options.mailbox, "A mailbox file, instead of the mail client's profile")
         ->type_name("FILE");
     app.add_flag("--profile-ui", options.profileUi, "Let the mail client ask for the profile");
@@ -255,6 +289,7 @@ int Run(const std::vector<std::string>& arguments) {
 
     CLI::App& pack = *app.add_subcommand("pack", "Put files into one cabinet");
     pack.add_option("CABINET", options.cabinet, "The cabinet to write")->required();
+    pack.add_flag("--force", options.force, "Overwrite a file that is no cabinet, too");
     pack.add_option("FILES", options.files, "The files")->required();
 
     app.add_subcommand("folders", "List stores and folders");
@@ -264,15 +299,18 @@ int Run(const std::vector<std::string>& arguments) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kNoneFound : kError;
     }
+    const std::string command = app.get_subcommands().front()->get_name();
+    CheckOutputs(options, command == "similar"                               ? EOutput::Similar
+                          : command == "compare" || !options.explain.empty() ? EOutput::Matrix
+                                                                             : EOutput::Scan);
     ApplyLog(options);
     FinishScanOptions(options);
-    const std::string command = app.get_subcommands().front()->get_name();
     if (command == "scan") return RunScan(options);
     if (command == "compare") return CompareItems(options, options.items);
     if (command == "similar") return RunSimilar(options);
     if (command == "clean") return RunClean(options);
     if (command == "folders") return RunFolders(options);
-    Pack(options.cabinet, options.files);
+    Pack(options.cabinet, options.files, options.force);
     return kNoneFound;
 }
 

@@ -1,6 +1,7 @@
 #include "host/platform.h"
 
 #include <filesystem>
+#include <utility>
 
 #include "host/text.h"
 #include "quorvel.h"
@@ -110,13 +111,12 @@ void RowsDeleter::operator()(SRowSet* rows) const {
     FreeMapiBuffer(rows);
 }
 
-Session::Session(const std::string& mailboxFile, bool showLogon) {
-    const bool isMailbox = !mailboxFile.empty();
+Session::Session(const std::string& mailboxFile, bool showLogon) : m_isMailbox(!mailboxFile.empty()) {
     std::unique_ptr<MailboxBinding> binding;
-    if (isMailbox) binding = std::make_unique<MailboxBinding>(mailboxFile);
+    if (m_isMailbox) binding = std::make_unique<MailboxBinding>(mailboxFile);
     const HRESULT hr = Quorvel_Logon(&m_session, 0, showLogon);
     if (hr != S_OK || !m_session) {
-        if (isMailbox) {
+        if (m_isMailbox) {
             const std::string why = MailboxError();
             throw Failure(why.empty() ? "The mailbox file \"" + mailboxFile +
                                             "\" cannot be opened: " + ResultText(hr) + "."
@@ -125,11 +125,19 @@ Session::Session(const std::string& mailboxFile, bool showLogon) {
         throw Failure("Logging on to the mail client's profile failed: " + ResultText(hr) +
                       ". Try --profile-ui, or --mailbox FILE for a mailbox file.");
     }
-    BindFreeBuffer(isMailbox);
+    BindFreeBuffer(m_isMailbox);
 }
 
 Session::~Session() {
-    if (m_session) Quorvel_Logoff(m_session);
+    Close();
+}
+
+std::string Session::Close() {
+    if (!m_session) return {};
+    const HRESULT hr = Quorvel_Logoff(std::exchange(m_session, nullptr));
+    if (hr == S_OK) return {};
+    const std::string why = m_isMailbox ? MailboxError() : std::string();
+    return why.empty() ? "logging off failed: " + ResultText(hr) : why;
 }
 
 void ForEachRow(IMAPITable* table, const std::vector<ULONG>& columns, const std::string& what,

@@ -31,7 +31,8 @@ struct RowsDeleter {
 };
 using Rows = std::unique_ptr<SRowSet, RowsDeleter>;
 
-/// A session of the mail client's default profile, or of one mailbox file. Logs off when it goes.
+/// A session of the mail client's default profile, or of one mailbox file. Logs off when it goes; a command
+/// that changed something closes it, to know that it is saved.
 class Session {
   public:
     /// mailboxFile empty: the default mail client's profile; showLogon lets it ask which. Throws Failure.
@@ -40,11 +41,18 @@ class Session {
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
+    /// Logs off, by which a mailbox file is written. Everything that came from the session is released by
+    /// then. Empty, or why what was changed may not be saved.
+    std::string Close();
+    /// Nothing of a mailbox file changes before the session is closed.
+    bool IsMailboxFile() const { return m_isMailbox; }
+
     IMAPISession* get() const { return m_session; }
     IMAPISession* operator->() const { return m_session; }
 
   private:
     IMAPISession* m_session = nullptr;
+    bool m_isMailbox;
 };
 
 /// All rows of a table under these columns, in batches; visit returns false to stop. Throws Failure.

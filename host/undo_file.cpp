@@ -1,5 +1,7 @@
 #include "host/undo_file.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -12,6 +14,7 @@ namespace host {
 namespace {
 using json = nlohmann::ordered_json;
 constexpr char kFormat[] = "quorvel-undo";
+constexpr int kVersion = 2;
 
 constexpr struct {
     const char* name;
@@ -26,71 +29,226 @@ constexpr struct {
     {"targetFolderId", &UndoMove::targetFolderId},
 };
 
-}  // namespace
-
-UndoWriter::UndoWriter(const std::string& path)
-    : m_path(path),
-      m_file(
-          CreateFileW(Widen(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr)) {
-    if (m_file.get() == INVALID_HANDLE_VALUE) {
-        throw Failure("The undo file \"" + path + "\" exists already or cannot be made; nothing was moved.");
+// 64-bit FNV-1a over the check of the line before and this line's text: against accidents, not against
+// malice.
+std::string CheckOf(const std::string& before, const std::string& line) {
+    unsigned long long hash = 0xCBF29CE484222325u;
+    for (const std::string* text : {&before, &line}) {
+        for (const char c : *text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
     }
-    Write(json{{"format", kFormat}, {"version", 1}}.dump());
+    char text[20];
+    snprintf(text, sizeof text, "%016llX", hash);
+    return text;
 }
 
-void UndoWriter::Write(const std::string& line) {
-    const std::string whole = line + "\n";
+std::string Dump(const json& object) {
+    return object.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+// What a file says, line by line. Throws what the JSON library throws, or std::out_of_range, for a line that
+// is none of ours.
+class CReader {
+  public:
+    void Line(const std::string& line);
+    UndoLog log;
+    std::string check;
+
+  private:
+    void Check(json& object);
+    void Move(const json& move);
+    void Moved(const json& moved);
+    UndoTarget& Target(const json& target);
+
+    int m_version = 0;
+};
+
+void CReader::Line(const std::string& line) {
+    json object = json::parse(line);
+    if (m_version == 0) {
+        m_version = object.at("version").get<int>();
+        if (object.at("format") != kFormat || m_version < 1 || m_version > kVersion)
+            throw std::out_of_range("format");
+        check = CheckOf({}, line);
+        log.isEnded = m_version == 1;  // which does not say
+        return;
+    }
+    if (m_version > 1)
+        Check(object);
+    else
+        object.erase("check");
+    if (object.size() != 1) throw std::out_of_range("members");
+    const json::const_iterator member = object.begin();
+    if (member.key() == "move") {
+        Move(*member);
+    } else if (member.key() == "moved") {
+        Moved(*member);
+    } else if (member.key() == "target") {
+        UndoTarget& target = Target(*member);
+        target.isMade = member->at("made").get<bool>();
+        target.had = member->at("had").get<decltype(target.had)>();
+    } else if (member.key() == "madeFolder") {
+        Target(*member).isMade = true;
+    } else if (member.key() == "end") {
+        log.isEnded = true;
+    } else if (member.key() == "back") {
+        log.moves.at(member->get<size_t>()).isBack = true;
+    } else {
+        throw std::out_of_range("member");
+    }
+}
+
+void CReader::Check(json& object) {
+    const std::string has = object.at("check").get<std::string>();
+    object.erase("check");
+    check = CheckOf(check, Dump(object));
+    if (has != check) throw std::out_of_range("check");
+}
+
+void CReader::Move(const json& move) {
+    UndoMove read;
+    for (const auto& row : kMembers) read.*row.member = move.at(row.name).get<std::string>();
+    log.moves.push_back(std::move(read));
+}
+
+void CReader::Moved(const json& moved) {
+    if (m_version == 1) {
+        if (log.moves.empty()) throw std::out_of_range("moved");
+        log.moves.back().newEntryId = moved.get<std::string>();
+    } else {
+        log.moves.at(moved.at("move").get<size_t>()).newEntryId = moved.at("newEntryId").get<std::string>();
+    }
+}
+
+UndoTarget& CReader::Target(const json& target) {
+    log.targets.push_back(UndoTarget{
+        target.at("storeId").get<std::string>(), target.at("folderId").get<std::string>(), false, {}});
+    return log.targets.back();
+}
+
+// An identifier that stands twice tells of neither item where it is.
+void ForgetRepeated(std::vector<UndoMove>& moves) {
+    std::map<std::string, size_t> seen;
+    for (const UndoMove& move : moves) ++seen[move.newEntryId];
+    for (UndoMove& move : moves) {
+        if (seen[move.newEntryId] > 1) move.newEntryId.clear();
+    }
+}
+
+// Reads the whole lines of a file; gives the bytes that they take.
+std::streamoff ReadLines(const std::string& path, CReader& reader) {
+    std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
+    if (!stream) throw Failure("The undo file \"" + path + "\" cannot be read.");
+    std::streamoff size = 0;
+    std::string line;
+    for (size_t number = 1; std::getline(stream, line); ++number) {
+        // No line break: the program ended while it wrote.
+        if (stream.eof() && number > 1) break;
+        try {
+            reader.Line(line);
+        } catch (const std::exception&) {
+            throw Failure(path + ", line " + std::to_string(number) +
+                          (number == 1 ? ": this is no undo file of this version; nothing was moved."
+                                       : ": this is not as it was written; nothing was moved."));
+        }
+        size += static_cast<std::streamoff>(line.size()) + 1;
+    }
+    if (size == 0) throw Failure("The undo file \"" + path + "\" is empty; nothing was moved.");
+    return size;
+}
+
+HANDLE MakeNew(const std::string& path) {
+    return CreateFileW(Widen(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW, 0, nullptr);
+}
+
+std::string TimedName(int turn) {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    char name[64];
+    snprintf(name, sizeof name, "quorvel-undo-%04u%02u%02u-%02u%02u%02u", now.wYear, now.wMonth, now.wDay,
+             now.wHour, now.wMinute, now.wSecond);
+    return name + (turn == 1 ? std::string() : "-" + std::to_string(turn)) + ".jsonl";
+}
+
+}  // namespace
+
+UndoWriter UndoWriter::Create(const std::string& path) {
+    std::string name = path.empty() ? TimedName(1) : path;
+    File file(MakeNew(name));
+    for (int turn = 2; path.empty() && file.get() == INVALID_HANDLE_VALUE &&
+                       GetLastError() == ERROR_FILE_EXISTS && turn < 10000;
+         ++turn) {
+        name = TimedName(turn);
+        file.reset(MakeNew(name));
+    }
+    if (file.get() == INVALID_HANDLE_VALUE) {
+        throw Failure("The undo file \"" + name + "\" exists already or cannot be made; nothing was moved.");
+    }
+    UndoWriter writer(name, std::move(file), {});
+    writer.Write(json{{"format", kFormat}, {"version", kVersion}}.dump(), true);
+    return writer;
+}
+
+UndoWriter UndoWriter::Continue(const std::string& path) {
+    CReader reader;
+    LARGE_INTEGER end{};
+    end.QuadPart = ReadLines(path, reader);
+    File file(
+        CreateFileW(Widen(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    if (file.get() == INVALID_HANDLE_VALUE || !SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) ||
+        !SetEndOfFile(file.get())) {
+        throw Failure("The undo file \"" + path + "\" cannot be written; nothing was moved.");
+    }
+    return {path, std::move(file), reader.check};
+}
+
+void UndoWriter::Write(const std::string& line, bool isUrgent) {
+    // Behind a line that is not whole nothing more can follow.
+    if (!m_file) throw Failure("The undo file \"" + m_path + "\" cannot be written.");
+    const std::string check = CheckOf(m_check, line);
+    // The first line says what the file is, and needs no check of its own.
+    const std::string whole =
+        (m_check.empty() ? line : line.substr(0, line.size() - 1) + ",\"check\":\"" + check + "\"}") + "\n";
     DWORD written = 0;
     if (!WriteFile(m_file.get(), whole.data(), static_cast<DWORD>(whole.size()), &written, nullptr) ||
-        written != whole.size() || !FlushFileBuffers(m_file.get())) {
-        throw Failure("The undo file \"" + m_path + "\" cannot be written: stopped before the next move.");
+        written != whole.size() || (isUrgent && !FlushFileBuffers(m_file.get()))) {
+        m_file.reset();
+        throw Failure("The undo file \"" + m_path + "\" cannot be written.");
     }
+    m_check = check;
+}
+
+void UndoWriter::Target(const UndoTarget& target) {
+    Write(Dump(json{{"target",
+                     {{"storeId", target.storeId},
+                      {"folderId", target.folderId},
+                      {"made", target.isMade},
+                      {"had", target.had}}}}),
+          true);
 }
 
 void UndoWriter::WillMove(const UndoMove& move) {
     json object;
     for (const auto& row : kMembers) object[row.name] = move.*row.member;
-    Write(json{{"move", object}}.dump(-1, ' ', false, json::error_handler_t::replace));
+    Write(Dump(json{{"move", object}}), true);
 }
 
-void UndoWriter::Moved(const std::string& newEntryId) {
-    Write(json{{"moved", newEntryId}}.dump());
+void UndoWriter::Moved(size_t move, const std::string& newEntryId) {
+    Write(Dump(json{{"moved", {{"move", move}, {"newEntryId", newEntryId}}}}), false);
 }
 
-void UndoWriter::MadeFolder(const std::string& storeId, const std::string& folderId) {
-    Write(json{{"madeFolder", {{"storeId", storeId}, {"folderId", folderId}}}}.dump());
+void UndoWriter::End(bool isSaved) {
+    Write(Dump(json{{"end", isSaved ? "saved" : "nothing was saved"}}), true);
+}
+
+void UndoWriter::WillPutBack(size_t move) {
+    Write(Dump(json{{"back", move}}), false);
 }
 
 UndoLog ReadUndoFile(const std::string& path) {
-    std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
-    if (!stream) throw Failure("The undo file \"" + path + "\" cannot be read.");
-    UndoLog log;
-    std::string line;
-    for (size_t number = 1; std::getline(stream, line); ++number) {
-        const bool isCutShort = stream.eof();  // no line break: the program ended while it wrote
-        try {
-            const json object = json::parse(line);
-            if (number == 1) {
-                if (object.at("format") != kFormat || object.at("version") != 1)
-                    throw std::out_of_range("format");
-            } else if (const auto move = object.find("move"); move != object.end()) {
-                UndoMove read;
-                for (const auto& row : kMembers) read.*row.member = move->at(row.name).get<std::string>();
-                log.moves.push_back(std::move(read));
-            } else if (const auto moved = object.find("moved"); moved != object.end()) {
-                if (log.moves.empty()) throw std::out_of_range("moved");
-                log.moves.back().newEntryId = moved->get<std::string>();
-            } else {
-                const json& made = object.at("madeFolder");
-                log.madeFolders.emplace_back(made.at("storeId").get<std::string>(),
-                                             made.at("folderId").get<std::string>());
-            }
-        } catch (const std::exception&) {
-            if (isCutShort && number > 1) break;
-            throw Failure(path + ", line " + std::to_string(number) + ": this is no line of an undo file.");
-        }
-    }
-    return log;
+    CReader reader;
+    ReadLines(path, reader);
+    ForgetRepeated(reader.log.moves);
+    return reader.log;
 }
 
 }  // namespace host

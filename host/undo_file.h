@@ -1,8 +1,19 @@
 #pragma once
-// The undo file of `clean`: one JSON object a line, each on the disk before the program goes on.
+// The undo file of `clean`: a journal of one run and of its undo, one JSON object a line.
+//
+//   {"format":"quorvel-undo","version":2}
+//   {"target":{...}}             a folder that items go to, with what stood in it under their search keys
+//   {"move":{...}}               before each move, on the disk before the program goes on
+//   {"moved":{"move":0,"newEntryId":"..."}}   once it is known
+//   {"end":"saved"}              or "nothing was saved"; missing: the run was stopped
+//   {"back":0}                   before an item is put back
+//
+// Each line holds a check over all before it: a file that somebody changed is refused. A last line that was
+// cut short by the end of the program is no fault. Files of version 1 have neither checks nor targets.
 
 #include <windows.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,21 +28,38 @@ struct UndoMove {
     std::string folderId;
     std::string storeId;
     std::string targetFolderId;
-    std::string newEntryId;  // empty: the program ended before it knew
+    std::string newEntryId;  // empty: not known
+    bool isBack = false;     // an undo set out to put it back
+};
+
+struct UndoTarget {
+    std::string storeId;
+    std::string folderId;
+    bool isMade = false;                                  // by the run
+    std::map<std::string, std::vector<std::string>> had;  // identifiers by search key, before the run
 };
 
 struct UndoLog {
     std::vector<UndoMove> moves;
-    std::vector<std::pair<std::string, std::string>> madeFolders;  // store, folder: made by the run
+    std::vector<UndoTarget> targets;
+    bool isEnded = false;  // the run came to its end, saved or not
 };
 
+/// Writes lines, each with its check. Throws Failure when the disk does not take one.
 class UndoWriter {
   public:
-    /// Makes a new file; throws Failure when it exists or cannot be made.
-    explicit UndoWriter(const std::string& path);
+    /// Makes a new file; throws Failure when it exists or cannot be made. An empty path: a new name with the
+    /// time in it, in the current folder.
+    static UndoWriter Create(const std::string& path);
+    /// Goes on with a file where its last whole line ends.
+    static UndoWriter Continue(const std::string& path);
+
+    const std::string& Path() const { return m_path; }
+    void Target(const UndoTarget& target);
     void WillMove(const UndoMove& move);
-    void Moved(const std::string& newEntryId);
-    void MadeFolder(const std::string& storeId, const std::string& folderId);
+    void Moved(size_t move, const std::string& newEntryId);
+    void End(bool isSaved);
+    void WillPutBack(size_t move);
 
   private:
     struct HandleCloser {
@@ -40,12 +68,18 @@ class UndoWriter {
             if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
         }
     };
-    void Write(const std::string& line);
+    using File = std::unique_ptr<HANDLE, HandleCloser>;
+
+    UndoWriter(std::string path, File file, std::string check)
+        : m_path(std::move(path)), m_file(std::move(file)), m_check(std::move(check)) {}
+    void Write(const std::string& line, bool isUrgent);
+
     std::string m_path;
-    std::unique_ptr<HANDLE, HandleCloser> m_file;
+    File m_file;
+    std::string m_check;  // of the last line
 };
 
-/// Throws Failure naming file and line. A last line that was cut short by the end of the program is no fault.
+/// Throws Failure naming file and line.
 UndoLog ReadUndoFile(const std::string& path);
 
 }  // namespace host

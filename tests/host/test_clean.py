@@ -3,122 +3,279 @@
 from __future__ import annotations
 
 import json
+import signal
 import time
 import unittest
 
 from support import MODIFIED, HostTest, folder, inventory, mail, mailbox
 
-# Two groups of three in two folders, and a mail of its own.
+KEY = "300B0102"
+
+
+def one(number: int, subject: str, key: str) -> dict:
+    """A mail that differs from its equals in when it was changed."""
+    return mail(number, subject=subject, properties={KEY: key, MODIFIED: f"2024-03-04T09:00:{number:02}Z"})
+
+
+# Two groups of three and one of two, in two folders, and a mail of its own. Each group has one search key, as real copies
+# do; so has a mail that an earlier run moved.
 BOX = mailbox(
-    folder(1, "Inbox", "IPF.Note", [mail(1), mail(2), mail(3, subject="Rope"), mail(4, subject="Alone")]),
-    folder(2, "Old", "IPF.Note", [mail(5), mail(6, subject="Rope"), mail(7, subject="Rope")]),
+    folder(1, "Inbox", "IPF.Note", [one(1, "Minutes", "AAAA"), one(2, "Minutes", "AAAA"), one(3, "Rope", "BBBB"),
+                                    one(4, "Alone", "CCCC"), one(8, "Buoy", "DDDD"), one(9, "Buoy", "DDDD")]),
+    folder(2, "Old", "IPF.Note", [one(5, "Minutes", "AAAA"), one(6, "Rope", "BBBB"), one(7, "Rope", "BBBB")]),
+    folder(3, "Duplicates", "IPF.Quorvel.Duplicates", [one(10, "Minutes", "AAAA")]),
 )
+MOVES = 5
 
 
 class Clean(HostTest):
     def setUp(self) -> None:
         super().setUp()
         self.write(BOX)
+        self.undo = self.dir / "undo.jsonl"
 
-    def assert_as_before(self, why: str) -> None:
-        self.assertEqual(inventory(self.read()), inventory(BOX), why)
+    def assert_as_before(self, why: str, box: dict = BOX) -> None:
+        self.assertEqual(inventory(self.read()), inventory(box), why)
+
+    def report(self) -> dict:
+        """What a scan says, also in r.json."""
+        self.run_program("scan", "--format", "json", "--output", "r.json", status=1)
+        return json.loads((self.dir / "r.json").read_text())
+
+    def clean(self, *arguments: str, status: int = 0) -> str:
+        self.undo.unlink(missing_ok=True)
+        return self.run_program("clean", "--yes", "--undo-file", "undo.jsonl", *arguments, status=status)
+
+    def undo_with(self, content: bytes, status: int = 0) -> str:
+        self.undo.write_bytes(content)
+        return self.run_program("clean", "--undo", "undo.jsonl", status=status)
 
     def test_does_nothing_without_yes(self) -> None:
         before = self.box.read_bytes()
         out = self.run_program("clean", status=0)
-        self.assertEqual(out.count("would move: "), 4)
+        self.assertEqual(out.count("would move: "), MOVES)
         self.assertEqual(self.box.read_bytes(), before)
 
     def test_moves_duplicates_and_puts_them_back(self) -> None:
-        self.run_program("scan", "--format", "json", "--output", "r.json", status=1)
-        self.run_program("clean", "--from", "r.json", "--yes", "--undo-file", "undo.jsonl", status=0)
-        folders = {f["properties"]["3001001F"]: len(f.get("items", [])) for f in self.read()["stores"][0]["root"]["folders"]}
-        self.assertEqual(folders, {"Inbox": 3, "Old": 0, "Duplicates": 4})
-        self.assertEqual(self.scan(status=0)["groups"], [], "the folder of duplicates is not scanned again")
-        self.run_program("clean", "--undo", "undo.jsonl", status=0)
-        self.assert_as_before("after undo")
-        self.assertNotIn("Duplicates", self.box.read_text(), "the folder that the run made goes again")
-        self.assertIn("0 items put back", self.run_program("clean", "--undo", "undo.jsonl", status=0), "a second undo")
-        self.assert_as_before("after a second undo")
+        fresh = json.loads(json.dumps(BOX))
+        fresh["stores"][0]["root"]["folders"].pop()
+        for what, box, earlier in (("with a folder of its own", fresh, 0), ("behind an earlier run", BOX, 1)):
+            with self.subTest(what):
+                self.write(box)
+                self.report()
+                out = self.clean("--from", "r.json")
+                self.assertRegex(out, r"^to undo: quorvel --mailbox \S+ clean --undo undo.jsonl\nmoved: ")
+                self.assertEqual((out.count("moved: "), f"\n{MOVES} items moved to " in out), (MOVES, True), out)
+                counts = {f["properties"]["3001001F"]: len(f.get("items", [])) for f in self.read()["stores"][0]["root"]["folders"]}
+                self.assertEqual(counts, {"Inbox": 4, "Old": 0, "Duplicates": MOVES + earlier})
+                self.assertEqual(self.scan(status=0)["groups"], [], "the folder of duplicates is not scanned again")
+                for turn, count in (("a first", MOVES), ("a second", 0)):
+                    self.assertIn(f"{count} items put back", self.run_program("clean", "--undo", "undo.jsonl", status=0), turn)
+                    self.assert_as_before(f"{turn} undo", box)
+                names = [f["properties"]["3001001F"] for f in self.read()["stores"][0]["root"]["folders"]]
+                self.assertEqual("Duplicates" in names, earlier == 1, "the folder that the run made goes again, no other")
+
+    def states(self) -> list[tuple[str, bytes, list[bytes]]]:
+        """The mailbox after each move in turn, on a platform that saves each at once, with that run's undo file."""
+        report = self.report()
+        self.clean("--from", "r.json")
+        order = [line["move"]["entryId"] for line in map(json.loads, self.undo.read_text().splitlines()) if "move" in line]
+        self.assertEqual(len(order), MOVES)
+        states = []
+        for done in range(MOVES + 1):
+            self.write(BOX)
+            part = json.loads(json.dumps(report))
+            for group in part["groups"]:
+                group["duplicates"] = [item for item in group["duplicates"] if item["entryId"] in order[:done]]
+            (self.dir / "part.json").write_text(json.dumps(part))
+            self.clean("--from", "part.json") if done else None
+            states.append((f"{done} moves", self.box.read_bytes(), self.undo.read_bytes().splitlines(keepends=True) if done else []))
+        return states
 
     def test_undo_after_an_end_at_every_step(self) -> None:
-        """The mailbox and the undo file as they are when the program ends behind each line, or within it."""
-        self.run_program("scan", "--format", "json", "--output", "r.json", status=1)
-        report = json.loads((self.dir / "r.json").read_text())
-        moves = sum(len(group["duplicates"]) for group in report["groups"])
-        for done in range(moves + 1):
-            # A mailbox in which just the first `done` moves happened.
-            self.write(BOX)
-            part, left = json.loads(json.dumps(report)), done
-            for group in part["groups"]:
-                group["duplicates"], left = group["duplicates"][:left], max(0, left - len(group["duplicates"]))
-            (self.dir / "part.json").write_text(json.dumps(part))
-            undo = self.dir / "undo.jsonl"
-            undo.unlink(missing_ok=True)
-            undo.write_bytes(b"") if done == 0 else None
-            if done == 0:
-                undo.unlink()
-                continue
-            self.run_program("clean", "--from", "part.json", "--yes", "--undo-file", "undo.jsonl", status=0)
-            moved, lines = self.read(), undo.read_bytes().splitlines(keepends=True)
-            for what, kept in (("whole", lines), ("without the last new identifier", lines[:-1]),
-                               ("with a last line cut short", [*lines[:-1], lines[-1][:9]])):
-                with self.subTest(done=done, undo=what):
-                    self.write(moved)
-                    undo.write_bytes(b"".join(kept))
-                    self.run_program("clean", "--undo", "undo.jsonl", status=0)
-                    self.assert_as_before(f"{done} moves, undo file {what}")
-        # Moves that never reached the disk: the undo file names them, the mailbox is the old one.
-        for count in range(1, len(lines) + 1):
-            self.write(BOX)
-            undo.write_bytes(b"".join(lines[:count]))
-            self.assertIn("0 items put back", self.run_program("clean", "--undo", "undo.jsonl", status=0))
-            self.assert_as_before(f"old mailbox, {count} lines of the undo file")
+        """The program ends behind each line of the undo file, or within it, and behind each move."""
+        def is_move(line: bytes) -> bool:
+            return line.startswith(b'{"move":')
 
-    def test_killed_in_the_middle(self) -> None:
-        many = mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n % 500}") for n in range(1000)]))
-        undo = self.dir / "undo.jsonl"
-        for wait_for_lines in (2, 101, 500, 900):
-            self.write(many)
-            undo.unlink(missing_ok=True)
-            process = self.start("clean", "--yes", "--undo-file", "undo.jsonl")
-            while process.poll() is None and (not undo.exists() or undo.read_bytes().count(b"\n") < wait_for_lines):
-                time.sleep(0.001)
-            process.kill()
-            process.communicate()
-            if undo.exists():
-                self.run_program("clean", "--undo", "undo.jsonl", status=0)
-            self.assertEqual(inventory(self.read()), inventory(many), f"killed behind line {wait_for_lines}")
+        states = self.states()
+        whole = states[-1][2]
+        # Up to where a run learns new identifiers, which are its own, the file of the whole run serves for each state.
+        ends = [i + 1 for i, line in enumerate(whole) if is_move(line) and not any(b'"moved"' in earlier for earlier in whole[:i])]
+        self.assertEqual(len(ends), MOVES - 1, "one item moves in a second round: a copy in another folder has its search key")
+        for done, (name, box, lines) in enumerate(states):
+            # Behind the line of the last move, or of the one that was to follow; or with that run's own lines, cut anywhere.
+            files = {f"{count} lines of the whole run": whole[:count] for count in (1, ends[0] - 1, *ends)[done + 1 if done else 0:done + 3]}
+            last = max((i for i, line in enumerate(lines) if is_move(line)), default=-1) + 1
+            files |= {f"{count} of its lines": lines[:count] for count in range(last, len(lines) + 1) if done}
+            files |= {f"{count} of its lines and half of one": [*lines[:count], lines[count][:9]] for count in range(last, len(lines)) if done}
+            for what, content in files.items():
+                with self.subTest(state=name, undo=what):
+                    self.box.write_bytes(box)
+                    self.assertIn(f"{done} item{'' if done == 1 else 's'} put back", self.undo_with(b"".join(content)))
+                    self.assert_as_before(f"{name}, undo file of {what}")
+                    self.assertIn("0 items put back", self.run_program("clean", "--undo", "undo.jsonl", status=0), "a second undo")
+        for count in range(1, len(whole) + 1):
+            with self.subTest("moves that were never saved", lines=count):
+                self.write(BOX)
+                self.assertIn("0 items put back", self.undo_with(b"".join(whole[:count])))
+                self.assert_as_before(f"the old mailbox, {count} lines of the undo file")
+
+    def test_not_saved(self) -> None:
+        """The mailbox cannot be written: one sentence, exit status 2, and an undo file that says that nothing happened."""
+        (self.dir / "mailbox.json.new").mkdir()
+        before = self.box.read_bytes()
+        self.clean(status=2)
+        self.assertIn("quorvel: Nothing was moved: ", self.err)
+        self.assertEqual((self.err.count("\n"), "items moved to" in self.out), (1, False), self.err)
+        self.assertEqual(self.box.read_bytes(), before)
+        self.assertEqual(json.loads(self.undo.read_text().splitlines()[-1])["end"], "nothing was saved")
+        (self.dir / "mailbox.json.new").rmdir()
+        self.assertIn("0 items put back", self.run_program("clean", "--undo", "undo.jsonl", status=0))
+        self.clean()
+        moved = self.box.read_bytes()
+        (self.dir / "mailbox.json.new").mkdir()
+        self.assert_refused("clean", "--undo", "undo.jsonl", because="Nothing was put back: ")
+        self.assertEqual(self.box.read_bytes(), moved)
+        (self.dir / "mailbox.json.new").rmdir()
+        self.run_program("clean", "--undo", "undo.jsonl", status=0)
+        self.assert_as_before("an undo that could be saved")
 
     def test_changed_items_are_left_alone_and_named(self) -> None:
-        self.run_program("scan", "--format", "json", "--output", "r.json", status=1)
-        changed = self.read()
-        changed["stores"][0]["root"]["folders"][0]["items"][1]["properties"][MODIFIED] = "2025-01-01T00:00:00Z"  # a duplicate
-        changed["stores"][0]["root"]["folders"][0]["items"][2]["properties"][MODIFIED] = "2025-01-01T00:00:00Z"  # a kept copy
-        self.write(changed)
-        out = self.run_program("clean", "--from", "r.json", "--yes", "--undo-file", "undo.jsonl", status=0)
-        self.assertIn("left alone: Minutes in Mailbox/Inbox#2 changed since the scan", out)
-        self.assertIn("left alone: Rope in Mailbox/Inbox#3 changed since the scan: its duplicates stay", out)
-        self.assertIn('1 item moved to "Duplicates"', out)
+        """Exit status 3 when some items were left alone, 2 when all were."""
+        self.report()
+        inbox, old = (f["items"] for f in self.read()["stores"][0]["root"]["folders"][:2])
+        cases = (
+            ("a duplicate changed", {2}, [], 3, "left alone: Minutes in Mailbox/Inbox#2 changed since the scan"),
+            ("a kept copy changed", {3}, [], 3, "left alone: Rope in Mailbox/Inbox#3 changed since the scan: its duplicates stay"),
+            ("a duplicate is gone", set(), [7], 3, "left alone: Rope in Mailbox/Old#3 is not there any more"),
+            ("all changed", {1, 3, 8}, [], 2, "its duplicates stay"),
+        )
+        for what, changed, gone, status, said in cases:
+            with self.subTest(what):
+                box = json.loads(json.dumps(BOX))
+                for one_folder in box["stores"][0]["root"]["folders"]:
+                    one_folder["items"] = [item for item in one_folder["items"] if int(item["id"][-2:], 16) not in gone]
+                    for item in one_folder["items"]:
+                        if int(item["id"][-2:], 16) in changed:
+                            item["properties"][MODIFIED] = "2025-01-01T00:00:00Z"
+                self.write(box)
+                out = self.clean("--from", "r.json", status=status)
+                self.assertIn(said, out)
+                self.assertEqual(" not\n" in out, True, out)
+                if self.undo.exists():
+                    self.run_program("clean", "--undo", "undo.jsonl", status=0)
+                self.assertEqual(inventory(self.read()), inventory(box), "an undo of what moved")
+        self.assertEqual((len(inbox), len(old)), (6, 3))
+
+    def test_reports_that_contradict_themselves(self) -> None:
+        report = self.report()
+        minutes, rope = (next(g for g in report["groups"] if g["keep"]["title"] == title) for title in ("Minutes", "Rope"))
+        turned = {**minutes, "keep": minutes["duplicates"][0], "duplicates": [minutes["keep"], *minutes["duplicates"][1:]]}
+        lower = {**rope, "keep": {**rope["keep"], "entryId": rope["keep"]["entryId"].lower()}, "duplicates": []}
+        chained = {**rope, "duplicates": [lower["keep"]], "keep": minutes["keep"]}
+        for what, groups in (("a group turned round", [minutes, turned]), ("a kept item is moved by another group", [chained, rope]),
+                             ("one item twice", [minutes, minutes])):
+            with self.subTest(what):
+                self.write(BOX)
+                before = self.box.read_bytes()
+                (self.dir / "edited.json").write_text(json.dumps({**report, "groups": groups}))
+                self.assert_refused("clean", "--from", "edited.json", "--yes", because="contradicts itself")
+                self.assertEqual(self.box.read_bytes(), before)
 
     def test_bad_files_move_nothing(self) -> None:
-        (self.dir / "other.jsonl").write_text('{"format":"quorvel-undo","version":1}\n' + json.dumps({"move": {
-            name: "00000000FFFFFFFF" for name in ("entryId", "searchKey", "title", "folder", "folderId", "storeId", "targetFolderId")}}) + "\n")
-        (self.dir / "broken.jsonl").write_text('{"format":"quorvel-undo","version":1}\n{"mov\n{"moved":"00"}\n')
-        (self.dir / "r.json").write_text('{"groups": 7}')
-        (self.dir / "exists.jsonl").write_text("something of somebody's")
-        for arguments, because in ((("--undo", "other.jsonl"), "belongs to another mailbox"),
-                                   (("--undo", "broken.jsonl"), "broken.jsonl, line 2"),
-                                   (("--undo", "missing.jsonl"), "cannot be read"),
-                                   (("--from", "r.json", "--yes"), "is no JSON report"),
-                                   (("--from", "none.json", "--yes"), "cannot be read")):
+        report = self.report()
+        foreign = json.dumps(report).replace("00000000A1A2A3A4", "00000000A1A2A3FF")
+        self.clean()
+        moved, lines = self.box.read_bytes(), self.undo.read_bytes().splitlines(keepends=True)
+        swapped = [*lines[:2], lines[3], lines[2], *lines[4:]]
+        edited = [line.replace(b"Inbox", b"Elsewhere") for line in lines]
+        version1 = {name: "00000000FFFFFFFF" for name in ("entryId", "searchKey", "title", "folder", "folderId", "storeId", "targetFolderId")}
+        files = {
+            "other.jsonl": b'{"format":"quorvel-undo","version":1}\n' + json.dumps({"move": version1}).encode() + b"\n",
+            "broken.jsonl": b'{"format":"quorvel-undo","version":1}\n{"mov\n{"moved":"00"}\n',
+            "edited.jsonl": b"".join(edited), "swapped.jsonl": b"".join(swapped),
+            "newer.jsonl": lines[0].replace(b"2", b"9") + b"".join(lines[1:]), "empty.jsonl": b"",
+            "r.json": b'{"groups": 7}', "foreign.json": foreign.encode(), "cut.json": json.dumps(report).encode()[:-40],
+            "newer.json": json.dumps({**report, "version": 99}).encode(),
+        }
+        for name, content in files.items():
+            (self.dir / name).write_bytes(content)
+        for arguments, because in (
+            (("--undo", "other.jsonl"), "belongs to another mailbox"), (("--undo", "broken.jsonl"), "broken.jsonl, line 2"),
+            (("--undo", "edited.jsonl"), "not as it was written"), (("--undo", "swapped.jsonl"), "not as it was written"),
+            (("--undo", "newer.jsonl"), "this version"), (("--undo", "empty.jsonl"), "is empty"),
+            (("--undo", "missing.jsonl"), "cannot be read"), (("--from", "r.json", "--yes"), "is no JSON report"),
+            (("--from", "none.json", "--yes"), "cannot be read"), (("--from", "foreign.json", "--yes"), "another mailbox"),
+            (("--from", "cut.json", "--yes"), "is no JSON report"), (("--from", "newer.json", "--yes"), "is no JSON report"),
+        ):
             with self.subTest(arguments=arguments):
                 self.assert_refused("clean", *arguments, because=because)
-                self.assert_as_before("a refused call")
-        self.run_program("clean", "--yes", "--undo-file", "exists.jsonl", status=2)
+                self.assertEqual(self.box.read_bytes(), moved, "a refused call")
+
+    def test_undo_names_what_it_does_not_put_back(self) -> None:
+        """An item that is gone, one whose like somebody else put there, and a file of version 1 with one identifier thrice."""
+        self.clean()
+        moved, lines = self.read(), self.undo.read_bytes().splitlines(keepends=True)
+
+        def duplicates(box: dict) -> list[dict]:
+            return box["stores"][0]["root"]["folders"][2]["items"]
+
+        ids = [json.loads(line)["moved"]["newEntryId"] for line in lines if b'"moved"' in line]
+        less, more = json.loads(json.dumps(moved)), json.loads(json.dumps(moved))
+        duplicates(less)[:] = [item for item in duplicates(less) if item["id"] != ids[0]]
+        duplicates(more).append(one(11, "Buoy", "DDDD"))
+        unknown = [line for line in lines if b'"moved"' not in line][:-1]
+        for what, box, content, back, missing in (
+            ("one is gone", less, lines, MOVES - 1, 1),
+            ("another of the key came, but all are known", more, lines, MOVES, 0),
+            ("another of the key came, and none is known", more, lines[:2 + MOVES] if unknown == lines[:2 + MOVES] else None, MOVES - 1, 1),
+        ):
+            if content is None:
+                continue
+            with self.subTest(what):
+                self.write(box)
+                out = self.undo_with(b"".join(content), status=2 if missing else 0)
+                self.assertEqual((out.count("\nnot put back: ") + out.startswith("not put back: "), out.count("put back: ") - missing),
+                                 (missing, back), out)
+        self.write(moved)
+        old = [b'{"format":"quorvel-undo","version":1}\n']
+        for line in map(json.loads, lines):
+            if "move" in line and line["move"]["searchKey"] == json.loads(lines[2])["move"]["searchKey"]:
+                old += [json.dumps({"move": line["move"]}).encode() + b"\n", json.dumps({"moved": ids[0]}).encode() + b"\n"]
+        self.assertIn("not put back: ", self.undo_with(b"".join(old), status=2), "an older one of the key is there: nobody can tell")
+
+    def test_undo_files_have_names_of_their_own(self) -> None:
+        now = time.time()
+        taken = [self.dir / time.strftime("quorvel-undo-%Y%m%d-%H%M%S.jsonl", time.localtime(now + s)) for s in range(120)]
+        for path in taken:
+            path.write_text("something of somebody's")
+        out = self.run_program("clean", "--yes", status=0)
+        self.assertRegex(out, r"clean --undo quorvel-undo-\d{8}-\d{6}-2\.jsonl\n")
+        self.assertEqual({path.read_text() for path in taken}, {"something of somebody's"})
+        (self.dir / "exists.jsonl").write_text("something of somebody's")
+        self.write(BOX)
+        self.run_program("clean", "--undo-file", "exists.jsonl", "--yes", status=2)
         self.assertIn("exists already", self.err)
-        self.assertEqual((self.dir / "exists.jsonl").read_text(), "something of somebody's")
         self.assert_as_before("an undo file that exists")
+        self.assertEqual((self.dir / "exists.jsonl").read_text(), "something of somebody's")
+
+    def test_interrupted(self) -> None:
+        """Ctrl-C finishes the move under way, saves, and says what was done."""
+        many = mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n % 500}") for n in range(1000)]))
+        self.write(many)
+        process = self.start("clean", "--yes", "--undo-file", "undo.jsonl")
+        assert process.stdout is not None
+        said = [process.stdout.readline() for _ in range(5)]
+        process.send_signal(signal.SIGINT)
+        out, err = process.communicate(timeout=300)
+        said += out.splitlines(keepends=True)
+        moved = sum(line.startswith(b"moved: ") for line in said)
+        self.assertEqual((process.returncode, err), (130, b"quorvel: interrupted; what was done is saved\r\n"))
+        self.assertIn(f"{moved} items moved to".encode(), said[-1])
+        self.assertTrue(4 <= moved < 500, said[-1])
+        self.assertEqual(len(next(f for f in self.read()["stores"][0]["root"]["folders"] if f["properties"]["3001001F"] == "Duplicates")["items"]), moved)
+        self.run_program("clean", "--undo", "undo.jsonl", status=0)
+        self.assert_as_before("an interrupted run, undone", many)
 
 
 if __name__ == "__main__":
