@@ -148,7 +148,7 @@ CNewFile::CNewFile(const std::string& path)
     : m_target(std::filesystem::absolute(Widen(path))), m_temporary(m_target) {
     std::error_code error;
     if (!std::filesystem::is_directory(m_target.parent_path(), error))
-        throw Failure("The folder of \"" + path + "\" does not exist.");
+        throw Failure("\"" + path + "\" cannot be written: its folder does not exist.");
     m_temporary += kTemporaryEnding;
 }
 

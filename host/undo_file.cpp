@@ -41,6 +41,10 @@ std::string CheckOf(const std::string& before, const std::string& line) {
     return text;
 }
 
+std::string FirstLine() {
+    return json{{"format", kFormat}, {"version", kVersion}}.dump();
+}
+
 std::string Dump(const json& object) {
     return object.dump(-1, ' ', false, json::error_handler_t::replace);
 }
@@ -142,7 +146,7 @@ std::streamoff ReadLines(const std::string& path, CReader& reader) {
     std::string line;
     for (size_t number = 1; std::getline(stream, line); ++number) {
         // No line break: the program ended while it wrote.
-        if (stream.eof() && number > 1) break;
+        if (stream.eof() && (number > 1 || FirstLine().starts_with(line))) break;
         try {
             reader.Line(line);
         } catch (const std::exception&) {
@@ -152,7 +156,6 @@ std::streamoff ReadLines(const std::string& path, CReader& reader) {
         }
         size += static_cast<std::streamoff>(line.size()) + 1;
     }
-    if (size == 0) throw Failure("The undo file \"" + path + "\" is empty; nothing was moved.");
     return size;
 }
 
@@ -184,7 +187,7 @@ UndoWriter UndoWriter::Create(const std::string& path) {
         throw Failure("The undo file \"" + name + "\" exists already or cannot be made; nothing was moved.");
     }
     UndoWriter writer(name, std::move(file), {});
-    writer.Write(json{{"format", kFormat}, {"version", kVersion}}.dump(), true);
+    writer.Write(FirstLine(), true);
     return writer;
 }
 

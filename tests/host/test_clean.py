@@ -4,10 +4,11 @@ from __future__ import annotations
 
 import json
 import signal
+import subprocess
 import time
 import unittest
 
-from support import MODIFIED, HostTest, folder, inventory, mail, mailbox
+from support import BIN, MODIFIED, WINE, HostTest, folder, inventory, mail, mailbox
 
 KEY = "300B0102"
 
@@ -120,6 +121,36 @@ class Clean(HostTest):
                 self.assertIn("0 items put back", self.undo_with(b"".join(whole[:count])))
                 self.assert_as_before(f"the old mailbox, {count} lines of the undo file")
 
+    def killed(self, call: str, nth: int, file: str, *arguments: str) -> bool:
+        """Whether the program was killed with its nth call of this name for this file, before it is carried out."""
+        subprocess.run([WINE, "cmd", "/c", "exit"], check=True, capture_output=True, timeout=300)
+        kill = ["strace", "-f", "-qq", "-o", "/dev/null", "-P", str(self.dir / file), "-e", f"inject={call}:signal=KILL:when={nth}"]
+        done = subprocess.run([*kill, str(WINE), str(BIN / "quorvel.exe"), *arguments, "--mailbox", str(self.box)], cwd=self.dir,
+                              capture_output=True, timeout=300, check=False)
+        self.assertIn(done.returncode, (0, -signal.SIGKILL), done.stderr)
+        return done.returncode != 0
+
+    def test_killed_at_every_write(self) -> None:
+        """The run and the undo of it, killed before each byte of the undo file and of the mailbox, then undone (again)."""
+        self.clean()
+        moved, undo = self.box.read_bytes(), self.undo.read_bytes()
+        lines = undo.count(b"\n")
+        for arguments, least in ((("--yes", "--undo-file", "undo.jsonl"), lines), (("--undo", "undo.jsonl"), MOVES)):
+            for file, call, times in (("undo.jsonl", "write", least), ("undo.jsonl", "fsync", 1), ("mailbox.json.new", "write", 1),
+                                      ("mailbox.json.new", "fsync", 1)):
+                killed, nth = True, 0
+                while killed:
+                    nth += 1
+                    with self.subTest(arguments=arguments, file=file, call=call, nth=nth):
+                        self.write(BOX) if "--yes" in arguments else self.box.write_bytes(moved)
+                        self.undo.unlink() if "--yes" in arguments else self.undo.write_bytes(undo)
+                        killed = self.killed(call, nth, file, "clean", *arguments)
+                        self.run_program("clean", "--undo", "undo.jsonl", status=0)
+                        self.assert_as_before("killed and undone")
+                        self.assertEqual([path.name for path in self.dir.iterdir()], ["mailbox.json", "undo.jsonl"], "left behind")
+                if "--yes" in arguments or call == "write":
+                    self.assertGreater(nth, times, "the kills do not strike")
+
     def test_not_saved(self) -> None:
         """The mailbox cannot be written: one sentence, exit status 2, and an undo file that says that nothing happened."""
         (self.dir / "mailbox.json.new").mkdir()
@@ -194,7 +225,7 @@ class Clean(HostTest):
             "other.jsonl": b'{"format":"quorvel-undo","version":1}\n' + json.dumps({"move": version1}).encode() + b"\n",
             "broken.jsonl": b'{"format":"quorvel-undo","version":1}\n{"mov\n{"moved":"00"}\n',
             "edited.jsonl": b"".join(edited), "swapped.jsonl": b"".join(swapped),
-            "newer.jsonl": lines[0].replace(b"2", b"9") + b"".join(lines[1:]), "empty.jsonl": b"",
+            "newer.jsonl": lines[0].replace(b"2", b"9") + b"".join(lines[1:]), "foreign.jsonl": b'{"format":"some',
             "r.json": b'{"groups": 7}', "foreign.json": foreign.encode(), "cut.json": json.dumps(report).encode()[:-40],
             "newer.json": json.dumps({**report, "version": 99}).encode(),
         }
@@ -203,7 +234,7 @@ class Clean(HostTest):
         for arguments, because in (
             (("--undo", "other.jsonl"), "belongs to another mailbox"), (("--undo", "broken.jsonl"), "broken.jsonl, line 2"),
             (("--undo", "edited.jsonl"), "not as it was written"), (("--undo", "swapped.jsonl"), "not as it was written"),
-            (("--undo", "newer.jsonl"), "this version"), (("--undo", "empty.jsonl"), "is empty"),
+            (("--undo", "newer.jsonl"), "this version"), (("--undo", "foreign.jsonl"), "this version"),
             (("--undo", "missing.jsonl"), "cannot be read"), (("--from", "r.json", "--yes"), "is no JSON report"),
             (("--from", "none.json", "--yes"), "cannot be read"), (("--from", "foreign.json", "--yes"), "another mailbox"),
             (("--from", "cut.json", "--yes"), "is no JSON report"), (("--from", "newer.json", "--yes"), "is no JSON report"),

@@ -176,7 +176,7 @@ class Command(Tree):
         out = self.top / "out.json"
         self.assertEqual(run("-o", out, self.top / "note.txt").returncode, 2)
         self.assertEqual(out.read_text(), "what was there")
-        self.assertEqual(run("-o", out, self.top / "good.eml").returncode, 0)
+        self.assertEqual(run("--force", "-o", out, self.top / "good.eml").returncode, 0)
         self.assertEqual(subjects(json.loads(out.read_text())), {"Mail": ["a"]})
         self.assertEqual(sorted(p.name for p in self.top.iterdir()), ["good.eml", "note.txt", "out.json"])
 
