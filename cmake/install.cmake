@@ -6,7 +6,7 @@ find_program(DLLTOOL x86_64-w64-mingw32-dlltool REQUIRED)
 
 target_include_directories(Quorvel INTERFACE $<INSTALL_INTERFACE:include>)
 install(TARGETS Quorvel EXPORT QuorvelTargets RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
-install(FILES include/quorvel.h DESTINATION include)
+install(FILES include/quorvel.h include/quorvel_host.h DESTINATION include)
 
 add_custom_command(OUTPUT ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/Quorvel.lib
     COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}

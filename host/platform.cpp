@@ -4,14 +4,13 @@
 #include <utility>
 
 #include "host/text.h"
-#include "quorvel.h"
+#include "quorvel_host.h"
 
 namespace host {
 
 namespace {
 
-using FreeBufferFunction = ULONG(STDAPICALLTYPE*)(void*);
-FreeBufferFunction g_freeBuffer = nullptr;
+TQuorvelFree* g_freeBuffer = nullptr;
 
 constexpr wchar_t kClientName[] = L"Quorvel Mailbox";
 constexpr wchar_t kBindingKey[] = L"Software\\Quorvel\\Binding";
@@ -91,15 +90,6 @@ std::string MailboxError() {
     return lastError ? Narrow(lastError()) : std::string();
 }
 
-void BindFreeBuffer(bool isMailbox) {
-    const HMODULE module = isMailbox ? GetModuleHandleW(kMailboxModule)
-                                     : LoadLibraryExW(L"mapi32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    g_freeBuffer = module ? reinterpret_cast<FreeBufferFunction>(
-                                reinterpret_cast<void*>(GetProcAddress(module, "MAPIFreeBuffer")))
-                          : nullptr;
-    if (!g_freeBuffer) throw Failure("The messaging platform's MAPIFreeBuffer is missing.");
-}
-
 }  // namespace
 
 ULONG FreeMapiBuffer(void* buffer) {
@@ -107,8 +97,7 @@ ULONG FreeMapiBuffer(void* buffer) {
 }
 
 void RowsDeleter::operator()(SRowSet* rows) const {
-    for (ULONG i = 0; i < rows->cRows; ++i) FreeMapiBuffer(rows->aRow[i].lpProps);
-    FreeMapiBuffer(rows);
+    QuorvelHost_FreeRows(FreeMapiBuffer, rows);
 }
 
 Session::Session(const std::string& mailboxFile, bool showLogon) : m_isMailbox(!mailboxFile.empty()) {
@@ -125,7 +114,10 @@ Session::Session(const std::string& mailboxFile, bool showLogon) : m_isMailbox(!
         throw Failure("Logging on to the mail client's profile failed: " + ResultText(hr) +
                       ". Try --profile-ui, or --mailbox FILE for a mailbox file.");
     }
-    BindFreeBuffer(m_isMailbox);
+    g_freeBuffer = QuorvelHost_FindFree(m_session);
+    if (g_freeBuffer) return;
+    Quorvel_Logoff(m_session);
+    throw Failure("The messaging platform's MAPIFreeBuffer is missing.");
 }
 
 Session::~Session() {

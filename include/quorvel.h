@@ -3,7 +3,8 @@
 /*
  * Quorvel: finds duplicate and similar items in mail stores reached through the messaging platform (MAPI).
  *
- * The one public header, for C11 and C++. Exports are grouped by family:
+ * The public header, for C11 and C++; quorvel_host.h beside it helps hosts to free memory. Exports are grouped
+ * by family:
  *
  *   Quorvel_*        log, sessions, stores, items, property values, attachments
  *   Search_*         duplicate search
@@ -16,9 +17,11 @@
  * used by one thread at a time.
  *
  * Memory: a handle owns everything it allocated until its *_Delete. Buffers that store-access exports hand
- * out come from MAPIAllocateBuffer and are freed by the caller with MAPIFreeBuffer; objects they hand out are
- * released with Quorvel_CloseItem, Quorvel_CloseFolder or Quorvel_CloseStore. Objects that are handed in stay
- * the caller's.
+ * out are the caller's and go back through MAPIFreeBuffer of the platform's module that the library's look-up
+ * loaded (below, at sessions): the session's own module when Quorvel_Logon made the session, and not
+ * necessarily the mapi32.dll that a host is linked to, which must not free them. quorvel_host.h finds that
+ * function from the session. Objects that are handed out are released with Quorvel_CloseItem,
+ * Quorvel_CloseFolder or Quorvel_CloseStore. Objects that are handed in stay the caller's.
  *
  * Entry identifiers cross this boundary only as entry-identifier text: 8-bit, upper-case hexadecimal, two
  * digits a byte, terminated by a zero.
@@ -145,7 +148,8 @@ QUORVEL_API const char* Quorvel_GetFilenameErr(void);
  *
  * The platform's module is looked for at the first call that needs it: the mail client that the machine's key
  * Software\Microsoft\Windows Messaging Subsystem\MSMapiApps names for the program's file, then the default
- * mail client, then the system's mapi32.dll.
+ * mail client, then the system's mapi32.dll. It stays loaded until the process ends. A host that logs on by
+ * itself does so through this module: a session of another one would mix two modules' memory.
  */
 
 /* Initialises the platform and logs on to the default profile. newSession non-zero: a session of the caller's

@@ -7,8 +7,11 @@
  */
 #include <stdio.h>
 #include <stdlib.h>
-#include <quorvel.h>
+#include <quorvel_host.h>
 #include <mapitags.h>
+
+/* Frees what the library and the platform hand out. */
+static TQuorvelFree* free_buffer;
 
 static TComparyProp plain(const wchar_t* key, unsigned int tag) {
     TComparyProp property = {0};
@@ -18,13 +21,6 @@ static TComparyProp plain(const wchar_t* key, unsigned int tag) {
     property.bCompare = 1;
     property.nCompareMethod = cmExact;
     return property;
-}
-
-/* Entry-identifier text of a row's first column; the caller frees it. */
-static char* hex(const SBinary* id) {
-    char* text = malloc(2 * (size_t)id->cb + 1);
-    for (ULONG i = 0; text && i < id->cb; ++i) sprintf(text + 2 * i, "%02X", id->lpb[i]);
-    return text;
 }
 
 /* Hands every item of a folder to the search. */
@@ -41,15 +37,14 @@ static int add_folder(void* search, IMsgStore* store, const char* store_id, cons
         while (table->lpVtbl->QueryRows(table, 100, 0, &rows) == S_OK && rows->cRows > 0) {
             for (ULONG i = 0; i < rows->cRows; ++i) {
                 unsigned int found = 0;
-                char* item_id = hex(&rows->aRow[i].lpProps[0].Value.bin);
+                char* item_id = QuorvelHost_IdText(&rows->aRow[i].lpProps[0].Value.bin);
                 if (item_id) added += (int)Search_Add(search, item_id, store_id, &found, 0);
                 free(item_id);
-                MAPIFreeBuffer(rows->aRow[i].lpProps);
             }
-            MAPIFreeBuffer(rows);
+            QuorvelHost_FreeRows(free_buffer, rows);
             rows = NULL;
         }
-        if (rows) MAPIFreeBuffer(rows); /* the empty set that ends the table */
+        QuorvelHost_FreeRows(free_buffer, rows); /* the empty set that ends the table */
     }
     if (table) table->lpVtbl->Release(table);
     Quorvel_CloseFolder(folder); /* null is ignored */
@@ -86,7 +81,8 @@ int main(int argc, char** argv) {
 
     Quorvel_ConfigLog(NULL, "duplicates.log", 0, 1);
     if (Quorvel_Logon(&session, 0, 0) != S_OK) return fprintf(stderr, "logging on failed\n"), 2;
-    if (Quorvel_OpenStore(session, argv[1], &store) == S_OK) {
+    free_buffer = QuorvelHost_FindFree(session);
+    if (free_buffer && Quorvel_OpenStore(session, argv[1], &store) == S_OK) {
         void* search = Search_Create(session, &list, &original, 1 /* identical */, 0);
         for (int i = 2; i < argc; ++i) printf("%d items\n", add_folder(search, store, argv[1], argv[i]));
         if (Search_Build(search)) print_groups(search);
