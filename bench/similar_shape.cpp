@@ -209,7 +209,7 @@ class CachedSearch {
     }
 
     const std::vector<std::string>& m_ids;
-    void* m_search;
+    HSimilarSearch m_search;
     ComPtr<IMsgStore> m_store;
 };
 

@@ -13,9 +13,10 @@ namespace host {
 namespace {
 
 struct MatrixDeleter {
-    void operator()(void* matrix) const { CmpMatrix_Delete(matrix); }
+    using pointer = HCmpMatrix;
+    void operator()(HCmpMatrix matrix) const { CmpMatrix_Delete(matrix); }
 };
-using Matrix = std::unique_ptr<void, MatrixDeleter>;
+using Matrix = std::unique_ptr<HCmpMatrix, MatrixDeleter>;
 
 // A matrix of any one property: only its attachments are looked at.
 Matrix MakeMatrix(IMAPISession* session) {
@@ -27,9 +28,9 @@ Matrix MakeMatrix(IMAPISession* session) {
     return Matrix(CmpMatrix_Create(session, &list));
 }
 
-using CountFunction = int (*)(void*);
-using ValueFunction = int (*)(void*, int, int);
-using InfoFunction = int (*)(void*, int, const wchar_t**, unsigned*);
+using CountFunction = int (*)(HCmpMatrix);
+using ValueFunction = int (*)(HCmpMatrix, int, int);
+using InfoFunction = int (*)(HCmpMatrix, int, const wchar_t**, unsigned*);
 
 // The columns that a row fills, photos apart from the others.
 struct Family {
@@ -42,7 +43,7 @@ const Family kFamilies[] = {
     {CmpMatrix_PhotoAttachCount, CmpMatrix_PhotoAttachValue, CmpMatrix_PhotoAttachInfoW},
 };
 
-std::vector<int> FilledColumns(void* matrix, int row, std::string& names) {
+std::vector<int> FilledColumns(HCmpMatrix matrix, int row, std::string& names) {
     std::vector<int> filled;
     for (const Family& family : kFamilies) {
         for (int column = 0; column < family.count(matrix); ++column) {

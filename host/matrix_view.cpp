@@ -15,10 +15,12 @@ namespace host {
 namespace {
 
 struct SearchDeleter {
-    void operator()(void* search) const { Search_Delete(search); }
+    using pointer = HSearch;
+    void operator()(HSearch search) const { Search_Delete(search); }
 };
 struct MatrixDeleter {
-    void operator()(void* matrix) const { CmpMatrix_Delete(matrix); }
+    using pointer = HCmpMatrix;
+    void operator()(HCmpMatrix matrix) const { CmpMatrix_Delete(matrix); }
 };
 
 const std::string& StoreId(const Catalog& catalog, const Item& item) {
@@ -34,7 +36,7 @@ bool SearchSaysEqual(IMAPISession* session, const Catalog& catalog, const Proper
     PropertyList properties(one);
     TOriginalDefinition original{};
     original.nKind = okCallerOrder;
-    const std::unique_ptr<void, SearchDeleter> search(
+    const std::unique_ptr<HSearch, SearchDeleter> search(
         Search_Create(session, properties.get(), &original, static_cast<unsigned>(Algorithm::Identical), 0));
     unsigned found = 0;
     return search && Search_Add(search.get(), a.entryId.c_str(), StoreId(catalog, a).c_str(), &found, 0) &&
@@ -108,7 +110,7 @@ void AddAttachments(IMAPISession* session, const Catalog& catalog, const std::ve
 MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
                        const Definitions& definitions, size_t limit) {
     PropertyList properties(definitions);
-    const std::unique_ptr<void, MatrixDeleter> matrix(CmpMatrix_Create(session, properties.get()));
+    const std::unique_ptr<HCmpMatrix, MatrixDeleter> matrix(CmpMatrix_Create(session, properties.get()));
     if (!matrix) throw Failure("The comparison matrix cannot be created.");
     std::vector<ComPtr<IMessage>> messages;
     for (const Item& item : items) {

@@ -16,7 +16,8 @@ namespace host {
 namespace {
 
 struct CabinetDeleter {
-    void operator()(void* cabinet) const { FCI_Delete(cabinet); }
+    using pointer = HFci;
+    void operator()(HFci cabinet) const { FCI_Delete(cabinet); }
 };
 
 // The cabinet writer takes 8-bit paths. What the code page cannot express has a short name in it that it can.
@@ -56,7 +57,7 @@ std::string DistinctName(const std::filesystem::path& file, Names& names) {
 
 bool WriteCabinet(const std::filesystem::path& path, const std::vector<std::string>& files) {
     const std::string folder = AnsiPath(path.parent_path()) + "\\";
-    const std::unique_ptr<void, CabinetDeleter> writer(
+    const std::unique_ptr<HFci, CabinetDeleter> writer(
         FCI_Create(folder.c_str(), AnsiPath(path.filename()).c_str()));
     if (!writer) throw Failure("The system's cabinet library is missing or refuses to start.");
     Names names;

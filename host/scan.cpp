@@ -37,9 +37,10 @@ constexpr const char* kFirstLastNeeds[] = {"Contact.FirstName", "Contact.LastNam
                                            "Contact.AnyPhone"};
 
 struct SearchDeleter {
-    void operator()(void* search) const { Search_Delete(search); }
+    using pointer = HSearch;
+    void operator()(HSearch search) const { Search_Delete(search); }
 };
-using Search = std::unique_ptr<void, SearchDeleter>;
+using Search = std::unique_ptr<HSearch, SearchDeleter>;
 
 EOriginalKind KindOfKeep(const Keep& keep) {
     for (const auto& row : kKeeps) {

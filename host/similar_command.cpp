@@ -14,9 +14,10 @@ namespace host {
 namespace {
 
 struct SimilarDeleter {
-    void operator()(void* search) const { SimilarSearch_Delete(search); }
+    using pointer = HSimilarSearch;
+    void operator()(HSimilarSearch search) const { SimilarSearch_Delete(search); }
 };
-using SimilarSearch = std::unique_ptr<void, SimilarDeleter>;
+using SimilarSearch = std::unique_ptr<HSimilarSearch, SimilarDeleter>;
 
 const std::string& StoreId(const Catalog& catalog, const Item& item) {
     return catalog.stores[catalog.folders[item.folder].store].entryId;

@@ -117,6 +117,13 @@ QUORVEL_ASSERT(offsetof(TComparyProps, lpProps) == 8, "offset of lpProps");
 QUORVEL_ASSERT(sizeof(TOriginalDefinition) == 56, "TOriginalDefinition is laid out for 64-bit Windows");
 QUORVEL_ASSERT(offsetof(TOriginalDefinition, lpszValue) == 48, "offset of lpszValue");
 
+/* Handles: each the address of an object of the library's, and a type of its own, so that one kind does not
+ * pass for another. */
+typedef struct TSearchHandle* HSearch;               /* Search_* */
+typedef struct TSimilarSearchHandle* HSimilarSearch; /* SimilarSearch_* */
+typedef struct TCmpMatrixHandle* HCmpMatrix;         /* CmpMatrix_* */
+typedef struct TFciHandle* HFci;                     /* FCI_* */
+
 /* ---- Interface level and log ----------------------------------------------------------------- */
 
 /* The interface level of this library: always 4. */
@@ -443,14 +450,14 @@ typedef enum ESearchChange {
  *   grouped    non-zero: the properties are compared group by group in order of nGroup. The first group in
  *              which the item has a value decides (saSimilar: for each other item, the first in which both
  *              have one). */
-QUORVEL_API void* Search_Create(IMAPISession* session, const TComparyProps* props,
-                                const TOriginalDefinition* original, unsigned int algorithm, int grouped);
+QUORVEL_API HSearch Search_Create(IMAPISession* session, const TComparyProps* props,
+                                  const TOriginalDefinition* original, unsigned int algorithm, int grouped);
 /* The same with exception rules: numbers of ESearchException, asked in this order. Copied. */
-QUORVEL_API void* Search_Create2(IMAPISession* session, const TComparyProps* props,
-                                 const TOriginalDefinition* original, unsigned int algorithm, int grouped,
-                                 const unsigned int* exceptions, unsigned int exceptionCount);
+QUORVEL_API HSearch Search_Create2(IMAPISession* session, const TComparyProps* props,
+                                   const TOriginalDefinition* original, unsigned int algorithm, int grouped,
+                                   const unsigned int* exceptions, unsigned int exceptionCount);
 /* Destroys a search with everything it handed out; null is ignored. */
-QUORVEL_API void Search_Delete(void* handle);
+QUORVEL_API void Search_Delete(HSearch handle);
 
 /* Adds an item: opens it (its store once a search), reads it, compares it with the items added before.
  *   entryId, storeId  entry-identifier texts of the item and its store, copied as they are
@@ -458,26 +465,26 @@ QUORVEL_API void Search_Delete(void* handle);
  *   callerRank        taken first in choosing originals, as a signed number: the lower is preferred
  * 1 when the item was added. 0 when it could not be opened or read, or when there is nothing to compare: the
  * search is then as it was before. The same item added twice counts as two items. */
-QUORVEL_API int Search_Add(void* handle, const char* entryId, const char* storeId, unsigned int* found,
+QUORVEL_API int Search_Add(HSearch handle, const char* entryId, const char* storeId, unsigned int* found,
                            unsigned int callerRank);
 
 /* Groups the items added so far. 1 on success; 0 when memory ran out or another exception came up, which is
  * logged: the results of the build before are then still there. */
-QUORVEL_API int Search_Build(void* handle);
+QUORVEL_API int Search_Build(HSearch handle);
 
 /* The number of groups of the last build. Every group has an original and at least one duplicate. */
-QUORVEL_API int Search_GetOriginalCount(void* handle);
+QUORVEL_API int Search_GetOriginalCount(HSearch handle);
 /* Identifiers of a group's original, as they were given to Search_Add. For each of the two texts: *size is
  * the size of the buffer in bytes on entry and the size that the text needs, terminator included, on return;
  * the text is copied when it fits, and only then is the buffer touched. Without such a group nothing is
  * touched. */
-QUORVEL_API void Search_GetOriginal(void* handle, int group, char* entryId, unsigned int* entryIdSize,
+QUORVEL_API void Search_GetOriginal(HSearch handle, int group, char* entryId, unsigned int* entryIdSize,
                                     char* storeId, unsigned int* storeIdSize);
 /* The number of duplicates in a group, the original not counted; 0 for no such group. */
-QUORVEL_API int Search_GetDuplicateCount(void* handle, int group);
+QUORVEL_API int Search_GetDuplicateCount(HSearch handle, int group);
 /* Identifiers of one duplicate of a group, as Search_GetOriginal gives the original's. The better original
  * comes first. */
-QUORVEL_API void Search_GetDuplicate(void* handle, int group, int duplicate, char* entryId,
+QUORVEL_API void Search_GetDuplicate(HSearch handle, int group, int duplicate, char* entryId,
                                      unsigned int* entryIdSize, char* storeId, unsigned int* storeIdSize);
 
 /* One change that the last build made, against the build before; the first build makes every group new. All
@@ -488,7 +495,7 @@ QUORVEL_API void Search_GetDuplicate(void* handle, int group, int duplicate, cha
  *   position                       for scJoined the duplicate's index in its group; else -1
  * The texts belong to the search and live until the next build or Search_Delete; an empty text is null. 0,
  * and an error line, for no such change: ask for 0, 1, 2 ... until then. */
-QUORVEL_API int Search_GetBuildChange(void* handle, int index, unsigned int* kind, const char** originalId,
+QUORVEL_API int Search_GetBuildChange(HSearch handle, int index, unsigned int* kind, const char** originalId,
                                       const char** originalStoreId, const char** duplicateId,
                                       const char** duplicateStoreId, int* position);
 
@@ -506,17 +513,17 @@ QUORVEL_API int Search_GetBuildChange(void* handle, int index, unsigned int* kin
  * entry-identifier text of the store whose contacts are opened by entry identifier. countMode says whose
  * other filled fields (those that are not compared) count: 0 nobody's, 1 those of strict and similar
  * contacts, 2 those of strict ones only; the search-by contact's count with 1 and 2. */
-QUORVEL_API void* SimilarSearch_Create(IMAPISession* session, const char* storeEntryId,
-                                       unsigned int countMode);
+QUORVEL_API HSimilarSearch SimilarSearch_Create(IMAPISession* session, const char* storeEntryId,
+                                                unsigned int countMode);
 /* Ends a search and frees all that it holds, the texts of the last check included. Null is ignored. */
-QUORVEL_API void SimilarSearch_Delete(void* search);
+QUORVEL_API void SimilarSearch_Delete(HSimilarSearch search);
 
 /* Chooses the contact that all others are checked against. *filledCount receives the number of its filled
  * fields. Result: 1; 0 when the contact cannot be read, and there is then no search-by contact. */
-QUORVEL_API unsigned int SimilarSearch_SetSearchByItem(void* search, IMessage* contact,
+QUORVEL_API unsigned int SimilarSearch_SetSearchByItem(HSimilarSearch search, IMessage* contact,
                                                        unsigned int* filledCount);
 /* Reads a contact into the cache, unless this version of it is there. Result: 1; 0 when it cannot be read. */
-QUORVEL_API unsigned int SimilarSearch_AddToCache(void* search, IMessage* contact);
+QUORVEL_API unsigned int SimilarSearch_AddToCache(HSimilarSearch search, IMessage* contact);
 
 /* Checks a contact against the search-by contact.
  *   verdict        receives 0, 1 or 2
@@ -528,29 +535,29 @@ QUORVEL_API unsigned int SimilarSearch_AddToCache(void* search, IMessage* contac
  * form gives them in the ANSI code page.
  * Result: 1 when a verdict was made; 0 without a search-by contact or when the contact cannot be read
  * (verdict and count are then 0, the texts empty). */
-QUORVEL_API unsigned int SimilarSearch_CheckItem(void* search, IMessage* contact, unsigned int* verdict,
-                                                 unsigned int* filledCount, const char** verdictText,
-                                                 const char** matchedFields);
-QUORVEL_API unsigned int SimilarSearch_CheckItemW(void* search, IMessage* contact, unsigned int* verdict,
-                                                  unsigned int* filledCount, const wchar_t** verdictText,
-                                                  const wchar_t** matchedFields);
+QUORVEL_API unsigned int SimilarSearch_CheckItem(HSimilarSearch search, IMessage* contact,
+                                                 unsigned int* verdict, unsigned int* filledCount,
+                                                 const char** verdictText, const char** matchedFields);
+QUORVEL_API unsigned int SimilarSearch_CheckItemW(HSimilarSearch search, IMessage* contact,
+                                                  unsigned int* verdict, unsigned int* filledCount,
+                                                  const wchar_t** verdictText, const wchar_t** matchedFields);
 /* The same for a contact by its entry-identifier text. A contact that is in the cache is taken as it stands
  * there: neither its store nor its modification time is looked at (except when its other fields are still to
  * be counted). Any other contact is opened, read into the cache and closed again. */
-QUORVEL_API unsigned int SimilarSearch_CheckItemFast(void* search, const char* entryId, unsigned int* verdict,
-                                                     unsigned int* filledCount, const char** verdictText,
-                                                     const char** matchedFields);
-QUORVEL_API unsigned int SimilarSearch_CheckItemFastW(void* search, const char* entryId,
+QUORVEL_API unsigned int SimilarSearch_CheckItemFast(HSimilarSearch search, const char* entryId,
+                                                     unsigned int* verdict, unsigned int* filledCount,
+                                                     const char** verdictText, const char** matchedFields);
+QUORVEL_API unsigned int SimilarSearch_CheckItemFastW(HSimilarSearch search, const char* entryId,
                                                       unsigned int* verdict, unsigned int* filledCount,
                                                       const wchar_t** verdictText,
                                                       const wchar_t** matchedFields);
 
 /* Forgets a contact. Result: 1, also when it was not in the cache; 0 when it is the search-by contact and
  * force is 0. With force there is no search-by contact afterwards. */
-QUORVEL_API unsigned int SimilarSearch_RemoveFromCache(void* search, const char* entryId, int force);
+QUORVEL_API unsigned int SimilarSearch_RemoveFromCache(HSimilarSearch search, const char* entryId, int force);
 /* Writes the search-by contact and its number (the how-manieth that was set) to the log, while extra logging
  * is on. */
-QUORVEL_API void SimilarSearch_LogSearchByPos(void* search);
+QUORVEL_API void SimilarSearch_LogSearchByPos(HSimilarSearch search);
 
 /* ---- Comparison matrix ----------------------------------------------------------------------- */
 
@@ -562,28 +569,29 @@ QUORVEL_API void SimilarSearch_LogSearchByPos(void* search);
  * line, and take no column. bCompare, nCompareMethod and nGroup mean nothing here: values are compared
  * exactly, texts without regard to case. session stays the caller's and has to outlive the matrix.
  * Returns a handle, to be given to CmpMatrix_Delete; null without a session or without definitions. */
-QUORVEL_API void* CmpMatrix_Create(IMAPISession* session, const TComparyProps* props);
+QUORVEL_API HCmpMatrix CmpMatrix_Create(IMAPISession* session, const TComparyProps* props);
 /* The same with an option word. Bit 0 set: attachments are compared by method, name and size only, without
  * reading what they hold. The other bits mean nothing. */
-QUORVEL_API void* CmpMatrix_CreateEx(IMAPISession* session, const TComparyProps* props, unsigned int option);
+QUORVEL_API HCmpMatrix CmpMatrix_CreateEx(IMAPISession* session, const TComparyProps* props,
+                                          unsigned int option);
 /* Frees the handle and everything that it handed out; null is ignored. */
-QUORVEL_API void CmpMatrix_Delete(void* handle);
+QUORVEL_API void CmpMatrix_Delete(HCmpMatrix handle);
 /* Opens an item by the entry-identifier texts of item and store and adds it as the next row. The first row
  * decides which named properties take part: a definition that the item's store does not know, and any of a
  * derived property, keeps its column, empty in all rows. A property that is read through a stream is empty
  * when Quorvel_StreamPropEmpty says so: one that is no text, whenever it holds something.
  * Returns 1; 0 when the item cannot be opened or read: a Warning line, and the matrix is as it was. */
-QUORVEL_API int CmpMatrix_Add(void* handle, const char* entryId, const char* storeId);
+QUORVEL_API int CmpMatrix_Add(HCmpMatrix handle, const char* entryId, const char* storeId);
 /* The number of rows and of columns; either output may be null. Returns the number of columns. */
-QUORVEL_API unsigned int CmpMatrix_Size(void* handle, unsigned int* rows, unsigned int* columns);
+QUORVEL_API unsigned int CmpMatrix_Size(HCmpMatrix handle, unsigned int* rows, unsigned int* columns);
 /* A cell, row and column counted from 0. 0: the property is empty on the item. Otherwise 1 + the row of the
  * first item with an equal value, which is the item's own row when no earlier one has it: items with equal
  * values have equal numbers. 0 and an Error line outside the matrix. */
-QUORVEL_API unsigned int CmpMatrix_Value(void* handle, int row, int column);
+QUORVEL_API unsigned int CmpMatrix_Value(HCmpMatrix handle, int row, int column);
 /* The size of a cell's value: characters of a text, bytes of a binary, elements of a multi-valued property,
  * 1 for any other; bytes for a property that is read through a stream; 0 when it is empty. 0 and an Error
  * line outside the matrix. */
-QUORVEL_API unsigned int CmpMatrix_ValueSize(void* handle, int row, int column);
+QUORVEL_API unsigned int CmpMatrix_ValueSize(HCmpMatrix handle, int row, int column);
 
 /* Arranges the attachments of all rows into columns, contact photos apart from the others. Two attachments
  * share a column when method, file name (without regard to case; not for photos), size and contents are
@@ -592,27 +600,29 @@ QUORVEL_API unsigned int CmpMatrix_ValueSize(void* handle, int row, int column);
  * equals nothing, with an Error line. The arrangement stays until it is built again or a row is added: then
  * there are no columns until the next call.
  * Returns 1; 0 for a null handle. */
-QUORVEL_API int CmpMatrix_BuildAttachMatrix(void* handle);
+QUORVEL_API int CmpMatrix_BuildAttachMatrix(HCmpMatrix handle);
 /* The number of columns, photos not counted. */
-QUORVEL_API int CmpMatrix_AttachCount(void* handle);
+QUORVEL_API int CmpMatrix_AttachCount(HCmpMatrix handle);
 /* How many of them are filled in every row. */
-QUORVEL_API int CmpMatrix_AttachEqualCount(void* handle);
+QUORVEL_API int CmpMatrix_AttachEqualCount(HCmpMatrix handle);
 /* File name (display name when there is none) and size in bytes of a column's first attachment; either output
  * may be null. An embedded item's size is that of the message; a reference's is 0. The name is in the ANSI
  * code page, or wide; it lives until the next CmpMatrix_Add that adds a row, build or delete.
  * Returns 1; 0 and an Error line outside, outputs untouched. */
-QUORVEL_API int CmpMatrix_AttachInfo(void* handle, int column, const char** name, unsigned int* size);
-QUORVEL_API int CmpMatrix_AttachInfoW(void* handle, int column, const wchar_t** name, unsigned int* size);
+QUORVEL_API int CmpMatrix_AttachInfo(HCmpMatrix handle, int column, const char** name, unsigned int* size);
+QUORVEL_API int CmpMatrix_AttachInfoW(HCmpMatrix handle, int column, const wchar_t** name,
+                                      unsigned int* size);
 /* The number, in that row's item, of the attachment that fills the column; -1 where the row has none, and,
  * with an Error line, outside. */
-QUORVEL_API int CmpMatrix_AttachValue(void* handle, int row, int column);
+QUORVEL_API int CmpMatrix_AttachValue(HCmpMatrix handle, int row, int column);
 /* The same for contact photos: attachments by value that are marked so. */
-QUORVEL_API int CmpMatrix_PhotoAttachCount(void* handle);
-QUORVEL_API int CmpMatrix_PhotoAttachEqualCount(void* handle);
-QUORVEL_API int CmpMatrix_PhotoAttachInfo(void* handle, int column, const char** name, unsigned int* size);
-QUORVEL_API int CmpMatrix_PhotoAttachInfoW(void* handle, int column, const wchar_t** name,
+QUORVEL_API int CmpMatrix_PhotoAttachCount(HCmpMatrix handle);
+QUORVEL_API int CmpMatrix_PhotoAttachEqualCount(HCmpMatrix handle);
+QUORVEL_API int CmpMatrix_PhotoAttachInfo(HCmpMatrix handle, int column, const char** name,
+                                          unsigned int* size);
+QUORVEL_API int CmpMatrix_PhotoAttachInfoW(HCmpMatrix handle, int column, const wchar_t** name,
                                            unsigned int* size);
-QUORVEL_API int CmpMatrix_PhotoAttachValue(void* handle, int row, int column);
+QUORVEL_API int CmpMatrix_PhotoAttachValue(HCmpMatrix handle, int row, int column);
 
 /* ---- Cabinet writer -------------------------------------------------------------------------- */
 
@@ -626,20 +636,20 @@ QUORVEL_API int CmpMatrix_PhotoAttachValue(void* handle, int row, int column);
  * is written by FCI_FlushCabinet; a directory that does not exist is noticed there.
  * Returns a handle, to be given to FCI_Delete; null when the system has no cabinet library or it refuses
  * (no room for temporary files, a null text): the Error line "GetLastError = 0x%x" then says why. */
-QUORVEL_API void* FCI_Create(const char* directory, const char* name);
+QUORVEL_API HFci FCI_Create(const char* directory, const char* name);
 /* Adds the file source under storedName, which may hold backslashes for subfolders (255 bytes at most). Kept
  * with it are the last write, as local time in steps of two seconds, years 1980 to 2107, and the read-only,
  * hidden, system and archive attributes.
  * Returns non-zero on success, 0 on failure: source missing or not readable, no room for temporary files, a
  * null argument. Nothing is logged. */
-QUORVEL_API int FCI_AddFile(void* handle, const char* source, const char* storedName);
+QUORVEL_API int FCI_AddFile(HFci handle, const char* source, const char* storedName);
 /* Completes the cabinet and writes it. Returns non-zero on success; 0 on failure (the directory is missing,
  * cannot be written or is full, an earlier call failed, no content was added, null handle): whatever is on
  * the disk then is no whole cabinet. */
-QUORVEL_API int FCI_FlushCabinet(void* handle);
+QUORVEL_API int FCI_FlushCabinet(HFci handle);
 /* Ends the work and frees the handle and all temporary files; null is ignored. Does not flush: a cabinet that
  * was not flushed is incomplete. */
-QUORVEL_API void FCI_Delete(void* handle);
+QUORVEL_API void FCI_Delete(HFci handle);
 
 #ifdef __cplusplus
 }

@@ -24,7 +24,7 @@ static TComparyProp plain(const wchar_t* key, unsigned int tag) {
 }
 
 /* Hands every item of a folder to the search. */
-static int add_folder(void* search, IMsgStore* store, const char* store_id, const char* folder_id) {
+static int add_folder(HSearch search, IMsgStore* store, const char* store_id, const char* folder_id) {
     static SizedSPropTagArray(1, columns) = {1, {PR_ENTRYID}};
     IMAPIFolder* folder = NULL;
     IMAPITable* table = NULL;
@@ -51,7 +51,7 @@ static int add_folder(void* search, IMsgStore* store, const char* store_id, cons
     return added;
 }
 
-static void print_groups(void* search) {
+static void print_groups(HSearch search) {
     int groups = Search_GetOriginalCount(search);
     printf("%d groups of duplicates\n", groups);
     for (int i = 0; i < groups; ++i) {
@@ -83,7 +83,7 @@ int main(int argc, char** argv) {
     if (Quorvel_Logon(&session, 0, 0) != S_OK) return fprintf(stderr, "logging on failed\n"), 2;
     free_buffer = QuorvelHost_FindFree(session);
     if (free_buffer && Quorvel_OpenStore(session, argv[1], &store) == S_OK) {
-        void* search = Search_Create(session, &list, &original, 1 /* identical */, 0);
+        HSearch search = Search_Create(session, &list, &original, 1 /* identical */, 0);
         for (int i = 2; i < argc; ++i) printf("%d items\n", add_folder(search, store, argv[1], argv[i]));
         if (Search_Build(search)) print_groups(search);
         Search_Delete(search);

@@ -10,8 +10,8 @@
 
 namespace {
 
-CDuplicateSearch& From(void* handle) {
-    return *static_cast<CDuplicateSearch*>(handle);
+CDuplicateSearch& From(HSearch handle) {
+    return *reinterpret_cast<CDuplicateSearch*>(handle);
 }
 
 /// Copies a text out when it fits; the size it needs, terminator included, is given back either way.
@@ -46,34 +46,35 @@ void PointToIds(const TItem* item, const char** entryId, const char** storeId) {
 
 }  // namespace
 
-void* Search_Create(IMAPISession* session, const TComparyProps* props, const TOriginalDefinition* original,
-                    unsigned algorithm, int grouped) {
+HSearch Search_Create(IMAPISession* session, const TComparyProps* props, const TOriginalDefinition* original,
+                      unsigned algorithm, int grouped) {
     Trace(__func__);
     auto search = std::make_unique<CDuplicateSearch>();
     search->Create(session, props, original, algorithm, grouped != 0, nullptr, 0);
-    return search.release();
+    return reinterpret_cast<HSearch>(search.release());
 }
 
-void* Search_Create2(IMAPISession* session, const TComparyProps* props, const TOriginalDefinition* original,
-                     unsigned algorithm, int grouped, const unsigned* exceptions, unsigned exceptionCount) {
+HSearch Search_Create2(IMAPISession* session, const TComparyProps* props, const TOriginalDefinition* original,
+                       unsigned algorithm, int grouped, const unsigned* exceptions, unsigned exceptionCount) {
     Trace(__func__);
     auto search = std::make_unique<CDuplicateSearch>();
     search->Create(session, props, original, algorithm, grouped != 0, exceptions, exceptionCount);
-    return search.release();
+    return reinterpret_cast<HSearch>(search.release());
 }
 
-void Search_Delete(void* handle) {
+void Search_Delete(HSearch handle) {
     Trace(__func__);
     if (!handle) return;
-    delete static_cast<CDuplicateSearch*>(handle);
+    delete &From(handle);
     g_Log.Info(1, __func__, "Search Deleted\n");
 }
 
-int Search_Add(void* handle, const char* entryId, const char* storeId, unsigned* found, unsigned callerRank) {
+int Search_Add(HSearch handle, const char* entryId, const char* storeId, unsigned* found,
+               unsigned callerRank) {
     return From(handle).Add(entryId, storeId, found, callerRank);
 }
 
-int Search_Build(void* handle) {
+int Search_Build(HSearch handle) {
     try {
         return From(handle).Build();
     } catch (...) {
@@ -82,28 +83,28 @@ int Search_Build(void* handle) {
     }
 }
 
-int Search_GetOriginalCount(void* handle) {
+int Search_GetOriginalCount(HSearch handle) {
     return static_cast<int>(From(handle).Groups().size());
 }
 
-void Search_GetOriginal(void* handle, int group, char* entryId, unsigned* entryIdSize, char* storeId,
+void Search_GetOriginal(HSearch handle, int group, char* entryId, unsigned* entryIdSize, char* storeId,
                         unsigned* storeIdSize) {
     CopyIds(Member(From(handle), group, 0), entryId, entryIdSize, storeId, storeIdSize);
 }
 
-int Search_GetDuplicateCount(void* handle, int group) {
+int Search_GetDuplicateCount(HSearch handle, int group) {
     const auto& groups = From(handle).Groups();
     if (group < 0 || static_cast<size_t>(group) >= groups.size()) return 0;
     return static_cast<int>(groups[static_cast<size_t>(group)].size()) - 1;
 }
 
-void Search_GetDuplicate(void* handle, int group, int duplicate, char* entryId, unsigned* entryIdSize,
+void Search_GetDuplicate(HSearch handle, int group, int duplicate, char* entryId, unsigned* entryIdSize,
                          char* storeId, unsigned* storeIdSize) {
     if (duplicate < 0 || duplicate == INT_MAX) return;
     CopyIds(Member(From(handle), group, duplicate + 1), entryId, entryIdSize, storeId, storeIdSize);
 }
 
-int Search_GetBuildChange(void* handle, int index, unsigned* kind, const char** originalId,
+int Search_GetBuildChange(HSearch handle, int index, unsigned* kind, const char** originalId,
                           const char** originalStoreId, const char** duplicateId,
                           const char** duplicateStoreId, int* position) {
     const CDuplicateSearch& search = From(handle);

@@ -11,8 +11,8 @@ using similar::TCheckResult;
 
 namespace {
 
-CSimilarSearch* Search(void* handle) {
-    return static_cast<CSimilarSearch*>(handle);
+CSimilarSearch* Search(HSimilarSearch handle) {
+    return reinterpret_cast<CSimilarSearch*>(handle);
 }
 
 template <typename Value>
@@ -37,7 +37,7 @@ void GiveTexts(CSimilarSearch* search, const wchar_t** verdictText, const wchar_
 }
 
 template <typename Char>
-unsigned Check(void* handle, IMessage* contact, unsigned* verdict, unsigned* filledCount,
+unsigned Check(HSimilarSearch handle, IMessage* contact, unsigned* verdict, unsigned* filledCount,
                const Char** verdictText, const Char** matchedFields) {
     TCheckResult result;
     const bool checked = Search(handle)->CheckItem(contact, &result);
@@ -46,7 +46,7 @@ unsigned Check(void* handle, IMessage* contact, unsigned* verdict, unsigned* fil
 }
 
 template <typename Char>
-unsigned CheckFast(void* handle, const char* entryId, unsigned* verdict, unsigned* filledCount,
+unsigned CheckFast(HSimilarSearch handle, const char* entryId, unsigned* verdict, unsigned* filledCount,
                    const Char** verdictText, const Char** matchedFields) {
     TCheckResult result;
     const bool checked = Search(handle)->CheckItemFast(entryId, &result);
@@ -56,20 +56,21 @@ unsigned CheckFast(void* handle, const char* entryId, unsigned* verdict, unsigne
 
 }  // namespace
 
-void* SimilarSearch_Create(IMAPISession* session, const char* storeEntryId, unsigned int countMode) {
+HSimilarSearch SimilarSearch_Create(IMAPISession* session, const char* storeEntryId, unsigned int countMode) {
     Trace("SimilarSearch_Create");
     auto search = std::make_unique<CSimilarSearch>();
     search->Create(session, storeEntryId, countMode);
-    return search.release();
+    return reinterpret_cast<HSimilarSearch>(search.release());
 }
 
-void SimilarSearch_Delete(void* handle) {
+void SimilarSearch_Delete(HSimilarSearch handle) {
     g_Log.Extra(L"\n");
     Trace("SimilarSearch_Delete");
     delete Search(handle);
 }
 
-unsigned int SimilarSearch_SetSearchByItem(void* handle, IMessage* contact, unsigned int* filledCount) {
+unsigned int SimilarSearch_SetSearchByItem(HSimilarSearch handle, IMessage* contact,
+                                           unsigned int* filledCount) {
     Trace("SimilarSearch_SetSearchByItem");
     unsigned filled = 0;
     const bool set = Search(handle)->SetSearchByItem(contact, &filled);
@@ -77,45 +78,45 @@ unsigned int SimilarSearch_SetSearchByItem(void* handle, IMessage* contact, unsi
     return set ? 1 : 0;
 }
 
-unsigned int SimilarSearch_AddToCache(void* handle, IMessage* contact) {
+unsigned int SimilarSearch_AddToCache(HSimilarSearch handle, IMessage* contact) {
     Trace("SimilarSearch_AddToCache");
     return Search(handle)->AddToCache(contact) ? 1 : 0;
 }
 
-unsigned int SimilarSearch_CheckItem(void* handle, IMessage* contact, unsigned int* verdict,
+unsigned int SimilarSearch_CheckItem(HSimilarSearch handle, IMessage* contact, unsigned int* verdict,
                                      unsigned int* filledCount, const char** verdictText,
                                      const char** matchedFields) {
     Trace("SimilarSearch_CheckItem");
     return Check(handle, contact, verdict, filledCount, verdictText, matchedFields);
 }
 
-unsigned int SimilarSearch_CheckItemW(void* handle, IMessage* contact, unsigned int* verdict,
+unsigned int SimilarSearch_CheckItemW(HSimilarSearch handle, IMessage* contact, unsigned int* verdict,
                                       unsigned int* filledCount, const wchar_t** verdictText,
                                       const wchar_t** matchedFields) {
     Trace("SimilarSearch_CheckItemW");
     return Check(handle, contact, verdict, filledCount, verdictText, matchedFields);
 }
 
-unsigned int SimilarSearch_CheckItemFast(void* handle, const char* entryId, unsigned int* verdict,
+unsigned int SimilarSearch_CheckItemFast(HSimilarSearch handle, const char* entryId, unsigned int* verdict,
                                          unsigned int* filledCount, const char** verdictText,
                                          const char** matchedFields) {
     Trace("SimilarSearch_CheckItemFast");
     return CheckFast(handle, entryId, verdict, filledCount, verdictText, matchedFields);
 }
 
-unsigned int SimilarSearch_CheckItemFastW(void* handle, const char* entryId, unsigned int* verdict,
+unsigned int SimilarSearch_CheckItemFastW(HSimilarSearch handle, const char* entryId, unsigned int* verdict,
                                           unsigned int* filledCount, const wchar_t** verdictText,
                                           const wchar_t** matchedFields) {
     Trace("SimilarSearch_CheckItemFastW");
     return CheckFast(handle, entryId, verdict, filledCount, verdictText, matchedFields);
 }
 
-unsigned int SimilarSearch_RemoveFromCache(void* handle, const char* entryId, int force) {
+unsigned int SimilarSearch_RemoveFromCache(HSimilarSearch handle, const char* entryId, int force) {
     Trace("SimilarSearch_RemoveFromCache");
     return Search(handle)->RemoveFromCache(entryId, force != 0) ? 1 : 0;
 }
 
-void SimilarSearch_LogSearchByPos(void* handle) {
+void SimilarSearch_LogSearchByPos(HSimilarSearch handle) {
     Trace("SimilarSearch_LogSearchByPos");
     Search(handle)->LogSearchByPos();
 }

@@ -35,7 +35,7 @@ std::vector<std::string> Split(const std::string& line) {
     return fields;
 }
 
-void* handle = nullptr;
+HFci handle = nullptr;
 
 // False for a command that is not one.
 bool Run(const std::vector<std::string>& command) {

@@ -242,7 +242,7 @@ TEST_F(Cabinet, ForgivesNullArguments) {
     EXPECT_EQ(FCI_AddFile(nullptr, "a", "b"), 0);
     EXPECT_EQ(FCI_FlushCabinet(nullptr), 0);
     FCI_Delete(nullptr);
-    void* cabinet = FCI_Create(Directory().c_str(), "out.cab");
+    HFci cabinet = FCI_Create(Directory().c_str(), "out.cab");
     ASSERT_NE(cabinet, nullptr);
     EXPECT_EQ(FCI_AddFile(cabinet, nullptr, "b"), 0);
     EXPECT_EQ(FCI_AddFile(cabinet, "a", nullptr), 0);

@@ -278,7 +278,7 @@ TEST_F(Originals, ExportsHandOutTheGroups) {
     const TComparyProp definition = Tagged(L"Subject", PR_SUBJECT_W);
     TComparyProp copy = definition;
     const TComparyProps props{1, &copy};
-    void* const search = Search_Create2(Session(), &props, nullptr, saIdentical, 0, nullptr, 0);
+    HSearch search = Search_Create2(Session(), &props, nullptr, saIdentical, 0, nullptr, 0);
     copy.ulPropTag = 0;
     EXPECT_EQ(log.Lines(sevInfo, "Search_Create2"), (LogLines{{sevInfo, "Search_Create2", "->\n"}}))
         << "level 2 is written at level 3";

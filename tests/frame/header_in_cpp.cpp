@@ -1,5 +1,12 @@
 // The public header as the only include of a C++ program, in the oldest dialect that it promises.
 #include <quorvel.h>
+#include <type_traits>
+
+// A handle of one family does not pass for another's, nor for any pointer.
+static_assert(!std::is_convertible<HSearch, HCmpMatrix>::value, "a search is no matrix");
+static_assert(!std::is_convertible<HSimilarSearch, HSearch>::value,
+              "a similar search is no duplicate search");
+static_assert(!std::is_convertible<void*, HFci>::value, "a pointer is no cabinet");
 
 int UseQuorvel();
 int UseQuorvel() {

@@ -55,9 +55,10 @@ void SweepBothWays(Body body) {
 class MatrixTest : public MailboxTest {
   protected:
     struct Deleter {
-        void operator()(void* handle) const { CmpMatrix_Delete(handle); }
+        using pointer = HCmpMatrix;
+        void operator()(HCmpMatrix handle) const { CmpMatrix_Delete(handle); }
     };
-    using Matrix = std::unique_ptr<void, Deleter>;
+    using Matrix = std::unique_ptr<HCmpMatrix, Deleter>;
 
     Matrix Make(std::vector<TComparyProp> definitions, unsigned option = 0) {
         const TComparyProps props{static_cast<int>(definitions.size()), definitions.data()};

@@ -39,7 +39,7 @@ class Search {
         : m_handle(SimilarSearch_Create(session, storeId.c_str(), countMode)) {}
     Search(const Search&) = delete;
     ~Search() { SimilarSearch_Delete(m_handle); }
-    operator void*() const { return m_handle; }
+    operator HSimilarSearch() const { return m_handle; }
 
     /// Number of filled fields.
     unsigned SetSearchBy(IMessage* contact);
@@ -47,7 +47,7 @@ class Search {
     Verdict CheckFast(const std::string& entryId, unsigned* filled = nullptr);
 
   private:
-    void* m_handle;
+    HSimilarSearch m_handle;
 };
 
 class SimilarTest : public MailboxTest {

@@ -31,7 +31,7 @@ TEST_F(SimilarLog, ExportsTraceTheirEntry) {
     const ComPtr<IMessage> opened = Open(item);
     unsigned verdict, filled;
     CapturedLog log(2);
-    void* search = SimilarSearch_Create(Session(), Store().Id().c_str(), 0);
+    HSimilarSearch search = SimilarSearch_Create(Session(), Store().Id().c_str(), 0);
     SimilarSearch_SetSearchByItem(search, opened.Get(), &filled);
     SimilarSearch_AddToCache(search, opened.Get());
     SimilarSearch_CheckItem(search, opened.Get(), &verdict, &filled, nullptr, nullptr);
