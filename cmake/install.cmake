@@ -6,7 +6,7 @@ find_program(DLLTOOL x86_64-w64-mingw32-dlltool REQUIRED)
 
 target_include_directories(Quorvel INTERFACE $<INSTALL_INTERFACE:include>)
 install(TARGETS Quorvel EXPORT QuorvelTargets RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
-install(FILES include/quorvel.h include/quorvel_host.h DESTINATION include)
+install(FILES include/quorvel.h include/quorvel_host.h ${CMAKE_BINARY_DIR}/include/quorvel_version.h DESTINATION include)
 
 add_custom_command(OUTPUT ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/Quorvel.lib
     COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}
@@ -22,5 +22,5 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QuorvelConfigVersion.cmake DESTINATION
 
 install(TARGETS quorvel qvmailbox RUNTIME DESTINATION bin)
 install(DIRECTORY host/definitions DESTINATION bin)
-install(FILES LICENSE README.md DESTINATION .)
+install(FILES LICENSE README.md CHANGES.md DESTINATION .)
 install(DIRECTORY docs DESTINATION .)

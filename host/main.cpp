@@ -238,6 +238,7 @@ int Run(const std::vector<std::string>& arguments) {
     app.fallthrough();
     // "/archive/x.cab" is a path.
     app.allow_windows_style_options(false);
+    app.set_version_flag("--version", "quorvel " QUORVEL_VERSION, "Print the version and stop");
     app.add_option("--mailbox", options.mailbox, "A mailbox file, instead of the mail client's profile")
         ->type_name("FILE");
     app.add_flag("--profile-ui", options.profileUi, "Let the mail client ask for the profile");

@@ -33,6 +33,8 @@
 #include <stdbool.h>
 #include <stddef.h>
 
+#include "quorvel_version.h" /* QUORVEL_VERSION, a text, and its three numbers */
+
 #if defined(QUORVEL_STATIC)
 #define QUORVEL_API
 #else
