@@ -100,9 +100,11 @@ IMAPISession* Logon() {
     const double start = Seconds();
     MAPIInitialize(nullptr);
     const HRESULT hr = MAPILogonEx(0, nullptr, nullptr, MAPI_EXTENDED, &session);
-    PROCESS_MEMORY_COUNTERS memory{};
-    GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof memory);
-    std::printf("logon 0x%lx: %.2f s, working set %.0f MB, at most %.0f MB\n", hr, Seconds() - start,
+    PROCESS_MEMORY_COUNTERS_EX memory{};
+    GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
+                         sizeof memory);
+    std::printf("logon 0x%lx: %.2f s, private %.0f MB, working set %.0f MB, at most %.0f MB\n", hr,
+                Seconds() - start, static_cast<double>(memory.PrivateUsage) / 1e6,
                 static_cast<double>(memory.WorkingSetSize) / 1e6,
                 static_cast<double>(memory.PeakWorkingSetSize) / 1e6);
     if (hr != S_OK) std::printf("%ls\n", mailbox::LastError().c_str());

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <tuple>
 
+#include "mailbox/values.h"
+
 namespace mailbox {
 
 bool Name::operator<(const Name& other) const {
@@ -176,30 +178,40 @@ std::string SearchKeyOf(std::string_view entryId) {
     return {reinterpret_cast<const char*>(halves), sizeof halves};
 }
 
-bool Translate(const Properties& properties, const NameTable& from, NameTable& to, Properties& translated) {
+namespace {
+
+bool Translate(const Properties& properties, const NameTable& from, NameTable& to, bool isSameMailbox,
+               Properties& translated) {
     for (const Properties::Slot& slot : properties.Slots()) {
         const Name* name = from.Of(PROP_ID(slot.tag));
         const ULONG id = name != nullptr ? to.FindOrAdd(*name) : PROP_ID(slot.tag);
         if (id == 0) return false;
-        translated.Set(PROP_TAG(PROP_TYPE(slot.tag), id), properties.Bytes(slot));
+        const ULONG tag = PROP_TAG(PROP_TYPE(slot.tag), id);
+        if (isSameMailbox)
+            translated.Set(tag, properties, slot);
+        else if (TakeValue(properties, slot, tag, translated) != S_OK)
+            return false;
     }
     return true;
 }
 
+}  // namespace
+
 std::shared_ptr<const MessageData> Translate(const std::shared_ptr<const MessageData>& data,
-                                             const NameTable& from, NameTable& to) {
+                                             const NameTable& from, NameTable& to, bool isSameMailbox) {
     if (&from == &to) return data;
     auto translated = std::make_shared<MessageData>();
-    if (!Translate(data->properties, from, to, translated->properties)) return nullptr;
+    if (!Translate(data->properties, from, to, isSameMailbox, translated->properties)) return nullptr;
     translated->nextAttachment = data->nextAttachment;
     for (const Properties& recipient : data->recipients)
-        if (!Translate(recipient, from, to, translated->recipients.emplace_back())) return nullptr;
+        if (!Translate(recipient, from, to, isSameMailbox, translated->recipients.emplace_back()))
+            return nullptr;
     for (const auto& attachment : data->attachments) {
         auto copy = std::make_shared<Attachment>();
         copy->number = attachment->number;
-        if (!Translate(attachment->properties, from, to, copy->properties)) return nullptr;
+        if (!Translate(attachment->properties, from, to, isSameMailbox, copy->properties)) return nullptr;
         if (attachment->message != nullptr) {
-            copy->message = Translate(attachment->message, from, to);
+            copy->message = Translate(attachment->message, from, to, isSameMailbox);
             if (copy->message == nullptr) return nullptr;
         }
         translated->attachments.push_back(std::move(copy));

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "mailbox/FileText.h"
 #include "mailbox/ItemIndex.h"
 #include "mailbox/Properties.h"
 
@@ -126,6 +127,8 @@ class Database {
     unsigned sessions = 0;
     /// The file that the mailbox was read from; null for one built in memory.
     std::shared_ptr<MailboxFileState> file;
+    /// What long values are read from; null where none lies outside.
+    std::shared_ptr<FileText> text;
 
     // Adding. An empty id is replaced by a new one; null when the id is taken already.
     Store* AddStore(std::string id, std::wstring_view displayName);
@@ -159,10 +162,8 @@ class Database {
 std::string SearchKeyOf(std::string_view entryId);
 
 /// The message as another store holds it: named properties carry that store's identifiers. Null when it has
-/// none left.
+/// none left, or when a value cannot be read: for a store of another mailbox all of them are.
 std::shared_ptr<const MessageData> Translate(const std::shared_ptr<const MessageData>& data,
-                                             const NameTable& from, NameTable& to);
-/// Adds the properties to translated; false when to has no identifiers left.
-bool Translate(const Properties& properties, const NameTable& from, NameTable& to, Properties& translated);
+                                             const NameTable& from, NameTable& to, bool isSameMailbox = true);
 
 }  // namespace mailbox

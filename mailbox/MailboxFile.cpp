@@ -13,44 +13,10 @@
 
 namespace mailbox {
 
-namespace {
-
-/// A file handle that closes itself.
-class File {
-  public:
-    File() = default;
-    explicit File(HANDLE handle) : m_handle(handle) {}
-    File(const File&) = delete;
-    File& operator=(File&& other) noexcept {
-        std::swap(m_handle, other.m_handle);
-        return *this;
-    }
-    ~File() { Close(); }
-    bool IsOpen() const { return m_handle != INVALID_HANDLE_VALUE && m_handle != nullptr; }
-    HANDLE Handle() const { return m_handle; }
-    void Close() {
-        if (IsOpen()) CloseHandle(m_handle);
-        m_handle = INVALID_HANDLE_VALUE;
-    }
-
-  private:
-    HANDLE m_handle = INVALID_HANDLE_VALUE;
-};
-
-/// By what a file shows that somebody else wrote it.
-struct Stamp {
-    unsigned long long size = 0;
-    unsigned long long written = 0;
-    bool operator==(const Stamp&) const = default;
-};
-
-}  // namespace
-
 struct MailboxFileState {
     std::wstring path;
     /// Open as long as the mailbox is in use, shared with nobody.
     File lock;
-    Stamp stamp;
     /// The folder of the file cannot be written to: the mailbox is only read.
     bool isReadOnly = false;
 };
@@ -108,15 +74,6 @@ std::wstring ConfiguredFile() {
     return full;
 }
 
-bool ReadStamp(HANDLE file, Stamp& stamp) {
-    BY_HANDLE_FILE_INFORMATION info;
-    if (!GetFileInformationByHandle(file, &info)) return false;
-    stamp.size = static_cast<unsigned long long>(info.nFileSizeHigh) << 32 | info.nFileSizeLow;
-    stamp.written = static_cast<unsigned long long>(info.ftLastWriteTime.dwHighDateTime) << 32 |
-                    info.ftLastWriteTime.dwLowDateTime;
-    return true;
-}
-
 /// Where a save puts the mailbox until it is whole.
 std::wstring NewName(const MailboxFileState& file) {
     return file.path + L".new";
@@ -143,36 +100,22 @@ HRESULT FailImportFirst(const std::wstring& path, const wchar_t* what) {
                                           L"NEW.json INPUT makes one of it");
 }
 
-HRESULT Read(MailboxFileState& state, Database& database) {
-    File file(CreateFileW(state.path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    if (!file.IsOpen()) {
-        const DWORD error = GetLastError();
+HRESULT Read(const MailboxFileState& state, Database& database) {
+    const auto text = std::make_shared<FileText>();
+    const DWORD error = text->Open(state.path);
+    if (error != ERROR_SUCCESS) {
         if (error == ERROR_SHARING_VIOLATION)
             return Fail(MAPI_E_BUSY, state.path + L": another program has this mailbox open for writing");
         const bool isMissing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
         return Fail(isMissing ? MAPI_E_NOT_FOUND : MAPI_E_NO_ACCESS,
                     state.path + L": cannot be opened: " + ErrorText(error));
     }
-    if (!ReadStamp(file.Handle(), state.stamp))
-        return Fail(MAPI_E_DISK_ERROR, state.path + L": " + ErrorText(GetLastError()));
     std::wstring why;
-    bool isRead = false;
-    const wchar_t* kind = nullptr;
-    if (state.stamp.size == 0) {
-        isRead = ReadMailbox({}, database, why);
-    } else {
-        const File mapping(CreateFileMappingW(file.Handle(), nullptr, PAGE_READONLY, 0, 0, nullptr));
-        const void* view =
-            mapping.IsOpen() ? MapViewOfFile(mapping.Handle(), FILE_MAP_READ, 0, 0, 0) : nullptr;
-        if (view == nullptr) return Fail(MAPI_E_DISK_ERROR, state.path + L": " + ErrorText(GetLastError()));
-        const std::string_view text(static_cast<const char*>(view), static_cast<size_t>(state.stamp.size));
-        isRead = ReadMailbox(text, database, why);
-        if (!isRead) kind = KindOfFile(text, state.path);
-        UnmapViewOfFile(view);
-    }
-    if (kind != nullptr) return FailImportFirst(state.path, kind);
-    return isRead ? S_OK : Fail(MAPI_E_CORRUPT_STORE, state.path + L": " + why);
+    if (ReadMailbox(text, database, why)) return S_OK;
+    std::string begin(static_cast<size_t>(std::min<unsigned long long>(text->Size(), 80)), '\0');
+    if (!text->Read(0, begin.data(), begin.size())) begin.clear();
+    if (const wchar_t* const kind = KindOfFile(begin, state.path)) return FailImportFirst(state.path, kind);
+    return Fail(MAPI_E_CORRUPT_STORE, state.path + L": " + why);
 }
 
 }  // namespace
@@ -246,13 +189,22 @@ DWORD WriteAll(const Database& database, HANDLE file) {
     return error != ERROR_SUCCESS ? error : ERROR_DISK_FULL;
 }
 
-/// Whether the file is still what this process read or wrote last.
-bool IsUnchanged(const MailboxFileState& state) {
-    const File file(CreateFileW(state.path.c_str(), FILE_READ_ATTRIBUTES,
+bool ReadStamp(const std::wstring& path, Stamp& stamp) {
+    const File file(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
                                 FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                 OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    Stamp stamp;
-    return file.IsOpen() && ReadStamp(file.Handle(), stamp) && stamp == state.stamp;
+    return file.IsOpen() && file.ReadStamp(stamp);
+}
+
+/// Writes the mailbox beside its file. 0, or the system's error.
+DWORD WriteNew(const Database& database, const std::wstring& path, Stamp& stamp) {
+    File file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file.IsOpen()) return GetLastError();
+    const DWORD error = WriteAll(database, file.Handle());
+    if (error != ERROR_SUCCESS) return error;
+    file.Close();
+    return ReadStamp(path, stamp) ? ERROR_SUCCESS : GetLastError();
 }
 
 }  // namespace
@@ -263,33 +215,39 @@ HRESULT WriteMailbox(Database& database) {
         database.dirty = false;
         return S_OK;
     }
-    MailboxFileState& state = *database.file;
-    if (state.isReadOnly)
-        return Fail(MAPI_E_NO_ACCESS, state.path + L": nothing can be saved beside this file");
-    if (!IsUnchanged(state))
+    const MailboxFileState& state = *database.file;
+    FileText& text = *database.text;
+    // Whether the file is still what this process read or wrote last.
+    const auto isUnchanged = [&] {
+        Stamp now;
+        return ReadStamp(state.path, now) && now == text.TheStamp();
+    };
+    const auto failChanged = [&] {
         return Fail(MAPI_E_OBJECT_CHANGED,
                     state.path + L": was changed by another program since it was read; nothing was saved");
+    };
+    if (state.isReadOnly)
+        return Fail(MAPI_E_NO_ACCESS, state.path + L": nothing can be saved beside this file");
+    if (!isUnchanged()) return failChanged();
 
-    const std::wstring temporary = NewName(state);
-    File file(CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
-                          nullptr));
-    if (!file.IsOpen()) return FailWrite(temporary, GetLastError());
-    DWORD error = WriteAll(database, file.Handle());
+    const std::wstring path = NewName(state);
     Stamp stamp;
-    file.Close();
-    if (error == ERROR_SUCCESS && !MoveFileExW(temporary.c_str(), state.path.c_str(),
-                                               MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    text.BeginMoves();
+    DWORD error = WriteNew(database, path, stamp);
+    const bool isReplaceable = error == ERROR_SUCCESS && isUnchanged();
+    // Windows replaces no file that is open.
+    text.Close();
+    if (isReplaceable &&
+        !MoveFileExW(path.c_str(), state.path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
         error = GetLastError();
-    if (error != ERROR_SUCCESS) {
-        DeleteFileW(temporary.c_str());
-        return FailWrite(state.path, error);
+    if (isReplaceable && error == ERROR_SUCCESS) {
+        text.Moved(stamp);
+        database.dirty = false;
+        return S_OK;
     }
-    const File written(CreateFileW(state.path.c_str(), FILE_READ_ATTRIBUTES,
-                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (written.IsOpen() && ReadStamp(written.Handle(), stamp)) state.stamp = stamp;
-    database.dirty = false;
-    return S_OK;
+    DeleteFileW(path.c_str());
+    if (error == ERROR_FILE_INVALID || (!isReplaceable && error == ERROR_SUCCESS)) return failChanged();
+    return FailWrite(state.path, error);
 }
 
 }  // namespace mailbox

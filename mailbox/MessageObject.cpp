@@ -327,7 +327,8 @@ HRESULT MessageObject::OpenObject(ULONG tag, REFIID iid, ULONG flags, IUnknown**
 HRESULT MessageObject::CopyParts(PropCore& target, const std::function<bool(ULONG tag)>& wanted) {
     auto* other = dynamic_cast<MessageObject*>(&target);
     if (other == nullptr) return S_OK;
-    const auto data = Translate(m_record.data, OwnStore()->names, other->OwnStore()->names);
+    const auto data =
+        Translate(m_record.data, OwnStore()->names, other->OwnStore()->names, Mailbox() == other->Mailbox());
     if (data == nullptr) return MAPI_E_NOT_ENOUGH_RESOURCES;
     if (wanted(PR_MESSAGE_RECIPIENTS)) other->Working().recipients = data->recipients;
     if (wanted(PR_MESSAGE_ATTACHMENTS)) {
@@ -380,7 +381,8 @@ HRESULT AttachObject::CopyParts(PropCore& target, const std::function<bool(ULONG
     if (m_record.attachment->message == nullptr || !wanted(PR_ATTACH_DATA_OBJ)) return S_OK;
     auto* other = dynamic_cast<AttachObject*>(&target);
     if (other == nullptr) return S_OK;
-    auto message = Translate(m_record.attachment->message, OwnStore()->names, other->OwnStore()->names);
+    auto message = Translate(m_record.attachment->message, OwnStore()->names, other->OwnStore()->names,
+                             Mailbox() == other->Mailbox());
     if (message == nullptr) return MAPI_E_NOT_ENOUGH_RESOURCES;
     other->PutMessage(std::move(message));
     return S_OK;

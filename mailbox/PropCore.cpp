@@ -108,7 +108,11 @@ HRESULT PropCore::OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** 
 
     View view;
     Scratch scratch;
-    const bool found = Source().Get(PROP_ID(tag), view, scratch);
+    // What lies in the mailbox file is not read to be opened.
+    const Properties::Slot* const slot = Stored().Find(PROP_ID(tag));
+    const Place* const place = slot != nullptr ? Stored().PlaceOf(*slot) : nullptr;
+    if (place != nullptr) view.type = PROP_TYPE(slot->tag);
+    const bool found = place != nullptr || Source().Get(PROP_ID(tag), view, scratch);
     if (!found && !create) return MAPI_E_NOT_FOUND;
     if (found && view.type == PT_ERROR && !create) return As<HRESULT>(view.bytes);
     ULONG type = PROP_TYPE(tag);
@@ -121,9 +125,16 @@ HRESULT PropCore::OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** 
     StreamData data;
     if (!create) {
         if (!CanGive(view.type, type)) return MAPI_E_NOT_FOUND;
+        if (place != nullptr && view.type == type) {
+            data.place = place;
+            data.placedSize = slot->size;
+            data.isText = type == PT_UNICODE;
+            return *out = NewStream(std::move(data), *this, CommitTo(tag, type, flags)), S_OK;
+        }
+        if (place != nullptr) view.bytes = BytesOf(Stored(), *slot, scratch);
+        if (scratch.failure != S_OK) return scratch.failure;
         view = Converted(view, type, scratch);
-        data.keep = PROP_TYPE(tag) == view.type ? Keeper() : nullptr;
-        const Properties::Slot* slot = Stored().Find(PROP_ID(tag));
+        data.keep = PROP_TYPE(tag) == view.type && place == nullptr ? Keeper() : nullptr;
         // Only what is stored stays in place; a converted or computed value is the scratch's.
         if (slot == nullptr || Stored().Bytes(*slot).data() != view.bytes.data()) data.keep = nullptr;
         data.isText = data.keep != nullptr && type == PT_UNICODE;
@@ -132,15 +143,17 @@ HRESULT PropCore::OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** 
         else
             data.own = type == PT_UNICODE ? ToWideBytes(view.bytes) : std::string(view.bytes);
     }
-    StreamCommit commit;
-    if ((flags & (MAPI_CREATE | MAPI_MODIFY)) != 0)
-        commit = [this, tag, type](const std::string& bytes) {
-            Editable().Set(CHANGE_PROP_TYPE(tag, type), FromStream(type, bytes));
-            Edited();
-            return S_OK;
-        };
-    *out = NewStream(std::move(data), *this, std::move(commit));
+    *out = NewStream(std::move(data), *this, CommitTo(tag, type, flags));
     return S_OK;
+}
+
+std::function<HRESULT(const std::string&)> PropCore::CommitTo(ULONG tag, ULONG type, ULONG flags) {
+    if ((flags & (MAPI_CREATE | MAPI_MODIFY)) == 0) return nullptr;
+    return [this, tag, type](const std::string& bytes) {
+        Editable().Set(CHANGE_PROP_TYPE(tag, type), FromStream(type, bytes));
+        Edited();
+        return S_OK;
+    };
 }
 
 bool PropCore::IsSettable(ULONG tag, HRESULT& error) const {
@@ -237,8 +250,8 @@ HRESULT PropCore::CopyWanted(const std::function<bool(ULONG tag)>& wanted, const
         const bool isKept = (flags & MAPI_NOREPLACE) != 0 && other->Stored().Find(PROP_ID(tag)) != nullptr;
         HRESULT error = isKept ? MAPI_E_COLLISION : S_OK;
         if (error == S_OK && other->IsSettable(tag, error)) {
-            other->Editable().Set(tag, Stored().Bytes(slot));
-            other->Edited();
+            error = TakeValue(Stored(), slot, tag, other->Editable());
+            if (error == S_OK) other->Edited();
         }
         // What the target works out itself is no problem.
         if (error != S_OK && error != MAPI_E_COMPUTED) found.Add(index, slot.tag, error);

@@ -111,6 +111,8 @@ class PropCore {
 
   private:
     HRESULT OpenStream(ULONG tag, bool isDocfile, ULONG flags, IUnknown** out);
+    /// What takes over the bytes of a stream opened with these flags; none for one to read.
+    std::function<HRESULT(const std::string& bytes)> CommitTo(ULONG tag, ULONG type, ULONG flags);
     HRESULT CopyWanted(const std::function<bool(ULONG tag)>& wanted, const IID* iid, void* target,
                        ULONG flags, SPropProblemArray** problems);
     bool IsSettable(ULONG tag, HRESULT& error) const;

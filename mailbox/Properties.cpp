@@ -55,18 +55,49 @@ size_t Properties::Size() const {
     return size;
 }
 
-void Properties::Set(ULONG tag, std::string_view bytes) {
+/// The slot of the property, which holds the bytes now.
+Properties::Slot& Properties::Put(ULONG tag, std::string_view kept) {
     auto place = std::lower_bound(m_slots.begin(), m_slots.end(), PROP_ID(tag), IsBefore);
     if (place == m_slots.end() || PROP_ID(place->tag) != PROP_ID(tag))
-        place = m_slots.insert(place, Slot{tag, 0, 0});
-    if (bytes.size() > place->size) {
-        place->offset = static_cast<ULONG>(m_bytes.size());
-        m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
-    } else if (!bytes.empty()) {
-        std::memcpy(m_bytes.data() + place->offset, bytes.data(), bytes.size());
+        place = m_slots.insert(place, Slot{tag, 0, 0, 0});
+    if (kept.size() > place->Kept()) {
+        place->offset = static_cast<ULONG>(m_bytes.size()) & 0x7FFFFFFF;
+        m_bytes.insert(m_bytes.end(), kept.begin(), kept.end());
+    } else if (!kept.empty()) {
+        std::memcpy(m_bytes.data() + place->offset, kept.data(), kept.size());
     }
     place->tag = tag;
-    place->size = static_cast<ULONG>(bytes.size());
+    place->isPlaced = 0;
+    place->size = static_cast<ULONG>(kept.size());
+    return *place;
+}
+
+void Properties::Set(ULONG tag, std::string_view bytes) {
+    Put(tag, bytes);
+}
+
+void Properties::SetPlace(ULONG tag, const Place* place, ULONG size) {
+    Slot& slot = Put(tag, {reinterpret_cast<const char*>(&place), sizeof place});
+    slot.isPlaced = 1;
+    slot.size = size;
+}
+
+void Properties::Set(ULONG tag, const Properties& from, const Slot& slot) {
+    if (slot.isPlaced)
+        SetPlace(tag, from.PlaceOf(slot), slot.size);
+    else
+        Set(tag, from.Bytes(slot));
+}
+
+const Place* Properties::PlaceOf(const Slot& slot) const {
+    const Place* place = nullptr;
+    if (slot.isPlaced) std::memcpy(&place, m_bytes.data() + slot.offset, sizeof place);
+    return place;
+}
+
+void Properties::Clear() {
+    m_slots.clear();
+    m_bytes.clear();
 }
 
 bool Properties::Remove(ULONG id) {
@@ -78,12 +109,13 @@ bool Properties::Remove(ULONG id) {
 
 void Properties::Compact() {
     std::vector<char> bytes;
-    bytes.reserve(Size());
+    size_t size = 0;
+    for (const Slot& slot : m_slots) size += slot.Kept();
+    bytes.reserve(size);
     for (Slot& slot : m_slots) {
-        const ULONG offset = static_cast<ULONG>(bytes.size());
-        const std::string_view value = Bytes(slot);
-        bytes.insert(bytes.end(), value.begin(), value.end());
-        slot.offset = offset;
+        const char* const value = m_bytes.data() + slot.offset;
+        slot.offset = static_cast<ULONG>(bytes.size()) & 0x7FFFFFFF;
+        bytes.insert(bytes.end(), value, value + slot.Kept());
     }
     m_bytes = std::move(bytes);
     m_slots.shrink_to_fit();

@@ -7,7 +7,7 @@
 //   PT_STRING8, PT_BINARY, PT_OBJECT          as they are
 //   multi-valued, elements of one size        one after the other
 //   multi-valued texts and binaries           each element as its four-byte length and its bytes
-// Nothing here ends in a zero.
+// Nothing here ends in a zero. A long text or binary of a mailbox file stays there, and only its place is here.
 
 #include <windows.h>
 #include <mapidefs.h>
@@ -24,22 +24,35 @@ size_t FixedSize(ULONG type);
 /// The types that a property can have, multi-valued ones included.
 bool IsKnownType(ULONG type);
 
+struct Place;
+
 class Properties {
   public:
     struct Slot {
         ULONG tag;
-        ULONG offset;
+        ULONG offset : 31;
+        ULONG isPlaced : 1;
+        /// Bytes of the value, wherever it is.
         ULONG size;
+        /// Bytes that it takes here.
+        ULONG Kept() const { return isPlaced ? static_cast<ULONG>(sizeof(const Place*)) : size; }
     };
 
     /// The slot of the property identifier (16 bits), or null.
     const Slot* Find(ULONG id) const;
+    /// Of a value that is here; values.h has what reads any value.
     std::string_view Bytes(const Slot& slot) const { return {m_bytes.data() + slot.offset, slot.size}; }
+    /// Where the value lies; null when it is here.
+    const Place* PlaceOf(const Slot& slot) const;
     const std::vector<Slot>& Slots() const { return m_slots; }
     /// Bytes of all values together.
     size_t Size() const;
 
     void Set(ULONG tag, std::string_view bytes);
+    void SetPlace(ULONG tag, const Place* place, ULONG size);
+    /// Takes a value as it is in other properties, without reading one that lies elsewhere.
+    void Set(ULONG tag, const Properties& from, const Slot& slot);
+    void Clear();
     /// False when the property is not there.
     bool Remove(ULONG id);
     /// Gives back what replaced and removed values and growth left unused.
@@ -69,6 +82,8 @@ class Properties {
     Properties& Binaries(ULONG tag, std::span<const std::string> values);
 
   private:
+    Slot& Put(ULONG tag, std::string_view kept);
+
     std::vector<Slot> m_slots;
     std::vector<char> m_bytes;
 };

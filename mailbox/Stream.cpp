@@ -26,11 +26,16 @@ class Stream final : public ComObject<IStream, kStream> {
         return Call({"IStream::Read", m_owner.EntryId()}, [&] {
             wchar_t start[kStartUnits];
             const bool isStart = m_data.isText && m_position == 0 && count <= kMostOfStart;
-            const std::string_view bytes = isStart ? StartOfText(count, start) : Bytes();
-            size_t given = m_position < bytes.size() ? std::min<size_t>(count, bytes.size() - m_position) : 0;
+            std::string_view bytes;
+            const HRESULT hr = isStart ? StartOfText(count, start, bytes) : IsInFile() ? S_OK : Bytes(bytes);
+            if (hr != S_OK) return hr;
+            const size_t size = IsInFile() ? m_data.placedSize : bytes.size();
+            size_t given = m_position < size ? std::min<size_t>(count, size - m_position) : 0;
             if (g_striking != nullptr && g_striking->limit)
                 given = std::min<size_t>(given, *g_striking->limit);
-            if (given != 0) std::memcpy(out, bytes.data() + m_position, given);
+            if (IsInFile() && !m_data.place->LoadBinary(m_position, static_cast<char*>(out), given))
+                return m_data.place->file->Failure();
+            if (!IsInFile() && given != 0) std::memcpy(out, bytes.data() + m_position, given);
             m_position += given;
             if (read != nullptr) *read = static_cast<ULONG>(given);
             return S_OK;
@@ -43,7 +48,9 @@ class Stream final : public ComObject<IStream, kStream> {
         return Call({"IStream::Write", m_owner.EntryId()}, [&] {
             if (m_commit == nullptr) return STG_E_ACCESSDENIED;
             if (count == 0) return S_OK;
-            std::string& bytes = OwnBytes();
+            const HRESULT hr = Own();
+            if (hr != S_OK) return hr;
+            std::string& bytes = m_data.own;
             if (m_position + count > MAXLONG) return STG_E_MEDIUMFULL;
             if (bytes.size() < m_position + count) bytes.resize(m_position + count);
             std::memcpy(bytes.data() + m_position, from, count);
@@ -56,10 +63,13 @@ class Stream final : public ComObject<IStream, kStream> {
     HRESULT STDMETHODCALLTYPE Seek(LARGE_INTEGER move, DWORD origin, ULARGE_INTEGER* position) override {
         return Call({"IStream::Seek", m_owner.EntryId()}, [&] {
             long long base = 0;
+            size_t size = 0;
+            const HRESULT hr = origin == STREAM_SEEK_END ? Size(size) : S_OK;
+            if (hr != S_OK) return hr;
             if (origin == STREAM_SEEK_CUR)
                 base = static_cast<long long>(m_position);
             else if (origin == STREAM_SEEK_END)
-                base = static_cast<long long>(Bytes().size());
+                base = static_cast<long long>(size);
             else if (origin != STREAM_SEEK_SET)
                 return STG_E_INVALIDFUNCTION;
             if (move.QuadPart < -base || move.QuadPart > MAXLONGLONG - base) return STG_E_INVALIDFUNCTION;
@@ -73,8 +83,9 @@ class Stream final : public ComObject<IStream, kStream> {
         return Call({"IStream::SetSize", m_owner.EntryId()}, [&] {
             if (m_commit == nullptr) return STG_E_ACCESSDENIED;
             if (size.QuadPart > MAXLONG) return STG_E_MEDIUMFULL;
-            OwnBytes().resize(static_cast<size_t>(size.QuadPart));
-            return S_OK;
+            const HRESULT hr = Own();
+            if (hr == S_OK) m_data.own.resize(static_cast<size_t>(size.QuadPart));
+            return hr;
         });
     }
 
@@ -82,7 +93,9 @@ class Stream final : public ComObject<IStream, kStream> {
                                      ULARGE_INTEGER* written) override {
         if (target == nullptr) return STG_E_INVALIDPOINTER;
         return Call({"IStream::CopyTo", m_owner.EntryId()}, [&] {
-            const std::string_view bytes = Bytes();
+            std::string_view bytes;
+            const HRESULT got = Bytes(bytes);
+            if (got != S_OK) return got;
             const size_t left = m_position < bytes.size() ? bytes.size() - m_position : 0;
             const ULONG size = static_cast<ULONG>(std::min<unsigned long long>(count.QuadPart, left));
             ULONG taken = 0;
@@ -95,8 +108,10 @@ class Stream final : public ComObject<IStream, kStream> {
     }
 
     HRESULT STDMETHODCALLTYPE Commit(DWORD) override {
-        return Call({"IStream::Commit", m_owner.EntryId()},
-                    [&] { return m_commit == nullptr ? S_OK : m_commit(OwnBytes()); });
+        return Call({"IStream::Commit", m_owner.EntryId()}, [&] {
+            const HRESULT hr = m_commit != nullptr ? Own() : S_OK;
+            return hr != S_OK || m_commit == nullptr ? hr : m_commit(m_data.own);
+        });
     }
     HRESULT STDMETHODCALLTYPE Revert() override { return Unsupported("IStream::Revert"); }
     HRESULT STDMETHODCALLTYPE LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override {
@@ -110,8 +125,11 @@ class Stream final : public ComObject<IStream, kStream> {
         if (stat == nullptr) return STG_E_INVALIDPOINTER;
         *stat = {};
         return Call({"IStream::Stat", m_owner.EntryId()}, [&] {
+            size_t size = 0;
+            const HRESULT hr = Size(size);
+            if (hr != S_OK) return hr;
             stat->type = STGTY_STREAM;
-            stat->cbSize.QuadPart = Bytes().size();
+            stat->cbSize.QuadPart = size;
             if (g_striking != nullptr && g_striking->statSize) stat->cbSize.QuadPart = *g_striking->statSize;
             stat->grfMode = m_commit == nullptr ? STGM_READ : STGM_READWRITE;
             return S_OK;
@@ -130,21 +148,42 @@ class Stream final : public ComObject<IStream, kStream> {
     }
 
   private:
-    std::string_view Bytes() {
-        if (m_data.isText) OwnBytes();
-        return m_data.keep != nullptr ? m_data.view : std::string_view(m_data.own);
+    /// Binary data that is read from the mailbox file piece by piece.
+    bool IsInFile() const { return m_data.place != nullptr && !m_data.isText; }
+    HRESULT Size(size_t& size) {
+        std::string_view bytes;
+        const HRESULT hr = IsInFile() ? S_OK : Bytes(bytes);
+        size = IsInFile() ? m_data.placedSize : bytes.size();
+        return hr;
     }
-    std::string& OwnBytes() {
-        if (m_data.keep != nullptr) {
+    HRESULT Bytes(std::string_view& bytes) {
+        const HRESULT hr = m_data.isText || m_data.place != nullptr ? Own() : S_OK;
+        if (hr == S_OK) bytes = m_data.keep != nullptr ? m_data.view : std::string_view(m_data.own);
+        return hr;
+    }
+    /// Makes all of the bytes the stream's own.
+    HRESULT Own() {
+        if (m_data.place != nullptr) {
+            std::string loaded(m_data.placedSize, '\0');
+            if (!m_data.place->Load(loaded.data(), loaded.size())) return m_data.place->file->Failure();
+            m_data.own = m_data.isText ? ToWideBytes(loaded) : std::move(loaded);
+        } else if (m_data.keep != nullptr) {
             m_data.own = m_data.isText ? ToWideBytes(m_data.view) : std::string(m_data.view);
-            m_data.keep = nullptr;
-            m_data.isText = false;
         }
-        return m_data.own;
+        m_data.keep = nullptr;
+        m_data.place = nullptr;
+        m_data.isText = false;
+        return S_OK;
     }
     /// At least so many bytes of a text, as far as it goes.
-    std::string_view StartOfText(size_t bytes, wchar_t* out) const {
-        const std::string_view text = m_data.view;
+    HRESULT StartOfText(size_t bytes, wchar_t* out, std::string_view& start) const {
+        char head[kStartUnits * 3];
+        std::string_view text = m_data.view;
+        if (m_data.place != nullptr) {
+            // A unit comes from three bytes at the most.
+            text = {head, std::min(sizeof head, m_data.placedSize)};
+            if (!m_data.place->Load(head, text.size())) return m_data.place->file->Failure();
+        }
         const size_t units = bytes / sizeof(wchar_t) + 1;
         size_t length = 0, size = 0;
         while (length < units && size < text.size()) {
@@ -155,7 +194,8 @@ class Stream final : public ComObject<IStream, kStream> {
             size = end;
         }
         const wchar_t* const end = WriteWide(text.substr(0, size), out);
-        return {reinterpret_cast<const char*>(out), static_cast<size_t>(end - out) * sizeof(wchar_t)};
+        start = {reinterpret_cast<const char*>(out), static_cast<size_t>(end - out) * sizeof(wchar_t)};
+        return S_OK;
     }
 
     // A reading of no more than this from the start converts no more of a text than it needs.

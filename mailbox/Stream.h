@@ -7,16 +7,20 @@
 #include <string>
 #include <string_view>
 
+#include "mailbox/FileText.h"
 #include "mailbox/platform_headers.h"
 
 namespace mailbox {
 
-/// What a stream shows: own bytes, or a view of bytes that keep holds in place. A view of text is shown as its
-/// UTF-16; it is converted when more than its start is read.
+/// What a stream shows: own bytes, a view of bytes that keep holds in place, or a value of the mailbox file, which
+/// is read when it is asked for. A text elsewhere is shown as its UTF-16; it is converted when more than its start
+/// is read.
 struct StreamData {
     std::string own;
     std::string_view view;
     std::shared_ptr<const void> keep;
+    const Place* place = nullptr;
+    size_t placedSize = 0;
     bool isText = false;
 };
 

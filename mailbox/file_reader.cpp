@@ -3,11 +3,10 @@
 #include <mapitags.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <unordered_map>
 
+#include "mailbox/JsonScanner.h"
 #include "mailbox/file_index.h"
 #include "mailbox/file_text.h"
 #include "mailbox/file_values.h"
@@ -112,32 +111,13 @@ constexpr size_t kDeepest = 200;
 constexpr size_t kShortestId = 5;
 constexpr size_t kLongestId = 255;
 
-/// Takes the events of the JSON parser and builds the records.
+/// Takes the tokens of the JSON and builds the records.
 class Reader {
   public:
-    explicit Reader(Database& database) : m_database(database) {}
+    Reader(JsonScanner& scanner, Database& database) : m_scanner(scanner), m_database(database) {}
 
+    bool Run();
     const std::wstring& Why() const { return m_why; }
-
-    bool null() { return Fail("null is no value here"); }
-    bool boolean(bool value) { return Value({.kind = Scalar::kBoolean, .boolean = value}); }
-    bool number_integer(std::int64_t value) { return Value({.kind = Scalar::kSigned, .number = value}); }
-    bool number_unsigned(std::uint64_t value) {
-        return Value({.kind = Scalar::kUnsigned, .unsignedNumber = value});
-    }
-    bool number_float(double value, const std::string&) {
-        return Value({.kind = Scalar::kFloat, .real = value});
-    }
-    bool string(std::string& value) { return Value({.kind = Scalar::kText, .text = value}); }
-    bool binary(nlohmann::json::binary_t&) { return false; }
-    bool start_object(std::size_t);
-    bool key(std::string& name);
-    bool end_object();
-    bool start_array(std::size_t);
-    bool end_array() {
-        return m_frames.back().part == pElements ? EndElements() : (m_frames.pop_back(), true);
-    }
-    bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error);
 
   private:
     struct Frame {
@@ -155,10 +135,18 @@ class Reader {
         MessageData* message = nullptr;
         Attachment* attachment = nullptr;
         Properties* properties = nullptr;
+        /// Long values may stay in the file.
+        bool mayStay = false;
     };
 
+    bool Take(JsonScanner::Token token);
+    bool StartObject();
+    bool StartList();
+    bool Key(std::string_view name);
+    bool EndObject();
+    bool PlacedValue();
     bool Fail(const std::string& what);
-    std::string Place() const;
+    std::string Where() const;
     bool Begin(Part part, const Frame& outer);
     bool Value(const Scalar& scalar);
     bool MemberValue(Frame& frame, const Scalar& scalar);
@@ -169,6 +157,7 @@ class Reader {
     bool PropertyValue(const char* problem);
     bool EndElements();
 
+    JsonScanner& m_scanner;
     Database& m_database;
     std::vector<Frame> m_frames;
     std::wstring m_why;
@@ -178,20 +167,25 @@ class Reader {
     // The object that the last frame of its kind builds.
     Store* m_store = nullptr;
 
-    // The property that is being read: its tag, its bytes so far, and the type of one element.
+    // The properties that are being read, and the one of them: its tag, its bytes so far, and those of one element.
+    Properties m_properties;
     ULONG m_tag = 0;
     std::string m_bytes;
     std::string m_element;
-    std::unordered_map<std::string, ULONG> m_tagsByKey;
+    struct KeyHash {
+        using is_transparent = void;
+        size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
+    };
+    std::unordered_map<std::string, ULONG, KeyHash, std::equal_to<>> m_tagsByKey;
 };
 
 bool Reader::Fail(const std::string& what) {
-    const std::string place = Place();
+    const std::string place = Where();
     m_why = ToWide(place.empty() ? what : place + ": " + what);
     return false;
 }
 
-std::string Reader::Place() const {
+std::string Reader::Where() const {
     std::string place;
     for (const Frame& frame : m_frames) {
         const bool isList = frame.elements != 0;
@@ -203,23 +197,61 @@ std::string Reader::Place() const {
     return place;
 }
 
-bool Reader::parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error) {
-    // "[json.exception.parse_error.101] parse error at line 3, column 7: ..."
-    const std::string text = error.what();
-    const size_t start = text.find("] ");
-    m_why = ToWide(start == std::string::npos ? text : text.substr(start + 2));
-    return false;
+bool Reader::Run() {
+    for (;;) {
+        const JsonScanner::Token token = m_scanner.Next();
+        if (token == JsonScanner::tEnd) return true;
+        if (!Take(token)) return false;
+    }
 }
 
-bool Reader::key(std::string& name) {
+bool Reader::Take(JsonScanner::Token token) {
+    switch (token) {
+        case JsonScanner::tKey:
+            return Key(m_scanner.Key());
+        case JsonScanner::tValue:
+            return Value(m_scanner.Value());
+        case JsonScanner::tPlace:
+            return PlacedValue();
+        case JsonScanner::tObject:
+            return StartObject();
+        case JsonScanner::tObjectEnd:
+            return EndObject();
+        case JsonScanner::tList:
+            return StartList();
+        case JsonScanner::tListEnd:
+            return m_frames.back().part == pElements ? EndElements() : (m_frames.pop_back(), true);
+        case JsonScanner::tNull:
+            return Fail("null is no value here");
+        default:
+            m_why = ToWide(m_scanner.Problem());
+            return false;
+    }
+}
+
+/// How a long value of the property may stay in the file. What is looked at all the time, or must be converted,
+/// does not.
+JsonScanner::Stay StayOf(ULONG tag) {
+    switch (PROP_TYPE(tag)) {
+        case PT_UNICODE:
+            return JsonScanner::kAsText;
+        case PT_BINARY:
+        case PT_OBJECT:
+            return JsonScanner::kAsBase64;
+        default:
+            return JsonScanner::kNever;
+    }
+}
+
+bool Reader::Key(std::string_view name) {
     Frame& frame = m_frames.back();
     frame.name = name;
     if (frame.part == pProperties) {
-        PropertyKey key;
         const auto known = m_tagsByKey.find(name);
         if (known != m_tagsByKey.end()) {
             m_tag = known->second;
         } else {
+            PropertyKey key;
             if (!ParseKey(name, key)) return Fail("not a property");
             if (key.isNamed && m_store == nullptr) return Fail("named properties belong to stores");
             const ULONG id = key.isNamed ? m_store->names.FindOrAdd(key.name) : PROP_ID(key.tag);
@@ -227,7 +259,8 @@ bool Reader::key(std::string& name) {
             m_tag = PROP_TAG(PROP_TYPE(key.tag), id);
             m_tagsByKey.emplace(name, m_tag);
         }
-        return frame.properties->Find(PROP_ID(m_tag)) == nullptr || Fail("a property given twice");
+        if (frame.mayStay) m_scanner.MayStay(StayOf(m_tag));
+        return m_properties.Find(PROP_ID(m_tag)) == nullptr || Fail("a property given twice");
     }
     if (frame.part == pRawValue) return name == "base64" || Fail("unknown member");
     for (const Member& member : kMembers) {
@@ -311,6 +344,9 @@ bool Reader::Begin(Part part, const Frame& outer) {
                 default:
                     frame.properties = &outer.message->properties;
             }
+            if (!frame.properties->Slots().empty()) return Fail("given twice");
+            frame.mayStay = outer.part == pItem || outer.part == pMessage || outer.part == pAttachment;
+            m_properties.Clear();
             break;
         default:
             break;
@@ -319,7 +355,7 @@ bool Reader::Begin(Part part, const Frame& outer) {
     return true;
 }
 
-bool Reader::start_object(std::size_t) {
+bool Reader::StartObject() {
     if (m_frames.empty()) {
         m_frames.push_back({pFile});
         return true;
@@ -345,7 +381,7 @@ bool Reader::start_object(std::size_t) {
     return Begin(outer.memberIs, outer);
 }
 
-bool Reader::start_array(std::size_t) {
+bool Reader::StartList() {
     if (m_frames.empty()) return Fail("a mailbox file is one object");
     Frame& outer = m_frames.back();
     if (outer.part == pProperties && (m_tag & MV_FLAG) != 0) {
@@ -358,12 +394,13 @@ bool Reader::start_array(std::size_t) {
     return Begin(outer.memberIs, outer);
 }
 
-bool Reader::end_object() {
+bool Reader::EndObject() {
     const Frame ended = std::move(m_frames.back());
     m_frames.pop_back();
     switch (ended.part) {
         case pProperties:
-            ended.properties->Compact();
+            // A copy takes no more memory than it needs.
+            *ended.properties = m_properties;
             break;
         case pRawValue:
             if (!ended.isGiven) return Fail("an object without \"base64\"");
@@ -393,7 +430,7 @@ bool Reader::end_object() {
 
 bool Reader::EndElements() {
     m_frames.pop_back();
-    m_frames.back().properties->Set(m_tag, m_bytes);
+    m_properties.Set(m_tag, m_bytes);
     return true;
 }
 
@@ -402,11 +439,17 @@ bool Reader::PropertyValue(const char* problem) {
     if (problem != nullptr) return Fail(problem);
     const bool isElement = m_frames.back().part == pElements;
     if (!isElement)
-        m_frames.back().properties->Set(m_tag, m_element);
+        m_properties.Set(m_tag, m_element);
     else if (FixedSize(m_tag & ~MV_FLAG & PROP_TYPE_MASK) != 0)
         m_bytes += m_element;
     else
         AppendElement(m_bytes, m_element);
+    return true;
+}
+
+bool Reader::PlacedValue() {
+    if (m_scanner.StayedSize() > MAXLONG) return Fail("a value of more than 2 GB");
+    m_properties.SetPlace(m_tag, m_scanner.StayedAt(), static_cast<ULONG>(m_scanner.StayedSize()));
     return true;
 }
 
@@ -515,9 +558,11 @@ bool Reader::MemberValue(Frame& frame, const Scalar& scalar) {
 
 }  // namespace
 
-bool ReadMailbox(std::string_view json, Database& database, std::wstring& why) {
-    Reader reader(database);
-    const bool ok = nlohmann::json::sax_parse(json.begin(), json.end(), &reader);
+bool ReadMailbox(const std::shared_ptr<FileText>& text, Database& database, std::wstring& why, size_t piece) {
+    database.text = text;
+    JsonScanner scanner(*text, piece);
+    Reader reader(scanner, database);
+    const bool ok = reader.Run();
     if (!ok) why = reader.Why();
     return ok && IndexMailbox(database, why);
 }

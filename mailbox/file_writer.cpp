@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "mailbox/FileText.h"
 #include "mailbox/file_text.h"
 #include "mailbox/text.h"
 #include "mailbox/values.h"
@@ -25,6 +26,7 @@ class Writer {
     bool IsOk() const { return m_isOk; }
     bool Flush() {
         if (m_isOk && !m_text.empty()) m_isOk = m_write(m_text);
+        m_flushed += m_text.size();
         m_text.clear();
         return m_isOk;
     }
@@ -74,6 +76,24 @@ class Writer {
         }
         m_text += '"';
     }
+    /// A value that lies in the file that is being replaced, as it stands there.
+    void Placed(const Place& place) {
+        m_text += '"';
+        place.movesTo = m_flushed + m_text.size();
+        std::string_view raw;
+        for (unsigned long long done = 0; m_isOk && done < place.rawSize; done += raw.size()) {
+            const unsigned long long left = place.rawSize - done;
+            const size_t piece = left < FileText::kMostRaw ? static_cast<size_t>(left) : FileText::kMostRaw;
+            if (place.offset == Place::kNowhere)
+                m_isOk = place.file->Gone(place);
+            else
+                m_isOk = place.file->Raw(place.offset + done, piece, raw);
+            if (!m_isOk) break;
+            m_text += raw;
+            if (m_text.size() >= kPiece) Flush();
+        }
+        m_text += '"';
+    }
     template <typename Number>
     void Digits(Number number) {
         char digits[32];
@@ -89,6 +109,7 @@ class Writer {
 
     const std::function<bool(std::string_view)>& m_write;
     std::string m_text;
+    unsigned long long m_flushed = 0;
     size_t m_depth = 0;
     bool m_isFirst = true;
     bool m_isOk = true;
@@ -181,7 +202,10 @@ void WriteProperties(Writer& out, const Properties& properties, const NameTable*
     for (const Properties::Slot& slot : properties.Slots()) {
         const Name* name = names != nullptr ? names->Of(PROP_ID(slot.tag)) : nullptr;
         out.Key(FormatKey(slot.tag, name));
-        WriteValue(out, PROP_TYPE(slot.tag), properties.Bytes(slot));
+        if (const Place* const place = properties.PlaceOf(slot))
+            out.Placed(*place);
+        else
+            WriteValue(out, PROP_TYPE(slot.tag), properties.Bytes(slot));
     }
     out.Close('}');
 }

@@ -92,7 +92,7 @@ class RecordSource final : public PropertySource {
     bool Get(ULONG id, View& view, Scratch& scratch) const override {
         const Properties& stored = record->Stored();
         if (const Properties::Slot* slot = stored.Find(id)) {
-            view = {PROP_TYPE(slot->tag), stored.Bytes(*slot)};
+            view = {PROP_TYPE(slot->tag), BytesOf(stored, *slot, scratch)};
             return true;
         }
         for (const Computed<Record>& computed : Record::Table()) {

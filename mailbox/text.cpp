@@ -65,7 +65,8 @@ bool IsLowSurrogate(wchar_t unit) {
     return (unit & 0xFC00) == 0xDC00;
 }
 
-/// Bytes of ASCII at the front, in whole blocks of 16.
+}  // namespace
+
 size_t AsciiBlocks(std::string_view text) {
     size_t done = 0;
     for (; done + 16 <= text.size(); done += 16) {
@@ -74,8 +75,6 @@ size_t AsciiBlocks(std::string_view text) {
     }
     return done;
 }
-
-}  // namespace
 
 bool IsAscii(std::string_view text) {
     for (size_t index = AsciiBlocks(text); index < text.size(); ++index)
@@ -158,16 +157,75 @@ std::string FromAnsi(std::string_view ansi) {
     return FromWide(wide);
 }
 
+size_t StrictCharacter(std::string_view text) {
+    std::string_view rest = text;
+    const char32_t character = TakeCharacter(rest);
+    const size_t length = text.size() - rest.size();
+    if (character >= 0xD800 && character < 0xE000) return 0;
+    // A real U+FFFD has three bytes, a malformed byte one.
+    return character == kReplacement && length == 1 ? 0 : length;
+}
+
 bool IsStrictUtf8(std::string_view text) {
     text.remove_prefix(AsciiBlocks(text));
     while (!text.empty()) {
-        const std::string_view before = text;
-        const char32_t character = TakeCharacter(text);
-        if (character >= 0xD800 && character < 0xE000) return false;
-        // A real U+FFFD has three bytes, a malformed byte one.
-        if (character == kReplacement && before.size() - text.size() == 1) return false;
+        const size_t length = StrictCharacter(text);
+        if (length == 0) return false;
+        text.remove_prefix(length);
     }
     return true;
+}
+
+namespace {
+
+/// The unit of "\\u00E4" at the place, -1 when it is none, -2 when it is cut short.
+int EscapedUnit(std::string_view text) {
+    static const char start[] = {'\\', 'u'};
+    int unit = 0;
+    for (size_t index = 0; index < 6; ++index) {
+        if (index == text.size()) return -2;
+        const char c = text[index];
+        const int digit = c >= '0' && c <= '9'   ? c - '0'
+                          : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                          : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                                 : -1;
+        if (index < 2 ? c != start[index] : digit < 0) return -1;
+        if (index >= 2) unit = unit * 16 + digit;
+    }
+    return unit;
+}
+
+}  // namespace
+
+Escape TakeEscape(std::string_view& text, char* utf8, size_t& length) {
+    static const char letters[] = "\"\\/bfnrt";
+    static const char meanings[] = "\"\\/\b\f\n\r\t";
+    if (text.size() < 2) return Escape::kCut;
+    if (text[1] != 'u') {
+        const char* const letter = std::strchr(letters, text[1]);
+        if (letter == nullptr || text[1] == '\0') return Escape::kBad;
+        *utf8 = meanings[letter - letters];
+        length = 1;
+        text.remove_prefix(2);
+        return Escape::kWhole;
+    }
+    const int first = EscapedUnit(text);
+    if (first < 0) return first == -2 ? Escape::kCut : Escape::kBad;
+    char32_t character = static_cast<char32_t>(first);
+    size_t taken = 6;
+    if (IsLowSurrogate(static_cast<wchar_t>(first))) return Escape::kBad;
+    if (IsHighSurrogate(static_cast<wchar_t>(first))) {
+        const int second = EscapedUnit(text.substr(6));
+        if (second == -2) return Escape::kCut;
+        if (second < 0 || !IsLowSurrogate(static_cast<wchar_t>(second))) return Escape::kBad;
+        character = 0x10000u + ((character & 0x3FFu) << 10) + (static_cast<char32_t>(second) & 0x3FFu);
+        taken = 12;
+    }
+    std::string bytes;
+    AppendCharacter(bytes, character);
+    length = bytes.copy(utf8, 4);
+    text.remove_prefix(taken);
+    return Escape::kWhole;
 }
 
 std::string ToHex(std::string_view bytes) {
@@ -229,7 +287,8 @@ bool FromBase64(std::string_view text, std::string& bytes) {
     }();
     bytes.clear();
     if (text.size() % 4 != 0) return false;
-    bytes.reserve(text.size() / 4 * 3);
+    bytes.resize(text.size() / 4 * 3);
+    char* out = bytes.data();
     for (size_t index = 0; index < text.size(); index += 4) {
         size_t count = 4;
         if (index + 4 == text.size())
@@ -241,8 +300,9 @@ bool FromBase64(std::string_view text, std::string& bytes) {
             if (value < 0) return false;
             group = group << 6 | static_cast<std::uint32_t>(value);
         }
-        for (size_t byte = 0; byte + 1 < count; ++byte) bytes += static_cast<char>(group >> (16 - 8 * byte));
+        for (size_t byte = 0; byte + 1 < count; ++byte) *out++ = static_cast<char>(group >> (16 - 8 * byte));
     }
+    bytes.resize(static_cast<size_t>(out - bytes.data()));
     return true;
 }
 

@@ -22,6 +22,18 @@ std::string FromAnsi(std::string_view ansi);
 /// Whether the text is UTF-8 as others understand it: no lone surrogates, nothing malformed.
 bool IsStrictUtf8(std::string_view text);
 
+/// Bytes of ASCII at the front, in whole blocks of 16.
+size_t AsciiBlocks(std::string_view text);
+/// Bytes of the character at the front of a text that is not empty; 0 when it is none of UTF-8 as others
+/// understand it.
+size_t StrictCharacter(std::string_view text);
+
+/// A JSON escape, from its backslash on, that is whole, cut short, or no escape.
+enum class Escape { kWhole, kCut, kBad };
+constexpr size_t kLongestEscape = 12;
+/// Takes a whole one off the front of the text; utf8 gets what it means, at most four bytes.
+Escape TakeEscape(std::string_view& text, char* utf8, size_t& length);
+
 /// Upper-case hexadecimal text, and back. False when the text is not whole bytes in hexadecimal.
 std::string ToHex(std::string_view bytes);
 bool FromHex(std::string_view text, std::string& bytes);

@@ -4,20 +4,40 @@
 
 #include "mailbox/Buffers.h"
 #include "mailbox/Calls.h"
+#include "mailbox/FileText.h"
 #include "mailbox/text.h"
 
 namespace mailbox {
 
-std::string_view Scratch::Keep(std::string_view bytes) {
-    char* place = m_first + m_used;
-    if (bytes.size() <= sizeof m_first - m_used) {
-        m_used += bytes.size();
-    } else {
-        m_more.push_back(std::make_unique<char[]>(bytes.size()));
-        place = m_more.back().get();
+char* Scratch::Room(size_t size) {
+    if (size <= sizeof m_first - m_used) {
+        m_used += size;
+        return m_first + m_used - size;
     }
+    m_more.push_back(std::make_unique_for_overwrite<char[]>(size));
+    return m_more.back().get();
+}
+
+std::string_view Scratch::Keep(std::string_view bytes) {
+    char* const place = Room(bytes.size());
     if (!bytes.empty()) std::memcpy(place, bytes.data(), bytes.size());
     return {place, bytes.size()};
+}
+
+std::string_view BytesOf(const Properties& properties, const Properties::Slot& slot, Scratch& scratch) {
+    const Place* const place = properties.PlaceOf(slot);
+    if (place == nullptr) return properties.Bytes(slot);
+    char* const bytes = scratch.Room(slot.size);
+    if (place->Load(bytes, slot.size)) return {bytes, slot.size};
+    scratch.failure = place->file->Failure();
+    return {};
+}
+
+HRESULT TakeValue(const Properties& from, const Properties::Slot& slot, ULONG tag, Properties& to) {
+    Scratch scratch;
+    const std::string_view bytes = BytesOf(from, slot, scratch);
+    if (scratch.failure == S_OK) to.Set(tag, bytes);
+    return scratch.failure;
 }
 
 namespace {
@@ -227,6 +247,8 @@ HRESULT ReadValues(const PropertySource& source, const ULONG* tags, ULONG tagCou
         size += Room(outgoing[index].view);
         if (PROP_TYPE(outgoing[index].tag) == PT_ERROR) hr = MAPI_W_ERRORS_RETURNED;
     }
+    // A value that cannot be read is not one that is missing: nobody is to compare without it.
+    if (scratch.failure != S_OK) return scratch.failure;
 
     auto* block = static_cast<SPropValue*>(NewBuffer(size));
     if (block == nullptr) return MAPI_E_NOT_ENOUGH_MEMORY;

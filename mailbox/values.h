@@ -33,12 +33,21 @@ class Scratch {
     std::string_view KeepValue(const T& value) {
         return Keep({reinterpret_cast<const char*>(&value), sizeof value});
     }
+    /// Room for so many bytes.
+    char* Room(size_t size);
+    /// What reading a value from its file failed with; S_OK while all could be read.
+    HRESULT failure = S_OK;
 
   private:
     char m_first[256];
     size_t m_used = 0;
     std::vector<std::unique_ptr<char[]>> m_more;
 };
+
+/// The bytes of a value, wherever it lies. One that cannot be read is empty, and the scratch tells of the failure.
+std::string_view BytesOf(const Properties& properties, const Properties::Slot& slot, Scratch& scratch);
+/// Takes a value over from properties of another mailbox, whose file may be closed sooner.
+HRESULT TakeValue(const Properties& from, const Properties::Slot& slot, ULONG tag, Properties& to);
 
 /// Whatever has properties: an object, a row of a table.
 class PropertySource {
