@@ -42,6 +42,7 @@ install(FILES cmake/QuorvelConfig.cmake ${kit}/QuorvelConfigVersion.cmake DESTIN
 install(FILES ${kit}/quorvel.pc DESTINATION lib/pkgconfig)
 install(DIRECTORY examples DESTINATION .)
 install(FILES docs/hosts.md docs/using.md docs/import.md docs/mailbox-format.md DESTINATION docs)
+install(DIRECTORY docs/schemas DESTINATION docs)
 install(FILES ${kit}/mailbox.json DESTINATION samples)
 install(PROGRAMS mailbox/import DESTINATION mailbox)
 install(DIRECTORY mailbox/importer DESTINATION mailbox FILES_MATCHING PATTERN *.py PATTERN __pycache__ EXCLUDE)

@@ -168,6 +168,7 @@ int RunScan(Options& options) {
     const Session session(options.mailbox, options.profileUi);
     const ScanResult result = Scan(session.get(), options.scan, progress);
     const std::string report = options.format == "json"   ? JsonReport(result)
+                               : options.format == "csv"  ? CsvReport(result)
                                : options.format == "html" ? HtmlReport(session.get(), result)
                                                           : TextReport(result);
     progress.Clear();
@@ -249,7 +250,7 @@ int Run(const std::vector<std::string>& arguments) {
 
     CLI::App& scan = *app.add_subcommand("scan", "Find duplicates");
     AddScanOptions(scan, options);
-    AddOutputOptions(scan, options, {"text", "json", "html"});
+    AddOutputOptions(scan, options, {"text", "json", "html", "csv"});
     scan.add_flag("--near", options.scan.findNear, "Also list the pairs that one property alone keeps apart");
     scan.add_option("--explain", options.explain,
                     "Compare two items: \"Folder#number\" or an entry identifier")

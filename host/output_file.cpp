@@ -30,6 +30,7 @@ constexpr std::streamoff kHead = 4096;
 const TSign kSigns[] = {
     {EOutput::Scan, EPart::Head, {"\"format\": \"quorvel-report\""}},
     {EOutput::Scan, EPart::Head, {"<meta name=\"generator\" content=\"quorvel\">"}},
+    {EOutput::Scan, EPart::Front, {"\xEF\xBB\xBF\"group\",\"copy\",\"store\","}},
     {EOutput::Scan, EPart::FirstLine, {": ", " item", " in ", " folder", ", keep "}},
     {EOutput::Matrix, EPart::Head, {"\"format\": \"quorvel-matrix\""}},
     {EOutput::Matrix, EPart::Head, {"A  ", "\nB  ", "\n\n                                   A   "}},

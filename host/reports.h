@@ -1,5 +1,6 @@
 #pragma once
-// What a scan found: as text for a terminal, as JSON for programs, as one HTML file for reading.
+// What a scan found: as text for a terminal, as JSON for programs, as one HTML file for reading, as CSV for
+// spreadsheets.
 
 #include <string>
 
@@ -8,7 +9,10 @@
 namespace host {
 
 std::string TextReport(const ScanResult& result);
+/// As docs/schemas/report.schema.json says.
 std::string JsonReport(const ScanResult& result);
+/// A line an item of the groups; no cell is one that a spreadsheet would run.
+std::string CsvReport(const ScanResult& result);
 /// One file without references to anywhere; everything that came from the mailbox is escaped. Reads the
 /// groups' items once more for their values.
 std::string HtmlReport(IMAPISession* session, const ScanResult& result);

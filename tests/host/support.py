@@ -9,10 +9,13 @@ import subprocess
 import tempfile
 import unittest
 
+import jsonschema
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WINE = ROOT / "cmake" / "wine"
 BIN = pathlib.Path(os.environ.get("QUORVEL_BIN", ROOT / "build" / "release" / "bin"))
 SAMPLES = ROOT / "samples"
+SCHEMAS = ROOT / "docs" / "schemas"
 
 SUBJECT, BODY, FROM, SENT, CLASS, NAME = "0037001F", "1000001F", "0065001F", "00390040", "001A001F", "3001001F"
 MODIFIED, FIRST, LAST, COMPANY = "30080040", "3A06001F", "3A11001F", "3A16001F"
@@ -107,7 +110,15 @@ class HostTest(unittest.TestCase):
         return self.out
 
     def scan(self, *arguments: str, status: int) -> dict:
-        return json.loads(self.run_program("scan", "--format", "json", *arguments, status=status))
+        report = json.loads(self.run_program("scan", "--format", "json", *arguments, status=status))
+        self.assert_valid(report, "report")
+        return report
+
+    def assert_valid(self, document: object, form: str) -> None:
+        """It is as the published schema of its form says."""
+        schema = json.loads((SCHEMAS / f"{form}.schema.json").read_text(encoding="utf-8"))
+        faults = [f"{fault.json_path}: {fault.message}" for fault in jsonschema.Draft202012Validator(schema).iter_errors(document)]
+        self.assertEqual(faults, [], f"not as {form}.schema.json says")
 
     def groups(self, report: dict) -> list[list[str]]:
         """Each group's items as Folder#number, the kept one first."""

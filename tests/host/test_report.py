@@ -1,15 +1,17 @@
-"""The HTML report: one file that asks nobody for anything, escapes everything, and opens in a browser."""
+"""Reports for reading and for other programs: one HTML file that asks nobody for anything, cells that no spreadsheet runs, forms that hold."""
 
 from __future__ import annotations
 
+import csv
 import html.parser
+import io
 import json
 import pathlib
 import shutil
 import subprocess
 import unittest
 
-from support import HostTest, folder, mail, mailbox
+from support import ROOT, HostTest, folder, mail, mailbox
 
 HOSTILE = "<script>alert(1)</script>\"'&<img src=http://example.org/x onerror=alert(2)>"
 
@@ -69,6 +71,43 @@ class Report(HostTest):
         requests = [line for line in pathlib.Path(log).read_text(errors="replace").splitlines()
                     if '"url":"http' in line and "example.org" in line]
         self.assertEqual(requests, [], "the page asked somebody for something")
+
+
+class Forms(HostTest):
+    """Reports and files for other programs."""
+
+    def test_no_cell_of_a_csv_report_is_run(self) -> None:
+        subjects = ["=1+1", "+1", "-1", "@SUM(A1)", " =1+1", "\t=1+1", "a,b \"c\"", "x;=1+1", "x\";=1+1", "plain"]
+        self.write(mailbox(folder(1, "=Inbox", "IPF.Note", [
+            mail(2 * i + twice, subject=subject, body=str(i)) for i, subject in enumerate(subjects) for twice in (0, 1)])))
+        report = self.scan(status=1)
+        text = self.run_program("scan", "--format", "csv", status=1)
+        self.assertTrue(text.startswith("\ufeff"), "spreadsheets are not told that this is UTF-8")
+        rows = list(csv.reader(io.StringIO(text[1:], newline=""), strict=True))
+        self.assertEqual(rows[0], ["group", "copy", "store", "folder", "identifier", "subject", "reason"])
+        listed = [[str(number), copy, item["folder"].split("/")[0], item["entryId"]] for number, group in enumerate(report["groups"], 1)
+                  for copy, items in (("keep", [group["keep"]]), ("duplicate", group["duplicates"])) for item in items]
+        self.assertEqual([[row[0], row[1], row[2].lstrip("'"), row[4]] for row in rows[1:]], listed)
+        for separator in ",;\t":
+            for line in text[1:].split("\r\n"):
+                for cell in line.split(separator):
+                    self.assertNotRegex(cell, r"^[\"\s]*[=+\-@]", f"a formula, where cells part at {separator!r}: {line}")
+
+    def test_files_are_as_their_schemas_say(self) -> None:
+        for file in sorted((ROOT / "host/definitions").glob("*.json")):
+            definitions = json.loads(file.read_text(encoding="utf-8"))
+            if "kind" in definitions:  # what is left out of comparisons is a list of its own
+                with self.subTest(file.name):
+                    self.assert_valid(definitions, "definitions")
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(1), mail(2), mail(3)])))
+        self.run_program("clean", "--yes", "--undo-file", "undo.jsonl", status=0)
+        self.run_program("clean", "--undo", "undo.jsonl", status=0)
+        lines = [json.loads(line) for line in (self.dir / "undo.jsonl").read_text(encoding="utf-8").splitlines()]
+        self.assertEqual({name for line in lines for name in line} - {"check", "format", "version"}, {"target", "move", "moved", "end", "back"})
+        for line in lines:
+            self.assert_valid(line, "undo")
+            with self.assertRaises(AssertionError, msg="a member too many passes"):
+                self.assert_valid({**line, "more": 1}, "undo")
 
 
 if __name__ == "__main__":
