@@ -322,7 +322,11 @@ QUORVEL_API HRESULT Quorvel_FindItem(IMAPIFolder* folder, SPropValue* searchKey,
  * is a buffer as for Quorvel_FindItem, which receives the item's new identifier after the move, or an empty
  * text when it cannot be told; it may be the buffer of entryId. With the same folder and store (texts
  * compared without regard to case) nothing moves, and newEntryId receives the identifier given. A failed move
- * is not logged, a failed opening is, under the name of the Open function concerned. */
+ * is not logged, a failed opening is, under the name of the Open function concerned.
+ * What newEntryId is worth: it is the first item of the target folder with the moved item's search key, and
+ * real copies share that key. Where a copy stands there already it may be the copy's. A host that has to find
+ * the item again looks which identifiers stand in the target with the key now and did not before the move.
+ * The look-up reads the target folder, so many moves cost their number times its size; null leaves it out. */
 QUORVEL_API HRESULT Quorvel_ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId,
                                      const char* srcStoreId, const char* dstFolderId, const char* dstStoreId,
                                      char* newEntryId);
