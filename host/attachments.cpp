@@ -2,8 +2,10 @@
 
 #include <mapitags.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "host/text.h"
 #include "quorvel.h"
@@ -47,7 +49,7 @@ std::vector<int> FilledColumns(HCmpMatrix matrix, int row, std::string& names) {
     std::vector<int> filled;
     for (const Family& family : kFamilies) {
         for (int column = 0; column < family.count(matrix); ++column) {
-            const bool isFilled = family.value(matrix, row, column) >= 0;
+            const bool isFilled = family.value(matrix, row, column) != -1;
             filled.push_back(isFilled);
             const wchar_t* name = nullptr;
             if (!isFilled || !family.info(matrix, column, &name, nullptr)) continue;
@@ -58,12 +60,18 @@ std::vector<int> FilledColumns(HCmpMatrix matrix, int row, std::string& names) {
     return filled;
 }
 
-bool HasAttachments(IMAPISession* session, const std::string& entryId, const std::string& storeId) {
+// How many attachments the item's table counts; none when it cannot be told.
+std::optional<ULONG> CountAttachments(IMAPISession* session, const std::string& entryId,
+                                      const std::string& storeId) {
     ComPtr<IMessage> message;
-    if (Quorvel_OpenItem(session, entryId.c_str(), storeId.c_str(), message.GetAddressOf()) != S_OK)
-        return true;
-    const MapiPtr<SPropValue> flag = ReadValue(message.Get(), PR_HASATTACH);
-    return flag && flag->Value.b;
+    ComPtr<IMAPITable> table;
+    ULONG count = 0;
+    if (Quorvel_OpenItem(session, entryId.c_str(), storeId.c_str(), message.GetAddressOf()) != S_OK ||
+        message->GetAttachmentTable(0, table.GetAddressOf()) != S_OK || !table ||
+        table->GetRowCount(0, &count) != S_OK) {
+        return std::nullopt;
+    }
+    return count;
 }
 
 const std::string& StoreId(const Catalog& catalog, const Item& item) {
@@ -75,10 +83,10 @@ const std::string& StoreId(const Catalog& catalog, const Item& item) {
 AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog,
                                    const std::vector<Item>& items) {
     AttachmentMarks result{std::vector<unsigned>(items.size(), 0), std::vector<std::string>(items.size())};
-    bool hasAny = false;
+    std::vector<std::optional<ULONG>> counts;
     for (const Item& item : items)
-        hasAny = hasAny || HasAttachments(session, item.entryId, StoreId(catalog, item));
-    if (!hasAny) return result;
+        counts.push_back(CountAttachments(session, item.entryId, StoreId(catalog, item)));
+    if (std::ranges::all_of(counts, [](const auto& count) { return count == 0u; })) return result;
     const Matrix matrix = MakeMatrix(session);
     std::vector<int> rows(items.size(), -1);
     int next = 0;
@@ -90,13 +98,15 @@ AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog
     std::map<std::vector<int>, unsigned> first;
     for (size_t i = 0; i < items.size(); ++i) {
         const unsigned own = static_cast<unsigned>(i + 1);
-        if (rows[i] < 0) {
+        std::vector<int> filled;
+        if (rows[i] >= 0) filled = FilledColumns(matrix.get(), rows[i], result.names[i]);
+        const auto listed = static_cast<ULONG>(std::ranges::count(filled, 1));
+        if (rows[i] < 0 || listed != counts[i]) {
             result.marks[i] = own;
+            result.names[i] = kUnlisted;
             continue;
         }
-        const std::vector<int> filled = FilledColumns(matrix.get(), rows[i], result.names[i]);
-        const bool isEmpty = filled == std::vector<int>(filled.size(), 0);
-        if (!isEmpty) result.marks[i] = first.emplace(filled, own).first->second;
+        if (listed != 0) result.marks[i] = first.emplace(filled, own).first->second;
     }
     return result;
 }

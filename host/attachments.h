@@ -12,11 +12,13 @@ namespace host {
 struct AttachmentMarks {
     /// For each item: 0 for no attachments, else 1 + the first item that holds the same.
     std::vector<unsigned> marks;
-    /// For each item: the names of its attachments.
+    /// For each item: the names of its attachments; kUnlisted when they cannot be listed.
     std::vector<std::string> names;
 };
+inline constexpr char kUnlisted[] = "(cannot be listed)";
 
-/// Reads the items' attachments. An item that cannot be read equals no other.
+/// Reads the items' attachments, by their tables, whatever else an item says of having any. An item that cannot
+/// be read, or whose attachments cannot all be listed, equals no other.
 AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog,
                                    const std::vector<Item>& items);
 

@@ -139,6 +139,15 @@ MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std:
         }
         // The matrix has no column for derived properties: the search marks those.
         if (!hasRawMark) row.marks = searchMarks;
+        // What cannot be read is nobody's equal, and not nothing either.
+        for (size_t i = 0; i < items.size(); ++i) {
+            if ((row.marks[i] != 0 && (!choice.compare || searchMarks[i] != 0)) ||
+                !IsUnreadable(messages[i].Get(), *choice.property)) {
+                continue;
+            }
+            row.marks[i] = searchMarks[i] = static_cast<unsigned>(i + 1);
+            row.texts[i] = "(cannot be read)";
+        }
         row.verdict = Judge(choice.compare ? searchMarks : row.marks);
         const bool isApart =
             row.verdict == Verdict::Different ||

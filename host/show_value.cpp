@@ -161,14 +161,31 @@ std::string ShowDerived(IMessage* message, int id) {
     return list;
 }
 
+bool IsDerived(const CatalogueEntry& property) {
+    return property.set && std::string_view(property.set) == kDerived;
+}
+
+ULONG TagOf(IMessage* message, const CatalogueEntry& property) {
+    if (property.tag) return property.tag;
+    return ResolvedTag(message, property.set, property.id, property.stringId, property.type);
+}
+
 }  // namespace
 
+bool IsUnreadable(IMessage* message, const CatalogueEntry& property) {
+    if (IsDerived(property) || property.stream) return false;
+    const ULONG tag = TagOf(message, property);
+    if (tag == 0) return false;
+    SPropValue* raw = nullptr;
+    const HRESULT hr = Quorvel_GetPropValue(message, static_cast<long>(tag), &raw);
+    const MapiPtr<SPropValue> value(raw);
+    if (hr == MAPI_E_NOT_FOUND) return false;
+    return !value || (PROP_TYPE(value->ulPropTag) == PT_ERROR && value->Value.err != MAPI_E_NOT_FOUND);
+}
+
 std::string ShowValue(IMessage* message, const CatalogueEntry& property, size_t limit) {
-    if (property.set && std::string_view(property.set) == kDerived)
-        return Cut(ShowDerived(message, property.id), limit);
-    const ULONG tag = property.tag
-                          ? property.tag
-                          : ResolvedTag(message, property.set, property.id, property.stringId, property.type);
+    if (IsDerived(property)) return Cut(ShowDerived(message, property.id), limit);
+    const ULONG tag = TagOf(message, property);
     return Cut(property.stream ? ShowStream(message, tag) : ShowTag(message, tag), limit);
 }
 

@@ -12,4 +12,8 @@ namespace host {
 /// cut after about `limit` characters and end in an ellipsis then. Line breaks stay.
 std::string ShowValue(IMessage* message, const CatalogueEntry& property, size_t limit);
 
+/// Whether the item has a value that cannot be read, which is something else than none. False for derived
+/// properties and for what is read through a stream.
+bool IsUnreadable(IMessage* message, const CatalogueEntry& property);
+
 }  // namespace host

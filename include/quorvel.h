@@ -84,9 +84,11 @@ typedef struct TComparyProp {
     /* property set of a named property, "{00062002-0000-0000-C000-000000000046}"; or null */
     const char* lpszGuid;
     int nID; /* numeric name; in the library's own set the number of a derived property, 1 to 6 */
-    const wchar_t* lpszID;       /* string name, used when nID is 0; may be null */
-    unsigned int nType;          /* PT_* of the value; low 16 bits of a resolved tag */
-    unsigned int nInterface;     /* 0: plain value; 1: read and compared through a stream */
+    const wchar_t* lpszID; /* string name, used when nID is 0; may be null */
+    unsigned int nType;    /* PT_* of the value; low 16 bits of a resolved tag */
+    /* 0: plain value; 1: read and compared through a stream. For texts: a stream that is no text counts as empty
+     * whenever it holds something (Quorvel_StreamPropEmpty), and so tells no two items apart. */
+    unsigned int nInterface;
     unsigned int bCompare;       /* non-zero: compared; 0: only read for choosing the original */
     unsigned int nCompareMethod; /* ECompareMethod */
     int nGroup;                  /* group number, used in grouped mode */
@@ -132,7 +134,10 @@ typedef struct TFciHandle* HFci;                     /* FCI_* */
 QUORVEL_API int Quorvel_GetCompatibleCode(void);
 
 /* Configures the log; extra logging is switched off. Either path may be null: that file is then not written.
- * The files named are trimmed at once and opened by the first line that needs them. debugOutput non-zero
+ * The files named are trimmed at once and opened by the first line that needs them. Trimming writes a file of the
+ * same name with a "1" behind it and puts it in the place of the old one; a file whose temporary name is that of
+ * the other file is not trimmed. Two processes must not share a file: each would trim it under the other, and
+ * their lines would mix. debugOutput non-zero
  * sends every line to the debugger output too. Informational lines are written when their verbosity is at
  * most the given one. Note the order: the error file comes first. */
 QUORVEL_API void Quorvel_ConfigLog(const char* errPath, const char* logPath, int debugOutput, int verbosity);
@@ -157,13 +162,20 @@ QUORVEL_API const char* Quorvel_GetFilenameErr(void);
  *
  * The platform's module is looked for at the first call that needs it: the mail client that the machine's key
  * Software\Microsoft\Windows Messaging Subsystem\MSMapiApps names for the program's file, then the default
- * mail client, then the system's mapi32.dll. It stays loaded until the process ends. A host that logs on by
- * itself does so through this module: a session of another one would mix two modules' memory.
+ * mail client, then the system's mapi32.dll. When none of them is one, an informational line for each says
+ * what was tried and why it was not taken, and the next Quorvel_Logon looks again. The module stays loaded until
+ * the process ends. A host that logs on by itself does so through this module: a session of another one would mix
+ * two modules' memory.
+ *
+ * A call of the platform that says success and hands out nothing has failed with MAPI_E_CALL_FAILED, for the
+ * log as for the caller. A stream that gives less than it was asked for may say S_FALSE: that is success.
  */
 
-/* Initialises the platform and logs on to the default profile. newSession non-zero: a session of the caller's
- * own; else one that exists may be shared. showLogonUi non-zero: the platform may show its logon window. The
- * session is ended with Quorvel_Logoff, and only when this function succeeded. */
+/* Initialises the platform and logs on without naming a profile. newSession non-zero: a session of the caller's
+ * own. Otherwise the running session of the mail client is joined; without one the client asks for a profile
+ * in its own logon window when showLogonUi is non-zero, and the logon fails when it is 0. The session is ended
+ * with Quorvel_Logoff, and only when this function succeeded. A platform that was not found before is looked
+ * for again. */
 QUORVEL_API HRESULT Quorvel_Logon(IMAPISession** session, int newSession, int showLogonUi);
 /* Logs off, releases the session and uninitialises the platform: all three, whatever the logoff's result,
  * which is returned. The session is gone in any case. */
@@ -227,8 +239,8 @@ QUORVEL_API HRESULT Quorvel_IsStoreLocal(IMAPISession* session, const char* stor
 /* One property. A property that the object does not have is a value of type PT_ERROR and the result
  * MAPI_W_ERRORS_RETURNED. Nothing is logged. */
 QUORVEL_API HRESULT Quorvel_GetPropValue(IMAPIProp* object, long tag, SPropValue** value);
-/* Several properties in one request: values in the order of the tags, *count of them. MAPI_W_ERRORS_RETURNED
- * when at least one is a PT_ERROR value. A failure is not logged; a count other than that of the tags is a
+/* Several properties in one request: values in the order of the tags, *count of them; -1 for a null list of
+ * tags, here and wherever a function takes one. MAPI_W_ERRORS_RETURNED when at least one is a PT_ERROR value. A failure is not logged; a count other than that of the tags is a
  * warning line. */
 QUORVEL_API HRESULT Quorvel_GetPropValues(IMAPIProp* object, SPropTagArray* tags, unsigned long* count,
                                           SPropValue** values);
@@ -307,20 +319,28 @@ QUORVEL_API HRESULT Quorvel_DeleteAttachment(IMessage* item, long number, int sa
 /* Copies a picture attachment of source onto a contact as its photo and sets the contact's photo flag. The
  * photo that the contact had is deleted; further attachments marked as photos are turned into ordinary ones
  * by copying (never deleted before their copy is made). save non-zero: the contact is saved. The result is
- * that of the copy or, when that succeeded, of marking it as a photo. */
+ * that of the copy or, when that succeeded, of marking it as a photo.
+ *
+ * The order: copy, mark the copy as photo, delete the former photo, save the copy, save the contact. The result
+ * says nothing of the saving. When the copy cannot be saved but the contact is, the contact has lost its former
+ * photo and has no new one. A host that cannot have that passes 0 for save, looks with Quorvel_GetAttachments
+ * whether *newNumber is there, and only then saves the contact with Quorvel_SaveItem; releasing it unsaved
+ * leaves it as it was. */
 QUORVEL_API HRESULT Quorvel_SetPhotoAttachment(IMessage* contact, unsigned long* newNumber, IMessage* source,
                                                long number, int save);
 /* Clears the contact's photo flag. save non-zero: the contact is saved, even when that failed. */
 QUORVEL_API HRESULT Quorvel_ClearHasPhotoFlag(IMessage* contact, int save);
 
 /* Entry-identifier text of the first item of the folder with this search key (a PR_SEARCH_KEY value), copied
- * with its terminator into the caller's buffer. No length is passed: the buffer must hold two characters a
- * byte of the store's entry identifiers, and one more. Untouched, with result 0, when there is no such
- * item. */
+ * with its terminator into the caller's buffer. No length is passed: the buffer must have 1,024 bytes. Untouched,
+ * with result 0, when there is no such item, and, with an error line, when its identifier cannot be read or its
+ * text has more than 1,023 characters. */
 QUORVEL_API HRESULT Quorvel_FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
 /* Moves an item from one folder to another, in the same store or another one. newEntryId may be null; else it
  * is a buffer as for Quorvel_FindItem, which receives the item's new identifier after the move, or an empty
- * text when it cannot be told; it may be the buffer of entryId. With the same folder and store (texts
+ * text when it cannot be told; it may be the buffer of entryId. -1, before anything is asked of the platform, for
+ * a target folder's text of less than two characters: everywhere else such a text is an identifier without
+ * bytes, which opens the root folder of a store. With the same folder and store (texts
  * compared without regard to case) nothing moves, and newEntryId receives the identifier given. A failed move
  * is not logged, a failed opening is, under the name of the Open function concerned.
  * What newEntryId is worth: it is the first item of the target folder with the moved item's search key, and
@@ -365,7 +385,8 @@ QUORVEL_API long Quorvel_IsMVPropsIntersects(SPropValue* pv1, SPropValue* pv2, i
  * case, every other type byte for byte. *pbCompared tells whether there was something to compare: it is false
  * when the property is missing or empty on either side, which is no failure, and after a failure; *pnResult
  * is then untouched. Otherwise *pnResult is negative, 0 or positive as for values. Returns the platform's
- * result, S_OK when both were read. */
+ * result, S_OK when both were read. A zero inside a wide text ends its comparison within the block of 512 bytes
+ * that it is in: what follows it there counts for nothing, the next block counts again. */
 QUORVEL_API HRESULT Quorvel_CompareStreamProp(IMessage* msg1, IMessage* msg2, unsigned long ulPropTag,
                                               long* pnResult, bool* pbCompared);
 
@@ -601,9 +622,11 @@ QUORVEL_API unsigned int CmpMatrix_ValueSize(HCmpMatrix handle, int row, int col
 
 /* Arranges the attachments of all rows into columns, contact photos apart from the others. Two attachments
  * share a column when method, file name (without regard to case; not for photos), size and contents are
- * equal: by value the data, embedded items subject and body, references the path. Within a row each
- * attachment has a column of its own. Columns stand in order of first appearance. What cannot be opened again
- * equals nothing, with an Error line. The arrangement stays until it is built again or a row is added: then
+ * equal: by value the data, embedded items subject and body, references (which have no size) the path. Within a
+ * row each attachment has a column of its own. Columns stand in order of first appearance. An attachment of
+ * which any of that cannot be read, whether on adding or now, equals nothing, with an Error line; so does one of
+ * any other method. What counts is the item's attachment table, whatever PR_HASATTACH says; a row whose table
+ * could not be read has no attachments. The arrangement stays until it is built again or a row is added: then
  * there are no columns until the next call.
  * Returns 1; 0 for a null handle. */
 QUORVEL_API int CmpMatrix_BuildAttachMatrix(HCmpMatrix handle);
@@ -619,7 +642,7 @@ QUORVEL_API int CmpMatrix_AttachInfo(HCmpMatrix handle, int column, const char**
 QUORVEL_API int CmpMatrix_AttachInfoW(HCmpMatrix handle, int column, const wchar_t** name,
                                       unsigned int* size);
 /* The number, in that row's item, of the attachment that fills the column; -1 where the row has none, and,
- * with an Error line, outside. */
+ * with an Error line, outside; -2 for an attachment whose number the table does not tell. */
 QUORVEL_API int CmpMatrix_AttachValue(HCmpMatrix handle, int row, int column);
 /* The same for contact photos: attachments by value that are marked so. */
 QUORVEL_API int CmpMatrix_PhotoAttachCount(HCmpMatrix handle);
@@ -634,8 +657,9 @@ QUORVEL_API int CmpMatrix_PhotoAttachValue(HCmpMatrix handle, int row, int colum
 
 /* Packs files into a cabinet (.cab) with MSZIP compression, through the system's own cabinet library.
  *
- * All texts are in the ANSI code page. One handle is one cabinet: create, add files, flush, delete. A failed
- * call leaves the handle good for FCI_Delete only: the system's library takes nothing more after it. */
+ * All texts are in the ANSI code page. One handle is one cabinet: create, add files, flush, delete. A file that
+ * is refused leaves the cabinet as it was, and it goes on. When the system's library fails (the disk is full, a
+ * source cannot be read to its end), everything after it fails too, and the handle is good for FCI_Delete. */
 
 /* Starts the cabinet directory + name: the two are put together as given, so directory ends in a backslash
  * (or is empty: the current directory). Each counts up to 255 bytes, the rest is ignored. The cabinet itself
@@ -646,11 +670,12 @@ QUORVEL_API HFci FCI_Create(const char* directory, const char* name);
 /* Adds the file source under storedName, which may hold backslashes for subfolders (255 bytes at most). Kept
  * with it are the last write, as local time in steps of two seconds, years 1980 to 2107, and the read-only,
  * hidden, system and archive attributes.
- * Returns non-zero on success, 0 on failure: source missing or not readable, no room for temporary files, a
- * null argument. Nothing is logged. */
+ * Returns non-zero on success, 0 on failure. Refused are a source that is missing or not readable, or of more
+ * than 2,147,450,880 bytes (with what is compressed into the same folder of the cabinet), a name of no or more
+ * than 255 bytes, the file behind the 65,535th, a null argument. Nothing is logged. */
 QUORVEL_API int FCI_AddFile(HFci handle, const char* source, const char* storedName);
 /* Completes the cabinet and writes it. Returns non-zero on success; 0 on failure (the directory is missing,
- * cannot be written or is full, an earlier call failed, no content was added, null handle): whatever is on
+ * cannot be written or is full, the system's library failed before, no file was added, null handle): whatever is on
  * the disk then is no whole cabinet. */
 QUORVEL_API int FCI_FlushCabinet(HFci handle);
 /* Ends the work and frees the handle and all temporary files; null is ignored. Does not flush: a cabinet that

@@ -16,6 +16,9 @@ namespace {
 
 constexpr ULONG kCabinetSize = 0x7FFFFFFF;
 constexpr ULONG kFolderThreshold = 900000;
+// The format counts the 32,768-byte blocks of a folder in 16 bits.
+constexpr ULONGLONG kLargestFolder = 65535ULL * 32768;
+constexpr size_t kLongestName = 255;
 constexpr DWORD kStoredAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
@@ -49,6 +52,11 @@ int Failed(int* error) {
     return -1;
 }
 
+HANDLE OpenSource(const char* name) {
+    return CreateFileA(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+}
+
 // Conversions check no range: outside MS-DOS's years they would give some other date.
 void ToLocalDosTime(const FILETIME& utc, USHORT* date, USHORT* time) {
     *date = *time = 0;
@@ -79,7 +87,7 @@ bool BindName(HMODULE library, const char* name, Function& out) {
 
 CFCI::CFCI() : CFCI("CABINET.DLL") {}
 
-CFCI::CFCI(const char* library) {
+CFCI::CFCI(const char* library, unsigned mostFiles) : m_nMostFiles(mostFiles) {
     Bind(library);
     if (!m_hCabinetDll) {
         m_erf.erfOper = -1;
@@ -115,6 +123,9 @@ void CFCI::Bind(const char* library) {
 void CFCI::Destroy() {
     if (m_hfci && m_pfnDestroy) m_pfnDestroy(m_hfci);
     m_hfci = nullptr;
+    m_bFailed = false;
+    m_nFiles = 0;
+    m_cbFolder = m_cbFolderCompressed = 0;
     m_cbCompressed = 0;
 }
 
@@ -148,17 +159,50 @@ bool CFCI::Create(const char* directory, const char* name) {
 }
 
 BOOL CFCI::AddFile(const char* source, const char* storedName) {
-    if (!m_hfci || !m_pfnAddFile || !source || !storedName) return FALSE;
+    ULONGLONG size = 0;
+    if (!m_hfci || !m_pfnAddFile || !source || !storedName || m_bFailed || !Admits(source, storedName, &size))
+        return FALSE;
     // FCI takes texts that it may write to.
     std::string from(source);
     std::string to(storedName);
-    return m_pfnAddFile(m_hfci, from.data(), to.data(), FALSE, fci::GetNextCabinet, fci::Status,
-                        fci::GetOpenInfo, tcompTYPE_MSZIP);
+    const BOOL added = m_pfnAddFile(m_hfci, from.data(), to.data(), FALSE, fci::GetNextCabinet, fci::Status,
+                                    fci::GetOpenInfo, tcompTYPE_MSZIP);
+    if (added) {
+        ++m_nFiles;
+        m_cbFolder += size;
+        if (m_cbFolderCompressed >= kFolderThreshold) m_cbFolder = m_cbFolderCompressed = 0;
+        return added;
+    }
+    m_bFailed = true;
+    if (m_source != -1) _close(static_cast<int>(m_source));
+    m_source = -1;
+    return added;
+}
+
+/// Whether a file can be compressed: what FCI would find out half-way, or not at all, is refused while nothing of it
+/// is in the cabinet.
+bool CFCI::Admits(const char* source, const char* storedName, ULONGLONG* size) const {
+    const size_t length = strlen(storedName);
+    if (length == 0 || length > kLongestName || m_nFiles >= m_nMostFiles) return false;
+    const HANDLE handle = OpenSource(source);
+    if (handle == INVALID_HANDLE_VALUE) return false;
+    const std::unique_ptr<HANDLE, HandleCloser> file(handle);
+    LARGE_INTEGER bytes;
+    if (!GetFileSizeEx(handle, &bytes)) return false;
+    *size = static_cast<ULONGLONG>(bytes.QuadPart);
+    return *size + m_cbFolder <= kLargestFolder;
 }
 
 BOOL CFCI::FlushCabinet() {
-    if (!m_hfci || !m_pfnFlushCabinet) return FALSE;
-    return m_pfnFlushCabinet(m_hfci, FALSE, fci::GetNextCabinet, fci::Status);
+    // A cabinet without files is none: not every program reads what FCI makes of it.
+    if (!m_hfci || !m_pfnFlushCabinet || m_bFailed || m_nFiles == 0) return FALSE;
+    const BOOL flushed = m_pfnFlushCabinet(m_hfci, FALSE, fci::GetNextCabinet, fci::Status);
+    m_bFailed = !flushed;
+    return flushed;
+}
+
+void CFCI::OnClosed(INT_PTR file) {
+    if (file == m_source) m_source = -1;
 }
 
 int CFCI::FilePlaced(CCAB*, char*, long, BOOL) {
@@ -233,8 +277,7 @@ long CFCI::Status(UINT kind, ULONG count1, ULONG count2) {
 INT_PTR CFCI::GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* attributes, int* error) {
     *error = 0;
     {
-        const HANDLE handle = CreateFileA(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+        const HANDLE handle = OpenSource(name);
         if (handle == INVALID_HANDLE_VALUE) return -1;
         const std::unique_ptr<HANDLE, HandleCloser> file(handle);
         BY_HANDLE_FILE_INFORMATION information;

@@ -3,7 +3,9 @@
 //
 // One object is one cabinet: Create, AddFile for each file, FlushCabinet, which completes it. Destroying the
 // object does not flush: a cabinet that was never flushed is incomplete. Create starts over, so an object can
-// write one cabinet after another. It owns the compression context, its temporary files and the cabinet
+// write one cabinet after another. A source that is refused before FCI sees it leaves the cabinet as it was;
+// after a failure of FCI itself nothing reaches FCI any more, and the cabinet is never reported as written. The
+// object owns the compression context, its temporary files and the cabinet
 // library, which is loaded at construction; without that library every operation fails and none crashes.
 //
 // The virtual operations are what FCI calls back; each reports a failure of the C runtime through *error, and
@@ -45,10 +47,18 @@ class CFCI {
     /// bytes. False when the library is missing or FCI refuses; GetLastError() then says why, as far as
     /// anybody said.
     bool Create(const char* directory, const char* name);
-    /// Compresses a file into the cabinet under storedName. FCI's result: zero is failure.
+    /// Compresses a file into the cabinet under storedName. Zero is failure: the file cannot be read or the
+    /// format has no room for it, or its name is not one of 1 to 255 bytes, and the cabinet goes on; or FCI
+    /// failed.
     BOOL AddFile(const char* source, const char* storedName);
-    /// Completes the cabinet. FCI's result: zero is failure.
+    /// Completes the cabinet. FCI's result, zero after a failure of FCI: zero is failure.
     BOOL FlushCabinet();
+
+    /// What the callbacks tell besides: FCI leaves a source open when it fails, and starts a new folder behind
+    /// so many compressed bytes.
+    void OnSourceOpened(INT_PTR file) { m_source = file; }
+    void OnClosed(INT_PTR file);
+    void OnCompressed(ULONG count) { m_cbFolderCompressed += count; }
 
     const ERF& Erf() const { return m_erf; }
     const char* Template() const { return m_szCabTemplate; }
@@ -56,8 +66,11 @@ class CFCI {
     ULONG Uncompressed() const { return m_cbUncompressed; }
 
   protected:
-    /// For a cabinet library of another name.
-    explicit CFCI(const char* library);
+    /// Files are counted in 16 bits by the format.
+    static constexpr unsigned kMostFiles = 65535;
+
+    /// For a cabinet library of another name, and cabinets of fewer files.
+    explicit CFCI(const char* library, unsigned mostFiles = kMostFiles);
 
   private:
     struct LibraryDeleter {
@@ -67,9 +80,17 @@ class CFCI {
 
     void Bind(const char* library);
     void MakeTemplate(const char* name);
+    bool Admits(const char* source, const char* storedName, ULONGLONG* size) const;
     void Destroy();
 
     HFCI m_hfci = nullptr;
+    bool m_bFailed = false;  // FCI failed in this cabinet
+    const unsigned m_nMostFiles;
+    unsigned m_nFiles = 0;  // in this cabinet
+    // Of the folder being filled.
+    ULONGLONG m_cbFolder = 0;
+    ULONGLONG m_cbFolderCompressed = 0;
+    INT_PTR m_source = -1;  // the file being compressed
     ERF m_erf{};
     ULONG m_cbCompressed = 0;
     ULONG m_cbUncompressed = 0;

@@ -1,5 +1,6 @@
 #include "cabinet/fci_callbacks.h"
 
+#include <cstdio>
 #include <cstdlib>
 
 #include "cabinet/CFCI.h"
@@ -36,10 +37,13 @@ UINT DIAMONDAPI Write(INT_PTR file, void* buffer, UINT count, int* error, void* 
 }
 
 int DIAMONDAPI Close(INT_PTR file, int* error, void* context) {
+    Writer(context).OnClosed(file);
     return Writer(context).Close(file, error);
 }
 
+// A folder that holds no bytes has no temporary file, and FCI goes back to the start of it all the same.
 long DIAMONDAPI Seek(INT_PTR file, long distance, int origin, int* error, void* context) {
+    if (file == -1 && distance == 0 && origin == SEEK_SET) return 0;
     return Writer(context).Seek(file, distance, origin, error);
 }
 
@@ -56,12 +60,15 @@ BOOL DIAMONDAPI GetNextCabinet(CCAB* cabinet, ULONG previousSize, void* context)
 }
 
 long DIAMONDAPI Status(UINT kind, ULONG count1, ULONG count2, void* context) {
+    if (kind == statusFile) Writer(context).OnCompressed(count1);
     return Writer(context).Status(kind, count1, count2);
 }
 
 INT_PTR DIAMONDAPI GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* attributes, int* error,
                                void* context) {
-    return Writer(context).GetOpenInfo(name, date, time, attributes, error);
+    const INT_PTR file = Writer(context).GetOpenInfo(name, date, time, attributes, error);
+    Writer(context).OnSourceOpened(file);
+    return file;
 }
 
 }  // namespace fci

@@ -39,6 +39,18 @@ HRESULT NotFoundIsNone(HRESULT hr) {
     return hr == MAPI_E_NOT_FOUND ? S_OK : hr;
 }
 
+/// A text of either width without characters.
+bool IsEmptyText(const SPropValue& value) {
+    switch (PROP_TYPE(value.ulPropTag)) {
+        case PT_UNICODE:
+            return *OrEmpty(value.Value.lpszW) == 0;
+        case PT_STRING8:
+            return *OrEmpty(value.Value.lpszA) == 0;
+        default:
+            return false;
+    }
+}
+
 /// PR_SUBJECT of an item; *subject stays null when it has none. A failure is logged.
 HRESULT ReadSubject(IMessage* item, bool wide, PlatformCalls& calls, MapiBuffer<SPropValue>* subject) {
     HRESULT hr = store::GetPropValue(item, wide ? PR_SUBJECT_W : PR_SUBJECT_A, Out(*subject));
@@ -110,7 +122,7 @@ HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* resu
         if (const HRESULT hr = ReadSubject(item, wide, calls, &own); hr != S_OK) return hr;
         subject = own.get();
     }
-    if (!subject) return S_OK;
+    if (!subject || IsEmptyText(*subject)) return S_OK;
 
     const bool isString = PROP_TYPE(subject->ulPropTag) == (wide ? PT_UNICODE : PT_STRING8);
     g_Log.Assert(isString, calls.tag, 0, "PROP_TYPE(Subject) == STRING");

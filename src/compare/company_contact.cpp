@@ -12,8 +12,9 @@ constexpr char kTag[] = "QuorvelProps.ContactItem_CompanyContact";
 
 enum class Text { Failed, Empty, Filled };
 
-/// Reads one name and judges it. On Failed, which is logged, *error says why.
-Text ReadName(IMessage* item, ULONG tag, HRESULT* error) {
+/// Reads one name and judges it. On Failed, which is logged, *error says why: the read's result, or, for a value
+/// that cannot be judged, unjudged.
+Text ReadName(IMessage* item, ULONG tag, HRESULT* error, HRESULT unjudged) {
     MapiBuffer<SPropValue> name;
     const HRESULT hr = store::GetPropValue(item, tag, Out(name));
     if (!store::IsReadSuccess(hr)) {
@@ -24,7 +25,7 @@ Text ReadName(IMessage* item, ULONG tag, HRESULT* error) {
     int empty = 0;
     if (!compare::IsEmptyValue(name.get(), &empty, nullptr)) {
         g_Log.Error(kTag, "Quorvel_IsEmptyValue failed");
-        *error = -1;
+        *error = unjudged;
         return Text::Failed;
     }
     return empty ? Text::Empty : Text::Filled;
@@ -34,12 +35,13 @@ enum class Verdict { Failed, Unknown, Person, Company };
 
 /// A failed given name does not decide: what the later names say still counts.
 Verdict Judge(IMessage* item, HRESULT* error) {
-    const Text given = ReadName(item, PR_GIVEN_NAME_W, error);
+    const Text given = ReadName(item, PR_GIVEN_NAME_W, error, -1);
     if (given == Text::Filled) return Verdict::Person;
-    const Text surname = ReadName(item, PR_SURNAME_W, error);
+    const Text surname = ReadName(item, PR_SURNAME_W, error, -1);
     if (surname == Text::Filled) return Verdict::Person;
     if (given == Text::Failed && surname == Text::Failed) return Verdict::Failed;
-    switch (ReadName(item, PR_COMPANY_NAME_W, error)) {
+    // A company that cannot be judged leaves what an earlier name failed with.
+    switch (ReadName(item, PR_COMPANY_NAME_W, error, *error)) {
         case Text::Filled:
             return Verdict::Company;
         case Text::Empty:

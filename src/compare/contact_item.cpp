@@ -26,7 +26,6 @@ HRESULT ReadSmtpAddress(IMAPIProp* entry, bool unicode, SPropValue** value) {
     MapiBuffer<SPropValue> address;
     HRESULT hr = store::GetPropValue(entry, tag, Out(address));
     if (!store::IsReadSuccess(hr)) return hr;
-    if (!address) return -1;
     if (PROP_TYPE(address->ulPropTag) == PT_ERROR) {
         if (address->Value.err != MAPI_E_NOT_FOUND) return address->Value.err;
         hr = NewEmptyText(tag, &address);
@@ -79,8 +78,9 @@ HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bo
     if (entryId.cb == 0) return -1;
     ComPtr<IUnknown> entry;
     ULONG objectType = 0;
-    const HRESULT hr = addrBook->OpenEntry(entryId.cb, reinterpret_cast<ENTRYID*>(entryId.lpb), nullptr,
-                                           MAPI_BEST_ACCESS, &objectType, entry.GetAddressOf());
+    HRESULT hr = addrBook->OpenEntry(entryId.cb, reinterpret_cast<ENTRYID*>(entryId.lpb), nullptr,
+                                     MAPI_BEST_ACCESS, &objectType, entry.GetAddressOf());
+    if (hr == S_OK && !entry) hr = MAPI_E_CALL_FAILED;
     if (hr != S_OK) {
         const MapiBuffer<char> text = EntryIdToText(entryId.lpb, entryId.cb);
         g_Log.Error(calls.tag, "lpADRBook->OpenEntry return 0x%x, EntryID=\"%s\"\n",

@@ -26,9 +26,10 @@ class EntryIdOf {
 HRESULT compare::CountProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
     constexpr char tag[] = "Quorvel_CountProps";
     *filled = 0;
+    if (!tags) return -1;
     MapiBuffer<SPropValue> values;
     ULONG count = 0;
-    const HRESULT hr = item->GetProps(tags, 0, &count, Out(values));
+    const HRESULT hr = store::GetProps(item, tags, &count, values);
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(tag, "lpItem->GetProps returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
                     EntryIdOf(item).Text());
@@ -38,12 +39,13 @@ HRESULT compare::CountProps(IMessage* item, SPropTagArray* tags, long* filled, U
         g_Log.Error(tag, "lpPropTags->cValues != nValues\n");
         count = count < tags->cValues ? count : tags->cValues;  // sizes has room for the tags asked for
     }
-    CountProps2(values.get(), values ? count : 0, filled, sizes);
+    CountProps2(values.get(), count, filled, sizes);
     return hr;
 }
 
 HRESULT compare::CountStreamProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
     *filled = 0;
+    if (!tags) return -1;
     HRESULT hr = S_OK;
     for (ULONG i = 0; i < tags->cValues; ++i) {
         int empty = 1;
@@ -67,16 +69,14 @@ struct StreamSide {
     const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(bytes); }
 
     HRESULT Open(IMessage* item, ULONG tag) {
-        const HRESULT hr = item->OpenProperty(tag, &IID_IStream, 0, 0,
-                                              reinterpret_cast<LPUNKNOWN*>(stream.ReleaseAndGetAddressOf()));
+        const HRESULT hr = item->OpenProperty(tag, &IID_IStream, 0, 0, OutUnknown(stream));
         if (hr != S_OK) stream.Reset();
         return hr == MAPI_E_NOT_FOUND ? S_OK : hr;
     }
 
     HRESULT Read() {
         count = 0;
-        const HRESULT hr = stream ? stream->Read(bytes, kChunk, &count) : S_OK;
-        if (hr != S_OK) count = 0;
+        const HRESULT hr = stream ? store::ReadStream(stream.Get(), bytes, kChunk, &count) : S_OK;
         std::memset(bytes + count, 0, sizeof(bytes) - count);
         return hr;
     }

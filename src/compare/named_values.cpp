@@ -32,9 +32,9 @@ HRESULT LookUpNames(IMAPIProp* item, const GUID& set, std::span<const NamedPrope
     }
 
     MapiBuffer<SPropTagArray> found;
-    const HRESULT hr = item->GetIDsFromNames(static_cast<ULONG>(properties.size()), list, 0, Out(found));
+    const HRESULT hr = store::LookUpNames(item, static_cast<ULONG>(properties.size()), list, found);
     if (!store::IsReadSuccess(hr)) return hr;
-    for (size_t i = 0; found && i < properties.size() && i < found->cValues; ++i) {
+    for (size_t i = 0; i < properties.size(); ++i) {
         const ULONG tag = found->aulPropTag[i];
         if (PROP_TYPE(tag) != PT_ERROR) tags[i] = PROP_TAG(properties[i].type, PROP_ID(tag));
     }

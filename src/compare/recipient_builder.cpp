@@ -7,6 +7,7 @@
 #include "compare/propex.h"
 #include "compare/recipients.h"
 #include "log/PlatformCalls.h"
+#include "store/checked_calls.h"
 
 namespace {
 
@@ -22,18 +23,20 @@ HRESULT ReadRows(IMessage* item, RowSet& rows) {
     PlatformCalls calls(kTag);
     ComPtr<IMAPITable> table;
     ULONG count = 0;
-    calls(item->GetRecipientTable(0, table.GetAddressOf()), "lpItem->GetRecipientTable return 0x%x\n") &&
+    calls.Gives(table, item->GetRecipientTable(0, table.GetAddressOf()),
+                "lpItem->GetRecipientTable return 0x%x\n") &&
         calls(table->SetColumns(columns, 0), "lpTable->SetColumns return 0x%x\n") &&
         calls(table->GetRowCount(0, &count), "lpTable->GetRowCount return 0x%x\n") && count > 0 &&
-        calls(table->QueryRows(static_cast<LONG>(count), 0, Out(rows)), "lpTable->QueryRows return 0x%x\n");
+        calls(store::QueryRows(table.Get(), count, rows), "lpTable->QueryRows return 0x%x\n");
     return calls.result;
 }
 
 /// The column's value, or null when the row has none; any other error than that is logged with the format.
 const SPropValue* Find(const SRow& row, unsigned rowNumber, Column column, ULONG type, const char* format,
                        const char* typeText) {
-    if (column >= row.cValues) return nullptr;
-    const SPropValue& value = row.lpProps[column];
+    const SPropValue* const found = store::ColumnOf(row, column);
+    if (!found) return nullptr;
+    const SPropValue& value = *found;
     if (PROP_TYPE(value.ulPropTag) == PT_ERROR) {
         if (value.Value.err != MAPI_E_NOT_FOUND) {
             g_Log.Error(kTag, format, rowNumber, static_cast<unsigned>(value.Value.err));

@@ -132,8 +132,8 @@ void CCombinedRead::Read(IMessage* message, const CKnownNames& names, TItem& ite
     if (m_parts.empty() || !FindTags(names)) return;
     ULONG count = 0;
     MapiBuffer<SPropValue> values;
-    const HRESULT hr = message->GetProps(m_tags.Get(), 0, &count, Out(values));
-    if (!store::IsReadSuccess(hr) || !values || count != m_tags.Count() || !Measure(values.get())) return;
+    const HRESULT hr = store::GetProps(message, m_tags.Get(), &count, values);
+    if (!store::IsReadSuccess(hr) || count != m_tags.Count() || !Measure(values.get())) return;
     item.values = static_cast<SPropValue*>(memory.allocate(SizeOfBlock()));
     Copy(values.get(), item.values, item);
     item.cValues = m_plainTags.Count();

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "store/checked_calls.h"
 #include "store/mapi_extra.h"
 
 namespace {
@@ -19,7 +20,7 @@ CStreamHead::CStreamHead(store::TStreamStart& start) {
     ULONG more = 1;
     // A byte more tells that something follows; only a read of nothing tells that nothing does.
     char next;
-    if (start.count <= kChunk && start.stream->Read(&next, 1, &more) != S_OK) return;
+    if (start.count <= kChunk && store::ReadStream(start.stream.Get(), &next, 1, &more) != S_OK) return;
     m_count = std::min(start.count, kChunk);
     m_whole = more == 0;
     std::memset(start.bytes + m_count, 0, kTerminator);

@@ -127,7 +127,8 @@ bool MatchesPlain(CAddressBook& book, IMAPISession* session, IMessage* item, con
 
 /// Cuts off what mail clients leave at the end of an empty last line.
 template <typename Char>
-void CutTail(Char* text, size_t length) {
+void CutTail(Char* text, ULONG bytes) {
+    const size_t length = store::EndText(text, bytes);
     if (length >= 3 && text[length - 3] == ' ' && text[length - 2] == '\r' && text[length - 1] == '\n') {
         text[length - 3] = 0;
     } else if (length >= 1 && text[length - 1] == '\r') {
@@ -149,11 +150,11 @@ bool MatchesStream(IMessage* item, const TComparyProp& definition, const TWanted
     switch (PROP_TYPE(definition.ulPropTag)) {
         case PT_UNICODE:
             value.Value.lpszW = static_cast<wchar_t*>(buffer.get());
-            CutTail(value.Value.lpszW, std::wcslen(value.Value.lpszW));
+            CutTail(value.Value.lpszW, bytes);
             break;
         case PT_STRING8:
             value.Value.lpszA = static_cast<char*>(buffer.get());
-            CutTail(value.Value.lpszA, std::strlen(value.Value.lpszA));
+            CutTail(value.Value.lpszA, bytes);
             break;
         default:
             g_Log.Error(kTag, "IID_IStream used other than PT_TSTRING?\n");
@@ -200,10 +201,9 @@ bool MatchesWantedValue(const TWantedValue& wanted, const SPropValue& value, ECo
 IAddrBook* CAddressBook::Get(IMAPISession* session) {
     if (!m_tried) {
         m_tried = true;
-        m_result = session ? session->OpenAddressBook(0, nullptr, AB_NO_DIALOG, &m_book) : E_FAIL;
+        m_result = session ? store::OpenAddressBook(session, m_book) : E_FAIL;
         if (!store::IsReadSuccess(m_result)) {
             g_Log.Error(kEmailTag, "OpenAddressBook failed, error = 0x%x\n", static_cast<unsigned>(m_result));
-            m_book.Reset();
         }
     }
     return m_book.Get();

@@ -67,9 +67,9 @@ void CLog::Configure(const char* errPath, const char* logPath, bool debugOutput,
     Path log = CopyPath(logPath);
     Close();
     m_lpszErrFile = std::move(err);
-    if (m_lpszErrFile) TrimLogFile(m_lpszErrFile.get(), kErrFileLimit);
     m_lpszLogFile = std::move(log);
-    if (m_lpszLogFile) TrimLogFile(m_lpszLogFile.get(), kLogFileLimit);
+    if (m_lpszErrFile) TrimLogFile(m_lpszErrFile.get(), kErrFileLimit, m_lpszLogFile.get());
+    if (m_lpszLogFile) TrimLogFile(m_lpszLogFile.get(), kLogFileLimit, m_lpszErrFile.get());
     m_nLevel = verbosity;
     m_bExtra = static_cast<unsigned int>(extra);
     m_bDebugOutput = debugOutput;

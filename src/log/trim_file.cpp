@@ -107,6 +107,24 @@ bool WriteTrimmed(FILE* source, FILE* target, unsigned long size, unsigned long 
     return copied && !ferror(source) && fflush(target) == 0;
 }
 
+/// The identity of a file that exists; all zeros for one that does not.
+BY_HANDLE_FILE_INFORMATION IdentityOf(const char* path) {
+    BY_HANDLE_FILE_INFORMATION identity = {};
+    const FileHandle file(CreateFileA(path, FILE_READ_ATTRIBUTES,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
+    if (file.get() == INVALID_HANDLE_VALUE || !GetFileInformationByHandle(file.get(), &identity)) return {};
+    return identity;
+}
+
+/// Whether the two paths lead to one file that exists, however they are written.
+bool IsOneFile(const char* path, const char* other) {
+    if (!other) return false;
+    const BY_HANDLE_FILE_INFORMATION a = IdentityOf(path), b = IdentityOf(other);
+    return a.dwVolumeSerialNumber == b.dwVolumeSerialNumber && a.nFileIndexHigh == b.nFileIndexHigh &&
+           a.nFileIndexLow == b.nFileIndexLow && (a.nFileIndexHigh != 0 || a.nFileIndexLow != 0);
+}
+
 }  // namespace
 
 unsigned long LogFileSize(const char* path) {
@@ -115,7 +133,7 @@ unsigned long LogFileSize(const char* path) {
     return file.get() == INVALID_HANDLE_VALUE ? 0 : GetFileSize(file.get(), nullptr);
 }
 
-void TrimLogFile(const char* path, unsigned long limit) {
+void TrimLogFile(const char* path, unsigned long limit, const char* other) {
     const unsigned long size = LogFileSize(path);
     if (size == 0) return;
     Stream source(fopen(path, "rb"));
@@ -128,6 +146,7 @@ void TrimLogFile(const char* path, unsigned long limit) {
     if (!temporary) return;
     memcpy(temporary.get(), path, length);
     memcpy(temporary.get() + length, "1", 2);
+    if (IsOneFile(temporary.get(), other)) return;
     Stream target(fopen(temporary.get(), "wb"));
     if (!target) return;
 

@@ -20,7 +20,7 @@ std::string Narrow(const std::wstring& text) {
 }
 
 bool SameOutside(const TMatrixAttachment& a, const TMatrixAttachment& b) {
-    return a.method == b.method && a.size == b.size &&
+    return a.comparable && b.comparable && a.method == b.method && a.size == b.size &&
            (a.photo || CompareStringOrdinal(a.name.c_str(), -1, b.name.c_str(), -1, TRUE) == CSTR_EQUAL);
 }
 

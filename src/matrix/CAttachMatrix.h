@@ -1,5 +1,6 @@
 #pragma once
-// The attachments of several items arranged into columns: two share a column when they are the same, and
+// The attachments of several items arranged into columns: two share a column when they are the same (what could
+// not be read is the same as nothing), and
 // within one row an attachment fills one column only. Columns stand in order of first appearance.
 //
 // Once arranged it does not change; the texts that it hands out live as long as it does.
@@ -32,7 +33,7 @@ class CAttachMatrix {
     int Info(int column, const char** name, unsigned* size) const;
     int Info(int column, const wchar_t** name, unsigned* size) const;
     /// The attachment's number in the row's item; -1 where the row has none, and, with an Error line,
-    /// outside.
+    /// outside; store::kUnknownAttachment where it has one whose number cannot be told.
     int Value(int row, int column) const;
 
   private:

@@ -32,6 +32,7 @@ bool OpenData(PlatformCalls& calls, IAttach* attachment, std::span<const DataPla
     HRESULT hr = S_OK;
     for (const DataPlace& place : places) {
         hr = attachment->OpenProperty(place.tag, place.iid, 0, 0, OutUnknown(stream));
+        if (hr == S_OK && !stream) hr = MAPI_E_CALL_FAILED;
         if (hr == S_OK) return true;
     }
     return calls(hr, "OpenProperty returned 0x%x\n");
@@ -41,8 +42,10 @@ bool OpenData(PlatformCalls& calls, IAttach* attachment, std::span<const DataPla
 bool ReadChunk(PlatformCalls& calls, IStream* stream, BYTE (&chunk)[kChunk], ULONG& count) {
     for (count = 0; stream && count < kChunk;) {
         ULONG read = 0;
-        const HRESULT hr = stream->Read(chunk + count, kChunk - count, &read);
-        if (hr != S_FALSE && !calls(hr, "pStream->Read returned 0x%x\n")) return false;
+        if (!calls(store::ReadStream(stream, chunk + count, kChunk - count, &read),
+                   "pStream->Read returned 0x%x\n")) {
+            return false;
+        }
         if (read == 0) break;
         count += read;
     }
@@ -77,7 +80,7 @@ bool ReadText(PlatformCalls& calls, IMAPIProp* object, TagList<N>& tags, MapiBuf
     const HRESULT hr = store::GetPropValues(object, tags, &count, Out(values));
     if (!store::IsReadSuccess(hr)) return calls(hr, "Quorvel_GetPropValues returned 0x%x\n");
     text = FirstText(values.get(), count);
-    return true;
+    return text != nullptr;
 }
 
 bool SamePaths(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2) {
@@ -90,17 +93,18 @@ bool SamePaths(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2)
 }
 
 bool SameEmbedded(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2) {
-    constexpr char kOpenFailed[] = "OpenProperty(PR_ATTACH_DATA_OBJ,IMessage) returned 0x%x\n";
     constexpr char kBodyFailed[] = "OpenProperty(PR_BODY,IStream) returned 0x%x\n";
     ComPtr<IMessage> item1, item2;
     TagList subject(PR_SUBJECT_W);
     MapiBuffer<SPropValue> values1, values2;
     const wchar_t *subject1, *subject2;
     ComPtr<IStream> body1, body2;
-    return calls(attachment1->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, OutUnknown(item1)),
-                 kOpenFailed) &&
-           calls(attachment2->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, OutUnknown(item2)),
-                 kOpenFailed) &&
+    const auto open = [&](IAttach* attachment, ComPtr<IMessage>& item) {
+        return calls.Gives(
+            item, attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, OutUnknown(item)),
+            "OpenProperty(PR_ATTACH_DATA_OBJ,IMessage) returned 0x%x\n");
+    };
+    return open(attachment1, item1) && open(attachment2, item2) &&
            ReadText(calls, item1.Get(), subject, values1, subject1) &&
            ReadText(calls, item2.Get(), subject, values2, subject2) && wcscmp(subject1, subject2) == 0 &&
            calls(store::OpenStream(item1.Get(), PR_BODY_W, body1), kBodyFailed) &&
@@ -122,8 +126,9 @@ bool SameContents(const char* routine, IAttach* attachment1, IAttach* attachment
         case ATTACH_BY_REFERENCE:
         case ATTACH_BY_REF_RESOLVE:
         case ATTACH_BY_REF_ONLY:
+        case ATTACH_BY_WEBREFERENCE:
             return SamePaths(calls, attachment1, attachment2);
         default:
-            return true;
+            return false;
     }
 }

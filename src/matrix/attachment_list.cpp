@@ -9,10 +9,31 @@ namespace {
 
 constexpr ULONG kName = 1;  // the names follow the method
 
-bool ReadAttachment(const char* routine, IMessage* item, const char* entryId, long number,
-                    TMatrixAttachment& out) {
+enum class Holds { Data, Reference, Unknown };
+
+Holds HeldBy(long method) {
+    switch (static_cast<ULONG>(method)) {
+        case ATTACH_BY_VALUE:
+        case ATTACH_EMBEDDED_MSG:
+        case ATTACH_OLE:
+            return Holds::Data;
+        case ATTACH_BY_REFERENCE:
+        case ATTACH_BY_REF_RESOLVE:
+        case ATTACH_BY_REF_ONLY:
+        case ATTACH_BY_WEBREFERENCE:
+            return Holds::Reference;
+        default:
+            return Holds::Unknown;
+    }
+}
+
+/// Reads as much as it can.
+void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TMatrixAttachment& out) {
     ComPtr<IAttach> attachment;
-    if (store::OpenAttachment(item, number, &attachment) != S_OK) return false;
+    if (out.number == store::kUnknownAttachment ||
+        store::OpenAttachment(item, out.number, &attachment) != S_OK) {
+        return;
+    }
     TagList tags(PR_ATTACH_METHOD, PR_ATTACH_LONG_FILENAME_W, PR_ATTACH_FILENAME_W, PR_DISPLAY_NAME_W);
     MapiBuffer<SPropValue> values;
     ULONG count = 0;
@@ -20,39 +41,43 @@ bool ReadAttachment(const char* routine, IMessage* item, const char* entryId, lo
     if (!store::IsReadSuccess(hr) || count == 0) {
         g_Log.Error(routine, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
                     entryId);
-        return false;
+        return;
     }
     const SPropValue& method = values.get()[0];
-    ULONG size = 0, photo = 0;
-    store::GetAttachmentRealSize(attachment.Get(), &size);
-    Attach_IsContactPhoto_get(attachment.Get(), &photo);
-    out.number = number;
-    out.name = FirstText(values.get() + kName, count - kName);
-    out.size = size;
-    out.method = method.ulPropTag == PR_ATTACH_METHOD ? method.Value.l : static_cast<long>(NO_ATTACHMENT);
+    const wchar_t* const name = FirstText(values.get() + kName, count - kName);
+    ULONG photo = 0;
+    const bool photoKnown = Attach_IsContactPhoto_get(attachment.Get(), &photo) == S_OK;
+    out.name = OrEmpty(name);
     out.photo = photo != 0;
-    return true;
+    out.method = method.ulPropTag == PR_ATTACH_METHOD ? method.Value.l : static_cast<long>(NO_ATTACHMENT);
+    const Holds holds = HeldBy(out.method);
+    ULONG size = 0;
+    // A reference has no size of its own; name and path decide.
+    const bool sizeKnown =
+        holds == Holds::Reference || store::GetAttachmentRealSize(attachment.Get(), &size) == S_OK;
+    out.size = size;
+    out.comparable = holds != Holds::Unknown && name && photoKnown && sizeKnown;
 }
 
 }  // namespace
 
 const wchar_t* FirstText(const SPropValue* values, ULONG count) {
     for (ULONG i = 0; i < count; ++i) {
-        if (PROP_TYPE(values[i].ulPropTag) == PT_UNICODE && *OrEmpty(values[i].Value.lpszW)) {
-            return values[i].Value.lpszW;
-        }
+        const ULONG type = PROP_TYPE(values[i].ulPropTag);
+        if (type == PT_UNICODE && *OrEmpty(values[i].Value.lpszW)) return values[i].Value.lpszW;
+        if (type == PT_ERROR && values[i].Value.err != MAPI_E_NOT_FOUND) return nullptr;
     }
     return L"";
 }
 
 std::vector<TMatrixAttachment> ListAttachments(const char* routine, IMessage* item, const char* entryId) {
     std::vector<TMatrixAttachment> list;
-    MapiBuffer<long> numbers;
-    ULONG count = 0;
-    if (store::GetAttachments(item, Out(numbers), &count) != S_OK) return list;
-    for (ULONG i = 0; i < count; ++i) {
+    std::vector<long> numbers;
+    if (store::ListAttachments(item, numbers) != S_OK) return list;
+    for (const long number : numbers) {
         TMatrixAttachment attachment{};
-        if (!ReadAttachment(routine, item, entryId, numbers.get()[i], attachment)) continue;
+        attachment.number = number;
+        ReadAttachment(routine, item, entryId, attachment);
         if (attachment.photo && attachment.method != static_cast<long>(ATTACH_BY_VALUE)) {
             g_Log.Error(routine,
                         "ContactPhoto.PR_ATTACH_METHOD = %d (!= ATTACH_BY_VALUE)\n"

@@ -157,7 +157,7 @@ int CSimilarSearch::CmpBADateProp(const TCmpData& data, int field) const {
         g_Log.Assert(converted, kDateTag, __LINE__, "FileTimeToSystemTime");
         if (!converted) return Unequal;
         if (const TDate* bad = PlaceholderOf(dates[i], *times[i])) {
-            g_Log.Error(kDateTag, "Skipping bad date(%02d.%02d.%02d)\n", bad->year, bad->month, bad->day);
+            g_Log.Info(3, kDateTag, "Skipping bad date(%02d.%02d.%02d)\n", bad->year, bad->month, bad->day);
             return Unequal;
         }
     }

@@ -185,12 +185,11 @@ void CSimilarSearch::ReadSmtpEmails(IMessage* item, TItemProps* props) {
 IAddrBook* CSimilarSearch::AddressBook() {
     if (m_addrBookTried) return m_lpAddrBook.Get();
     m_addrBookTried = true;
-    m_addrBookResult = m_lpSession ? m_lpSession->OpenAddressBook(0, nullptr, AB_NO_DIALOG, &m_lpAddrBook)
-                                   : MAPI_E_NOT_INITIALIZED;
+    m_addrBookResult =
+        m_lpSession ? store::OpenAddressBook(m_lpSession, m_lpAddrBook) : MAPI_E_NOT_INITIALIZED;
     if (!store::IsReadSuccess(m_addrBookResult)) {
         g_Log.Error(kCacheTag, "OpenAddressBook failed, error = 0x%x\n",
                     static_cast<unsigned>(m_addrBookResult));
-        m_lpAddrBook.Reset();
     }
     return m_lpAddrBook.Get();
 }
@@ -204,7 +203,7 @@ void CSimilarSearch::ReadBody(IMessage* item, TItemProps* props) {
         g_Log.Error(kCacheTag, "GetStreamPropValue(PR_BODY_W) return %d\n", static_cast<int>(hr));
         return;
     }
-    if (text) props->TakeBody(text.get(), wcsnlen(text.get(), bytes / sizeof(wchar_t)));
+    if (text) props->TakeBody(text.get(), store::EndText(text.get(), bytes));
 }
 
 }  // namespace similar

@@ -2,6 +2,7 @@
 
 #include <mapiutil.h>
 
+#include "log/CLog.h"
 #include "store/provider_lookup.h"
 
 namespace {
@@ -46,9 +47,19 @@ constinit PlatformFunction<decltype(::FreeProws)> g_freeProws("FreeProws");
 }  // namespace
 
 HMODULE MapiProvider::Module() {
-    if (!g_binding.lookedUp) Bind(LoadProvider());
+    if (!g_binding.lookedUp) {
+        std::vector<std::wstring> refused;
+        Bind(LoadProvider(refused));
+        if (!g_binding.module) {
+            for (const std::wstring& line : refused) g_Log.InfoW(1, "MapiProvider", L"%s\n", line.c_str());
+        }
+    }
     g_binding.lookedUp = true;
     return g_binding.module;
+}
+
+void MapiProvider::LookAgain() {
+    if (!g_binding.module) g_binding.lookedUp = false;
 }
 
 unsigned MapiProvider::Generation() {

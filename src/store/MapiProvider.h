@@ -13,8 +13,10 @@
 class MapiProvider {
   public:
     /// The loaded module, looked up and loaded on first use; null when there is none. A look-up that found
-    /// nothing is not repeated.
+    /// nothing writes a line for each candidate, and is not repeated until LookAgain.
     static HMODULE Module();
+    /// Forgets that a look-up found nothing.
+    static void LookAgain();
     static unsigned Generation();
     /// Binds a module that the process holds already (null: forget the present one, so that the next use
     /// looks again). The caller keeps it loaded.

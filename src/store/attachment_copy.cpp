@@ -36,9 +36,10 @@ HRESULT CopyUnsaved(IMessage* target, ULONG* newNumber, IMessage* source, long n
     ComPtr<IAttach> created;
     MapiBuffer<SPropProblemArray> problems;
     ULONG createdNumber = 0;
-    if (calls(source->OpenAttach(static_cast<ULONG>(number), nullptr, 0, &original),
-              "OpenAttach return 0x%x\n") &&
-        calls(target->CreateAttach(nullptr, 0, &createdNumber, &created), "CreateAttach return 0x%x\n") &&
+    if (calls.Gives(original, source->OpenAttach(static_cast<ULONG>(number), nullptr, 0, &original),
+                    "OpenAttach return 0x%x\n") &&
+        calls.Gives(created, target->CreateAttach(nullptr, 0, &createdNumber, &created),
+                    "CreateAttach return 0x%x\n") &&
         calls(original->CopyTo(0, nullptr, nullptr, 0, nullptr, &IID_IAttachment, created.Get(), 0,
                                Out(problems)),
               "CopyTo return 0x%x\n")) {

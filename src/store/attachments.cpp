@@ -4,6 +4,8 @@
 #include <mapiguid.h>
 #include <mapitags.h>
 
+#include <algorithm>
+
 #include "log/PlatformCalls.h"
 #include "store/mapi_extra.h"
 #include "store/properties.h"
@@ -11,6 +13,8 @@
 
 namespace store {
 namespace {
+
+constexpr char kGetAttachments[] = "Quorvel_GetAttachments";
 
 bool HasAttachments(IMessage* item) {
     MapiBuffer<SPropValue> flag;
@@ -21,8 +25,9 @@ bool HasAttachments(IMessage* item) {
 HRESULT SizeByValue(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
     ComPtr<IStream> stream;
     STATSTG stat = {};
-    if (calls(attachment->OpenProperty(PR_ATTACH_DATA_BIN, &IID_IStream, 0, 0, OutUnknown(stream)),
-              "ATTACH_BY_VALUE: OpenProperty(PR_ATTACH_DATA_BIN,IStream) returned 0x%x\n") &&
+    if (calls.Gives(stream,
+                    attachment->OpenProperty(PR_ATTACH_DATA_BIN, &IID_IStream, 0, 0, OutUnknown(stream)),
+                    "ATTACH_BY_VALUE: OpenProperty(PR_ATTACH_DATA_BIN,IStream) returned 0x%x\n") &&
         calls(stream->Stat(&stat, STATFLAG_NONAME), "ATTACH_BY_VALUE: pStream->Stat returned 0x%x\n")) {
         *size = stat.cbSize.LowPart;
     }
@@ -32,8 +37,9 @@ HRESULT SizeByValue(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
 HRESULT SizeOfEmbedded(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
     ComPtr<IMessage> message;
     MapiBuffer<SPropValue> value;
-    if (calls(attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, OutUnknown(message)),
-              "ATTACH_EMBEDDED_MSG: OpenProperty(PR_ATTACH_DATA_OBJ,IMessage) returned 0x%x\n") &&
+    if (calls.Gives(message,
+                    attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, OutUnknown(message)),
+                    "ATTACH_EMBEDDED_MSG: OpenProperty(PR_ATTACH_DATA_OBJ,IMessage) returned 0x%x\n") &&
         calls(GetPropValue(message.Get(), PR_MESSAGE_SIZE, Out(value)),
               "ATTACH_EMBEDDED_MSG: GetProp(PR_MESSAGE_SIZE) return 0x%x\n")) {
         *size = value->Value.ul;
@@ -54,6 +60,7 @@ HRESULT SizeOfOle(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
     for (size_t i = 0; i < std::size(attempts); i++) {
         ComPtr<IStream> stream;
         opened[i] = attachment->OpenProperty(attempts[i].tag, attempts[i].iid, 0, 0, OutUnknown(stream));
+        if (opened[i] == S_OK && !stream) opened[i] = MAPI_E_CALL_FAILED;
         if (opened[i] != S_OK) continue;
         STATSTG stat = {};
         if (calls(stream->Stat(&stat, STATFLAG_NONAME),
@@ -70,42 +77,52 @@ HRESULT SizeOfOle(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
 
 }  // namespace
 
-HRESULT GetAttachments(IMessage* item, long** numbers, ULONG* count) {
-    PlatformCalls calls("Quorvel_GetAttachments");
-    *numbers = nullptr;
-    *count = 0;
-    if (!HasAttachments(item)) return S_OK;
-
+HRESULT ListAttachments(IMessage* item, std::vector<long>& numbers) {
+    PlatformCalls calls(kGetAttachments);
+    numbers.clear();
     TagList columns(PR_ATTACH_NUM);
     ComPtr<IMAPITable> table;
     ULONG rowCount = 0;
     RowSet rows;
-    if (!calls(item->GetAttachmentTable(0, &table), "pMessage->GetAttachmentTable return 0x%x\n") ||
+    if (!calls.Gives(table, item->GetAttachmentTable(0, &table),
+                     "pMessage->GetAttachmentTable return 0x%x\n") ||
         !calls(table->SetColumns(columns, 0), "pTable->SetColumns return 0x%x\n") ||
-        !calls(table->GetRowCount(0, &rowCount), "pTable->GetRowCount return 0x%x\n") || rowCount == 0) {
+        !calls(table->GetRowCount(0, &rowCount), "pTable->GetRowCount return 0x%x\n") || rowCount == 0 ||
+        !calls(QueryRows(table.Get(), rowCount, rows), "pTable->QueryRows return 0x%x\n")) {
         return calls.result;
     }
-    if (!calls(table->QueryRows(static_cast<LONG>(rowCount), 0, Out(rows)),
-               "pTable->QueryRows return 0x%x\n")) {
-        return calls.result;
-    }
-    if (!rows || rows->cRows == 0) return calls.result;
-    MapiBuffer<long> found;
-    if (!calls(Allocate(rows->cRows * sizeof(long), found), "MAPIAllocateBuffer returned 0x%x\n")) {
-        return calls.result;
-    }
-    ULONG taken = 0;
+    // What was counted and did not come is there all the same.
+    numbers.assign(std::max(rowCount, rows->cRows), kUnknownAttachment);
     for (ULONG i = 0; i < rows->cRows; i++) {
-        const SPropValue& number = rows->aRow[i].lpProps[0];
-        if (number.ulPropTag == PR_ATTACH_NUM) {
-            found.get()[taken++] = number.Value.l;
+        const SPropValue* const number = ColumnOf(rows->aRow[i], 0);
+        if (number && number->ulPropTag == PR_ATTACH_NUM) {
+            numbers[i] = number->Value.l;
         } else {
-            g_Log.Error(calls.tag, "pProps[0].ulPropTag = 0x%x\n", static_cast<unsigned>(number.ulPropTag));
+            g_Log.Error(calls.tag, "pProps[0].ulPropTag = 0x%x\n",
+                        static_cast<unsigned>(number ? number->ulPropTag : 0));
         }
     }
-    if (taken > 0) *numbers = found.release();
-    *count = taken;
     return calls.result;
+}
+
+HRESULT GetAttachments(IMessage* item, long** numbers, ULONG* count) {
+    PlatformCalls calls(kGetAttachments);
+    *numbers = nullptr;
+    *count = 0;
+    if (!HasAttachments(item)) return S_OK;
+
+    std::vector<long> list;
+    if (const HRESULT hr = ListAttachments(item, list); hr != S_OK) return hr;
+    std::erase(list, kUnknownAttachment);
+    if (list.empty()) return S_OK;
+    MapiBuffer<long> found;
+    if (!calls(Allocate(list.size() * sizeof(long), found), "MAPIAllocateBuffer returned 0x%x\n")) {
+        return calls.result;
+    }
+    std::copy(list.begin(), list.end(), found.get());
+    *numbers = found.release();
+    *count = static_cast<ULONG>(list.size());
+    return S_OK;
 }
 
 HRESULT GetAttachmentsSize(IMessage* item, ULONG* total) {
@@ -115,26 +132,26 @@ HRESULT GetAttachmentsSize(IMessage* item, ULONG* total) {
     ComPtr<IMAPITable> table;
     ULONG rowCount = 0;
     RowSet rows;
-    if (!calls(item->GetAttachmentTable(0, &table), "lpItem->GetAttachmentTable return 0x%x\n") ||
+    if (!calls.Gives(table, item->GetAttachmentTable(0, &table),
+                     "lpItem->GetAttachmentTable return 0x%x\n") ||
         !calls(table->GetRowCount(0, &rowCount), "lpTable->GetRowCount return 0x%x\n") || rowCount == 0 ||
         !calls(table->SetColumns(columns, 0), "lpTable->SetColumns return 0x%x\n")) {
         return calls.result;
     }
-    if (!calls(table->QueryRows(static_cast<LONG>(rowCount), 0, Out(rows)),
-               "lpTable->QueryRows return 0x%x\n")) {
+    if (!calls(QueryRows(table.Get(), rowCount, rows), "lpTable->QueryRows return 0x%x\n")) {
         return calls.result;
     }
-    if (!rows) return calls.result;
     for (ULONG i = 0; i < rows->cRows; i++) {
-        const SPropValue& size = rows->aRow[i].lpProps[0];
-        const SPropValue& name = rows->aRow[i].lpProps[1];
-        if (PROP_TYPE(size.ulPropTag) == PT_ERROR) {
+        const SPropValue* const size = ColumnOf(rows->aRow[i], 0);
+        const SPropValue* const name = ColumnOf(rows->aRow[i], 1);
+        if (!size || PROP_TYPE(size->ulPropTag) == PT_ERROR) {
             g_Log.Error(calls.tag, "Row[%d].Prop[0].Type == PT_ERROR\n", static_cast<int>(i));
             continue;
         }
         g_Log.InfoW(3, calls.tag, L"DisplayName = \"%s\", Size = %d\n",
-                    PROP_TYPE(name.ulPropTag) == PT_UNICODE ? name.Value.lpszW : L"Error", size.Value.l);
-        *total += size.Value.ul;
+                    name && PROP_TYPE(name->ulPropTag) == PT_UNICODE ? OrEmpty(name->Value.lpszW) : L"Error",
+                    size->Value.l);
+        *total += size->Value.ul;
     }
     return calls.result;
 }
@@ -142,8 +159,8 @@ HRESULT GetAttachmentsSize(IMessage* item, ULONG* total) {
 HRESULT OpenAttachment(IMessage* item, long number, IAttach** out) {
     PlatformCalls calls("Quorvel_OpenAttachment");
     ComPtr<IAttach> opened;
-    if (calls(item->OpenAttach(static_cast<ULONG>(number), nullptr, 0, &opened),
-              "pMsg->OpenAttach return 0x%x\n")) {
+    if (calls.Gives(opened, item->OpenAttach(static_cast<ULONG>(number), nullptr, 0, &opened),
+                    "pMsg->OpenAttach return 0x%x\n")) {
         *out = opened.Detach();
     }
     return calls.result;

@@ -2,10 +2,18 @@
 // Attachments of an item: listed, measured, opened, copied, deleted; a contact's photo. Results are the
 // platform's; failures are logged once, under the export's name, or the routine's own where it is no export.
 
+#include <vector>
+
 #include "store/resources.h"
 
 namespace store {
-/// Numbers of the attachments in table order, a block of MAPIAllocateBuffer; null and 0 when there are none.
+/// The number of an attachment that the table names without one.
+inline constexpr long kUnknownAttachment = -2;
+/// Numbers of all that the item's attachment table counts, in table order; whatever PR_HASATTACH says. Logged as
+/// Quorvel_GetAttachments.
+HRESULT ListAttachments(IMessage* item, std::vector<long>& numbers);
+/// Numbers of the attachments in table order, a block of MAPIAllocateBuffer; null and 0 when there are none, or
+/// PR_HASATTACH says so.
 HRESULT GetAttachments(IMessage* item, long** numbers, ULONG* count);
 /// Sum of the sizes in the attachment table; a row without a size is logged and left out.
 HRESULT GetAttachmentsSize(IMessage* item, ULONG* total);

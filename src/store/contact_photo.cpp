@@ -8,15 +8,16 @@
 #include "store/properties.h"
 
 namespace {
-constexpr LONG kHasPhotoId = 0x8015;
-}
 
-HRESULT ContactItem_HasPhoto_tag(IMessage* item, ULONG* tag) {
-    PlatformCalls calls("ContactItem_HasPhoto_tag");
+constexpr LONG kHasPhotoId = 0x8015;
+constexpr char kTag[] = "ContactItem_HasPhoto_tag";
+
+/// The result of the look-up: a name that the store does not know comes as a tag without an id.
+HRESULT FindTag(IMessage* item, ULONG* tag) {
     *tag = 0;
     GUID set;
     if (!Str2GUID(kSetAddress, &set)) {
-        g_Log.Error(calls.tag, "Str2GUID failed\n");
+        g_Log.Error(kTag, "Str2GUID failed\n");
         return -1;
     }
     MAPINAMEID name = {};
@@ -25,23 +26,39 @@ HRESULT ContactItem_HasPhoto_tag(IMessage* item, ULONG* tag) {
     name.Kind.lID = kHasPhotoId;
     MAPINAMEID* names = &name;
     MapiBuffer<SPropTagArray> tags;
-    HRESULT hr = item->GetIDsFromNames(1, &names, 0, Out(tags));
-    // Whatever a store says of a name that it does not know: a tag without an id must never be written.
-    if (hr == S_OK && PROP_ID(tags->aulPropTag[0]) == 0) hr = MAPI_E_NOT_FOUND;
-    if (calls(hr, "GetIDsFromNames return 0x%x\n")) {
-        *tag = PROP_TAG(PT_BOOLEAN, PROP_ID(tags->aulPropTag[0]));
-    }
-    return calls.result;
+    const HRESULT hr = store::LookUpNames(item, 1, &names, tags);
+    const ULONG id = tags ? PROP_ID(tags->aulPropTag[0]) : 0;
+    if (hr != S_OK) return hr;
+    // A tag without an id must never be written.
+    if (id == 0) return MAPI_E_NOT_FOUND;
+    *tag = PROP_TAG(PT_BOOLEAN, id);
+    return S_OK;
+}
+
+bool LogLookUp(HRESULT hr) {
+    PlatformCalls calls(kTag);
+    return calls(hr, "GetIDsFromNames return 0x%x\n");
+}
+
+}  // namespace
+
+HRESULT ContactItem_HasPhoto_tag(IMessage* item, ULONG* tag) {
+    const HRESULT hr = FindTag(item, tag);
+    LogLookUp(hr);
+    return hr;
 }
 
 HRESULT ContactItem_HasPhoto_get(IMessage* item, int* has) {
     *has = 0;
     ULONG tag = 0;
-    if (const HRESULT hr = ContactItem_HasPhoto_tag(item, &tag); hr != S_OK) return hr;
+    const HRESULT hr = FindTag(item, &tag);
+    // A store that never saw the name says so in one of two ways.
+    if (hr == MAPI_E_NOT_FOUND || hr == MAPI_W_ERRORS_RETURNED) return S_OK;
+    if (!LogLookUp(hr)) return hr;
     bool flag = false;
-    const HRESULT hr = store::ReadFlag("ContactItem_HasPhoto_get", item, tag, &flag);
+    const HRESULT read = store::ReadFlag("ContactItem_HasPhoto_get", item, tag, &flag);
     *has = flag;
-    return hr;
+    return read;
 }
 
 HRESULT ContactItem_HasPhoto_set(IMessage* item, bool has) {

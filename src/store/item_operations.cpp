@@ -7,6 +7,7 @@
 
 #include "log/PlatformCalls.h"
 #include "log/identifier_text.h"
+#include "store/checked_calls.h"
 #include "store/entry_id.h"
 #include "store/properties.h"
 #include "store/sessions.h"
@@ -48,29 +49,37 @@ HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId) {
     ComPtr<IMAPITable> table;
     ULONG rowCount = 0;
     RowSet rows;
-    if (!calls(folder->GetContentsTable(0, &table), "lpDstFolder->GetContentsTable return 0x%x\n") ||
+    if (!calls.Gives(table, folder->GetContentsTable(0, &table),
+                     "lpDstFolder->GetContentsTable return 0x%x\n") ||
         !calls(table->SetColumns(columns, 0), "lpTable->SetColumns return 0x%x\n") ||
         !calls(table->Restrict(&restriction, 0), "lpTable->Restrict return 0x%x\n") ||
         !calls(table->GetRowCount(0, &rowCount), "lpTable->GetRowCount return 0x%x\n") || rowCount == 0) {
         return calls.result;
     }
-    if (!calls(table->QueryRows(1, 0, Out(rows)), "lpTable->QueryRows return 0x%x\n")) return calls.result;
-    if (!rows || rows->cRows == 0) return calls.result;
-    const SPropValue& id = rows->aRow[0].lpProps[0];
-    if (PROP_TYPE(id.ulPropTag) == PT_ERROR) {
+    if (!calls(QueryRows(table.Get(), 1, rows), "lpTable->QueryRows return 0x%x\n")) return calls.result;
+    if (rows->cRows == 0) return calls.result;
+    const SPropValue* const id = ColumnOf(rows->aRow[0], 0);
+    // The line is the same for whatever does not fit the caller's buffer.
+    if (!id || PROP_TYPE(id->ulPropTag) != PT_BINARY || id->Value.bin.cb > (kIdTextSize - 1) / 2) {
         g_Log.Error(calls.tag, "Row[0].Prop[0].Type == PT_ERROR\n");
     } else {
-        BytesToHex(id.Value.bin.lpb, id.Value.bin.cb, entryId);
+        BytesToHex(id->Value.bin.lpb, id->Value.bin.cb, entryId);
     }
     return calls.result;
 }
 
 HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId, const char* srcStoreId,
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId) {
+    PlatformCalls calls("Quorvel_ItemMove");
     const bool sameStore = SameText(srcStoreId, dstStoreId);
     if (sameStore && SameText(srcFolderId, dstFolderId)) {
         if (newEntryId) std::memmove(newEntryId, OrEmpty(entryId), std::strlen(OrEmpty(entryId)) + 1);
         return S_OK;
+    }
+    // No identifier at all would open the store's root.
+    if (std::strlen(OrEmpty(dstFolderId)) < 2) {
+        g_Log.Error(calls.tag, "Invalid Param(s)\n");
+        return -1;
     }
     ComPtr<IMsgStore> srcStore, dstStore;
     ComPtr<IMAPIFolder> srcFolder, dstFolder;
@@ -85,7 +94,7 @@ HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFold
     if (hr != S_OK || !searchKey) return hr;
 
     if (const HRESULT found = FindItem(dstFolder.Get(), searchKey.get(), newEntryId); found != S_OK) {
-        g_Log.Error("Quorvel_ItemMove", "Quorvel_FindItem return 0x%x\n", static_cast<unsigned>(found));
+        g_Log.Error(calls.tag, "Quorvel_FindItem return 0x%x\n", static_cast<unsigned>(found));
     }
     return S_OK;
 }

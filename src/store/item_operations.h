@@ -5,11 +5,14 @@
 #include "store/resources.h"
 
 namespace store {
-/// Copies the entry-identifier text of the first item with this search key into the caller's buffer, which
-/// has room for it; leaves the buffer untouched when there is none.
+/// Bytes of a caller's buffer for an entry-identifier text, terminator included.
+inline constexpr ULONG kIdTextSize = 1024;
+
+/// Copies the entry-identifier text of the first item with this search key into the caller's buffer of
+/// kIdTextSize bytes; leaves the buffer untouched when there is none, or none that fits.
 HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
-/// Moves an item to another folder, of the same store or another. newEntryId, when given, has room for an
-/// identifier text and receives the item's new one, or an empty text when it cannot be told; it may be the
+/// Moves an item to another folder, of the same store or another; -1 without a target folder. newEntryId, when
+/// given, has kIdTextSize bytes and receives the item's new one, or an empty text when it cannot be told; it may be the
 /// buffer of entryId. The same folder moves nothing.
 HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId, const char* srcStoreId,
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId);

@@ -56,7 +56,7 @@ HRESULT LookUp(IMessage* item, NamedEntry& entry, ULONG& tag) {
     if (!IsReadSuccess(hr)) {
         g_Log.Error(kResolveTags, "Quorvel_GetIDsFromNames return 0x%x\n", static_cast<unsigned>(hr));
     }
-    tag = tags && tags->cValues > 0 ? tags->aulPropTag[0] : kUnresolved;
+    tag = tags ? tags->aulPropTag[0] : kUnresolved;
     return hr;
 }
 
@@ -78,7 +78,7 @@ HRESULT GetIDFromName(IMessage* item, MAPINAMEID* name, ULONG* tag) {
     PlatformCalls calls("Quorvel_GetIDFromName");
     *tag = 0;
     MapiBuffer<SPropTagArray> tags;
-    if (calls(item->GetIDsFromNames(1, &name, 0, Out(tags)), "lpItem->GetIDsFromNames return 0x%x\n")) {
+    if (calls(LookUpNames(item, 1, &name, tags), "lpItem->GetIDsFromNames return 0x%x\n")) {
         *tag = tags->aulPropTag[0];
     }
     return calls.result;
@@ -102,8 +102,8 @@ ULONG GetIDFromName2(IMessage* item, const char* guid, long id, ULONG type) {
 HRESULT GetIDsFromNames(IMessage* item, ULONG count, MAPINAMEID* name, SPropTagArray** tags) {
     PlatformCalls calls("Quorvel_GetIDsFromNames");
     MapiBuffer<SPropTagArray> found;
-    calls(item->GetIDsFromNames(count, &name, 0, Out(found)), "GetIDsFromNames return 0x%x\n");
-    *tags = IsReadSuccess(calls.result) ? found.release() : nullptr;
+    calls(LookUpNames(item, count, &name, found), "GetIDsFromNames return 0x%x\n");
+    *tags = found.release();
     return calls.result;
 }
 

@@ -142,9 +142,10 @@ Outside OutsideOf(const SPropValue& value) {
 HRESULT GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue** value, ULONG* sources) {
     PlatformCalls calls(kRoutine);
     *value = nullptr;
+    if (!tags) return -1;
     ULONG count = 0;
     MapiBuffer<SPropValue> values;
-    const HRESULT read = item->GetProps(tags, 0, &count, Out(values));
+    const HRESULT read = GetProps(item, tags, &count, values);
     if (!IsReadSuccess(read)) {
         calls(read, "lpItem->GetProps returned 0x%x\n");
         return read;

@@ -13,19 +13,23 @@ namespace store {
 
 HRESULT GetPropValue(IMAPIProp* object, ULONG tag, SPropValue** value) {
     TagList tags(tag);
+    *value = nullptr;
     ULONG count = 0;
     MapiBuffer<SPropValue> read;
-    const HRESULT hr = object->GetProps(tags, 0, &count, Out(read));
-    *value = IsReadSuccess(hr) ? read.release() : nullptr;
+    const HRESULT hr = GetProps(object, tags, &count, read);
+    if (!IsReadSuccess(hr)) return hr;
+    if (count == 0) return MAPI_E_CALL_FAILED;
+    *value = read.release();
     return hr;
 }
 
 HRESULT GetPropValues(IMAPIProp* object, SPropTagArray* tags, ULONG* count, SPropValue** values) {
     *count = 0;
     *values = nullptr;
+    if (!tags) return -1;
     ULONG found = 0;
     MapiBuffer<SPropValue> read;
-    const HRESULT hr = object->GetProps(tags, 0, &found, Out(read));
+    const HRESULT hr = GetProps(object, tags, &found, read);
     if (!IsReadSuccess(hr)) return hr;
     if (tags->cValues != found) {
         g_Log.Warning("Quorvel_GetPropValues", "NumTags(%d) != NumValues(%d)\n",

@@ -1,15 +1,11 @@
 #pragma once
 // Reading plain property values and their sizes. "Success" of a read is S_OK or MAPI_W_ERRORS_RETURNED: a
 // missing property is a value of type PT_ERROR. What a read hands out is a block of MAPIAllocateBuffer; on
-// failure nothing is handed out (null, count 0).
+// failure nothing is handed out (null, count 0). A null list of tags is -1.
 
-#include "store/resources.h"
+#include "store/checked_calls.h"
 
 namespace store {
-inline bool IsReadSuccess(HRESULT hr) {
-    return hr == S_OK || hr == MAPI_W_ERRORS_RETURNED;
-}
-
 /// One property. Nothing is logged.
 HRESULT GetPropValue(IMAPIProp* object, ULONG tag, SPropValue** value);
 /// Several properties in one request; a count that differs from the number of tags is a warning line. A

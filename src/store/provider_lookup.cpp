@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -87,16 +88,29 @@ bool IsAbsolute(const std::wstring& path) {
            (path.size() > 2 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/'));
 }
 
+/// What was tried in vain, and why.
+using Refused = std::vector<std::wstring>;
+
 /// The module at this path if it is a messaging platform.
-ModuleOwner LoadPlatform(const std::wstring& path) {
+ModuleOwner LoadPlatform(const std::wstring& path, Refused& refused) {
+    if (path.empty()) return {};
     DWORD flags = LOAD_WITH_ALTERED_SEARCH_PATH;
     if (!IsAbsolute(path)) {
-        if (path.empty() || path.find_first_of(L"\\/:") != std::wstring::npos) return {};
+        if (path.find_first_of(L"\\/:") != std::wstring::npos) {
+            refused.push_back(path + L": depends on the current directory");
+            return {};
+        }
         flags = LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
     }
     ModuleOwner module(LoadLibraryExW(path.c_str(), nullptr, flags));
+    if (!module) {
+        refused.push_back(path + L": does not load, error " + std::to_wstring(GetLastError()));
+        return {};
+    }
     for (const char* name : kFunctions) {
-        if (module && !GetProcAddress(module.get(), name)) module.reset();
+        if (GetProcAddress(module.get(), name)) continue;
+        refused.push_back(path + L": has no " + std::wstring(name, name + std::strlen(name)));
+        return {};
     }
     return module;
 }
@@ -165,12 +179,12 @@ std::wstring PathFromInstaller(const std::wstring& component, const std::wstring
     return path;
 }
 
-ModuleOwner FromInstaller(HKEY root, const std::wstring& clientKey) {
+ModuleOwner FromInstaller(HKEY root, const std::wstring& clientKey, Refused& refused) {
     const std::wstring component = ReadText(root, clientKey, L"MSIComponentID");
     if (component.empty()) return {};
     for (const std::wstring& qualifier : Qualifiers(root, clientKey)) {
         for (auto* const find : {PathFromMailLibrary, PathFromInstaller}) {
-            if (ModuleOwner module = LoadPlatform(find(component, qualifier))) return module;
+            if (ModuleOwner module = LoadPlatform(find(component, qualifier), refused)) return module;
         }
     }
     return {};
@@ -178,13 +192,13 @@ ModuleOwner FromInstaller(HKEY root, const std::wstring& clientKey) {
 
 // ---- Mail clients
 
-ModuleOwner FromClient(const std::wstring& client) {
+ModuleOwner FromClient(const std::wstring& client, Refused& refused) {
     if (client.empty()) return {};
     const std::wstring clientKey = std::wstring(kClientsKey) + L'\\' + client;
     for (const HKEY root : kUserThenMachine) {
-        if (ModuleOwner module = FromInstaller(root, clientKey)) return module;
+        if (ModuleOwner module = FromInstaller(root, clientKey, refused)) return module;
         for (const wchar_t* name : {L"DLLPathEx", L"DLLPath"}) {
-            if (ModuleOwner module = LoadPlatform(ReadText(root, clientKey, name))) return module;
+            if (ModuleOwner module = LoadPlatform(ReadText(root, clientKey, name), refused)) return module;
         }
     }
     return {};
@@ -198,11 +212,12 @@ std::wstring ProgramFileName() {
 
 }  // namespace
 
-HMODULE LoadProvider() {
-    ModuleOwner module = FromClient(ReadText(HKEY_LOCAL_MACHINE, kProgramsKey, ProgramFileName().c_str()));
+HMODULE LoadProvider(std::vector<std::wstring>& refused) {
+    ModuleOwner module =
+        FromClient(ReadText(HKEY_LOCAL_MACHINE, kProgramsKey, ProgramFileName().c_str()), refused);
     for (const HKEY root : kUserThenMachine) {
-        if (!module) module = FromClient(ReadText(root, kClientsKey, nullptr));
+        if (!module) module = FromClient(ReadText(root, kClientsKey, nullptr), refused);
     }
-    if (!module) module = LoadPlatform(SystemPath(L"mapi32.dll"));
+    if (!module) module = LoadPlatform(SystemPath(L"mapi32.dll"), refused);
     return module.release();
 }

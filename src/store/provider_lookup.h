@@ -15,5 +15,9 @@
 
 #include <windows.h>
 
-/// Loads the module; null when there is none. The caller owns the reference.
-HMODULE LoadProvider();
+#include <string>
+#include <vector>
+
+/// Loads the module; null when there is none. The caller owns the reference. refused: a line for each module that
+/// was tried in vain, with the reason.
+HMODULE LoadProvider(std::vector<std::wstring>& refused);

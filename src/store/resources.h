@@ -50,7 +50,7 @@ IUnknown** OutUnknown(ComPtr<Interface>& object) {
 }
 
 /// A new block of at least size bytes. Returns the platform's result; a size beyond 32 bits is
-/// MAPI_E_NOT_ENOUGH_MEMORY.
+/// MAPI_E_NOT_ENOUGH_MEMORY, a success without a block MAPI_E_CALL_FAILED.
 template <typename T>
 HRESULT Allocate(uint64_t size, MapiBuffer<T>& buffer) {
     if (size > 0xFFFFFFFF) return MAPI_E_NOT_ENOUGH_MEMORY;
@@ -58,7 +58,7 @@ HRESULT Allocate(uint64_t size, MapiBuffer<T>& buffer) {
     const HRESULT hr = mapi::AllocateBuffer(static_cast<ULONG>(size), &raw);
     buffer.reset(static_cast<T*>(raw));
     if (hr != S_OK) buffer.reset();
-    return hr;
+    return hr == S_OK && !buffer ? MAPI_E_CALL_FAILED : hr;
 }
 
 /// A list of property tags in the platform's layout: TagList columns(PR_ENTRYID, PR_SEARCH_KEY).

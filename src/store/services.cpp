@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "log/PlatformCalls.h"
+#include "store/checked_calls.h"
 #include "store/entry_id.h"
 #include "store/sessions.h"
 
@@ -35,8 +36,8 @@ bool ReadRow(PlatformCalls& calls, IMAPITable* table, SPropTagArray* columns, UL
     calls.result = table->FindRow(&restriction, BOOKMARK_BEGINNING, 0);
     if (calls.result == MAPI_E_NOT_FOUND || !calls(calls.result, failures.findRow)) return false;
 
-    if (!calls(table->QueryRows(1, 0, Out(rows)), failures.queryRows)) return false;
-    return (rows && rows->cRows > 0) || calls(MAPI_E_NOT_FOUND, failures.queryRows);
+    if (!calls(QueryRows(table, 1, rows), failures.queryRows)) return false;
+    return rows->cRows > 0 || calls(MAPI_E_NOT_FOUND, failures.queryRows);
 }
 
 struct StoreService {
@@ -75,8 +76,8 @@ HRESULT GetServiceProps(IMAPISession* session, const char* serviceUid, char** dl
     ComPtr<IMsgServiceAdmin> admin;
     ComPtr<IMAPITable> table;
     RowSet rows;
-    if (!calls(session->AdminServices(0, &admin), "AdminServices -  0x%x") ||
-        !calls(admin->GetMsgServiceTable(0, &table), "GetMsgServiceTable -  0x%x") ||
+    if (!calls.Gives(admin, session->AdminServices(0, &admin), "AdminServices -  0x%x") ||
+        !calls.Gives(table, admin->GetMsgServiceTable(0, &table), "GetMsgServiceTable -  0x%x") ||
         !ReadRow(calls, table.Get(), columns, PR_SERVICE_UID, serviceUid,
                  {"SetColumns -  0x%x", "FindRow -  0x%x", "QueryRows -  0x%x"}, rows)) {
         return calls.result;
@@ -87,11 +88,12 @@ HRESULT GetServiceProps(IMAPISession* session, const char* serviceUid, char** dl
         if (outputs[i]) *outputs[i] = nullptr;
     }
     for (size_t i = 0; i < std::size(outputs); i++) {
-        const SPropValue& value = rows->aRow[0].lpProps[i + 1];
-        if (!outputs[i] || PROP_TYPE(value.ulPropTag) != PT_STRING8) continue;
-        const size_t size = std::strlen(value.Value.lpszA) + 1;
+        const SPropValue* const value = ColumnOf(rows->aRow[0], static_cast<ULONG>(i) + 1);
+        if (!outputs[i] || !value || PROP_TYPE(value->ulPropTag) != PT_STRING8 || !value->Value.lpszA)
+            continue;
+        const size_t size = std::strlen(value->Value.lpszA) + 1;
         if (!calls(Allocate(size, texts[i]), "MAPIAllocateBuffer returned 0x%x\n")) return calls.result;
-        std::memcpy(texts[i].get(), value.Value.lpszA, size);
+        std::memcpy(texts[i].get(), value->Value.lpszA, size);
     }
     for (size_t i = 0; i < std::size(outputs); i++) {
         if (outputs[i]) *outputs[i] = texts[i].release();
@@ -108,19 +110,19 @@ HRESULT GetStoreType(IMAPISession* session, const char* storeId, int* type) {
     TagList columns(PR_ENTRYID, PR_SERVICE_UID, PR_DISPLAY_NAME_A, PR_DEFAULT_STORE);
     ComPtr<IMAPITable> table;
     RowSet rows;
-    if (!calls(session->GetMsgStoresTable(0, &table), "GetMsgStoresTable - 0x%x\n") ||
+    if (!calls.Gives(table, session->GetMsgStoresTable(0, &table), "GetMsgStoresTable - 0x%x\n") ||
         !ReadRow(calls, table.Get(), columns, PR_ENTRYID, storeId,
                  {"SetColumns - 0x%x\n", "FindRow(PR_ENTRYID) - 0x%x\n", "QueryRows - 0x%x\n"}, rows)) {
         return calls.result;
     }
 
-    const SPropValue& uid = rows->aRow[0].lpProps[1];
-    if (uid.ulPropTag != PR_SERVICE_UID) {
+    const SPropValue* const uid = ColumnOf(rows->aRow[0], 1);
+    if (!uid || uid->ulPropTag != PR_SERVICE_UID) {
         g_Log.Error(calls.tag, "cant get PR_SERVICE_UID, err = 0x%x\n",
-                    static_cast<unsigned>(PROP_TYPE(uid.ulPropTag)));
+                    static_cast<unsigned>(uid ? PROP_TYPE(uid->ulPropTag) : PT_ERROR));
         return S_OK;
     }
-    const MapiBuffer<char> uidText = EntryIdToText(uid.Value.bin.lpb, uid.Value.bin.cb);
+    const MapiBuffer<char> uidText = EntryIdToText(uid->Value.bin.lpb, uid->Value.bin.cb);
     rows.reset();
     if (!calls.Allocated(uidText.get())) return calls.result;
 

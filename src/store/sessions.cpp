@@ -15,8 +15,9 @@ bool OpenMsgStore(PlatformCalls& calls, IMAPISession* session, const char* store
                   ComPtr<IMsgStore>& opened) {
     const EntryId id = TextToEntryId(storeId);
     return calls.Allocated(id.bytes.get()) &&
-           calls(session->OpenMsgStore(0, id.count, id.bytes.get(), nullptr, MAPI_BEST_ACCESS, &opened),
-                 failure, OrEmpty(storeId));
+           calls.Gives(opened,
+                       session->OpenMsgStore(0, id.count, id.bytes.get(), nullptr, MAPI_BEST_ACCESS, &opened),
+                       failure, OrEmpty(storeId));
 }
 
 /// Opens an item or a folder inside a store or a folder.
@@ -26,8 +27,10 @@ bool OpenEntry(PlatformCalls& calls, Container* container, const char* entryId, 
     const EntryId id = TextToEntryId(entryId);
     ULONG objectType = 0;
     return calls.Allocated(id.bytes.get()) &&
-           calls(container->OpenEntry(id.count, id.bytes.get(), &iid, flags, &objectType, OutUnknown(opened)),
-                 failure, OrEmpty(entryId));
+           calls.Gives(
+               opened,
+               container->OpenEntry(id.count, id.bytes.get(), &iid, flags, &objectType, OutUnknown(opened)),
+               failure, OrEmpty(entryId));
 }
 
 template <typename Container, typename Object>
@@ -47,7 +50,8 @@ HRESULT HandOut(PlatformCalls& calls, IUnknown* object, IMessage** out, int quer
     *out = nullptr;
     if (!object) return E_INVALIDARG;  // the assertion has its line already
     ComPtr<IMessage> message;
-    if (calls(object->QueryInterface(IID_IMessage, &message), "lpUnknown->QueryInterface return 0x%x\n")) {
+    if (calls.Gives(message, object->QueryInterface(IID_IMessage, &message),
+                    "lpUnknown->QueryInterface return 0x%x\n")) {
         *out = message.Detach();
     }
     return calls.result;
@@ -57,11 +61,13 @@ HRESULT HandOut(PlatformCalls& calls, IUnknown* object, IMessage** out, int quer
 
 HRESULT Logon(IMAPISession** session, int newSession, int showLogonUi) {
     PlatformCalls calls("Quorvel_Logon");
+    MapiProvider::LookAgain();
     mapi::Initialize(nullptr);
     const ULONG flags =
         MAPI_EXTENDED | (newSession ? MAPI_NEW_SESSION : 0) | (showLogonUi ? MAPI_LOGON_UI : 0);
     ComPtr<IMAPISession> opened;
-    if (calls(mapi::LogonEx(0, nullptr, nullptr, flags, &opened), "::MAPILogonEx return 0x%x\n")) {
+    if (calls.Gives(opened, mapi::LogonEx(0, nullptr, nullptr, flags, &opened),
+                    "::MAPILogonEx return 0x%x\n")) {
         *session = opened.Detach();
     }
     return calls.result;
@@ -139,8 +145,9 @@ HRESULT GetIMessageNet(IUnknown* object, IMessage** out, int query) {
 MapiBuffer<char> EntryID2Str(IMessage* item) {
     PlatformCalls calls("Quorvel_EntryID2Str");
     MapiBuffer<SPropValue> id;
-    if (!calls(GetPropValue(item, PR_ENTRYID, Out(id)), "lpItem->GetProp(PR_ENTRYID) returned 0x%x\n"))
-        return {};
+    HRESULT hr = GetPropValue(item, PR_ENTRYID, Out(id));
+    if (hr == S_OK && PROP_TYPE(id->ulPropTag) != PT_BINARY) hr = MAPI_E_CALL_FAILED;
+    if (!calls(hr, "lpItem->GetProp(PR_ENTRYID) returned 0x%x\n")) return {};
     MapiBuffer<char> text = EntryIdToText(id->Value.bin.lpb, id->Value.bin.cb);
     calls.Allocated(text.get());
     return text;

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
 
 #include "log/PlatformCalls.h"
+#include "store/checked_calls.h"
 #include "store/sessions.h"
 
 namespace store {
@@ -54,7 +56,7 @@ HRESULT GetStreamPropValue(IMAPIProp* object, ULONG tag, void** buffer, ULONG* c
     ULONG read = 0;
     const uint64_t terminator = addTerminator ? sizeof(wchar_t) : 0;
     if (!calls(Allocate(size + terminator, data), "MAPIAllocateBuffer returned 0x%x\n") ||
-        !calls(stream->Read(data.get(), size, &read), "pStream1->Read returned 0x%x\n")) {
+        !calls(ReadStream(stream.Get(), data.get(), size, &read), "pStream1->Read returned 0x%x\n")) {
         return calls.result;
     }
     if (addTerminator) {
@@ -64,6 +66,16 @@ HRESULT GetStreamPropValue(IMAPIProp* object, ULONG tag, void** buffer, ULONG* c
     *count = read;
     *buffer = data.release();
     return calls.result;
+}
+
+size_t EndText(char* text, ULONG bytes) {
+    text[bytes] = 0;
+    return std::strlen(text);
+}
+
+size_t EndText(wchar_t* text, ULONG bytes) {
+    text[bytes / sizeof(wchar_t)] = 0;
+    return std::wcslen(text);
 }
 
 HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size) {
@@ -93,10 +105,10 @@ HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStr
 
     ULONG wholeSize = 0;
     if ((size && !SizeOf(calls, start->stream.Get(), wholeSize)) ||
-        !calls(start->stream->Read(start->bytes, most, &start->count), "pStream->Read returned 0x%x\n")) {
+        !calls(ReadStream(start->stream.Get(), start->bytes, most, &start->count),
+               "pStream->Read returned 0x%x\n")) {
         return calls.result;
     }
-    start->count = std::min(start->count, most);
     std::memset(start->bytes + start->count, 0, sizeof(start->bytes) - TStreamStart::kMost);
     switch (PROP_TYPE(tag)) {
         case PT_UNICODE:

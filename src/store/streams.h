@@ -18,6 +18,10 @@ struct TStreamStart {
 /// The whole stream in one read, a block of MAPIAllocateBuffer; null and 0 for an empty or missing one. With
 /// addTerminator two zero bytes follow the data, not counted. A short read leaves *count as read.
 HRESULT GetStreamPropValue(IMAPIProp* object, ULONG tag, void** buffer, ULONG* count, int addTerminator);
+/// Ends a text that was read with a terminator behind its last whole character, and gives its length, which
+/// is less when it holds a zero.
+size_t EndText(char* text, ULONG bytes);
+size_t EndText(wchar_t* text, ULONG bytes);
 /// The size alone; nothing is read.
 HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size);
 /// Emptiness from the first 256 bytes. A text is empty when its first character is a zero; a plain-text body

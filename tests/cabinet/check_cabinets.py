@@ -111,6 +111,20 @@ class Cabinets(unittest.TestCase):
         methods = set(re.findall(r"^Method = (\S+)$", self.tool("7z", "l", "-slt", "out/out.cab"), re.M))
         self.assertEqual(methods, {"MSZip"})
 
+    def test_files_without_content(self):
+        for name, sizes in {"only.cab": [0, 0], "one.cab": [0], "last.cab": [900_001, 0, 0], "first.cab": [0, 5]}.items():
+            with self.subTest(name):
+                files = {f"{i}": self.source(f"{i}", pseudo_random(size)) for i, size in enumerate(sizes)}
+                self.assertEqual(self.pack(self.whole(files, name)), [1] * (len(files) + 2))
+                self.assert_extracts(files, name)
+
+    def test_goes_on_after_a_refusal(self):
+        files = {"a": self.source("a"), "b": self.source("b", b"more")}
+        commands = self.whole(files)
+        commands[2:2] = [("add", windows(self.folder / "missing"), "x"), ("add", windows(files["a"]), "")]
+        self.assertEqual(self.pack(commands), [1, 1, 0, 0, 1, 1])
+        self.assert_extracts(files)
+
     def test_many_files(self):
         files = {f"f{i}.txt": self.source(f"{i}", pseudo_random(i * 37 + 1)) for i in range(200)}
         self.assertEqual(self.pack(self.whole(files)), [1] * 202)

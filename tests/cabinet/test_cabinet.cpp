@@ -191,20 +191,66 @@ TEST_F(Cabinet, StoresTimesThatMsDosKnows) {
     }
 }
 
-TEST_F(Cabinet, RefusesSourcesThatCannotBeRead) {
-    const std::string held = Source("held", 100);
+// A file without content on the disk, as large as it is said to be.
+std::string Sparse(const std::string& path, LONGLONG size) {
+    const HANDLE file = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    LARGE_INTEGER end;
+    end.QuadPart = size;
+    EXPECT_TRUE(SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && SetEndOfFile(file));
+    CloseHandle(file);
+    return path;
+}
+
+struct CFewFiles : CFCI {
+    using CFCI::kMostFiles;
+    explicit CFewFiles(unsigned mostFiles) : CFCI("CABINET.DLL", mostFiles) {}
+};
+
+// What is refused leaves no trace: the cabinet is the one that it would be without.
+TEST_F(Cabinet, GoesOnAfterWhatItRefuses) {
+    const std::string source = Source("source", 1000), held = Source("held", 100);
+    CFCI undisturbed;
+    ASSERT_TRUE(Pack(undisturbed, Directory(), "good.cab", source));
     const HANDLE writer = CreateFileA(held.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(writer, INVALID_HANDLE_VALUE);
-    for (const std::string& source : {Path("missing"), Path("no\\such\\folder"), held, m_temp.Path(),
-                                      std::string(), std::string(400, 'x')}) {
-        SCOPED_TRACE(source);
-        CFCI cabinet;
-        ASSERT_TRUE(cabinet.Create(Directory().c_str(), "out.cab"));
-        EXPECT_FALSE(cabinet.AddFile(source.c_str(), "stored"));
-        EXPECT_TRUE(cabinet.Erf().fError);
-        EXPECT_EQ(cabinet.Erf().erfOper, FCIERR_OPEN_SRC);
+    const struct {
+        const char* what;
+        std::string source, name;
+    } refused[] = {
+        {"missing", Path("missing"), "stored"},
+        {"no folder", Path("no\\such\\folder"), "stored"},
+        {"written by another", held, "stored"},
+        {"a folder", m_temp.Path(), "stored"},
+        {"no name", "", "stored"},
+        {"too long a path", std::string(400, 'x'), "stored"},
+        {"more blocks than a folder has", Sparse(Path("large"), 65535LL * 32768 + 1), "stored"},
+        {"beyond 4 GB", Sparse(Path("larger"), 0x100000001LL), "stored"},
+        {"stored under no name", source, ""},
+        {"stored under too long a name", source, std::string(256, 'x')},
+    };
+    CFCI cabinet;
+    ASSERT_TRUE(cabinet.Create(Directory().c_str(), "out.cab"));
+    ASSERT_TRUE(cabinet.AddFile(source.c_str(), "a"));
+    for (const auto& one : refused) {
+        EXPECT_FALSE(cabinet.AddFile(one.source.c_str(), one.name.c_str())) << one.what;
+        EXPECT_FALSE(cabinet.Erf().fError) << one.what;
     }
     CloseHandle(writer);
+    ASSERT_TRUE(cabinet.AddFile(source.c_str(), "b"));
+    ASSERT_TRUE(cabinet.FlushCabinet());
+    EXPECT_EQ(Content("out.cab"), Content("good.cab"));
+}
+
+TEST_F(Cabinet, TakesNoMoreFilesThanTheFormatCounts) {
+    EXPECT_EQ(CFewFiles::kMostFiles, 0xFFFFu);
+    CFewFiles cabinet(2);
+    const std::string source = Source("source", 100);
+    ASSERT_TRUE(cabinet.Create(Directory().c_str(), "out.cab"));
+    EXPECT_FALSE(cabinet.FlushCabinet()) << "a cabinet without files";
+    for (const bool fits : {true, true, false}) EXPECT_EQ(cabinet.AddFile(source.c_str(), "a") != 0, fits);
+    EXPECT_TRUE(cabinet.FlushCabinet());
+    ASSERT_TRUE(cabinet.Create(Directory().c_str(), "next.cab"));
+    EXPECT_TRUE(cabinet.AddFile(source.c_str(), "a")) << "the next cabinet counts from the start";
 }
 
 struct LibraryOf : CFCI {
@@ -279,15 +325,12 @@ TEST_F(Cabinet, WritesOneCabinetAfterAnother) {
     EXPECT_FALSE(fs::exists(Path("given_up.cab")));
 }
 
-// Makes callback number `when` fail; closing and removing files go on, as after a real failure. A source that
-// the platform leaves open when it gives up is closed at the end.
+// Makes callback number `when` fail; closing and removing files go on, as after a real failure.
 class Disturbed : public CFCI {
   public:
     explicit Disturbed(int when) : m_when(when) {}
-    ~Disturbed() override {
-        if (m_source != -1) _close(static_cast<int>(m_source));
-    }
     bool Struck() const { return m_count >= m_when; }
+    int Callbacks() const { return m_count; }
 
     INT_PTR Open(char* name, int flags, int mode, int* error) override {
         return Fails(error) ? -1 : CFCI::Open(name, flags, mode, error);
@@ -298,16 +341,12 @@ class Disturbed : public CFCI {
     UINT Write(INT_PTR file, void* buffer, UINT count, int* error) override {
         return CFCI::Write(file, buffer, Fails(error) ? count / 2 : count, error);
     }
-    int Close(INT_PTR file, int* error) override {
-        if (file == m_source) m_source = -1;
-        return CFCI::Close(file, error);
-    }
     BOOL GetTempFile(char* name, int capacity) override {
         int error;
         return Fails(&error) ? FALSE : CFCI::GetTempFile(name, capacity);
     }
     INT_PTR GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* attributes, int* error) override {
-        return m_source = Fails(error) ? -1 : CFCI::GetOpenInfo(name, date, time, attributes, error);
+        return Fails(error) ? -1 : CFCI::GetOpenInfo(name, date, time, attributes, error);
     }
 
   private:
@@ -317,7 +356,6 @@ class Disturbed : public CFCI {
     }
     int m_when;
     int m_count = 0;
-    INT_PTR m_source = -1;
 };
 
 // A report of success means a whole cabinet, whatever failed on the way to it.
@@ -332,6 +370,12 @@ TEST_F(Cabinet, NeverReportsABrokenCabinetAsWritten) {
         Disturbed cabinet(when);
         const bool written = Pack(cabinet, Directory(), "bad.cab", source);
         EXPECT_TRUE(!written || Content("bad.cab") == good) << "reported as written, but it is not whole";
+        const int callbacks = cabinet.Callbacks();
+        EXPECT_TRUE(written || (!cabinet.AddFile(source.c_str(), "c") && !cabinet.FlushCabinet()));
+        EXPECT_TRUE(written || cabinet.Callbacks() == callbacks) << "FCI is called after its failure";
+        const HANDLE alone = CreateFileA(source.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        EXPECT_NE(alone, INVALID_HANDLE_VALUE) << "the source is still open";
+        CloseHandle(alone);
         failed += !written;
         if (!cabinet.Struck()) {
             EXPECT_TRUE(written);

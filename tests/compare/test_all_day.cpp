@@ -132,6 +132,11 @@ TEST_F(AllDay, BirthdaysAreWholeDaysWithASubject) {
     const int yes = 1, no = 0;
     wchar_t party[] = L"Ann's Birthday", other[] = L"Ann";
     char narrow[] = "Ann's anniversary";
+    char nothing8[] = "";
+    wchar_t nothing[] = L"";
+    SPropValue empty8{PR_SUBJECT_A, 0, {}}, empty{PR_SUBJECT_W, 0, {}};
+    empty8.Value.lpszA = nothing8;
+    empty.Value.lpszW = nothing;
     SPropValue given{PR_SUBJECT_W, 0, {}}, plain = given, missing{PROP_TAG(PT_ERROR, 0x37), 0, {}},
                                            narrowGiven{PR_SUBJECT_A, 0, {}};
     given.Value.lpszW = party;
@@ -158,6 +163,8 @@ TEST_F(AllDay, BirthdaysAreWholeDaysWithASubject) {
         {"no whole day as the caller knows", day.Get(), true, &no, nullptr, 0},
         {"the caller's subject", silent.Get(), true, &yes, &given, 1},
         {"the caller's 8-bit subject", silent.Get(), false, &yes, &narrowGiven, 1},
+        {"an empty subject of the other width", day.Get(), true, &yes, &empty8, 0},
+        {"an empty wide one for an 8-bit one", day.Get(), false, &yes, &empty, 0},
         {"the caller's subject goes first", day.Get(), true, &yes, &plain, 0},
         {"a missing one is read", day.Get(), true, &yes, &missing, 1},
         {"the flag is asked, no subject", silent.Get(), true, nullptr, nullptr, 0},

@@ -258,6 +258,8 @@ TEST_F(DerivedValues, CompanyContactWhenNamesCannotBeRead) {
         {"the first cannot be read, the second not judged", failing, denied, filled, -1, nullptr},
         {"a failed company", empty, empty, failing, E_FAIL, nullptr},
         {"a denied company", empty, empty, denied, -1, nullptr},
+        {"a denied company after a failed given name", failing, empty, denied, E_FAIL, nullptr},
+        {"a denied company after a failed surname", empty, failing, denied, E_FAIL, nullptr},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);

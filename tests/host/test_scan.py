@@ -94,6 +94,17 @@ class Scan(HostTest):
         self.assertEqual(self.groups(report), [["Inbox#1", "Inbox#3"], ["Inbox#2", "Inbox#4"]])
         self.assertEqual([pair["property"] for pair in report["near"]], ["Attachments"])
 
+    def test_attachments_are_equal_only_where_they_were_looked_at(self) -> None:
+        unknown = {"properties": {"37050003": 99, "3707001F": "a.txt", "37010102": "AAAA"}}
+        says_none = {"0E1B000B": False}
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [
+            mail(1, attachments=[unknown]), mail(2, attachments=[unknown]),
+            mail(3, properties=says_none, attachments=[attachment("a.txt", "AAAC")]),
+            mail(4, properties=says_none, attachments=[attachment("a.txt", "AAAD")])])))
+        report = self.scan(status=0)
+        self.assertEqual(self.groups(report), [])
+        self.assertEqual([pair["property"] for pair in report["near"]], ["Attachments"] * 3)
+
     def test_items_without_any_value_are_nobodys_duplicates(self) -> None:
         recurring = {"{00062002-0000-0000-C000-000000000046}:0x8223:000B": False}
         blank = [{"id": f"{0xE1000000 + n:016X}", "properties": {"001A001F": "IPM.Appointment", **recurring}} for n in range(3)]

@@ -185,6 +185,24 @@ TEST_F(LogTrimming, WhatCannotBeReplacedStaysAsItIs) {
     EXPECT_EQ(ReadWholeFile(path), kMark + AnsiToUtf8(content)) << "with nothing in the way it is converted";
 }
 
+// One file's temporary name may be the other's own: a host that names its files log.txt and log.txt1.
+TEST_F(LogTrimming, NeverErasesTheOtherFile) {
+    const std::string other = path + "1", content = "to be converted\r\n",
+                      kept = kMark + "what went wrong\r\n";
+    for (const bool otherIsErrFile : {true, false}) {
+        WriteWholeFile(path, content);
+        WriteWholeFile(other, kept);
+        const std::string otherwise = folder.Path() + "\\.\\FILE.txt1";
+        const char* const second = otherwise.c_str();
+        log.Configure(otherIsErrFile ? second : path.c_str(), otherIsErrFile ? path.c_str() : second, false,
+                      1, 0);
+        log.Close();
+        EXPECT_EQ(ReadWholeFile(other), kept);
+        EXPECT_EQ(ReadWholeFile(path), content) << "as when the temporary file cannot be opened";
+        DeleteFileA(other.c_str());
+    }
+}
+
 class LogBadPaths : public testing::Test {
   protected:
     TemporaryFolder folder;

@@ -261,7 +261,52 @@ TEST_F(AttachMatrix, AnswersOutsideWithALine) {
     EXPECT_EQ(CmpMatrix_BuildAttachMatrix(nullptr), 0);
 }
 
-TEST_F(AttachMatrix, WhatCannotBeReadIsLeftOutOrAlone) {
+// Both rows hold the same, and nobody can know it: only what was looked at is equal.
+TEST_F(AttachMatrix, WhatCannotBeComparedStandsAlone) {
+    const HRESULT denied = MAPI_E_NO_ACCESS;
+    const auto failing = [&](ULONG tag) { return ByValue(L"a", "1").Error(tag, denied); };
+    const struct {
+        const char* what;
+        Properties attachment;
+        const char* columns;
+    } cases[] = {
+        {"unknown method", ByValue(L"a", "1").Long(PR_ATTACH_METHOD, 99), "a/0: 0 -1\na/0: -1 0\n"},
+        {"no attachment", ByValue(L"a", "1").Long(PR_ATTACH_METHOD, 0), "a/0: 0 -1\na/0: -1 0\n"},
+        {"missing method", Properties().Text(PR_DISPLAY_NAME_W, L"a"), "a/0: 0 -1\na/0: -1 0\n"},
+        {"unreadable method", failing(PR_ATTACH_METHOD), "a/0: 0 -1\na/0: -1 0\n"},
+        {"unreadable name", failing(PR_ATTACH_LONG_FILENAME_W), "/1: 0 -1\n/1: -1 0\n"},
+        {"unreadable flag", failing(PR_ATTACHMENT_CONTACTPHOTO), "a/1: 0 -1\na/1: -1 0\n"},
+        {"unreadable data", failing(PR_ATTACH_DATA_BIN), "a/0: 0 -1\na/0: -1 0\n"},
+        {"unreadable path", Reference(L"a", L"").Error(PR_ATTACH_LONG_PATHNAME_W, denied),
+         "a/0: 0 -1\na/0: -1 0\n"},
+        {"a reference to resolve", Reference(L"a", L"p").Long(PR_ATTACH_METHOD, ATTACH_BY_REF_RESOLVE),
+         "a/0: 0 0\n"},
+        {"a reference", Reference(L"a", L"p").Long(PR_ATTACH_METHOD, ATTACH_BY_REFERENCE), "a/0: 0 0\n"},
+        {"a reference to the web", Reference(L"a", L"p").Long(PR_ATTACH_METHOD, ATTACH_BY_WEBREFERENCE),
+         "a/0: 0 0\n"},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.what);
+        EXPECT_EQ(Built(MakeOf({With({one.attachment}), With({one.attachment})})), one.columns);
+    }
+}
+
+// A flag of the item says that there is nothing to see; the table decides.
+TEST_F(AttachMatrix, LooksAtTheTableWhateverTheItemSays) {
+    for (const HRESULT error : {S_OK, MAPI_E_NO_ACCESS}) {
+        std::vector<TestItem> items;
+        for (const char* picture : {"one", "two"}) {
+            items.push_back(With({Photo(L"p.jpg", picture)}));
+            items.back().Bool(PR_HASATTACH, false);
+            if (error != S_OK) items.back().Error(PR_HASATTACH, error);
+        }
+        const auto matrix = MakeOf(items);
+        Built(matrix);
+        EXPECT_EQ(Columns(matrix, true), "p.jpg/3: 0 -1\np.jpg/3: -1 0\n");
+    }
+}
+
+TEST_F(AttachMatrix, WhatCannotBeReadIsAlone) {
     TestItem first = With({ByValue(L"a", "1"), ByValue(L"b", "22")});
     TestItem second = With({ByValue(L"a", "1"), ByValue(L"b", "22")});
     // A table that cannot be read: a row without attachments.
@@ -272,8 +317,16 @@ TEST_F(AttachMatrix, WhatCannotBeReadIsLeftOutOrAlone) {
     // An attachment that cannot be opened while the others can.
     log.Clear();
     mailbox::calls::FailNth("IMessage::OpenAttach", 3);
-    EXPECT_EQ(Built(MakeOf({first, second})), "a/1: 0 -1\nb/2: 1 1\n");
+    EXPECT_EQ(Built(MakeOf({first, second})), "a/1: 0 -1\nb/2: 1 1\n/0: -1 0\n");
     EXPECT_EQ(log.Lines(sevError).size(), 1u);
+    // A row of the table that did not come.
+    mailbox::Fault fewer;
+    fewer.method = "IMAPITable::QueryRows";
+    fewer.result = S_OK;
+    fewer.perform = true;
+    fewer.limit = 1;
+    mailbox::calls::Fail(fewer);
+    EXPECT_EQ(Built(MakeOf({first, second})), "a/1: 0 0\n/0: -2 -1\nb/2: -1 1\n");
     // An item that went away in between equals nothing, and says so once.
     const auto matrix = MakeOf({first, second});
     mailbox::Fault gone;

@@ -301,11 +301,10 @@ TEST_F(ComparisonMatrix, ReadsAllValuesInOneRequest) {
     ASSERT_EQ(Add(matrix, item), 1);
     mailbox::calls::Record();
     ASSERT_EQ(Add(matrix, item), 1);
-    // The other one asks whether there are attachments.
-    EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), 2u);
+    EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), 1u);
     mailbox::calls::Record();
     ASSERT_EQ(Add(streams, item), 1);
-    EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), 1u) << "no tags, no request";
+    EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), 0u) << "no tags, no request";
 }
 
 // What equality means is restated here over what the items were made from.

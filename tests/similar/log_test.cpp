@@ -183,10 +183,11 @@ TEST_F(SimilarLog, PlaceholderDatesAreSkippedWithOneLine) {
         {L"4501-01-01", L"1899-12-30", "Skipping bad date(4501.01.01)\n"},
     };
     for (const auto& c : kCases) {
-        CapturedLog log;
+        CapturedLog log(3);
         Compare({{L"Last Name", L"Smith"}, {L"Birthday", c.one}},
                 {{L"Last Name", L"Smith"}, {L"Birthday", c.other}});
-        EXPECT_EQ(log.Lines(), LogLines({{sevError, "CSimilarSearch.CmpBADateProp", c.line}}));
+        EXPECT_EQ(log.Count(sevInfo, "CSimilarSearch.CmpBADateProp", c.line), 1u);
+        EXPECT_EQ(log.Lines(sevError), LogLines());
     }
 }
 

@@ -1,12 +1,14 @@
 // store_probe KEY: looks for the messaging platform with the user's and the machine's part of the registry
 // replaced by KEY\User and KEY\Machine (KEY below HKEY_CURRENT_USER), and leaves what it found in KEY: the
 // module's path, and what a call of the platform gave. A host of which the system's mail library is a part has to
-// find the same module: 4 when it does not.
+// find the same module: 4 when it does not. When nothing is found, the path in the value Later, if there is one, is
+// made that of the user's mail client, and looked for again. Log lines go to probe.log in the current folder.
 
 #include <windows.h>
 
 #include <string>
 
+#include "log/CLog.h"
 #include "quorvel_host.h"
 #include "store/MapiProvider.h"
 
@@ -21,6 +23,15 @@ bool HostFinds(HMODULE module) {
     return isOnly && QuorvelHost_FindFree(reinterpret_cast<IMAPISession*>(&session)) ==
                          reinterpret_cast<TQuorvelFree*>(reinterpret_cast<void*>(method));
 }
+
+void SetText(HKEY key, const char* path, const wchar_t* name, const wchar_t* text) {
+    HKEY opened;
+    if (RegCreateKeyA(key, path, &opened)) return;
+    RegSetValueExW(opened, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text),
+                   static_cast<DWORD>((wcslen(text) + 1) * sizeof(wchar_t)));
+    RegCloseKey(opened);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -31,13 +42,22 @@ int main(int argc, char** argv) {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine)) {
         return 3;
     }
+    g_Log.Configure(nullptr, "probe.log", false, 1, 0);
     wchar_t path[MAX_PATH] = L"";
+    DWORD size = sizeof path;
+    if (RegGetValueW(key, nullptr, L"Later", RRF_RT_REG_SZ, nullptr, path, &size) == ERROR_SUCCESS &&
+        !MapiProvider::Module()) {
+        SetText(user, "Software\\Clients\\Mail", nullptr, L"Later");
+        SetText(user, "Software\\Clients\\Mail\\Later", L"DLLPathEx", path);
+        if (MapiProvider::Module()) return 5;  // a look-up that found nothing is not repeated by itself
+        MapiProvider::LookAgain();
+    }
+    path[0] = 0;
     const HMODULE module = MapiProvider::Module();
     if (module) GetModuleFileNameW(module, path, MAX_PATH);
     const HRESULT result = mapi::Initialize(nullptr);
     if (module && !HostFinds(module)) return 4;
-    RegSetValueExW(key, L"Found", 0, REG_SZ, reinterpret_cast<const BYTE*>(path),
-                   static_cast<DWORD>((wcslen(path) + 1) * sizeof(wchar_t)));
+    SetText(key, "", L"Found", path);
     RegSetValueExW(key, L"Result", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&result), sizeof result);
     return 0;
 }

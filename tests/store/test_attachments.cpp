@@ -207,6 +207,17 @@ TEST_F(Attachments, PhotoFlagOfAContact) {
     EXPECT_EQ(log.Count(sevError, "ContactItem_HasPhoto_tag", "GetIDsFromNames return 0x40380\n"), 2u);
 
     log.Clear();
+    EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
+    mailbox::calls::FailNth("IMAPIProp::GetIDsFromNames", 1, MAPI_E_NOT_FOUND);
+    EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
+    EXPECT_EQ(has, 0);
+    EXPECT_EQ(log.Lines(), LogLines()) << "no photo is no failure";
+    mailbox::calls::FailNth("IMAPIProp::GetIDsFromNames", 1);
+    EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), E_FAIL);
+    EXPECT_EQ(log.Lines().size(), 1u);
+    mailbox::calls::Reset();
+
+    log.Clear();
     mailbox::calls::Fail({.method = "IMAPIProp::GetIDsFromNames", .result = S_OK, .perform = true});
     EXPECT_EQ(ContactItem_HasPhoto_set(message.Get(), true), MAPI_E_NOT_FOUND)
         << "a store that calls an unknown name a success has the flag written to no property";
@@ -288,6 +299,28 @@ TEST_F(Attachments, DemotingAPhotoLosesNoPicture) {
         size_t formers = 0;
         for (const std::string& text : Describe(contact)) formers += text.starts_with("former ");
         EXPECT_GE(formers, 1u);
+    }
+}
+
+// What a host does that must not lose the former photo: it looks whether the new one was saved before it saves the
+// contact.
+TEST_F(Attachments, APhotoThatCouldNotBeSavedIsNotListed) {
+    TestItem source = Inbox().Item().Attach(Picture("new", {}));
+    TestItem contact = Inbox().Item(L"IPM.Contact").Named(kSetAddress, kHasPhoto, true);
+    contact.Attach(Picture("former", {.photo = true}));
+    for (const bool saved : {false, true}) {
+        ComPtr<IMessage> message = Open(contact), from = Open(source);
+        ULONG number = 77;
+        if (!saved) mailbox::calls::FailNth("IMAPIProp::SaveChanges", 1);
+        EXPECT_EQ(Quorvel_SetPhotoAttachment(message.Get(), &number, from.Get(), 0, 0), S_OK);
+        mailbox::calls::Reset();
+        MapiBuffer<long> numbers;
+        ULONG count = 0;
+        EXPECT_EQ(Quorvel_GetAttachments(message.Get(), Out(numbers), &count), S_OK);
+        EXPECT_EQ(std::count(numbers.get(), numbers.get() + count, static_cast<long>(number)), saved ? 1 : 0);
+        message.Reset();
+        EXPECT_EQ(Describe(contact), std::vector<std::string>{"former photo 12"})
+            << "the contact was not saved";
     }
 }
 
@@ -411,6 +444,41 @@ TEST_F(Moving, FindsByTheSearchKey) {
     EXPECT_EQ(Quorvel_FindItem(folder.Get(), &value, text), S_OK);
     EXPECT_STREQ(text, "before");
     EXPECT_EQ(log.Lines(), LogLines({{sevError, "Quorvel_FindItem", "Row[0].Prop[0].Type == PT_ERROR\n"}}));
+}
+
+TEST_F(Moving, IdentifiersEndWithTheCallersBuffer) {
+    std::string key = "key";
+    SPropValue value = {};
+    value.ulPropTag = PR_SEARCH_KEY;
+    value.Value.bin = {static_cast<ULONG>(key.size()), reinterpret_cast<BYTE*>(key.data())};
+    TestItem item = Inbox().Item().Binary(PR_SEARCH_KEY, key);
+    const ComPtr<IMAPIFolder> folder = Open(Inbox());
+    for (const size_t size : {size_t{511}, size_t{512}}) {
+        item.Binary(PR_ENTRYID, std::string(size, 'i'));
+        std::string text(1024, '#');
+        CapturedLog log;
+        EXPECT_EQ(Quorvel_FindItem(folder.Get(), &value, text.data()), S_OK);
+        EXPECT_EQ(std::strlen(text.c_str()) == 1022, size == 511) << size;
+        EXPECT_EQ(text.ends_with("##"), size == 512) << "touched without fitting";
+        EXPECT_EQ(log.Lines(sevError).size(), size == 512 ? 1u : 0u);
+    }
+}
+
+// An identifier without bytes opens the store's root: nothing is to land there.
+TEST_F(Moving, WithoutATargetFolderMovesNothing) {
+    TestItem item = Inbox().Item();
+    Session();
+    for (const char* target : {"", "A", static_cast<const char*>(nullptr)}) {
+        char newId[1024] = "before";
+        CapturedLog log;
+        mailbox::calls::Record();
+        EXPECT_EQ(Quorvel_ItemMove(Session(), item.Id().c_str(), Inbox().Id().c_str(), Store().Id().c_str(),
+                                   target, Store().Id().c_str(), newId),
+                  -1);
+        EXPECT_EQ(mailbox::calls::Count(), 0u);
+        EXPECT_STREQ(newId, "before");
+        EXPECT_EQ(log.Lines(), LogLines({{sevError, "Quorvel_ItemMove", "Invalid Param(s)\n"}}));
+    }
 }
 
 TEST_F(Moving, MovesWithinAndBetweenStores) {

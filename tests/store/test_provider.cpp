@@ -230,6 +230,21 @@ TEST_F(ProviderLookup, TakesTheFirstThatIsAPlatform) {
     }
 }
 
+TEST_F(ProviderLookup, SaysWhyItFoundNothingAndCanLookAgain) {
+    const std::wstring mail = L"User\\Software\\Clients\\Mail";
+    m_key.Set(mail, nullptr, REG_SZ, L"A");
+    m_key.Set(mail + L"\\A", L"DLLPathEx", REG_SZ, Path(L"missing.dll"));
+    m_key.Set(mail + L"\\A", L"DLLPath", REG_SZ, L".\\one.dll");
+    m_key.Set(L"", L"Later", REG_SZ, Path(L"two.dll"));
+    EXPECT_EQ(Find(), L"two.dll");
+    const LogLines lines = ParseLog(ReadWholeFile(m_temporary.File("probe.log")));
+    ASSERT_EQ(lines.size(), 3u) << testing::PrintToString(lines);
+    EXPECT_EQ(lines[0], (LogLine{sevInfo, "MapiProvider",
+                                 m_temporary.File("missing.dll") + ": does not load, error 126\n"}));
+    EXPECT_EQ(lines[1], (LogLine{sevInfo, "MapiProvider", ".\\one.dll: depends on the current directory\n"}));
+    EXPECT_TRUE(lines[2].text.ends_with("mapi32.dll: has no FreeProws\n")) << lines[2].text;
+}
+
 // The system's own library is the last resort, taken only when it has all six functions.
 TEST(Provider, SystemLibraryIsTakenOnlyWhole) {
     const HMODULE before = MapiProvider::Module();
