@@ -123,4 +123,6 @@ def run() -> None:
         status = NOTHING_DONE
     except KeyboardInterrupt:
         status = 130
+    except Exception as error:
+        status = fail(f"{type(error).__name__}: {error}; no mailbox was written")
     sys.exit(status)

@@ -97,7 +97,9 @@ def read_mail(data: bytes, place: str, report: Report, origin: Origin = Origin()
         return MailReader(place, report).item(message, _bytes_text(head), origin)
     except RecursionError:
         report.problem(place, "the parts of the mail are nested too deep")
-        return None
+    except Exception as error:  # whatever a mail holds, the others are read
+        report.problem(place, f"the mail cannot be read: {type(error).__name__}: {error}")
+    return None
 
 
 def split_head(data: bytes) -> tuple[bytes, bytes]:
@@ -126,7 +128,8 @@ def mended_head(head: bytes) -> tuple[bytes, list[str]]:
 
 def _bytes_text(data: bytes) -> str:
     """Header bytes as text with the line ends of the internet."""
-    return re.sub(r"\r*\n", "\r\n", decode_bytes(data, "")[0])
+    *ended, last = decode_bytes(data, "")[0].split("\n")
+    return "\r\n".join([*(line.rstrip("\r") for line in ended), last])
 
 
 def raw_header(value: str) -> str:
@@ -279,7 +282,7 @@ class MailReader:
         name = email.utils.collapse_rfc2231_value(charset) if charset else "us-ascii"
         text, right = decode_bytes(self._payload(part), name)
         if not right:
-            self.report.problem(self.place, f"text is not in character set {name!r}, or nobody knows that set")
+            self.report.problem(self.place, f"text is not in character set {shortened(name)!r}, or nobody knows that set")
         return text
 
     def _payload(self, part: email.message.Message) -> bytes:
@@ -288,6 +291,7 @@ class MailReader:
             return b"".join(sub.as_bytes() for sub in part.get_payload() if isinstance(sub, email.message.Message))
         if any(isinstance(defect, BASE64_DEFECTS) for defect in part.defects):
             self.report.problem(self.place, "damaged base64 in a part; what could be decoded is kept")
+            part.del_param("charset")  # or the text would be decoded by it
             return decode_damaged_base64(str(part.get_payload()))
         return bytes(payload)
 

@@ -3,10 +3,12 @@
 from __future__ import annotations
 
 import enum
+import os
 from collections import Counter
-from collections.abc import Iterable
+from collections.abc import Iterable, Mapping
 from dataclasses import dataclass, field
 from datetime import datetime
+from typing import cast
 
 from . import properties as p
 from .properties import Prop
@@ -16,6 +18,10 @@ Value = str | int | float | bool | bytes | datetime | list[str] | list[bytes]
 
 class Values(dict[Prop, Value]):
     """Property values. `put` leaves out what is empty, so that a missing value and an empty one stay one thing."""
+
+    def __init__(self, values: Mapping[Prop, Value] | None = None) -> None:
+        super().__init__(values or {})
+        self._seen: dict[Prop, set[str]] = {}  # the texts of lists, for quick membership
 
     def put(self, prop: Prop, value: Value | None) -> None:
         if value is None or value == "" or value == b"" or value == []:
@@ -32,10 +38,14 @@ class Values(dict[Prop, Value]):
     def add_texts(self, prop: Prop, texts: Iterable[str], once: bool = False) -> None:
         """Appends to a list of texts; `once` leaves out empty texts and those that it holds already."""
         known = self.get(prop)
-        found = [text for text in known if isinstance(text, str)] if isinstance(known, list) else []
+        found = cast("list[str]", known if isinstance(known, list) else [])
+        if prop not in self._seen:
+            self._seen[prop] = set(found)
+        seen = self._seen[prop]
         for text in texts:
-            if not once or (text and text not in found):
+            if not once or (text and text not in seen):
                 found.append(text)
+                seen.add(text)
         self.put(prop, found)
 
     def put_person(self, person: p.Person, name: str, address: str) -> None:
@@ -166,14 +176,33 @@ class Folder:
             yield from folder.walk(path)
 
 
+class Passed(enum.Enum):
+    """Why something was passed over, each with what a person can do about it."""
+
+    FORMAT = "of a format that is not read", "have the program that wrote it save .eml, .mbox, .vcf or .ics files"
+    PACKED = "packed", "unpack first"
+    TWICE = "named twice", "read once"
+    LINK = "links", "name what they lead to"
+    SPECIAL = "neither files nor folders", ""
+    HIDDEN = "hidden", "name one by itself to have it read"
+    OTHER = "neither mail nor contact nor calendar", ""
+
+    def __init__(self, text: str, way_out: str) -> None:
+        self.text = text
+        self.way_out = way_out
+
+
 @dataclass
 class Report:
-    """What became of the input. `problems` are losses; `unmapped` counts what is kept only as text; `skipped` are files
-    that are no items at all."""
+    """What became of the input. `problems` are losses; `unmapped` counts what is kept only as text; `passed` is what was
+    not read and need not be."""
 
     problems: list[tuple[str, str]] = field(default_factory=list)
     unmapped: Counter[str] = field(default_factory=Counter)
-    skipped: list[str] = field(default_factory=list)
+    passed: list[tuple[str, Passed]] = field(default_factory=list)
+
+    def pass_over(self, place: str, why: Passed) -> None:
+        self.passed.append((place, why))
 
     def problem(self, place: str, text: str) -> None:
         self.problems.append((place, text))
@@ -194,10 +223,23 @@ class Report:
             width = max(len(name) for name in self.unmapped)
             for name, count in sorted(self.unmapped.items()):
                 out.append(f"  {name:{width}}  {count}")
-        if self.skipped:
-            out.append(f"left alone, neither mail nor contact nor calendar ({len(self.skipped)}):")
-            out.extend(f"  {place}" for place in self.skipped)
+        for why in Passed:
+            places = [place for place, reason in self.passed if reason is why]
+            if places:
+                out.append(passed_over(why, places))
+                out.extend(f"  {place}" for place in places)
         return out
+
+
+def passed_over(why: Passed, places: list[str]) -> str:
+    """One sentence on what was passed over for one reason."""
+    extensions: Counter[str] = Counter()
+    if why in (Passed.FORMAT, Passed.PACKED):
+        extensions.update(os.path.splitext(place)[1].lower() for place in places)
+    out = f"passed over, {why.text}: {len(places)}"
+    if extensions:
+        out += f" ({', '.join(sorted(extensions))})"
+    return f"{out}; {why.way_out}" if why.way_out else out
 
 
 def shortened(text: str, length: int = 60) -> str:

@@ -5,13 +5,14 @@ from __future__ import annotations
 import mailbox
 import os
 import re
+import stat
 from collections.abc import Callable, Iterable
 from datetime import tzinfo
 
 from .calendars import read_calendar
 from .contacts import read_contacts
 from .mail import Origin, header_time, read_mail
-from .model import Folder, Item, ItemKind, Report
+from .model import Folder, Item, ItemKind, Passed, Report
 
 EXTENSIONS = {
     ".eml": "mail", ".msg": "mail", ".mail": "mail",
@@ -23,16 +24,35 @@ EXTENSIONS = {
 MAILDIR_PARTS = ("cur", "new")
 MAILDIR_INFO = re.compile(r"[:!;]2,([A-Za-z]*)$")  # the separators that stand for the colon where none is allowed
 
+# Files that people have and that are not read, so that the report can say what to do about them
+NOT_READ = frozenset((".dbx", ".mbs", ".nsf", ".oft", ".olk", ".olm", ".pab", ".tnef", ".wab"))
+PACKED = frozenset((".7z", ".bz2", ".gz", ".rar", ".tar", ".tgz", ".xz", ".zip", ".zst"))
+
 # Fields that a mail without a telling name must have near its beginning
-MAIL_START = re.compile(
-    rb"\A(?:[!-9;-~]+:.*\r?\n(?:[ \t].*\r?\n)*)*?(?:from|date|subject|received|message-id|return-path):", re.IGNORECASE
-)
+_HEADER_NAME = re.compile(rb"[!-9;-~]{1,100}:")
+TELLING_HEADERS = frozenset((b"from:", b"date:", b"subject:", b"received:", b"message-id:", b"return-path:"))
 SNIFFED = 4096
 
 
-def kind_of_file(path: str) -> str:
-    """What a file holds: by its extension, else by how it begins; empty when it is nothing to import."""
-    kind = EXTENSIONS.get(os.path.splitext(path)[1].lower(), "")
+def begins_as_mail(head: bytes) -> bool:
+    """Whether there is a telling header before the first line that is none."""
+    for line in head.split(b"\n"):
+        if line[:1] in (b" ", b"\t"):
+            continue
+        name = _HEADER_NAME.match(line)
+        if not name:
+            return False
+        if name[0].lower() in TELLING_HEADERS:
+            return True
+    return False
+
+
+def kind_of_file(path: str) -> str | Passed:
+    """What a file holds: by its extension, else by how it begins; when it is nothing to import, what it is."""
+    extension = os.path.splitext(path)[1].lower()
+    kind = EXTENSIONS.get(extension, "")
+    if extension in NOT_READ or extension in PACKED:
+        return Passed.FORMAT if extension in NOT_READ else Passed.PACKED
     with open(path, "rb") as file:
         head = file.read(SNIFFED)
     if head.startswith(b"From ") and kind in ("", "mail") and not kind:
@@ -44,7 +64,7 @@ def kind_of_file(path: str) -> str:
         return "contacts"
     if start.startswith(b"BEGIN:VCALENDAR"):
         return "calendar"
-    return "mail" if MAIL_START.match(head) else ""
+    return "mail" if begins_as_mail(head) else Passed.OTHER
 
 
 class Importer:
@@ -53,6 +73,7 @@ class Importer:
     def __init__(self, report: Report, local: tzinfo) -> None:
         self.report = report
         self.local = local
+        self.read_already: set[tuple[int, int]] = set()  # files and folders by device and number
         self.readers: dict[str, Callable[[bytes, str], Iterable[Item]]] = {
             "mail": lambda data, place: filter(None, [read_mail(data, place, report)]),
             "contacts": lambda data, place: read_contacts(data, place, report),
@@ -66,6 +87,7 @@ class Importer:
         loose: list[Item] = []
         for path in inputs:
             name = os.path.basename(os.path.abspath(path)) or "Imported"
+            path = os.path.realpath(path)  # what a link that is named leads to was meant
             if not os.path.exists(path):
                 self.report.problem(path, "there is no such file or folder")
             elif os.path.isdir(path):
@@ -84,6 +106,8 @@ class Importer:
         """The folder of a directory with all below it; none when nothing in it is to be imported."""
         try:
             entries = sorted(os.scandir(path), key=lambda entry: entry.name)
+            if not self.is_first(os.stat(path), place):
+                return []
         except OSError as error:
             self.report.problem(place, error.strerror or str(error))
             return []
@@ -94,31 +118,48 @@ class Importer:
         for entry in entries:
             inner = f"{place}/{entry.name}"
             if entry.name.startswith("."):
-                self.report.skipped.append(inner)
-            elif entry.is_dir(follow_symlinks=False):
+                self.report.pass_over(inner, Passed.HIDDEN)
+            elif entry.is_symlink():
+                self.report.pass_over(inner, Passed.LINK)
+            elif entry.is_dir():
                 subfolders += self.directory(entry.path, entry.name, inner)
-            elif entry.is_file():
+            else:
                 found, read = self.file(entry.path, inner)
                 subfolders += found
                 items += read
-            else:
-                self.report.skipped.append(inner)
         return [folder_of(name, items, subfolders)] if items or subfolders else []
 
     def file(self, path: str, place: str) -> tuple[list[Folder], list[Item]]:
         """What one file holds: a folder when it is an mbox file, else items."""
         try:
+            status = os.lstat(path)
+            if not stat.S_ISREG(status.st_mode):
+                self.report.pass_over(place, Passed.LINK if stat.S_ISLNK(status.st_mode) else Passed.SPECIAL)
+                return [], []
             kind = kind_of_file(path)
+            if isinstance(kind, Passed):
+                self.report.pass_over(place, kind)
+                return [], []
+            if not self.is_first(status, place):
+                return [], []
             if kind == "mbox":
                 return [self.mbox(path, place)], []
-            if not kind:
-                self.report.skipped.append(place)
-                return [], []
             with open(path, "rb") as file:
                 return [], list(self.readers[kind](file.read(), place))
         except OSError as error:
             self.report.problem(place, error.strerror or str(error))
-            return [], []
+        except Exception as error:  # whatever a file holds, the others are read
+            self.report.problem(place, f"it cannot be read: {type(error).__name__}: {error}")
+        return [], []
+
+    def is_first(self, status: os.stat_result, place: str) -> bool:
+        """Whether a file or folder was not met before, by another name or way; reported when it was."""
+        identity = (status.st_dev, status.st_ino)
+        if identity in self.read_already:
+            self.report.pass_over(place, Passed.TWICE)
+            return False
+        self.read_already.add(identity)
+        return True
 
     def mbox(self, path: str, place: str) -> Folder:
         """The mails of an mbox file, in a folder named after it. Lines quoted as `>From ` lose one mark."""
@@ -132,7 +173,7 @@ class Importer:
             for number, key in enumerate(box.keys(), 1):
                 with box.get_file(key, from_=True) as file:
                     first, _, data = file.read().partition(b"\n")
-                data = re.sub(rb"^>(>*From )", rb"\1", data, flags=re.MULTILINE)
+                data = re.sub(rb"^>(?=>*From )", b"", data, flags=re.MULTILINE)
                 delivered = header_time(first.decode("latin-1").strip().partition(" ")[2].partition(" ")[2])
                 item = read_mail(data, f"{place}#{number}", self.report, Origin(delivered=delivered))
                 if item:
@@ -150,7 +191,14 @@ class Importer:
                 inner = f"{place}/{part}/{file_name}"
                 info = MAILDIR_INFO.search(file_name)
                 try:
-                    with open(os.path.join(path, part, file_name), "rb") as file:
+                    inner_path = os.path.join(path, part, file_name)
+                    status = os.lstat(inner_path)
+                    if not stat.S_ISREG(status.st_mode):
+                        self.report.pass_over(inner, Passed.LINK if stat.S_ISLNK(status.st_mode) else Passed.SPECIAL)
+                        continue
+                    if not self.is_first(status, inner):
+                        continue
+                    with open(inner_path, "rb") as file:
                         data = file.read()
                 except OSError as error:
                     self.report.problem(inner, error.strerror or str(error))
@@ -163,8 +211,13 @@ class Importer:
             inner_path = os.path.join(path, entry)
             if entry in (*MAILDIR_PARTS, "tmp"):
                 continue
+            if os.path.islink(inner_path):
+                self.report.pass_over(f"{place}/{entry}", Passed.LINK)
+                continue
             if not is_maildir(inner_path):
-                self.report.skipped.append(f"{place}/{entry}")
+                self.report.pass_over(f"{place}/{entry}", Passed.HIDDEN if entry.startswith(".") else Passed.OTHER)
+                continue
+            if not self.is_first(os.stat(inner_path), f"{place}/{entry}"):
                 continue
             *above, last = entry.removeprefix(".").split(".") if entry.startswith(".") else [entry]
             target = folder

@@ -151,10 +151,15 @@ class Folders(Tree):
 class Command(Tree):
     def test_exit_status_and_report(self) -> None:
         self.put_all({"good.eml": MAIL.format("a"), "bad.ics": "no calendar", "odd.vcf": CARD.replace("FN", "X-ODD"),
-                      "empty.eml": "", "note.txt": "hello"})  # fmt: skip
+                      "empty.eml": "", "note.txt": "hello", "mails.olm": "", "more.olm": ""})  # fmt: skip
+        (self.top / "linked.eml").hardlink_to(self.top / "good.eml")
+        os.mkfifo(self.top / "pipe")
         table: list[tuple[list[str], int, str]] = [
             (["good.eml"], 0, "in all: 1 mail"),
-            (["good.eml", "note.txt"], 0, "left alone"),
+            (["good.eml", "note.txt"], 0, "passed over, neither mail nor contact nor calendar: 1"),
+            (["good.eml", "mails.olm", "more.olm"], 0, "passed over, of a format that is not read: 2 (.olm); have"),
+            (["good.eml", "good.eml", "linked.eml", "."], 1, "passed over, named twice: 4; read once"),
+            (["good.eml", "pipe"], 0, "passed over, neither files nor folders: 1"),
             (["good.eml", "bad.ics"], 1, "bad.ics:1: not a content line: no calendar"),
             (["good.eml", "odd.vcf"], 1, "vCard X-ODD  1"),
             (["good.eml", "missing"], 1, "missing: there is no such file or folder"),
