@@ -5,10 +5,10 @@ from __future__ import annotations
 import enum
 import os
 from collections import Counter
-from collections.abc import Iterable, Mapping
+from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass, field
 from datetime import datetime
-from typing import cast
+from typing import NamedTuple, cast
 
 from . import properties as p
 from .properties import Prop
@@ -159,14 +159,37 @@ class Item:
         self.values.add_texts(p.UNMAPPED, [line])
 
 
+class Stored(NamedTuple):
+    """An item that was read: its kind by place in the list of kinds, and where its line of the mailbox file is kept."""
+
+    kind: int
+    spool: int
+    start: int
+    length: int
+
+
+@dataclass(slots=True)
+class Source:
+    """A file to be read. `flags` are those of a Maildir; `identity` tells whether it changed since."""
+
+    path: str
+    place: str
+    format: str
+    size: int
+    identity: tuple[int, ...] = ()
+    flags: str = ""
+    items: list[Stored] = field(default_factory=list)
+
+
 @dataclass
 class Folder:
-    """A folder below the mailbox's root, with the items of one kind."""
+    """A folder below the mailbox's root: the files that it is read from, then the items of one kind."""
 
     name: str
     kind: ItemKind = ItemKind.MAIL
     folders: list[Folder] = field(default_factory=list)
-    items: list[Item] = field(default_factory=list)
+    sources: list[Source] = field(default_factory=list)
+    items: list[Stored] = field(default_factory=list)
 
     def walk(self, above: str = "") -> Iterable[tuple[str, Folder]]:
         """This folder and all below it, each with its path."""
@@ -207,6 +230,11 @@ class Report:
     def problem(self, place: str, text: str) -> None:
         self.problems.append((place, text))
 
+    def take(self, problems: Iterable[tuple[str, str]], unmapped: Mapping[str, int]) -> None:
+        """Adds what another process reported."""
+        self.problems.extend(problems)
+        self.unmapped.update(unmapped)
+
     @property
     def complete(self) -> bool:
         return not self.problems and not self.unmapped
@@ -223,12 +251,20 @@ class Report:
             width = max(len(name) for name in self.unmapped)
             for name, count in sorted(self.unmapped.items()):
                 out.append(f"  {name:{width}}  {count}")
+        for why, places in self._passed():
+            out.append(passed_over(why, places))
+            out.extend(f"  {place}" for place in places)
+        return out
+
+    def summary(self) -> list[str]:
+        """The main points of the report."""
+        return [passed_over(why, places) for why, places in self._passed()]
+
+    def _passed(self) -> Iterator[tuple[Passed, list[str]]]:
         for why in Passed:
             places = [place for place, reason in self.passed if reason is why]
             if places:
-                out.append(passed_over(why, places))
-                out.extend(f"  {place}" for place in places)
-        return out
+                yield why, places
 
 
 def passed_over(why: Passed, places: list[str]) -> str:

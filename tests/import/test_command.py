@@ -7,10 +7,11 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from typing import Any
 
 from support import DATA, ROOT, SAMPLES
@@ -183,10 +184,37 @@ class Command(Tree):
         self.assertEqual(out.read_text(), "what was there")
         self.assertEqual(run("--force", "-o", out, self.top / "good.eml").returncode, 0)
         self.assertEqual(subjects(json.loads(out.read_text())), {"Mail": ["a"]})
-        self.assertEqual(sorted(p.name for p in self.top.iterdir()), ["good.eml", "note.txt", "out.json"])
+        left = sorted(p.name for p in self.top.iterdir())
+        self.assertEqual(left, ["good.eml", "note.txt", "out.json", "out.json.import"])
+
+    def test_a_mailbox_is_made_again_only_when_something_changed(self) -> None:
+        self.put_all({"box/a.eml": MAIL.format("a"), "box/b.eml": MAIL.format("b")})
+        out, box = self.top / "out.json", self.top / "box"
+        first = run("-o", out, box)
+
+        def remade(*options: str) -> bool:
+            before = out.stat().st_ino if out.exists() else 0
+            result = run("-o", out, box, *options)
+            self.assertEqual((result.returncode, result.stderr), (0, first.stderr))
+            return out.stat().st_ino != before
+
+        table: list[tuple[str, Callable[[], object], bool]] = [
+            ("nothing", lambda: None, False),
+            ("a file of the same size", lambda: (box / "a.eml").write_text(MAIL.format("c")), True),
+            ("a file replaced by a copy", lambda: pathlib.Path(shutil.copy2(box / "a.eml", box / "c")).replace(box / "a.eml"), True),
+            ("the mailbox", lambda: out.write_text(out.read_text()), True),
+            ("the mailbox is gone", out.unlink, True),
+            ("the note is damaged", lambda: (self.top / "out.json.import").write_text("{"), True),
+        ]
+        for what, change, expected in table:
+            with self.subTest(what):
+                change()
+                self.assertEqual(remade(), expected)
+                self.assertFalse(remade(), "and then nothing did")
+        self.assertTrue(remade("--zone", "Asia/Kolkata"), "an option")
 
     def test_the_same_input_gives_the_same_file(self) -> None:
-        first, again = run(SAMPLES), run(SAMPLES)
+        first, again = run(SAMPLES), run(SAMPLES, "--jobs", "5")
         self.assertEqual(first.stdout, again.stdout)
         self.assertNotEqual(first.stdout, run(SAMPLES, "--zone", "Asia/Kolkata").stdout, "days are local")
         self.assertEqual(first.stdout, run(SAMPLES, "--zone", "Europe/Berlin", zone="Asia/Kolkata").stdout)

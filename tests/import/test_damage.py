@@ -16,7 +16,7 @@ from support import BERLIN, ROOT, SAMPLES
 from importer.calendars import read_calendar
 from importer.contacts import read_contacts
 from importer.mail import read_mail
-from importer.mailbox_file import Identifiers, item_json
+from importer.mailbox_file import item_json
 from importer.model import Item, Report
 
 
@@ -58,7 +58,7 @@ class Damage(unittest.TestCase):
             data = damaged(path.read_bytes(), chance)
             try:
                 items = list(read(data, path.name, Report()))
-                text = json.dumps([item_json(item, "folder", Identifiers()) for item in items], ensure_ascii=False)
+                text = json.dumps([item_json(item) for item in items], ensure_ascii=False)
                 text.encode("utf-8")
             except Exception as error:
                 raise AssertionError(f"turn {turn}, {path.name} damaged to {data!r}") from error

@@ -1,0 +1,282 @@
+"""Reads files into lines of the mailbox file, in processes beside the one that writes it.
+
+A process puts the lines of its items into a file of its own without a name, its spool, and reports where; so nothing
+that was read is held in memory, and whoever kills the import leaves nothing behind. A reader that ends its process costs
+the file that it was reading.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import mmap
+import multiprocessing
+import multiprocessing.connection
+import os
+import re
+import tempfile
+from collections import deque
+from collections.abc import Callable, Iterable, Iterator
+from dataclasses import dataclass, field
+from datetime import tzinfo
+from typing import Any
+
+from .mail import Origin, header_time, read_mail
+from .mailbox_file import item_json, item_text
+from .model import Item, ItemKind, Report, Source, Stored
+
+BATCH_BYTES = 1 << 20  # of files that a process is given at once
+BATCH_FILES = 100
+MBOX_BYTES = 8 << 20  # of an mbox file
+KINDS = {kind: number for number, kind in enumerate(ItemKind)}
+
+
+@dataclass
+class Task:
+    """A source, or some of the mails of an mbox file: those from number `first` on, which begin at `start`."""
+
+    number: int  # of the source
+    source: Source
+    start: int = 0
+    end: int = 0
+    first: int = 1
+
+
+@dataclass
+class Outcome:
+    """What a process found in one task."""
+
+    number: int
+    start: int
+    items: list[tuple[int, int, int]] = field(default_factory=list)  # kind, start and length in the spool
+    problems: list[tuple[str, str]] = field(default_factory=list)
+    unmapped: dict[str, int] = field(default_factory=dict)
+    bytes: int = 0
+
+
+def file_bytes(source: Source) -> bytes:
+    """A file's bytes; it may have been replaced by something that would block since it was found."""
+    handle = os.open(source.path, os.O_RDONLY | os.O_NOFOLLOW | os.O_NONBLOCK | os.O_CLOEXEC)
+    try:
+        data = os.read(handle, source.size + 1)
+        if len(data) != source.size:  # it grew or shrank, or the system gives it in pieces
+            parts = [data]
+            while data:
+                data = os.read(handle, 1 << 20)
+                parts.append(data)
+            data = b"".join(parts)
+        return data
+    finally:
+        os.close(handle)
+
+
+def _mail(task: Task, report: Report, local: tzinfo) -> Iterable[Item]:
+    item = read_mail(file_bytes(task.source), task.source.place, report, Origin(task.source.flags))
+    return [item] if item else []
+
+
+def _contacts(task: Task, report: Report, local: tzinfo) -> Iterable[Item]:
+    from .contacts import read_contacts
+
+    return read_contacts(file_bytes(task.source), task.source.place, report)
+
+
+def _calendar(task: Task, report: Report, local: tzinfo) -> Iterable[Item]:
+    from .calendars import read_calendar  # it loads much, and few imports need it
+
+    return read_calendar(file_bytes(task.source), task.source.place, report, local)
+
+
+_QUOTED_FROM = re.compile(rb"^>(?=>*From )", re.MULTILINE)
+
+
+def _mbox(task: Task, report: Report, local: tzinfo) -> Iterator[Item]:
+    """Mails of an mbox file. Lines quoted as `>From ` lose one mark."""
+    with open(task.source.path, "rb") as file:
+        file.seek(task.start)
+        data = file.read(task.end - task.start)
+    place = 0
+    for number in range(task.first, task.first + data.count(b"\nFrom ") + 1):
+        end = data.find(b"\nFrom ", place) + 1
+        mail = data[place : end or len(data)]
+        envelope, _, mail = mail.partition(b"\n")
+        if mail.endswith((b"\n\n", b"\n\r\n")):  # the blank line belongs to the next envelope
+            mail = mail[:-1].removesuffix(b"\r")
+        delivered = header_time(envelope.decode("latin-1").strip().partition(" ")[2].partition(" ")[2])
+        place = end
+        item = read_mail(
+            _QUOTED_FROM.sub(b"", mail), f"{task.source.place}#{number}", report, Origin(delivered=delivered)
+        )
+        if item:
+            yield item
+
+
+Reader = Callable[[Task, Report, tzinfo], Iterable[Item]]
+READERS: dict[str, Reader] = {"mail": _mail, "mbox": _mbox, "contacts": _contacts, "calendar": _calendar}
+
+
+def tasks_of(number: int, source: Source, report: Report) -> Iterator[Task]:
+    """A source as tasks: an mbox file is cut between mails, any other is one."""
+    if source.format != "mbox":
+        yield Task(number, source)
+        return
+    try:
+        with open(source.path, "rb") as file:
+            if file.read(5) != b"From ":
+                report.problem(source.place, "no mbox file: it does not begin with a From line")
+                return
+            with mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ) as data:
+                start, first, mails, place = 0, 1, 1, 0
+                while (place := data.find(b"\nFrom ", place + 1)) >= 0:
+                    if place - start >= MBOX_BYTES:
+                        yield Task(number, source, start, place + 1, first)
+                        start, first = place + 1, first + mails
+                        mails = 0
+                    mails += 1
+                yield Task(number, source, start, len(data), first)
+    except OSError as error:
+        report.problem(source.place, error.strerror or str(error))
+
+
+def batches(sources: list[Source], report: Report) -> Iterator[list[Task]]:
+    """The tasks in order, small ones together."""
+    batch: list[Task] = []
+    weight = 0
+    for number, source in enumerate(sources):
+        for task in tasks_of(number, source, report):
+            batch.append(task)
+            weight += (task.end - task.start) or source.size
+            if weight >= BATCH_BYTES or len(batch) >= BATCH_FILES:
+                yield batch
+                batch, weight = [], 0
+    if batch:
+        yield batch
+
+
+def perform(task: Task, spool: Spool, local: tzinfo) -> Outcome:
+    """Reads a task's items into the spool. Whatever a file holds, the others are read."""
+    outcome = Outcome(task.number, task.start, bytes=(task.end - task.start) or task.source.size)
+    report = Report(outcome.problems)
+    try:
+        for item in READERS[task.source.format](task, report, local):
+            outcome.items.append((KINDS[item.kind], *spool.add(item_text(item_json(item)))))
+    except OSError as error:
+        report.problem(task.source.place, error.strerror or str(error))
+    except MemoryError:
+        report.problem(task.source.place, "it does not fit into memory")
+    except Exception as error:
+        report.problem(task.source.place, f"it cannot be read: {type(error).__name__}: {error}")
+    outcome.unmapped = dict(report.unmapped)
+    return outcome
+
+
+class Spool:
+    """A file without a name that lines are added to."""
+
+    def __init__(self, handle: int) -> None:
+        self.file = os.fdopen(handle, "ab", buffering=1 << 18, closefd=False)
+        self.end = self.file.seek(0, os.SEEK_END)
+
+    def add(self, line: bytes) -> tuple[int, int]:
+        self.file.write(line)
+        start, self.end = self.end, self.end + len(line)
+        return start, len(line)
+
+
+def _serve(channel: multiprocessing.connection.Connection, handle: int, local: tzinfo) -> None:
+    """The life of a reading process: batches in, outcomes out."""
+    spool = Spool(handle)
+    with contextlib.suppress(EOFError, KeyboardInterrupt, BrokenPipeError):
+        while True:
+            outcomes: list[Outcome] | OSError = []
+            try:
+                outcomes = [perform(task, spool, local) for task in channel.recv()]
+                spool.file.flush()
+            except OSError as error:  # the disk is full: nothing more can be read
+                outcomes = error
+            channel.send(outcomes)
+
+
+class Process:
+    """One reading process, and what it was given."""
+
+    def __init__(self, number: int, handle: int, local: tzinfo) -> None:
+        self.number = number
+        self.channel, theirs = multiprocessing.Pipe()
+        context = multiprocessing.get_context("fork")
+        self.process = context.Process(target=_serve, args=(theirs, handle, local), daemon=True)
+        self.process.start()
+        theirs.close()
+        self.batch: list[Task] = []
+
+    def give(self, batch: list[Task]) -> None:
+        self.batch = batch
+        self.channel.send(batch)
+
+    def end(self) -> None:
+        self.channel.close()
+        self.process.join(5)
+
+
+def spools(count: int, directory: str) -> list[int]:
+    """Files without names, which vanish with the processes that hold them."""
+    found = []
+    for _ in range(count):
+        handle, path = tempfile.mkstemp(prefix=".import-", dir=directory)
+        os.unlink(path)
+        found.append(handle)
+    return found
+
+
+def read_all(
+    sources: list[Source], report: Report, local: tzinfo, handles: list[int], progress: Callable[[int, int], Any]
+) -> None:
+    """Reads the sources, each getting its items. `progress` is told of files and bytes."""
+    outcomes: list[list[tuple[int, Outcome]]] = [[] for _ in sources]  # by source, each with its spool
+    waiting: deque[list[Task]] = deque()
+    more = batches(sources, report)
+    processes = [Process(number, handle, local) for number, handle in enumerate(handles)]
+
+    def next_batch() -> list[Task] | None:
+        return waiting.popleft() if waiting else next(more, None)
+
+    idle = list(processes)
+    busy: dict[Any, Process] = {}
+    try:
+        while True:
+            while idle and (batch := next_batch()):
+                process = idle.pop()
+                process.give(batch)
+                busy[process.channel] = process
+            if not busy:
+                break
+            for channel in multiprocessing.connection.wait(list(busy)):
+                process = busy.pop(channel)
+                try:
+                    received = process.channel.recv()
+                except (EOFError, ConnectionResetError):
+                    _bury(process, waiting, report)
+                    handle = handles[process.number]
+                    processes[processes.index(process)] = process = Process(process.number, handle, local)
+                    received = []
+                if isinstance(received, OSError):
+                    raise received
+                for outcome in received:
+                    outcomes[outcome.number].append((process.number, outcome))
+                    progress(1 if sources[outcome.number].format != "mbox" else 0, outcome.bytes)
+                idle.append(process)
+    finally:
+        for process in processes:
+            process.end()
+    for source, found in zip(sources, outcomes):
+        for spool, outcome in sorted(found, key=lambda pair: pair[1].start):  # the parts of an mbox file in order
+            source.items += [Stored(kind, spool, start, length) for kind, start, length in outcome.items]
+            report.take(outcome.problems, outcome.unmapped)
+
+
+def _bury(process: Process, waiting: deque[list[Task]], report: Report) -> None:
+    """A process ended over its batch: the tasks are tried one by one, and the one that ends it alone is reported."""
+    if len(process.batch) > 1:
+        waiting.extend([task] for task in process.batch)
+    else:
+        report.problem(process.batch[0].source.place, "it cannot be read: it ended the process that read it")
+    process.end()
