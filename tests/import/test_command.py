@@ -28,7 +28,7 @@ def run(
     *arguments: str | pathlib.Path, zone: str = "Europe/Berlin", **options: Any
 ) -> subprocess.CompletedProcess[str]:
     environment = {**os.environ, "TZ": zone}
-    return subprocess.run([IMPORT, *arguments], text=True, capture_output=True, timeout=120, env=environment, **options)
+    return subprocess.run([IMPORT, *arguments], text=True, capture_output=True, timeout=600, env=environment, **options)
 
 
 def walk(folder: dict[str, Any], above: str = "") -> Iterator[tuple[str, dict[str, Any]]]:
