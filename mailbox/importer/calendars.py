@@ -97,7 +97,7 @@ class Reader:
         self.report = report
         self.zones = zones
         self.local = local
-        self.item_ = Item(KINDS[component.name], place)
+        self.item_ = Item(KINDS[component.name], place, (component.number, component.end))
         self.moments: dict[str, Moment] = {}
         self.texts: list[str] = []
         self.length: timedelta | None = None

@@ -9,9 +9,9 @@ import tempfile
 from collections import Counter
 from datetime import tzinfo
 
-from .folders import mailbox_folders
+from .folders import KINDS, mailbox_folders
 from .mailbox_file import Store, Writer, write_file
-from .model import Folder, ItemKind, Report
+from .model import Folder, ItemKind, Report, Source
 from .progress import Progress
 from .reading import read_all, spools
 from .sources import Finder
@@ -38,10 +38,10 @@ def main(arguments: list[str] | None = None) -> int:
         return fail(f"there is no time zone named {options.zone!r}; names are like Europe/Berlin")
     report = Report()
     finder = Finder(report)
-    found = finder.find(options.input)
+    found = [(name, finder.find(paths)) for name, paths in [(options.name, options.input), *options.store]]
     earlier = None
     if options.output != "-":
-        earlier = Earlier(options.output, fingerprint(finder.sources, report, [options.name, str(zone)]))
+        earlier = Earlier(options.output, fingerprint(finder.sources, report, [str([options.name, options.store]), str(zone)]))
         if known := earlier.known():
             tell_all(known, options)
             return known.status
@@ -52,7 +52,7 @@ def main(arguments: list[str] | None = None) -> int:
 
 
 def make(
-    finder: Finder, found: list[Folder], options: argparse.Namespace, zone: tzinfo, earlier: Earlier | None
+    finder: Finder, found: list[tuple[str, list[Folder]]], options: argparse.Namespace, zone: tzinfo, earlier: Earlier | None
 ) -> int:
     """Reads what was found and writes the mailbox."""
     report = finder.report
@@ -61,19 +61,20 @@ def make(
     handles = spools(min(options.jobs, max(1, len(finder.sources))), directory)
     with Progress(finder.sources, options.quiet) as progress:
         read_all(finder.sources, report, zone, handles, progress.step)
-    folders = mailbox_folders(found)
-    counts = Counter(list(ItemKind)[item.kind] for source in finder.sources for item in source.items)
+    named = [Store(name, mailbox_folders(folders)) for name, folders in found]
+    counts = Counter(KINDS[item.kind] for source in finder.sources for item in source.items)
     if not counts:
         tell(report.lines())
         return fail("nothing to import, so no mailbox is written")
-    stores = [Store(options.name, folders)]
+    stores = [*named[:1], *(store for store in named[1:] if store.folders)]
+    stores += [source for source in finder.sources if source.store]
     if to_file:
         write_file(options.output, stores, handles)
     else:
         Writer(sys.stdout.buffer, handles).mailbox(stores)
         sys.stdout.buffer.flush()
     status = ALL_READ if report.complete else PARTLY_READ
-    told = Told(status, folder_lines(folders), sums(counts), report.summary(), report.lines())
+    told = Told(status, folder_lines(stores), sums(counts), report.summary(), report.lines())
     if earlier:
         earlier.keep(told)
     tell_all(told, options)
@@ -89,23 +90,49 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
     )
     parser.add_argument("input", nargs="+", metavar="INPUT", help="a file or a folder to read")
     parser.add_argument("-o", "--output", default="-", metavar="FILE.json", help="default: standard output")
+    parser.add_argument("--store", nargs="+", action="append", default=[], metavar=("NAME", "INPUT"),
+                        help="reads the INPUTs into a further store of this name, such as an archive; may be repeated")  # fmt: skip
     parser.add_argument("--name", default="Imported files", help="the display name of the mailbox's store")
     parser.add_argument("--zone", help="the time zone of days and of times without one; default: the local one")
     parser.add_argument("--report", metavar="FILE", help="the file of the report; its main points are shown all the same")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N", help="processes that read; default: all")
     parser.add_argument("-q", "--quiet", action="store_true", help="say only what was lost, not what was read")
-    return parser.parse_args(arguments)
+    options = parser.parse_args(arguments)
+    if any(len(store) < 2 for store in options.store):
+        parser.error("argument --store: NAME and at least one INPUT are needed")
+    options.store = [(name, inputs) for name, *inputs in options.store]
+    return options
 
 
-def folder_lines(folders: list[Folder]) -> list[str]:
-    """The folders with their counts."""
-    return [
-        f"{path}: {sub.kind.counted(len(sub.items))}" for folder in folders for path, sub in folder.walk() if sub.items
-    ]
+def folder_lines(stores: list[Store | Source]) -> list[str]:
+    """The folders with their counts, those of further stores behind their store's name."""
+    out = []
+    for number, store in enumerate(stores):
+        if isinstance(store, Source):
+            out += data_lines(store)
+            continue
+        for folder in store.folders:
+            for path, sub in folder.walk(store.name if number else ""):
+                if sub.items:
+                    out.append(f"{path}: {sub.kind.counted(len(sub.items))}")
+    return out
+
+
+def data_lines(source: Source) -> list[str]:
+    assert source.store
+    out = []
+    for path, folder in source.store.root.walk(source.store.name):
+        if folder.items:
+            out.append(f"{path}: {counted(Counter(KINDS[source.items[number].kind] for number in folder.items))}")
+    return out
 
 
 def sums(counts: Counter[ItemKind]) -> str:
-    return "in all: " + ", ".join(kind.counted(counts[kind]) for kind in ItemKind if counts[kind])
+    return f"in all: {counted(counts)}"
+
+
+def counted(counts: Counter[ItemKind]) -> str:
+    return ", ".join(kind.counted(counts[kind]) for kind in ItemKind if counts[kind])
 
 
 def tell_all(told: Told, options: argparse.Namespace) -> None:

@@ -74,6 +74,7 @@ class Component:
 
     name: str
     number: int
+    end: int = 0  # the number of its last line; 0 where it is no part of the file by itself
     lines: list[Line] = field(default_factory=list)
     components: list[Component] = field(default_factory=list)
 
@@ -275,6 +276,8 @@ def read_components(data: bytes, place: str, report: Report) -> list[Component]:
             if not depth:
                 report.problem(f"{place}:{line.number}", f"END:{name} ends nothing")
                 continue
+            if open_components[depth - 1].name in ("", "VCALENDAR"):
+                open_components[depth].end = line.number
             for unended in open_components[depth + 1 :]:
                 report.problem(f"{place}:{unended.number}", f"BEGIN:{unended.name} is not ended")
             del open_components[depth:]

@@ -19,6 +19,8 @@ def mailbox_folders(found: list[Folder]) -> list[Folder]:
 def _by_kind(folder: Folder) -> list[tuple[ItemKind, list[Stored]]]:
     kinds: dict[int, list[Stored]] = {}
     for source in folder.sources:
+        if source.store:
+            continue  # it is a store of its own
         for item in source.items:
             kinds.setdefault(item.kind, []).append(item)
     return [(KINDS[kind], kinds[kind]) for kind in sorted(kinds)]

@@ -15,7 +15,7 @@ from datetime import datetime, timezone
 from typing import Any, BinaryIO
 
 from . import properties as p
-from .model import Attachment, Folder, Item, Value, Values
+from .model import Attachment, DataFolder, Folder, Item, Source, Stored, Value, Values
 from .properties import Prop
 
 STORE_SERVICE = {
@@ -132,22 +132,48 @@ class Writer:
         self.spools = spools
         self.special: dict[str, str] = {}
 
-    def mailbox(self, stores: list[Store]) -> None:
+    def mailbox(self, stores: list[Store | Source]) -> None:
         self.put('{\n "format": "quorvel-mailbox",\n "version": 1,\n "services": [\n  ')
         self.put(f'{_json(STORE_SERVICE)}\n ],\n "stores": [')
         for number, store in enumerate(stores):
             self.put(",\n  " if number else "\n  ")
-            self.store(store, number == 0)
+            if isinstance(store, Store):
+                self.store(store, number)
+            else:
+                self.data_store(store)
         self.put("\n ]\n}\n")
 
-    def store(self, store: Store, default: bool) -> None:
+    def store(self, store: Store, number: int) -> None:
         self.special = {}
-        self.put(f'{{\n   "id": "{identifier("store", store.name)}",\n   "default": {_json(default)}')
+        default = "" if number else ',\n   "default": true'
+        within = f"{store.name}:" if number else ""
+        self.put(f'{{\n   "id": "{identifier("store", store.name)}"{default}')
         self.put(f',\n   "service": "{STORE_SERVICE["uid"]}",\n   "properties": {_json({p.DISPLAY_NAME: store.name})}')
-        self.put(f',\n   "root": {{\n    "id": "{identifier("root", store.name)}"')
+        self.put(f',\n   "root": {{\n    "id": "{identifier("root", within)}"')
         self.put(f',\n    "properties": {_json({p.DISPLAY_NAME: "Top of the mailbox"})}')
-        self.folders(store.folders, store.name, 4)
+        self.folders(store.folders, within, 4)
         self.put(f'\n   }},\n   "special": {_json(self.special)}\n  }}')
+
+    def data_store(self, source: Source) -> None:
+        """A data file: a store with folders as they are, and with the names that it knows, in their order."""
+        store = source.store
+        self.put(f'{{\n   "id": "{identifier("store", source.place)}",\n   "service": "{STORE_SERVICE["uid"]}"')
+        self.put(f',\n   "properties": {_json({p.DISPLAY_NAME: store.name})},\n   "names": {_json(store.names)}')
+        self.put(f',\n   "special": {_json(store.special)},\n   "root": ')
+        self.data_folder(store.root, source, 4)
+        self.put("\n  }")
+
+    def data_folder(self, folder: DataFolder, source: Source, depth: int) -> None:
+        indent = "\n" + " " * depth
+        self.put(f'{{{indent}"id": "{folder.id}",{indent}"properties": {_json(folder.properties)}')
+        separator = f',{indent}"folders": [{indent} '
+        for sub in folder.folders:
+            self.put(separator)
+            self.data_folder(sub, source, depth + 2)
+            separator = f",{indent} "
+        self.put(indent + "]" if folder.folders else "")
+        self.items([source.items[number] for number in folder.items], indent)
+        self.put(indent[:-1] + "}")
 
     def folders(self, folders: list[Folder], path: str, depth: int) -> None:
         indent = "\n" + " " * depth
@@ -166,12 +192,16 @@ class Writer:
         values = {p.DISPLAY_NAME: folder.name, FOLDER_CLASS: folder.kind.container_class}
         self.put(f'{{{indent}"id": "{own}",{indent}"properties": {_json(values)}')
         self.folders(folder.folders, path, depth)
+        self.items(folder.items, indent)
+        self.put(indent[:-1] + "}")
+
+    def items(self, items: list[Stored], indent: str) -> None:
         separator = f',{indent}"items": [{indent} '.encode()
-        for item in folder.items:
+        for item in items:
             self.stream.write(separator)
             self.stream.write(os.pread(self.spools[item.spool], item.length, item.start))
             separator = f",{indent} ".encode()
-        self.put((indent + "]" if folder.items else "") + indent[:-1] + "}")
+        self.put(indent + "]" if items else "")
 
     def put(self, text: str) -> None:
         self.stream.write(text.encode())
@@ -181,7 +211,7 @@ def _json(value: Any) -> str:
     return item_text(value).decode()
 
 
-def write_file(path: str, stores: list[Store], spools: list[int]) -> None:
+def write_file(path: str, stores: list[Store | Source], spools: list[int]) -> None:
     """Writes the file whole or not at all: whatever was there stays until the new one is complete on the disk."""
     directory = os.path.dirname(os.path.abspath(path))
     handle, new = tempfile.mkstemp(prefix=os.path.basename(path) + ".", suffix=".new", dir=directory)

@@ -8,7 +8,7 @@ from collections import Counter
 from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass, field
 from datetime import datetime
-from typing import NamedTuple, cast
+from typing import Any, NamedTuple, cast
 
 from . import properties as p
 from .properties import Prop
@@ -70,6 +70,7 @@ class ItemKind(enum.Enum):
     APPOINTMENT = ("appointment", "IPM.Appointment", "IPF.Appointment", "Calendar")
     TASK = ("task", "IPM.Task", "IPF.Task", "Tasks")
     JOURNAL = ("journal entry", "IPM.Activity", "IPF.Journal", "Journal")
+    OTHER = ("item of another kind", "IPM", "IPF.Note", "Other")
 
     def __init__(self, label: str, message_class: str, container_class: str, folder_name: str) -> None:
         self.label = label
@@ -78,8 +79,8 @@ class ItemKind(enum.Enum):
         self.folder_name = folder_name
 
     def counted(self, count: int) -> str:
-        plural = "journal entries" if self is ItemKind.JOURNAL else self.label + "s"
-        return f"{count} {self.label if count == 1 else plural}"
+        plural = {ItemKind.JOURNAL: "journal entries", ItemKind.OTHER: "items of another kind"}
+        return f"{count} {self.label if count == 1 else plural.get(self, self.label + 's')}"
 
 
 TO, CC, BCC = 1, 2, 3
@@ -148,6 +149,7 @@ class Item:
 
     kind: ItemKind
     place: str = ""
+    lines: tuple[int, int] = (0, 0)  # of its file, the first and the last
     values: Values = field(default_factory=Values)
     recipients: list[Recipient] = field(default_factory=list)
     attachments: list[Attachment] = field(default_factory=list)
@@ -157,6 +159,33 @@ class Item:
 
     def keep_unmapped(self, line: str) -> None:
         self.values.add_texts(p.UNMAPPED, [line])
+
+
+@dataclass
+class DataFolder:
+    """A folder of a data file; its items are numbers into the list of those read."""
+
+    id: str
+    properties: dict[str, Any]
+    name: str
+    items: list[int] = field(default_factory=list)
+    folders: list[DataFolder] = field(default_factory=list)
+
+    def walk(self, above: str) -> Iterator[tuple[str, DataFolder]]:
+        """This folder, by the path of the one above it, and all below it, each with its path."""
+        yield above, self
+        for folder in self.folders:
+            yield from folder.walk(f"{above}/{folder.name}")
+
+
+@dataclass
+class DataStore:
+    """What a data file holds beside its items."""
+
+    name: str
+    names: list[str]
+    special: dict[str, str]
+    root: DataFolder
 
 
 class Stored(NamedTuple):
@@ -179,6 +208,7 @@ class Source:
     identity: tuple[int, ...] = ()
     flags: str = ""
     items: list[Stored] = field(default_factory=list)
+    store: DataStore | None = None  # of a data file
 
 
 @dataclass
@@ -207,6 +237,8 @@ class Passed(enum.Enum):
     TWICE = "named twice", "read once"
     LINK = "links", "name what they lead to"
     SPECIAL = "neither files nor folders", ""
+    DELETED = "deleted in their mail program, which still keeps them", ""
+    PROGRAM = "a mail program's own notes", ""
     HIDDEN = "hidden", "name one by itself to have it read"
     OTHER = "neither mail nor contact nor calendar", ""
 
@@ -230,10 +262,11 @@ class Report:
     def problem(self, place: str, text: str) -> None:
         self.problems.append((place, text))
 
-    def take(self, problems: Iterable[tuple[str, str]], unmapped: Mapping[str, int]) -> None:
+    def take(self, other: Report) -> None:
         """Adds what another process reported."""
-        self.problems.extend(problems)
-        self.unmapped.update(unmapped)
+        self.problems.extend(other.problems)
+        self.unmapped.update(other.unmapped)
+        self.passed.extend(other.passed)
 
     @property
     def complete(self) -> bool:

@@ -72,6 +72,12 @@ CREATION_TIME = tag(0x3007, Kind.SYSTIME)
 LAST_MODIFICATION_TIME = tag(0x3008, Kind.SYSTIME)
 KEYWORDS = named(PS_PUBLIC_STRINGS, "Keywords", Kind.MV_UNICODE)
 PRIVATE = named(PSETID_COMMON, 0x8506, Kind.BOOLEAN)
+# Where an item lies outside of the mailbox
+SOURCE_PATH = named(PSETID_SOURCE, "Path")
+SOURCE_PLACE = named(PSETID_SOURCE, "Place", Kind.LONG)
+SOURCE_OFFSET = named(PSETID_SOURCE, "Offset", Kind.LONG_LONG)
+SOURCE_LENGTH = named(PSETID_SOURCE, "Length", Kind.LONG_LONG)
+SOURCE_DIGEST = named(PSETID_SOURCE, "Digest", Kind.BINARY)
 # What a file said that no property stands for, line by line as it was written
 # Where an item lies outside of the mailbox
 SOURCE_PATH = named(PSETID_SOURCE, "Path")

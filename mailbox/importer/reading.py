@@ -8,6 +8,7 @@ the file that it was reading.
 from __future__ import annotations
 
 import contextlib
+import hashlib
 import mmap
 import multiprocessing
 import multiprocessing.connection
@@ -20,9 +21,10 @@ from dataclasses import dataclass, field
 from datetime import tzinfo
 from typing import Any
 
+from . import properties as p
 from .mail import Origin, header_time, read_mail
-from .mailbox_file import item_json, item_text
-from .model import Item, ItemKind, Report, Source, Stored
+from .mailbox_file import identifier, item_json, item_text, value_json
+from .model import Item, ItemKind, Passed, Report, Source, Stored
 
 BATCH_BYTES = 1 << 20  # of files that a process is given at once
 BATCH_FILES = 100
@@ -48,8 +50,8 @@ class Outcome:
     number: int
     start: int
     items: list[tuple[int, int, int]] = field(default_factory=list)  # kind, start and length in the spool
-    problems: list[tuple[str, str]] = field(default_factory=list)
-    unmapped: dict[str, int] = field(default_factory=dict)
+    report: Report = field(default_factory=Report)
+    store: Any = None
     bytes: int = 0
 
 
@@ -69,55 +71,150 @@ def file_bytes(source: Source) -> bytes:
         os.close(handle)
 
 
-def _mail(task: Task, report: Report, local: tzinfo) -> Iterable[Item]:
-    item = read_mail(file_bytes(task.source), task.source.place, report, Origin(task.source.flags))
-    return [item] if item else []
+@dataclass(slots=True)
+class Found:
+    """An item and where its bytes lie: in the file as a whole, or from `offset` as entry `number`."""
+
+    kind: ItemKind
+    place: str
+    item: Item | dict[str, Any]
+    data: bytes | None = None  # None: it has no bytes of its own
+    number: int = 0
+    offset: int = 0
 
 
-def _contacts(task: Task, report: Report, local: tzinfo) -> Iterable[Item]:
+def _whole(item: Item | None, data: bytes) -> list[Found]:
+    return [Found(item.kind, item.place, item, data)] if item else []
+
+
+def _mail(task: Task, report: Report, local: tzinfo) -> Iterable[Found]:
+    data = file_bytes(task.source)
+    return _whole(read_mail(data, task.source.place, report, Origin(task.source.flags)), data)
+
+
+_EMLX_FLAGS = re.compile(rb"<key>flags</key>\s{0,99}<integer>(\d{1,19})</integer>")
+EMLX_BITS = {0: "S", 1: "T", 2: "R", 4: "F", 6: "D", 8: "P"}
+
+
+def _emlx(task: Task, report: Report, local: tzinfo) -> Iterable[Found]:
+    """A mail behind a line with its length, and behind it a list of properties with its flags."""
+    data = file_bytes(task.source)
+    line, _, rest = data.partition(b"\n")
+    if not line.strip().isdigit() or len(line) > 20:
+        report.problem(task.source.place, "no .emlx file: its first line is no length")
+        return []
+    length = int(line)
+    if length > len(rest):
+        report.problem(task.source.place, "the mail is cut short")
+    match = _EMLX_FLAGS.search(rest, length)
+    bits = int(match[1]) if match else 1
+    flags = "".join(letter for bit, letter in EMLX_BITS.items() if bits >> bit & 1) or " "
+    return _whole(read_mail(rest[:length], task.source.place, report, Origin(flags)), data)
+
+
+def _contacts(task: Task, report: Report, local: tzinfo) -> Iterable[Found]:
     from .contacts import read_contacts
 
-    return read_contacts(file_bytes(task.source), task.source.place, report)
+    data = file_bytes(task.source)
+    return _entries(data, read_contacts(data, task.source.place, report))
 
 
-def _calendar(task: Task, report: Report, local: tzinfo) -> Iterable[Item]:
+def _calendar(task: Task, report: Report, local: tzinfo) -> Iterable[Found]:
     from .calendars import read_calendar  # it loads much, and few imports need it
 
-    return read_calendar(file_bytes(task.source), task.source.place, report, local)
+    data = file_bytes(task.source)
+    return _entries(data, read_calendar(data, task.source.place, report, local))
+
+
+def _entries(data: bytes, items: list[Item]) -> Iterator[Found]:
+    """Items with the bytes of their lines. A file of two bytes a character has no lines to cut at."""
+    starts = [] if data.startswith((b"\xff\xfe", b"\xfe\xff")) else line_starts(data)
+    for number, item in enumerate(items, 1):
+        first, last = item.lines
+        if starts and last:
+            start = starts[first - 1] if first > 1 else 3 if data.startswith(b"\xef\xbb\xbf") else 0
+            end = starts[last] if last < len(starts) else len(data)
+            yield Found(item.kind, item.place, item, data[start:end], number, start)
+        else:
+            yield Found(item.kind, item.place, item, None, number)
+
+
+_LINE_ENDS = re.compile(rb"\r+\n?|\n")
+
+
+def line_starts(data: bytes) -> list[int]:
+    """Where the lines of a file begin, counted as content lines are."""
+    starts = [0]
+    for match in _LINE_ENDS.finditer(data):
+        if match[0].endswith(b"\n"):
+            starts.append(match.end())
+        else:
+            starts.extend(range(match.start() + 1, match.end() + 1))
+    return starts
 
 
 _QUOTED_FROM = re.compile(rb"^>(?=>*From )", re.MULTILINE)
+_EXPUNGED = re.compile(rb"^X-Mozilla-Status: [0-9A-Fa-f]{3}[89A-Fa-f]\r?$", re.MULTILINE | re.IGNORECASE)
 
 
-def _mbox(task: Task, report: Report, local: tzinfo) -> Iterator[Item]:
-    """Mails of an mbox file. Lines quoted as `>From ` lose one mark."""
+def _mbox(task: Task, report: Report, local: tzinfo) -> Iterator[Found]:
+    """Mails of an mbox file. Lines quoted as `>From ` lose one mark; a mail marked as deleted is left out."""
     with open(task.source.path, "rb") as file:
         file.seek(task.start)
         data = file.read(task.end - task.start)
-    place = 0
+    start = 0
     for number in range(task.first, task.first + data.count(b"\nFrom ") + 1):
-        end = data.find(b"\nFrom ", place) + 1
-        mail = data[place : end or len(data)]
-        envelope, _, mail = mail.partition(b"\n")
+        end = data.find(b"\nFrom ", start) + 1 or len(data)
+        whole, offset, start = data[start:end], task.start + start, end
+        place = f"{task.source.place}#{number}"
+        envelope, _, mail = whole.partition(b"\n")
+        head_end = mail.find(b"\n\n")
+        if _EXPUNGED.search(mail, 0, head_end if head_end >= 0 else len(mail)):
+            report.pass_over(place, Passed.DELETED)
+            continue
         if mail.endswith((b"\n\n", b"\n\r\n")):  # the blank line belongs to the next envelope
             mail = mail[:-1].removesuffix(b"\r")
         delivered = header_time(envelope.decode("latin-1").strip().partition(" ")[2].partition(" ")[2])
-        place = end
-        item = read_mail(
-            _QUOTED_FROM.sub(b"", mail), f"{task.source.place}#{number}", report, Origin(delivered=delivered)
-        )
+        item = read_mail(_QUOTED_FROM.sub(b"", mail), place, report, Origin(delivered=delivered))
         if item:
-            yield item
+            yield Found(ItemKind.MAIL, place, item, whole, number, offset)
 
 
-Reader = Callable[[Task, Report, tzinfo], Iterable[Item]]
-READERS: dict[str, Reader] = {"mail": _mail, "mbox": _mbox, "contacts": _contacts, "calendar": _calendar}
+def _message(task: Task, report: Report, local: tzinfo) -> Iterable[Found]:
+    from .data_files import kind_of_class
+    from .mapi_values import message_class
+    from .message_files import read_message
+
+    data, place = file_bytes(task.source), task.source.place
+    message = read_message(data, place, report)
+    kind = kind_of_class(message_class(message["properties"]))
+    return [Found(kind, place, {"id": identifier("item", place), **message}, data)]
+
+
+Reader = Callable[[Task, Report, tzinfo], Iterable[Found]]
+READERS: dict[str, Reader] = {"mail": _mail, "emlx": _emlx, "mbox": _mbox, "contacts": _contacts,
+                              "calendar": _calendar, "message": _message}  # fmt: skip
+
+
+def source_values(source: Source, found: Found) -> dict[str, Any]:
+    """What an item knows about where it comes from."""
+    values: dict[str, Any] = {p.SOURCE_PATH: source.path}
+    if found.number:
+        values[p.SOURCE_PLACE] = found.number
+    if found.data is not None:
+        values[p.SOURCE_DIGEST] = hashlib.sha256(found.data).digest()
+        if found.number:
+            values[p.SOURCE_OFFSET] = found.offset
+            values[p.SOURCE_LENGTH] = len(found.data)
+    return values
 
 
 def tasks_of(number: int, source: Source, report: Report) -> Iterator[Task]:
     """A source as tasks: an mbox file is cut between mails, any other is one."""
     if source.format != "mbox":
         yield Task(number, source)
+        return
+    if not source.size:  # one without mails
         return
     try:
         with open(source.path, "rb") as file:
@@ -155,18 +252,38 @@ def batches(sources: list[Source], report: Report) -> Iterator[list[Task]]:
 def perform(task: Task, spool: Spool, local: tzinfo) -> Outcome:
     """Reads a task's items into the spool. Whatever a file holds, the others are read."""
     outcome = Outcome(task.number, task.start, bytes=(task.end - task.start) or task.source.size)
-    report = Report(outcome.problems)
+    report = outcome.report
     try:
-        for item in READERS[task.source.format](task, report, local):
-            outcome.items.append((KINDS[item.kind], *spool.add(item_text(item_json(item)))))
+        if task.source.format == "data":
+            outcome.store = _data_file(task.source, outcome, spool)
+        else:
+            for found in READERS[task.source.format](task, report, local):
+                values = source_values(task.source, found)
+                if isinstance(found.item, Item):
+                    found.item.values.update(values)
+                    whole = item_json(found.item)
+                else:
+                    found.item["properties"] |= {key: value_json(value) for key, value in values.items()}
+                    whole = found.item
+                outcome.items.append((KINDS[found.kind], *spool.add(item_text(whole))))
     except OSError as error:
         report.problem(task.source.place, error.strerror or str(error))
     except MemoryError:
         report.problem(task.source.place, "it does not fit into memory")
     except Exception as error:
         report.problem(task.source.place, f"it cannot be read: {type(error).__name__}: {error}")
-    outcome.unmapped = dict(report.unmapped)
     return outcome
+
+
+def _data_file(source: Source, outcome: Outcome, spool: Spool) -> Any:
+    from . import data_files
+
+    def keep(kind: ItemKind, item: dict[str, Any]) -> int:
+        outcome.items.append((KINDS[kind], *spool.add(item_text(item))))
+        return len(outcome.items) - 1
+
+    reader = data_files.Reader(source.path, source.place, outcome.report, keep, {p.SOURCE_PATH: source.path})
+    return reader.store(os.path.splitext(os.path.basename(source.path))[0])
 
 
 class Spool:
@@ -270,7 +387,8 @@ def read_all(
     for source, found in zip(sources, outcomes):
         for spool, outcome in sorted(found, key=lambda pair: pair[1].start):  # the parts of an mbox file in order
             source.items += [Stored(kind, spool, start, length) for kind, start, length in outcome.items]
-            report.take(outcome.problems, outcome.unmapped)
+            source.store = outcome.store
+            report.take(outcome.report)
 
 
 def _bury(process: Process, waiting: deque[list[Task]], report: Report) -> None:

@@ -9,11 +9,13 @@ from __future__ import annotations
 import os
 import re
 import stat
+from collections.abc import Iterable
 
 from .model import Folder, Passed, Report, Source
 
 EXTENSIONS = {
-    ".eml": "mail", ".mail": "mail",
+    ".eml": "mail", ".mail": "mail", ".emlx": "emlx", ".msg": "message", ".oft": "message",
+    ".pst": "data", ".ost": "data",
     ".mbox": "mbox", ".mbx": "mbox",
     ".vcf": "contacts", ".vcard": "contacts",
     ".ics": "calendar", ".ical": "calendar", ".icalendar": "calendar", ".ifb": "calendar", ".vcs": "calendar",
@@ -22,8 +24,12 @@ EXTENSIONS = {
 MAILDIR_PARTS = ("cur", "new")
 MAILDIR_INFO = re.compile(r"[:!;]2,([A-Za-z]*)$")  # the separators that stand for the colon where none is allowed
 
+SUBFOLDERS = ".sbd"  # at the end of a folder's name: what lies below the mbox file of that name
+PROFILE_MAILS = ("ImapMail", "Mail")  # where a mail program's profile keeps mails
+COMPOUND_FILE = bytes.fromhex("D0CF11E0A1B11AE1")
+
 # Files that people have and that are not read, so that the report can say what to do about them
-NOT_READ = frozenset((".dbx", ".mbs", ".msg", ".nsf", ".oft", ".olk", ".olm", ".ost", ".pab", ".pst", ".tnef", ".wab"))
+NOT_READ = frozenset((".dbx", ".mbs", ".nsf", ".olk", ".olm", ".pab", ".tnef", ".wab"))
 PACKED = frozenset((".7z", ".bz2", ".gz", ".rar", ".tar", ".tgz", ".xz", ".zip", ".zst"))
 
 # Fields that a mail without a telling name must have near its beginning
@@ -50,12 +56,20 @@ def format_of(path: str) -> str | Passed:
     extension = os.path.splitext(path)[1].lower()
     if known := EXTENSIONS.get(extension):
         return known
+    if extension == ".msf":
+        return Passed.PROGRAM
     if extension in NOT_READ or extension in PACKED:
         return Passed.FORMAT if extension in NOT_READ else Passed.PACKED
     with open(path, "rb") as file:
         head = file.read(SNIFFED)
     if head.startswith(b"From "):
         return "mbox"
+    if not head and any(os.path.exists(path + suffix) for suffix in (".msf", SUBFOLDERS)):
+        return "mbox"  # a mail program's folder without mails
+    if head.startswith(COMPOUND_FILE) and "__properties_version1.0".encode("utf-16-le") in head:
+        return "message"
+    if head.startswith(b"!BDN"):
+        return "data"
     start = head.removeprefix(b"\xef\xbb\xbf").lstrip()[:20].upper()
     if start.startswith(b"BEGIN:VCARD"):
         return "contacts"
@@ -70,17 +84,17 @@ class Finder:
     def __init__(self, report: Report) -> None:
         self.report = report
         self.sources: list[Source] = []
+        self.places: dict[str, int] = {}  # names of inputs
         self.met: set[tuple[int, int]] = set()  # files and folders by device and number
 
-    def find(self, inputs: list[str]) -> list[Folder]:
+    def find(self, inputs: Iterable[str]) -> list[Folder]:
         """The folders of the mailbox: one for each input folder, Maildir and mbox file, and a last one, without a
         name, for the input files."""
         folders: list[Folder] = []
         loose = Folder("")
-        taken: dict[str, int] = {}
         for given in inputs:
             path = os.path.realpath(given)  # what a link that is named leads to was meant
-            place = unique(os.path.basename(path) or "Imported", taken)
+            place = unique(os.path.basename(path) or "Imported", self.places)
             try:
                 status = os.stat(path)
             except OSError as error:
@@ -107,20 +121,33 @@ class Finder:
         if is_maildir(path):
             self.maildir(path, place, entries, folder)
             return
+        below: list[tuple[str, str, os.stat_result, str]] = []
+        names = {entry.name for entry in entries}
+        is_profile = "prefs.js" in names and not names.isdisjoint(PROFILE_MAILS)
         for entry in entries:
             inner = f"{place}/{entry.name}"
             if entry.name.startswith("."):
                 self.report.pass_over(inner, Passed.HIDDEN)
+                continue
+            if is_profile and entry.name not in PROFILE_MAILS:
+                self.report.pass_over(inner, Passed.PROGRAM)
                 continue
             try:
                 status = entry.stat(follow_symlinks=False)
             except OSError as error:
                 self.report.problem(inner, _reason(error))
                 continue
-            if stat.S_ISDIR(status.st_mode):
-                self.directory(entry.path, inner, status, folder.folders, entry.name)
-            else:
+            if not stat.S_ISDIR(status.st_mode):
                 self.file(entry.path, inner, status, folder, folder.folders)
+            elif entry.name.endswith(SUBFOLDERS) and entry.name.removesuffix(SUBFOLDERS) in names:
+                below.append((entry.path, inner, status, entry.name.removesuffix(SUBFOLDERS)))
+            else:
+                self.directory(entry.path, inner, status, folder.folders, entry.name)
+        for path, inner, status, name in below:
+            found: list[Folder] = []
+            self.directory(path, inner, status, found, name)
+            for sub in found:
+                _subfolder(folder, name).folders += sub.folders
 
     def file(self, path: str, place: str, status: os.stat_result, folder: Folder, folders: list[Folder]) -> None:
         """Adds a file to a folder, or to a folder of its own when it is one."""
