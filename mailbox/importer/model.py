@@ -239,6 +239,7 @@ class Passed(enum.Enum):
     SPECIAL = "neither files nor folders", ""
     DELETED = "deleted in their mail program, which still keeps them", ""
     PROGRAM = "a mail program's own notes", ""
+    KEPT = "kept by an earlier clean", "the duplicates that were taken out lie there"
     HIDDEN = "hidden", "name one by itself to have it read"
     OTHER = "neither mail nor contact nor calendar", ""
 

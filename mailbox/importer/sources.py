@@ -25,6 +25,7 @@ MAILDIR_PARTS = ("cur", "new")
 MAILDIR_INFO = re.compile(r"[:!;]2,([A-Za-z]*)$")  # the separators that stand for the colon where none is allowed
 
 SUBFOLDERS = ".sbd"  # at the end of a folder's name: what lies below the mbox file of that name
+CLEAN_MARK, CLEAN_NEW = ".quorvel-duplicates", ".quorvel-new"  # what a clean leaves in its folders and beside files
 PROFILE_MAILS = ("ImapMail", "Mail")  # where a mail program's profile keeps mails
 COMPOUND_FILE = bytes.fromhex("D0CF11E0A1B11AE1")
 
@@ -58,6 +59,8 @@ def format_of(path: str) -> str | Passed:
         return known
     if extension == ".msf":
         return Passed.PROGRAM
+    if extension == CLEAN_NEW:
+        return Passed.KEPT
     if extension in NOT_READ or extension in PACKED:
         return Passed.FORMAT if extension in NOT_READ else Passed.PACKED
     with open(path, "rb") as file:
@@ -118,11 +121,15 @@ class Finder:
             return
         folder = Folder(name)
         into.append(folder)
+        below: list[tuple[str, str, os.stat_result, str]] = []
+        names = {entry.name for entry in entries}
+        if CLEAN_MARK in names:
+            self.report.pass_over(place, Passed.KEPT)
+            into.remove(folder)
+            return
         if is_maildir(path):
             self.maildir(path, place, entries, folder)
             return
-        below: list[tuple[str, str, os.stat_result, str]] = []
-        names = {entry.name for entry in entries}
         is_profile = "prefs.js" in names and not names.isdisjoint(PROFILE_MAILS)
         for entry in entries:
             inner = f"{place}/{entry.name}"
