@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 import contextlib
-import mailbox
 import os
 import re
-from collections.abc import Callable, Iterator
+from collections.abc import Callable
 
 from .files import MARK, MARK_TEXT, Left, digest, free_name, read, reason, rename, sync_folder, write_new
 from .journal import Journal
+from .locks import locked
 from .plan import Move, Place, Plan, root_of
 
 FOLDER = "Duplicates"
@@ -111,23 +111,23 @@ class Cleaner:
         """The folders down to that of a path, of a Maildir all three; each is noted before it is made."""
         top = next(folder for folder in self.folders.values() if path.startswith(folder + os.sep))
         parent = os.path.dirname(path)
-        wanted = [parent]
+        wanted = [top, parent]
         if os.path.basename(parent) in ("cur", "new"):
             wanted += [os.path.join(os.path.dirname(parent), part) for part in ("cur", "new", "tmp")]
-        for folder in wanted:
-            missing = []
-            while folder != os.path.dirname(top) and not os.path.isdir(folder):
-                missing.append(folder)
-                folder = os.path.dirname(folder)
-            for folder in reversed(missing):
-                journal.write(act="folder", path=folder)
-                os.mkdir(folder, 0o700)
-                sync_folder(os.path.dirname(folder))
         mark = os.path.join(top, MARK)
-        if not os.path.exists(mark):
-            journal.write(act="mark", path=mark)
-            write_new(mark, MARK_TEXT)
-            sync_folder(top)
+        for folder in wanted:
+            missing, above = [], folder
+            while not os.path.isdir(above):
+                missing.append(above)
+                above = os.path.dirname(above)
+            for made in reversed(missing):
+                journal.write(act="folder", path=made)
+                os.mkdir(made, 0o700)
+                sync_folder(os.path.dirname(made))
+            if folder == top and not os.path.exists(mark):
+                journal.write(act="mark", path=mark)
+                write_new(mark, MARK_TEXT)
+                sync_folder(top)
 
     def move(self, path: str, moves: list[Move]) -> None:
         """Moves a file of which nothing stays."""
@@ -149,8 +149,8 @@ class Cleaner:
     def take_out(self, path: str, moves: list[Move]) -> None:
         """Writes a file without some of its entries, which a file of the same kind keeps."""
         kept = free_name(self.target(path))
-        with _locked(path, bool(self.journal)):
-            moves = self.checked(moves)
+        with locked(path, self.journal):
+            moves = sorted(self.checked(moves), key=lambda move: move.place.number)
             if not moves:
                 return
             old = read(path)
@@ -205,23 +205,3 @@ def replace(path: str, old: bytes, new: bytes) -> None:
         raise Left("it changed just now")
     os.rename(path + NEW, path)
     sync_folder(os.path.dirname(path))
-
-
-@contextlib.contextmanager
-def _locked(path: str, wanted: bool) -> Iterator[None]:
-    """Holds the locks that mail programs respect, where the file is an mbox file."""
-    with open(path, "rb") as file:
-        if not wanted or file.read(5) != b"From ":
-            yield
-            return
-    box = mailbox.mbox(path, create=False)
-    try:
-        box.lock()
-    except mailbox.ExternalClashError:
-        box.close()
-        raise Left("a mail program holds its lock") from None
-    try:
-        yield
-    finally:
-        box.unlock()
-        box.close()

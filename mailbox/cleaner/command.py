@@ -55,9 +55,13 @@ def main(arguments: list[str] | None = None) -> int:
 def take_back(path: str) -> int:
     try:
         steps = read_journal(path)
+        journal = Journal(path, further=True)
     except (OSError, ValueError) as error:
         return fail(f"{path}: {error}")
-    back, failed = undo(steps, tell)
+    try:
+        back, failed = undo(steps, journal, tell)
+    finally:
+        journal.close()
     tell(f"{back} put back" + (f", {failed} not" if failed else ""))
     return PARTLY_DONE if failed else ALL_DONE
 

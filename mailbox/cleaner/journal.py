@@ -15,11 +15,14 @@ HEAD = {"format": "quorvel-clean-journal", "version": 1}
 
 
 class Journal:
-    """A journal that is being written; the file is made with the first step."""
+    """A journal that is being written; the file is made with the first step, or `further` steps are added to it."""
 
-    def __init__(self, path: str) -> None:
+    def __init__(self, path: str, further: bool = False) -> None:
         self.path = path
-        self.handle = -1
+        self.handle = os.open(path, os.O_RDWR | os.O_APPEND | os.O_CLOEXEC) if further else -1
+        if further:  # half a line at the end stands for nothing, and nothing may stand behind it
+            with open(path, "rb") as file:
+                os.ftruncate(self.handle, file.read().rfind(b"\n") + 1)
 
     def write(self, **step: Any) -> None:
         if self.handle < 0:
@@ -57,6 +60,8 @@ def read_journal(path: str) -> list[dict[str, Any]]:
                 break
             raise ValueError(f"line {number + 1} is damaged") from None
         steps.append(step)
+    if not steps and lines == [lines[-1]] and json.dumps(HEAD).startswith(lines[-1]):
+        return []  # killed before the first step
     if not steps or not isinstance(steps[0], dict) or steps[0].get("format") != HEAD["format"]:
         raise ValueError("it is no journal of a clean")
     if steps[0].get("version") != HEAD["version"]:

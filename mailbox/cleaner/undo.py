@@ -8,18 +8,20 @@ import os
 from collections.abc import Callable
 from typing import Any
 
-from .clean import _locked, replace
+from .clean import replace
 from .files import MARK_TEXT, Left, digest, read, reason, rename
+from .journal import Journal
+from .locks import locked
 
 Tell = Callable[[str], None]
 
 
-def undo(steps: list[dict[str, Any]], tell: Tell) -> tuple[int, int]:
+def undo(steps: list[dict[str, Any]], journal: Journal, tell: Tell) -> tuple[int, int]:
     """How many steps were taken back, and how many could not be."""
     back = failed = 0
     for step in reversed(steps):
         try:
-            if UNDO[step["act"]](step):
+            if UNDO[step["act"]](step, journal):
                 back += 1
                 tell(f"put back: {step['path']}")
         except Left as left:
@@ -31,7 +33,7 @@ def undo(steps: list[dict[str, Any]], tell: Tell) -> tuple[int, int]:
     return back, failed
 
 
-def _move(step: dict[str, Any]) -> bool:
+def _move(step: dict[str, Any], journal: Journal) -> bool:
     path, moved = step["path"], step["to"]
     if not os.path.lexists(moved):
         if not os.path.lexists(path):
@@ -48,7 +50,7 @@ def _move(step: dict[str, Any]) -> bool:
     return True
 
 
-def _take(step: dict[str, Any]) -> bool:
+def _take(step: dict[str, Any], journal: Journal) -> bool:
     path, kept = step["path"], step["kept"]
     with contextlib.suppress(FileNotFoundError):
         os.unlink(step["new"])  # what was about to take the file's place, and did not
@@ -63,7 +65,7 @@ def _take(step: dict[str, Any]) -> bool:
     aside = read(kept)
     if digest(aside) != step["keptDigest"]:
         raise Left(f"{kept} changed since")
-    with _locked(path, True):
+    with locked(path, journal):
         now = read(path)
         length = step["newLength"]
         if digest(now[:length]) != step["newDigest"]:
@@ -91,13 +93,13 @@ def _inserted(data: bytes, aside: bytes, spans: list[list[int]]) -> bytes:
     return b"".join([*out, data[copied:]])
 
 
-def _folder(step: dict[str, Any]) -> bool:
+def _folder(step: dict[str, Any], journal: Journal) -> bool:
     with contextlib.suppress(OSError):  # something else is in it by now
         os.rmdir(step["path"])
     return False
 
 
-def _mark(step: dict[str, Any]) -> bool:
+def _mark(step: dict[str, Any], journal: Journal) -> bool:
     folder = os.path.dirname(step["path"])
     with contextlib.suppress(OSError):
         if os.listdir(folder) == [os.path.basename(step["path"])] and MARK_TEXT.startswith(read(step["path"])):
@@ -105,4 +107,20 @@ def _mark(step: dict[str, Any]) -> bool:
     return False
 
 
-UNDO: dict[str, Callable[[dict[str, Any]], bool]] = {"move": _move, "take": _take, "folder": _folder, "mark": _mark}
+def _file(step: dict[str, Any], journal: Journal) -> bool:
+    with contextlib.suppress(FileNotFoundError):
+        os.unlink(step["path"])
+    return False
+
+
+def _lock(step: dict[str, Any], journal: Journal) -> bool:
+    with contextlib.suppress(FileNotFoundError):
+        status = os.lstat(step["path"])
+        if (status.st_ino, status.st_dev, status.st_size) == (step["number"], step["device"], 0):
+            os.unlink(step["path"])
+    return False
+
+
+UNDO: dict[str, Callable[[dict[str, Any], Journal], bool]] = {
+    "move": _move, "take": _take, "folder": _folder, "mark": _mark, "file": _file, "lock": _lock
+}  # fmt: skip

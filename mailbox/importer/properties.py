@@ -79,12 +79,6 @@ SOURCE_OFFSET = named(PSETID_SOURCE, "Offset", Kind.LONG_LONG)
 SOURCE_LENGTH = named(PSETID_SOURCE, "Length", Kind.LONG_LONG)
 SOURCE_DIGEST = named(PSETID_SOURCE, "Digest", Kind.BINARY)
 # What a file said that no property stands for, line by line as it was written
-# Where an item lies outside of the mailbox
-SOURCE_PATH = named(PSETID_SOURCE, "Path")
-SOURCE_PLACE = named(PSETID_SOURCE, "Place", Kind.LONG)
-SOURCE_OFFSET = named(PSETID_SOURCE, "Offset", Kind.LONG_LONG)
-SOURCE_LENGTH = named(PSETID_SOURCE, "Length", Kind.LONG_LONG)
-SOURCE_DIGEST = named(PSETID_SOURCE, "Digest", Kind.BINARY)
 UNMAPPED = named(PS_PUBLIC_STRINGS, "import-unmapped", Kind.MV_UNICODE)
 SOURCE_UID = named(PS_PUBLIC_STRINGS, "import-uid")
 

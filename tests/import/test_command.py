@@ -226,6 +226,7 @@ VALUES = {
     "0002": lambda v: type(v) is int and -(2**15) <= v < 2**15,
     "0003": lambda v: type(v) is int and -(2**31) <= v < 2**32,
     "0005": lambda v: type(v) in (int, float),
+    "0014": lambda v: type(v) is int and -(2**63) <= v < 2**63,
     "000B": lambda v: type(v) is bool,
     "001F": lambda v: type(v) is str,
     "0040": lambda v: bool(TIME.fullmatch(v)),
