@@ -19,7 +19,8 @@ Tell = Callable[[str], None]
 def undo(steps: list[dict[str, Any]], journal: Journal, tell: Tell) -> tuple[int, int]:
     """How many steps were taken back, and how many could not be."""
     back = failed = 0
-    for step in reversed(steps):
+    # What a process that was killed left in the way goes first: its locks would look like another program's
+    for step in sorted(reversed(steps), key=lambda step: step["act"] not in ("file", "lock")):
         try:
             if UNDO[step["act"]](step, journal):
                 back += 1

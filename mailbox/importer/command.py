@@ -10,7 +10,7 @@ from collections import Counter
 from datetime import tzinfo
 
 from .folders import KINDS, mailbox_folders
-from .mailbox_file import Store, Writer, write_file
+from .mailbox_file import Store, Writer, is_mailbox, write_file
 from .model import Folder, ItemKind, Report, Source
 from .progress import Progress
 from .reading import read_all, spools
@@ -41,6 +41,9 @@ def main(arguments: list[str] | None = None) -> int:
     found = [(name, finder.find(paths)) for name, paths in [(options.name, options.input), *options.store]]
     earlier = None
     if options.output != "-":
+        inputs = [path for paths in (options.input, *(paths for _, paths in options.store)) for path in paths]
+        if refusal := refused_output(options.output, inputs, finder, options.force):
+            return fail(refusal)
         earlier = Earlier(options.output, fingerprint(finder.sources, report, [str([options.name, options.store]), str(zone)]))
         if known := earlier.known():
             tell_all(known, options)
@@ -90,6 +93,7 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
     )
     parser.add_argument("input", nargs="+", metavar="INPUT", help="a file or a folder to read")
     parser.add_argument("-o", "--output", default="-", metavar="FILE.json", help="default: standard output")
+    parser.add_argument("--force", action="store_true", help="overwrite a file that is no mailbox file, too")
     parser.add_argument("--store", nargs="+", action="append", default=[], metavar=("NAME", "INPUT"),
                         help="reads the INPUTs into a further store of this name, such as an archive; may be repeated")  # fmt: skip
     parser.add_argument("--name", default="Imported files", help="the display name of the mailbox's store")
@@ -102,6 +106,25 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
         parser.error("argument --store: NAME and at least one INPUT are needed")
     options.store = [(name, inputs) for name, *inputs in options.store]
     return options
+
+
+def refused_output(output: str, inputs: list[str], finder: Finder, force: bool) -> str | None:
+    """Why the output may not be written: something of the user's stands there. None when it may."""
+    if not os.path.exists(output):
+        return None
+    if os.path.isdir(output):
+        return f"{output} is a folder"
+    status = os.stat(output)
+    named = any(os.path.exists(path) and os.path.samefile(path, output) for path in inputs)
+    if named or (status.st_dev, status.st_ino) in finder.met or (not is_mailbox(output) and within(output, inputs)):
+        return f"{output} is one of the files to be read, and is not overwritten"
+    return None if force or is_mailbox(output) else f"{output} exists and is no mailbox file; --force overwrites it"
+
+
+def within(path: str, folders: list[str]) -> bool:
+    """Whether a path lies below one of the folders."""
+    real = os.path.realpath(path)
+    return any(real.startswith(os.path.realpath(folder) + os.sep) for folder in folders)
 
 
 def folder_lines(stores: list[Store | Source]) -> list[str]:

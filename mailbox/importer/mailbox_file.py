@@ -211,6 +211,13 @@ def _json(value: Any) -> str:
     return item_text(value).decode()
 
 
+def is_mailbox(path: str) -> bool:
+    """Whether a file is, by how it begins, a mailbox file; one with nothing in it is nobody's loss."""
+    with open(path, "rb") as stream:
+        head = stream.read(4096).strip()
+    return not head or (head[:1] == b"{" and re.search(rb'"format"\s*:\s*"quorvel-mailbox"', head) is not None)
+
+
 def write_file(path: str, stores: list[Store | Source], spools: list[int]) -> None:
     """Writes the file whole or not at all: whatever was there stays until the new one is complete on the disk."""
     directory = os.path.dirname(os.path.abspath(path))

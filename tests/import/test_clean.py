@@ -182,7 +182,7 @@ class Clean(unittest.TestCase):
             ("the duplicate changed", changed("copies/one.eml"), "copies/one.eml", "it changed since it was imported"),
             ("the duplicate is gone", gone("copies/one.eml"), "copies/one.eml", "it is no longer there"),
             ("the kept copy changed", changed("a-first/one.eml"), "copies/one.eml", "the copy that stays changed since"),
-            ("the kept copy is gone", gone("a-first/one.eml"), "#1", "the copy that stays is no longer there"),
+            ("the kept copy is gone", gone("a-first/one.eml"), "old.mbox#1", "a-first/one.eml: it is no longer there"),
             ("an entry changed", changed("old.mbox"), "old.mbox#1", "it changed since it was imported"),
             ("a file is a link now", lambda: ((self.box / "a-first/cards.vcf").rename(self.work / "c"),
              (self.box / "a-first/cards.vcf").symlink_to(self.work / "c")), "cards.vcf", "it cannot be read"),
