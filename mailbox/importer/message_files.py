@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import binascii
+import contextlib
 import io
 import re
 import struct
@@ -23,15 +24,21 @@ _ROW = struct.Struct("<HHI8s")
 PS_MAPI = bytes.fromhex("2803020000000000c000000000000046")
 PS_PUBLIC_STRINGS = bytes.fromhex("2903020000000000c000000000000046")
 
+class Damaged(Exception):
+    """What a file lacks that nothing can be read without."""
+
+
 Tree = dict[str, Any]  # names to streams' bytes, or to further storages
 
 
 def read_message(data: bytes, place: str, report: Report) -> dict[str, Any]:
     """The item of a message file as the mailbox file has it."""
-    with olefile.OleFileIO(io.BytesIO(data)) as file:
-        tree = _tree(file, place, report)
+    tree: Tree = {}
+    with contextlib.suppress(OSError, ValueError, IndexError, OverflowError, struct.error):
+        with olefile.OleFileIO(io.BytesIO(data)) as file:
+            tree = _tree(file, place, report)
     if PROPERTIES not in tree:
-        raise ValueError("a compound file that is no message")
+        raise Damaged("it is no message file, or a damaged one")
     return Reader(tree, place, report).message(tree, 32, 0)
 
 
@@ -46,7 +53,7 @@ def _tree(file: olefile.OleFileIO, place: str, report: Report) -> Tree:
         if isinstance(node, dict):
             try:
                 node[path[-1]] = file.openstream(path).read()
-            except OSError as error:
+            except (OSError, ValueError, IndexError, OverflowError, struct.error) as error:
                 report.problem(place, f"damaged: {'/'.join(path)}: {error}")
     return root
 

@@ -183,10 +183,14 @@ def _mbox(task: Task, report: Report, local: tzinfo) -> Iterator[Found]:
 def _message(task: Task, report: Report, local: tzinfo) -> Iterable[Found]:
     from .data_files import kind_of_class
     from .mapi_values import message_class
-    from .message_files import read_message
+    from .message_files import Damaged, read_message
 
     data, place = file_bytes(task.source), task.source.place
-    message = read_message(data, place, report)
+    try:
+        message = read_message(data, place, report)
+    except Damaged as error:
+        report.problem(place, str(error))
+        return []
     kind = kind_of_class(message_class(message["properties"]))
     return [Found(kind, place, {"id": identifier("item", place), **message}, data)]
 
