@@ -36,14 +36,17 @@ def read_message(data: bytes, place: str, report: Report) -> dict[str, Any]:
     tree: Tree = {}
     with contextlib.suppress(OSError, ValueError, IndexError, OverflowError, struct.error):
         with olefile.OleFileIO(io.BytesIO(data)) as file:
-            tree = _tree(file, place, report)
+            # A damaged table of sectors can name each many times: no stream goes round in it longer than the file is
+            del file.fat[len(data) // max(file.sectorsize, 1) + 2 :]
+            tree = _tree(file, len(data), place, report)
     if PROPERTIES not in tree:
         raise Damaged("it is no message file, or a damaged one")
     return Reader(tree, place, report).message(tree, 32, 0)
 
 
-def _tree(file: olefile.OleFileIO, place: str, report: Report) -> Tree:
+def _tree(file: olefile.OleFileIO, size: int, place: str, report: Report) -> Tree:
     root: Tree = {}
+    read = 0
     for path in file.listdir(streams=True, storages=False):
         node = root
         for name in path[:-1]:
@@ -52,7 +55,11 @@ def _tree(file: olefile.OleFileIO, place: str, report: Report) -> Tree:
                 break
         if isinstance(node, dict):
             try:
+                if read > 2 * size:
+                    report.problem(place, "damaged: its streams are longer than the file")
+                    break
                 node[path[-1]] = file.openstream(path).read()
+                read += len(node[path[-1]])
             except (OSError, ValueError, IndexError, OverflowError, struct.error) as error:
                 report.problem(place, f"damaged: {'/'.join(path)}: {error}")
     return root

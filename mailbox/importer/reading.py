@@ -9,7 +9,6 @@ from __future__ import annotations
 
 import contextlib
 import hashlib
-import mmap
 import multiprocessing
 import multiprocessing.connection
 import os
@@ -19,7 +18,7 @@ from collections import deque
 from collections.abc import Callable, Iterable, Iterator
 from dataclasses import dataclass, field
 from datetime import tzinfo
-from typing import Any
+from typing import Any, BinaryIO
 
 from . import properties as p
 from .mail import Origin, header_time, read_mail
@@ -213,6 +212,19 @@ def source_values(source: Source, found: Found) -> dict[str, Any]:
     return values
 
 
+def mail_starts(file: BinaryIO) -> Iterator[int]:
+    """Where the second and further mails of an mbox file begin. It is not mapped: so it takes no memory."""
+    file.seek(0)
+    base, rest = 0, b""
+    while block := file.read(MBOX_BYTES):
+        data = rest + block
+        place = -1
+        while (place := data.find(b"\nFrom ", place + 1)) >= 0:
+            yield base + place + 1
+        rest = data[-5:]  # the first letters of what the next block may go on with
+        base += len(data) - len(rest)
+
+
 def tasks_of(number: int, source: Source, report: Report) -> Iterator[Task]:
     """A source as tasks: an mbox file is cut between mails, any other is one."""
     if source.format != "mbox":
@@ -225,15 +237,13 @@ def tasks_of(number: int, source: Source, report: Report) -> Iterator[Task]:
             if file.read(5) != b"From ":
                 report.problem(source.place, "no mbox file: it does not begin with a From line")
                 return
-            with mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ) as data:
-                start, first, mails, place = 0, 1, 1, 0
-                while (place := data.find(b"\nFrom ", place + 1)) >= 0:
-                    if place - start >= MBOX_BYTES:
-                        yield Task(number, source, start, place + 1, first)
-                        start, first = place + 1, first + mails
-                        mails = 0
-                    mails += 1
-                yield Task(number, source, start, len(data), first)
+            start, first, mails = 0, 1, 1
+            for place in mail_starts(file):
+                if place - start >= MBOX_BYTES:
+                    yield Task(number, source, start, place, first)
+                    start, first, mails = place, first + mails, 0
+                mails += 1
+            yield Task(number, source, start, file.tell(), first)
     except OSError as error:
         report.problem(source.place, error.strerror or str(error))
 
@@ -391,6 +401,7 @@ def read_all(
     for source, found in zip(sources, outcomes):
         for spool, outcome in sorted(found, key=lambda pair: pair[1].start):  # the parts of an mbox file in order
             source.items += [Stored(kind, spool, start, length) for kind, start, length in outcome.items]
+            outcome.items.clear()
             source.store = outcome.store
             report.take(outcome.report)
 
