@@ -9,7 +9,7 @@ from __future__ import annotations
 import re
 from collections.abc import Callable
 from dataclasses import dataclass
-from datetime import date, datetime, timedelta, tzinfo
+from datetime import date, datetime, time, timedelta, tzinfo
 
 import icalendar
 
@@ -18,7 +18,7 @@ from .content_lines import Component, Line, read_components, split_unescaped
 from .html_text import html_to_text
 from .model import Attachment, Item, ItemKind, Recipient, Report, Values, shortened
 from .properties import Prop
-from .times import FIRST_YEAR, UTC, at_zone, midnight, named_zone
+from .times import FIRST_YEAR, UTC, at_zone, later, midnight, named_zone
 from .zones import Zones
 
 # Bookkeeping of the file format, which says nothing about the item
@@ -97,8 +97,9 @@ class Reader:
         self.report = report
         self.zones = zones
         self.local = local
-        self.item_ = Item(KINDS[component.name], place)
+        self.item_ = Item(KINDS[component.name], place, (component.number, component.end))
         self.moments: dict[str, Moment] = {}
+        self.texts: list[str] = []
         self.length: timedelta | None = None
         self.all_day_said = False
 
@@ -154,11 +155,15 @@ class Reader:
     def _moment(self, value: datetime, line: Line) -> Moment:
         wall = value.date()
         if value.tzinfo is not None:
-            return Moment(value.astimezone(UTC), None, at_zone(value, UTC).astimezone(self.local).date())
+            utc = at_zone(value, UTC)
+            try:
+                return Moment(utc, None, utc.astimezone(self.local).date())
+            except OverflowError:  # the last day of the calendar, in a zone where the next has begun
+                return Moment(utc, None, utc.date())
         name = line.param("TZID")
         zone = self.zones.find(name) if name else self.zones.local
         if zone is None:
-            self._problem(line, f"no known time zone {name!r}")
+            self._problem(line, f"no known time zone {shortened(name)!r}")
             zone = self.zones.local
         return Moment(at_zone(value, zone), None, wall)
 
@@ -205,8 +210,7 @@ class Reader:
         return done
 
     def _put_body(self, line: Line) -> bool:
-        known = self.values.text(p.BODY)
-        self.values.put(p.BODY, "\r\n\r\n".join(filter(None, (known, _crlf(line.text())))))
+        self.texts.append(_crlf(line.text()))
         return True
 
     def _put_html(self, line: Line) -> bool:
@@ -323,6 +327,7 @@ class Reader:
 
     def _finish(self) -> None:
         values = self.values
+        values.put(p.BODY, "\r\n\r\n".join(filter(None, self.texts)))
         if p.BODY not in values and p.HTML in values:
             html = values[p.HTML]
             assert isinstance(html, bytes)
@@ -338,7 +343,7 @@ class Reader:
         if p.REMINDER_SET in values and isinstance(start, datetime):
             minutes = values[p.REMINDER_MINUTES]
             assert isinstance(minutes, int)
-            values.put(p.REMINDER_TIME, start - timedelta(minutes=minutes))
+            values.put(p.REMINDER_TIME, later(start, -timedelta(minutes=minutes)))
 
     def _span(self, end_name: str) -> tuple[Moment | None, datetime | None, int | None]:
         """Start, end, and minutes between them. A day without an end lasts that day; a time without one, no time."""
@@ -402,8 +407,13 @@ class Reader:
                     values.put(common, moment.utc)
         start = self.moments.get("DTSTART")
         if start and self.length is not None and "DUE" not in self.moments:
-            values.put(p.TASK_DUE, midnight(start.wall + self.length, UTC))
-            values.put(p.COMMON_END, start.utc + self.length)
+            end = later(start.utc, self.length)
+            if end is None:
+                self.report.problem(self.place, "it ends beyond the calendar")
+            else:
+                wall = later(datetime.combine(start.wall, time()), self.length)
+                values.put(p.TASK_DUE, midnight(wall.date(), UTC) if wall else None)
+                values.put(p.COMMON_END, end)
         complete = values.get(p.TASK_STATUS) == COMPLETE or values.get(p.TASK_PERCENT) == 1.0
         complete = complete or "COMPLETED" in self.moments
         values.put(p.TASK_COMPLETE, complete)

@@ -2,6 +2,9 @@
 
 from __future__ import annotations
 
+import codecs
+import functools
+
 # Names of character sets that mails use and Python does not know, or that mean more than they say
 CHARSETS = {
     "ansi": "cp1252", "ascii": "cp1252", "us-ascii": "cp1252", "iso-8859-1": "cp1252", "latin1": "cp1252",
@@ -14,15 +17,32 @@ CHARSETS = {
 }  # fmt: skip
 
 
+# Encodings of Python that no mail is written in: some turn bytes into bytes, some take the square of the length
+NO_CHARSETS = frozenset(("idna", "punycode", "undefined", "unicode-escape", "raw-unicode-escape", "unicode_escape",
+                         "raw_unicode_escape", "mbcs", "oem"))  # fmt: skip
+
+
+@functools.lru_cache(maxsize=256)
+def is_charset(name: str) -> bool:
+    if len(name) > 40:
+        return False
+    try:
+        codec = codecs.lookup(name)
+        b"".decode(name)
+    except (LookupError, ValueError):
+        return False
+    return codec.name not in NO_CHARSETS
+
+
 def decode_bytes(data: bytes, charset: str) -> tuple[str, bool]:
     """Text in a named character set, and whether the name was right. Where it was not: UTF-8 if it is that, else
     Windows-1252."""
     name = CHARSETS.get(charset.strip().lower(), charset.strip()) or "cp1252"
     # A text that calls itself plain ASCII or Latin and is valid UTF-8 beyond ASCII is UTF-8 in truth
-    for candidate in ("utf-8", "cp1252") if name == "cp1252" else (name,):
+    for candidate in ("utf-8", "cp1252") if name == "cp1252" else (name,) if is_charset(name) else ():
         try:
             return data.decode(candidate), True
-        except (LookupError, ValueError):
+        except ValueError:
             continue
     try:
         return data.decode("utf-8"), False

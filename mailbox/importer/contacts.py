@@ -178,7 +178,7 @@ def _cards(components: list[Component], place: str, report: Report) -> list[Comp
 
 
 def read_card(component: Component, place: str, report: Report) -> Item:
-    item = Item(ItemKind.CONTACT, place)
+    item = Item(ItemKind.CONTACT, place, (component.number, component.end))
     labels = {line.group: _label(line.text()) for line in component.lines if line.name == "X-ABLABEL" and line.group}
     card = Card(item, labels)
     for line in component.lines:

@@ -74,6 +74,7 @@ class Component:
 
     name: str
     number: int
+    end: int = 0  # the number of its last line; 0 where it is no part of the file by itself
     lines: list[Line] = field(default_factory=list)
     components: list[Component] = field(default_factory=list)
 
@@ -110,19 +111,22 @@ def split_unescaped(text: str, separator: str) -> list[str]:
     return [unescape(part).strip() for part in fields]
 
 
+_MARKS = re.compile('[";:]')
+
+
 def _cuts(text: str) -> tuple[list[int], int]:
     """The places of the semicolons before the value and of the colon that begins it; -1 when there is no colon."""
     quoted = False
     semicolons = []
-    for index, char in enumerate(text):
-        if char == '"':
+    for mark in _MARKS.finditer(text):
+        if mark[0] == '"':
             quoted = not quoted
         elif quoted:
             continue
-        elif char == ";":
-            semicolons.append(index)
-        elif char == ":":
-            return semicolons, index
+        elif mark[0] == ";":
+            semicolons.append(mark.start())
+        else:
+            return semicolons, mark.start()
     return semicolons, -1
 
 
@@ -189,12 +193,20 @@ def decode_file(data: bytes) -> Decoded:
         return Decoded(data.decode("latin-1"), True)
 
 
+def split_lines(text: str) -> Iterator[str]:
+    """The lines of a text, ended by LF, by CR, or by LF with any number of CR before it."""
+    *ended, last = text.split("\n")
+    for part in ended:
+        yield from part.rstrip("\r").split("\r")
+    yield from last.split("\r")
+
+
 def unfold(text: str) -> Iterator[tuple[str, int]]:
     """Logical lines with their numbers. Blank lines, which some programs put into a fold, count for nothing; a
     quoted-printable value goes on after a `=` at the end of a line."""
     parts: list[str] = []
     start, quoted = 0, False
-    for number, line in enumerate(re.split(r"\r*\n|\r", text), 1):
+    for number, line in enumerate(split_lines(text), 1):
         if quoted:
             parts.append("\n" + line)
         elif line[:1] in (" ", "\t"):
@@ -210,19 +222,25 @@ def unfold(text: str) -> Iterator[tuple[str, int]]:
         yield "".join(parts), start
 
 
+_BASE64_LINE = re.compile(r"[A-Za-z0-9+/=\s]+")
+
+
 def read_lines(data: bytes, place: str, report: Report) -> Iterator[Line]:
     """The content lines of a file, values decoded from quoted-printable and their character set, escapes still in."""
     decoded = decode_file(data)
     last: Line | None = None
+    more: list[str] = []  # what the last line's base64 goes on with, put together once
     for text, number in unfold(decoded.text):
         if not text.strip():
             continue
         line = split_line(text, number)
-        if line is None and last is not None and last.is_base64 and re.fullmatch(r"[A-Za-z0-9+/=\s]+", text):
-            last.value += text.strip()  # base64 that goes on without the blank of a folded line
+        if line is None and last is not None and last.is_base64 and _BASE64_LINE.fullmatch(text):
+            more.append(text.strip())  # base64 that goes on without the blank of a folded line
             continue
         if last is not None:
+            last.value += "".join(more)
             yield last
+        more = []
         last = None
         if line is None:
             report.problem(f"{place}:{number}", f"not a content line: {shortened(text)}")
@@ -236,6 +254,7 @@ def read_lines(data: bytes, place: str, report: Report) -> Iterator[Line]:
         line.source = decoded.value(line.source, charset)
         last = line
     if last is not None:
+        last.value += "".join(more)
         yield last
 
 
@@ -257,6 +276,8 @@ def read_components(data: bytes, place: str, report: Report) -> list[Component]:
             if not depth:
                 report.problem(f"{place}:{line.number}", f"END:{name} ends nothing")
                 continue
+            if open_components[depth - 1].name in ("", "VCALENDAR"):
+                open_components[depth].end = line.number
             for unended in open_components[depth + 1 :]:
                 report.problem(f"{place}:{unended.number}", f"BEGIN:{unended.name} is not ended")
             del open_components[depth:]

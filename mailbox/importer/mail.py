@@ -2,13 +2,10 @@
 
 from __future__ import annotations
 
-import base64
-import email
 import email.errors
 import email.header
-import email.message
-import email.policy
 import email.utils
+import functools
 import re
 from collections.abc import Iterator
 from dataclasses import dataclass
@@ -17,16 +14,9 @@ from datetime import datetime, timedelta, timezone
 from . import properties as p
 from .charsets import decode_bytes
 from .html_text import html_to_text
+from .mime import DEEPEST_NESTING, Part, header_text
 from .model import BCC, CC, TO, Attachment, Item, ItemKind, Recipient, Report, Values, shortened
 from .times import FIRST_YEAR
-
-
-class HeaderPolicy(email.policy.Compat32):
-    """Hands out header values unfolded, with 8-bit bytes decoded and encoded words left alone."""
-
-    def header_fetch_parse(self, name: str, value: str) -> str:
-        return raw_header(value)
-
 
 READ, UNSENT, HAS_ATTACHMENT = 0x01, 0x08, 0x10  # bits of the message flags
 MHTML_REFERENCE = 4  # attachment flag: the body shows it
@@ -36,12 +26,12 @@ FLAGGED = 2  # flag status
 
 # Headers that have a property of their own and are copied as text
 TEXT_HEADERS = {
-    "Message-ID": p.INTERNET_MESSAGE_ID,
-    "In-Reply-To": p.IN_REPLY_TO_ID,
-    "References": p.INTERNET_REFERENCES,
-    "List-Help": p.LIST_HELP,
-    "List-Subscribe": p.LIST_SUBSCRIBE,
-    "List-Unsubscribe": p.LIST_UNSUBSCRIBE,
+    "message-id": p.INTERNET_MESSAGE_ID,
+    "in-reply-to": p.IN_REPLY_TO_ID,
+    "references": p.INTERNET_REFERENCES,
+    "list-help": p.LIST_HELP,
+    "list-subscribe": p.LIST_SUBSCRIBE,
+    "list-unsubscribe": p.LIST_UNSUBSCRIBE,
 }
 
 IMPORTANCE = {"low": 0, "non-urgent": 0, "5": 0, "4": 0, "high": 2, "urgent": 2, "1": 2, "2": 2}
@@ -68,7 +58,6 @@ EXTENSIONS = {"text/calendar": ".ics", "text/html": ".htm", "text/plain": ".txt"
 MOZILLA_STATUS = {0x0001: "S", 0x0002: "R", 0x0004: "F", 0x0008: "T", 0x1000: "P"}
 
 REPLY_PREFIX = re.compile(r"\s{0,8}[^\W\d_]{1,3}:\s?")  # one to three letters and a colon, as in "Re: " and "AW: "
-DEEPEST_NESTING = 50
 
 
 @dataclass(frozen=True)
@@ -81,68 +70,29 @@ class Origin:
 
 def read_mail(data: bytes, place: str, report: Report, origin: Origin = Origin()) -> Item | None:
     """One mail from its bytes; None, and a problem reported, when it has no header at all."""
-    head, body = split_head(data)
-    kept, junk = mended_head(head)
-    for line in junk:
-        report.problem(place, f"a line that is no header among the headers: {shortened(line)}")
     try:
-        message = email.message_from_bytes(kept + body, policy=HeaderPolicy())
-    except Exception as error:  # the parser is documented not to raise, and yet a mail must not end the import
-        report.problem(place, f"the mail cannot be taken apart: {error}")
-        return None
-    if not message.keys():
-        report.problem(place, "no mail: it has no header" if data.strip() else "no mail: it is empty")
-        return None
-    try:
-        return MailReader(place, report).item(message, _bytes_text(head), origin)
+        if b"\n" not in data:
+            data = data.replace(b"\r", b"\n")
+        part = Part(data)
+        for line in part.junk:
+            report.problem(place, f"a line that is no header among the headers: {shortened(line)}")
+        if not part.headers:
+            report.problem(place, "no mail: it has no header" if data.strip() else "no mail: it is empty")
+            return None
+        return MailReader(place, report).item(part, origin)
     except RecursionError:
         report.problem(place, "the parts of the mail are nested too deep")
-        return None
+    except Exception as error:  # whatever a mail holds, the others are read
+        report.problem(place, f"the mail cannot be read: {type(error).__name__}: {error}")
+    return None
 
 
-def split_head(data: bytes) -> tuple[bytes, bytes]:
-    """The header lines, and the rest from the blank line on."""
-    match = re.search(rb"(?<=\n)\r?\n", data)
-    return (data[: match.start()], data[match.start() :]) if match else (data, b"")
-
-
-_HEADER_LINE = re.compile(rb"[!-9;-~]+[ \t]*:|[ \t]|>?From ")
-_USUAL_HEADER = re.compile(
-    rb"(?:x-[a-z-]+|from|to|cc|bcc|subject|date|message-id|received|return-path|reply-to|mime-version|content-[a-z-]+)"
-    rb"[ \t]*:",
-    re.IGNORECASE,
-)
-
-
-def mended_head(head: bytes) -> tuple[bytes, list[str]]:
-    """Header lines without those that are none but stand before a usual one, and what was left out. The parser would
-    take everything behind such a line for text, and passes over names with a blank before the colon."""
-    lines = head.splitlines(keepends=True)
-    end = max((index + 1 for index, line in enumerate(lines) if _USUAL_HEADER.match(line)), default=0)
-    kept = [re.sub(rb"^([!-9;-~]+)[ \t]+:", rb"\1:", line) for line in lines[:end] if _HEADER_LINE.match(line)]
-    junk = [_bytes_text(line) for line in lines[:end] if not _HEADER_LINE.match(line)]
-    return b"".join(kept + lines[end:]), junk
-
-
-def _bytes_text(data: bytes) -> str:
-    """Header bytes as text with the line ends of the internet."""
-    return re.sub(r"\r*\n", "\r\n", decode_bytes(data, "")[0])
-
-
-def raw_header(value: str) -> str:
-    """A header's value unfolded, with 8-bit bytes decoded and encoded words left alone."""
-    text = _bytes_text(value.encode("utf-8", "surrogateescape"))
-    return re.sub(r"\r\n(?=[ \t])", "", text).replace("\r", "").replace("\n", "")
-
-
-def header(message: email.message.Message, name: str) -> str:
-    """The value of the first header of a name, empty when there is none."""
-    return message.get(name, "")
+_WORD = re.compile(r"=\?([^?]*)\?([qQbB])\?([^?]*)\?=")
 
 
 def decode_words(text: str) -> str:
     """Resolves encoded words; a damaged one stays as it was written."""
-    if "=?" not in text:
+    if "=?" not in text or not _WORD.search(text):
         return text
     out = []
     try:
@@ -153,30 +103,53 @@ def decode_words(text: str) -> str:
     return "".join(out)
 
 
+_MONTHS = {name: number for number, name in enumerate("Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec".split(), 1)}
+_USUAL_TIME = re.compile(
+    r"\s*(?:[A-Z][a-z]{2}, )?\s?(\d\d?) ([A-Z][a-z]{2}) (\d{4}) (\d\d):(\d\d):(\d\d) ([+-])(\d\d)(\d\d)(?: \([A-Z]+\))?\s*\Z"
+)
+
+
+@functools.lru_cache(maxsize=64)
 def header_time(value: str) -> datetime | None:
     """The moment that a Date or Received header names; UTC when it names no zone, None when it names no time."""
     try:
-        parts = email.utils.parsedate_tz(value)
-        if parts is None:
-            return None
-        moment = datetime(*parts[:6], tzinfo=timezone.utc) - timedelta(seconds=parts[9] or 0)
+        usual = _USUAL_TIME.match(value)
+        if usual and usual[2] in _MONTHS:
+            day, month, year, hour, minute, second, sign, hours, minutes = usual.groups()
+            moment = datetime(int(year), _MONTHS[month], int(day), int(hour), int(minute), int(second), 0, timezone.utc)
+            ahead = int(hours) * 60 + int(minutes)
+            if ahead:
+                moment -= timedelta(minutes=ahead if sign == "+" else -ahead)
+        else:
+            parts = email.utils.parsedate_tz(value)
+            if parts is None:
+                return None
+            moment = datetime(*parts[:6], tzinfo=timezone.utc) - timedelta(seconds=parts[9] or 0)
     except (ValueError, TypeError, OverflowError, IndexError):
         return None
     return moment if moment.year >= FIRST_YEAR else None
 
 
-def addresses(text: str) -> list[tuple[str, str]]:
+_PLAIN_ADDRESS = re.compile(r'\s*(?:(?:"([^"\\]*)"|([\w!#$%&\'*+/=?^`{|}~ -]*?))\s*<([^\s<>@,:;"()\\[\]]+@[^\s<>@,:;"()\\[\]]+)>'
+                            r'|([^\s<>@,:;"()\\[\]]+@[^\s<>@,:;"()\\[\]]+))\s*\Z')  # fmt: skip
+
+
+@functools.lru_cache(maxsize=1024)
+def addresses(text: str) -> tuple[tuple[str, str], ...]:
     """Names and addresses of an address header, groups opened; what has neither is left out."""
+    plain = _PLAIN_ADDRESS.match(text) if len(text) < 200 else None
+    if plain:
+        return ((decode_words((plain[1] or plain[2] or "").strip()).strip(), plain[3] or plain[4]),)
     if not re.search(r"[@<,:]", text) and " " in text.strip():
-        return [(decode_words(text).strip(), "")]  # a name alone, which the library would take for several addresses
+        return ((decode_words(text).strip(), ""),)  # a name alone, which the library would take for several addresses
     try:
         pairs = email.utils.getaddresses([text])
-    except (ValueError, IndexError, TypeError):
+    except (ValueError, IndexError, TypeError, RecursionError):
         pairs = []
     found = [(decode_words(name).strip(), decode_words(address).strip()) for name, address in pairs if name or address]
     if not found and text.strip():
         found = [(decode_words(text).strip().rstrip(";").rstrip(":"), "")]  # "undisclosed-recipients:;" and the like
-    return found
+    return tuple(found)
 
 
 class MailReader:
@@ -186,46 +159,47 @@ class MailReader:
         self.place = place
         self.report = report
 
-    def item(self, message: email.message.Message, headers: str, origin: Origin, depth: int = 0) -> Item:
+    def item(self, message: Part, origin: Origin, depth: int = 0) -> Item:
         item = Item(ItemKind.MAIL, self.place)
-        item.values[p.MESSAGE_CLASS] = message_class(message)
-        item.values.put(p.TRANSPORT_MESSAGE_HEADERS, headers)
+        leaves = list(body_parts(message))
+        item.values[p.MESSAGE_CLASS] = message_class(message, leaves)
+        item.values.put(p.TRANSPORT_MESSAGE_HEADERS, header_text(message.head))
         self._subject(message, item.values)
         self._people(message, item)
         flags = status_flags(message, origin)
         self._times(message, item.values, origin, unsent="D" in flags)
         for name, prop in TEXT_HEADERS.items():
-            item.values.put(prop, header(message, name).strip())
+            item.values.put(prop, message.header(name).strip())
         self._markers(message, item.values)
-        self._content(message, item, depth)
+        self._content(leaves, item, depth)
         put_flags(item.values, flags, bool(item.attachments))
         return item
 
-    def _subject(self, message: email.message.Message, values: Values) -> None:
-        subject = decode_words(header(message, "Subject"))
+    def _subject(self, message: Part, values: Values) -> None:
+        subject = decode_words(message.header("subject"))
         values.put(p.SUBJECT, subject)
         prefix = REPLY_PREFIX.match(subject)
         values.put(p.SUBJECT_PREFIX, prefix[0].lstrip() if prefix else None)
         values.put(p.NORMALIZED_SUBJECT, subject[prefix.end() :] if prefix else subject)
-        topic = decode_words(header(message, "Thread-Topic")) or values.text(p.NORMALIZED_SUBJECT)
+        topic = decode_words(message.header("thread-topic")) or values.text(p.NORMALIZED_SUBJECT)
         values.put(p.CONVERSATION_TOPIC, topic)
 
-    def _people(self, message: email.message.Message, item: Item) -> None:
-        authors = addresses(header(message, "From"))
-        senders = addresses(header(message, "Sender")) or authors
+    def _people(self, message: Part, item: Item) -> None:
+        authors = addresses(message.header("from"))
+        senders = addresses(message.header("sender")) or authors
         authors = authors or senders
         for people, place in ((authors, p.REPRESENTING), (senders, p.SENDER)):
             if people:
                 item.values.put_person(place, *people[0])
-        for name, kind in (("To", TO), ("Cc", CC), ("Bcc", BCC)):
-            for value in message.get_all(name, []):
+        for name, kind in (("to", TO), ("cc", CC), ("bcc", BCC)):
+            for value in message.all(name):
                 item.recipients += [Recipient(*person, kind) for person in addresses(value)]
-        replies = [name or address for name, address in addresses(header(message, "Reply-To"))]
+        replies = [name or address for name, address in addresses(message.header("reply-to"))]
         item.values.put(p.REPLY_RECIPIENT_NAMES, "; ".join(replies))
-        item.values.put(p.READ_RECEIPT_REQUESTED, True if "Disposition-Notification-To" in message else None)
+        item.values.put(p.READ_RECEIPT_REQUESTED, True if message.all("disposition-notification-to") else None)
 
-    def _times(self, message: email.message.Message, values: Values, origin: Origin, unsent: bool) -> None:
-        date = header(message, "Date")
+    def _times(self, message: Part, values: Values, origin: Origin, unsent: bool) -> None:
+        date = message.header("date")
         sent = header_time(date)
         if date.strip() and sent is None:
             self.report.problem(self.place, f"no time in Date: {date.strip()}")
@@ -239,28 +213,28 @@ class MailReader:
         values.put(p.CREATION_TIME, written)
         values.put(p.LAST_MODIFICATION_TIME, written)
 
-    def _receipts(self, message: email.message.Message) -> Iterator[str]:
+    def _receipts(self, message: Part) -> Iterator[str]:
         """The texts that may say when the mail arrived, the last station first."""
-        for received in message.get_all("Received", []):
+        for received in message.all("received"):
             yield received.rpartition(";")[2]
-        yield header(message, "Delivery-Date")
+        yield message.header("delivery-date")
 
-    def _markers(self, message: email.message.Message, values: Values) -> None:
-        for name in ("Importance", "X-Priority", "Priority", "X-MSMail-Priority"):
-            word = header(message, name).strip().lower()
+    def _markers(self, message: Part, values: Values) -> None:
+        for name in ("importance", "x-priority", "priority", "x-msmail-priority"):
+            word = message.header(name).strip().lower()
             level = IMPORTANCE.get(word, IMPORTANCE.get(word[:1]))
             if level is not None:
                 values.put_new(p.IMPORTANCE, level)
                 values.put_new(p.PRIORITY, level - 1)
-        values.put(p.SENSITIVITY, SENSITIVITY.get(header(message, "Sensitivity").strip().lower()))
-        keywords = [decode_words(v) for n in ("Keywords", "X-Keywords") for v in message.get_all(n, [])]
+        values.put(p.SENSITIVITY, SENSITIVITY.get(message.header("sensitivity").strip().lower()))
+        keywords = [decode_words(v) for n in ("keywords", "x-keywords") for v in message.all(n)]
         values.put(p.KEYWORDS, list(filter(None, (word.strip() for text in keywords for word in text.split(",")))))
 
-    def _content(self, message: email.message.Message, item: Item, depth: int) -> None:
+    def _content(self, leaves: list[tuple[Part, bool]], item: Item, depth: int) -> None:
         texts: list[str] = []
         html = ""
-        for part, shown in body_parts(message):
-            kind = part.get_content_type()
+        for part, shown in leaves:
+            kind = part.type
             if shown and kind == "text/plain":
                 texts.append(self._text(part))
             elif shown and kind == "text/html" and not html:
@@ -270,106 +244,88 @@ class MailReader:
                 if attachment:
                     item.attachments.append(attachment)
         text = "\n".join(texts) if any(t.strip() for t in texts) else html_to_text(html) if html else "".join(texts)
-        item.values.put(p.BODY, re.sub(r"\r?\n", "\r\n", text))
+        item.values.put(p.BODY, text.replace("\r\n", "\n").replace("\n", "\r\n"))
         item.values.put(p.HTML, html.encode("utf-8"))
         item.values.put(p.INTERNET_CPID, 65001 if html else None)
 
-    def _text(self, part: email.message.Message) -> str:
-        charset = part.get_param("charset") or ""
-        name = email.utils.collapse_rfc2231_value(charset) if charset else "us-ascii"
-        text, right = decode_bytes(self._payload(part), name)
+    def _text(self, part: Part) -> str:
+        name = part.parameter("charset") or "us-ascii"
+        text, right = decode_bytes(self._data(part), name)
         if not right:
-            self.report.problem(self.place, f"text is not in character set {name!r}, or nobody knows that set")
+            self.report.problem(
+                self.place, f"text is not in character set {shortened(name)!r}, or nobody knows that set"
+            )
         return text
 
-    def _payload(self, part: email.message.Message) -> bytes:
-        payload = part.get_payload(decode=True)
-        if payload is None:  # message/delivery-status and other parts that the parser took further apart
-            return b"".join(sub.as_bytes() for sub in part.get_payload() if isinstance(sub, email.message.Message))
-        if any(isinstance(defect, BASE64_DEFECTS) for defect in part.defects):
-            self.report.problem(self.place, "damaged base64 in a part; what could be decoded is kept")
-            return decode_damaged_base64(str(part.get_payload()))
-        return bytes(payload)
+    def _data(self, part: Part) -> bytes:
+        data, right = part.decoded()
+        if not right:
+            self.report.problem(self.place, f"damaged {part.encoding} in a part; what could be decoded is kept")
+        return data
 
-    def _attachment(self, part: email.message.Message, number: int, depth: int) -> Attachment | None:
-        kind = part.get_content_type()
-        name = file_name(part) or f"attachment-{number}{EXTENSIONS.get(kind, '.dat')}"
+    def _attachment(self, part: Part, number: int, depth: int) -> Attachment | None:
+        kind = part.type
+        name = file_name(part)
         extra = Values()
-        content_id = header(part, "Content-ID").strip().strip("<>")
+        content_id = part.header("content-id").strip().strip("<>")
         extra.put(p.ATTACH_CONTENT_ID, content_id)
-        extra.put(p.ATTACH_CONTENT_LOCATION, header(part, "Content-Location").strip())
-        if content_id and part.get_content_disposition() != "attachment":
+        extra.put(p.ATTACH_CONTENT_LOCATION, part.header("content-location").strip())
+        if content_id and part.disposition[0] != "attachment":
             extra.put(p.ATTACH_FLAGS, MHTML_REFERENCE)
             extra.put(p.ATTACHMENT_HIDDEN, True)
-        if kind == "message/rfc822":
-            inner = part.get_payload()
-            inner = inner[0] if isinstance(inner, list) and inner else None
-            if isinstance(inner, email.message.Message) and depth < DEEPEST_NESTING:
-                headers = "".join(f"{key}: {value}\r\n" for key, value in inner.items())
-                item = self.item(inner, headers, Origin(), depth + 1)
-                return Attachment(item.values.text(p.SUBJECT) or file_name(part), item=item, extra=extra)
-        return Attachment(name, kind, self._payload(part), extra=extra)
+        if kind == "message/rfc822" and depth < DEEPEST_NESTING:
+            inner = Part(self._data(part))
+            if inner.headers:
+                item = self.item(inner, Origin(), depth + 1)
+                return Attachment(item.values.text(p.SUBJECT) or name, item=item, extra=extra)
+        name = name or f"attachment-{number}{EXTENSIONS.get(kind, '.dat')}"
+        return Attachment(name, kind, self._data(part), extra=extra)
 
 
-BASE64_DEFECTS = (
-    email.errors.InvalidBase64CharactersDefect,
-    email.errors.InvalidBase64PaddingDefect,
-    email.errors.InvalidBase64LengthDefect,
-)
-
-
-def decode_damaged_base64(text: str) -> bytes:
-    """The bytes of as many whole groups of base64 as there are, whatever stands between them."""
-    digits = re.sub(r"[^A-Za-z0-9+/]", "", text)
-    digits = digits[:-1] if len(digits) % 4 == 1 else digits
-    return base64.b64decode(digits + "=" * (-len(digits) % 4))
-
-
-def body_parts(message: email.message.Message) -> Iterator[tuple[email.message.Message, bool]]:
+def body_parts(message: Part, depth: int = 0) -> Iterator[tuple[Part, bool]]:
     """The leaves of a message in order, each with whether it is shown in the body rather than attached. An attached
     message is one leaf."""
-    if message.is_multipart() and message.get_content_maintype() == "multipart":
-        for part in message.get_payload():
-            yield from body_parts(part)
-    else:
-        attached = message.get_content_disposition() == "attachment" or bool(file_name(message))
-        yield message, message.get_content_maintype() == "text" and not attached
+    parts = message.parts() if depth < DEEPEST_NESTING else None
+    if parts is None:
+        yield message, message.type.startswith("text/") and message.disposition[0] != "attachment" and not file_name(
+            message
+        )
+        return
+    for part in parts:
+        yield from body_parts(part, depth + 1)
 
 
-def file_name(part: email.message.Message) -> str:
+def file_name(part: Part) -> str:
     """The file name that a part gives itself, without any folder; empty when it has none."""
-    try:
-        name = decode_words(part.get_filename() or "")
-    except (LookupError, ValueError, TypeError):
-        return ""
-    return re.split(r"[/\\]", name)[-1].strip()
+    name = part.disposition[1].get("filename", "") or part.parameter("name")
+    return re.split(r"[/\\]", decode_words(name))[-1].strip() if name else ""
 
 
-def message_class(message: email.message.Message) -> str:
+def message_class(message: Part, leaves: list[tuple[Part, bool]]) -> str:
     """The class of the item: that of an ordinary mail unless the mail or its calendar part says otherwise."""
     candidates = [message]
-    if message.get_content_type() in ("multipart/alternative", "multipart/mixed"):
-        candidates += [part for part, shown in body_parts(message) if part.get_content_type() == "text/calendar"]
+    if message.type in ("multipart/alternative", "multipart/mixed"):
+        candidates += [part for part, _ in leaves if part.type == "text/calendar"]
     for part in candidates:
-        kind = part.get_content_type()
-        deciding = str(part.get_param(DECIDING_PARAMETER[kind]) or "") if kind in DECIDING_PARAMETER else ""
+        kind = part.type
+        deciding = part.parameter(DECIDING_PARAMETER[kind]) if kind in DECIDING_PARAMETER else ""
         if found := MESSAGE_CLASSES.get((kind, deciding.lower())):
             return found
     return ItemKind.MAIL.message_class
 
 
-def status_flags(message: email.message.Message, origin: Origin) -> str:
+def status_flags(message: Part, origin: Origin) -> str:
     """Flags by the letters of a Maildir: S seen, R replied, P passed on, F flagged, D draft, T to be deleted. A mail
     whose surroundings say nothing counts as seen: somebody saved it."""
     letters = {"R": "S", "A": "R", "F": "F", "T": "D", "D": "T"}  # of mbox headers, R is read and A answered
-    status = header(message, "Status") + header(message, "X-Status")
+    status = message.header("status") + message.header("x-status")
     flags = origin.flags + "".join(letters.get(letter, "") for letter in status)
-    mozilla = header(message, "X-Mozilla-Status").strip()
+    mozilla = message.header("x-mozilla-status").strip()
     if re.fullmatch(r"[0-9A-Fa-f]{1,8}", mozilla):
         flags += "".join(letter for bit, letter in MOZILLA_STATUS.items() if int(mozilla, 16) & bit)
     elif not origin.flags and not status.strip():
         flags += "S"
-    if header(message, "X-Unsent").strip() == "1" or "X-Mozilla-Draft-Info" in message:
+    if message.header("x-unsent").strip() == "1" or message.all("x-mozilla-draft-info"):
         flags += "D"
     return flags
 

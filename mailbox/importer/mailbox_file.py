@@ -2,20 +2,20 @@
 
 from __future__ import annotations
 
-import base64
-import functools
+import binascii
 import hashlib
 import json
+import operator
 import os
 import re
 import tempfile
-from collections.abc import Iterator, Mapping
-from dataclasses import dataclass, field
+from collections.abc import Mapping
+from dataclasses import dataclass
 from datetime import datetime, timezone
-from typing import Any, TextIO
+from typing import Any, BinaryIO
 
 from . import properties as p
-from .model import Attachment, Folder, Item, Value, Values
+from .model import Attachment, DataFolder, Folder, Item, Source, Stored, Value, Values
 from .properties import Prop
 
 STORE_SERVICE = {
@@ -25,8 +25,8 @@ STORE_SERVICE = {
     "name": "PST",
     "displayName": "Imported files",
 }
-FOLDER_CLASS = Prop("", 0x3613, "", p.Kind.UNICODE)
-ATTACH_DATA = Prop("", 0x3701, "", p.Kind.BINARY)
+FOLDER_CLASS = p.tag(0x3613)
+ATTACH_DATA = p.tag(0x3701, p.Kind.BINARY)
 # An item whose file names no time at all: any fixed moment will do, as long as every import gives the same
 NO_TIME = datetime(2000, 1, 1, tzinfo=timezone.utc)
 # Folders that serve as one of a store's special folders, by their names in lower case
@@ -40,49 +40,52 @@ SPECIAL_NAMES = {
 }
 
 
-@functools.cache
-def key(prop: Prop) -> str:
-    if not prop.set:
-        return f"{prop.id:04X}{prop.kind:04X}"
-    return f"{name_text(prop)}:{prop.kind:04X}"
-
-
-def name_text(prop: Prop) -> str:
-    """A named property without its type, as a store lists it."""
-    return f"{prop.set}:{prop.text or f'0x{prop.id:04X}'}"
-
-
 def value_json(value: Value) -> Any:
-    if isinstance(value, datetime):
-        return value.astimezone(timezone.utc).replace(tzinfo=None).isoformat() + "Z"
     if isinstance(value, bytes):
-        return base64.b64encode(value).decode("ascii")
+        return binascii.b2a_base64(value, newline=False).decode("ascii")
+    if isinstance(value, datetime):
+        if value.tzinfo is not timezone.utc:
+            value = value.astimezone(timezone.utc)
+        return value.isoformat()[:-6] + "Z"
     if isinstance(value, list):
         return [value_json(element) for element in value]
-    if isinstance(value, str) and any("\ud800" <= char <= "\udfff" for char in value):
-        return {"base64": base64.b64encode(value.encode("utf-16-le", "surrogatepass")).decode("ascii")}
     return value
 
 
 def properties_json(values: Mapping[Prop, Value]) -> dict[str, Any]:
-    by_key = {key(prop): prop for prop in values}
-    return {name: value_json(values[by_key[name]]) for name in sorted(by_key)}
+    return {
+        name: value if type(value) is str else value_json(value) for name, value in sorted(values.items(), key=_first)
+    }
 
 
-class Identifiers:
-    """Entry identifiers made of what a thing is called and where it is, so that an import repeated gives the same."""
+_first = operator.itemgetter(0)
 
-    def __init__(self) -> None:
-        self._given: set[str] = set()
 
-    def of(self, *names: str) -> str:
-        for turn in range(1_000_000):
-            text = "\0".join((*names, str(turn)))
-            found = "00000000" + hashlib.sha256(text.encode("utf-8", "surrogatepass")).hexdigest()[:32].upper()
-            if found not in self._given:
-                self._given.add(found)
-                return found
-        raise AssertionError("a million things of one name")
+def item_text(message: dict[str, Any]) -> bytes:
+    """An item's line in the file. Text that is not valid Unicode is written as its bytes."""
+    try:
+        return _encode(message).encode("utf-8")
+    except UnicodeEncodeError:
+        return _encode(_valid(message)).encode("utf-8")
+
+
+_encode = json.JSONEncoder(ensure_ascii=False, check_circular=False).encode
+
+
+def _valid(value: Any) -> Any:
+    if isinstance(value, dict):
+        return {name: _valid(inner) for name, inner in value.items()}
+    if isinstance(value, list):
+        return [_valid(inner) for inner in value]
+    if isinstance(value, str) and re.search("[\ud800-\udfff]", value):
+        return {"base64": binascii.b2a_base64(value.encode("utf-16-le", "surrogatepass"), newline=False).decode()}
+    return value
+
+
+def identifier(*names: str) -> str:
+    """An entry identifier made of what a thing is and where it is, so that an import repeated gives the same."""
+    text = "\0".join(names).encode("utf-8", "surrogatepass")
+    return "00000000" + hashlib.sha256(text).hexdigest()[:32].upper()
 
 
 def message_json(item: Item) -> dict[str, Any]:
@@ -103,92 +106,109 @@ def attachment_json(attachment: Attachment) -> dict[str, Any]:
     return {"properties": properties_json(values)}
 
 
-def item_json(item: Item, path: str, identifiers: Identifiers) -> dict[str, Any]:
+def item_json(item: Item) -> dict[str, Any]:
+    """An item as the file has it. Its place is unlike any other's, and so is its identifier."""
     moments = (item.values.get(prop) for prop in (p.LAST_MODIFICATION_TIME, p.CREATION_TIME))
     modified = next((moment for moment in moments if moment is not None), NO_TIME)
     item.values.put_new(p.LAST_MODIFICATION_TIME, modified)
     item.values.put_new(p.CREATION_TIME, modified)
-    return {"id": identifiers.of("item", path, item.place), **message_json(item)}
-
-
-def folder_json(folder: Folder, above: str, identifiers: Identifiers, special: dict[str, str]) -> dict[str, Any]:
-    path = f"{above}/{folder.name}"
-    found: dict[str, Any] = {
-        "id": identifiers.of("folder", path),
-        "properties": properties_json(Values({p.DISPLAY_NAME: folder.name, FOLDER_CLASS: folder.kind.container_class})),
-    }
-    if service := SPECIAL_NAMES.get(folder.name.lower()):
-        special.setdefault(service, found["id"])
-    if folder.folders:
-        found["folders"] = [folder_json(sub, path, identifiers, special) for sub in folder.folders]
-    if folder.items:
-        found["items"] = [item_json(item, path, identifiers) for item in folder.items]
-    return found
+    return {"id": identifier("item", item.place), **message_json(item)}
 
 
 @dataclass
 class Store:
-    """A store of the mailbox. `names` are the named properties that it knows, in the order of their identifiers, where
-    that order means something; those that are not listed follow as they are used."""
+    """A store of the mailbox file with its folders."""
 
     name: str
     folders: list[Folder]
-    names: list[Prop] = field(default_factory=list)
 
 
-def store_json(store: Store, number: int, identifiers: Identifiers) -> dict[str, Any]:
-    # Each identifier is the only one of its file, so that whoever knows no store finds the right item too
-    within = f"{store.name}:" if number else ""
-    special: dict[str, str] = {}
-    root = {
-        "id": identifiers.of("root", within) if within else identifiers.of("root"),
-        "properties": properties_json(Values({p.DISPLAY_NAME: "Top of the mailbox"})),
-        "folders": [folder_json(folder, within, identifiers, special) for folder in store.folders],
-    }
-    return {
-        "id": identifiers.of("store", store.name),
-        **({} if number else {"default": True}),
-        "service": STORE_SERVICE["uid"],
-        "properties": properties_json(Values({p.DISPLAY_NAME: store.name})),
-        **({"names": list(map(name_text, store.names))} if store.names else {}),
-        "special": special,
-        "root": root,
-    }
+class Writer:
+    """Writes a mailbox file, the lines of its items out of the files that they were kept in. An item is one line, so that
+    files compare line by line."""
+
+    def __init__(self, stream: BinaryIO, spools: list[int]) -> None:
+        self.stream = stream
+        self.spools = spools
+        self.special: dict[str, str] = {}
+
+    def mailbox(self, stores: list[Store | Source]) -> None:
+        self.put('{\n "format": "quorvel-mailbox",\n "version": 1,\n "services": [\n  ')
+        self.put(f'{_json(STORE_SERVICE)}\n ],\n "stores": [')
+        for number, store in enumerate(stores):
+            self.put(",\n  " if number else "\n  ")
+            if isinstance(store, Store):
+                self.store(store, number)
+            else:
+                self.data_store(store)
+        self.put("\n ]\n}\n")
+
+    def store(self, store: Store, number: int) -> None:
+        self.special = {}
+        default = "" if number else ',\n   "default": true'
+        within = f"{store.name}:" if number else ""
+        self.put(f'{{\n   "id": "{identifier("store", store.name)}"{default}')
+        self.put(f',\n   "service": "{STORE_SERVICE["uid"]}",\n   "properties": {_json({p.DISPLAY_NAME: store.name})}')
+        self.put(f',\n   "root": {{\n    "id": "{identifier("root", within)}"')
+        self.put(f',\n    "properties": {_json({p.DISPLAY_NAME: "Top of the mailbox"})}')
+        self.folders(store.folders, within, 4)
+        self.put(f'\n   }},\n   "special": {_json(self.special)}\n  }}')
+
+    def data_store(self, source: Source) -> None:
+        """A data file: a store with folders as they are, and with the names that it knows, in their order."""
+        store = source.store
+        self.put(f'{{\n   "id": "{identifier("store", source.place)}",\n   "service": "{STORE_SERVICE["uid"]}"')
+        self.put(f',\n   "properties": {_json({p.DISPLAY_NAME: store.name})},\n   "names": {_json(store.names)}')
+        self.put(f',\n   "special": {_json(store.special)},\n   "root": ')
+        self.data_folder(store.root, source, 4)
+        self.put("\n  }")
+
+    def data_folder(self, folder: DataFolder, source: Source, depth: int) -> None:
+        indent = "\n" + " " * depth
+        self.put(f'{{{indent}"id": "{folder.id}",{indent}"properties": {_json(folder.properties)}')
+        separator = f',{indent}"folders": [{indent} '
+        for sub in folder.folders:
+            self.put(separator)
+            self.data_folder(sub, source, depth + 2)
+            separator = f",{indent} "
+        self.put(indent + "]" if folder.folders else "")
+        self.items([source.items[number] for number in folder.items], indent)
+        self.put(indent[:-1] + "}")
+
+    def folders(self, folders: list[Folder], path: str, depth: int) -> None:
+        indent = "\n" + " " * depth
+        separator = f',{indent}"folders": [{indent} '
+        for folder in folders:
+            self.put(separator)
+            self.folder(folder, f"{path}/{folder.name}", depth + 2)
+            separator = f",{indent} "
+        if folders:
+            self.put(indent + "]")
+
+    def folder(self, folder: Folder, path: str, depth: int) -> None:
+        own, indent = identifier("folder", path), "\n" + " " * depth
+        if service := SPECIAL_NAMES.get(folder.name.lower()):
+            self.special.setdefault(service, own)
+        values = {p.DISPLAY_NAME: folder.name, FOLDER_CLASS: folder.kind.container_class}
+        self.put(f'{{{indent}"id": "{own}",{indent}"properties": {_json(values)}')
+        self.folders(folder.folders, path, depth)
+        self.items(folder.items, indent)
+        self.put(indent[:-1] + "}")
+
+    def items(self, items: list[Stored], indent: str) -> None:
+        separator = f',{indent}"items": [{indent} '.encode()
+        for item in items:
+            self.stream.write(separator)
+            self.stream.write(os.pread(self.spools[item.spool], item.length, item.start))
+            separator = f",{indent} ".encode()
+        self.put(indent + "]" if items else "")
+
+    def put(self, text: str) -> None:
+        self.stream.write(text.encode())
 
 
-def mailbox_json(stores: list[Store]) -> dict[str, Any]:
-    """The whole file. The first store is the default one."""
-    identifiers = Identifiers()
-    all_stores = [store_json(store, number, identifiers) for number, store in enumerate(stores)]
-    return {"format": "quorvel-mailbox", "version": 1, "services": [STORE_SERVICE], "stores": all_stores}
-
-
-# The members that are written over several lines; an item is one line, so that files compare line by line
-_OPENED = frozenset(("", "services", "stores", "root", "folders", "items"))
-
-
-def chunks(value: Any, name: str = "", depth: int = 0) -> Iterator[str]:
-    """The file's text in pieces, indented down to the items."""
-    new_line = "\n" + " " * (depth + 1)
-    if isinstance(value, list) and name in _OPENED and value:
-        yield "["
-        for index, element in enumerate(value):
-            yield ("," if index else "") + new_line
-            yield from chunks(element, name if name in ("stores", "folders") else "element", depth + 1)
-        yield new_line[:-1] + "]"
-    elif isinstance(value, dict) and name in _OPENED and value:
-        yield "{"
-        for index, (member, inner) in enumerate(value.items()):
-            yield ("," if index else "") + new_line + json.dumps(member) + ": "
-            yield from chunks(inner, member if member in _OPENED else "member", depth + 1)
-        yield new_line[:-1] + "}"
-    else:
-        yield json.dumps(value, ensure_ascii=False)
-
-
-def write(mailbox: dict[str, Any], stream: TextIO) -> None:
-    stream.writelines(chunks(mailbox))
-    stream.write("\n")
+def _json(value: Any) -> str:
+    return item_text(value).decode()
 
 
 def is_mailbox(path: str) -> bool:
@@ -198,13 +218,13 @@ def is_mailbox(path: str) -> bool:
     return not head or (head[:1] == b"{" and re.search(rb'"format"\s*:\s*"quorvel-mailbox"', head) is not None)
 
 
-def write_file(mailbox: dict[str, Any], path: str) -> None:
+def write_file(path: str, stores: list[Store | Source], spools: list[int]) -> None:
     """Writes the file whole or not at all: whatever was there stays until the new one is complete on the disk."""
     directory = os.path.dirname(os.path.abspath(path))
     handle, new = tempfile.mkstemp(prefix=os.path.basename(path) + ".", suffix=".new", dir=directory)
     try:
-        with open(handle, "w", encoding="utf-8", newline="\n") as stream:
-            write(mailbox, stream)
+        with open(handle, "wb", buffering=1 << 18) as stream:
+            Writer(stream, spools).mailbox(stores)
             stream.flush()
             os.fsync(stream.fileno())
         umask = os.umask(0)

@@ -3,10 +3,12 @@
 from __future__ import annotations
 
 import enum
+import os
 from collections import Counter
-from collections.abc import Iterable
+from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import dataclass, field
 from datetime import datetime
+from typing import Any, NamedTuple, cast
 
 from . import properties as p
 from .properties import Prop
@@ -16,6 +18,10 @@ Value = str | int | float | bool | bytes | datetime | list[str] | list[bytes]
 
 class Values(dict[Prop, Value]):
     """Property values. `put` leaves out what is empty, so that a missing value and an empty one stay one thing."""
+
+    def __init__(self, values: Mapping[Prop, Value] | None = None) -> None:
+        super().__init__(values or {})
+        self._seen: dict[Prop, set[str]] = {}  # the texts of lists, for quick membership
 
     def put(self, prop: Prop, value: Value | None) -> None:
         if value is None or value == "" or value == b"" or value == []:
@@ -32,10 +38,14 @@ class Values(dict[Prop, Value]):
     def add_texts(self, prop: Prop, texts: Iterable[str], once: bool = False) -> None:
         """Appends to a list of texts; `once` leaves out empty texts and those that it holds already."""
         known = self.get(prop)
-        found = [text for text in known if isinstance(text, str)] if isinstance(known, list) else []
+        found = cast("list[str]", known if isinstance(known, list) else [])
+        if prop not in self._seen:
+            self._seen[prop] = set(found)
+        seen = self._seen[prop]
         for text in texts:
-            if not once or (text and text not in found):
+            if not once or (text and text not in seen):
                 found.append(text)
+                seen.add(text)
         self.put(prop, found)
 
     def put_person(self, person: p.Person, name: str, address: str) -> None:
@@ -60,6 +70,7 @@ class ItemKind(enum.Enum):
     APPOINTMENT = ("appointment", "IPM.Appointment", "IPF.Appointment", "Calendar")
     TASK = ("task", "IPM.Task", "IPF.Task", "Tasks")
     JOURNAL = ("journal entry", "IPM.Activity", "IPF.Journal", "Journal")
+    OTHER = ("item of another kind", "IPM", "IPF.Note", "Other")
 
     def __init__(self, label: str, message_class: str, container_class: str, folder_name: str) -> None:
         self.label = label
@@ -68,8 +79,8 @@ class ItemKind(enum.Enum):
         self.folder_name = folder_name
 
     def counted(self, count: int) -> str:
-        plural = "journal entries" if self is ItemKind.JOURNAL else self.label + "s"
-        return f"{count} {self.label if count == 1 else plural}"
+        plural = {ItemKind.JOURNAL: "journal entries", ItemKind.OTHER: "items of another kind"}
+        return f"{count} {self.label if count == 1 else plural.get(self, self.label + 's')}"
 
 
 TO, CC, BCC = 1, 2, 3
@@ -138,6 +149,7 @@ class Item:
 
     kind: ItemKind
     place: str = ""
+    lines: tuple[int, int] = (0, 0)  # of its file, the first and the last
     values: Values = field(default_factory=Values)
     recipients: list[Recipient] = field(default_factory=list)
     attachments: list[Attachment] = field(default_factory=list)
@@ -150,13 +162,64 @@ class Item:
 
 
 @dataclass
+class DataFolder:
+    """A folder of a data file; its items are numbers into the list of those read."""
+
+    id: str
+    properties: dict[str, Any]
+    name: str
+    items: list[int] = field(default_factory=list)
+    folders: list[DataFolder] = field(default_factory=list)
+
+    def walk(self, above: str) -> Iterator[tuple[str, DataFolder]]:
+        """This folder, by the path of the one above it, and all below it, each with its path."""
+        yield above, self
+        for folder in self.folders:
+            yield from folder.walk(f"{above}/{folder.name}")
+
+
+@dataclass
+class DataStore:
+    """What a data file holds beside its items."""
+
+    name: str
+    names: list[str]
+    special: dict[str, str]
+    root: DataFolder
+
+
+class Stored(NamedTuple):
+    """An item that was read: its kind by place in the list of kinds, and where its line of the mailbox file is kept."""
+
+    kind: int
+    spool: int
+    start: int
+    length: int
+
+
+@dataclass(slots=True)
+class Source:
+    """A file to be read. `flags` are those of a Maildir; `identity` tells whether it changed since."""
+
+    path: str
+    place: str
+    format: str
+    size: int
+    identity: tuple[int, ...] = ()
+    flags: str = ""
+    items: list[Stored] = field(default_factory=list)
+    store: DataStore | None = None  # of a data file
+
+
+@dataclass
 class Folder:
-    """A folder below the mailbox's root, with the items of one kind."""
+    """A folder below the mailbox's root: the files that it is read from, then the items of one kind."""
 
     name: str
     kind: ItemKind = ItemKind.MAIL
     folders: list[Folder] = field(default_factory=list)
-    items: list[Item] = field(default_factory=list)
+    sources: list[Source] = field(default_factory=list)
+    items: list[Stored] = field(default_factory=list)
 
     def walk(self, above: str = "") -> Iterable[tuple[str, Folder]]:
         """This folder and all below it, each with its path."""
@@ -166,17 +229,45 @@ class Folder:
             yield from folder.walk(path)
 
 
+class Passed(enum.Enum):
+    """Why something was passed over, each with what a person can do about it."""
+
+    FORMAT = "of a format that is not read", "have the program that wrote it save .eml, .mbox, .vcf or .ics files"
+    PACKED = "packed", "unpack first"
+    TWICE = "named twice", "read once"
+    LINK = "links", "name what they lead to"
+    SPECIAL = "neither files nor folders", ""
+    DELETED = "deleted in their mail program, which still keeps them", ""
+    PROGRAM = "a mail program's own notes", ""
+    KEPT = "kept by an earlier clean", "the duplicates that were taken out lie there"
+    HIDDEN = "hidden", "name one by itself to have it read"
+    OTHER = "neither mail nor contact nor calendar", ""
+
+    def __init__(self, text: str, way_out: str) -> None:
+        self.text = text
+        self.way_out = way_out
+
+
 @dataclass
 class Report:
-    """What became of the input. `problems` are losses; `unmapped` counts what is kept only as text; `skipped` are files
-    that are no items at all."""
+    """What became of the input. `problems` are losses; `unmapped` counts what is kept only as text; `passed` is what was
+    not read and need not be."""
 
     problems: list[tuple[str, str]] = field(default_factory=list)
     unmapped: Counter[str] = field(default_factory=Counter)
-    skipped: list[str] = field(default_factory=list)
+    passed: list[tuple[str, Passed]] = field(default_factory=list)
+
+    def pass_over(self, place: str, why: Passed) -> None:
+        self.passed.append((place, why))
 
     def problem(self, place: str, text: str) -> None:
         self.problems.append((place, text))
+
+    def take(self, other: Report) -> None:
+        """Adds what another process reported."""
+        self.problems.extend(other.problems)
+        self.unmapped.update(other.unmapped)
+        self.passed.extend(other.passed)
 
     @property
     def complete(self) -> bool:
@@ -194,10 +285,31 @@ class Report:
             width = max(len(name) for name in self.unmapped)
             for name, count in sorted(self.unmapped.items()):
                 out.append(f"  {name:{width}}  {count}")
-        if self.skipped:
-            out.append(f"left alone, neither mail nor contact nor calendar ({len(self.skipped)}):")
-            out.extend(f"  {place}" for place in self.skipped)
+        for why, places in self._passed():
+            out.append(passed_over(why, places))
+            out.extend(f"  {place}" for place in places)
         return out
+
+    def summary(self) -> list[str]:
+        """The main points of the report."""
+        return [passed_over(why, places) for why, places in self._passed()]
+
+    def _passed(self) -> Iterator[tuple[Passed, list[str]]]:
+        for why in Passed:
+            places = [place for place, reason in self.passed if reason is why]
+            if places:
+                yield why, places
+
+
+def passed_over(why: Passed, places: list[str]) -> str:
+    """One sentence on what was passed over for one reason."""
+    extensions: Counter[str] = Counter()
+    if why in (Passed.FORMAT, Passed.PACKED):
+        extensions.update(os.path.splitext(place)[1].lower() for place in places)
+    out = f"passed over, {why.text}: {len(places)}"
+    if extensions:
+        out += f" ({', '.join(sorted(extensions))})"
+    return f"{out}; {why.way_out}" if why.way_out else out
 
 
 def shortened(text: str, length: int = 60) -> str:

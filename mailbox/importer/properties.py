@@ -1,6 +1,6 @@
 """The properties that imported items carry: tags and named properties under the names a mail client knows them by.
 
-A `Prop` says where a value lives; the kind decides which Python value goes with it:
+A property is called by its key in the mailbox file; the type at the key's end decides which Python value goes with it:
 
     UNICODE, MV_UNICODE   str, list of str
     LONG, SHORT, LONG_LONG  int
@@ -41,24 +41,18 @@ PSETID_SOURCE = "{B0A5B6C1-6C1D-4E0F-9B57-2D2B6A7C51E4}"
 PS_PUBLIC_STRINGS = "{00020329-0000-0000-C000-000000000046}"
 
 
-@dataclass(frozen=True, order=True)
-class Prop:
-    """Where a value lives: a plain tag (`set` empty), or a number or a text within a property set."""
-
-    set: str
-    id: int
-    text: str
-    kind: Kind
+Prop = str
 
 
-def tag(number: int, kind: Kind = Kind.UNICODE) -> Prop:
-    return Prop("", number, "", kind)
+def tag(number: int, kind: int = Kind.UNICODE) -> Prop:
+    return f"{number:04X}{kind:04X}"
 
 
-def named(property_set: str, name: int | str, kind: Kind = Kind.UNICODE) -> Prop:
-    if isinstance(name, str):
-        return Prop(property_set, 0, name, kind)
-    return Prop(property_set, name, "", kind)
+def named(property_set: str, name: int | str, kind: int = Kind.UNICODE) -> Prop:
+    """The key of a named property. A text that would read as a number is marked as a text."""
+    if isinstance(name, int):
+        return f"{property_set}:0x{name:04X}:{kind:04X}"
+    return f"{property_set}:{'=' if name.startswith(('=', '0x', '0X')) else ''}{name}:{kind:04X}"
 
 
 # Every item
@@ -78,13 +72,13 @@ CREATION_TIME = tag(0x3007, Kind.SYSTIME)
 LAST_MODIFICATION_TIME = tag(0x3008, Kind.SYSTIME)
 KEYWORDS = named(PS_PUBLIC_STRINGS, "Keywords", Kind.MV_UNICODE)
 PRIVATE = named(PSETID_COMMON, 0x8506, Kind.BOOLEAN)
-# What a file said that no property stands for, line by line as it was written
 # Where an item lies outside of the mailbox
 SOURCE_PATH = named(PSETID_SOURCE, "Path")
 SOURCE_PLACE = named(PSETID_SOURCE, "Place", Kind.LONG)
 SOURCE_OFFSET = named(PSETID_SOURCE, "Offset", Kind.LONG_LONG)
 SOURCE_LENGTH = named(PSETID_SOURCE, "Length", Kind.LONG_LONG)
 SOURCE_DIGEST = named(PSETID_SOURCE, "Digest", Kind.BINARY)
+# What a file said that no property stands for, line by line as it was written
 UNMAPPED = named(PS_PUBLIC_STRINGS, "import-unmapped", Kind.MV_UNICODE)
 SOURCE_UID = named(PS_PUBLIC_STRINGS, "import-uid")
 

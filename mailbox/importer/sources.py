@@ -1,20 +1,21 @@
-"""Finds what there is to import: files by their names and contents, folders as they lie, Maildirs and mbox files."""
+"""Finds what there is to import: files by their names and beginnings, folders as they lie, Maildirs and mbox files.
+
+Nothing is read here but the beginning of files whose names do not tell what they hold. Links within folders and special
+files are not followed, and a file or folder that was met before is not met again.
+"""
 
 from __future__ import annotations
 
-import mailbox
 import os
 import re
-from collections.abc import Callable, Iterable
-from datetime import tzinfo
+import stat
+from collections.abc import Iterable
 
-from .calendars import read_calendar
-from .contacts import read_contacts
-from .mail import Origin, header_time, read_mail
-from .model import Folder, Item, ItemKind, Report
+from .model import Folder, Passed, Report, Source
 
 EXTENSIONS = {
-    ".eml": "mail", ".msg": "mail", ".mail": "mail",
+    ".eml": "mail", ".mail": "mail", ".emlx": "emlx", ".msg": "message", ".oft": "message",
+    ".pst": "data", ".ost": "data",
     ".mbox": "mbox", ".mbx": "mbox",
     ".vcf": "contacts", ".vcard": "contacts",
     ".ics": "calendar", ".ical": "calendar", ".icalendar": "calendar", ".ifb": "calendar", ".vcs": "calendar",
@@ -23,163 +24,220 @@ EXTENSIONS = {
 MAILDIR_PARTS = ("cur", "new")
 MAILDIR_INFO = re.compile(r"[:!;]2,([A-Za-z]*)$")  # the separators that stand for the colon where none is allowed
 
+SUBFOLDERS = ".sbd"  # at the end of a folder's name: what lies below the mbox file of that name
+CLEAN_MARK, CLEAN_NEW = ".quorvel-duplicates", ".quorvel-new"  # what a clean leaves in its folders and beside files
+PROFILE_MAILS = ("ImapMail", "Mail")  # where a mail program's profile keeps mails
+COMPOUND_FILE = bytes.fromhex("D0CF11E0A1B11AE1")
+
+# Files that people have and that are not read, so that the report can say what to do about them
+NOT_READ = frozenset((".dbx", ".mbs", ".nsf", ".olk", ".olm", ".pab", ".tnef", ".wab"))
+PACKED = frozenset((".7z", ".bz2", ".gz", ".rar", ".tar", ".tgz", ".xz", ".zip", ".zst"))
+
 # Fields that a mail without a telling name must have near its beginning
-MAIL_START = re.compile(
-    rb"\A(?:[!-9;-~]+:.*\r?\n(?:[ \t].*\r?\n)*)*?(?:from|date|subject|received|message-id|return-path):", re.IGNORECASE
-)
+_HEADER_NAME = re.compile(rb"[!-9;-~]{1,100}:")
+TELLING_HEADERS = frozenset((b"from:", b"date:", b"subject:", b"received:", b"message-id:", b"return-path:"))
 SNIFFED = 4096
 
 
-def kind_of_file(path: str) -> str:
-    """What a file holds: by its extension, else by how it begins; empty when it is nothing to import."""
-    kind = EXTENSIONS.get(os.path.splitext(path)[1].lower(), "")
+def begins_as_mail(head: bytes) -> bool:
+    """Whether there is a telling header before the first line that is none."""
+    for line in head.split(b"\n"):
+        if line[:1] in (b" ", b"\t"):
+            continue
+        name = _HEADER_NAME.match(line)
+        if not name:
+            return False
+        if name[0].lower() in TELLING_HEADERS:
+            return True
+    return False
+
+
+def format_of(path: str) -> str | Passed:
+    """What a file holds: by its extension, else by how it begins; when it is nothing to import, what it is."""
+    extension = os.path.splitext(path)[1].lower()
+    if known := EXTENSIONS.get(extension):
+        return known
+    if extension == ".msf":
+        return Passed.PROGRAM
+    if extension == CLEAN_NEW:
+        return Passed.KEPT
+    if extension in NOT_READ or extension in PACKED:
+        return Passed.FORMAT if extension in NOT_READ else Passed.PACKED
     with open(path, "rb") as file:
         head = file.read(SNIFFED)
-    if head.startswith(b"From ") and kind in ("", "mail") and not kind:
+    if head.startswith(b"From "):
         return "mbox"
-    if kind:
-        return kind
+    if not head and any(os.path.exists(path + suffix) for suffix in (".msf", SUBFOLDERS)):
+        return "mbox"  # a mail program's folder without mails
+    if head.startswith(COMPOUND_FILE) and "__properties_version1.0".encode("utf-16-le") in head:
+        return "message"
+    if head.startswith(b"!BDN"):
+        return "data"
     start = head.removeprefix(b"\xef\xbb\xbf").lstrip()[:20].upper()
     if start.startswith(b"BEGIN:VCARD"):
         return "contacts"
     if start.startswith(b"BEGIN:VCALENDAR"):
         return "calendar"
-    return "mail" if MAIL_START.match(head) else ""
+    return "mail" if begins_as_mail(head) else Passed.OTHER
 
 
-class Importer:
-    """Reads inputs into folders. `local` is the zone for days and for times without a zone."""
+class Finder:
+    """Walks through inputs. Each file found is in one folder's `sources`, and all are in `sources` in order."""
 
-    def __init__(self, report: Report, local: tzinfo) -> None:
+    def __init__(self, report: Report) -> None:
         self.report = report
-        self.local = local
-        self.readers: dict[str, Callable[[bytes, str], Iterable[Item]]] = {
-            "mail": lambda data, place: filter(None, [read_mail(data, place, report)]),
-            "contacts": lambda data, place: read_contacts(data, place, report),
-            "calendar": lambda data, place: read_calendar(data, place, report, local),
-        }
+        self.sources: list[Source] = []
+        self.places: dict[str, int] = {}  # names of inputs
+        self.met: set[tuple[int, int]] = set()  # files and folders by device and number
 
-    def read(self, inputs: list[str]) -> list[Folder]:
-        """The folders of the mailbox: one for each input folder, Maildir and mbox file, and one for each kind of item
-        among the input files."""
+    def find(self, inputs: Iterable[str]) -> list[Folder]:
+        """The folders of the mailbox: one for each input folder, Maildir and mbox file, and a last one, without a
+        name, for the input files."""
         folders: list[Folder] = []
-        loose: list[Item] = []
-        for path in inputs:
-            name = os.path.basename(os.path.abspath(path)) or "Imported"
-            if not os.path.exists(path):
-                self.report.problem(path, "there is no such file or folder")
-            elif os.path.isdir(path):
-                folders += self.directory(path, name, name)
+        loose = Folder("")
+        for given in inputs:
+            path = os.path.realpath(given)  # what a link that is named leads to was meant
+            place = unique(os.path.basename(path) or "Imported", self.places)
+            try:
+                status = os.stat(path)
+            except OSError as error:
+                missing = isinstance(error, FileNotFoundError)
+                self.report.problem(given, "there is no such file or folder" if missing else _reason(error))
+                continue
+            if stat.S_ISDIR(status.st_mode):
+                self.directory(path, place, status, folders, os.path.basename(path) or "Imported")
             else:
-                found, items = self.file(path, name)
-                folders += found
-                loose += items
-        for kind in ItemKind:
-            items = [item for item in loose if item.kind is kind]
-            if items:
-                folders.append(Folder(kind.folder_name, kind, [], items))
-        return with_unique_names(folders)
+                self.file(path, place, status, loose, folders)
+        return [*folders, loose]
 
-    def directory(self, path: str, name: str, place: str) -> list[Folder]:
-        """The folder of a directory with all below it; none when nothing in it is to be imported."""
+    def directory(self, path: str, place: str, status: os.stat_result, into: list[Folder], name: str) -> None:
+        """Adds the folder of a directory with all below it."""
+        if not self.is_first(status, place):
+            return
         try:
             entries = sorted(os.scandir(path), key=lambda entry: entry.name)
         except OSError as error:
-            self.report.problem(place, error.strerror or str(error))
-            return []
+            self.report.problem(place, _reason(error))
+            return
+        folder = Folder(name)
+        into.append(folder)
+        below: list[tuple[str, str, os.stat_result, str]] = []
+        names = {entry.name for entry in entries}
+        if CLEAN_MARK in names:
+            self.report.pass_over(place, Passed.KEPT)
+            into.remove(folder)
+            return
         if is_maildir(path):
-            return self.maildir(path, name, place)
-        subfolders: list[Folder] = []
-        items: list[Item] = []
+            self.maildir(path, place, entries, folder)
+            return
+        is_profile = "prefs.js" in names and not names.isdisjoint(PROFILE_MAILS)
         for entry in entries:
             inner = f"{place}/{entry.name}"
             if entry.name.startswith("."):
-                self.report.skipped.append(inner)
-            elif entry.is_dir(follow_symlinks=False):
-                subfolders += self.directory(entry.path, entry.name, inner)
-            elif entry.is_file():
-                found, read = self.file(entry.path, inner)
-                subfolders += found
-                items += read
+                self.report.pass_over(inner, Passed.HIDDEN)
+                continue
+            if is_profile and entry.name not in PROFILE_MAILS:
+                self.report.pass_over(inner, Passed.PROGRAM)
+                continue
+            try:
+                status = entry.stat(follow_symlinks=False)
+            except OSError as error:
+                self.report.problem(inner, _reason(error))
+                continue
+            if not stat.S_ISDIR(status.st_mode):
+                self.file(entry.path, inner, status, folder, folder.folders)
+            elif entry.name.endswith(SUBFOLDERS) and entry.name.removesuffix(SUBFOLDERS) in names:
+                below.append((entry.path, inner, status, entry.name.removesuffix(SUBFOLDERS)))
             else:
-                self.report.skipped.append(inner)
-        return [folder_of(name, items, subfolders)] if items or subfolders else []
+                self.directory(entry.path, inner, status, folder.folders, entry.name)
+        for path, inner, status, name in below:
+            found: list[Folder] = []
+            self.directory(path, inner, status, found, name)
+            for sub in found:
+                _subfolder(folder, name).folders += sub.folders
 
-    def file(self, path: str, place: str) -> tuple[list[Folder], list[Item]]:
-        """What one file holds: a folder when it is an mbox file, else items."""
+    def file(self, path: str, place: str, status: os.stat_result, folder: Folder, folders: list[Folder]) -> None:
+        """Adds a file to a folder, or to a folder of its own when it is one."""
+        if not self.is_file(status, place):
+            return
         try:
-            kind = kind_of_file(path)
-            if kind == "mbox":
-                return [self.mbox(path, place)], []
-            if not kind:
-                self.report.skipped.append(place)
-                return [], []
-            with open(path, "rb") as file:
-                return [], list(self.readers[kind](file.read(), place))
+            kind = format_of(path)
         except OSError as error:
-            self.report.problem(place, error.strerror or str(error))
-            return [], []
+            self.report.problem(place, _reason(error))
+            return
+        if isinstance(kind, Passed):
+            self.report.pass_over(place, kind)
+        elif self.is_first(status, place):
+            if kind == "mbox":
+                folder = Folder(os.path.splitext(os.path.basename(path))[0])
+                folders.append(folder)
+            self.add(folder, path, place, kind, status)
 
-    def mbox(self, path: str, place: str) -> Folder:
-        """The mails of an mbox file, in a folder named after it. Lines quoted as `>From ` lose one mark."""
-        folder = Folder(os.path.splitext(os.path.basename(path))[0])
-        with open(path, "rb") as file:
-            if not file.read(5) == b"From ":
-                self.report.problem(place, "no mbox file: it does not begin with a From line")
-                return folder
-        box = mailbox.mbox(path, create=False)
-        try:
-            for number, key in enumerate(box.keys(), 1):
-                with box.get_file(key, from_=True) as file:
-                    first, _, data = file.read().partition(b"\n")
-                data = re.sub(rb"^>(>*From )", rb"\1", data, flags=re.MULTILINE)
-                delivered = header_time(first.decode("latin-1").strip().partition(" ")[2].partition(" ")[2])
-                item = read_mail(data, f"{place}#{number}", self.report, Origin(delivered=delivered))
-                if item:
-                    folder.items.append(item)
-        finally:
-            box.close()
-        return folder
+    def add(self, folder: Folder, path: str, place: str, kind: str, status: os.stat_result, flags: str = "") -> None:
+        identity = (status.st_dev, status.st_ino, status.st_size, status.st_mtime_ns, status.st_ctime_ns)
+        source = Source(path, place, kind, status.st_size, identity, flags)
+        folder.sources.append(source)
+        self.sources.append(source)
 
-    def maildir(self, path: str, name: str, place: str) -> list[Folder]:
-        """A Maildir as a folder: its mails, its subfolders that are named `.Sub` or `.Sub.Deeper`, and Maildirs that
-        simply lie in it."""
-        folder = Folder(name)
+    def maildir(self, path: str, place: str, entries: list[os.DirEntry[str]], folder: Folder) -> None:
+        """A Maildir: its mails, its subfolders that are named `.Sub` or `.Sub.Deeper`, and Maildirs that simply lie
+        in it."""
         for part in MAILDIR_PARTS:
-            for file_name in _names(os.path.join(path, part)):
-                inner = f"{place}/{part}/{file_name}"
-                info = MAILDIR_INFO.search(file_name)
+            try:
+                mails = sorted(os.scandir(os.path.join(path, part)), key=lambda entry: entry.name)
+            except OSError as error:
+                self.report.problem(f"{place}/{part}", _reason(error))
+                continue
+            for entry in mails:
+                inner = f"{place}/{part}/{entry.name}"
                 try:
-                    with open(os.path.join(path, part, file_name), "rb") as file:
-                        data = file.read()
+                    status = entry.stat(follow_symlinks=False)
                 except OSError as error:
-                    self.report.problem(inner, error.strerror or str(error))
+                    self.report.problem(inner, _reason(error))
                     continue
-                # Mails in new/ have not been seen; "P" alone would make one seen, so a blank says: nothing is known
-                item = read_mail(data, inner, self.report, Origin(info[1] if info and info[1] else " "))
-                if item:
-                    folder.items.append(item)
-        for entry in _names(path):
-            inner_path = os.path.join(path, entry)
-            if entry in (*MAILDIR_PARTS, "tmp"):
+                if self.is_file(status, inner) and self.is_first(status, inner):
+                    info = MAILDIR_INFO.search(entry.name)
+                    # Mails in new/ have not been seen; "P" alone would make one seen, so a blank says: nothing is known
+                    self.add(folder, entry.path, inner, "mail", status, info[1] if info and info[1] else " ")
+        for entry in entries:
+            inner = f"{place}/{entry.name}"
+            if entry.name in (*MAILDIR_PARTS, "tmp"):
                 continue
-            if not is_maildir(inner_path):
-                self.report.skipped.append(f"{place}/{entry}")
-                continue
-            *above, last = entry.removeprefix(".").split(".") if entry.startswith(".") else [entry]
-            target = folder
-            for step in above:
-                target = _subfolder(target, step)
-            for found in self.maildir(inner_path, last, f"{place}/{entry}"):
-                _merge(target, found)
-        return [folder]
+            if entry.is_symlink():
+                self.report.pass_over(inner, Passed.LINK)
+            elif not entry.is_dir() or not is_maildir(entry.path):
+                self.report.pass_over(inner, Passed.HIDDEN if entry.name.startswith(".") else Passed.OTHER)
+            else:
+                *above, last = entry.name.removeprefix(".").split(".") if entry.name.startswith(".") else [entry.name]
+                target = folder
+                for step in above:
+                    target = _subfolder(target, step)
+                found: list[Folder] = []
+                self.directory(entry.path, inner, entry.stat(), found, last)
+                for sub in found:
+                    into = _subfolder(target, last)
+                    into.sources += sub.sources
+                    into.folders += sub.folders
+
+    def is_file(self, status: os.stat_result, place: str) -> bool:
+        """Whether it is an ordinary file; reported when it is none."""
+        if not stat.S_ISREG(status.st_mode):
+            self.report.pass_over(place, Passed.LINK if stat.S_ISLNK(status.st_mode) else Passed.SPECIAL)
+            return False
+        return True
+
+    def is_first(self, status: os.stat_result, place: str) -> bool:
+        """Whether a file or folder was not met before, by another name or way; reported when it was."""
+        identity = (status.st_dev, status.st_ino)
+        if identity in self.met:
+            self.report.pass_over(place, Passed.TWICE)
+            return False
+        self.met.add(identity)
+        return True
 
 
-def _names(path: str) -> list[str]:
-    try:
-        return sorted(os.listdir(path))
-    except OSError:
-        return []
+def _reason(error: OSError) -> str:
+    return error.strerror or str(error)
 
 
 def is_maildir(path: str) -> bool:
@@ -194,36 +252,11 @@ def _subfolder(folder: Folder, name: str) -> Folder:
     return folder.folders[-1]
 
 
-def _merge(target: Folder, folder: Folder) -> None:
-    into = _subfolder(target, folder.name)
-    into.items += folder.items
-    into.folders += folder.folders
-
-
-def folder_of(name: str, items: list[Item], subfolders: list[Folder]) -> Folder:
-    """The folder of a directory: it takes the items of the first kind that it has, subfolders take the others."""
-    kinds = [kind for kind in ItemKind if any(item.kind is kind for item in items)]
-    main = kinds[0] if kinds else _kind_of_all(subfolders)
-    folder = Folder(name, main, subfolders, [item for item in items if item.kind is main])
-    for kind in kinds[1:]:
-        folder.folders.append(Folder(kind.folder_name, kind, [], [item for item in items if item.kind is kind]))
-    folder.folders = with_unique_names(folder.folders)
-    return folder
-
-
-def _kind_of_all(folders: list[Folder]) -> ItemKind:
-    """The kind of a folder that has no items of its own: its subfolders', when they agree."""
-    kinds = {folder.kind for folder in folders}
-    return kinds.pop() if len(kinds) == 1 else ItemKind.MAIL
-
-
-def with_unique_names(folders: list[Folder]) -> list[Folder]:
-    """Gives the second folder of a name a number, as no two folders in one place may share a name."""
-    taken: set[str] = set()
-    for folder in folders:
-        name, number = folder.name, 1
-        while folder.name.lower() in taken:
-            number += 1
-            folder.name = f"{name} ({number})"
-        taken.add(folder.name.lower())
-    return folders
+def unique(name: str, taken: dict[str, int]) -> str:
+    """A name that no other in one place has: the second of a name gets a number."""
+    found = name
+    while found.lower() in taken:
+        taken[name.lower()] += 1
+        found = f"{name} ({taken[name.lower()]})"
+    taken[found.lower()] = 1
+    return found

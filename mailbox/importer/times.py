@@ -12,10 +12,13 @@ UTC = timezone.utc
 NO_YEAR = 1604
 # The first year that a stored time can name in every zone
 FIRST_YEAR = 1602
+LONGEST_NAME = 255  # characters that a zone's name has at most
 
 
 def named_zone(name: str) -> tzinfo | None:
     """The zone of an IANA name; None when there is none of that name."""
+    if len(name) > LONGEST_NAME:
+        return None
     try:
         return ZoneInfo(name)
     except (OSError, ValueError, LookupError):
@@ -43,6 +46,14 @@ def at_zone(moment: datetime, zone: tzinfo) -> datetime:
         return moment.astimezone(UTC)
     except (OverflowError, ValueError):
         return moment.replace(tzinfo=UTC)
+
+
+def later(moment: datetime, length: timedelta) -> datetime | None:
+    """The moment a length of time later, which may be negative; None when the calendar does not reach there."""
+    try:
+        return moment + length
+    except OverflowError:
+        return None
 
 
 def midnight(day: date, zone: tzinfo) -> datetime:

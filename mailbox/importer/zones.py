@@ -11,7 +11,7 @@ import dateutil.tz
 import icalendar
 
 from .content_lines import Component
-from .times import named_zone
+from .times import LONGEST_NAME, later, named_zone
 
 
 class Zones:
@@ -33,9 +33,10 @@ class Zones:
 
     def _find(self, name: str) -> tzinfo | None:
         # Some programs put a path of their own before the name: /example.org/20050126_1/Europe/Berlin
-        for start in (0, *(match.end() for match in re.finditer("/", name))):
-            if "/" in name[start:] and (zone := named_zone(name[start:])):
-                return zone
+        if len(name) <= LONGEST_NAME:
+            for start in (0, *(match.end() for match in re.finditer("/", name))):
+                if "/" in name[start:] and (zone := named_zone(name[start:])):
+                    return zone
         if component := self._described.get(name):
             if zone := described_zone(component):
                 return zone
@@ -47,8 +48,14 @@ class Zones:
 _ZONE_LINES = frozenset(("DTSTART", "RRULE", "RDATE", "EXRULE", "EXDATE", "TZOFFSETFROM", "TZOFFSETTO", "TZNAME"))
 
 
+# Each time is held against each of the rules, and no zone has changed its clocks as often as this
+LONGEST_DESCRIPTION = 2000
+
+
 def described_zone(component: Component) -> tzinfo | None:
     """The zone that a VTIMEZONE describes; None when it describes none that can be understood."""
+    if sum(1 + len(rule.lines) for rule in component.components) > LONGEST_DESCRIPTION:
+        return None
     lines = ["BEGIN:VTIMEZONE", "TZID:described"]
     for rule in component.components:
         offset = rule.first("TZOFFSETFROM")
@@ -79,5 +86,8 @@ def _local_until(rule: str, offset: str) -> str:
     if not end or not zone:
         return rule
     ahead = timedelta(hours=int(zone[2]), minutes=int(zone[3])) * (-1 if zone[1] == "-" else 1)
-    local = datetime.strptime(end[1], "%Y%m%dT%H%M%S") + ahead
-    return rule.replace(end[0], f"UNTIL={local:%Y%m%dT%H%M%S}")
+    try:
+        local = later(datetime.strptime(end[1], "%Y%m%dT%H%M%S"), ahead)
+    except ValueError:
+        return rule
+    return rule.replace(end[0], f"UNTIL={local:%Y%m%dT%H%M%S}") if local else rule

@@ -14,7 +14,6 @@ sys.path.insert(0, str(ROOT / "mailbox"))
 from importer.calendars import read_calendar  # noqa: E402
 from importer.contacts import read_contacts  # noqa: E402
 from importer.mail import Origin, read_mail  # noqa: E402
-from importer.mailbox_file import key  # noqa: E402
 from importer.model import Item, Report, Values  # noqa: E402
 
 SAMPLES = ROOT / "samples"
@@ -48,7 +47,7 @@ def calendar(*lines: str, kind: str = "VEVENT", before: str = "", report: Report
 
 def by_key(values: Values) -> dict[str, object]:
     """Values under the keys of the mailbox file, which do not depend on the importer's names for them."""
-    return {key(prop): value for prop, value in values.items()}
+    return dict(values)
 
 
 ADDRESS = "{00062004-0000-0000-C000-000000000046}"

@@ -7,10 +7,11 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import tempfile
 import unittest
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from typing import Any
 
 from support import DATA, ROOT, SAMPLES
@@ -27,7 +28,7 @@ def run(
     *arguments: str | pathlib.Path, zone: str = "Europe/Berlin", **options: Any
 ) -> subprocess.CompletedProcess[str]:
     environment = {**os.environ, "TZ": zone}
-    return subprocess.run([IMPORT, *arguments], text=True, capture_output=True, timeout=120, env=environment, **options)
+    return subprocess.run([IMPORT, *arguments], text=True, capture_output=True, timeout=600, env=environment, **options)
 
 
 def walk(folder: dict[str, Any], above: str = "") -> Iterator[tuple[str, dict[str, Any]]]:
@@ -151,10 +152,15 @@ class Folders(Tree):
 class Command(Tree):
     def test_exit_status_and_report(self) -> None:
         self.put_all({"good.eml": MAIL.format("a"), "bad.ics": "no calendar", "odd.vcf": CARD.replace("FN", "X-ODD"),
-                      "empty.eml": "", "note.txt": "hello"})  # fmt: skip
+                      "empty.eml": "", "note.txt": "hello", "mails.olm": "", "more.olm": ""})  # fmt: skip
+        (self.top / "linked.eml").hardlink_to(self.top / "good.eml")
+        os.mkfifo(self.top / "pipe")
         table: list[tuple[list[str], int, str]] = [
             (["good.eml"], 0, "in all: 1 mail"),
-            (["good.eml", "note.txt"], 0, "left alone"),
+            (["good.eml", "note.txt"], 0, "passed over, neither mail nor contact nor calendar: 1"),
+            (["good.eml", "mails.olm", "more.olm"], 0, "passed over, of a format that is not read: 2 (.olm); have"),
+            (["good.eml", "good.eml", "linked.eml", "."], 1, "passed over, named twice: 4; read once"),
+            (["good.eml", "pipe"], 0, "passed over, neither files nor folders: 1"),
             (["good.eml", "bad.ics"], 1, "bad.ics:1: not a content line: no calendar"),
             (["good.eml", "odd.vcf"], 1, "vCard X-ODD  1"),
             (["good.eml", "missing"], 1, "missing: there is no such file or folder"),
@@ -178,10 +184,37 @@ class Command(Tree):
         self.assertEqual(out.read_text(), "what was there")
         self.assertEqual(run("--force", "-o", out, self.top / "good.eml").returncode, 0)
         self.assertEqual(subjects(json.loads(out.read_text())), {"Mail": ["a"]})
-        self.assertEqual(sorted(p.name for p in self.top.iterdir()), ["good.eml", "note.txt", "out.json"])
+        left = sorted(p.name for p in self.top.iterdir())
+        self.assertEqual(left, ["good.eml", "note.txt", "out.json", "out.json.import"])
+
+    def test_a_mailbox_is_made_again_only_when_something_changed(self) -> None:
+        self.put_all({"box/a.eml": MAIL.format("a"), "box/b.eml": MAIL.format("b")})
+        out, box = self.top / "out.json", self.top / "box"
+        first = run("-o", out, box)
+
+        def remade(*options: str) -> bool:
+            before = out.stat().st_ino if out.exists() else 0
+            result = run("-o", out, box, *options)
+            self.assertEqual((result.returncode, result.stderr), (0, first.stderr))
+            return out.stat().st_ino != before
+
+        table: list[tuple[str, Callable[[], object], bool]] = [
+            ("nothing", lambda: None, False),
+            ("a file of the same size", lambda: (box / "a.eml").write_text(MAIL.format("c")), True),
+            ("a file replaced by a copy", lambda: pathlib.Path(shutil.copy2(box / "a.eml", box / "c")).replace(box / "a.eml"), True),
+            ("the mailbox", lambda: out.write_text(out.read_text()), True),
+            ("the mailbox is gone", out.unlink, True),
+            ("the note is damaged", lambda: (self.top / "out.json.import").write_text("{"), True),
+        ]
+        for what, change, expected in table:
+            with self.subTest(what):
+                change()
+                self.assertEqual(remade(), expected)
+                self.assertFalse(remade(), "and then nothing did")
+        self.assertTrue(remade("--zone", "Asia/Kolkata"), "an option")
 
     def test_the_same_input_gives_the_same_file(self) -> None:
-        first, again = run(SAMPLES), run(SAMPLES)
+        first, again = run(SAMPLES), run(SAMPLES, "--jobs", "5")
         self.assertEqual(first.stdout, again.stdout)
         self.assertNotEqual(first.stdout, run(SAMPLES, "--zone", "Asia/Kolkata").stdout, "days are local")
         self.assertEqual(first.stdout, run(SAMPLES, "--zone", "Europe/Berlin", zone="Asia/Kolkata").stdout)
@@ -193,6 +226,7 @@ VALUES = {
     "0002": lambda v: type(v) is int and -(2**15) <= v < 2**15,
     "0003": lambda v: type(v) is int and -(2**31) <= v < 2**32,
     "0005": lambda v: type(v) in (int, float),
+    "0014": lambda v: type(v) is int and -(2**63) <= v < 2**63,
     "000B": lambda v: type(v) is bool,
     "001F": lambda v: type(v) is str,
     "0040": lambda v: bool(TIME.fullmatch(v)),
@@ -260,13 +294,13 @@ class MailboxFile(unittest.TestCase):
 
     @unittest.skipUnless(DATA.is_dir(), "no real data beside the tree")
     def test_real_data_import_in_full_numbers(self) -> None:
-        result = run(DATA)
+        result = run(DATA / "mail", DATA / "contacts", DATA / "calendar")
         self.assertEqual(result.returncode, 1, result.stderr)
         mailbox = json.loads(result.stdout)
         self.assertEqual(self.check(mailbox), expected_items(DATA))
         counted = {path: len(names) for path, names in subjects(mailbox).items()}
         for folder in ("list-archive", "list-duplicates", "attachments"):
-            self.assertEqual(counted[f"data/mail/{folder}"], len(os.listdir(DATA / "mail" / folder)))
+            self.assertEqual(counted[f"mail/{folder}"], len(os.listdir(DATA / "mail" / folder)))
 
 
 def expected_items(folder: pathlib.Path) -> int:
