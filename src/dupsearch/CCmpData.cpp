@@ -39,22 +39,6 @@ bool AreEqual(const SPropValue& a, const SPropValue& b, ECompareMethod method) {
     return compare::ComparePropValues(&a, &b, &order, method) && order == 0;
 }
 
-/// Another locale for this thread, as long as an object of this class lives.
-class CThreadLocale {
-  public:
-    explicit CThreadLocale(LCID locale) : m_before(GetThreadLocale()), m_changes(locale != m_before) {
-        if (m_changes) SetThreadLocale(locale);
-    }
-    CThreadLocale(const CThreadLocale&) = delete;
-    ~CThreadLocale() {
-        if (m_changes) SetThreadLocale(m_before);
-    }
-
-  private:
-    const LCID m_before;
-    const bool m_changes;
-};
-
 template <typename T>
 void Set(std::vector<T>& values, uint32_t node, T value) {
     if (node > values.size()) values.resize(node);
@@ -109,8 +93,6 @@ int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
 }
 
 void CCmpData::Settle() {
-    // What is owed was told apart by hashes, which are of this locale.
-    const CThreadLocale locale(m_textHash.Locale());
     const auto compare = [this](uint32_t node, uint32_t other) { return CompareNodes(node, other); };
     m_tree.Settle(compare);
     m_multiTree.Settle(compare);

@@ -1,5 +1,6 @@
 #include "dupsearch/CDuplicateSearch.h"
 
+#include "compare/CThreadLocale.h"
 #include "dupsearch/text.h"
 #include "log/CLog.h"
 
@@ -12,6 +13,7 @@ CDuplicateSearch::~CDuplicateSearch() = default;
 void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
                               const TOriginalDefinition* original, unsigned nCompareAlgorithm, bool bGrouped,
                               const unsigned* exceptions, unsigned cExceptions) {
+    const CThreadLocale locale(m_locale);
     m_changes.clear();
     m_groups.clear();
     m_factsFrom.clear();

@@ -3,7 +3,8 @@
 // and matched against those added before; Build turns the pairs found into groups headed by their originals.
 //
 // Owns everything it holds; the session is kept until the end. An addition that fails leaves the search as it
-// was (a store that it opened stays open). Used from one thread at a time.
+// was (a store that it opened stays open). Texts are compared by the locale that the thread had at the
+// construction. Used from one thread at a time.
 
 #include <deque>
 #include <memory>
@@ -92,6 +93,7 @@ class CDuplicateSearch {
     // Building (build.cpp).
     std::vector<uint32_t> RankOriginals(const std::vector<uint32_t>& keys) const;
 
+    const LCID m_locale = GetThreadLocale();  // that texts are compared by
     CItems m_items;
     TOriginalDefinition m_original{};
     int m_nFieldIndex = -1;

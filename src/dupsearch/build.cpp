@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "compare/CThreadLocale.h"
 #include "dupsearch/CDuplicateSearch.h"
 #include "dupsearch/original_compare.h"
 #include "log/CLog.h"
@@ -85,6 +86,7 @@ std::vector<uint32_t> CDuplicateSearch::RankOriginals(const std::vector<uint32_t
 }
 
 int CDuplicateSearch::Build() {
+    const CThreadLocale locale(m_locale);
     TGroups groups;
     std::vector<TBuildChange> changes;
     COldGroups old(m_groups, m_items.Count());

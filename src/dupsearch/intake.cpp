@@ -3,6 +3,7 @@
 // All that can fail comes first; the trees are touched only once every value is at hand, so that a failed
 // addition leaves them as they were.
 
+#include "compare/CThreadLocale.h"
 #include "compare/value_compare.h"
 #include "dupsearch/CDuplicateSearch.h"
 #include "dupsearch/text.h"
@@ -84,6 +85,7 @@ class CRemoveUnlessAdded {
 }  // namespace
 
 int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* found, unsigned nCallerRank) {
+    const CThreadLocale locale(m_locale);
     entryId = TextOf(entryId);
     storeId = TextOf(storeId);
     const bool first = m_items.Count() == 0;

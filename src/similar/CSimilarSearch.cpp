@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "compare/CThreadLocale.h"
 #include "log/CLog.h"
 
 namespace similar {
@@ -28,6 +29,7 @@ CSimilarSearch::~CSimilarSearch() {
 }
 
 void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, unsigned countMode) {
+    const CThreadLocale locale(m_locale);
     Reset();
     const std::wstring line(110, L'-');
     g_Log.Extra(L"%s\nNew Similar Search\n%s\n", line.c_str(), line.c_str());
@@ -63,6 +65,7 @@ void CSimilarSearch::Reset() {
 }
 
 bool CSimilarSearch::SetSearchByItem(IMessage* item, unsigned* filledCount) {
+    const CThreadLocale locale(m_locale);
     ++m_nSearchByPos;
     m_pSearchByProps = nullptr;
     *filledCount = 0;
@@ -77,6 +80,7 @@ bool CSimilarSearch::SetSearchByItem(IMessage* item, unsigned* filledCount) {
 }
 
 bool CSimilarSearch::AddToCache(IMessage* item) {
+    const CThreadLocale locale(m_locale);
     bool fromCache = false;
     const TItemProps* props = CacheItem(item, &fromCache);
     if (!props) {
@@ -88,6 +92,7 @@ bool CSimilarSearch::AddToCache(IMessage* item) {
 }
 
 bool CSimilarSearch::CheckItem(IMessage* item, TCheckResult* result) {
+    const CThreadLocale locale(m_locale);
     constexpr char kTag[] = "CSimilarSearch.CheckItem";
     *result = TCheckResult();
     ClearTexts();
@@ -106,6 +111,7 @@ bool CSimilarSearch::CheckItem(IMessage* item, TCheckResult* result) {
 }
 
 bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
+    const CThreadLocale locale(m_locale);
     constexpr char kTag[] = "CSimilarSearch.CheckItemFast";
     *result = TCheckResult();
     ClearTexts();
@@ -145,6 +151,7 @@ void CSimilarSearch::FinishCheck(TItemProps* props, IMessage* item, bool fresh, 
 }
 
 bool CSimilarSearch::RemoveFromCache(const char* entryId, bool force) {
+    const CThreadLocale locale(m_locale);
     const std::string_view key = entryId ? entryId : "";
     if (!force && m_pSearchByProps && m_pSearchByProps->entryId == key) {
         g_Log.Error("CSimilarSearch.RemoveFromCache", "Cant remove SearchByItem\n");
@@ -155,6 +162,7 @@ bool CSimilarSearch::RemoveFromCache(const char* entryId, bool force) {
 }
 
 void CSimilarSearch::LogSearchByPos() {
+    const CThreadLocale locale(m_locale);
     if (m_pSearchByProps)
         LogItem(*m_pSearchByProps, L'+', false);
     else

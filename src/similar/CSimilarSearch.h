@@ -2,8 +2,8 @@
 // The similar-contact search: how much do other contacts resemble the one that the user looks at?
 //
 // Owns its cache of contacts, its rule tables, and the address book and stores that it opens, each of them
-// once. The session is borrowed and outlives the search. Contacts handed in are only read. One search is used
-// by one thread at a time.
+// once. The session is borrowed and outlives the search. Contacts handed in are only read. Texts are compared by
+// the locale that the thread had at the construction. One search is used by one thread at a time.
 
 #include <map>
 #include <memory_resource>
@@ -125,6 +125,7 @@ class CSimilarSearch {
     const std::vector<TRule>& Rules(ERuleTable table) const { return m_rules.data()[table].rules; }
     int FieldCount() const { return static_cast<int>(m_fields.size()); }
 
+    const LCID m_locale = GetThreadLocale();  // that texts are compared by
     IMAPISession* m_lpSession = nullptr;
     ComPtr<IAddrBook> m_lpAddrBook;
     bool m_addrBookTried = false;

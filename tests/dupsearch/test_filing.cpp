@@ -152,44 +152,39 @@ TEST_P(FiledValues, AreWhereTheTreePutsThem) {
 INSTANTIATE_TEST_SUITE_P(Kinds, FiledValues, testing::ValuesIn(kKinds),
                          [](const auto& tested) { return tested.param.name; });
 
+// ---- Streams and elements
+// ----------------------------------------------------------------------------------------------------
+
+class Filing : public SearchTest {};
+
 /// Hosts set the locale of their thread as they like, between additions too.
-TEST(FiledTexts, AreWhereTheTreePutsThemInWhateverLocale) {
+TEST_F(Filing, TextsAreWhereTheTreePutsThemUnderTheLocaleOfTheCreation) {
     const LCID before = GetThreadLocale();
     constexpr LCID kGerman = 0x0407, kSwedish = 0x041D;  // an a with dots is an a, and a letter behind z
     for (unsigned seed = 0; seed < 10; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random random(seed);
         ASSERT_TRUE(SetThreadLocale(kGerman));
-        TComparyProp definition{};
-        definition.ulPropTag = PR_SUBJECT_W;
-        CTextHash textHash;
-        CCmpData data(definition, false, textHash);
-        CItems items;
-        Keeper keeper;
+        CDuplicateSearch search;
+        Create(search, {Tagged(L"Subject", PR_SUBJECT_W)});
         SlowTree slow;
         std::vector<std::wstring> texts;
         for (int i = 0; i < 60; ++i) {
-            if (i >= 20) {
-                ASSERT_TRUE(SetThreadLocale(random() % 2 ? kGerman : kSwedish));
-            }
-            texts.push_back(Pieces(random, {L"a", L"\u00e4", L"\u00c4", L"y", L"\u00fc"}, 2));
-            SPropValue value = keeper.Text(texts.back());
-            TItem& item = items.Append("Item");
-            data.FileValue({definition, items, item, &value, nullptr}, data.HashOf(value));
+            texts.push_back(Pieces(random, {L"a", L"\u00e4", L"\u00c4", L"y", L"\u00fc", L"\u4e2d"}, 2));
             slow.Insert(i, [&](int a, int b, bool&) {
                 return lstrcmpiW(texts[static_cast<size_t>(a)].c_str(),
                                  texts[static_cast<size_t>(b)].c_str());
             });
+            const LCID ofCaller = random() % 2 ? kGerman : kSwedish;
+            ASSERT_TRUE(SetThreadLocale(ofCaller));
+            Add(search, Inbox().Item().Subject(texts.back()));
+            ASSERT_EQ(GetThreadLocale(), ofCaller) << "not put back";
+            ASSERT_TRUE(SetThreadLocale(kGerman));
         }
-        ExpectTwins(data, slow);
+        ExpectTwins(*search.Preparation()->compareData[0], slow);
     }
     SetThreadLocale(before);
 }
-
-// ---- Streams and elements
-// ----------------------------------------------------------------------------------------------------
-
-class Filing : public SearchTest {};
 
 /// Streams chunk by chunk, as their comparison reads them.
 int CompareChunks(const std::wstring& a, const std::wstring& b) {
