@@ -66,17 +66,17 @@ void CSimilarSearch::Reset() {
 
 bool CSimilarSearch::SetSearchByItem(IMessage* item, unsigned* filledCount) {
     const CThreadLocale locale(m_locale);
-    ++m_nSearchByPos;
-    m_pSearchByProps = nullptr;
     *filledCount = 0;
     bool fromCache = false;
     TItemProps* props = CacheItem(item, &fromCache);
-    if (!props) return false;
-    CountFilledOtherPropsIf(props, item, verdictStrict);
-    *filledCount = FilledCount(*props);
+    if (props) {
+        CountFilledOtherPropsIf(props, item, verdictStrict);
+        *filledCount = FilledCount(*props);
+        LogItem(*props, m_nSearchByPos + 1, L'+', !fromCache);
+    }
+    ++m_nSearchByPos;
     m_pSearchByProps = props;
-    LogItem(*props, L'+', !fromCache);
-    return true;
+    return props != nullptr;
 }
 
 bool CSimilarSearch::AddToCache(IMessage* item) {
