@@ -16,7 +16,8 @@ void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
     const CThreadLocale locale(m_locale);
     m_changes.clear();
     m_groups.clear();
-    m_factsFrom.clear();
+    m_factsUpTo.clear();
+    m_factsFailed.clear();
     m_bAllCounted = true;
     m_duplicates = {};
     m_matching.reset();

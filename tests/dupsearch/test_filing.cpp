@@ -131,7 +131,9 @@ TEST_P(FiledValues, AreWhereTheTreePutsThem) {
             SPropValue value = GetParam().make(random, keeper, i);
             values.push_back(value);
             TItem& item = items.Append("Item");
-            data.FileValue({definition, items, item, &value, nullptr}, data.HashOf(value));
+            TFiling filing{.data = &data, .value = value, .hash = data.HashOf(value)};
+            data.Find({definition, items, item, &value, nullptr}, filing);
+            data.File(item.nIndex, filing);
             slow.Insert(i, compare);
             if (seed % 3 == 0 && random() % 30 == 0) {
                 data.Remove(item.nIndex);
@@ -237,10 +239,14 @@ TEST(HashIndex, FindsWhatWasEnteredAndAsksAboutNothingElse) {
             // Few different hashes, among them those of the bounds.
             const uint64_t key = random() % 2 == 0 ? random() % 2000 : uint64_t{0} - random() % 2000;
             uint32_t asked = kNone;
-            const uint32_t found = index.FindOrEnter(key, number, [&](uint32_t known) {
+            uint32_t found = index.Find(key, [&](uint32_t known) {
                 asked = known;
                 return entered.contains(key) && entered[key] == known;
             });
+            if (found == kNone) {
+                index.MakeRoomFor(found = number);
+                index.Enter(key, number);
+            }
             const bool wasEntered = asked == kNone || std::ranges::any_of(entered, [&](const auto& e) {
                                         return e.second == asked;
                                     });
