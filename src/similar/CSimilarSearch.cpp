@@ -23,10 +23,7 @@ const char* ToAnsi(const wchar_t* text, char (&buffer)[N]) {
 
 }  // namespace
 
-CSimilarSearch::~CSimilarSearch() {
-    Reset();
-    g_Log.Extra(L"Similar Search Deleted\n");
-}
+CSimilarSearch::~CSimilarSearch() = default;
 
 void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, unsigned countMode) {
     const CThreadLocale locale(m_locale);
