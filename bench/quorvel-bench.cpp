@@ -98,7 +98,8 @@ void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<std
     const TComparyProps props{static_cast<int>(definitions.size()), definitions.data()};
     const TOriginalDefinition original{okMostFilled, 0, 0, {}, nullptr};
     CDuplicateSearch search;
-    search.Create(session, &props, &original, shape.algorithm, false, nullptr, 0);
+    search.Create(session, &props, &original, shape.algorithm, false, shape.rules.data(),
+                  static_cast<unsigned>(shape.rules.size()));
     const Clock::time_point adding = Clock::now();
     for (const std::string& id : ids) {
         unsigned found;

@@ -39,10 +39,12 @@ std::vector<unsigned> Shuffled(unsigned n, Random& random) {
     return order;
 }
 
-void AddItem(mailbox::Database& database, mailbox::Store& store, mailbox::Properties properties) {
+void AddItem(mailbox::Database& database, mailbox::Store& store, mailbox::Properties properties,
+             std::vector<mailbox::Properties> recipients = {}) {
     auto data = std::make_shared<mailbox::MessageData>();
     data->properties = std::move(properties);
     data->properties.Compact();
+    data->recipients = std::move(recipients);
     database.AddItem(*store.root, {}, std::move(data));
 }
 
@@ -150,6 +152,37 @@ void FillStreamsTwice(mailbox::Database& database, mailbox::Store& store, unsign
     FillStreams(database, store, n, seed, 2);
 }
 
+// Bodies that begin alike for a kilobyte, as newsletters and replies do, and then go on otherwise.
+void FillHeads(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    for (const unsigned k : Shuffled(n, random)) {
+        mailbox::Properties mail = Mail({k, k, k, k, k});
+        std::wstring body(600, L'-');
+        for (Random words(k); body.size() < 1024;) body += Words(words, 10, k);
+        mail.Text(PR_BODY_W, body);
+        AddItem(database, store, std::move(mail));
+    }
+}
+
+// Each mail twice, its recipients in another order.
+void FillRecipients(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    constexpr unsigned kRecipients = 500;
+    Random random(seed);
+    for (const unsigned i : Shuffled(n, random)) {
+        const unsigned k = i / 2;
+        std::vector<mailbox::Properties> recipients;
+        for (const unsigned r : Shuffled(kRecipients, random)) {
+            const std::wstring name = L"person" + std::to_wstring(k + r);
+            mailbox::Properties recipient;
+            recipient.Text(PR_DISPLAY_NAME_W, name);
+            recipient.Text(PR_EMAIL_ADDRESS_W, name + L"@example.org");
+            recipient.Long(PR_RECIPIENT_TYPE, MAPI_TO);
+            recipients.push_back(std::move(recipient));
+        }
+        AddItem(database, store, Mail({k, k, k, k, k}), std::move(recipients));
+    }
+}
+
 // ---- Contacts
 // ---------------------------------------------------------------------------------------------------
 
@@ -186,6 +219,30 @@ void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n
     }
 }
 
+void FillRuled(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned) {
+    for (unsigned i = 0; i < n; ++i) {
+        mailbox::Properties contact;
+        contact.Text(PR_GIVEN_NAME_W, L"Ann");
+        contact.Text(PR_SURNAME_W, L"Lee");
+        contact.Text(PR_COMPANY_NAME_W, L"Acme");
+        AddItem(database, store, std::move(contact));
+    }
+}
+
+// The company alone is like each of its people, and they are not like each other.
+void FillHub(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    Random random(seed);
+    for (const unsigned k : Shuffled(n, random)) {
+        mailbox::Properties contact;
+        contact.Text(PR_COMPANY_NAME_W, L"Acme");
+        if (k % 2 == 0) {
+            Random first(k * 3 + 1);
+            contact.Text(PR_GIVEN_NAME_W, Words(first, 1, k));
+        }
+        AddItem(database, store, std::move(contact));
+    }
+}
+
 // ---- The shapes
 // -------------------------------------------------------------------------------------------------
 
@@ -202,6 +259,12 @@ const std::vector<ULONG> kMailTags{PR_SUBJECT_W, PR_SENDER_NAME_W, PR_CLIENT_SUB
 const std::vector<TComparyProp> kMail{Compared(PR_SUBJECT_W), Compared(PR_SENDER_NAME_W),
                                       Compared(PR_CLIENT_SUBMIT_TIME), Compared(PR_IMPORTANCE),
                                       Compared(PR_ACCOUNT_W)};
+
+const std::vector<TComparyProp> kContact{Compared(PR_GIVEN_NAME_W), Compared(PR_SURNAME_W),
+                                         Compared(PR_COMPANY_NAME_W), Derived(propexAnyEmail, cmExact),
+                                         Derived(propexAnyPhone, cmLast7Digits)};
+const std::vector<unsigned> kContactRules{cleContCompanyContact, cleContFirstLastOnDiffSides,
+                                          cleContFirstLast};
 
 template <typename T>
 std::vector<T> With(std::vector<T> list, std::initializer_list<T> more) {
@@ -252,13 +315,16 @@ const std::vector<Shape>& AllShapes() {
          With(kMail, {Compared(PR_BODY_W, 1)}), With(kMailTags, {ULONG{PR_BODY_W}})},
         {"twins", "every item twice, bodies of 4 KB compared too", saIdentical, FillStreamsTwice,
          With(kMail, {Compared(PR_BODY_W, 1)}), With(kMailTags, {ULONG{PR_BODY_W}})},
-        {"contacts",
-         "any e-mail and any phone, 1 in 10 similar",
-         saSimilar,
-         FillContacts,
-         {Compared(PR_GIVEN_NAME_W), Compared(PR_SURNAME_W), Compared(PR_COMPANY_NAME_W),
-          Derived(propexAnyEmail, cmExact), Derived(propexAnyPhone, cmLast7Digits)},
-         kContactTags}};
+        {"contacts", "any e-mail and any phone, 1 in 10 similar", saSimilar, FillContacts, kContact,
+         kContactTags},
+        {"ruled", "equal contacts under the rules for contacts", saSimilar, FillRuled, kContact, kContactTags,
+         kContactRules},
+        {"hub", "half a company, half company and person, under the rules", saSimilar, FillHub, kContact,
+         kContactTags, kContactRules},
+        {"heads", "bodies of 2 KB that begin alike", saIdentical, FillHeads,
+         With(kMail, {Compared(PR_BODY_W, 1)}), With(kMailTags, {ULONG{PR_BODY_W}})},
+        {"recipients", "every mail twice, to 500 recipients", saIdentical, FillRecipients,
+         With(kMail, {Derived(propexRecipients, cmRecipients)}), kMailTags}};
     return shapes;
 }
 

@@ -17,6 +17,7 @@ struct Shape {
     std::vector<TComparyProp> definitions;
     /// Tags that a host reads to have the same values in its hands.
     std::vector<ULONG> bareTags;
+    std::vector<unsigned> rules = {};  // EException
 };
 
 /// The shape of this name, or null.

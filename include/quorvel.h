@@ -14,7 +14,9 @@
  *   FCI_*            cabinet writer
  *
  * Threads: every call runs on the caller's thread; the library starts none and takes no locks. One handle is
- * used by one thread at a time.
+ * used by one thread at a time. Texts are compared by the locale of the thread; a search, a similar search or a
+ * matrix keeps the one that its thread had when it was created, sets it for each of its calls and puts the
+ * caller's back.
  *
  * Memory: a handle owns everything it allocated until its *_Delete. Buffers that store-access exports hand
  * out are the caller's and go back through MAPIFreeBuffer of the platform's module that the library's look-up

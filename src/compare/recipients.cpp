@@ -1,8 +1,14 @@
 #include "compare/recipients.h"
 
 #include <algorithm>
+#include <bit>
+#include <climits>
 #include <cstdio>
 #include <cwchar>
+#include <memory>
+#include <new>
+#include <numeric>
+#include <span>
 #include <utility>
 
 #include "compare/string_compare.h"
@@ -11,6 +17,7 @@
 namespace {
 
 constexpr size_t kLoggedCharacters = 512;
+constexpr size_t kFewRecipients = 8;  // sorted without further ado
 
 /// Removes blanks at both ends, in place; true when there were any. Only the space character counts.
 bool Trim(wchar_t* text) {
@@ -64,15 +71,90 @@ bool NormalizePair(TMessageRecipient& recipient) {
     return CutTrailingEmail(name, nameLength, recipient.email, emailLength) || changed;
 }
 
-/// Selection sort: the first smallest of the rest takes each place. True when a record moved.
-bool SortRecipients(TMessageRecipient* begin, TMessageRecipient* end) {
-    const auto less = [](const TMessageRecipient& a, const TMessageRecipient& b) {
-        return CompareRecipients(a, b) < 0;
-    };
-    if (std::is_sorted(begin, end, less)) return false;
-    for (TMessageRecipient* at = begin; at != end; ++at) {
-        TMessageRecipient* smallest = std::min_element(at, end, less);
-        if (smallest != at) std::swap(*at, *smallest);
+bool IsLess(const TMessageRecipient& a, const TMessageRecipient& b) {
+    return CompareRecipients(a, b) < 0;
+}
+
+using Recipients = std::span<TMessageRecipient>;
+
+using Numbers = std::span<uint32_t>;
+constexpr uint32_t kTaken = 0xFFFFFFFF;
+
+/// Places by their ranks: which is the first of the smallest ones left. Their number is a power of two.
+class CSmallest {
+  public:
+    /// winners: room for two of each place.
+    CSmallest(Numbers ranks, Numbers winners) : m_ranks(ranks), m_winners(winners) {
+        std::iota(winners.begin() + std::ssize(ranks), winners.end(), 0u);
+        for (size_t i = ranks.size() - 1; i > 0; --i) Play(i);
+    }
+    uint32_t First() const { return m_winners[1]; }
+    void Set(uint32_t place, uint32_t rank) {
+        m_ranks[place] = rank;
+        for (size_t i = (m_ranks.size() + place) / 2; i > 0; i /= 2) Play(i);
+    }
+
+  private:
+    void Play(size_t i) {
+        const uint32_t left = m_winners[2 * i], right = m_winners[2 * i + 1];
+        m_winners[i] = m_ranks[right] < m_ranks[left] ? right : left;
+    }
+
+    const Numbers m_ranks;
+    const Numbers m_winners;
+};
+
+/// The rank of each recipient among all; equal ones have the same. order: room for as many.
+void FindRanks(Recipients recipients, Numbers order, Numbers ranks) {
+    std::iota(order.begin(), order.end(), 0u);
+    std::sort(order.begin(), order.end(),
+              [&](uint32_t a, uint32_t b) { return IsLess(recipients[a], recipients[b]); });
+    uint32_t rank = 0;
+    for (size_t i = 0; i < order.size(); ++i) {
+        if (i > 0 && IsLess(recipients[order[i - 1]], recipients[order[i]])) ++rank;
+        ranks[order[i]] = rank;
+    }
+}
+
+/// Differences of types wrap: only within half of all numbers are they an order.
+bool AreOrdered(Recipients recipients) {
+    const auto [least, most] = std::ranges::minmax_element(
+        recipients, {}, [](const TMessageRecipient& r) { return static_cast<LONG>(r.type); });
+    return LONGLONG{static_cast<LONG>(most->type)} - static_cast<LONG>(least->type) <= LONG_MAX;
+}
+
+/// Selection sort: the first smallest of the rest takes each place, so where equal ones end follows from the
+/// exchanges. True when there was one.
+bool SelectionSort(Recipients recipients) {
+    bool moved = false;
+    for (auto at = recipients.begin(); at != recipients.end(); ++at) {
+        const auto smallest = std::min_element(at, recipients.end(), IsLess);
+        if (smallest == at) continue;
+        std::swap(*at, *smallest);
+        moved = true;
+    }
+    return moved;
+}
+
+/// The same exchanges, each smallest one found at once.
+bool SortRecipients(Recipients recipients) {
+    if (recipients.size() < kFewRecipients || !AreOrdered(recipients)) return SelectionSort(recipients);
+    if (std::ranges::is_sorted(recipients, IsLess)) return false;
+    const size_t n = recipients.size(), places = std::bit_ceil(n);
+    // Names are normalised by now and must not be again, so that this may not fail.
+    const std::unique_ptr<uint32_t[]> room(new (std::nothrow) uint32_t[n + 3 * places]);
+    if (!room) return SelectionSort(recipients);
+    const Numbers ranks(room.get() + n, places);
+    FindRanks(recipients, {room.get(), n}, ranks);
+    std::fill(ranks.begin() + std::ssize(recipients), ranks.end(), kTaken);
+    CSmallest smallest(ranks, {room.get() + n + places, 2 * places});
+    for (uint32_t at = 0; at < n; ++at) {
+        const uint32_t first = smallest.First();
+        if (first != at) {
+            std::swap(recipients[at], recipients[first]);
+            smallest.Set(first, ranks[at]);
+        }
+        smallest.Set(at, kTaken);
     }
     return true;
 }
@@ -121,12 +203,12 @@ bool NormalizeRecipients(TRecipientList* list) {
     for (ULONG i = 0; i < list->count; ++i) {
         if (NormalizePair(list->recipients[i])) changed = true;
     }
-    const bool moved = SortRecipients(list->recipients, list->recipients + list->count);
+    const bool moved = SortRecipients({list->recipients, list->count});
     return moved || changed;
 }
 
 int CompareRecipients(const TMessageRecipient& a, const TMessageRecipient& b) {
-    if (a.type != b.type) return static_cast<LONG>(a.type) < static_cast<LONG>(b.type) ? -1 : 1;
+    if (a.type != b.type) return static_cast<LONG>(a.type - b.type) < 0 ? -1 : 1;
     if (const int byName = lstrcmpiW(a.name, b.name)) return byName;
     return lstrcmpiW(a.email, b.email);
 }

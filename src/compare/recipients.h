@@ -2,7 +2,7 @@
 // Recipient lists: the value of the derived property "Mail.Recipients".
 //
 // A list lives in the one block of its value (propex.h): header, records, texts. Normalising and comparing
-// work inside that block; nothing is allocated, except for names of more than ordinary length.
+// work inside that block; only names of more than ordinary length and the sorting of many recipients take memory.
 
 #include <windows.h>
 
@@ -20,11 +20,13 @@ struct TRecipientList {
 };
 
 /// Normalises each name and e-mail in place (blanks around them, apostrophes around a name, a name that is
-/// the e-mail, the e-mail in parentheses at a name's end) and sorts the list; true when something changed.
+/// the e-mail, the e-mail in parentheses at a name's end) and sorts the list, equal recipients where a selection
+/// sort leaves them; true when something changed.
 /// Does not look at the normalised flag.
 bool NormalizeRecipients(TRecipientList* list);
 
-/// By type (signed: a missing one sorts first), then name, then e-mail, both without regard to case.
+/// By type (a difference that wraps: a missing one sorts first), then name, then e-mail, both without regard to
+/// case.
 int CompareRecipients(const TMessageRecipient& a, const TMessageRecipient& b);
 
 /// Three-way comparison: by count, then record by record. A list whose flag is clear is normalised first and

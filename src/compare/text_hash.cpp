@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr unsigned char kEndOfWeights = 1;
-
 /// The hash of a sequence of numbers of 16 bits, none of them 0.
 class CSequenceHash {
   public:
@@ -108,7 +106,7 @@ uint16_t Pair(unsigned char first, unsigned char second) {
 
 }  // namespace
 
-CTextHash::CTextHash() : m_locale(GetThreadLocale()), m_bWeights(FindWeights()) {}
+CTextHash::CTextHash() : m_bWeights(FindWeights()) {}
 
 bool CTextHash::FindWeights() {
     m_numberOf.assign(0x10000, 0);
@@ -147,7 +145,7 @@ bool CTextHash::IsHashedAlike(const std::vector<wchar_t>& text) {
 std::optional<std::span<const unsigned char>> CTextHash::WeightsByKey(const wchar_t* text) {
     m_key.clear();
     if (compare::AppendSortKey(text, m_key) == 0) return std::nullopt;
-    return std::span(m_key.begin(), std::find(m_key.begin(), m_key.end(), kEndOfWeights));
+    return std::span(m_key.begin(), std::find(m_key.begin(), m_key.end(), compare::kEndOfWeights));
 }
 
 THash CTextHash::HashByKey(const wchar_t* text) {
@@ -191,7 +189,6 @@ THash CTextHash::HashByCharacters(const wchar_t* text) const {
 }
 
 THash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
-    if (GetThreadLocale() != m_locale) return std::nullopt;
     if (!text) text = L"";
     wchar_t digits[compare::kComparedDigits + 1];
     text = compare::ComparedText(text, method, digits);

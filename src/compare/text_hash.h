@@ -7,8 +7,7 @@
 // without one. That is right only where no letters sort as a unit; the constructor finds out whether the locale
 // has such.
 //
-// Texts are compared by the locale of the thread, and a host may change that: under another locale than that of
-// the construction nothing has a hash. Used from one thread at a time.
+// Good for as long as the locale stays that the thread had at the construction. Used from one thread at a time.
 
 #include <array>
 #include <cstdint>
@@ -39,11 +38,9 @@ class CTextHash {
     CTextHash();
 
     /// Texts (null: an empty one) that LPCWSTR_Compare finds equal have the same hash. method is cmExact or
-    /// cmLast7Digits. None when the system makes no key of the text, and under another locale.
+    /// cmLast7Digits. None when there is no key of the text.
     THash Hash(const wchar_t* text, ECompareMethod method);
 
-    /// The locale of the thread at the construction.
-    LCID Locale() const { return m_locale; }
     /// Whether texts of ASCII characters are hashed without a key.
     bool HasWeights() const { return m_bWeights; }
 
@@ -54,13 +51,12 @@ class CTextHash {
     bool FoldsPlainOnes() const;
     /// Whether the characters of a text give the hash that its key gives.
     bool IsHashedAlike(const std::vector<wchar_t>& text);
-    /// The weights at the beginning of a text's key; none when the system makes no key. Good until the next.
+    /// The weights at the beginning of a text's key; none when there is no key. Good until the next.
     std::optional<std::span<const unsigned char>> WeightsByKey(const wchar_t* text);
     THash HashByKey(const wchar_t* text);
     /// None for a text that is not all ASCII.
     THash HashByCharacters(const wchar_t* text) const;
 
-    LCID m_locale;
     std::vector<unsigned char> m_key;  // the last one made
     // What a text is hashed by: of each ASCII character the first that has the same weights; 0: it counts for
     // nothing.

@@ -1,5 +1,6 @@
 #include "dupsearch/CCmpData.h"
 
+#include <algorithm>
 #include <span>
 
 #include "compare/string_compare.h"
@@ -39,30 +40,11 @@ bool AreEqual(const SPropValue& a, const SPropValue& b, ECompareMethod method) {
     return compare::ComparePropValues(&a, &b, &order, method) && order == 0;
 }
 
-/// Another locale for this thread, as long as an object of this class lives.
-class CThreadLocale {
-  public:
-    explicit CThreadLocale(LCID locale) : m_before(GetThreadLocale()), m_changes(locale != m_before) {
-        if (m_changes) SetThreadLocale(locale);
-    }
-    CThreadLocale(const CThreadLocale&) = delete;
-    ~CThreadLocale() {
-        if (m_changes) SetThreadLocale(m_before);
-    }
-
-  private:
-    const LCID m_before;
-    const bool m_changes;
-};
-
+/// Sets what belongs to a node; there is room.
 template <typename T>
-void Set(std::vector<T>& values, uint32_t node, T value) {
-    if (node > values.size()) values.resize(node);
-    if (node == values.size()) {
-        values.push_back(std::move(value));
-    } else {
-        values[node] = std::move(value);
-    }
+void Set(std::vector<T>& values, uint32_t node, const T& value) noexcept {
+    if (node >= values.size()) values.resize(size_t{node} + 1);
+    values[node] = value;
 }
 
 }  // namespace
@@ -74,14 +56,12 @@ CCmpData::CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHas
       m_definition(&definition),
       m_textHash(textHash) {}
 
-void CCmpData::AddEmpty(uint32_t item) {
-    if (item >= m_empties.size()) m_empties.resize(item + 1);
-    m_empties[item] = true;
-}
-
 void CCmpData::Remove(uint32_t item) {
     // A node may go.
-    if (IsFiled(item)) EndHashing();
+    if (IsFiled(item)) {
+        Settle();
+        m_bHashed = false;
+    }
     m_tree.Remove(item);
     m_multiTree.Remove(item);
     if (item < m_empties.size()) m_empties[item] = false;
@@ -109,16 +89,9 @@ int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
 }
 
 void CCmpData::Settle() {
-    // What is owed was told apart by hashes, which are of this locale.
-    const CThreadLocale locale(m_textHash.Locale());
     const auto compare = [this](uint32_t node, uint32_t other) { return CompareNodes(node, other); };
     m_tree.Settle(compare);
     m_multiTree.Settle(compare);
-}
-
-void CCmpData::EndHashing() {
-    Settle();
-    m_bHashed = false;
 }
 
 THash CCmpData::HashOf(const SPropValue& value) const {
@@ -141,28 +114,94 @@ void CCmpData::Prepare(THash hash) const {
     if (node < m_nodeValues.size()) __builtin_prefetch(&m_nodeValues[node]);
 }
 
-void CCmpData::FileValue(const TCompareContext& context, THash hash) {
-    const SPropValue& value = *context.pPropValue;
+void CCmpData::Find(const TCompareContext& context, TFiling& filing) {
     const uint32_t item = context.item.nIndex;
-    m_hashedType = PROP_TYPE(value.ulPropTag);
-    CPtrTree::Inserted inserted;
-    if (hash) {
-        const auto isEqual = [&](uint32_t node) {
-            return AreEqual(value, m_nodeValues[node], ValueMethod());
-        };
-        inserted = m_tree.InsertKnown(item, m_nodes.FindOrEnter(*hash, m_tree.NodeLimit(), isEqual));
+    MakeRoom(m_empties, size_t{item} + 1);
+    if (filing.empty) return;
+    if (!filing.value) {
+        FindStream(context, filing);
+    } else if (m_bMultiTree) {
+        FindElements(context, filing);
+        return;
     } else {
-        EndHashing();
-        inserted = m_tree.Insert(item, [&](uint32_t node, bool& error) {
-            const uint32_t other = m_tree.FirstOf(node);
-            if (!m_bDerived) return fnCompare(context, &m_nodeValues[node], other, error);
-            const TDerivedValue* found = FindDerived(context.items[other], value.ulPropTag);
-            return fnCompare(context, found ? found->value : nullptr, other, error);
-        });
+        FindValue(context, filing);
     }
-    if (inserted.node == kNone || inserted.equal) return;
-    Set(m_nodeValues, inserted.node, value);
-    if (PROP_TYPE(value.ulPropTag) != PT_SYSTIME) m_bOnlyTimes = false;
+    m_tree.MakeRoomFor(item);
+    if (!filing.isNew) return;
+    if (filing.byHash) m_nodes.MakeRoomFor(filing.node);
+    if (filing.value) {
+        MakeRoom(m_nodeValues, size_t{filing.node} + 1);
+    } else {
+        MakeRoom(m_nodeHeads, size_t{filing.node} + 1);
+        filing.kept = filing.head.Kept(m_definition->ulPropTag, m_headBytes);
+    }
+}
+
+void CCmpData::File(uint32_t item, const TFiling& filing) noexcept {
+    if (filing.empty) {
+        if (item >= m_empties.size()) m_empties.resize(size_t{item} + 1);
+        m_empties[item] = true;
+        return;
+    }
+    if (m_bMultiTree) {
+        FileElements(item, filing);
+        return;
+    }
+    if (filing.value) m_hashedType = PROP_TYPE(filing.value->ulPropTag);
+    if (filing.byHash) {
+        m_tree.FileKnown(item, filing.node);
+    } else {
+        m_tree.File(item, filing.place);
+    }
+    if (!filing.hash) m_bHashed = false;
+    if (filing.alike != kNone) m_nodeHeads[filing.alike].isShared = true;
+    if (!filing.isNew) return;
+    if (filing.byHash) m_nodes.Enter(*filing.hash, filing.node);
+    if (filing.value) {
+        Set(m_nodeValues, filing.node, *filing.value);
+        if (m_hashedType != PT_SYSTIME) m_bOnlyTimes = false;
+    } else {
+        Set(m_nodeHeads, filing.node, {filing.kept});
+    }
+}
+
+void CCmpData::FileElements(uint32_t item, const TFiling& filing) noexcept {
+    if (filing.shape) {
+        m_multiTree.SetShape(std::move(*filing.shape));
+        m_bHashed = false;
+    }
+    for (const TElement& element : filing.elements) {
+        if (element.node == kNone) continue;
+        if (filing.shape) {
+            m_multiTree.FileAt(item, element.mask, element.node);
+        } else {
+            m_multiTree.FileKnown(item, element.mask, element.node);
+        }
+        if (!element.isNew) continue;
+        if (!filing.shape) m_nodes.Enter(*element.hash, element.node);
+        Set(m_nodeSubValues, element.node, {item, element.mask, filing.shape ? nullptr : element.text});
+    }
+}
+
+void CCmpData::FindValue(const TCompareContext& context, TFiling& filing) {
+    const SPropValue& value = *context.pPropValue;
+    if (filing.hash) {
+        filing.byHash = true;
+        filing.node = m_nodes.Find(
+            *filing.hash, [&](uint32_t node) { return AreEqual(value, m_nodeValues[node], ValueMethod()); });
+        filing.isNew = filing.node == kNone;
+        if (filing.isNew) filing.node = m_tree.NodeLimit();
+        return;
+    }
+    Settle();
+    filing.place = m_tree.Find([&](uint32_t node, bool& error) {
+        const uint32_t other = m_tree.FirstOf(node);
+        if (!m_bDerived) return fnCompare(context, &m_nodeValues[node], other, error);
+        const TDerivedValue* found = FindDerived(context.items[other], value.ulPropTag);
+        return fnCompare(context, found ? found->value : nullptr, other, error);
+    });
+    filing.node = filing.place.node;
+    filing.isNew = filing.place.isNew;
 }
 
 // A head tells streams apart, and equal ones only where it is the whole of both. Where it does not tell, the
@@ -178,37 +217,37 @@ bool CCmpData::Joins(const TCompareContext& context, const CStreamHead& head, ui
     return outcome->order == 0 && !outcome->error;
 }
 
-void CCmpData::FileStream(const TCompareContext& context, const CStreamHead& head, THash hash) {
+void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
     const ULONG tag = m_definition->ulPropTag;
-    const uint32_t item = context.item.nIndex, newNode = m_tree.NodeLimit();
-    uint32_t alike = kNone;  // the node of this head, the first one if several have it
+    const CStreamHead& head = filing.head;
     std::optional<TOutcome> outcome;
-    if (hash) {
-        alike = m_nodes.FindOrEnter(*hash, newNode, [&](uint32_t node) {
+    if (filing.hash) {
+        // The node of this head, the first one if several have it.
+        const uint32_t alike = m_nodes.Find(*filing.hash, [&](uint32_t node) {
             int order = 0;
             CStreamHead::Compare(head, m_nodeHeads[node].head, tag, &order);
             return order == 0;
         });
-        if (alike == newNode || Joins(context, head, alike, outcome)) {
-            m_tree.InsertKnown(item, alike);
-            if (alike == newNode) Set(m_nodeHeads, newNode, {head.Kept(tag, m_headBytes)});
+        filing.isNew = alike == kNone;
+        if (filing.isNew || Joins(context, head, alike, outcome)) {
+            filing.byHash = true;
+            filing.node = filing.isNew ? m_tree.NodeLimit() : alike;
             return;
         }
-    } else {
-        EndHashing();
+        filing.alike = alike;
     }
     // Its way through the tree, which comes by the node that it was compared with.
     Settle();
-    const auto [node, equal] = m_tree.Insert(item, [&](uint32_t other, bool& error) {
+    filing.place = m_tree.Find([&](uint32_t other, bool& error) {
         int order;
         if (CStreamHead::Compare(head, m_nodeHeads[other].head, tag, &order)) return order;
         if (!outcome) return fnCompareStream(context, m_tree.FirstOf(other), error);
         error = outcome->error;
         return outcome->order;
     });
-    if (node == kNone || equal) return;
-    Set(m_nodeHeads, node, {head.Kept(tag, m_headBytes)});
-    if (alike != kNone) m_nodeHeads[alike].isShared = true;
+    filing.node = filing.place.node;
+    filing.isNew = filing.place.isNew;
+    if (!filing.isNew) filing.alike = kNone;
 }
 
 THash CCmpData::HashOfElement(const wchar_t* text) const {
@@ -229,61 +268,85 @@ void CCmpData::AppendElements(const TDerivedValue& derived, std::vector<TElement
     }
 }
 
-bool CCmpData::FileElement(const TCompareContext& context, const TDerivedValue& derived,
-                           const TElement& element) {
-    const uint32_t item = context.item.nIndex;
-    const bool hashed = m_bHashed && element.hash;
-    CMultiPtrTree::Inserted inserted;
-    if (hashed) {
-        const auto isEqual = [&](uint32_t node) {
-            const wchar_t* const other = m_nodeSubValues[node].text;
+/// Elements of one item may be equal to each other.
+void CCmpData::FindByHash(std::span<TElement> elements) {
+    uint32_t limit = m_multiTree.NodeLimit();
+    for (size_t i = 0; i < elements.size(); ++i) {
+        TElement& element = elements[i];
+        const auto isEqual = [&](const wchar_t* other) {
             return AreIdentical(element.text, other) ||
                    LPCWSTR_Compare(element.text, other, ValueMethod()) == 0;
         };
-        inserted = m_multiTree.InsertKnown(
-            item, element.mask, m_nodes.FindOrEnter(*element.hash, m_multiTree.NodeLimit(), isEqual));
-    } else {
-        EndHashing();
-        inserted = m_multiTree.Insert(item, element.mask, [&](uint32_t node, bool& error) {
+        element.node =
+            m_nodes.Find(*element.hash, [&](uint32_t node) { return isEqual(m_nodeSubValues[node].text); });
+        for (size_t k = 0; k < i && element.node == kNone; ++k) {
+            if (elements[k].isNew && elements[k].hash == element.hash && isEqual(elements[k].text))
+                element.node = elements[k].node;
+        }
+        if (element.node != kNone) continue;
+        element.isNew = true;
+        element.node = limit++;
+    }
+    if (limit > m_multiTree.NodeLimit()) m_nodes.MakeRoomFor(limit - 1);
+}
+
+/// Each element is one of those that the next is compared with: they are placed in a copy of the tree.
+void CCmpData::FindByComparing(const TCompareContext& context, TFiling& filing) {
+    Settle();
+    filing.shape = std::make_unique<CSortTree>(m_multiTree.Shape());
+    const TDerivedValue& derived = *FindDerived(context.item, context.pPropValue->ulPropTag);
+    const uint32_t limit = m_multiTree.NodeLimit();
+    for (TElement& element : filing.elements) {
+        const auto place = filing.shape->Find([&](uint32_t node, bool& error) {
+            if (node >= limit) {
+                const auto made = std::ranges::find(filing.elements, node, &TElement::node);
+                return fnCompareSubValues(context, {derived, element.mask}, {derived, made->mask}, error);
+            }
             const SubValueNode& first = m_nodeSubValues[node];
             const TDerivedValue* other =
                 FindDerived(context.items[first.item], context.pPropValue->ulPropTag);
             return fnCompareSubValues(context, {derived, element.mask}, {*other, first.mask}, error);
         });
+        filing.shape->Take(place);
+        element.node = place.node;
+        element.isNew = place.isNew;
     }
-    if (inserted.node == kNone || inserted.equal) return inserted.node != kNone;
-    Set(m_nodeSubValues, inserted.node, {item, element.mask, hashed ? element.text : nullptr});
-    return true;
 }
 
-bool CCmpData::multitreeItems_Add(const TCompareContext& context, std::span<const TElement> elements) {
+void CCmpData::FindElements(const TCompareContext& context, TFiling& filing) {
     constexpr char kTag[] = "CDuplicateSearch.multitreeItems_Add";
     const wchar_t* const key = KeyOf(*m_definition);
     const int id = m_definition->nID;
-    if (!m_bMultiTree) {
-        g_Log.ErrorW(kTag, L"m_bMultiTree == false for Prop(key=%s)\n", key);
-        return false;
-    }
+    const std::span<TElement> elements = filing.elements;
     const TDerivedValue* derived =
         context.pPropValue ? FindDerived(context.item, context.pPropValue->ulPropTag) : nullptr;
+    filing.elements = {};
+    if (!m_bMultiTree) {
+        g_Log.ErrorW(kTag, L"m_bMultiTree == false for Prop(key=%s)\n", key);
+        return;
+    }
     if (!derived || !m_bDerived) {
         g_Log.ErrorW(kTag, L"Prop(key=%s) is not PropEx\n", key);
-        return false;
+        return;
     }
     if (id < int{propexAnyAddress} || id > int{propexAnyPhone}) {
         g_Log.ErrorW(kTag, L"Prop(key=%s, nID=%d) is not clpr*Any*\n", key, id);
-        return false;
+        return;
     }
-    int filed = 0, failed = 0;
-    for (const TElement& element : elements) {
-        ++(FileElement(context, *derived, element) ? filed : failed);
+    filing.elements = elements;
+    if (m_bHashed && std::ranges::all_of(elements, [](const TElement& e) { return bool(e.hash); })) {
+        FindByHash(elements);
+    } else {
+        FindByComparing(context, filing);
     }
-    if (filed == 0) {
+    m_multiTree.MakeRoomFor(context.item.nIndex, elements.size());
+    MakeRoom(m_nodeSubValues, m_multiTree.NodeLimit() + elements.size());
+    const auto failed = std::ranges::count(elements, kNone, &TElement::node);
+    if (failed == std::ssize(elements)) {
         g_Log.ErrorW(kTag, L"Cant add values for prop(key=%s,nID=%d)\n", key, id);
     } else if (failed != 0) {
         g_Log.ErrorW(kTag, L"Cant add some values for item.prop(key=%s,nID=%d)\n", key, id);
     }
-    return filed != 0;
 }
 
 void CCmpData::LogRangeErrors() {

@@ -10,6 +10,7 @@
 // Owns the tree, the heads of streams and the look-up; values stay the items'. The definition and the hash of
 // texts live as long as this, and the items of a comparison stay where they are.
 
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -22,15 +23,39 @@
 #include "dupsearch/CStreamHead.h"
 #include "dupsearch/comparators.h"
 
+class CCmpData;
+
+/// An element of a multi-valued derived value, to be filed under the mask of its kind.
+struct TElement {
+    uint32_t mask;
+    const wchar_t* text;  // null where it is no text
+    THash hash;
+    uint32_t node = kNone;  // found; kNone: it cannot be filed
+    bool isNew = false;     // the node is to be made for it
+};
+
+/// Where an item goes in one compared property.
+struct TFiling {
+    CCmpData* data = nullptr;
+    bool empty = false;
+    std::optional<SPropValue> value{};  // as this property compares it; none for a stream
+    CStreamHead head{};                 // of a stream
+    THash hash{};                       // of the value or the head, where it is filed by one
+    size_t nElements = 0;               // of a multi-valued value
+    std::span<TElement> elements{};     // the same, once all are evaluated
+
+    // Found.
+    uint32_t node = kNone;               // of a single value; kNone: it cannot be filed
+    bool byHash = false;                 // without comparing
+    bool isNew = false;                  // the node is to be made for it
+    CSortTree::TPlace place{};           // of a single value that was compared
+    std::unique_ptr<CSortTree> shape{};  // the tree with all elements in it, where these were compared
+    CStreamHead kept{};                  // of a node to be made
+    uint32_t alike = kNone;              // a node whose head this one shares and that it is not
+};
+
 class CCmpData {
   public:
-    /// An element of a multi-valued derived value, to be filed under the mask of its kind.
-    struct TElement {
-        uint32_t mask;
-        const wchar_t* text;  // null where it is no text
-        THash hash;
-    };
-
     CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash);
 
     const TComparyProp& Definition() const { return *m_definition; }
@@ -56,13 +81,10 @@ class CCmpData {
     /// Has the node that a value most likely joins brought in meanwhile.
     void Prepare(THash hash) const;
 
-    // Filing. Each puts a filled value into the tree; what cannot be placed is logged and left out.
-    /// `hash`: of the context's value, or of the stream.
-    void FileValue(const TCompareContext& context, THash hash);
-    void FileStream(const TCompareContext& context, const CStreamHead& head, THash hash);
-    /// Files each of the elements; false when none was filed.
-    bool multitreeItems_Add(const TCompareContext& context, std::span<const TElement> elements);
-    void AddEmpty(uint32_t item);
+    /// Finds where an item that is added next belongs. What cannot be placed is logged and will not be filed.
+    void Find(const TCompareContext& context, TFiling& filing);
+    /// Files it there, with nothing filed since.
+    void File(uint32_t item, const TFiling& filing) noexcept;
     /// Takes the item that was filed last out, wherever it is.
     void Remove(uint32_t item);
 
@@ -78,15 +100,17 @@ class CCmpData {
     /// The value that stands for a node of the tree of plain values.
     const SPropValue& NodeValue(uint32_t node) const { return m_nodeValues[node]; }
 
-    /// Visits the nodes whose starts lie within a day of the item's, its own first. False, and a line, when a
-    /// value is no time. visit(node) returns false to end the search.
+    /// Visits the nodes whose starts lie within a day of a value's, its own first, which may be one that is to be
+    /// made. False, and a line, when a value is no time. visit(node) returns false to end the search.
     template <typename Visit>
-    bool FindEqualsInRange(uint32_t item, Visit&& visit) const {
-        const uint32_t own = m_tree.NodeOf(item);
+    bool FindEqualsInRange(uint32_t own, const SPropValue& value, Visit&& visit) const {
         const auto approx = [&](uint32_t node, bool& error) {
-            return fnCompare_ApproxStart(&m_nodeValues[own], &m_nodeValues[node], error);
+            return fnCompare_ApproxStart(&value, node == own ? &value : &m_nodeValues[node], error);
         };
-        const bool done = m_tree.VisitEqualsInRange(item, approx, visit);
+        // A node to be made is not come by in the tree, where its value would be looked at.
+        bool error = false;
+        if (own == m_tree.NodeLimit()) approx(own, error);
+        const bool done = !error && m_tree.VisitEqualsInRange(own, approx, visit);
         if (!done) LogRangeErrors();
         return done;
     }
@@ -112,11 +136,14 @@ class CCmpData {
     bool Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
                std::optional<TOutcome>& outcome) const;
     THash HashOfElement(const wchar_t* text) const;
-    bool FileElement(const TCompareContext& context, const TDerivedValue& derived, const TElement& element);
+    void FindValue(const TCompareContext& context, TFiling& filing);
+    void FindStream(const TCompareContext& context, TFiling& filing);
+    void FindElements(const TCompareContext& context, TFiling& filing);
+    void FindByHash(std::span<TElement> elements);
+    void FileElements(uint32_t item, const TFiling& filing) noexcept;
+    void FindByComparing(const TCompareContext& context, TFiling& filing);
     int CompareNodes(uint32_t node, uint32_t other) const;
     void Settle();
-    /// From now on no hash is used.
-    void EndHashing();
     static void LogRangeErrors();
 
     CPtrTree m_tree;

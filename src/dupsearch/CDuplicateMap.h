@@ -1,23 +1,30 @@
 #pragma once
-// For each item the items found equal to it. Being equal goes both ways, so a pair is kept once, with the
-// item that was added later; equals that are a whole profile are kept as the profile.
+// Which profiles' items were found equal. An item equals those of the profiles of its profile that were added
+// before it; a pair of profiles is kept once for each side of which items may be added still.
+//
+// The first item of a profile is matched with all profiles, the second with its own as well: that is how far a
+// profile is decided. A profile that stays of one item has matched alone; others learn of it when they are
+// added to.
 
 #include <span>
 #include <vector>
 
 #include "dupsearch/CProfiles.h"
 
-/// The equals of a new item: profiles, as far as they were filled before it, and single items.
-struct TEquals {
-    std::vector<uint32_t> profiles;
-    std::vector<uint32_t> items;
-    bool IsNone() const { return profiles.empty() && items.empty(); }
-};
-
 class CDuplicateMap {
   public:
-    /// Called for items in order of addition.
-    void Add(uint32_t item, const TEquals& equals);
+    /// Whether items of this profile have equals, as far as it is decided.
+    bool HasEquals(uint32_t profile) const { return m_decided[profile].hasEquals; }
+
+    /// The profiles with which an item that is added to this one has to be matched still.
+    std::vector<uint32_t> Undecided(uint32_t profile) const;
+
+    /// Makes room, so that the next addition, with so many equal profiles, cannot fail.
+    void MakeRoomFor(size_t equals);
+    /// A new profile, the next one, of an item that equals those of these profiles. alone: it stays of one.
+    void AddProfile(std::span<const uint32_t> equals, bool alone) noexcept;
+    /// An item was added to this profile, and equals those of these profiles among the undecided ones.
+    void AddTo(uint32_t profile, std::span<const uint32_t> equals) noexcept;
 
     /// The map as it is now, looked up from both sides.
     class CView {
@@ -26,24 +33,26 @@ class CDuplicateMap {
 
         /// Items that have equals, in order of addition.
         const std::vector<uint32_t>& Keys() const { return m_keys; }
-        /// Visits each item equal to this one, in no order.
-        template <typename Visit>
-        void VisitEquals(uint32_t item, Visit&& visit) const {
-            if (m_entryOf[item] != kNone) {
-                const Entry& entry = m_map.m_entries[m_entryOf[item]];
-                for (const uint32_t profile : m_map.ProfilesOf(entry)) {
-                    for (uint32_t i = m_profiles.First(profile); i < item; i = m_profiles.Next(i)) visit(i);
+        bool IsKey(uint32_t item) const;
+        /// Visits each item equal to this one, in no order, but for those of profiles for which isVisited says
+        /// no.
+        template <typename IsVisited, typename Visit>
+        void VisitEquals(uint32_t item, IsVisited&& isVisited, Visit&& visit) const {
+            const uint32_t own = m_profiles.Of(item);
+            for (const uint32_t profile : m_earlier.Of(own)) {
+                if (!isVisited(profile)) continue;
+                for (uint32_t i = m_profiles.First(profile); i < item; i = m_profiles.Next(i)) visit(i);
+            }
+            for (const uint32_t profile : m_later.Of(own)) {
+                if (!isVisited(profile)) continue;
+                for (uint32_t i = m_profiles.First(profile); i != kNone; i = m_profiles.Next(i)) {
+                    if (i > item) visit(i);
                 }
-                for (const uint32_t i : m_map.ItemsOf(entry)) visit(i);
             }
-            for (const uint32_t later : m_byProfile.Of(m_profiles.Of(item))) {
-                if (later > item) visit(later);
-            }
-            for (const uint32_t later : m_byItem.Of(item)) visit(later);
         }
 
       private:
-        /// Lists of numbers by number, back to back.
+        /// Lists of profiles by profile, back to back.
         struct Lists {
             std::vector<uint32_t> begins;
             std::vector<uint32_t> numbers;
@@ -51,34 +60,33 @@ class CDuplicateMap {
                 return {numbers.data() + begins[key], begins[key + 1] - begins[key]};
             }
         };
-
-        template <typename Select>
-        Lists Reverse(size_t keys, Select&& select) const;
-        void FindKeys(uint32_t nItems);
+        /// The others of all pairs by one side.
+        template <typename Key, typename Other>
+        Lists ListBy(uint32_t profiles, Key&& key, Other&& other) const;
 
         const CDuplicateMap& m_map;
         const CProfiles& m_profiles;
-        std::vector<uint32_t> m_entryOf;  // by item
-        Lists m_byProfile;                // items added later that equal the profile's
-        Lists m_byItem;                   // the same of single items
+        Lists m_earlier;  // profiles whose items the profile's equal where these were added later
+        Lists m_later;    // the same the other way round
         std::vector<uint32_t> m_keys;
     };
 
   private:
-    struct Entry {
-        uint32_t item;
-        uint32_t begin;  // in m_numbers: profiles, then items
-        uint32_t profiles;
-        uint32_t items;
+    struct TEdge {
+        uint32_t profile;
+        uint32_t other;
     };
 
-    std::span<const uint32_t> ProfilesOf(const Entry& e) const {
-        return {m_numbers.data() + e.begin, e.profiles};
-    }
-    std::span<const uint32_t> ItemsOf(const Entry& e) const {
-        return {m_numbers.data() + e.begin + e.profiles, e.items};
-    }
+    struct TDecided {
+        uint32_t alone = 0;      // how many of m_alone it was matched with
+        bool self = false;       // whether it was matched with itself
+        bool hasEquals = false;  // it has an edge
+    };
 
-    std::vector<Entry> m_entries;
-    std::vector<uint32_t> m_numbers;
+    bool IsAlone(uint32_t profile) const;
+    void AddEdge(uint32_t profile, uint32_t other) noexcept;
+
+    std::vector<TEdge> m_edges;
+    std::vector<TDecided> m_decided;  // by profile
+    std::vector<uint32_t> m_alone;    // profiles that stay of one item, ascending
 };

@@ -1,5 +1,6 @@
 #include "dupsearch/CDuplicateSearch.h"
 
+#include "compare/CThreadLocale.h"
 #include "dupsearch/text.h"
 #include "log/CLog.h"
 
@@ -12,9 +13,11 @@ CDuplicateSearch::~CDuplicateSearch() = default;
 void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
                               const TOriginalDefinition* original, unsigned nCompareAlgorithm, bool bGrouped,
                               const unsigned* exceptions, unsigned cExceptions) {
+    const CThreadLocale locale(m_locale);
     m_changes.clear();
     m_groups.clear();
-    m_factsFrom.clear();
+    m_factsUpTo.clear();
+    m_factsFailed.clear();
     m_bAllCounted = true;
     m_duplicates = {};
     m_matching.reset();

@@ -3,7 +3,8 @@
 // and matched against those added before; Build turns the pairs found into groups headed by their originals.
 //
 // Owns everything it holds; the session is kept until the end. An addition that fails leaves the search as it
-// was (a store that it opened stays open). Used from one thread at a time.
+// was (a store that it opened stays open). Texts are compared by the locale that the thread had at the
+// construction. Used from one thread at a time.
 
 #include <deque>
 #include <memory>
@@ -52,46 +53,49 @@ class CDuplicateSearch {
     unsigned OriginalKind() const { return m_original.nKind; }
 
   private:
-    /// Where an item goes in one compared property.
-    struct TFiling {
-        CCmpData* data = nullptr;
-        std::optional<SPropValue> value;  // as this property compares it; none for a stream
-        CStreamHead head;                 // of a stream
-        THash hash;                       // of the value or the head, where it is filed by one
-        bool empty = false;
-        size_t firstElement = 0;  // of a multi-valued value
-        size_t elements = 0;
+    /// What adding an item will change.
+    struct TAddition {
+        std::vector<uint32_t>
+            equals;           // profiles found now, exempted ones taken out; those known are not looked for
+        bool found = false;   // whether the item has equals
+        bool counted = true;  // its facts are known from the values read
+        std::vector<uint32_t> walked;  // items whose facts were looked for, the last one of each profile
+        std::vector<uint32_t> failed;  // and were not found
     };
 
     void CopyFieldValue(const TOriginalDefinition& original);
     void CopyDefinitions(const TComparyProps* props);
 
-    // Adding (intake.cpp).
-    bool ReadAndFile(TAddedItem& added);
+    // Adding (intake.cpp). Only the last step changes the search, and it cannot fail.
+    bool Read(TAddedItem& added);
     bool ReadPlain(TAddedItem& added);
     bool ReadDerived(TAddedItem& added);
     TFiling& NextFiling(CCmpData& data, bool empty, THash hash);
     bool Evaluate(TAddedItem& added, CCmpData& data);
     bool EvaluateStream(TAddedItem& added, CCmpData& data);
     bool EvaluateValue(TAddedItem& added, CCmpData& data);
-    void File(const TAddedItem& added);
-    void FindDuplicates(const TItem& item);
-    TEquals RemoveExceptions(const TItem& item, const std::vector<uint32_t>& profiles) const;
-    std::vector<uint32_t> ItemsOf(const TEquals& equals) const;
-    void LogEquals(const wchar_t* format, const TItem& item, const TEquals& equals) const;
+    void FindPlaces(const TAddedItem& added);
+    void FindDuplicates(const TItem& item, TAddition& addition);
+    void RemoveExceptions(const TItem& item, std::vector<uint32_t>& profiles) const;
+    std::vector<uint32_t> ItemsOf(const std::vector<uint32_t>& profiles) const;
+    void LogEquals(const wchar_t* format, const TItem& item, const std::vector<uint32_t>& profiles) const;
+    std::vector<uint32_t> EqualsAmong(std::vector<uint32_t> items, const TAddition& addition) const;
+    void MakeRoomFor(const TAddition& addition);
+    void Commit(const TItem& item, const TAddition& addition) noexcept;
 
     // Facts for choosing originals (original_facts.cpp).
     bool NeedsODProps() const;
     bool NeedsMessage(const TItem& item) const;
     bool CountAtHand(TItem& item);
-    void CalcODPropsOfEquals();
+    void CalcODPropsOfEquals(TAddition& addition);
     bool CalcODProps(TItem& item, IMessage* message);
-    void CountFilledProps(TItem& item, IMessage* message);
+    int CountFilledProps(TItem& item, IMessage* message);
     void CalcFieldValue(TItem& item, IMessage* message);
 
     // Building (build.cpp).
     std::vector<uint32_t> RankOriginals(const std::vector<uint32_t>& keys) const;
 
+    const LCID m_locale = GetThreadLocale();  // that texts are compared by
     CItems m_items;
     TOriginalDefinition m_original{};
     int m_nFieldIndex = -1;
@@ -108,16 +112,15 @@ class CDuplicateSearch {
     // Of the item being added.
     std::vector<TFiling> m_filings;  // their memory is used again
     size_t m_nFilings = 0;
-    std::vector<CCmpData::TElement> m_elements;
+    std::vector<TElement> m_elements;
     std::deque<store::TStreamStart> m_streamStarts;
     size_t m_starts = 0;  // in use
-    TEquals m_equals;
     // Whether each item had its facts counted from the values read when it was added.
     bool m_bAllCounted = true;
-    // By profile: the first item whose facts may be missing still.
-    std::vector<uint32_t> m_factsFrom;
-    // Equals of the item being added whose facts are missing.
-    std::vector<uint32_t> m_factsMissing;
+    // By profile: the last item whose facts were looked for.
+    std::vector<uint32_t> m_factsUpTo;
+    // Items that could not be opened for their facts, and are tried again.
+    std::vector<uint32_t> m_factsFailed;
 
     std::vector<std::vector<uint32_t>> m_groups;
     std::vector<TBuildChange> m_changes;

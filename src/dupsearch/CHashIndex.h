@@ -7,25 +7,33 @@
 #include <cstdint>
 #include <vector>
 
+#include "dupsearch/room.h"
+
 inline constexpr uint32_t kNone = 0xFFFFFFFF;
 
 class CHashIndex {
   public:
-    /// A number entered under this hash for which isEqual(number) holds; when there is none, `number` is
-    /// entered and is the result. Numbers are entered in ascending order; some may be left out.
+    /// A number entered under this hash for which isEqual(number) holds, or kNone.
     template <typename IsEqual>
-    uint32_t FindOrEnter(uint64_t hash, uint32_t number, IsEqual&& isEqual) {
-        if (number >= m_mask || m_hashes.size() * 2 >= m_slots.size()) Grow(number);
+    uint32_t Find(uint64_t hash, IsEqual&& isEqual) const {
+        if (m_slots.empty()) return kNone;
         const uint32_t mixed = Mix(hash);
-        size_t i = mixed & m_mask;
-        for (; m_slots[i] != kNone; i = (i + 1) & m_mask) {
+        for (size_t i = mixed & m_mask; m_slots[i] != kNone; i = (i + 1) & m_mask) {
             const uint32_t known = m_slots[i] & m_mask;
             if (m_slots[i] == Slot(mixed, known) && isEqual(known)) return known;
         }
-        m_hashes.resize(number, kNone);
-        m_hashes.push_back(mixed);
-        m_slots[i] = Slot(mixed, number);
-        return number;
+        return kNone;
+    }
+    /// Makes room, so that entering numbers up to this one cannot fail.
+    void MakeRoomFor(uint32_t number) {
+        MakeRoom(m_hashes, size_t{number} + 1);
+        if (number >= m_mask || (size_t{number} + 1) * 2 > m_slots.size()) Grow(number);
+    }
+    /// Enters a number that was not entered before, and for which there is room.
+    void Enter(uint64_t hash, uint32_t number) noexcept {
+        if (number >= m_hashes.size()) m_hashes.resize(size_t{number} + 1, kNone);
+        m_hashes[number] = Mix(hash);
+        m_slots[FreeSlot(m_hashes[number])] = Slot(m_hashes[number], number);
     }
 
     /// Has the memory that will be looked at brought in meanwhile.
@@ -49,16 +57,20 @@ class CHashIndex {
     /// The low bits of a slot are the number, the high ones those of the hash that do not choose the slot.
     uint32_t Slot(uint32_t mixed, uint32_t number) const { return (mixed & ~m_mask) | number; }
 
+    size_t FreeSlot(uint32_t mixed) const {
+        size_t i = mixed & m_mask;
+        while (m_slots[i] != kNone) i = (i + 1) & m_mask;
+        return i;
+    }
+
     void Grow(uint32_t number) {
         size_t size = std::max<size_t>(16, m_slots.size());
-        while (number >= size - 1 || m_hashes.size() * 2 >= size) size *= 2;
-        m_slots.assign(size, kNone);
+        while (number >= size - 1 || (size_t{number} + 1) * 2 > size) size *= 2;
+        std::vector<uint32_t>(size, kNone).swap(m_slots);
         m_mask = static_cast<uint32_t>(size - 1);
         for (uint32_t entered = 0; entered < m_hashes.size(); ++entered) {
             if (m_hashes[entered] == kNone) continue;
-            size_t i = m_hashes[entered] & m_mask;
-            while (m_slots[i] != kNone) i = (i + 1) & m_mask;
-            m_slots[i] = Slot(m_hashes[entered], entered);
+            m_slots[FreeSlot(m_hashes[entered])] = Slot(m_hashes[entered], entered);
         }
     }
 

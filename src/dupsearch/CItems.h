@@ -8,6 +8,7 @@
 #include <memory_resource>
 #include <string>
 
+#include "compare/CPoolMemory.h"
 #include "compare/named_values.h"
 #include "dupsearch/CBlockMemory.h"
 #include "dupsearch/TItem.h"
@@ -52,7 +53,7 @@ class CItems {
     struct TRecords {
         CBlockMemory memory;
         CBlockMemory::Mark beforeLast;
-        std::pmr::unsynchronized_pool_resource pool;
+        CPoolMemory pool;
         std::pmr::deque<TItem> list{&pool};
     };
 

@@ -31,9 +31,10 @@ class CMatching::CEqualsTest {
           m_state(matching.m_states[property]),
           m_own(matching.m_profiles.Nodes(property, m_state)),
           m_range(m_data.IsRange()),
-          m_searched(m_range && !m_data.HasOnlyTimes()) {
+          m_searched(m_range && !matching.HasOnlyTimes(property)),
+          m_value(m_range ? matching.m_values[property] : nullptr) {
         if (!m_searched) return;
-        m_data.FindEqualsInRange(matching.m_item->nIndex, [this](uint32_t node) {
+        matching.FindEqualsInRange(property, [this](uint32_t node) {
             m_found.push_back(node);
             return true;
         });
@@ -51,8 +52,7 @@ class CMatching::CEqualsTest {
         if (state >= CProfiles::kUnfiled) return false;
         if (m_searched) return std::binary_search(m_found.begin(), m_found.end(), state);
         if (m_range) {
-            return CompareApproxStart(m_data.NodeValue(m_state).Value.ft, m_data.NodeValue(state).Value.ft) ==
-                   0;
+            return CompareApproxStart(m_value->Value.ft, m_data.NodeValue(state).Value.ft) == 0;
         }
         return m_data.IsMultiTree() &&
                std::ranges::find_first_of(m_profiles.Nodes(m_property, state), m_own) !=
@@ -67,6 +67,7 @@ class CMatching::CEqualsTest {
     const std::span<const uint32_t> m_own;
     const bool m_range;
     const bool m_searched;  // the nodes in range, where a comparison of values can fail
+    const SPropValue* const m_value;
     std::vector<uint32_t> m_found;
 };
 
@@ -76,35 +77,65 @@ CMatching::CMatching(const CProfiles::CompareData& compareData, unsigned nCompar
       m_nCompareAlgorithm(nCompareAlgorithm),
       m_bGrouped(bGrouped),
       m_nGroups(nGroups),
+      m_bWritesLines(nCompareAlgorithm > saIdentical),
       m_profiles(compareData) {
+    for (int group = 0; bGrouped && group < nGroups; ++group) {
+        if (std::ranges::none_of(compareData, [&](const auto& d) { return d->Definition().nGroup == group; }))
+            m_bWritesLines = true;
+    }
     for (size_t p = 0; p < m_compareData.size(); ++p) {
         if (m_compareData[p]->IsRange()) m_ranges.push_back(p);
     }
 }
 
-void CMatching::FindDuplicates(const TItem& item, std::vector<uint32_t>& equals) {
+void CMatching::SetItem(const TItem& item, std::span<const TFiling> filings, CTuples::Tuple ruleFacts) {
     m_item = &item;
-    m_bUnfiled = !m_profiles.GetStates(item.nIndex, m_states);
+    m_profiles.GetStates(filings, ruleFacts, m_states);
+    m_values.assign(Properties(), nullptr);
+    for (const size_t p : m_ranges) {
+        const auto filing = std::ranges::find(filings, m_compareData[p].get(), &TFiling::data);
+        if (filing != filings.end() && filing->value) m_values[p] = &*filing->value;
+    }
+    m_bAlone = IsTroubled();
+    m_profile = m_bAlone ? kNone : m_profiles.Find(m_states);
+}
+
+void CMatching::Append() noexcept {
+    if (m_bAlone) {
+        m_profiles.AppendAlone(m_item->nIndex, m_states);
+    } else {
+        m_profiles.Append(m_item->nIndex, m_profile, m_states);
+    }
+}
+
+void CMatching::FindDuplicates(std::vector<uint32_t>& equals) {
     // Most sets are made in the memory of the last one.
     m_candidates.swap(equals);
     m_candidates.clear();
+    if (m_nCompareAlgorithm <= saIdentical) FindCandidates();
+    FindEquals(equals);
+}
+
+void CMatching::FindDuplicatesAmong(std::vector<uint32_t> candidates, std::vector<uint32_t>& equals) {
+    m_candidates = std::move(candidates);
+    FindEquals(equals);
+}
+
+void CMatching::FindEquals(std::vector<uint32_t>& equals) {
     TOptionalSet found;
-    const bool any = FindEquals(found);
+    const bool any = RunAlgorithm(found);
     if (found) equals.swap(found->others);
     if (!any) equals.clear();
-    m_firstEqual = any ? equals.front() : kNone;
 }
 
 /// Whether there are others in the set.
-bool CMatching::FindEquals(TOptionalSet& equals) {
+bool CMatching::RunAlgorithm(TOptionalSet& equals) {
     efd found = efdNO;
     switch (m_nCompareAlgorithm) {
         case saIdentical:
-            FindCandidates();
             found = FindDuplicates_Identical(equals);
             break;
         case saSimilar:
-            FindCandidates();
             found = FindDuplicates_Similar(equals);
             break;
         default:

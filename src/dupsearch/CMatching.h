@@ -23,11 +23,21 @@ class CMatching {
     CMatching(const CProfiles::CompareData& compareData, unsigned nCompareAlgorithm, bool bGrouped,
               int nGroups);
 
-    /// Fills in the profiles whose items all equal this one, which is filed and not appended yet. Only items
-    /// appended count.
-    void FindDuplicates(const TItem& item, std::vector<uint32_t>& equals);
-    /// The item that FindDuplicates was asked about last takes its place among the others.
-    void Append() { m_profiles.Append(m_item->nIndex, m_states, m_firstEqual); }
+    /// The item that the following is about, which is appended next, once its filings are filed. ruleFacts: what
+    /// the exception rules read of it.
+    void SetItem(const TItem& item, std::span<const TFiling> filings, CTuples::Tuple ruleFacts);
+    /// The profile of its like, or kNone. Nobody's like is an item whose matching writes lines, or whose equals
+    /// depend on more than profiles.
+    uint32_t Profile() const { return m_profile; }
+    bool IsAlone() const { return m_bAlone; }
+    /// Fills in the profiles whose items all equal the item: of all, or of these alone.
+    void FindDuplicates(std::vector<uint32_t>& equals);
+    void FindDuplicatesAmong(std::vector<uint32_t> candidates, std::vector<uint32_t>& equals);
+
+    /// Makes room, so that appending the item cannot fail.
+    void MakeRoomForItem() { m_profiles.MakeRoomFor(m_item->nIndex, m_states); }
+    /// The item takes its place among the others.
+    void Append() noexcept;
 
     const CProfiles& Profiles() const { return m_profiles; }
 
@@ -47,7 +57,8 @@ class CMatching {
         size_t property;
     };
 
-    bool FindEquals(TOptionalSet& equals);
+    void FindEquals(std::vector<uint32_t>& equals);
+    bool RunAlgorithm(TOptionalSet& equals);
     efd FindDuplicates_Identical(TOptionalSet& equals);
     efd FindDuplicates_Similar(TOptionalSet& equals);
     efd FindDuplicates_Identical_(int group, TOptionalSet& pEquals, bool& allEmpty);
@@ -57,6 +68,16 @@ class CMatching {
         return group < 0 || m_compareData[property]->Definition().nGroup == group;
     }
     bool IsFiled(size_t property) const { return m_states[property] < CProfiles::kUnfiled; }
+    size_t Properties() const { return m_compareData.size(); }
+    /// Whether a search of the range cannot fail.
+    bool HasOnlyTimes(size_t property) const {
+        return m_compareData[property]->HasOnlyTimes() &&
+               PROP_TYPE(m_values[property]->ulPropTag) == PT_SYSTIME;
+    }
+    template <typename Visit>
+    void FindEqualsInRange(size_t property, Visit&& visit) const {
+        m_compareData[property]->FindEqualsInRange(m_states[property], *m_values[property], visit);
+    }
 
     // Candidates.
     bool IsTroubled() const;
@@ -71,17 +92,19 @@ class CMatching {
     const unsigned m_nCompareAlgorithm;
     const bool m_bGrouped;
     const int m_nGroups;
+    bool m_bWritesLines;           // whatever is matched
     std::vector<size_t> m_ranges;  // properties of which equality is a range
     CProfiles m_profiles;
 
     // The item being matched.
     const TItem* m_item = nullptr;
     CProfiles::States m_states;
-    bool m_bUnfiled = false;             // a value of it could not be filed
+    std::vector<const SPropValue*> m_values;  // by property, of ranges alone
+    uint32_t m_profile = kNone;
+    bool m_bAlone = false;
     std::vector<uint32_t> m_candidates;  // handed on when the first set is made of them
     std::vector<Shared> m_shared;
     // By profile: the matching that collected it last.
     std::vector<uint32_t> m_collected;
     uint32_t m_round = 0;
-    uint32_t m_firstEqual = kNone;
 };

@@ -2,7 +2,14 @@
 
 #include <algorithm>
 
-void CMultiPtrTree::Append(uint32_t node, uint32_t item, uint32_t mask) {
+void CMultiPtrTree::MakeRoomFor(uint32_t item, size_t count) {
+    MakeRoom(m_items, size_t{item} + 1);
+    MakeRoom(m_filed, m_filed.size() + count);
+    MakeRoom(m_owed, m_owed.size() + count);
+    MakeRoom(m_holders, NodeLimit() + count);
+}
+
+void CMultiPtrTree::Append(uint32_t node, uint32_t item, uint32_t mask) noexcept {
     if (item > m_items.size()) m_items.resize(item);
     if (item == m_items.size()) m_items.emplace_back();
     if (node == m_holders.size()) m_holders.push_back(0);
@@ -25,18 +32,14 @@ std::span<const CMultiPtrTree::Filed> CMultiPtrTree::NodesOf(uint32_t item) cons
     return {m_filed.data() + m_items[item].begin, m_items[item].count};
 }
 
-bool CMultiPtrTree::Exists(uint32_t item, uint32_t mask) const {
-    const auto nodes = NodesOf(item);
-    return std::any_of(nodes.begin(), nodes.end(), [&](const Filed& f) { return (f.mask & mask) != 0; });
+bool CMultiPtrTree::Exists(Filings item, uint32_t mask) {
+    return std::ranges::any_of(item, [&](const Filed& f) { return (f.mask & mask) != 0; });
 }
 
-bool CMultiPtrTree::FindEquals(uint32_t item, uint32_t other, uint32_t mask1, uint32_t mask2,
-                               bool* found) const {
-    const auto mine = NodesOf(item);
-    const auto theirs = NodesOf(other);
-    *found = !mine.empty();
-    return std::any_of(mine.begin(), mine.end(), [&](const Filed& a) {
-        return (a.mask & mask1) != 0 && std::any_of(theirs.begin(), theirs.end(), [&](const Filed& b) {
+bool CMultiPtrTree::FindEquals(Filings item, Filings other, uint32_t mask1, uint32_t mask2, bool* found) {
+    *found = !item.empty();
+    return std::ranges::any_of(item, [&](const Filed& a) {
+        return (a.mask & mask1) != 0 && std::ranges::any_of(other, [&](const Filed& b) {
                    return a.node == b.node && (b.mask & mask2) != 0;
                });
     });

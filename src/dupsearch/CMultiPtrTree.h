@@ -19,39 +19,37 @@ class CMultiPtrTree {
         uint32_t node;
         uint32_t mask;  // of all the item's sub-values in this node
     };
-    struct Inserted {
-        uint32_t node;  // kNone: the comparator reported an error, the sub-value is not filed
-        bool equal;
-    };
-
-    /// Files one sub-value. compare: int(node, bool& error).
-    template <typename Compare>
-    Inserted Insert(uint32_t item, uint32_t mask, Compare&& compare) {
-        const CSortTree::Placed placed = m_tree.Place(compare);
-        if (placed.node == kNone) return {kNone, false};
-        Append(placed.node, item, mask);
-        return {placed.node, !placed.isNew};
-    }
-
-    /// The same for a sub-value whose node is known, as CPtrTree has it.
-    Inserted InsertKnown(uint32_t item, uint32_t mask, uint32_t node) {
+    /// Makes room, so that filing so many sub-values of an item cannot fail.
+    void MakeRoomFor(uint32_t item, size_t count);
+    /// Files a sub-value whose node is known, NodeLimit() for one that needs a node of its own, without
+    /// comparing: Settle makes up for that.
+    void FileKnown(uint32_t item, uint32_t mask, uint32_t node) noexcept {
         m_owed.push_back(node);
+        m_tree.Owe(node);
         Append(node, item, mask);
-        return {node, !m_tree.Owe(node)};
     }
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
-        m_tree.Settle(std::exchange(m_owed, {}), compare);
+        m_tree.Settle(m_owed, m_settled, compare);
+        m_owed.clear();
+        m_settled = 0;
     }
+
+    // Sub-values whose nodes have to be found by comparing, each after the one before it: in a copy of the
+    // tree's shape, which then takes its place. Nothing may be owed.
+    const CSortTree& Shape() const { return m_tree; }
+    void SetShape(CSortTree&& shape) noexcept { m_tree = std::move(shape); }
+    void FileAt(uint32_t item, uint32_t mask, uint32_t node) noexcept { Append(node, item, mask); }
 
     /// The item's nodes, each once, in order of filing; none for an item that is not filed.
     std::span<const Filed> NodesOf(uint32_t item) const;
 
-    /// Whether the item has a sub-value of one of these kinds.
-    bool Exists(uint32_t item, uint32_t mask) const;
+    using Filings = std::span<const Filed>;
+    /// Whether one of an item's sub-values is of one of these kinds.
+    static bool Exists(Filings item, uint32_t mask);
     /// Whether a sub-value of the item of a kind in mask1 shares a node with one of the other item of a kind
     /// in mask2. *found: whether the item is filed at all.
-    bool FindEquals(uint32_t item, uint32_t other, uint32_t mask1, uint32_t mask2, bool* found) const;
+    static bool FindEquals(Filings item, Filings other, uint32_t mask1, uint32_t mask2, bool* found);
 
     /// Takes all sub-values of an item out; nodes that held nothing else go with them.
     void Remove(uint32_t item);
@@ -66,10 +64,11 @@ class CMultiPtrTree {
         int insertions = 0;
     };
 
-    void Append(uint32_t node, uint32_t item, uint32_t mask);
+    void Append(uint32_t node, uint32_t item, uint32_t mask) noexcept;
 
     CSortTree m_tree;
     std::vector<uint32_t> m_owed;
+    size_t m_settled = 0;             // of m_owed
     std::vector<Filed> m_filed;       // item by item
     std::vector<Range> m_items;       // by item: its part of m_filed
     std::vector<uint32_t> m_holders;  // by node: how many items it holds

@@ -6,30 +6,28 @@
 CProfiles::CProfiles(const CompareData& compareData)
     : m_compareData(compareData), m_nodeHeads(compareData.size()), m_emptyHeads(compareData.size(), kNone) {}
 
-uint32_t CProfiles::StateOf(const CCmpData& data, uint32_t item) {
-    if (data.IsMultiTree()) {
-        const auto filed = data.MultiTree().NodesOf(item);
-        if (filed.size() == 1) return filed[0].node;
-        if (!filed.empty()) {
-            m_nodes.clear();
-            for (const auto& f : filed) m_nodes.push_back(f.node);
-            std::sort(m_nodes.begin(), m_nodes.end());
-            return m_sets.FindOrAdd(m_nodes) | kSetBit;
-        }
-    } else if (const uint32_t node = data.Tree().NodeOf(item); node != kNone) {
-        return node;
+uint32_t CProfiles::StateOf(const TFiling& filing) {
+    if (filing.empty) return kEmpty;
+    if (!filing.data->IsMultiTree()) return filing.node == kNone ? kUnfiled : filing.node;
+    m_nodes.clear();
+    for (const TElement& element : filing.elements) {
+        if (element.node != kNone) m_nodes.push_back(element.node);
     }
-    return data.IsEmpty(item) ? kEmpty : kUnfiled;
+    if (m_nodes.empty()) return kUnfiled;
+    std::sort(m_nodes.begin(), m_nodes.end());
+    m_nodes.erase(std::unique(m_nodes.begin(), m_nodes.end()), m_nodes.end());
+    return m_nodes.size() == 1 ? m_nodes[0] : m_sets.FindOrAdd(m_nodes) | kSetBit;
 }
 
-bool CProfiles::GetStates(uint32_t item, States& states) {
-    states.resize(m_compareData.size());
-    bool bUnfiled = false;
-    for (size_t p = 0; p < states.size(); ++p) {
-        states[p] = StateOf(*m_compareData[p], item);
-        bUnfiled |= states[p] == kUnfiled;
+void CProfiles::GetStates(std::span<const TFiling> filings, CTuples::Tuple ruleFacts, States& states) {
+    states.assign(m_compareData.size() + 1, kUnfiled);
+    states.back() = ruleFacts.empty() ? 0 : m_ruleFacts.FindOrAdd(ruleFacts);
+    // Filings are in the order of the properties.
+    size_t p = 0;
+    for (const TFiling& filing : filings) {
+        while (m_compareData[p].get() != filing.data) ++p;
+        states[p] = StateOf(filing);
     }
-    return !bUnfiled;
 }
 
 std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& state) const {
@@ -37,27 +35,56 @@ std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& stat
     return isSet ? m_sets[state & ~kSetBit] : std::span<const uint32_t>(&state, 1);
 }
 
-void CProfiles::Append(uint32_t item, const States& states, uint32_t likely) {
-    const uint32_t newProfile = Count();
-    const auto isEqual = [&](uint32_t profile) {
+uint32_t CProfiles::Find(const States& states) const {
+    return m_profiles.Find(CTuples::Hash(states), [&](uint32_t profile) {
         return std::equal(states.begin(), states.end(), m_states.begin() + profile * states.size());
-    };
-    const uint32_t profile = likely != kNone && isEqual(likely)
-                                 ? likely
-                                 : m_profiles.FindOrEnter(CTuples::Hash(states), newProfile, isEqual);
-    if (profile == newProfile) {
-        ++m_count;
-        m_states.insert(m_states.end(), states.begin(), states.end());
-        List(profile, states);
+    });
+}
+
+void CProfiles::MakeRoomFor(uint32_t item, const States& states) {
+    MakeRoom(m_profileOf, size_t{item} + 1);
+    m_profiles.MakeRoomFor(m_count);
+    MakeRoom(m_states, m_states.size() + states.size());
+    size_t listings = 0;
+    for (size_t p = 0; p < m_compareData.size(); ++p) {
+        if (states[p] == kUnfiled) continue;
+        ++listings;
+        if (states[p] == kEmpty) continue;
+        const auto nodes = Nodes(p, states[p]);
+        listings += nodes.size();
+        MakeRoom(m_nodeHeads[p], size_t{*std::ranges::max_element(nodes)} + 1);
+    }
+    // A listing may turn a single profile into a bucket and need another.
+    MakeRoom(m_buckets, m_buckets.size() + 2 * listings);
+    MakeRoom(m_cells, m_cells.size() + 2 * listings);
+}
+
+void CProfiles::Append(uint32_t item, uint32_t profile, const States& states) noexcept {
+    if (profile == kNone) {
+        profile = m_count;
+        m_profiles.Enter(CTuples::Hash(states), profile);
+        AddProfile(states);
     }
     if (item > m_profileOf.size()) m_profileOf.resize(item, kNone);
     m_profileOf.push_back(profile);
+}
+
+void CProfiles::AppendAlone(uint32_t item, const States& states) noexcept {
+    AddProfile(states);
+    Append(item, m_count - 1, states);
+}
+
+void CProfiles::AddProfile(const States& states) noexcept {
+    const uint32_t profile = m_count++;
+    m_states.insert(m_states.end(), states.begin(), states.end());
+    List(profile, states);
 }
 
 /// Puts the items appended since the last time into the lists of their profiles.
 void CProfiles::LinkItems() const {
     if (m_next.size() == m_profileOf.size()) return;
     m_members.resize(m_count);
+    MakeRoom(m_next, m_profileOf.size());
     while (m_next.size() < m_profileOf.size()) {
         const auto item = static_cast<uint32_t>(m_next.size());
         m_next.push_back(kNone);
@@ -77,9 +104,9 @@ uint64_t CProfiles::FilledOf(uint32_t profile) const {
     return filled;
 }
 
-void CProfiles::List(uint32_t profile, const States& states) {
+void CProfiles::List(uint32_t profile, const States& states) noexcept {
     const uint64_t filled = FilledOf(profile);
-    for (size_t p = 0; p < states.size(); ++p) {
+    for (size_t p = 0; p < m_compareData.size(); ++p) {
         if (states[p] == kUnfiled) continue;
         if (states[p] == kEmpty) {
             ListAt(m_emptyHeads[p], profile, filled);
@@ -89,7 +116,7 @@ void CProfiles::List(uint32_t profile, const States& states) {
     }
 }
 
-void CProfiles::ListAt(uint32_t& head, uint32_t profile, uint64_t filled) {
+void CProfiles::ListAt(uint32_t& head, uint32_t profile, uint64_t filled) noexcept {
     if (head == kNone) {
         head = profile;
         return;
@@ -101,7 +128,7 @@ void CProfiles::ListAt(uint32_t& head, uint32_t profile, uint64_t filled) {
     AddCell(m_buckets[BucketFor(head, filled)], profile);
 }
 
-void CProfiles::AddCell(Bucket& bucket, uint32_t profile) {
+void CProfiles::AddCell(Bucket& bucket, uint32_t profile) noexcept {
     m_cells.push_back({profile, bucket.firstCell});
     bucket.firstCell = static_cast<uint32_t>(m_cells.size() - 1);
     ++bucket.count;
@@ -113,14 +140,14 @@ uint32_t CProfiles::Head(size_t property, uint32_t node) const {
     return node < heads.size() ? heads[node] : kNone;
 }
 
-uint32_t& CProfiles::HeadOf(size_t property, uint32_t node) {
+uint32_t& CProfiles::HeadOf(size_t property, uint32_t node) noexcept {
     auto& heads = m_nodeHeads[property];
     if (node > heads.size()) heads.resize(node, kNone);
     if (node == heads.size()) heads.push_back(kNone);
     return heads[node];
 }
 
-uint32_t CProfiles::BucketFor(uint32_t& head, uint64_t filled) {
+uint32_t CProfiles::BucketFor(uint32_t& head, uint64_t filled) noexcept {
     int buckets = 0;
     uint32_t mixed = kNone;
     for (uint32_t b = FirstBucket(head); b != kNone; b = m_buckets[b].next, ++buckets) {

@@ -1,8 +1,8 @@
 #pragma once
 // What matching sees of an item: in each compared property the node that it shares with its equals, or that
-// its value is empty, or that it could not be filed. Items that agree in all of this are one profile: they
-// match the same items, so matching works on profiles, and a thousand copies of an item cost no more than
-// one.
+// its value is empty, or that it could not be filed; and what the exception rules read of it besides. Items that
+// agree in all of this are one profile: they match the same items, so matching works on profiles, and a thousand
+// copies of an item cost no more than one.
 //
 // Each node (and each property's emptiness) lists its profiles: most nodes have a single one. Several are in
 // buckets by which properties are filled: a search for items that lack certain properties passes whole
@@ -23,16 +23,21 @@ class CProfiles {
 
     explicit CProfiles(const CompareData& compareData);
 
-    /// Fills in the item's state in each compared property: a node, or what stands for a set of nodes, or one
-    /// of the above. False when there is one that could not be filed.
-    bool GetStates(uint32_t item, States& states);
-    /// Adds the item to its profile, which is made when there is none. `likely`: where it may well belong, or
-    /// kNone.
-    void Append(uint32_t item, const States& states, uint32_t likely);
+    /// The states of an item that is about to be filed: in each compared property a node, or what stands for a
+    /// set of nodes, or one of the above; last a number for what the rules read.
+    void GetStates(std::span<const TFiling> filings, CTuples::Tuple ruleFacts, States& states);
+    /// The profile of these states, or kNone.
+    uint32_t Find(const States& states) const;
+    /// Makes room, so that appending an item of these states cannot fail.
+    void MakeRoomFor(uint32_t item, const States& states);
+    /// Adds an item to its profile, or (kNone) to a new one.
+    void Append(uint32_t item, uint32_t profile, const States& states) noexcept;
+    /// The same for one that no other item shall join, whatever its states.
+    void AppendAlone(uint32_t item, const States& states) noexcept;
 
     uint32_t Count() const { return m_count; }
     uint32_t State(uint32_t profile, size_t property) const {
-        return m_states[profile * m_compareData.size() + property];
+        return m_states[profile * (m_compareData.size() + 1) + property];
     }
     /// The profile of an item that was appended.
     uint32_t Of(uint32_t item) const { return m_profileOf[item]; }
@@ -43,6 +48,10 @@ class CProfiles {
         return m_members[profile].first;
     }
     uint32_t Next(uint32_t item) const { return m_next[item]; }
+    uint32_t Last(uint32_t profile) const {
+        LinkItems();
+        return m_members[profile].last;
+    }
 
     /// The nodes behind a state of a property that is neither kEmpty nor kUnfiled.
     std::span<const uint32_t> Nodes(size_t property, const uint32_t& state) const;
@@ -89,20 +98,22 @@ class CProfiles {
     static bool IsSingle(uint32_t head) { return (head & kBucketBit) == 0; }
     static uint32_t FirstBucket(uint32_t head) { return head == kNone ? kNone : head & ~kBucketBit; }
 
-    uint32_t StateOf(const CCmpData& data, uint32_t item);
+    uint32_t StateOf(const TFiling& filing);
+    void AddProfile(const States& states) noexcept;
     uint32_t Head(size_t property, uint32_t node) const;
-    uint32_t& HeadOf(size_t property, uint32_t node);
+    uint32_t& HeadOf(size_t property, uint32_t node) noexcept;
     void LinkItems() const;
     uint64_t FilledOf(uint32_t profile) const;
-    void List(uint32_t profile, const States& states);
-    void ListAt(uint32_t& head, uint32_t profile, uint64_t filled);
-    void AddCell(Bucket& bucket, uint32_t profile);
-    uint32_t BucketFor(uint32_t& head, uint64_t filled);
+    void List(uint32_t profile, const States& states) noexcept;
+    void ListAt(uint32_t& head, uint32_t profile, uint64_t filled) noexcept;
+    void AddCell(Bucket& bucket, uint32_t profile) noexcept;
+    uint32_t BucketFor(uint32_t& head, uint64_t filled) noexcept;
 
     const CompareData& m_compareData;
-    States m_states;                    // of one profile after the other
-    CHashIndex m_profiles;              // by the hash of their states
-    CTuples m_sets;                     // nodes of each set
+    States m_states;        // of one profile after the other
+    CHashIndex m_profiles;  // by the hash of their states
+    CTuples m_sets;         // nodes of each set
+    CTuples m_ruleFacts;
     std::vector<uint32_t> m_nodes;      // of the set being looked up
     uint32_t m_count = 0;               // of profiles
     std::vector<uint32_t> m_profileOf;  // by item; kNone: it was not appended

@@ -2,7 +2,14 @@
 
 #include <algorithm>
 
-void CPtrTree::Append(uint32_t node, uint32_t item) {
+void CPtrTree::File(uint32_t item, const CSortTree::TPlace& place) noexcept {
+    m_tree.Take(place);
+    if (place.node == kNone) return;
+    Append(place.node, item);
+    m_settled = m_nodes.size();
+}
+
+void CPtrTree::Append(uint32_t node, uint32_t item) noexcept {
     if (node == m_firsts.size()) m_firsts.push_back(item);
     // Items that were not filed leave gaps.
     if (item > m_nodes.size()) m_nodes.resize(item, kNone);

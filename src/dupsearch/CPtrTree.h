@@ -3,7 +3,7 @@
 //
 // Items are known by their number in order of addition (nIndex). The tree owns no values: the comparator
 // knows the new item, and what belongs to a node (its first item's value) is kept by the tree's user under
-// the node's number. After InsertKnown, only NodeOf, FirstOf and FindEquals answer before Settle.
+// the node's number. After FileKnown, only NodeOf, FirstOf and FindEquals answer before Settle.
 
 #include <vector>
 
@@ -11,33 +11,37 @@
 
 class CPtrTree {
   public:
-    struct Inserted {
-        uint32_t node;  // kNone: the comparator reported an error, the item is not filed
-        bool equal;     // the item joined a node that was there
-    };
-
-    /// Files an item added after all that are filed; nothing may be owed. compare: int(node, bool& error), the
-    /// item against the node's first item.
+    /// Where a value belongs: CSortTree's Find. Nothing may be owed. compare: int(node, bool& error), the value
+    /// against that of the node's first item.
     template <typename Compare>
-    Inserted Insert(uint32_t item, Compare&& compare) {
-        const CSortTree::Placed placed = m_tree.Place(compare);
-        if (placed.node == kNone) return {kNone, false};
-        Append(placed.node, item);
-        m_settled = m_nodes.size();
-        return {placed.node, !placed.isNew};
+    CSortTree::TPlace Find(Compare&& compare) {
+        return m_tree.Find(compare);
     }
-
+    /// Makes room, so that filing this item cannot fail.
+    void MakeRoomFor(uint32_t item) {
+        MakeRoom(m_nodes, size_t{item} + 1);
+        MakeRoom(m_firsts, size_t{NodeLimit()} + 1);
+    }
+    /// Files an item added after all that are filed at the place found; one without a node stays unfiled.
+    void File(uint32_t item, const CSortTree::TPlace& place) noexcept;
     /// The same for an item whose node is known, NodeLimit() for one that needs a node of its own, without
     /// comparing: Settle makes up for that.
-    Inserted InsertKnown(uint32_t item, uint32_t node) {
+    void FileKnown(uint32_t item, uint32_t node) noexcept {
+        m_tree.Owe(node);
         Append(node, item);
-        return {node, !m_tree.Owe(node)};
     }
     /// compare: int(node, node), as for CSortTree.
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
-        m_tree.Settle(std::span(m_nodes).subspan(m_settled), compare);
-        m_settled = m_nodes.size();
+        m_tree.Settle(m_nodes, m_settled, compare);
+    }
+    /// Finds the place of an item and files it there.
+    template <typename Compare>
+    CSortTree::TPlace Insert(uint32_t item, Compare&& compare) {
+        const CSortTree::TPlace place = Find(compare);
+        MakeRoomFor(item);
+        File(item, place);
+        return place;
     }
 
     /// The item's node, kNone for an item that is not filed.
@@ -48,17 +52,16 @@ class CPtrTree {
     /// filed. Looks at all items: matching works on nodes.
     std::vector<uint32_t> FindEquals(uint32_t item) const;
 
-    /// For an equality that is a range: visits the item's own node, then every other node that compares
-    /// equal, as CSortTree::VisitRange does. False when the comparator reported an error.
+    /// For an equality that is a range: visits a value's own node, then every other node that compares equal, as
+    /// CSortTree::VisitRange does. False when the comparator reported an error.
     template <typename Compare, typename Visit>
-    bool VisitEqualsInRange(uint32_t item, Compare&& compare, Visit&& visit) const {
-        const uint32_t own = NodeOf(item);
+    bool VisitEqualsInRange(uint32_t own, Compare&& compare, Visit&& visit) const {
         if (own == kNone || !visit(own)) return true;
         return m_tree.VisitRange(compare, [&](uint32_t node) { return node == own || visit(node); });
     }
 
     /// Takes an item out; one that is not filed is ignored. A node that held nothing else goes with it. Nothing
-    /// may be owed, and from then on nothing is filed by InsertKnown.
+    /// may be owed, and from then on nothing is filed by FileKnown.
     void Remove(uint32_t item);
 
     std::vector<uint32_t> NodesInOrder() const { return m_tree.InOrder(); }
@@ -66,7 +69,7 @@ class CPtrTree {
     const TTreeStatistics& Statistics() const { return m_tree.Statistics(); }
 
   private:
-    void Append(uint32_t node, uint32_t item);
+    void Append(uint32_t node, uint32_t item) noexcept;
 
     CSortTree m_tree;
     std::vector<uint32_t> m_nodes;   // by item

@@ -8,8 +8,7 @@ constexpr int kSmallestRebuilt = 8;
 constexpr double kLowestAverage = 85.0;
 }  // namespace
 
-bool CSortTree::WantsRebuild() {
-    TTreeStatistics& s = m_statistics;
+bool CSortTree::WantsRebuild(TTreeStatistics& s) {
     if (s.nComparesLast < 1 || s.nNodes < kSmallestRebuilt) return false;
     s.fLastEfficiency = std::log2(s.nNodes) * 100.0 / s.nComparesLast;
     s.fEfficiencySum += s.fLastEfficiency;
@@ -18,16 +17,20 @@ bool CSortTree::WantsRebuild() {
     return s.fEfficiencyAvg < kLowestAverage;
 }
 
-void CSortTree::Rebuild() {
-    Balance();
-    TTreeStatistics& s = m_statistics;
+void CSortTree::CountRebuild(TTreeStatistics& s) const {
     s.nNodes = static_cast<int>(m_order.Size());
     ++s.nRebuilds;
     s.fLastEfficiency = s.fEfficiencySum = s.fEfficiencyAvg = 100.0;
     s.nMeasured = 1;
 }
 
-// Puts the nodes made since the last rebuild between those that were there.
+void CSortTree::CountInsertion(TTreeStatistics& s) {
+    ++s.nItems;
+    s.nComparesTotal += s.nComparesLast;
+}
+
+// Puts the nodes made since the last rebuild between those that were there. Nothing is touched before all
+// memory is at hand.
 void CSortTree::Balance() {
     std::sort(m_hanging.begin(), m_hanging.end(),
               [](const Hanging& a, const Hanging& b) { return a.rank < b.rank; });
@@ -62,24 +65,17 @@ void CSortTree::AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const {
     }
 }
 
-uint32_t CSortTree::NewNode() {
-    m_links.emplace_back();
-    return m_nodeLimit++;
-}
-
-void CSortTree::Hang(uint32_t node, const Parent& parent, size_t rank) {
-    if (parent.balanced) m_hanging.push_back({rank, node, parent.node});
+void CSortTree::Take(const TPlace& place) noexcept {
+    m_statistics = place.statistics;
+    if (!place.isNew) return;
+    if (Owe(place.node)) m_links.emplace_back();
+    const Parent& parent = place.parent;
+    if (parent.balanced) m_hanging.push_back({place.rank, place.node, parent.node});
     if (parent.node == kNone) {
-        m_firstRoot = node;
+        m_firstRoot = place.node;
     } else {
-        (parent.right ? m_links[parent.node].right : m_links[parent.node].left) = node;
+        (parent.right ? m_links[parent.node].right : m_links[parent.node].left) = place.node;
     }
-    ++m_statistics.nNodes;
-}
-
-void CSortTree::CountInsertion() {
-    ++m_statistics.nItems;
-    m_statistics.nComparesTotal += m_statistics.nComparesLast;
 }
 
 std::vector<uint32_t> CSortTree::InOrder() const {
@@ -98,5 +94,5 @@ void CSortTree::Erase(uint32_t node) {
     size_t rank = 0;
     while (m_order[rank] != node) ++rank;
     m_order.Erase(rank);
-    Rebuild();
+    CountRebuild(m_statistics);
 }

@@ -22,6 +22,7 @@
 
 #include "dupsearch/CGapArray.h"
 #include "dupsearch/CHashIndex.h"
+#include "dupsearch/room.h"
 
 struct TTreeStatistics {
     int nNodes = 0;          // distinct values
@@ -39,32 +40,46 @@ struct TTreeStatistics {
 
 class CSortTree {
   public:
-    struct Placed {
-        uint32_t node;  // kNone: the comparator reported an error, nothing was placed
-        bool isNew;
+    struct Parent {
+        uint32_t node = kNone;
+        bool right = false;
+        bool balanced = true;
+    };
+    /// Where a value belongs, and what its insertion makes of the counters.
+    struct TPlace {
+        uint32_t node = kNone;  // NodeLimit() for one that is to be made; kNone: the comparator failed
+        bool isNew = false;
+        Parent parent;  // of a new node, the rank of its place among the balanced ones too
+        size_t rank = 0;
+        TTreeStatistics statistics;
     };
 
-    /// The node that the value belongs to, made when there is none. Nothing may be owed.
+    /// Finds the place of a value. Nothing may be owed. The tree stays as it is, but for its shape where the
+    /// next insertion rebuilds it in any case; there is room for Take then.
     template <typename Compare>
-    Placed Place(Compare&& compare) {
-        return GoDown(compare, kNone);
+    TPlace Find(Compare&& compare) {
+        return GoDown(compare, m_nodeLimit);
     }
+    /// Inserts a value where Find has found its place, with nothing inserted since.
+    void Take(const TPlace& place) noexcept;
 
     /// A value belongs to this node, made for NodeLimit(); the way down is owed. True when it was made.
-    bool Owe(uint32_t node) {
+    bool Owe(uint32_t node) noexcept {
         if (node < m_nodeLimit) return false;
         ++m_nodeLimit;
         return true;
     }
-    /// Makes up for all that is owed: the nodes in the order in which Owe was told of them, kNone among them
-    /// standing for nothing. compare: int(node, node), which cannot fail and is 0 for no two nodes.
+    /// Makes up for what is owed: the nodes in the order in which Owe was told of them, kNone among them
+    /// standing for nothing, from the one on of which `settled` tells, which is counted up. compare:
+    /// int(node, node), which is 0 for no two nodes.
     template <typename CompareNodes>
-    void Settle(std::span<const uint32_t> nodes, CompareNodes&& compare) {
+    void Settle(std::span<const uint32_t> nodes, size_t& settled, CompareNodes&& compare) {
         m_links.resize(m_nodeLimit);
-        for (const uint32_t owed : nodes) {
+        for (; settled < nodes.size(); ++settled) {
+            const uint32_t owed = nodes[settled];
             if (owed == kNone) continue;
             const auto order = [&](uint32_t node, bool&) { return node == owed ? 0 : compare(owed, node); };
-            GoDown(order, owed);
+            Take(GoDown(order, owed));
         }
     }
 
@@ -117,11 +132,6 @@ class CSortTree {
         size_t hi;
         uint32_t hanging;
     };
-    struct Parent {
-        uint32_t node = kNone;
-        bool right = false;
-        bool balanced = true;
-    };
     /// Nodes made since the last rebuild, below an end of the balanced tree: between its nodes rank - 1 and
     /// rank.
     struct Hanging {
@@ -136,30 +146,39 @@ class CSortTree {
         int order;
     };
 
-    /// `known`: the node at the end of the way, where its value is one that Owe has seen.
+    /// `made`: the node to be made at the end of the way.
     template <typename Compare>
-    Placed GoDown(Compare&& compare, uint32_t known) {
-        if (WantsRebuild()) Rebuild();
-        m_statistics.nComparesLast = 0;
+    TPlace GoDown(Compare&& compare, uint32_t made) {
+        TPlace place;
+        TTreeStatistics& s = place.statistics = m_statistics;
+        if (WantsRebuild(s)) {
+            Balance();
+            CountRebuild(s);
+        }
+        s.nComparesLast = 0;
         Branch at = Root();
-        Parent parent;
         while (!IsEnd(at)) {
             const uint32_t node = NodeAt(at);
             bool error = false;
-            ++m_statistics.nComparesLast;
+            ++s.nComparesLast;
             const int order = compare(node, error);
-            if (error) return {kNone, false};
+            if (error) return place;
             if (order == 0) {
-                CountInsertion();
-                return {node, false};
+                place.node = node;
+                CountInsertion(s);
+                return place;
             }
-            parent = {node, order > 0, at.lo < at.hi};
+            place.parent = {node, order > 0, at.lo < at.hi};
             at = order < 0 ? Left(at, node) : Right(at, node);
         }
-        const uint32_t node = known == kNone ? NewNode() : known;
-        Hang(node, parent, at.lo);
-        CountInsertion();
-        return {node, true};
+        place.node = made;
+        place.isNew = true;
+        place.rank = at.lo;
+        CountInsertion(s);
+        ++s.nNodes;
+        MakeRoom(m_links, m_links.size() + 1);
+        MakeRoom(m_hanging, m_hanging.size() + 1);
+        return place;
     }
 
     Branch Root() const { return {0, m_order.Size(), m_order.Size() == 0 ? m_firstRoot : kNone}; }
@@ -175,13 +194,11 @@ class CSortTree {
         return at.lo < at.hi ? Branch{Middle(at) + 1, at.hi, hanging} : Branch{at.lo, at.lo, hanging};
     }
 
-    bool WantsRebuild();
-    void Rebuild();
+    static bool WantsRebuild(TTreeStatistics& s);
+    void CountRebuild(TTreeStatistics& s) const;
+    static void CountInsertion(TTreeStatistics& s);
     void Balance();
     void AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const;
-    uint32_t NewNode();
-    void Hang(uint32_t node, const Parent& parent, size_t rank);
-    void CountInsertion();
 
     CGapArray<uint32_t> m_order;
     uint32_t m_nodeLimit = 0;

@@ -10,11 +10,16 @@ uint64_t CTuples::Hash(Tuple tuple) {
 }
 
 uint32_t CTuples::FindOrAdd(Tuple tuple) {
-    const uint32_t number = m_index.FindOrEnter(
-        Hash(tuple), Count(), [&](uint32_t known) { return std::ranges::equal((*this)[known], tuple); });
-    if (number == Count()) {
-        m_words.insert(m_words.end(), tuple.begin(), tuple.end());
-        m_ends.push_back(static_cast<uint32_t>(m_words.size()));
-    }
+    const uint64_t hash = Hash(tuple);
+    const uint32_t known =
+        m_index.Find(hash, [&](uint32_t number) { return std::ranges::equal((*this)[number], tuple); });
+    if (known != kNone) return known;
+    const uint32_t number = Count();
+    MakeRoom(m_words, m_words.size() + tuple.size());
+    MakeRoom(m_ends, m_ends.size() + 1);
+    m_index.MakeRoomFor(number);
+    m_words.insert(m_words.end(), tuple.begin(), tuple.end());
+    m_ends.push_back(static_cast<uint32_t>(m_words.size()));
+    m_index.Enter(hash, number);
     return number;
 }

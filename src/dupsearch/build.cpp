@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "compare/CThreadLocale.h"
 #include "dupsearch/CDuplicateSearch.h"
 #include "dupsearch/original_compare.h"
 #include "log/CLog.h"
@@ -85,6 +86,7 @@ std::vector<uint32_t> CDuplicateSearch::RankOriginals(const std::vector<uint32_t
 }
 
 int CDuplicateSearch::Build() {
+    const CThreadLocale locale(m_locale);
     TGroups groups;
     std::vector<TBuildChange> changes;
     COldGroups old(m_groups, m_items.Count());
@@ -94,15 +96,19 @@ int CDuplicateSearch::Build() {
         std::vector<uint32_t> nBuildIndex(m_items.Count(), kNone);
         for (uint32_t i = 0; i < ranked.size(); ++i) nBuildIndex[ranked[i]] = i;
         std::vector<bool> grouped(m_items.Count());
+        // By profile: items that are in no group yet.
+        const CProfiles& profiles = m_matching->Profiles();
+        std::vector<uint32_t> left(profiles.Count());
+        for (uint32_t item = 0; item < m_items.Count(); ++item) ++left[profiles.Of(item)];
         for (const uint32_t item : ranked) {
             if (grouped[item]) continue;
             Group group{item};
-            bool isKey = false;
-            equals.VisitEquals(item, [&](uint32_t equal) {
-                isKey = true;
-                if (!grouped[equal]) group.push_back(equal);
-            });
-            if (!isKey) {
+            equals.VisitEquals(
+                item, [&](uint32_t profile) { return left[profile] != 0; },
+                [&](uint32_t equal) {
+                    if (!grouped[equal]) group.push_back(equal);
+                });
+            if (!equals.IsKey(item)) {
                 g_Log.Error(kTag, "ASSERT(line=%d)\n", kMissingFromMapLine);
                 continue;
             }
@@ -110,7 +116,10 @@ int CDuplicateSearch::Build() {
                       [&](uint32_t a, uint32_t b) { return IsRankedBefore(nBuildIndex, a, b); });
             if (group[0] != item) g_Log.Error(kTag, "first element is not original!\n");
             if (group.size() < 2) continue;
-            for (const uint32_t member : group) grouped[member] = true;
+            for (const uint32_t member : group) {
+                grouped[member] = true;
+                --left[profiles.Of(member)];
+            }
             old.Change(group, changes);
             groups.push_back(std::move(group));
         }

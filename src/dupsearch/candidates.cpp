@@ -18,14 +18,14 @@ uint64_t BitOf(size_t property) {
 
 /// Whether matching this item can write a line.
 bool CMatching::IsTroubled() const {
-    if (m_bUnfiled) return true;
-    return std::ranges::any_of(m_ranges,
-                               [this](size_t p) { return IsFiled(p) && !m_compareData[p]->HasOnlyTimes(); });
+    if (m_bWritesLines) return true;
+    if (std::ranges::find(m_states, CProfiles::kUnfiled) != m_states.end()) return true;
+    return std::ranges::any_of(m_ranges, [this](size_t p) { return IsFiled(p) && !HasOnlyTimes(p); });
 }
 
 void CMatching::FindCandidates() {
     ++m_round;
-    if (IsTroubled()) {
+    if (m_bAlone) {
         m_candidates.resize(m_profiles.Count());
         std::iota(m_candidates.begin(), m_candidates.end(), 0u);
     } else if (m_nCompareAlgorithm == saIdentical) {
@@ -59,7 +59,7 @@ void CMatching::CollectEquals(size_t property, uint64_t withoutFilled) {
     if (!IsFiled(property)) {
         Collect(property, CProfiles::kEmpty, withoutFilled);
     } else if (m_compareData[property]->IsRange()) {
-        m_compareData[property]->FindEqualsInRange(m_item->nIndex, [&](uint32_t node) {
+        FindEqualsInRange(property, [&](uint32_t node) {
             Collect(property, node, withoutFilled);
             return true;
         });
@@ -74,7 +74,7 @@ void CMatching::CollectEquals(size_t property, uint64_t withoutFilled) {
 void CMatching::FindCandidatesIdentical() {
     // The first group in which a value is filled decides, or an earlier one says no.
     int deciding = INT_MAX;
-    for (size_t p = 0; p < m_states.size(); ++p) {
+    for (size_t p = 0; p < Properties(); ++p) {
         if (IsFiled(p)) deciding = std::min(deciding, m_bGrouped ? m_compareData[p]->Definition().nGroup : 0);
     }
     if (deciding == INT_MAX) return;
@@ -83,7 +83,7 @@ void CMatching::FindCandidatesIdentical() {
     uint32_t fewest = kUncounted;
     std::vector<size_t> ranges;
     // One is few enough to look no further.
-    for (size_t p = 0; p < m_states.size() && fewest > 1; ++p) {
+    for (size_t p = 0; p < Properties() && fewest > 1; ++p) {
         if (m_bGrouped && m_compareData[p]->Definition().nGroup > deciding) continue;
         if (const uint32_t count = CountAt(p); count < fewest) {
             if (count == 0) return;  // nobody shares it
@@ -96,7 +96,7 @@ void CMatching::FindCandidatesIdentical() {
     // A range is worth its search only while it holds fewer.
     for (const size_t p : ranges) {
         uint32_t count = 0;
-        m_compareData[p]->FindEqualsInRange(m_item->nIndex, [&](uint32_t node) {
+        FindEqualsInRange(p, [&](uint32_t node) {
             count += m_profiles.CountAt(p, node);
             return count < fewest;
         });
@@ -122,7 +122,7 @@ void CMatching::FindCandidatesSimilar() {
     for (int group = 0; group < (m_bGrouped ? m_nGroups : 1); ++group) {
         std::vector<Shared>& values = m_shared;
         values.clear();
-        for (size_t p = 0; p < m_states.size(); ++p) {
+        for (size_t p = 0; p < Properties(); ++p) {
             if (IsFiled(p) && IsInGroup(p, m_bGrouped ? group : -1)) values.push_back({CountAt(p), p});
         }
         std::sort(values.begin(), values.end(),

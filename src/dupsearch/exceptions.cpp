@@ -1,5 +1,7 @@
 #include "dupsearch/exceptions.h"
 
+#include <algorithm>
+
 #include "compare/value_compare.h"
 #include "dupsearch/text.h"
 #include "log/CLog.h"
@@ -97,8 +99,10 @@ void NeedJrnlSubject(TPreparation& p, IMessage* item) {
 
 struct Pair {
     const TPreparation& p;
-    const TItem& a;
-    const TItem& b;
+    const TRuleItem& sideA;
+    const TRuleItem& sideB;
+    const TItem& a = sideA.item;
+    const TItem& b = sideB.item;
 };
 
 /// The value, or null when it is missing, an error or an empty text.
@@ -159,17 +163,18 @@ bool IsCompany(const TPreparation& p, const TItem& item) {
 
 /// Filled on both sides and equal, as the search compares this name.
 bool IsNameEqual(const Pair& pair, ULONG tag) {
-    const CPtrTree& tree = pair.p.FindCompared(tag)->Tree();
-    const uint32_t node = tree.NodeOf(pair.a.nIndex);
-    return node != kNone && node == tree.NodeOf(pair.b.nIndex);
+    const CCmpData& data = *pair.p.FindCompared(tag);
+    const uint32_t node = pair.sideA.NodeIn(data);
+    return node != kNone && node == pair.sideB.NodeIn(data);
 }
 
 /// A derived property of which one sub-value of these kinds is equal on both sides.
 bool SharesSubValue(const Pair& pair, int id, uint32_t kinds) {
-    const CMultiPtrTree& tree = pair.p.FindComparedDerived(id)->MultiTree();
+    const CCmpData& data = *pair.p.FindComparedDerived(id);
+    const auto mine = pair.sideA.NodesIn(data);
     bool found;
-    return tree.Exists(pair.a.nIndex, kinds) &&
-           tree.FindEquals(pair.a.nIndex, pair.b.nIndex, kinds, kinds, &found);
+    return CMultiPtrTree::Exists(mine, kinds) &&
+           CMultiPtrTree::FindEquals(mine, pair.sideB.NodesIn(data), kinds, kinds, &found);
 }
 
 bool SharesAddress(const Pair& pair) {
@@ -216,6 +221,79 @@ bool JrnlSubjectEmptyOnBothSides(const Pair& pair) {
     return empty && !AreDurationsEqual(pair, pair.p.tagJrnlDuration);
 }
 
+// ---- What of an item a decision depends on
+// -------------------------------------------------------------------------------------------------------------
+
+using Facts = std::vector<uint32_t>;
+
+void AddPresence(const TItem& item, ULONG tag, Facts& facts) {
+    facts.push_back(!IsEmpty(item, tag));
+}
+
+/// A number or a time.
+void AddNumber(const SPropValue* value, Facts& facts) {
+    facts.push_back(value != nullptr);
+    if (!value) return;
+    const bool isTime = PROP_TYPE(value->ulPropTag) == PT_SYSTIME;
+    facts.push_back(isTime ? value->Value.ft.dwLowDateTime : value->Value.ul);
+    facts.push_back(isTime ? value->Value.ft.dwHighDateTime : 0);
+}
+
+void AddTexts(const SPropValue* value, Facts& facts) {
+    const ULONG count =
+        value && PROP_TYPE(value->ulPropTag) == PT_MV_UNICODE ? value->Value.MVszW.cValues : 0;
+    facts.push_back(count);
+    for (ULONG i = 0; i < count; ++i) {
+        for (const wchar_t* text = value->Value.MVszW.lppszW[i]; text && *text; ++text)
+            facts.push_back(*text);
+        facts.push_back(0);
+    }
+}
+
+void ReadApntSubject(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+    AddPresence(side.item, PR_SUBJECT_W, facts);
+    AddNumber(Filled(side.item, p.tagApntDuration), facts);
+}
+
+void ReadCompanyContact(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+    const SPropValue* company = FilledDerived(p, side.item, propexCompanyContact);
+    facts.push_back(!company ? 2 : company->Value.b != 0);
+}
+
+void ReadNames(const TPreparation&, const TRuleItem& side, Facts& facts) {
+    AddPresence(side.item, PR_GIVEN_NAME_W, facts);
+    AddPresence(side.item, PR_SURNAME_W, facts);
+}
+
+// Names, e-mails and addresses that are compared are told by their nodes.
+void ReadFirstLast(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+    if (!ComparesNamesEmailsAndPhones(p)) return;
+    ReadNames(p, side, facts);
+    ReadCompanyContact(p, side, facts);
+    AddNumber(Filled(side.item, PR_BIRTHDAY), facts);
+    for (const auto& filed : side.NodesIn(*p.FindComparedDerived(propexAnyPhone))) {
+        if ((filed.mask & kPersonalPhones) != 0) facts.push_back(filed.node);
+    }
+    facts.push_back(kNone);
+    if (!p.FindComparedDerived(propexAnyAddress))
+        AddTexts(FilledDerived(p, side.item, propexAnyAddress), facts);
+}
+
+void ReadSubject(const TPreparation&, const TRuleItem& side, Facts& facts) {
+    AddPresence(side.item, PR_SUBJECT_W, facts);
+}
+
+void ReadTaskDates(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+    AddPresence(side.item, p.tagTaskStartDate, facts);
+    AddPresence(side.item, p.tagTaskDueDate, facts);
+}
+
+// The duration of an item with a subject is not asked for.
+void ReadJrnlSubject(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+    AddPresence(side.item, PR_SUBJECT_W, facts);
+    if (IsEmpty(side.item, PR_SUBJECT_W)) AddNumber(Filled(side.item, p.tagJrnlDuration), facts);
+}
+
 // ---- The rules
 // --------------------------------------------------------------------------------------------------
 
@@ -224,32 +302,34 @@ struct Rule {
     const char* shortName;
     const char* longName;
     void (*need)(TPreparation& p, IMessage* item);
+    void (*read)(const TPreparation& p, const TRuleItem& item, Facts& facts);
     bool (*exempts)(const Pair& pair);
 };
 
 constexpr Rule kRules[] = {
     {cleApntSubject, "cleApntSubject", "cleApntSubject (if_SubjectEmptyAtLeastOneSide_then_CompareDuration)",
-     NeedApntSubject, ApntSubject},
+     NeedApntSubject, ReadApntSubject, ApntSubject},
     {cleContCompanyContact, "cleContCompanyContact",
-     "cleContCompanyContact (CompanyContact_notequal_PersonalContact)", NeedCompanyContact, CompanyContact},
+     "cleContCompanyContact (CompanyContact_notequal_PersonalContact)", NeedCompanyContact,
+     ReadCompanyContact, CompanyContact},
     {cleContFirstLastOnDiffSides, "cleContFirstLastOnDiffSides", "cleContFirstLastOnDiffSides", NeedNames,
-     FirstLastOnDiffSides},
+     ReadNames, FirstLastOnDiffSides},
     {cleContFirstLast, "cleContFirstLast",
      "cleContFirstLast "
      "(FirstOrLastEqual_or_PersonalAndEmpty_then_FindAtLeastOneEqual_from_AnyEmail_or_AnyAddress_or_"
      "AnyPersonalPhone_or_Birthday)",
-     NeedFirstLast, FirstLast},
+     NeedFirstLast, ReadFirstLast, FirstLast},
     {cleTaskSubjectEmptyOnOneSide, "cleTaskSubjectEmptyOnOneSide", "cleTaskSubjectEmptyOnOneSide",
-     NeedSubject, SubjectEmptyOnOneSide},
+     NeedSubject, ReadSubject, SubjectEmptyOnOneSide},
     {cleTaskStartAndDueOnDiffSides, "cleTaskStartAndDueOnDiffSides", "cleTaskStartAndDueOnDiffSides",
-     NeedTaskDates, TaskStartAndDueOnDiffSides},
+     NeedTaskDates, ReadTaskDates, TaskStartAndDueOnDiffSides},
     {cleMailSubjectEmptyOnOneSide, "cleMailSubjectEmptyOnOneSide", "cleMailSubjectEmptyOnOneSide",
-     NeedSubject, SubjectEmptyOnOneSide},
+     NeedSubject, ReadSubject, SubjectEmptyOnOneSide},
     {cleJrnlSubjectEmptyOnOneSide, "cleJrnlSubjectEmptyOnOneSide", "cleJrnlSubjectEmptyOnOneSide",
-     NeedSubject, SubjectEmptyOnOneSide},
+     NeedSubject, ReadSubject, SubjectEmptyOnOneSide},
     {cleJrnlSubjectEmptyOnBothSides, "cleJrnlSubjectEmptyOnBothSides",
      "cleJrnlSubjectEmptyOnBothSides (SubjectEmptyOnBothSides_then_CompareDuration)", NeedJrnlSubject,
-     JrnlSubjectEmptyOnBothSides}};
+     ReadJrnlSubject, JrnlSubjectEmptyOnBothSides}};
 
 const Rule* FindRule(unsigned number) {
     for (const Rule& rule : kRules) {
@@ -279,17 +359,45 @@ void PrepareExceptions(IMessage* item, TPreparation& p) {
     }
 }
 
-bool IsExempt(const TPreparation& p, const CItems& items, uint32_t item, uint32_t equal) {
-    const Pair pair{p, items[item], items[equal]};
+uint32_t TRuleItem::NodeIn(const CCmpData& data) const {
+    if (filings.empty()) return data.Tree().NodeOf(item.nIndex);
+    const auto filing = std::ranges::find(filings, &data, &TFiling::data);
+    return filing == filings.end() || filing->empty ? kNone : filing->node;
+}
+
+std::vector<CMultiPtrTree::Filed> TRuleItem::NodesIn(const CCmpData& data) const {
+    std::vector<CMultiPtrTree::Filed> nodes;
+    const auto filing = std::ranges::find(filings, &data, &TFiling::data);
+    if (filings.empty()) {
+        const auto filed = data.MultiTree().NodesOf(item.nIndex);
+        nodes.assign(filed.begin(), filed.end());
+    } else if (filing != filings.end()) {
+        for (const TElement& element : filing->elements) {
+            if (element.node != kNone) nodes.push_back({element.node, element.mask});
+        }
+    }
+    return nodes;
+}
+
+void AppendRuleFacts(const TPreparation& p, const TRuleItem& item, Facts& facts) {
+    for (const unsigned number : p.rules) {
+        if (const Rule* rule = FindRule(number)) rule->read(p, item, facts);
+    }
+}
+
+bool IsExempt(const TPreparation& p, const TRuleItem& item, const TRuleItem& equal, bool logged) {
+    logged = logged && g_Log.IsExtra();
+    const Pair pair{p, item, equal};
     for (const unsigned number : p.rules) {
         const Rule* rule = FindRule(number);
         if (!rule) continue;
-        if (g_Log.IsExtra()) {
-            g_Log.Extra(L"\t\tCheckException( Item[%d], Item[%d], %s ):\n", static_cast<int>(item),
-                        static_cast<int>(equal), Widen(ExceptionName(number, true)).c_str());
+        if (logged) {
+            g_Log.Extra(L"\t\tCheckException( Item[%d], Item[%d], %s ):\n",
+                        static_cast<int>(item.item.nIndex), static_cast<int>(equal.item.nIndex),
+                        Widen(ExceptionName(number, true)).c_str());
         }
         const bool exempt = rule->exempts(pair);
-        if (g_Log.IsExtra()) g_Log.Extra(L"\t\t\tRESULT: %s\n", exempt ? L"EXCEPTION" : L"SKIP");
+        if (logged) g_Log.Extra(L"\t\t\tRESULT: %s\n", exempt ? L"EXCEPTION" : L"SKIP");
         if (exempt) return true;
     }
     return false;

@@ -3,6 +3,9 @@
 // All that can fail comes first; the trees are touched only once every value is at hand, so that a failed
 // addition leaves them as they were.
 
+#include <algorithm>
+
+#include "compare/CThreadLocale.h"
 #include "compare/value_compare.h"
 #include "dupsearch/CDuplicateSearch.h"
 #include "dupsearch/text.h"
@@ -57,41 +60,42 @@ HRESULT BuildDerived(unsigned id, IMessage* message, CKnownNames& names, TDerive
     return hr;
 }
 
-/// Takes an item that was not added out again, from wherever it got to.
-class CRemoveUnlessAdded {
+/// Takes the record of an item out again, unless it stays.
+class CRecord {
   public:
-    CRemoveUnlessAdded(CItems& items, std::unique_ptr<TPreparation>& preparation, const char* storeId)
-        : m_items(items), m_preparation(preparation), m_storeId(storeId), m_index(items.Count()) {}
-    CRemoveUnlessAdded(const CRemoveUnlessAdded&) = delete;
-    ~CRemoveUnlessAdded() {
-        if (m_added) return;
-        g_Log.Info(3, kTag, "Item(%s) removing from duplicate search\n", m_storeId);
-        if (m_preparation) {
-            for (const auto& data : m_preparation->compareData) data->Remove(m_index);
-        }
-        if (m_items.Count() > m_index) m_items.RemoveLast();
+    CRecord(CItems& items, const char* entryId) : m_items(items), item(items.Append(entryId)) {}
+    CRecord(const CRecord&) = delete;
+    ~CRecord() {
+        if (!m_stays) m_items.RemoveLast();
     }
-    void Added() { m_added = true; }
+    void Stay() noexcept { m_stays = true; }
 
   private:
     CItems& m_items;
-    std::unique_ptr<TPreparation>& m_preparation;
-    const char* const m_storeId;
-    const uint32_t m_index;
-    bool m_added = false;
+    bool m_stays = false;
+
+  public:
+    TItem& item;
 };
+
+/// Says that an item is not added, which is the result.
+int Refuse(const char* storeId) {
+    g_Log.Info(3, kTag, "Item(%s) removing from duplicate search\n", storeId);
+    return 0;
+}
 
 }  // namespace
 
 int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* found, unsigned nCallerRank) {
+    const CThreadLocale locale(m_locale);
     entryId = TextOf(entryId);
     storeId = TextOf(storeId);
     const bool first = m_items.Count() == 0;
-    CRemoveUnlessAdded removal(m_items, m_preparation, storeId);
     const char* cachedStoreId = nullptr;
     const ComPtr<IMessage> message = m_items.Open(entryId, storeId, kTag, &cachedStoreId);
-    if (!message) return 0;
-    TItem& item = m_items.Append(entryId);
+    if (!message) return Refuse(storeId);
+    CRecord record(m_items, entryId);
+    TItem& item = record.item;
     item.lpszStoreID = cachedStoreId;
     item.nCallerRank = nCallerRank;
     if (first) {
@@ -102,26 +106,31 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     }
     if (m_preparation->compareData.empty()) {
         g_Log.Error(kTag, "Number of props to compare = 0\n");
-        return 0;
+        return Refuse(storeId);
     }
     TAddedItem added{item, message.Get(), {}};
-    if (!ReadAndFile(added)) return 0;
-
-    FindDuplicates(item);
+    if (!Read(added)) return Refuse(storeId);
+    FindPlaces(added);
+    TAddition addition;
+    FindDuplicates(item, addition);
     m_items.Keep();
-    if (!m_equals.IsNone()) m_duplicates.Add(item.nIndex, m_equals);
-    m_matching->Append();
-    removal.Added();
-    if (found) *found = m_equals.IsNone() ? 0 : 1;
-    if (!NeedsODProps()) return 1;
-    if (!CountAtHand(item)) m_bAllCounted = false;
-    if (m_bAllCounted || m_equals.IsNone()) return 1;
-    if (item.nFilledProps == -1) CalcODProps(item, message.Get());
-    CalcODPropsOfEquals();
+    if (NeedsODProps()) {
+        addition.counted = CountAtHand(item);
+        if (addition.found && !(m_bAllCounted && addition.counted)) {
+            if (item.nFilledProps == -1) CalcODProps(item, message.Get());
+            CalcODPropsOfEquals(addition);
+        }
+    }
+    MakeRoomFor(addition);
+
+    Commit(item, addition);
+    record.Stay();
+    if (found) *found = addition.found ? 1 : 0;
     return 1;
 }
 
-bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
+/// Reads an item and evaluates what it has for each compared property.
+bool CDuplicateSearch::Read(TAddedItem& added) {
     if (g_Log.IsExtra()) {
         g_Log.Extra(L"Add Item[%d]:\n", static_cast<int>(added.item.nIndex));
         g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", Widen(added.item.EntryID).c_str());
@@ -136,7 +145,6 @@ bool CDuplicateSearch::ReadAndFile(TAddedItem& added) {
     for (const auto& data : m_preparation->compareData) {
         if (!Evaluate(added, *data)) return false;
     }
-    File(added);
     return true;
 }
 
@@ -194,13 +202,12 @@ bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
     return true;
 }
 
-CDuplicateSearch::TFiling& CDuplicateSearch::NextFiling(CCmpData& data, bool empty, THash hash) {
+TFiling& CDuplicateSearch::NextFiling(CCmpData& data, bool empty, THash hash) {
     TFiling& filing = m_filings[m_nFilings++];
+    filing = {};
     filing.data = &data;
     filing.empty = empty;
     filing.hash = hash;
-    filing.firstElement = m_elements.size();
-    filing.elements = 0;
     return filing;
 }
 
@@ -230,7 +237,6 @@ bool CDuplicateSearch::EvaluateStream(TAddedItem& added, CCmpData& data) {
         return false;
     }
     TFiling& filing = NextFiling(data, empty != 0, std::nullopt);
-    filing.value.reset();
     if (!empty) {
         ++m_starts;
         filing.head = CStreamHead(start);
@@ -261,27 +267,49 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
     TFiling& filing = NextFiling(data, empty != 0, hash);
     filing.value = value;
     if (data.IsMultiTree() && !empty && index >= 0) {
+        const size_t first = m_elements.size();
         data.AppendElements(added.item.derived[static_cast<size_t>(index)], m_elements);
-        filing.elements = m_elements.size() - filing.firstElement;
+        filing.nElements = m_elements.size() - first;
     }
     return true;
 }
 
-void CDuplicateSearch::File(const TAddedItem& added) {
+/// Finds where each value belongs. A value that cannot be placed is logged and stays unfiled.
+void CDuplicateSearch::FindPlaces(const TAddedItem& added) {
     const auto filings = std::span(m_filings).first(m_nFilings);
     for (const TFiling& filing : filings) filing.data->Prepare(filing.hash);
-    for (const TFiling& filing : filings) {
-        const TCompareContext context{filing.data->Definition(), m_items, added.item,
-                                      filing.value ? &*filing.value : nullptr, added.message};
-        if (filing.empty) {
-            filing.data->AddEmpty(added.item.nIndex);
-        } else if (!filing.value) {
-            filing.data->FileStream(context, filing.head, filing.hash);
-        } else if (filing.data->IsMultiTree()) {
-            filing.data->multitreeItems_Add(
-                context, std::span(m_elements).subspan(filing.firstElement, filing.elements));
-        } else {
-            filing.data->FileValue(context, filing.hash);
-        }
+    size_t element = 0;
+    for (TFiling& filing : filings) {
+        filing.elements = std::span(m_elements).subspan(element, filing.nElements);
+        element += filing.nElements;
+        filing.data->Find({filing.data->Definition(), m_items, added.item,
+                           filing.value ? &*filing.value : nullptr, added.message},
+                          filing);
     }
+}
+
+/// After this nothing is left that can fail.
+void CDuplicateSearch::MakeRoomFor(const TAddition& addition) {
+    m_matching->MakeRoomForItem();
+    m_duplicates.MakeRoomFor(addition.equals.size());
+    MakeRoom(m_factsUpTo, m_matching->Profiles().Count());
+    MakeRoom(m_factsFailed, m_factsFailed.size() + addition.failed.size());
+}
+
+void CDuplicateSearch::Commit(const TItem& item, const TAddition& addition) noexcept {
+    for (const TFiling& filing : std::span(m_filings).first(m_nFilings))
+        filing.data->File(item.nIndex, filing);
+    if (const uint32_t profile = m_matching->Profile(); profile != kNone) {
+        m_duplicates.AddTo(profile, addition.equals);
+    } else {
+        m_duplicates.AddProfile(addition.equals, m_matching->IsAlone());
+    }
+    if (!addition.walked.empty()) m_factsUpTo.resize(m_matching->Profiles().Count(), kNone);
+    for (const uint32_t i : addition.walked) m_factsUpTo[m_matching->Profiles().Of(i)] = i;
+    std::erase_if(m_factsFailed, [this](uint32_t i) { return m_items[i].nFilledProps != -1; });
+    for (const uint32_t i : addition.failed) {
+        if (std::ranges::find(m_factsFailed, i) == m_factsFailed.end()) m_factsFailed.push_back(i);
+    }
+    m_bAllCounted = m_bAllCounted && addition.counted;
+    m_matching->Append();
 }

@@ -48,10 +48,11 @@ bool CDuplicateSearch::CountAtHand(TItem& item) {
     };
     // A failed reading has a line in the log, for items that have equals.
     if (std::ranges::any_of(values, isFailure)) return false;
-    CountFilledProps(item, nullptr);
+    item.nFilledProps = CountFilledProps(item, nullptr);
     return true;
 }
 
+// The number of filled properties, which tells that the facts are known, comes last: the others may fail.
 bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
     ComPtr<IMessage> opened;
     if (!message && NeedsMessage(item)) {
@@ -59,7 +60,7 @@ bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
         if (!opened) return false;
         message = opened.Get();
     }
-    CountFilledProps(item, message);
+    const int nFilledProps = CountFilledProps(item, message);
     switch (m_original.nKind) {
         case okLargestItem:
             if (item.nMessageSize == -1) {
@@ -91,10 +92,11 @@ bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
         default:
             break;
     }
+    item.nFilledProps = nFilledProps;
     return true;
 }
 
-void CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
+int CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
     TPreparation& p = *m_preparation;
     ULONG* sizes = nullptr;
     if (m_original.nKind == okLargestValues) {
@@ -108,16 +110,16 @@ void CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
     } else if (p.plainTags.Count() != 0) {
         compare::CountProps(message, p.plainTags.Get(), &plain, sizes);
     }
-    item.nFilledProps = static_cast<int>(plain) +
-                        CountFilled(compare::CountStreamProps, message, p.streamTags, streamSizes) +
-                        CountFilled(compare::CountProps, message, p.originalPlainTags, nullptr) +
-                        CountFilled(compare::CountStreamProps, message, p.originalStreamTags, nullptr);
+    return static_cast<int>(plain) +
+           CountFilled(compare::CountStreamProps, message, p.streamTags, streamSizes) +
+           CountFilled(compare::CountProps, message, p.originalPlainTags, nullptr) +
+           CountFilled(compare::CountStreamProps, message, p.originalStreamTags, nullptr);
 }
 
 void CDuplicateSearch::CalcFieldValue(TItem& item, IMessage* message) {
     const TComparyProp& definition = m_preparation->definitions[m_nFieldIndex];
-    item.nHasFieldValue = 0;
     if (definition.ulPropTag == 0) {
+        item.nHasFieldValue = 0;
         g_Log.ErrorW(kTag, L"Cant use FieldValue original definition for Prop.Key=%s, reset to MostFilled\n",
                      KeyOf(definition));
         m_original.nKind = okMostFilled;

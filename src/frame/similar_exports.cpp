@@ -66,7 +66,9 @@ HSimilarSearch SimilarSearch_Create(IMAPISession* session, const char* storeEntr
 void SimilarSearch_Delete(HSimilarSearch handle) {
     g_Log.Extra(L"\n");
     Trace("SimilarSearch_Delete");
+    if (!handle) return;
     delete Search(handle);
+    g_Log.Extra(L"Similar Search Deleted\n");
 }
 
 unsigned int SimilarSearch_SetSearchByItem(HSimilarSearch handle, IMessage* contact,

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "compare/CThreadLocale.h"
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 #include "matrix/attachment_contents.h"
@@ -23,6 +24,7 @@ enum : unsigned { kPlain = 0, kStream = 1 };
 }  // namespace
 
 bool CCmpMatrix::Create(IMAPISession* session, const TComparyProps* props, unsigned option) {
+    const CThreadLocale locale(m_locale);
     if (!session || !props || props->n <= 0 || !props->lpProps) {
         g_Log.Error(kCreate, "Invalid Param(s)\n");
         return false;
@@ -41,6 +43,7 @@ bool CCmpMatrix::Create(IMAPISession* session, const TComparyProps* props, unsig
 }
 
 bool CCmpMatrix::Add(const char* entryId, const char* storeId) {
+    const CThreadLocale locale(m_locale);
     TRow row;
     row.entryId = OrEmpty(entryId);
     row.storeId = OrEmpty(storeId);
@@ -196,6 +199,7 @@ unsigned CCmpMatrix::GetMatrixValueLen(int row, int column) const {
 }
 
 void CCmpMatrix::BuildAttachMatrix() {
+    const CThreadLocale locale(m_locale);
     // Each item is opened once at most, and only when a content decides.
     struct TOpened {
         bool tried = false;

@@ -80,6 +80,7 @@ class CCmpMatrix {
     bool OpenRow(const char* routine, const TRow& row, ComPtr<IMessage>& item) const;
     const TCell* CellAt(const char* routine, int row, int column) const;
 
+    const LCID m_locale = GetThreadLocale();  // that texts are compared by
     unsigned m_nOption = 0;
     IMAPISession* m_pSession = nullptr;
     TColumns m_columns;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "compare/CThreadLocale.h"
 #include "log/CLog.h"
 
 namespace similar {
@@ -22,12 +23,10 @@ const char* ToAnsi(const wchar_t* text, char (&buffer)[N]) {
 
 }  // namespace
 
-CSimilarSearch::~CSimilarSearch() {
-    Reset();
-    g_Log.Extra(L"Similar Search Deleted\n");
-}
+CSimilarSearch::~CSimilarSearch() = default;
 
 void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, unsigned countMode) {
+    const CThreadLocale locale(m_locale);
     Reset();
     const std::wstring line(110, L'-');
     g_Log.Extra(L"%s\nNew Similar Search\n%s\n", line.c_str(), line.c_str());
@@ -63,20 +62,22 @@ void CSimilarSearch::Reset() {
 }
 
 bool CSimilarSearch::SetSearchByItem(IMessage* item, unsigned* filledCount) {
-    ++m_nSearchByPos;
-    m_pSearchByProps = nullptr;
+    const CThreadLocale locale(m_locale);
     *filledCount = 0;
     bool fromCache = false;
     TItemProps* props = CacheItem(item, &fromCache);
-    if (!props) return false;
-    CountFilledOtherPropsIf(props, item, verdictStrict);
-    *filledCount = FilledCount(*props);
+    if (props) {
+        CountFilledOtherPropsIf(props, item, verdictStrict);
+        *filledCount = FilledCount(*props);
+        LogItem(*props, m_nSearchByPos + 1, L'+', !fromCache);
+    }
+    ++m_nSearchByPos;
     m_pSearchByProps = props;
-    LogItem(*props, L'+', !fromCache);
-    return true;
+    return props != nullptr;
 }
 
 bool CSimilarSearch::AddToCache(IMessage* item) {
+    const CThreadLocale locale(m_locale);
     bool fromCache = false;
     const TItemProps* props = CacheItem(item, &fromCache);
     if (!props) {
@@ -88,6 +89,7 @@ bool CSimilarSearch::AddToCache(IMessage* item) {
 }
 
 bool CSimilarSearch::CheckItem(IMessage* item, TCheckResult* result) {
+    const CThreadLocale locale(m_locale);
     constexpr char kTag[] = "CSimilarSearch.CheckItem";
     *result = TCheckResult();
     ClearTexts();
@@ -106,6 +108,7 @@ bool CSimilarSearch::CheckItem(IMessage* item, TCheckResult* result) {
 }
 
 bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
+    const CThreadLocale locale(m_locale);
     constexpr char kTag[] = "CSimilarSearch.CheckItemFast";
     *result = TCheckResult();
     ClearTexts();
@@ -145,6 +148,7 @@ void CSimilarSearch::FinishCheck(TItemProps* props, IMessage* item, bool fresh, 
 }
 
 bool CSimilarSearch::RemoveFromCache(const char* entryId, bool force) {
+    const CThreadLocale locale(m_locale);
     const std::string_view key = entryId ? entryId : "";
     if (!force && m_pSearchByProps && m_pSearchByProps->entryId == key) {
         g_Log.Error("CSimilarSearch.RemoveFromCache", "Cant remove SearchByItem\n");
@@ -155,6 +159,7 @@ bool CSimilarSearch::RemoveFromCache(const char* entryId, bool force) {
 }
 
 void CSimilarSearch::LogSearchByPos() {
+    const CThreadLocale locale(m_locale);
     if (m_pSearchByProps)
         LogItem(*m_pSearchByProps, L'+', false);
     else

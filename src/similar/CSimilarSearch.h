@@ -2,12 +2,13 @@
 // The similar-contact search: how much do other contacts resemble the one that the user looks at?
 //
 // Owns its cache of contacts, its rule tables, and the address book and stores that it opens, each of them
-// once. The session is borrowed and outlives the search. Contacts handed in are only read. One search is used
-// by one thread at a time.
+// once. The session is borrowed and outlives the search. Contacts handed in are only read. Texts are compared by
+// the locale that the thread had at the construction. One search is used by one thread at a time.
 
 #include <map>
 #include <memory_resource>
 
+#include "compare/CPoolMemory.h"
 #include "compare/CTagArray.h"
 #include "similar/TCmpData.h"
 #include "similar/rules.h"
@@ -114,6 +115,8 @@ class CSimilarSearch {
     void LogGroups(const std::array<EGroup, 3>& enabled) const;
     void LogRuleTable(const TRuleTable& table) const;
     void LogItem(const TItemProps& item, wchar_t marker, bool fresh) const;
+    /// searchByPos: 0 for a contact that is not searched by.
+    void LogItem(const TItemProps& item, unsigned searchByPos, wchar_t marker, bool fresh) const;
     void LogFields(const TItemProps& item, const wchar_t* indent) const;
     void LogComparedFields(const TCmpData& data, const wchar_t* heading) const;
     void LogVerdict(const TCmpData& data, std::initializer_list<int> fields) const;
@@ -125,6 +128,7 @@ class CSimilarSearch {
     const std::vector<TRule>& Rules(ERuleTable table) const { return m_rules.data()[table].rules; }
     int FieldCount() const { return static_cast<int>(m_fields.size()); }
 
+    const LCID m_locale = GetThreadLocale();  // that texts are compared by
     IMAPISession* m_lpSession = nullptr;
     ComPtr<IAddrBook> m_lpAddrBook;
     bool m_addrBookTried = false;
@@ -139,7 +143,7 @@ class CSimilarSearch {
     // Contacts live long and their parts are small. A heap that searches its free blocks in a row, as some do,
     // would look at the gaps between those parts each time that the platform asks for a buffer; together in a
     // few large blocks they leave none.
-    std::pmr::unsynchronized_pool_resource m_memory;
+    CPoolMemory m_memory;
     TCache m_cache{&m_memory};
     TItemProps* m_pSearchByProps = nullptr;  // in the cache
     unsigned m_nSearchByPos = 0;

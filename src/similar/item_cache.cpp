@@ -80,9 +80,11 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
         *fromCache = true;
         return &cached->second;
     }
-    bool isSearchBy = Forget(info.entryId);
     MapiBuffer<SPropValue> values = ReadValues(item);
-    if (!values) return nullptr;
+    if (!values) {
+        Forget(info.entryId);
+        return nullptr;
+    }
 
     TCache read(&m_memory);  // aside until it is complete
     std::pmr::string key(info.entryId, &m_memory);
@@ -94,8 +96,9 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     compare::CountProps2(props.values.get(), props.valueCount, &props.filledCount, nullptr);
     props.PrepareTexts(m_fields, m_indexes, &m_scratch);
 
-    // While the platform read, the host may have been called, and have cached the contact by itself.
-    isSearchBy = Forget(props.entryId) || isSearchBy;
+    // From here on nothing can fail. An older version goes; or, since the host may have been called while the
+    // platform read, one that it has cached by itself.
+    const bool isSearchBy = Forget(props.entryId);
     TItemProps& kept = m_cache.insert(read.extract(read.begin())).position->second;
     if (isSearchBy) m_pSearchByProps = &kept;
     return &kept;

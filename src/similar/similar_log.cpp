@@ -97,6 +97,10 @@ void CSimilarSearch::LogRuleTable(const TRuleTable& table) const {
 }
 
 void CSimilarSearch::LogItem(const TItemProps& item, wchar_t marker, bool fresh) const {
+    LogItem(item, &item == m_pSearchByProps ? m_nSearchByPos : 0, marker, fresh);
+}
+
+void CSimilarSearch::LogItem(const TItemProps& item, unsigned searchByPos, wchar_t marker, bool fresh) const {
     if (!g_Log.IsExtra()) return;
     struct TDisplayName {
         const wchar_t* label;
@@ -110,13 +114,13 @@ void CSimilarSearch::LogItem(const TItemProps& item, wchar_t marker, bool fresh)
     const TDisplayName& display = *std::find_if(std::begin(choices), std::end(choices),
                                                 [](const TDisplayName& choice) { return *choice.name != 0; });
     const std::wstring entryId(item.entryId.begin(), item.entryId.end());
-    const bool isSearchBy = &item == m_pSearchByProps;
+    const bool isSearchBy = searchByPos != 0;
     if (isSearchBy) {
         g_Log.Extra(L"%s%s\n", kSearchByIndent, std::wstring(102, L'-').c_str());
         g_Log.Extra(
             L"    "
             L" %d.SearchByContact( %s%sDisplayName(%s) = \"%s\" )\n",
-            m_nSearchByPos, entryId.c_str(), L", ", display.label, display.name);
+            searchByPos, entryId.c_str(), L", ", display.label, display.name);
     } else {
         g_Log.Extra(
             L"        "

@@ -102,6 +102,34 @@ TEST(Recipients, SortByTypeThenNameThenEmail) {
     EXPECT_EQ(ties.Text(), L"(count=4) { {\"a\",\"\",1}, {\"B\",\"\",1}, {\"b\",\"\",1}, {\"x\",\"\",1} }");
 }
 
+// Equal recipients are told apart by their case: they end where a selection sort puts them.
+TEST(Recipients, ManySortAsASelectionSortDoes) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 300; ++round) {
+        const ULONG types[] = {MAPI_TO, MAPI_CC, 0xFFFFFFFF, round % 3 == 0 ? 0x7FFFFFFF : MAPI_BCC};
+        std::vector<Person> people(1 + random() % 60);
+        for (Person& p : people) {
+            p = {std::wstring(1, L"aAbBcC"[random() % 6]), std::wstring(1, L"xXy"[random() % 3]),
+                 types[random() % 4]};
+        }
+        List list(people);
+        const auto compare = [](Person& a, Person& b) {
+            return CompareRecipients({a.name.data(), a.email.data(), a.type},
+                                     {b.name.data(), b.email.data(), b.type});
+        };
+        const std::vector<Person> before = people;
+        for (size_t at = 0; at < people.size(); ++at) {
+            size_t smallest = at;
+            for (size_t i = at + 1; i < people.size(); ++i) {
+                if (compare(people[i], people[smallest]) < 0) smallest = i;
+            }
+            std::swap(people[at], people[smallest]);
+        }
+        ASSERT_EQ(NormalizeRecipients(list.Get()), people != before) << "round " << round;
+        ASSERT_EQ(list.People(), people) << "round " << round;
+    }
+}
+
 TEST(Recipients, ListsCompareAsListsOfPeople) {
     const struct {
         const char* what;

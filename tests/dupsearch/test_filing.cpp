@@ -131,7 +131,9 @@ TEST_P(FiledValues, AreWhereTheTreePutsThem) {
             SPropValue value = GetParam().make(random, keeper, i);
             values.push_back(value);
             TItem& item = items.Append("Item");
-            data.FileValue({definition, items, item, &value, nullptr}, data.HashOf(value));
+            TFiling filing{.data = &data, .value = value, .hash = data.HashOf(value)};
+            data.Find({definition, items, item, &value, nullptr}, filing);
+            data.File(item.nIndex, filing);
             slow.Insert(i, compare);
             if (seed % 3 == 0 && random() % 30 == 0) {
                 data.Remove(item.nIndex);
@@ -152,44 +154,39 @@ TEST_P(FiledValues, AreWhereTheTreePutsThem) {
 INSTANTIATE_TEST_SUITE_P(Kinds, FiledValues, testing::ValuesIn(kKinds),
                          [](const auto& tested) { return tested.param.name; });
 
+// ---- Streams and elements
+// ----------------------------------------------------------------------------------------------------
+
+class Filing : public SearchTest {};
+
 /// Hosts set the locale of their thread as they like, between additions too.
-TEST(FiledTexts, AreWhereTheTreePutsThemInWhateverLocale) {
+TEST_F(Filing, TextsAreWhereTheTreePutsThemUnderTheLocaleOfTheCreation) {
     const LCID before = GetThreadLocale();
     constexpr LCID kGerman = 0x0407, kSwedish = 0x041D;  // an a with dots is an a, and a letter behind z
     for (unsigned seed = 0; seed < 10; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random random(seed);
         ASSERT_TRUE(SetThreadLocale(kGerman));
-        TComparyProp definition{};
-        definition.ulPropTag = PR_SUBJECT_W;
-        CTextHash textHash;
-        CCmpData data(definition, false, textHash);
-        CItems items;
-        Keeper keeper;
+        CDuplicateSearch search;
+        Create(search, {Tagged(L"Subject", PR_SUBJECT_W)});
         SlowTree slow;
         std::vector<std::wstring> texts;
         for (int i = 0; i < 60; ++i) {
-            if (i >= 20) {
-                ASSERT_TRUE(SetThreadLocale(random() % 2 ? kGerman : kSwedish));
-            }
-            texts.push_back(Pieces(random, {L"a", L"\u00e4", L"\u00c4", L"y", L"\u00fc"}, 2));
-            SPropValue value = keeper.Text(texts.back());
-            TItem& item = items.Append("Item");
-            data.FileValue({definition, items, item, &value, nullptr}, data.HashOf(value));
+            texts.push_back(Pieces(random, {L"a", L"\u00e4", L"\u00c4", L"y", L"\u00fc", L"\u4e2d"}, 2));
             slow.Insert(i, [&](int a, int b, bool&) {
                 return lstrcmpiW(texts[static_cast<size_t>(a)].c_str(),
                                  texts[static_cast<size_t>(b)].c_str());
             });
+            const LCID ofCaller = random() % 2 ? kGerman : kSwedish;
+            ASSERT_TRUE(SetThreadLocale(ofCaller));
+            Add(search, Inbox().Item().Subject(texts.back()));
+            ASSERT_EQ(GetThreadLocale(), ofCaller) << "not put back";
+            ASSERT_TRUE(SetThreadLocale(kGerman));
         }
-        ExpectTwins(data, slow);
+        ExpectTwins(*search.Preparation()->compareData[0], slow);
     }
     SetThreadLocale(before);
 }
-
-// ---- Streams and elements
-// ----------------------------------------------------------------------------------------------------
-
-class Filing : public SearchTest {};
 
 /// Streams chunk by chunk, as their comparison reads them.
 int CompareChunks(const std::wstring& a, const std::wstring& b) {
@@ -242,10 +239,14 @@ TEST(HashIndex, FindsWhatWasEnteredAndAsksAboutNothingElse) {
             // Few different hashes, among them those of the bounds.
             const uint64_t key = random() % 2 == 0 ? random() % 2000 : uint64_t{0} - random() % 2000;
             uint32_t asked = kNone;
-            const uint32_t found = index.FindOrEnter(key, number, [&](uint32_t known) {
+            uint32_t found = index.Find(key, [&](uint32_t known) {
                 asked = known;
                 return entered.contains(key) && entered[key] == known;
             });
+            if (found == kNone) {
+                index.MakeRoomFor(found = number);
+                index.Enter(key, number);
+            }
             const bool wasEntered = asked == kNone || std::ranges::any_of(entered, [&](const auto& e) {
                                         return e.second == asked;
                                     });

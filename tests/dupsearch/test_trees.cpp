@@ -21,14 +21,14 @@ class TwinTrees {
     void Insert(int value) {
         const auto item = static_cast<uint32_t>(m_values.size());
         m_values.push_back(value);
-        const CPtrTree::Inserted inserted = m_tree.Insert(item, [&](uint32_t node, bool& error) {
+        const CSortTree::TPlace inserted = m_tree.Insert(item, [&](uint32_t node, bool& error) {
             return Compare(static_cast<int>(item), static_cast<int>(m_tree.FirstOf(node)), error);
         });
         const bool filed = m_slow.Insert(static_cast<int>(item), Comparator());
         ASSERT_EQ(inserted.node != kNone, filed) << "value " << value;
         if (filed) {
             const std::vector<uint32_t> equals = m_tree.FindEquals(item);
-            ASSERT_EQ(inserted.equal, equals.size() > 1);
+            ASSERT_EQ(inserted.isNew, equals.size() == 1);
             ASSERT_EQ(equals.back(), item) << "the newest item comes last among its equals";
         }
         Check();
@@ -64,7 +64,7 @@ class TwinTrees {
         };
         std::vector<int> found;
         m_tree.VisitEqualsInRange(
-            static_cast<uint32_t>(item),
+            m_tree.NodeOf(static_cast<uint32_t>(item)),
             [&](uint32_t node, bool& error) {
                 return within(item, static_cast<int>(m_tree.FirstOf(node)), error);
             },
@@ -182,15 +182,17 @@ TEST(MultiTree, FindsEqualsByKind) {
         std::vector<int> nodeValues;
         int insertions = 0;
         const auto file = [&](uint32_t item) {
+            tree.MakeRoomFor(item, items[item].size());
+            CSortTree shape = tree.Shape();
             for (const SubValue& sub : items[item]) {
-                const auto inserted = tree.Insert(item, sub.mask, [&](uint32_t node, bool& error) {
-                    error = false;
-                    return sub.value - nodeValues[node];
-                });
-                ASSERT_NE(inserted.node, kNone);
-                if (!inserted.equal) nodeValues.resize(tree.NodeLimit(), sub.value);
+                const auto place =
+                    shape.Find([&](uint32_t node, bool&) { return sub.value - nodeValues[node]; });
+                shape.Take(place);
+                tree.FileAt(item, sub.mask, place.node);
+                if (place.isNew) nodeValues.resize(shape.NodeLimit(), sub.value);
                 ++insertions;
             }
+            tree.SetShape(std::move(shape));
         };
         for (uint32_t item = 0; item < items.size(); ++item) {
             for (uint32_t kind = 0; kind < 19; ++kind) {
@@ -199,7 +201,7 @@ TEST(MultiTree, FindsEqualsByKind) {
             file(item);
             if (random() % 5 == 0) {
                 tree.Remove(item);
-                EXPECT_FALSE(tree.Exists(item, CMultiPtrTree::kAnyKind));
+                EXPECT_FALSE(CMultiPtrTree::Exists(tree.NodesOf(item), CMultiPtrTree::kAnyKind));
                 insertions -= static_cast<int>(items[item].size());
                 file(item);
             }
@@ -216,9 +218,11 @@ TEST(MultiTree, FindsEqualsByKind) {
                     }
                 }
                 bool found = false;
-                ASSERT_EQ(tree.FindEquals(a, b, mask1, mask2, &found), expected) << a << " and " << b;
+                const auto ofA = tree.NodesOf(a), ofB = tree.NodesOf(b);
+                ASSERT_EQ(CMultiPtrTree::FindEquals(ofA, ofB, mask1, mask2, &found), expected)
+                    << a << " and " << b;
                 ASSERT_EQ(found, !items[a].empty());
-                ASSERT_EQ(tree.Exists(a, mask1), exists);
+                ASSERT_EQ(CMultiPtrTree::Exists(ofA, mask1), exists);
             }
         }
     }

@@ -58,6 +58,22 @@ TEST_F(SimilarCache, ReadsEachVersionOfAContactOnce) {
     EXPECT_EQ(search.CheckFast(item.Id()), Verdict());
 }
 
+/// Texts are prepared when a contact is read, and compared in another call.
+TEST_F(SimilarCache, NamesAreTheSameInWhateverLocaleTheCallsAreMade) {
+    const LCID before = GetThreadLocale();
+    constexpr LCID kGerman = 0x0407, kSwedish = 0x041D;
+    // The last name in two spellings that compare equal: a character, and the letter and mark that it is.
+    const ComPtr<IMessage> one = Open(Add(L"First Name=\u00c4rla;Last Name=\ufb2a\u05dc"));
+    const ComPtr<IMessage> other = Open(Add(L"First Name=\u00c4rla;Last Name=\u05e9\u05c1\u05dc"));
+    SetThreadLocale(kGerman);
+    Search search(Session(), Store().Id());
+    search.SetSearchBy(one.Get());
+    SetThreadLocale(kSwedish);
+    EXPECT_EQ(search.Check(other.Get()), kSamePerson);
+    EXPECT_EQ(GetThreadLocale(), kSwedish) << "not put back";
+    SetThreadLocale(before);
+}
+
 TEST_F(SimilarCache, OpensStoresAndUncachedContactsOnce) {
     const TestItem one = Add(kPeter), two = Add(kPeter);
     Search search(Session(), Store().Id());

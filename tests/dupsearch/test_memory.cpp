@@ -1,0 +1,203 @@
+// Memory that runs out: every allocation of the library fails in turn, in calls of whole hosts. What leaves an
+// engine is std::bad_alloc; the engine is then as before the call, which the same call made again shows, and
+// nothing crashes or leaks.
+
+#include <cstdio>
+#include <functional>
+#include <new>
+
+#include "mailbox/Calls.h"
+#include "tests/dupsearch/search_fixture.h"
+
+namespace {
+
+/// Allocations left until one is refused; 0: none is.
+long g_left = 0;
+/// Whether all are refused from then on.
+bool g_exhausted = false;
+bool g_struck = false;
+
+/// The platform's own allocations do not count: while it carries out a call, nobody watches.
+bool IsRefused() {
+    if (g_left == 0 || !mailbox::g_watched) return false;
+    if (g_left > 1) {
+        --g_left;
+        return false;
+    }
+    g_struck = true;
+    if (!g_exhausted) g_left = 0;
+    return true;
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+    if (IsRefused()) throw std::bad_alloc();
+    void* const block = HeapAlloc(GetProcessHeap(), 0, size);
+    if (!block) throw std::bad_alloc();
+    return block;
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return IsRefused() ? nullptr : HeapAlloc(GetProcessHeap(), 0, size);
+}
+void operator delete(void* block) noexcept {
+    HeapFree(GetProcessHeap(), 0, block);
+}
+void operator delete(void* block, size_t) noexcept {
+    HeapFree(GetProcessHeap(), 0, block);
+}
+
+namespace {
+
+unsigned g_failures = 0;
+
+/// Makes a call with allocation 1, 2, 3 ... of it refused, until one comes through: alone, and with all that
+/// follow.
+void UntilItComesThrough(const std::function<void()>& call) {
+    for (long nth = 1;; ++nth) {
+        for (const bool exhausted : {false, true}) {
+            mailbox::calls::FailNth(1'000'000'000);  // calls are watched
+            g_struck = false;
+            g_exhausted = exhausted;
+            g_left = nth;
+            bool failed = false;
+            try {
+                call();
+            } catch (const std::bad_alloc&) {
+                failed = true;
+            }
+            g_left = 0;
+            mailbox::calls::Reset();
+            if (!failed) {
+                // Some do without the memory that was refused.
+                EXPECT_FALSE(g_struck && exhausted && nth == 1) << "nothing is allocated";
+                return;
+            }
+            ++g_failures;
+        }
+    }
+}
+
+class Memory : public SearchTest {
+  protected:
+    /// Mails and contacts in turn, with values and bodies that are shared by some.
+    std::vector<TestItem> Items() {
+        std::vector<TestItem> items;
+        for (int i = 0; i < 40; ++i) {
+            TestItem item = Inbox().Item();
+            item.Subject(L"Subject " + std::to_wstring(i % 7));
+            if (i % 3 != 0) item.Text(PR_GIVEN_NAME_W, L"Ann" + std::to_wstring(i % 2));
+            if (i % 4 != 0) item.Text(PR_SURNAME_W, i % 8 == 1 ? L"\u00c4rla" : L"Lee");
+            if (i % 5 == 0) item.Text(PR_COMPANY_NAME_W, L"Acme");
+            if (i % 2 == 0) item.Text(PR_HOME_TELEPHONE_NUMBER_W, L"555010" + std::to_wstring(i % 6));
+            if (i % 6 != 0) item.Text(PR_MOBILE_TELEPHONE_NUMBER_W, L"555010" + std::to_wstring(i % 5));
+            item.Named(kSetAddress, 0x8083, L"person" + std::to_wstring(i % 9) + L"@example.org");
+            item.Named(kSetAppointment, 0x820D, Utc(2024, 1, 1 + i % 4, i % 24));
+            item.Long(PR_IMPORTANCE, static_cast<ULONG>(i % 2));
+            item.To(L"Bob " + std::to_wstring(i % 3), L"bob@example.org");
+            if (i % 4 != 1) item.Body(std::wstring(i % 2 ? 30 : 400, L'x') + std::to_wstring(i % 4));
+            items.push_back(item);
+        }
+        return items;
+    }
+};
+
+struct TScenario {
+    const char* name;
+    std::vector<TComparyProp> definitions;
+    unsigned algorithm;
+    unsigned kind;
+    std::vector<unsigned> rules;
+};
+
+TEST_F(Memory, RunsOutInEachAdditionAndBuildWithoutATrace) {
+    const TScenario scenarios[] = {
+        {"contacts under the rules",
+         {Tagged(L"First", PR_GIVEN_NAME_W), Tagged(L"Last", PR_SURNAME_W), Derived(L"Email", propexAnyEmail),
+          Derived(L"Phone", propexAnyPhone, cmLast7Digits)},
+         saSimilar,
+         okMostFilled,
+         {cleContCompanyContact, cleContFirstLastOnDiffSides, cleContFirstLast}},
+        {"appointments",
+         {Tagged(L"Subject", PR_SUBJECT_W, cmApntAlldaylikeSubject),
+          Named(L"Start", kSetAppointment, 0x820D, PT_SYSTIME, cmApntApproxStart)},
+         saSimilar,
+         okApntRecurrence,
+         {cleApntSubject}},
+        {"mails with bodies and recipients",
+         {Tagged(L"Subject", PR_SUBJECT_W), Tagged(L"Body", PR_BODY_W, cmExact, 1),
+          Named(L"To", kPrivateSet, propexRecipients, PT_BINARY)},
+         saIdentical,
+         okLargestValues,
+         {}},
+        {"what has no hash",
+         {Tagged(L"Time", PR_CLIENT_SUBMIT_TIME, cmTimeWithinDay), Tagged(L"Account", PR_ACCOUNT_W),
+          Derived(L"Phone", propexAnyPhone, cmTimeWithinDay)},
+         saSimilar,
+         okCallerOrder,
+         {}},
+    };
+    const std::vector<TestItem> items = Items();
+    for (const TScenario& scenario : scenarios) {
+        for (const bool extra : {false, true}) {
+            SCOPED_TRACE(std::string(scenario.name) + (extra ? ", each pair logged" : ""));
+            CapturedLog log(1, extra);
+            CDuplicateSearch search, undisturbed;
+            Create(search, scenario.definitions, scenario.kind, scenario.rules, scenario.algorithm);
+            Create(undisturbed, scenario.definitions, scenario.kind, scenario.rules, scenario.algorithm);
+            for (const TestItem& item : items) {
+                const std::string id = item.Id(), storeId = Store().Id();
+                unsigned found = 7;
+                UntilItComesThrough(
+                    [&] { ASSERT_EQ(search.Add(id.c_str(), storeId.c_str(), &found, 0), 1); });
+                ASSERT_EQ(static_cast<int>(found), Add(undisturbed, item))
+                    << "item " << search.Items().Count() - 1;
+                if (search.Items().Count() % 16 == 0) {
+                    UntilItComesThrough([&] { search.Build(); });
+                    undisturbed.Build();
+                    ASSERT_EQ(Describe(search), Describe(undisturbed));
+                }
+            }
+            ASSERT_EQ(Describe(search), Describe(undisturbed));
+        }
+    }
+    RecordProperty("failures", static_cast<int>(g_failures));
+    std::printf("allocations refused in additions and builds: %u\n", g_failures);
+}
+
+TEST_F(Memory, RunsOutInEachCallOfTheSimilarSearchWithoutATrace) {
+    g_failures = 0;
+    const CapturedLog log;
+    const std::vector<TestItem> items = Items();
+    std::vector<ComPtr<IMessage>> contacts;
+    for (const TestItem& item : items) contacts.push_back(Open(item));
+    void* search = nullptr;
+    const std::string storeId = Store().Id();
+    IMAPISession* const session = Session();
+    UntilItComesThrough([&] { search = SimilarSearch_Create(session, storeId.c_str(), 1); });
+    void* const undisturbed = SimilarSearch_Create(session, storeId.c_str(), 1);
+    for (size_t i = 0; i < contacts.size(); ++i) {
+        unsigned filled[2] = {}, verdict[2] = {};
+        const wchar_t *text[2] = {}, *fields[2] = {};
+        IMessage* const contact = contacts[i].Get();
+        const auto both = [&](const std::function<void(void*, int)>& call) {
+            UntilItComesThrough([&] { call(search, 0); });
+            call(undisturbed, 1);
+        };
+        if (i % 10 == 0) {
+            both([&](void* s, int n) { SimilarSearch_SetSearchByItem(s, contact, &filled[n]); });
+        } else {
+            both([&](void* s, int n) {
+                SimilarSearch_CheckItemW(s, contact, &verdict[n], &filled[n], &text[n], &fields[n]);
+            });
+            ASSERT_STREQ(text[0], text[1]) << "contact " << i;
+        }
+        ASSERT_EQ(verdict[0], verdict[1]) << "contact " << i;
+        ASSERT_EQ(filled[0], filled[1]) << "contact " << i;
+    }
+    SimilarSearch_Delete(search);
+    SimilarSearch_Delete(undisturbed);
+    std::printf("allocations refused in the similar search: %u\n", g_failures);
+}
+
+}  // namespace
