@@ -106,7 +106,7 @@ TEST(Recipients, SortByTypeThenNameThenEmail) {
 TEST(Recipients, ManySortAsASelectionSortDoes) {
     std::mt19937 random(11);
     for (int round = 0; round < 300; ++round) {
-        const ULONG types[] = {MAPI_TO, MAPI_CC, 0xFFFFFFFF, round % 3 == 0 ? 0x7FFFFFFF : MAPI_BCC};
+        const ULONG types[] = {MAPI_TO, MAPI_CC, 0xFFFFFFFF, round % 3 == 0 ? 0x7FFFFFFFu : ULONG{MAPI_BCC}};
         std::vector<Person> people(1 + random() % 60);
         for (Person& p : people) {
             p = {std::wstring(1, L"aAbBcC"[random() % 6]), std::wstring(1, L"xXy"[random() % 3]),
