@@ -180,14 +180,14 @@ TEST_F(Memory, RunsOutInEachCallOfTheSimilarSearchWithoutATrace) {
         unsigned filled[2] = {}, verdict[2] = {};
         const wchar_t *text[2] = {}, *fields[2] = {};
         IMessage* const contact = contacts[i].Get();
-        const auto both = [&](const std::function<void(void*, int)>& call) {
+        const auto both = [&](const std::function<void(HSimilarSearch, int)>& call) {
             UntilItComesThrough([&] { call(search, 0); });
             call(undisturbed, 1);
         };
         if (i % 10 == 0) {
-            both([&](void* s, int n) { SimilarSearch_SetSearchByItem(s, contact, &filled[n]); });
+            both([&](HSimilarSearch s, int n) { SimilarSearch_SetSearchByItem(s, contact, &filled[n]); });
         } else {
-            both([&](void* s, int n) {
+            both([&](HSimilarSearch s, int n) {
                 SimilarSearch_CheckItemW(s, contact, &verdict[n], &filled[n], &text[n], &fields[n]);
             });
             ASSERT_STREQ(text[0], text[1]) << "contact " << i;
