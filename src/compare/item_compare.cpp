@@ -1,8 +1,10 @@
 // Counting the filled properties of items and comparing their streams.
 
 #include <cstring>
+#include <string_view>
 
 #include "compare/value_compare.h"
+#include "compare/value_hash.h"
 #include "log/PlatformCalls.h"
 #include "store/mapi_extra.h"
 #include "store/properties.h"
@@ -134,4 +136,25 @@ HRESULT compare::CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, 
             return calls.result;
         }
     }
+}
+
+// Block by block, as they are compared. A comparison ends where one of the streams does, and a block of the other
+// may be equal to none at all there: a stream with such a block equals some that are not equal to each other.
+THash compare::HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
+    const ULONG type = PROP_TYPE(tag);
+    StreamSide side;
+    if (side.Open(item, tag) != S_OK || side.Read() != S_OK || side.StartsEmpty(type)) return std::nullopt;
+    const THash none = texts.Hash(L"", cmExact);
+    uint64_t hash = 0;
+    while (side.count != 0) {
+        const THash block = type == PT_UNICODE
+                                ? texts.Hash(side.Wide(), cmExact)
+                                : THash(std::hash<std::string_view>()(
+                                      {reinterpret_cast<const char*>(side.bytes), side.count}));
+        if (!block || (type == PT_UNICODE && block == none)) return std::nullopt;
+        hash = (hash ^ *block) * 0x9E3779B97F4A7C15u;
+        hash ^= hash >> 29;
+        if (side.Read() != S_OK) return std::nullopt;
+    }
+    return hash;
 }

@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr char kCompareTag[] = "CDuplicateSearch.fnCompare";
+
 bool AreIdentical(const wchar_t* a, const wchar_t* b) {
     return a && b && scan::AreIdentical(a, b);
 }
@@ -77,14 +79,28 @@ int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
     long order = 0;
     if (m_definition->nInterface == 1) {
         int heads = 0;
-        CStreamHead::Compare(m_nodeHeads[node].head, m_nodeHeads[other].head, m_definition->ulPropTag,
-                             &heads);
+        if (!CStreamHead::Compare(m_nodeHeads[node].head, m_nodeHeads[other].head, m_definition->ulPropTag,
+                                  &heads))
+            return CompareWholes(node, other);
         order = heads;
     } else if (m_bMultiTree) {
         order = LPCWSTR_Compare(m_nodeSubValues[node].text, m_nodeSubValues[other].text, ValueMethod());
     } else {
         compare::ComparePropValues(&m_nodeValues[node], &m_nodeValues[other], &order, ValueMethod());
     }
+    return static_cast<int>(order);
+}
+
+/// Two streams of one head, known to differ; in order of their nodes where they cannot be read any more.
+int CCmpData::CompareWholes(uint32_t node, uint32_t other) const {
+    const auto open = [this](uint32_t n) {
+        return m_items->Open((*m_items)[m_tree.FirstOf(n)], kCompareTag);
+    };
+    const ComPtr<IMessage> a = open(node), b = open(other);
+    long order = 0;
+    bool bCmpWritten = false;
+    if (a && b) compare::CompareStreamProp(a.Get(), b.Get(), m_definition->ulPropTag, &order, &bCmpWritten);
+    if (!bCmpWritten || order == 0) return node < other ? -1 : 1;
     return static_cast<int>(order);
 }
 
@@ -154,9 +170,16 @@ void CCmpData::File(uint32_t item, const TFiling& filing) noexcept {
         m_tree.File(item, filing.place);
     }
     if (!filing.hash) m_bHashed = false;
-    if (filing.alike != kNone) m_nodeHeads[filing.alike].isShared = true;
     if (!filing.isNew) return;
-    if (filing.byHash) m_nodes.Enter(*filing.hash, filing.node);
+    if (filing.alike != kNone) {
+        TNodeHead& alike = m_nodeHeads[filing.alike];
+        if (filing.wholeOfAlike) m_wholes.Enter(*filing.wholeOfAlike, filing.alike);
+        if (filing.whole) m_wholes.Enter(*filing.whole, filing.node);
+        alike.inWholes = static_cast<bool>(filing.whole);
+        alike.isShared = true;
+    } else if (filing.byHash) {
+        m_nodes.Enter(*filing.hash, filing.node);
+    }
     if (filing.value) {
         Set(m_nodeValues, filing.node, *filing.value);
         if (m_hashedType != PT_SYSTIME) m_bOnlyTimes = false;
@@ -206,20 +229,47 @@ void CCmpData::FindValue(const TCompareContext& context, TFiling& filing) {
 
 // A head tells streams apart, and equal ones only where it is the whole of both. Where it does not tell, the
 // items' streams are compared.
-bool CCmpData::Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
-                     std::optional<TOutcome>& outcome) const {
-    const TNodeHead& other = m_nodeHeads[node];
-    if (other.isShared) return false;
-    int order;
-    if (CStreamHead::Compare(head, other.head, m_definition->ulPropTag, &order)) return order == 0;
-    outcome.emplace();
-    outcome->order = fnCompareStream(context, m_tree.FirstOf(node), outcome->error);
-    return outcome->order == 0 && !outcome->error;
+CCmpData::TOutcome CCmpData::CompareStreams(const TCompareContext& context, const CStreamHead& head,
+                                            uint32_t node) const {
+    TOutcome outcome{node};
+    if (!CStreamHead::Compare(head, m_nodeHeads[node].head, m_definition->ulPropTag, &outcome.order))
+        outcome.order = fnCompareStream(context, m_tree.FirstOf(node), outcome.error);
+    return outcome;
+}
+
+/// Finds the node of a stream among those of its head, or that it needs one of its own, by the hashes of whole
+/// streams. False where that cannot be told; a comparison that was made for that is handed out.
+bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, TFiling& filing,
+                         std::optional<TOutcome>& outcome) {
+    const ULONG tag = m_definition->ulPropTag;
+    const TNodeHead& first = m_nodeHeads[alike];
+    if (first.isShared && !first.inWholes) return false;
+    filing.whole = compare::HashStreamProp(context.lpMessage, tag, m_textHash);
+    if (!filing.whole) return false;
+    if (first.isShared) {
+        filing.node = m_wholes.Find(*filing.whole, [&](uint32_t node) {
+            if (outcome && outcome->error) return false;
+            outcome = CompareStreams(context, filing.head, node);
+            return outcome->order == 0 && !outcome->error;
+        });
+        if (outcome && outcome->error) return false;
+    } else {
+        const ComPtr<IMessage> message =
+            context.items.Open(context.items[m_tree.FirstOf(alike)], kCompareTag);
+        if (message) filing.wholeOfAlike = compare::HashStreamProp(message.Get(), tag, m_textHash);
+        if (!filing.wholeOfAlike) return false;
+    }
+    filing.isNew = filing.node == kNone;
+    if (!filing.isNew) return true;
+    filing.node = m_tree.NodeLimit();
+    m_wholes.MakeRoomFor(filing.node);
+    return true;
 }
 
 void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
     const ULONG tag = m_definition->ulPropTag;
     const CStreamHead& head = filing.head;
+    m_items = &context.items;
     std::optional<TOutcome> outcome;
     if (filing.hash) {
         // The node of this head, the first one if several have it.
@@ -228,26 +278,34 @@ void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
             CStreamHead::Compare(head, m_nodeHeads[node].head, tag, &order);
             return order == 0;
         });
+        filing.byHash = true;
         filing.isNew = alike == kNone;
-        if (filing.isNew || Joins(context, head, alike, outcome)) {
-            filing.byHash = true;
-            filing.node = filing.isNew ? m_tree.NodeLimit() : alike;
+        if (filing.isNew) {
+            filing.node = m_tree.NodeLimit();
             return;
         }
+        if (!m_nodeHeads[alike].isShared) {
+            outcome = CompareStreams(context, head, alike);
+            if (outcome->order == 0 && !outcome->error) {
+                filing.node = alike;
+                return;
+            }
+        }
         filing.alike = alike;
+        if (!(outcome && outcome->error) && FindWhole(context, alike, filing, outcome)) return;
+        filing.byHash = false;
+        filing.whole = filing.wholeOfAlike = std::nullopt;
     }
     // Its way through the tree, which comes by the node that it was compared with.
     Settle();
-    filing.place = m_tree.Find([&](uint32_t other, bool& error) {
-        int order;
-        if (CStreamHead::Compare(head, m_nodeHeads[other].head, tag, &order)) return order;
-        if (!outcome) return fnCompareStream(context, m_tree.FirstOf(other), error);
-        error = outcome->error;
-        return outcome->order;
+    filing.place = m_tree.Find([&](uint32_t node, bool& error) {
+        const TOutcome found =
+            outcome && outcome->node == node ? *outcome : CompareStreams(context, head, node);
+        error = found.error;
+        return found.order;
     });
     filing.node = filing.place.node;
     filing.isNew = filing.place.isNew;
-    if (!filing.isNew) filing.alike = kNone;
 }
 
 THash CCmpData::HashOfElement(const wchar_t* text) const {

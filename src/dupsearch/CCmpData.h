@@ -4,8 +4,10 @@
 //
 // The node of a value is found by a hash where one respects the comparison (most values: texts, times, small
 // numbers), and the tree is owed its way down: matching asks for nodes alone. As soon as a value comes that
-// has no such hash, or an item is taken out, the tree is settled and every value goes its way through it; so
-// do streams that begin as another one does and go on otherwise.
+// has no such hash, or an item is taken out, the tree is settled and every value goes its way through it. A
+// stream that begins as another one does and goes on otherwise is found by a hash of the whole.
+//
+// An item is filed in two steps: the first finds where it belongs and changes nothing, the second cannot fail.
 //
 // Owns the tree, the heads of streams and the look-up; values stay the items'. The definition and the hash of
 // texts live as long as this, and the items of a comparison stay where they are.
@@ -52,6 +54,7 @@ struct TFiling {
     std::unique_ptr<CSortTree> shape{};  // the tree with all elements in it, where these were compared
     CStreamHead kept{};                  // of a node to be made
     uint32_t alike = kNone;              // a node whose head this one shares and that it is not
+    THash whole{}, wholeOfAlike{};       // of their streams, where they are known by these from now on
 };
 
 class CCmpData {
@@ -125,16 +128,19 @@ class CCmpData {
     struct TNodeHead {
         CStreamHead head;
         bool isShared = false;  // another node has the same
+        bool inWholes = false;  // all nodes of this head are in m_wholes
     };
     struct TOutcome {
+        uint32_t node = kNone;  // that was compared with
         int order = 0;
         bool error = false;
     };
 
     ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
-    /// Whether a stream belongs to the node of its head; a comparison that was made for that is handed out.
-    bool Joins(const TCompareContext& context, const CStreamHead& head, uint32_t node,
-               std::optional<TOutcome>& outcome) const;
+    /// The comparison of a stream with the node's, from the heads where these tell.
+    TOutcome CompareStreams(const TCompareContext& context, const CStreamHead& head, uint32_t node) const;
+    bool FindWhole(const TCompareContext& context, uint32_t alike, TFiling& filing,
+                   std::optional<TOutcome>& outcome);
     THash HashOfElement(const wchar_t* text) const;
     void FindValue(const TCompareContext& context, TFiling& filing);
     void FindStream(const TCompareContext& context, TFiling& filing);
@@ -143,6 +149,7 @@ class CCmpData {
     void FileElements(uint32_t item, const TFiling& filing) noexcept;
     void FindByComparing(const TCompareContext& context, TFiling& filing);
     int CompareNodes(uint32_t node, uint32_t other) const;
+    int CompareWholes(uint32_t node, uint32_t other) const;
     void Settle();
     static void LogRangeErrors();
 
@@ -162,7 +169,9 @@ class CCmpData {
     std::vector<SubValueNode> m_nodeSubValues;
 
     CTextHash& m_textHash;
-    CHashIndex m_nodes;     // by the hash of their value
-    bool m_bHashed = true;  // all nodes are in m_nodes
+    CHashIndex m_nodes;         // by the hash of their value
+    CHashIndex m_wholes;        // of streams that share their heads, by the hash of the whole
+    CItems* m_items = nullptr;  // whose streams are filed
+    bool m_bHashed = true;      // all nodes are in m_nodes
     ULONG m_hashedType = PT_UNSPECIFIED;
 };
