@@ -54,7 +54,7 @@ static inline HMODULE QuorvelHost_OnlyPlatform(void) {
     system = GetModuleHandleW(path);
     if (!EnumProcessModules(GetCurrentProcess(), modules, sizeof modules, &size) || size > sizeof modules)
         return NULL;
-    for (i = 0; i < size / sizeof modules[0]; ++i) {
+    for (i = 0; i < size / sizeof(HMODULE); ++i) {
         if (modules[i] == system || !QuorvelHost_IsPlatform(modules[i])) continue;
         if (found) return NULL;
         found = modules[i];
