@@ -36,8 +36,9 @@ def read_message(data: bytes, place: str, report: Report) -> dict[str, Any]:
     tree: Tree = {}
     with contextlib.suppress(OSError, ValueError, IndexError, OverflowError, struct.error):
         with olefile.OleFileIO(io.BytesIO(data)) as file:
-            # A damaged table of sectors can name each many times: no stream goes round in it longer than the file is
-            del file.fat[len(data) // max(file.sectorsize, 1) + 2 :]
+            # A damaged chain of sectors can go round: nothing is read that says it is longer than the file
+            if file.root is None or file.root.size > len(data):
+                raise Damaged("it is damaged: a stream is longer than the file")
             tree = _tree(file, len(data), place, report)
     if PROPERTIES not in tree:
         raise Damaged("it is no message file, or a damaged one")
@@ -55,9 +56,8 @@ def _tree(file: olefile.OleFileIO, size: int, place: str, report: Report) -> Tre
                 break
         if isinstance(node, dict):
             try:
-                if read > 2 * size:
-                    report.problem(place, "damaged: its streams are longer than the file")
-                    break
+                if read > 2 * size or file.get_size(path) > size:
+                    raise OSError("longer than the file")
                 node[path[-1]] = file.openstream(path).read()
                 read += len(node[path[-1]])
             except (OSError, ValueError, IndexError, OverflowError, struct.error) as error:
