@@ -171,11 +171,11 @@ TEST_F(Memory, RunsOutInEachCallOfTheSimilarSearchWithoutATrace) {
     const std::vector<TestItem> items = Items();
     std::vector<ComPtr<IMessage>> contacts;
     for (const TestItem& item : items) contacts.push_back(Open(item));
-    void* search = nullptr;
+    HSimilarSearch search = nullptr;
     const std::string storeId = Store().Id();
     IMAPISession* const session = Session();
     UntilItComesThrough([&] { search = SimilarSearch_Create(session, storeId.c_str(), 1); });
-    void* const undisturbed = SimilarSearch_Create(session, storeId.c_str(), 1);
+    HSimilarSearch const undisturbed = SimilarSearch_Create(session, storeId.c_str(), 1);
     for (size_t i = 0; i < contacts.size(); ++i) {
         unsigned filled[2] = {}, verdict[2] = {};
         const wchar_t *text[2] = {}, *fields[2] = {};
