@@ -111,6 +111,27 @@ AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog
     return result;
 }
 
+std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Catalog& catalog,
+                                                const Item& item, const Item& other) {
+    const Matrix matrix = MakeMatrix(session);
+    const bool hasItem = CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str());
+    if (!CmpMatrix_Add(matrix.get(), other.entryId.c_str(), StoreId(catalog, other).c_str()))
+        return {{"unreadable", false}};
+    const int row = hasItem ? 1 : 0;
+    CmpMatrix_BuildAttachMatrix(matrix.get());
+    std::vector<TAttachmentName> missing;
+    for (const Family& family : kFamilies) {
+        for (int column = 0; column < family.count(matrix.get()); ++column) {
+            const bool isThere = hasItem && family.value(matrix.get(), 0, column) >= 0;
+            if (isThere || family.value(matrix.get(), row, column) < 0) continue;
+            const wchar_t* name = nullptr;
+            family.info(matrix.get(), column, &name, nullptr);
+            missing.push_back({OneLine(name ? Narrow(name) : std::string()), &family == &kFamilies[1]});
+        }
+    }
+    return missing;
+}
+
 std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,
                                                    const std::vector<Item>& items,
                                                    const std::vector<size_t>& group) {

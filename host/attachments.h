@@ -22,6 +22,16 @@ inline constexpr char kUnlisted[] = "(cannot be listed)";
 AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog,
                                    const std::vector<Item>& items);
 
+struct TAttachmentName {
+    std::string name;
+    bool isPhoto = false;
+};
+
+/// The attachments of other that no attachment of item is equal to. All of them when one of the two cannot
+/// be read.
+std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Catalog& catalog,
+                                                const Item& item, const Item& other);
+
 /// A group of equal items, parted into those that hold the same attachments, in order.
 std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,
                                                    const std::vector<Item>& items,

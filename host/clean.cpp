@@ -219,21 +219,28 @@ Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::
 
 PlannedItem ItemFromJson(const json& object) {
     PlannedItem item;
-    item.folder =
-        object.at("folder").get<std::string>() + "#" + std::to_string(object.at("number").get<unsigned>());
-    item.title = object.at("title").get<std::string>();
+    item.folder = OneLine(object.at("folder").get<std::string>()) + "#" +
+                  std::to_string(object.at("number").get<unsigned>());
+    item.title = OneLine(object.at("title").get<std::string>());
     item.modified = object.at("modified").get<std::string>();
     item.entryId = object.at("entryId").get<std::string>();
     item.folderId = object.at("folderId").get<std::string>();
     item.storeId = object.at("storeId").get<std::string>();
+    if (const auto fate = object.find("fate"); fate != object.end())
+        item.fate = FateOf(fate->get<std::string>());
+    for (const json& loss : object.value("losses", json::array())) {
+        item.losses.push_back({OneLine(loss.at("property").get<std::string>()),
+                               OneLine(loss.at("value").get<std::string>()),
+                               OneLine(loss.at("kept").get<std::string>())});
+    }
     return item;
 }
 
 }  // namespace
 
 std::vector<PlannedGroup> PlanOf(const ScanResult& result) {
-    const auto planned = [&](size_t index) {
-        const Item& item = result.items[index];
+    const auto planned = [&](const Group& group, size_t index) {
+        const Item& item = result.items[group.items[index]];
         const Folder& folder = result.catalog.folders[item.folder];
         return PlannedItem{Place(result.catalog, item),
                            item.title,
@@ -241,13 +248,13 @@ std::vector<PlannedGroup> PlanOf(const ScanResult& result) {
                            item.entryId,
                            folder.entryId,
                            result.catalog.stores[folder.store].entryId,
-                           EFate::Move,
-                           {}};
+                           group.fates[index].fate,
+                           group.fates[index].losses};
     };
     std::vector<PlannedGroup> plan;
     for (const Group& group : result.groups) {
-        PlannedGroup one{planned(group.items[0]), {}};
-        for (size_t i = 1; i < group.items.size(); ++i) one.duplicates.push_back(planned(group.items[i]));
+        PlannedGroup one{planned(group, 0), {}};
+        for (size_t i = 1; i < group.items.size(); ++i) one.duplicates.push_back(planned(group, i));
         plan.push_back(std::move(one));
     }
     return plan;
@@ -258,7 +265,7 @@ std::vector<PlannedGroup> PlanFromReport(const std::string& path) {
     if (!stream) throw Failure("The report \"" + path + "\" cannot be read.");
     try {
         const json report = json::parse(stream);
-        if (report.at("format") != "quorvel-report" || report.at("version") != 1)
+        if (report.at("format") != "quorvel-report" || report.at("version") != 2)
             throw std::out_of_range("format");
         std::vector<PlannedGroup> plan;
         for (const json& group : report.at("groups")) {

@@ -187,7 +187,14 @@ Definitions Reader::Read() {
     if (document.contains("algorithm")) definitions.algorithm = Checked("algorithm", document, AlgorithmOf);
     definitions.grouped = Flag(document, "grouped", false);
     definitions.attachments = Flag(document, "attachments", false);
-    definitions.keep = document.contains("keep") ? Text(document, "keep") : "most-filled";
+    if (const auto keep = document.find("keep"); keep != document.end() && keep->is_array()) {
+        for (const json& rule : *keep) {
+            if (!rule.is_string()) Fail(Find("keep"), "\"keep\" is the name of a rule, or a list of names");
+            definitions.keep.push_back(rule.get<std::string>());
+        }
+    } else {
+        definitions.keep = {document.contains("keep") ? Text(document, "keep") : "most-filled"};
+    }
     for (const json& name : List(document, "exceptions")) {
         if (!name.is_string()) Fail(Find("exceptions"), "\"exceptions\" is a list of names");
         definitions.exceptions.push_back(At(name, ExceptionRule));
@@ -207,11 +214,15 @@ Definitions LoadDefinitions(const std::filesystem::path& file) {
     return Reader(file).Read();
 }
 
-std::filesystem::path BuiltInDefinitions(Kind kind) {
+std::filesystem::path BuiltInFile(const std::string& name) {
     wchar_t program[MAX_PATH * 4];
     const DWORD length = GetModuleFileNameW(nullptr, program, static_cast<DWORD>(std::size(program)));
     const std::filesystem::path folder = std::filesystem::path(std::wstring(program, length)).parent_path();
-    return folder / "definitions" / (std::string(KindName(kind)) + ".json");
+    return folder / "definitions" / name;
+}
+
+std::filesystem::path BuiltInDefinitions(Kind kind) {
+    return BuiltInFile(std::string(KindName(kind)) + ".json");
 }
 
 unsigned ExceptionRule(const std::string& name) {

@@ -29,13 +29,15 @@ struct Definitions {
     bool grouped = false;
     /// Items that hold different attachments are no duplicates, whatever the properties say.
     bool attachments = false;
-    std::string keep;
+    std::vector<std::string> keep;
     std::vector<unsigned> exceptions;
     std::vector<PropertyChoice> properties;
 };
 
 /// Reads a file. Throws Failure naming the file, the line and what is allowed there.
 Definitions LoadDefinitions(const std::filesystem::path& file);
+/// A file of the folder "definitions" beside the program.
+std::filesystem::path BuiltInFile(const std::string& name);
 /// The file beside the program for a kind.
 std::filesystem::path BuiltInDefinitions(Kind kind);
 

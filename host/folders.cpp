@@ -2,6 +2,7 @@
 
 #include <mapitags.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "host/text.h"
@@ -14,6 +15,18 @@
 namespace host {
 
 namespace {
+
+// A flag for following up, as the platform's headers do not name it: 1 done, 2 set.
+constexpr ULONG kFlagStatus = PROP_TAG(PT_LONG, 0x1090);
+constexpr long kFlagged = 2;
+
+// The set of the names by which an item tells from which file it was made.
+constexpr GUID kSourceSet = {0xB0A5B6C1, 0x6C1D, 0x4E0F, {0x9B, 0x57, 0x2D, 0x2B, 0x6A, 0x7C, 0x51, 0xE4}};
+constexpr wchar_t kSourcePath[] = L"Path";
+constexpr wchar_t kSourcePlace[] = L"Place";
+
+// An unknown name is answered with the names that there are, up to so many.
+constexpr size_t kListedFolders = 30;
 
 constexpr struct {
     Kind kind;
@@ -63,12 +76,125 @@ ComPtr<IMAPIFolder> OpenRoot(IMsgStore* store, const std::string& name) {
     return folder;
 }
 
-void ReadSubfolders(IMsgStore* store, IMAPIFolder* parent, const Folder& above, Catalog& catalog) {
+constexpr struct {
+    ERole role;
+    const char* name;
+    ULONG storeTag;  // of the store's identifier of that folder; 0: it has none
+} kRoles[] = {
+    {ERole::Inbox, "inbox", 0},
+    {ERole::Ordinary, "ordinary", 0},
+    {ERole::Sent, "sent", PR_IPM_SENTMAIL_ENTRYID},
+    {ERole::Archive, "archive", 0},
+    {ERole::Drafts, "drafts", PROP_TAG(PT_BINARY, 0x36D7)},
+    {ERole::Outbox, "outbox", PR_IPM_OUTBOX_ENTRYID},
+    {ERole::Junk, "junk", 0},
+    {ERole::Deleted, "deleted", PR_IPM_WASTEBASKET_ENTRYID},
+};
+
+// The names that mail programs give to folders that a store does not name itself.
+constexpr struct {
+    const char* name;
+    ERole role;
+} kRoleNames[] = {
+    {"Inbox", ERole::Inbox},           {"Sent", ERole::Sent},
+    {"Sent Items", ERole::Sent},       {"Sent Mail", ERole::Sent},
+    {"Sent Messages", ERole::Sent},    {"Archive", ERole::Archive},
+    {"Archives", ERole::Archive},      {"Drafts", ERole::Drafts},
+    {"Outbox", ERole::Outbox},         {"Junk", ERole::Junk},
+    {"Junk E-mail", ERole::Junk},      {"Junk Email", ERole::Junk},
+    {"Junk Mail", ERole::Junk},        {"Spam", ERole::Junk},
+    {"Deleted Items", ERole::Deleted}, {"Deleted Messages", ERole::Deleted},
+    {"Trash", ERole::Deleted},         {"Bin", ERole::Deleted},
+};
+
+// The folders with a role that a store names by their identifiers. Drafts and junk are named on the inbox
+// by some clients, the latter as the fifth of a list.
+constexpr ULONG kFurtherFolders = PROP_TAG(PT_MV_BINARY, 0x36D8);
+constexpr ULONG kJunkOfFurther = 4;
+
+struct TSpecial {
+    ERole role;
+    std::string id;  // bytes
+};
+
+std::string BytesOf(const SBinary& id) {
+    return {reinterpret_cast<const char*>(id.lpb), id.cb};
+}
+
+void AddSpecials(IMAPIProp* object, std::vector<TSpecial>& specials) {
+    for (const auto& row : kRoles) {
+        if (row.storeTag == 0) continue;
+        const MapiPtr<SPropValue> value = ReadValue(object, row.storeTag);
+        if (value && PROP_TYPE(value->ulPropTag) == PT_BINARY)
+            specials.push_back({row.role, BytesOf(value->Value.bin)});
+    }
+    const MapiPtr<SPropValue> further = ReadValue(object, kFurtherFolders);
+    if (further && PROP_TYPE(further->ulPropTag) == PT_MV_BINARY &&
+        further->Value.MVbin.cValues > kJunkOfFurther) {
+        specials.push_back({ERole::Junk, BytesOf(further->Value.MVbin.lpbin[kJunkOfFurther])});
+    }
+}
+
+std::vector<TSpecial> SpecialsOf(IMsgStore* store, IMAPIFolder* root) {
+    std::vector<TSpecial> specials;
+    AddSpecials(store, specials);
+    AddSpecials(root, specials);
+    wchar_t allClasses[] = L"";
+    ULONG size = 0;
+    ENTRYID* raw = nullptr;
+    const HRESULT hr = store->GetReceiveFolder(allClasses, MAPI_UNICODE, &size, &raw, nullptr);
+    const MapiPtr<ENTRYID> id(raw);
+    if (hr != S_OK || !id) return specials;
+    specials.push_back({ERole::Inbox, std::string(reinterpret_cast<const char*>(id.get()), size)});
+    ULONG type = 0;
+    ComPtr<IUnknown> opened;
+    ComPtr<IMAPIFolder> inbox;
+    if (store->OpenEntry(size, id.get(), nullptr, MAPI_BEST_ACCESS, &type, opened.GetAddressOf()) == S_OK &&
+        opened->QueryInterface(IID_IMAPIFolder, reinterpret_cast<void**>(inbox.GetAddressOf())) == S_OK) {
+        AddSpecials(inbox.Get(), specials);
+    }
+    return specials;
+}
+
+bool IsSame(IMsgStore* store, const std::string& a, const std::string& b) {
+    if (a == b) return true;
+    const auto id = [](const std::string& bytes) {
+        return reinterpret_cast<ENTRYID*>(const_cast<char*>(bytes.data()));
+    };
+    ULONG isSame = FALSE;
+    return !a.empty() && !b.empty() &&
+           store->CompareEntryIDs(static_cast<ULONG>(a.size()), id(a), static_cast<ULONG>(b.size()), id(b), 0,
+                                  &isSame) == S_OK &&
+           isSame;
+}
+
+// A folder's own role, by its identifier, else by its name when it is for mail; else that of the folder
+// above.
+void SetRole(IMsgStore* store, const std::vector<TSpecial>& specials, const std::string& id,
+             const Folder& above, Folder& folder) {
+    folder.roleFolder = folder.name;
+    for (const TSpecial& special : specials) {
+        if (!IsSame(store, special.id, id)) continue;
+        folder.role = special.role;
+        return;
+    }
+    folder.role = above.role;
+    if (above.role != ERole::Ordinary && above.role != ERole::Inbox) {
+        folder.roleFolder = above.roleFolder;
+    } else if (folder.kind == Kind::Mail) {
+        for (const auto& row : kRoleNames) {
+            if (EqualNoCase(folder.name, row.name)) folder.role = row.role;
+        }
+    }
+}
+
+void ReadSubfolders(IMsgStore* store, const std::vector<TSpecial>& specials, IMAPIFolder* parent,
+                    const Folder& above, Catalog& catalog) {
     ComPtr<IMAPITable> table;
     const HRESULT hr = parent->GetHierarchyTable(0, table.GetAddressOf());
     if (hr != S_OK)
         throw Failure("The folders below \"" + above.path + "\" cannot be read: " + ResultText(hr) + ".");
-    std::vector<Folder> found;
+    std::vector<std::pair<Folder, std::string>> found;
     const std::vector<ULONG> columns{PR_ENTRYID, PR_DISPLAY_NAME_W, PR_CONTENT_COUNT};
     ForEachRow(table.Get(), columns, "the folders below \"" + above.path + "\"", [&](const SRow& row) {
         Folder folder;
@@ -78,20 +204,29 @@ void ReadSubfolders(IMsgStore* store, IMAPIFolder* parent, const Folder& above, 
         folder.path = above.path + "/" + folder.name;
         folder.store = above.store;
         folder.depth = above.depth + 1;
-        found.push_back(std::move(folder));
+        const SPropValue* id = FindValue(row.lpProps, row.cValues, PR_ENTRYID);
+        found.emplace_back(std::move(folder), id ? BytesOf(id->Value.bin) : std::string());
         return true;
     });
-    for (Folder& folder : found) {
+    for (auto& [folder, id] : found) {
         ComPtr<IMAPIFolder> opened;
         if (Quorvel_OpenStoreFolder(store, folder.entryId.c_str(), opened.GetAddressOf()) != S_OK) continue;
         folder.containerClass = TextOf(ReadValue(opened.Get(), PR_CONTAINER_CLASS_W).get());
         folder.kind = KindOfClass(folder.containerClass);
+        SetRole(store, specials, id, above, folder);
         catalog.folders.push_back(folder);
-        ReadSubfolders(store, opened.Get(), folder, catalog);
+        ReadSubfolders(store, specials, opened.Get(), folder, catalog);
     }
 }
 
 }  // namespace
+
+const char* RoleName(ERole role) {
+    for (const auto& row : kRoles) {
+        if (row.role == role) return row.name;
+    }
+    return "";
+}
 
 const char* KindName(Kind kind) {
     for (const auto& row : kKinds) {
@@ -127,10 +262,30 @@ Catalog ReadCatalog(IMAPISession* session) {
         root.path = store.name;
         root.store = i;
         root.depth = static_cast<size_t>(-1);
-        ReadSubfolders(opened.Get(), OpenRoot(opened.Get(), store.name).Get(), root, catalog);
+        const ComPtr<IMAPIFolder> top = OpenRoot(opened.Get(), store.name);
+        ReadSubfolders(opened.Get(), SpecialsOf(opened.Get(), top.Get()), top.Get(), root, catalog);
     }
     return catalog;
 }
+
+namespace {
+
+// The tag that a name has in the folder's store; PR_NULL when the store does not know it.
+ULONG SourceTag(IMAPIFolder* folder, const wchar_t* name, ULONG type) {
+    GUID set = kSourceSet;
+    std::wstring text = name;
+    MAPINAMEID id{};
+    id.lpguid = &set;
+    id.ulKind = MNID_STRING;
+    id.Kind.lpwstrName = text.data();
+    MAPINAMEID* one = &id;
+    SPropTagArray* raw = nullptr;
+    const HRESULT hr = folder->GetIDsFromNames(1, &one, 0, &raw);
+    const MapiPtr<SPropTagArray> tags(raw);
+    return hr == S_OK && tags ? CHANGE_PROP_TYPE(tags->aulPropTag[0], type) : PR_NULL;
+}
+
+}  // namespace
 
 void ReadItems(IMAPISession* session, const Catalog& catalog, size_t index, std::vector<Item>& items) {
     const Folder& folder = catalog.folders[index];
@@ -140,10 +295,23 @@ void ReadItems(IMAPISession* session, const Catalog& catalog, size_t index, std:
     const HRESULT hr = opened->GetContentsTable(0, table.GetAddressOf());
     if (hr != S_OK)
         throw Failure("The items of \"" + folder.path + "\" cannot be listed: " + ResultText(hr) + ".");
-    const std::vector<ULONG> columns{
-        PR_ENTRYID,        PR_SUBJECT_W,          PR_DISPLAY_NAME_W,        PR_SENT_REPRESENTING_NAME_W,
-        PR_COMPANY_NAME_W, PR_CLIENT_SUBMIT_TIME, PR_MESSAGE_DELIVERY_TIME, PR_LAST_MODIFICATION_TIME,
-        PR_MESSAGE_SIZE};
+    const ULONG pathTag = SourceTag(opened.Get(), kSourcePath, PT_UNICODE);
+    const ULONG placeTag = SourceTag(opened.Get(), kSourcePlace, PT_LONG);
+    std::vector<ULONG> columns{PR_ENTRYID,
+                               PR_SUBJECT_W,
+                               PR_DISPLAY_NAME_W,
+                               PR_SENT_REPRESENTING_NAME_W,
+                               PR_COMPANY_NAME_W,
+                               PR_CLIENT_SUBMIT_TIME,
+                               PR_MESSAGE_DELIVERY_TIME,
+                               PR_LAST_MODIFICATION_TIME,
+                               PR_MESSAGE_SIZE,
+                               PR_MESSAGE_FLAGS,
+                               PR_MSG_STATUS,
+                               kFlagStatus};
+    for (const ULONG tag : {pathTag, placeTag}) {
+        if (tag != PR_NULL) columns.push_back(tag);
+    }
     unsigned number = 0;
     ForEachRow(table.Get(), columns, "the items of \"" + folder.path + "\"", [&](const SRow& row) {
         const auto text = [&](ULONG tag) {
@@ -162,6 +330,15 @@ void ReadItems(IMAPISession* session, const Catalog& catalog, size_t index, std:
         item.when = time(PR_CLIENT_SUBMIT_TIME);
         if (item.when.dwHighDateTime == 0) item.when = time(PR_MESSAGE_DELIVERY_TIME);
         item.modified = time(PR_LAST_MODIFICATION_TIME);
+        item.arrived = time(PR_MESSAGE_DELIVERY_TIME);
+        if (item.arrived.dwHighDateTime == 0 && folder.kind == Kind::Mail) item.arrived = item.when;
+        if (item.arrived.dwHighDateTime == 0) item.arrived = item.modified;
+        const auto bits = [&](ULONG tag) { return LongOf(FindValue(row.lpProps, row.cValues, tag)); };
+        item.sourcePath = text(pathTag);
+        item.sourcePlace = static_cast<unsigned>(bits(placeTag));
+        item.isRead = (bits(PR_MESSAGE_FLAGS) & MSGFLAG_READ) != 0;
+        item.isMarkedDeleted = (bits(PR_MSG_STATUS) & MSGSTATUS_DELMARKED) != 0;
+        item.isFlagged = bits(kFlagStatus) == kFlagged;
         item.size = static_cast<unsigned>(LongOf(FindValue(row.lpProps, row.cValues, PR_MESSAGE_SIZE)));
         items.push_back(std::move(item));
         return true;
@@ -184,13 +361,37 @@ std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path)
         }
     }
     if (wanted.empty() || (whole.empty() && tails.empty())) {
-        throw Failure("There is no folder \"" + path + "\"." + Suggestion(path, paths));
+        std::string known;
+        for (size_t i = 0; i < paths.size() && i < kListedFolders; ++i)
+            known += (i == 0 ? " There are \"" : ", \"") + paths[i] + "\"";
+        if (paths.size() > kListedFolders)
+            known += " and " + std::to_string(paths.size() - kListedFolders) + " more";
+        throw Failure("There is no folder \"" + path + "\"." + Suggestion(path, paths) + known +
+                      (known.empty() ? "" : "."));
     }
     return whole.empty() ? tails : whole;
 }
 
+std::vector<size_t> FindTrees(const Catalog& catalog, const std::string& path) {
+    std::vector<size_t> found;
+    for (const size_t top : FindFolders(catalog, path)) {
+        // The folders of a tree stand behind its top.
+        size_t one = top;
+        do {
+            if (std::find(found.begin(), found.end(), one) == found.end()) found.push_back(one);
+        } while (++one < catalog.folders.size() && catalog.folders[one].store == catalog.folders[top].store &&
+                 catalog.folders[one].depth > catalog.folders[top].depth);
+    }
+    return found;
+}
+
 std::string Place(const Catalog& catalog, const Item& item) {
     return catalog.folders[item.folder].path + "#" + std::to_string(item.number);
+}
+
+std::string SourceText(const Item& item) {
+    return item.sourcePlace == 0 ? item.sourcePath
+                                 : item.sourcePath + ", entry " + std::to_string(item.sourcePlace);
 }
 
 ComPtr<IMAPIFolder> OpenFolder(IMAPISession* session, const std::string& storeId,

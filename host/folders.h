@@ -17,6 +17,11 @@ const char* KindName(Kind kind);
 /// Throws Failure for a name that is no kind.
 Kind KindOf(const std::string& name);
 
+/// What a folder is to its owner.
+enum class ERole { Inbox, Ordinary, Sent, Archive, Drafts, Outbox, Junk, Deleted };
+/// "inbox", "ordinary", ...
+const char* RoleName(ERole role);
+
 struct Store {
     std::string name;
     std::string entryId;  // entry-identifier text
@@ -29,8 +34,11 @@ struct Folder {
     std::string entryId;
     std::string containerClass;
     Kind kind = Kind::Other;
-    size_t store = 0;  // index into the stores
-    size_t depth = 0;  // 0 below the store's root
+    ERole role = ERole::Ordinary;
+    std::string roleFolder;  // name of the folder that has the role: a folder
+                             // below it shares it
+    size_t store = 0;        // index into the stores
+    size_t depth = 0;        // 0 below the store's root
     unsigned items = 0;
 };
 
@@ -42,7 +50,14 @@ struct Item {
     std::string who;  // sender of a mail, company of a contact
     FILETIME when{};  // sent or received
     FILETIME modified{};
+    FILETIME arrived{};  // received, or sent; of what does not arrive, the last
+                         // modification
     unsigned size = 0;
+    std::string sourcePath;    // the file that it was made from, when there is one
+    unsigned sourcePlace = 0;  // which entry of that file, from 1; 0: the file is the item
+    bool isRead = false;
+    bool isFlagged = false;
+    bool isMarkedDeleted = false;
 };
 
 /// What a session holds, in the platform's order.
@@ -55,12 +70,17 @@ Catalog ReadCatalog(IMAPISession* session);
 /// Items of one folder, appended to items. Rows of messages only; rows that cannot be named are left out.
 void ReadItems(IMAPISession* session, const Catalog& catalog, size_t folder, std::vector<Item>& items);
 
-/// Indexes of the folders that a path names: a whole path, or its tail ("Inbox", "Lists/dev"), in any letter
-/// case. Throws Failure with the nearest names when there is none.
+/// Indexes of the folders that a path names: a whole path, or its tail ("Inbox", "Lists/dev"), in any
+/// letter case. Throws Failure with the names that there are when there is none.
 std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path);
+/// The same with all folders below them, each once.
+std::vector<size_t> FindTrees(const Catalog& catalog, const std::string& path);
 
 /// "Store/Inbox#3"
 std::string Place(const Catalog& catalog, const Item& item);
+
+/// "/home/ann/mail/1.eml", "/home/ann/cards.vcf, entry 3"; empty without a source.
+std::string SourceText(const Item& item);
 
 /// Opens a folder; throws Failure.
 ComPtr<IMAPIFolder> OpenFolder(IMAPISession* session, const std::string& storeId,

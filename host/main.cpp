@@ -1,9 +1,9 @@
 // quorvel: finds duplicates in mail stores, shows why, and clears them away. A host over nothing but the
 // exports of Quorvel.dll and the platform's published interfaces.
 
-#include <windows.h>
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -59,6 +59,29 @@ struct Options {
     std::vector<std::string> files;
 };
 
+void AddPolicyOptions(CLI::App& command, TPolicyOptions& policy) {
+    const auto list = [&](const char* name, std::vector<std::string>& values, const char* about,
+                          const char* type) {
+        command.add_option(name, values, about)->type_name(type)->expected(1)->take_all();
+    };
+    list("--keep", policy.keep,
+         "The copy to keep: most-filled, first, last, newest, oldest, read, "
+         "flagged, largest-values, largest, "
+         "field=NAME:TEXT, recurrence or crm-id; repeated, the next decides ties",
+         "RULE");
+    list("--prefer", policy.prefer,
+         "Keep the copy in this folder or below it; repeated, the first is "
+         "preferred most",
+         "PATH");
+    list("--protect", policy.protect, "Move nothing out of this folder or what is below; may be repeated",
+         "PATH");
+    list("--skip", policy.skip, "Do not look into this folder nor below; may be repeated", "PATH");
+    command.add_flag("--allow-loss", policy.allowLoss,
+                     "Also move duplicates that hold what the kept copy lacks");
+    command.add_flag("--sent-copies", policy.sentCopies,
+                     "Take the sent and the received copy of a mail for duplicates too");
+}
+
 void AddScanOptions(CLI::App& command, Options& options) {
     command
         .add_option("--folder", options.scan.folders,
@@ -68,13 +91,10 @@ void AddScanOptions(CLI::App& command, Options& options) {
         ->type_name("KIND");
     command
         .add_option("--algorithm", options.algorithm,
-                    "identical: an empty value equals only an empty one; similar: empty values do not count")
+                    "identical: an empty value equals only an empty one; "
+                    "similar: empty values do not count")
         ->type_name("NAME");
-    command
-        .add_option("--keep", options.scan.keep,
-                    "The copy to keep: most-filled, first, last, largest-values, largest, field=NAME:TEXT, "
-                    "recurrence or crm-id")
-        ->type_name("RULE");
+    AddPolicyOptions(command, options.scan.policy);
     command
         .add_option("--except", options.scan.except, "One more exception rule, by its name; may be repeated")
         ->type_name("RULE");
@@ -154,7 +174,8 @@ int CompareItems(const Options& options, const std::vector<std::string>& names) 
         if (catalog.folders[item.folder].kind != kind)
             throw Failure("Items of different kinds cannot be compared.");
     }
-    const MatrixView view = BuildMatrix(session.get(), catalog, items, DefinitionsFor(options, kind), 400);
+    const MatrixView view =
+        BuildMatrix(session.get(), catalog, items, DefinitionsFor(options, kind), 400, EMatrixItems::Any);
     Deliver(options,
             options.format == "json" ? MatrixJson(view, catalog, items) : MatrixTable(view, catalog, items));
     return kNoneFound;
@@ -169,7 +190,7 @@ int RunScan(Options& options) {
     const ScanResult result = Scan(session.get(), options.scan, progress);
     const std::string report = options.format == "json"   ? JsonReport(result)
                                : options.format == "csv"  ? CsvReport(result)
-                               : options.format == "html" ? HtmlReport(session.get(), result)
+                               : options.format == "html" ? HtmlReport(session.get(), result, progress)
                                                           : TextReport(result);
     progress.Clear();
     Deliver(options, report);
@@ -209,9 +230,10 @@ int RunClean(const Options& options) {
     progress("reading the mailbox");
     Session session(options.mailbox, options.profileUi);
     if (!options.undo.empty()) return RunUndo(session, options, progress);
-    const std::vector<PlannedGroup> plan = options.from.empty()
-                                               ? PlanOf(Scan(session.get(), options.scan, progress))
-                                               : PlanFromReport(options.from);
+    std::vector<PlannedGroup> plan = options.from.empty()
+                                         ? PlanOf(Scan(session.get(), options.scan, progress))
+                                         : PlanFromReport(options.from);
+    if (options.scan.policy.allowLoss) AllowLoss(plan);
     CleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
     const TMoved result = Clean(session, plan, clean, progress);
@@ -233,8 +255,10 @@ int RunFolders(const Options& options) {
 
 int Run(const std::vector<std::string>& arguments) {
     Options options;
-    CLI::App app("Finds duplicate and similar items in mail stores, shows why, and clears them away.",
-                 "quorvel");
+    CLI::App app(
+        "Finds duplicate and similar items in mail stores, shows why, "
+        "and clears them away.",
+        "quorvel");
     app.require_subcommand(1);
     app.fallthrough();
     // "/archive/x.cab" is a path.
@@ -270,9 +294,9 @@ int Run(const std::vector<std::string>& arguments) {
     AddOutputOptions(compare, options, {"text", "json"});
 
     CLI::App& similar = *app.add_subcommand("similar", "Find contacts that resemble one another");
-    similar.add_option(
-        "--contact", options.contact,
-        "Only this contact against all others: its name, \"Folder#number\" or entry identifier");
+    similar.add_option("--contact", options.contact,
+                       "Only this contact against all others: its name, "
+                       "\"Folder#number\" or entry identifier");
     similar.add_option("--folder", options.scan.folders, "Only contacts of this folder; may be repeated")
         ->type_name("PATH");
     AddOutputOptions(similar, options, {"text", "json"});
@@ -328,7 +352,6 @@ int wmain(int argc, wchar_t** argv) {
     setvbuf(stderr, nullptr, _IOFBF, 1 << 12);
     std::vector<std::string> arguments;
     for (int i = 1; i < argc; ++i) arguments.push_back(host::Narrow(argv[i]));
-    host::WatchForInterrupt();
     try {
         return host::Run(arguments);
     } catch (const host::TInterrupted&) {

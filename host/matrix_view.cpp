@@ -1,5 +1,7 @@
 #include "host/matrix_view.h"
 
+#include <mapitags.h>
+
 #include <algorithm>
 #include <memory>
 
@@ -60,6 +62,28 @@ std::vector<unsigned> SearchMarks(IMAPISession* session, const Catalog& catalog,
     return marks;
 }
 
+// Marks of values that are equal when they read alike.
+std::vector<unsigned> TextMarks(const std::vector<std::string>& texts) {
+    std::vector<unsigned> marks;
+    marks.reserve(texts.size());
+    for (const std::string& text : texts) {
+        const auto first = std::find(texts.begin(), texts.end(), text);
+        marks.push_back(text.empty() ? 0 : static_cast<unsigned>(first - texts.begin()) + 1);
+    }
+    return marks;
+}
+
+// Marks of values that the search is known to take for equal: one for all that there are.
+std::vector<unsigned> EqualMarks(const std::vector<std::string>& texts) {
+    const auto first =
+        std::find_if(texts.begin(), texts.end(), [](const std::string& text) { return !text.empty(); });
+    std::vector<unsigned> marks;
+    marks.reserve(texts.size());
+    for (const std::string& text : texts)
+        marks.push_back(text.empty() ? 0 : static_cast<unsigned>(first - texts.begin()) + 1);
+    return marks;
+}
+
 Verdict Judge(const std::vector<unsigned>& marks) {
     unsigned value = 0;
     bool hasEmpty = false;
@@ -90,7 +114,8 @@ std::string Sentence(const MatrixView& view, const Definitions& definitions) {
                                          [](const MatrixRow& row) { return row.verdict == Verdict::Equal; });
     if (!sharesValue) return "These items have no compared value in common.";
     return definitions.exceptions.empty() ? "Nothing keeps these items apart: they are duplicates."
-                                          : "No property keeps these items apart: they are duplicates unless "
+                                          : "No property keeps these items apart: they are duplicates "
+                                            "unless "
                                             "an exception rule exempts them.";
 }
 
@@ -108,7 +133,7 @@ void AddAttachments(IMAPISession* session, const Catalog& catalog, const std::ve
 }  // namespace
 
 MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
-                       const Definitions& definitions, size_t limit) {
+                       const Definitions& definitions, size_t limit, EMatrixItems known) {
     PropertyList properties(definitions);
     const std::unique_ptr<HCmpMatrix, MatrixDeleter> matrix(CmpMatrix_Create(session, properties.get()));
     if (!matrix) throw Failure("The comparison matrix cannot be created.");
@@ -127,8 +152,6 @@ MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std:
         const PropertyChoice& choice = definitions.properties[column];
         MatrixRow row;
         row.property = Narrow(choice.property->name);
-        std::vector<unsigned> searchMarks(items.size(), 0);
-        if (choice.compare) searchMarks = SearchMarks(session, catalog, items, choice);
         bool hasRawMark = false;
         for (size_t i = 0; i < items.size(); ++i) {
             const unsigned mark =
@@ -137,8 +160,18 @@ MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std:
             row.marks.push_back(mark);
             row.texts.push_back(ShowValue(messages[i].Get(), *choice.property, limit));
         }
-        // The matrix has no column for derived properties: the search marks those.
-        if (!hasRawMark) row.marks = searchMarks;
+        std::vector<unsigned> searchMarks(items.size(), 0);
+        if (choice.compare) {
+            searchMarks = known == EMatrixItems::Duplicates ? EqualMarks(row.texts)
+                                                            : SearchMarks(session, catalog, items, choice);
+        }
+        // The matrix has no column for derived properties: the search marks those. And the size that it has
+        // is the store's, not the one that is compared.
+        if (choice.property->tag == PR_MESSAGE_SIZE) {
+            row.marks = TextMarks(row.texts);
+        } else if (!hasRawMark) {
+            row.marks = searchMarks;
+        }
         // What cannot be read is nobody's equal, and not nothing either.
         for (size_t i = 0; i < items.size(); ++i) {
             if ((row.marks[i] != 0 && (!choice.compare || searchMarks[i] != 0)) ||

@@ -27,10 +27,17 @@ struct MatrixView {
     std::string sentence;
 };
 
+/// What is known of the items of a matrix.
+enum class EMatrixItems {
+    Any,
+    Duplicates,  // equal by the definitions: the search is not asked again, and a
+                 // report of many groups is quick
+};
+
 /// items: at least two, by catalog and item record. Throws Failure when an item cannot be read. limit:
 /// characters of a value's text.
 MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
-                       const Definitions& definitions, size_t limit);
+                       const Definitions& definitions, size_t limit, EMatrixItems known);
 
 /// The matrix as a table for a terminal.
 std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items);

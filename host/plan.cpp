@@ -1,6 +1,7 @@
 #include "host/plan.h"
 
 #include <iterator>
+#include <set>
 
 #include "host/text.h"
 
@@ -21,12 +22,27 @@ EFate FateOf(const std::string& name) {
     throw Failure("\"" + name + "\" is nothing that becomes of a duplicate.");
 }
 
-std::string WhyItStays(const PlannedItem& item) {
-    if (item.fate == EFate::Protected) return "is in a protected folder";
-    if (item.fate != EFate::Loss) return {};
+std::string WhyItStays(EFate fate, const std::vector<TLoss>& losses) {
+    if (fate == EFate::Protected) return "is in a protected folder";
+    if (fate != EFate::Loss) return {};
     std::string names;
-    for (const TLoss& loss : item.losses) names += (names.empty() ? "" : ", ") + loss.property;
+    std::set<std::string> said;  // several attachments are one thing to say
+    for (const TLoss& loss : losses) {
+        if (said.insert(loss.property).second) names += (names.empty() ? "" : ", ") + loss.property;
+    }
     return "holds what the kept copy lacks: " + names;
+}
+
+std::string WhyItStays(const PlannedItem& item) {
+    return WhyItStays(item.fate, item.losses);
+}
+
+void AllowLoss(std::vector<PlannedGroup>& plan) {
+    for (PlannedGroup& group : plan) {
+        for (PlannedItem& item : group.duplicates) {
+            if (item.fate == EFate::Loss) item.fate = EFate::Move;
+        }
+    }
 }
 
 }  // namespace host

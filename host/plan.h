@@ -24,6 +24,9 @@ struct TLoss {
     std::string kept;      // of the kept copy; empty: it has none
 };
 
+/// Why a duplicate is not moved: "holds what the kept copy lacks: Notes, Birthday". Empty when it is.
+std::string WhyItStays(EFate fate, const std::vector<TLoss>& losses);
+
 /// An item that is to be moved, or kept, as a scan saw it.
 struct PlannedItem {
     std::string folder;  // path and number, for people
@@ -37,12 +40,14 @@ struct PlannedItem {
     std::vector<TLoss> losses;
 };
 
-/// Why a duplicate is not moved: "holds what the kept copy lacks: Notes, Birthday". Empty when it is.
 std::string WhyItStays(const PlannedItem& item);
 
 struct PlannedGroup {
     PlannedItem keep;
     std::vector<PlannedItem> duplicates;
 };
+
+/// Duplicates that stayed for what the kept copy lacks move all the same.
+void AllowLoss(std::vector<PlannedGroup>& plan);
 
 }  // namespace host

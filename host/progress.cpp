@@ -30,6 +30,7 @@ void Show(const std::string& text) {
 
 Progress::Progress(bool quiet)
     : m_isShown(!quiet && _isatty(_fileno(stderr))), m_begin(Clock::now()), m_start(m_begin) {
+    WatchForInterrupt();  // the commands that show their progress are the ones that ask
     if (m_isShown) m_thread = std::thread([this] { Run(); });
 }
 

@@ -44,7 +44,7 @@ std::string CsvReport(const ScanResult& result) {
             const Folder& folder = result.catalog.folders[item.folder];
             report += Line({std::to_string(group + 1), i == 0 ? "keep" : "duplicate",
                             result.catalog.stores[folder.store].name, folder.path, item.entryId, item.title,
-                            i == 0 ? found.reason : std::string()});
+                            i == 0 ? found.reason : WhyItStays(found.fates[i].fate, found.fates[i].losses)});
         }
     }
     return report;

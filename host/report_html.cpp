@@ -36,7 +36,7 @@ h1 { font-size: 1.6rem; margin: 0 0 .3rem; } h2 { font-size: 1.2rem; margin: 2re
 p { margin: .3rem 0; } .soft { color: var(--soft); }
 :focus-visible { outline: 3px solid var(--focus); outline-offset: 2px; }
 .bars { display: grid; grid-template-columns: minmax(8rem, 22rem) 1fr auto; gap: .3rem .8rem; align-items: center; }
-.bars .name { overflow-wrap: anywhere; }
+.bars .row { display: contents; } .bars .name { overflow-wrap: anywhere; min-width: 0; }
 .bar { display: flex; height: .9rem; background: var(--panel); border: 1px solid var(--line); border-radius: .2rem; overflow: hidden; }
 .bar span { display: block; } .bar .kept { background: var(--keep); } .bar .dup { background: var(--dup); }
 .count { text-align: right; font-variant-numeric: tabular-nums; white-space: nowrap; }
@@ -51,9 +51,12 @@ th, td { border: 1px solid var(--line); padding: .3rem .5rem; text-align: left; 
 th[scope=row] { min-width: 7rem; font-weight: 500; } tr.differs td { background: var(--mark); }
 .role { display: block; font-weight: 600; } .keep { color: var(--keep); } .duplicate { color: var(--dup); }
 .near li { margin: .3rem 0; overflow-wrap: anywhere; }
-@media (max-width: 40rem) { body { padding: .7rem; } .bars { grid-template-columns: 1fr auto; } .bars .bar { grid-column: 1 / -1; order: 1; }
-  .bars .name, .bars .count { order: 0; } .row { display: contents; } th, td { min-width: 7rem; } }
-@media print { body { max-width: none; } details.group { break-inside: avoid; } }
+.losses { margin: .4rem 0; padding-left: 1.2rem; overflow-wrap: anywhere; }
+@media (max-width: 40rem) { body { padding: .7rem; } .bars { display: block; }
+  .bars .row { display: grid; grid-template-columns: 1fr auto; gap: .1rem .6rem; margin: .5rem 0; align-items: end; }
+  .bars .bar { grid-row: 2; grid-column: 1 / -1; } th, td { min-width: 7rem; } }
+@media print { body { max-width: none; } details::details-content { content-visibility: visible; block-size: auto; }
+  details.group > div { overflow: visible; } th, td { min-width: 0; } tr { break-inside: avoid; } }
 </style>
 </head>
 <body>
@@ -61,7 +64,7 @@ th[scope=row] { min-width: 7rem; font-weight: 500; } tr.differs td { background:
 
 std::string Escape(std::string_view text) {
     std::string html;
-    for (const char c : text) {
+    for (const char c : Visible(text)) {
         switch (c) {
             case '&':
                 html += "&amp;";
@@ -78,12 +81,10 @@ std::string Escape(std::string_view text) {
             case '\'':
                 html += "&#39;";
                 break;
-            case '\n':
-            case '\t':
-                html += c;
+            case '\0':
                 break;
             default:
-                if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) html += c;
+                html += c;
         }
     }
     return html;
@@ -95,11 +96,15 @@ std::string Percent(size_t part, size_t whole) {
 }
 
 std::string Summary(const ScanResult& result) {
-    std::string html = "<header><h1>" + Count(result.Duplicates(), "duplicate", "duplicates") + " in " +
-                       Count(result.items.size(), "item", "items") + "</h1>\n<p>" +
-                       Count(result.groups.size(), "group", "groups") + ", " +
-                       SizeText(result.DuplicateBytes()) +
-                       " in duplicates. One copy of each group is kept.</p></header>\n";
+    std::string html =
+        "<header><h1>" + Count(result.Duplicates(), "duplicate", "duplicates") + " in " +
+        Count(result.items.size(), "item", "items") + "</h1>\n<p>" +
+        Count(result.groups.size(), "group", "groups") + ", " + SizeText(result.DuplicateBytes()) +
+        " in duplicates. One copy of each group is kept" +
+        (result.Staying() == 0
+             ? std::string(".")
+             : "; " + Count(result.Staying(), "duplicate is", "duplicates are") + " not moved either.") +
+        "</p></header>\n";
     std::map<size_t, size_t> duplicates;
     std::map<size_t, size_t> items;
     for (const Item& item : result.items) ++items[item.folder];
@@ -109,15 +114,17 @@ std::string Summary(const ScanResult& result) {
     html +=
         "<h2 id=\"folders\">Folders</h2>\n<p class=\"legend soft\"><i "
         "style=\"background:var(--keep)\"></i>kept"
-        "<i style=\"background:var(--dup)\"></i>duplicates</p>\n<div class=\"bars\">\n";
+        "<i style=\"background:var(--dup)\"></i>duplicates</p>\n<div "
+        "class=\"bars\">\n";
     for (const auto& [folder, count] : items) {
         const size_t extra = duplicates[folder];
-        html += "<span class=\"name\">" + Escape(result.catalog.folders[folder].path) +
-                "</span><span class=\"bar\" aria-hidden=\"true\"><span class=\"kept\" style=\"width:" +
+        html += "<div class=\"row\"><span class=\"name\">" + Escape(result.catalog.folders[folder].path) +
+                "</span><span class=\"bar\" aria-hidden=\"true\"><span class=\"kept\" "
+                "style=\"width:" +
                 Percent(count - extra, count) +
                 "\"></span><span class=\"dup\" style=\"width:" + Percent(extra, count) +
                 "\"></span></span><span class=\"count\">" + std::to_string(count - extra) + " kept, " +
-                std::to_string(extra) + (extra == 1 ? " duplicate" : " duplicates") + "</span>\n";
+                std::to_string(extra) + (extra == 1 ? " duplicate" : " duplicates") + "</span></div>\n";
     }
     return html + "</div>\n";
 }
@@ -128,10 +135,16 @@ std::string Cell(const std::string& text) {
            "</details>";
 }
 
+// The item's place, and the file that it was made from.
+std::string WhereHtml(const ScanResult& result, size_t item) {
+    const std::string source = SourceText(result.items[item]);
+    return Escape(Place(result.catalog, result.items[item])) +
+           (source.empty() ? "" : "<br><span class=\"soft\">" + Escape(source) + "</span>");
+}
+
 std::string ColumnHead(const ScanResult& result, size_t item, bool isKept) {
     return std::string("<th scope=\"col\"><span class=\"role ") +
-           (isKept ? "keep\">keep" : "duplicate\">duplicate") + "</span>" +
-           Escape(Place(result.catalog, result.items[item])) + "</th>";
+           (isKept ? "keep\">keep" : "duplicate\">duplicate") + "</span>" + WhereHtml(result, item) + "</th>";
 }
 
 std::string MatrixHtml(IMAPISession* session, const ScanResult& result, const Group& group) {
@@ -140,7 +153,8 @@ std::string MatrixHtml(IMAPISession* session, const ScanResult& result, const Gr
     for (size_t i = 0; i < shown; ++i) items.push_back(result.items[group.items[i]]);
     MatrixView view;
     try {
-        view = BuildMatrix(session, result.catalog, items, result.scans[group.scan].definitions, kValueLimit);
+        view = BuildMatrix(session, result.catalog, items, result.scans[group.scan].definitions, kValueLimit,
+                           EMatrixItems::Duplicates);
     } catch (const Failure& failure) {
         return "<p class=\"soft\">" + Escape(failure.what()) + "</p>";
     }
@@ -148,8 +162,7 @@ std::string MatrixHtml(IMAPISession* session, const ScanResult& result, const Gr
     for (size_t i = 0; i < shown; ++i) html += ColumnHead(result, group.items[i], i == 0);
     html += "</tr></thead><tbody>\n";
     for (const MatrixRow& row : view.rows) {
-        const bool differs = std::any_of(row.marks.begin(), row.marks.end(),
-                                         [&](unsigned mark) { return mark != row.marks.front(); });
+        const bool differs = row.verdict == Verdict::Different || row.verdict == Verdict::OneSided;
         html += std::string("<tr") + (differs ? " class=\"differs\"" : "") + "><th scope=\"row\">" +
                 Escape(row.property) + (differs ? "<span class=\"soft\"> (differs)</span>" : "") + "</th>";
         for (const std::string& text : row.texts) html += "<td>" + Cell(text) + "</td>";
@@ -158,11 +171,31 @@ std::string MatrixHtml(IMAPISession* session, const ScanResult& result, const Gr
     return html + "</tbody></table>";
 }
 
+// The duplicates that are not moved, with what would be lost.
+std::string StayingHtml(const ScanResult& result, const Group& group) {
+    std::string html;
+    for (size_t i = 1; i < group.items.size(); ++i) {
+        const TCopyFate& fate = group.fates[i];
+        if (fate.fate == EFate::Move && fate.losses.empty()) continue;
+        const std::string why = WhyItStays(fate.fate, fate.losses);
+        html += "<p>" + Escape(Place(result.catalog, result.items[group.items[i]])) +
+                (why.empty() ? " goes with what the kept copy lacks" : " stays: it " + Escape(why)) + ".</p>";
+        if (fate.losses.empty()) continue;
+        html += "<ul class=\"losses\">";
+        for (const TLoss& loss : fate.losses) {
+            html += "<li>" + Escape(loss.property) + ": <b>" + Escape(loss.value) +
+                    "</b>; the kept copy has " + (loss.kept.empty() ? "none" : Escape(loss.kept)) + "</li>";
+        }
+        html += "</ul>\n";
+    }
+    return html;
+}
+
 std::string ListHtml(const ScanResult& result, const Group& group, size_t first) {
     std::string html = "<ul>";
     for (size_t i = first; i < group.items.size(); ++i) {
         html += std::string("<li><span class=\"") + (i == 0 ? "keep\">keep" : "duplicate\">duplicate") +
-                "</span> " + Escape(Place(result.catalog, result.items[group.items[i]])) + "</li>";
+                "</span> " + WhereHtml(result, group.items[i]) + "</li>";
     }
     return html + "</ul>";
 }
@@ -176,7 +209,7 @@ std::string GroupHtml(IMAPISession* session, const ScanResult& result, size_t in
     if (const std::string when = TimeText(kept.when); !when.empty()) html += " · " + when;
     html += " <span class=\"soft\">" + Count(group.items.size(), "copy", "copies") +
             "</span></summary>\n<div><p>Kept: " + Escape(Place(result.catalog, kept)) + ", " +
-            Escape(group.reason) + ".</p>\n";
+            Escape(group.reason) + ".</p>\n" + StayingHtml(result, group);
     if (index < kGroupsWithMatrix) {
         html += MatrixHtml(session, result, group);
         if (group.items.size() > kItemsInMatrix)
@@ -210,7 +243,7 @@ std::string UnreadableHtml(const ScanResult& result) {
 
 }  // namespace
 
-std::string HtmlReport(IMAPISession* session, const ScanResult& result) {
+std::string HtmlReport(IMAPISession* session, const ScanResult& result, Progress& progress) {
     std::string html = kHead + Summary(result) + "<main>\n";
     for (size_t scan = 0; scan < result.scans.size(); ++scan) {
         const std::string kind = KindName(result.scans[scan].kind);
@@ -219,13 +252,20 @@ std::string HtmlReport(IMAPISession* session, const ScanResult& result) {
         bool hasGroups = false;
         for (size_t i = 0; i < result.groups.size(); ++i) {
             if (result.groups[i].scan != scan) continue;
+            progress("groups written", i, result.groups.size());
+            StopIfInterrupted();
             html += GroupHtml(session, result, i);
             hasGroups = true;
         }
         if (!hasGroups) html += "<p>No duplicates.</p>\n";
+        if (const size_t count = result.scans[scan].sentAndReceived.size(); count != 0) {
+            html += "<p class=\"soft\">" + Count(count, "mail", "mails") +
+                    " both sent and received, taken for no duplicates.</p>\n";
+        }
         if (const size_t count = result.scans[scan].unidentified.size(); count != 0) {
             html += "<p class=\"soft\">" + Count(count, "item", "items") +
-                    " without any value that identifies them, taken for no duplicates.</p>\n";
+                    " without any value that identifies them, taken for no "
+                    "duplicates.</p>\n";
         }
     }
     return html + NearHtml(result) + UnreadableHtml(result) + "</main>\n</body>\n</html>\n";

@@ -14,7 +14,12 @@ json ItemJson(const ScanResult& result, size_t index) {
     const Folder& folder = result.catalog.folders[item.folder];
     json object;
     object["folder"] = folder.path;
+    object["role"] = RoleName(folder.role);
     object["number"] = item.number;
+    if (!item.sourcePath.empty()) {
+        object["sourcePath"] = item.sourcePath;
+        if (item.sourcePlace != 0) object["sourcePlace"] = item.sourcePlace;
+    }
     object["title"] = item.title;
     object["who"] = item.who;
     object["when"] = IsoTime(item.when);
@@ -23,6 +28,29 @@ json ItemJson(const ScanResult& result, size_t index) {
     object["entryId"] = item.entryId;
     object["folderId"] = folder.entryId;
     object["storeId"] = result.catalog.stores[folder.store].entryId;
+    return object;
+}
+
+json DuplicateJson(const ScanResult& result, const Group& group, size_t index) {
+    const TCopyFate& fate = group.fates[index];
+    json object = ItemJson(result, group.items[index]);
+    object["move"] = fate.fate == EFate::Move;
+    object["fate"] = FateName(fate.fate);
+    object["why"] = WhyItStays(fate.fate, fate.losses);
+    object["losses"] = json::array();
+    for (const TLoss& loss : fate.losses) {
+        object["losses"].push_back({{"property", loss.property}, {"value", loss.value}, {"kept", loss.kept}});
+    }
+    return object;
+}
+
+json PolicyJson(const TPolicyOptions& options) {
+    json object;
+    object["prefer"] = options.prefer;
+    object["protect"] = options.protect;
+    object["skip"] = options.skip;
+    object["allowLoss"] = options.allowLoss;
+    object["sentCopies"] = options.sentCopies;
     return object;
 }
 
@@ -42,6 +70,11 @@ json ScanJson(const ScanResult& result, const KindScan& scan) {
     for (const size_t item : scan.unreadable) object["unreadable"].push_back(ItemJson(result, item));
     object["unidentified"] = json::array();
     for (const size_t item : scan.unidentified) object["unidentified"].push_back(ItemJson(result, item));
+    object["sentAndReceived"] = json::array();
+    for (const std::vector<size_t>& mails : scan.sentAndReceived) {
+        object["sentAndReceived"].push_back(json::array());
+        for (const size_t item : mails) object["sentAndReceived"].back().push_back(ItemJson(result, item));
+    }
     return object;
 }
 
@@ -50,7 +83,8 @@ json ScanJson(const ScanResult& result, const KindScan& scan) {
 std::string JsonReport(const ScanResult& result) {
     json report;
     report["format"] = "quorvel-report";
-    report["version"] = 1;
+    report["version"] = 2;
+    report["policy"] = PolicyJson(result.policyOptions);
     report["scans"] = json::array();
     for (const KindScan& scan : result.scans) report["scans"].push_back(ScanJson(result, scan));
     report["groups"] = json::array();
@@ -61,7 +95,7 @@ std::string JsonReport(const ScanResult& result) {
         object["keep"] = ItemJson(result, group.items[0]);
         object["duplicates"] = json::array();
         for (size_t i = 1; i < group.items.size(); ++i) {
-            object["duplicates"].push_back(ItemJson(result, group.items[i]));
+            object["duplicates"].push_back(DuplicateJson(result, group, i));
         }
         report["groups"].push_back(std::move(object));
     }
@@ -74,11 +108,9 @@ std::string JsonReport(const ScanResult& result) {
         object["b"] = ItemJson(result, pair.b);
         report["near"].push_back(std::move(object));
     }
-    report["summary"] = {{"items", result.items.size()},
-                         {"groups", result.groups.size()},
-                         {"duplicates", result.Duplicates()},
-                         {"bytes", result.DuplicateBytes()},
-                         {"seconds", result.seconds}};
+    report["summary"] = {{"items", result.items.size()},      {"groups", result.groups.size()},
+                         {"duplicates", result.Duplicates()}, {"staying", result.Staying()},
+                         {"bytes", result.DuplicateBytes()},  {"seconds", result.seconds}};
     // Lone surrogates of a mailbox's text are replaced: a report always is valid UTF-8.
     return report.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
 }

@@ -7,6 +7,8 @@ namespace host {
 
 namespace {
 
+constexpr size_t kShownOfValue = 60;
+
 std::string Number(double value, const char* format) {
     char text[32];
     snprintf(text, sizeof text, format, value);
@@ -21,14 +23,28 @@ std::string Describe(const Item& item) {
     return text;
 }
 
+std::string Shorten(const std::string& value) {
+    return Width(value) <= kShownOfValue ? value : Fit(value, kShownOfValue);
+}
+
 std::string GroupText(const ScanResult& result, const Group& group, size_t number) {
     std::string text = "\n" + std::to_string(number) + ". " + Describe(result.items[group.items[0]]) + "\n";
     for (size_t i = 0; i < group.items.size(); ++i) {
         const Item& item = result.items[group.items[i]];
         text += (i == 0 ? "   keep       " : "   duplicate  ") + Place(result.catalog, item);
         text += "  (" + SizeText(item.size) + ")";
+        const TCopyFate& fate = group.fates[i];
         if (i == 0) text += "  " + group.reason;
+        if (const std::string why = WhyItStays(fate.fate, fate.losses); !why.empty())
+            text += "  stays: it " + why;
         text += "\n";
+        if (!item.sourcePath.empty()) text += "      from " + SourceText(item) + "\n";
+        for (const TLoss& loss : fate.losses) {
+            text += "      " + loss.property + ": " + Shorten(loss.value) +
+                    (loss.kept.empty() ? "; the kept copy has none"
+                                       : "; the kept copy has " + Shorten(loss.kept)) +
+                    "\n";
+        }
     }
     return text;
 }
@@ -62,11 +78,20 @@ std::string TextReport(const ScanResult& result) {
             text += "   " + Count(scan.unidentified.size(), "item", "items") +
                     " without any value that identifies them, taken for no duplicates\n";
         }
+        if (!scan.sentAndReceived.empty()) {
+            text += "   " + Count(scan.sentAndReceived.size(), "mail", "mails") +
+                    " both sent and received, taken for no duplicates: --sent-copies "
+                    "does\n";
+        }
         for (const size_t item : scan.unreadable) {
             text += "   could not be read: " + Place(result.catalog, result.items[item]) + "\n";
         }
     }
     if (!result.nearPairs.empty()) text += NearText(result);
+    if (result.Staying() != 0) {
+        text += "\n" + std::to_string(result.Staying()) + " of " +
+                Count(result.Duplicates(), "duplicate", "duplicates") + " would not be moved\n";
+    }
     return text + "\n" + Count(result.items.size(), "item", "items") + ", " +
            Count(result.groups.size(), "group", "groups") + ", " +
            Count(result.Duplicates(), "duplicate", "duplicates") + " (" + SizeText(result.DuplicateBytes()) +

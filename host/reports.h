@@ -14,7 +14,7 @@ std::string JsonReport(const ScanResult& result);
 /// A line an item of the groups; no cell is one that a spreadsheet would run.
 std::string CsvReport(const ScanResult& result);
 /// One file without references to anywhere; everything that came from the mailbox is escaped. Reads the
-/// groups' items once more for their values.
-std::string HtmlReport(IMAPISession* session, const ScanResult& result);
+/// groups' items once more for their values. Throws TInterrupted.
+std::string HtmlReport(IMAPISession* session, const ScanResult& result, Progress& progress);
 
 }  // namespace host

@@ -7,26 +7,17 @@
 
 #include "host/definitions.h"
 #include "host/folders.h"
+#include "host/plan.h"
+#include "host/policy.h"
 #include "host/progress.h"
 
 namespace host {
-
-/// Which copy of a group is kept. "field=NAME:TEXT" names a property of the definitions.
-struct Keep {
-    enum class Rule { MostFilled, First, Last, LargestValues, Largest, Field, Recurrence, CrmId };
-    Rule rule = Rule::MostFilled;
-    std::string field;
-    std::string text;
-};
-/// Throws Failure naming what is allowed.
-Keep KeepOf(const std::string& text);
-std::string KeepText(const Keep& keep);
 
 struct ScanOptions {
     std::vector<std::string> folders;  // empty: every folder of the kinds
     std::vector<Kind> kinds;           // empty: every kind, or those of the folders
     std::optional<Algorithm> algorithm;
-    std::string keep;                 // empty: as the definitions say
+    TPolicyOptions policy;
     std::vector<std::string> except;  // in addition to the definitions' rules
     std::string definitionsFile;      // empty: the built-in ones
     bool findNear = false;
@@ -35,18 +26,26 @@ struct ScanOptions {
 struct KindScan {
     Kind kind = Kind::Other;
     Definitions definitions;
-    Keep keep;
+    std::vector<Keep> keep;
     std::vector<size_t> folders;
     std::vector<size_t> items;
     std::vector<size_t> unreadable;    // items that the search could not read
     std::vector<size_t> unidentified;  // equal items without any value that identifies them
+    /// Equal mails that are no duplicates of one another: as they were sent and as they were received.
+    std::vector<std::vector<size_t>> sentAndReceived;
 };
 
-/// Items that are equal; the first is the one to keep.
+struct TCopyFate {
+    EFate fate = EFate::Move;
+    std::vector<TLoss> losses;
+};
+
+/// Items that are equal to the first one, which stays.
 struct Group {
     size_t scan = 0;  // index into the scans
     std::vector<size_t> items;
-    std::string reason;  // why the first one
+    std::vector<TCopyFate> fates;  // one for each item; the first says nothing
+    std::string reason;            // why the first one stays
 };
 
 /// Two items that one property keeps apart.
@@ -59,6 +58,8 @@ struct NearPair {
 
 struct ScanResult {
     Catalog catalog;
+    TPolicyOptions policyOptions;
+    TPolicy policy;
     std::vector<Item> items;
     std::vector<KindScan> scans;
     std::vector<Group> groups;
@@ -66,6 +67,8 @@ struct ScanResult {
     double seconds = 0;
 
     size_t Duplicates() const;
+    /// Those that are not moved.
+    size_t Staying() const;
     unsigned long long DuplicateBytes() const;
 };
 

@@ -3,7 +3,6 @@
 #include <mapitags.h>
 
 #include <cstdio>
-#include <span>
 
 #include "host/text.h"
 #include "quorvel.h"
@@ -11,9 +10,6 @@
 namespace host {
 
 namespace {
-
-constexpr char kAddress[] = "{00062004-0000-0000-C000-000000000046}";
-constexpr char kDerived[] = "{7A3C5E19-4B82-4D6F-9E15-3F8A2C6B7D40}";
 
 // What a derived property is gathered from: named properties of the address set, or tags.
 constexpr int kAddressIds[] = {0x801A, 0x801B, 0x801C};
@@ -52,6 +48,8 @@ void Append(std::string& list, const std::string& text, const char* separator) {
     list += text;
 }
 
+}  // namespace
+
 ULONG ResolvedTag(IMessage* message, const char* set, int id, const wchar_t* stringId, unsigned type) {
     TComparyProp entry{};
     entry.lpszKey = L"";
@@ -63,6 +61,20 @@ ULONG ResolvedTag(IMessage* message, const char* set, int id, const wchar_t* str
     Quorvel_ResolveTags(message, &list);
     return entry.ulPropTag;
 }
+
+std::span<const int> DerivedNumbers(int id) {
+    if (id == 1) return kAddressIds;
+    if (id == 2) return kEmailIds;
+    return {};
+}
+
+std::span<const ULONG> DerivedTags(int id) {
+    if (id == 3) return kPhoneTags;
+    if (id == 5) return kSenderTags;
+    return {};
+}
+
+namespace {
 
 std::string Show(const SPropValue& value) {
     char number[48];
@@ -129,40 +141,20 @@ std::string ShowRecipients(IMessage* message) {
 
 std::string ShowDerived(IMessage* message, int id) {
     std::string list;
-    const auto named = [&](std::span<const int> ids) {
-        for (const int one : ids)
-            Append(list, ShowTag(message, ResolvedTag(message, kAddress, one, nullptr, PT_UNICODE)), "; ");
-    };
-    const auto plain = [&](std::span<const ULONG> tags) {
-        for (const ULONG tag : tags) Append(list, ShowTag(message, tag), "; ");
-    };
-    switch (id) {
-        case 1:
-            named(kAddressIds);
-            break;
-        case 2:
-            named(kEmailIds);
-            break;
-        case 3:
-            plain(kPhoneTags);
-            break;
-        case 4:
-            if (!ShowTag(message, PR_GIVEN_NAME_W).empty() || !ShowTag(message, PR_SURNAME_W).empty())
-                return "no";
-            return ShowTag(message, PR_COMPANY_NAME_W).empty() ? "" : "yes";
-        case 5:
-            plain(kSenderTags);
-            break;
-        case 6:
-            return ShowRecipients(message);
-        default:
-            break;
+    if (id == 4) {
+        if (!ShowTag(message, PR_GIVEN_NAME_W).empty() || !ShowTag(message, PR_SURNAME_W).empty())
+            return "no";
+        return ShowTag(message, PR_COMPANY_NAME_W).empty() ? "" : "yes";
     }
+    if (id == 6) return ShowRecipients(message);
+    for (const int one : DerivedNumbers(id))
+        Append(list, ShowTag(message, ResolvedTag(message, kAddressSet, one, nullptr, PT_UNICODE)), "; ");
+    for (const ULONG tag : DerivedTags(id)) Append(list, ShowTag(message, tag), "; ");
     return list;
 }
 
 bool IsDerived(const CatalogueEntry& property) {
-    return property.set && std::string_view(property.set) == kDerived;
+    return property.set && std::string_view(property.set) == kDerivedSet;
 }
 
 ULONG TagOf(IMessage* message, const CatalogueEntry& property) {
@@ -184,6 +176,9 @@ bool IsUnreadable(IMessage* message, const CatalogueEntry& property) {
 }
 
 std::string ShowValue(IMessage* message, const CatalogueEntry& property, size_t limit) {
+    // Not what the store says: the search compares what a person put in.
+    if (property.tag == PR_MESSAGE_SIZE)
+        return std::to_string(Quorvel_GetSubjectBodyAttachmentsSize(message, 1, nullptr, 0));
     if (IsDerived(property)) return Cut(ShowDerived(message, property.id), limit);
     const ULONG tag = TagOf(message, property);
     return Cut(property.stream ? ShowStream(message, tag) : ShowTag(message, tag), limit);

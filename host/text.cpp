@@ -26,8 +26,30 @@ std::wstring Widen(std::string_view utf8) {
     return text;
 }
 
+std::wstring WidenAnsi(std::string_view ansi) {
+    const int bytes = static_cast<int>(ansi.size());
+    const int units = MultiByteToWideChar(CP_ACP, 0, ansi.data(), bytes, nullptr, 0);
+    std::wstring text(static_cast<size_t>(units), L'\0');
+    MultiByteToWideChar(CP_ACP, 0, ansi.data(), bytes, text.data(), units);
+    return text;
+}
+
+namespace {
+
+std::wstring Lower(std::string_view text) {
+    std::wstring lower = Widen(text);
+    CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
+    return lower;
+}
+
+}  // namespace
+
 bool EqualNoCase(std::string_view a, std::string_view b) {
     return lstrcmpiW(Widen(a).c_str(), Widen(b).c_str()) == 0;
+}
+
+bool ContainsNoCase(std::string_view text, std::string_view part) {
+    return Lower(text).find(Lower(part)) != std::wstring::npos;
 }
 
 size_t Width(std::string_view utf8) {
@@ -47,12 +69,54 @@ std::string Fit(std::string_view utf8, size_t width) {
     return cut + "…";
 }
 
-std::string OneLine(std::string_view utf8) {
-    std::string line(utf8);
-    for (char& c : line) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+namespace {
+
+constexpr wchar_t kMark = 0xFFFD;
+
+constexpr struct {
+    wchar_t first;
+    wchar_t last;
+} kActing[] = {
+    {0x0001, 0x001F}, {0x007F, 0x009F}, {0x061C, 0x061C},
+    {0x200E, 0x200F}, {0x202A, 0x202E}, {0x2066, 0x2069},
+};
+
+bool IsActing(wchar_t c) {
+    return std::any_of(std::begin(kActing), std::end(kActing),
+                       [c](const auto& range) { return c >= range.first && c <= range.last; });
+}
+
+bool IsBreak(wchar_t c) {
+    return c == L'\t' || c == L'\n' || c == L'\r' || c == 0x0B || c == 0x0C || c == 0x85 || c == 0x2028 ||
+           c == 0x2029;
+}
+
+// Plain ASCII is what most texts are.
+bool IsPlain(std::string_view utf8) {
+    return std::all_of(utf8.begin(), utf8.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
+}
+
+std::string Cleaned(std::string_view utf8, bool isOneLine) {
+    if (IsPlain(utf8)) return std::string(utf8);
+    std::wstring wide = Widen(utf8);
+    for (wchar_t& c : wide) {
+        if (isOneLine && IsBreak(c)) {
+            c = L' ';
+        } else if (IsActing(c) && c != L'\t' && c != L'\n' && c != L'\r') {
+            c = kMark;
+        }
     }
-    return line;
+    return Narrow(wide);
+}
+
+}  // namespace
+
+std::string Visible(std::string_view utf8) {
+    return Cleaned(utf8, false);
+}
+
+std::string OneLine(std::string_view utf8) {
+    return Cleaned(utf8, true);
 }
 
 namespace {
@@ -145,12 +209,6 @@ size_t Distance(const std::wstring& a, const std::wstring& b) {
         }
     }
     return row[b.size()];
-}
-
-std::wstring Lower(std::string_view text) {
-    std::wstring lower = Widen(text);
-    CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
-    return lower;
 }
 
 }  // namespace

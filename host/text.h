@@ -17,15 +17,21 @@ struct Failure : std::runtime_error {
 
 std::string Narrow(std::wstring_view wide);
 std::wstring Widen(std::string_view utf8);
+/// Of a text in the system's code page.
+std::wstring WidenAnsi(std::string_view ansi);
 
 /// Equality and order without regard to case, as Windows has it for names.
 bool EqualNoCase(std::string_view a, std::string_view b);
+bool ContainsNoCase(std::string_view text, std::string_view part);
 
 /// Number of code points: what a text takes on a terminal, near enough.
 size_t Width(std::string_view utf8);
 /// Exactly `width` wide: cut with an ellipsis or padded with blanks.
 std::string Fit(std::string_view utf8, size_t width);
-/// One line: control characters become blanks, and a text that would change the terminal's state cannot.
+/// The text with a mark in place of each character that would act on what shows it: control characters,
+/// those above U+0080 too, and the ones that turn the direction of reading. Tabs and line breaks stay.
+std::string Visible(std::string_view utf8);
+/// The same on one line: tabs and line breaks of any kind become blanks.
 std::string OneLine(std::string_view utf8);
 
 /// "2024-03-05 09:30" in local time; empty for time 0.

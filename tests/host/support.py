@@ -19,6 +19,7 @@ SCHEMAS = ROOT / "docs" / "schemas"
 
 SUBJECT, BODY, FROM, SENT, CLASS, NAME = "0037001F", "1000001F", "0065001F", "00390040", "001A001F", "3001001F"
 MODIFIED, FIRST, LAST, COMPANY = "30080040", "3A06001F", "3A11001F", "3A16001F"
+FILE_AS = "{00062004-0000-0000-C000-000000000046}:0x8005:001F"
 
 
 def mail(number: int, subject: str = "Minutes", body: str = "All present.\r\n", **more: object) -> dict:
@@ -30,6 +31,15 @@ def mail(number: int, subject: str = "Minutes", body: str = "All present.\r\n", 
         },
         "recipients": [{"0C150003": 1, NAME: "Bob", "3002001F": "SMTP", "3003001F": "bob@example.org"}],
     }
+    item["properties"].update(more.pop("properties", {}))
+    item.update(more)
+    return item
+
+
+def contact(number: int, last: str, first: str = "Ann", **more: object) -> dict:
+    item: dict = {"id": f"{0xD1000000 + number:016X}", "properties": {
+        CLASS: "IPM.Contact", FIRST: first, LAST: last, COMPANY: "Quay Ltd", FILE_AS: f"{last}, {first}",
+        MODIFIED: "2024-03-04T09:00:00Z"}}
     item["properties"].update(more.pop("properties", {}))
     item.update(more)
     return item

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import csv
+import html
 import html.parser
 import io
 import json
@@ -50,6 +51,15 @@ class Report(HostTest):
         self.assertIn("Kept: Mailbox/In<b>ox#1", text)
         self.assertIn("A line of text.", text)
 
+    def test_rows_that_are_compared_as_equal_are_not_marked(self) -> None:
+        """The store's own size of a copy is another; what was compared is the size of subject, text and attachments."""
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(1), mail(2, properties={"65E20102": "A" * 400})])))
+        page = self.run_program("scan", "--format", "html", status=1)
+        self.assertNotIn("differs\"", page.split("</style>")[1])
+        self.assertRegex(page, r"Size of subject, body and attachments</th><td>42</td><td>42</td>")
+        matrix = json.loads(self.run_program("compare", "Inbox#1", "Inbox#2", "--format", "json", status=0))
+        self.assertEqual({tuple(row["marks"]) for row in matrix["rows"]}, {(1, 1)})
+
     def test_nothing_of_the_mailbox_becomes_markup(self) -> None:
         tags = {tag for tag, _ in self.outline.elements}
         self.assertFalse(tags & {"script", "img", "iframe", "object", "b" if "In<b>" in self.page else "script"})
@@ -58,19 +68,50 @@ class Report(HostTest):
             for name in ("src", "href"):
                 self.assertIn((attributes.get(name) or "data:")[:5], ("data:", "#"), f"<{tag} {name}> points elsewhere")
 
+    def browser(self, page: str, *arguments: str) -> subprocess.CompletedProcess[str]:
+        (self.dir / "page.html").write_text(page, encoding="utf-8")
+        return subprocess.run(
+            ["chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-extensions",
+             "--disable-background-networking", "--disable-component-update", "--disable-sync", "--enable-logging=stderr",
+             f"--user-data-dir={self.dir / 'profile'}", *arguments, (self.dir / "page.html").as_uri()],
+            capture_output=True, timeout=180, text=True, check=True)
+
     @unittest.skipUnless(shutil.which("chromium"), "no Chromium on this machine")
     def test_opens_in_a_browser_without_errors_or_requests(self) -> None:
         log = self.dir / "net.json"
-        result = subprocess.run(
-            ["chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-extensions",
-             "--disable-background-networking", "--disable-component-update", "--disable-sync", "--enable-logging=stderr",
-             f"--user-data-dir={self.dir / 'profile'}", f"--log-net-log={log}", "--dump-dom", (self.dir / "report.html").as_uri()],
-            capture_output=True, timeout=180, text=True, check=True)
+        result = self.browser(self.page, f"--log-net-log={log}", "--dump-dom")
         self.assertIn("2 duplicates in 4 items", result.stdout)
         self.assertNotIn("CONSOLE", result.stderr, "the page wrote to the browser's console")
         requests = [line for line in pathlib.Path(log).read_text(errors="replace").splitlines()
                     if '"url":"http' in line and "example.org" in line]
         self.assertEqual(requests, [], "the page asked somebody for something")
+
+    @unittest.skipUnless(shutil.which("chromium"), "no Chromium on this machine")
+    def test_chart_on_a_narrow_screen(self) -> None:
+        """At 400 pixels each folder is one block: name and count on a line, the bar below them in full width."""
+        measure = """<script>document.body.dataset.boxes = JSON.stringify([...document.querySelectorAll('.bars .row')].map(
+            row => [row, ...row.children].map(e => { const b = e.getBoundingClientRect(); return [b.left, b.top, b.right, b.bottom]; })));</script>"""
+        page = "".join(line for line in self.page.splitlines(keepends=True) if "Content-Security-Policy" not in line)
+        # The smallest window of a browser is wider than a telephone: the page stands in a frame.
+        page = page.replace("</body>", measure + "</body>")
+        (self.dir / "inner.html").write_text(page, encoding="utf-8")
+        outer = ("<body><iframe src='inner.html' style='width:400px;height:900px;border:0'></iframe><script>onload = () => "
+                 "{ document.body.dataset.boxes = frames[0].document.body.dataset.boxes; }</script></body>")
+        dom = self.browser(outer, "--allow-file-access-from-files", "--dump-dom").stdout
+        boxes = json.loads(html.unescape(dom.split('data-boxes="')[1].split('"')[0]))
+        self.assertTrue(boxes)
+        for row, name, bar, count in boxes:
+            self.assertGreaterEqual(bar[1], max(name[3], count[3]) - 1, "the bar is below the name and the count")
+            self.assertLess(abs((bar[2] - bar[0]) - (row[2] - row[0])), 2, "the bar has the full width")
+            self.assertLessEqual(row[2], 400, "nothing reaches beyond the screen")
+
+    @unittest.skipUnless(shutil.which("chromium") and shutil.which("pdftotext"), "no Chromium or pdftotext on this machine")
+    def test_folded_groups_print(self) -> None:
+        folded = self.page.replace('<details class="group" open>', '<details class="group">')
+        self.browser(folded, f"--print-to-pdf={self.dir / 'page.pdf'}")
+        text = subprocess.run(["pdftotext", self.dir / "page.pdf", "-"], capture_output=True, text=True, check=True).stdout
+        self.assertIn("Kept: Mailbox/In", text)
+        self.assertIn("A line of text.", text)
 
 
 class Forms(HostTest):

@@ -1,0 +1,108 @@
+#include "host/duplicate_search.h"
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "host/text.h"
+#include "quorvel.h"
+
+namespace host {
+
+namespace {
+
+struct SearchDeleter {
+    using pointer = HSearch;
+    void operator()(HSearch search) const { Search_Delete(search); }
+};
+using Search = std::unique_ptr<HSearch, SearchDeleter>;
+
+Search CreateSearch(const CItemReader& reader, const Definitions& definitions) {
+    PropertyList properties(definitions);
+    // Which copy stays is decided here, over more than the search reads: it goes by the ranks alone.
+    TOriginalDefinition original{};
+    original.nKind = okCallerOrder;
+    Search search(Search_Create2(reader.session(), properties.get(), &original,
+                                 static_cast<unsigned>(definitions.algorithm), definitions.grouped,
+                                 definitions.exceptions.data(),
+                                 static_cast<unsigned>(definitions.exceptions.size())));
+    if (!search) throw Failure("The search cannot be created.");
+    return search;
+}
+
+bool AddItem(const Search& search, const CItemReader& reader, const Item& item, unsigned rank) {
+    unsigned found = 0;
+    return Search_Add(search.get(), item.entryId.c_str(), reader.StoreId(item).c_str(), &found, rank) != 0;
+}
+
+void Build(const Search& search) {
+    if (!Search_Build(search.get())) throw Failure("Grouping the duplicates failed; --log FILE tells more.");
+}
+
+std::string KeyOf(const std::string& entryId, const std::string& storeId) {
+    return entryId + '|' + storeId;
+}
+
+// The two-call protocol of the identifier getters.
+template <typename Getter>
+std::string ReadKey(Getter getter) {
+    unsigned entrySize = 0;
+    unsigned storeSize = 0;
+    getter(nullptr, &entrySize, nullptr, &storeSize);
+    std::string entryId(entrySize, '\0');
+    std::string storeId(storeSize, '\0');
+    getter(entryId.data(), &entrySize, storeId.data(), &storeSize);
+    entryId.resize(entrySize ? entrySize - 1 : 0);
+    storeId.resize(storeSize ? storeSize - 1 : 0);
+    return KeyOf(entryId, storeId);
+}
+
+}  // namespace
+
+TSearchOutcome RunSearch(const CItemReader& reader, const Definitions& definitions,
+                         const std::vector<Item>& items, const std::vector<TSearchItem>& searched,
+                         std::string_view what, Progress& progress) {
+    const Search search = CreateSearch(reader, definitions);
+    TSearchOutcome outcome;
+    std::unordered_map<std::string, size_t> byKey;
+    for (size_t i = 0; i < searched.size(); ++i) {
+        const Item& item = items[searched[i].item];
+        if (AddItem(search, reader, item, searched[i].rank)) {
+            byKey.emplace(KeyOf(item.entryId, reader.StoreId(item)), searched[i].item);
+        } else {
+            outcome.unreadable.push_back(searched[i].item);
+        }
+        progress(what, i + 1, searched.size());
+        StopIfInterrupted();
+    }
+    Build(search);
+    StopIfInterrupted();
+    const int groups = static_cast<int>(Search_GetOriginalCount(search.get()));
+    for (int i = 0; i < groups; ++i) {
+        std::vector<size_t> group;
+        group.push_back(
+            byKey.at(ReadKey([&](char* entry, unsigned* entrySize, char* store, unsigned* storeSize) {
+                Search_GetOriginal(search.get(), i, entry, entrySize, store, storeSize);
+            })));
+        const int duplicates = static_cast<int>(Search_GetDuplicateCount(search.get(), i));
+        for (int j = 0; j < duplicates; ++j) {
+            group.push_back(
+                byKey.at(ReadKey([&](char* entry, unsigned* entrySize, char* store, unsigned* storeSize) {
+                    Search_GetDuplicate(search.get(), i, j, entry, entrySize, store, storeSize);
+                })));
+        }
+        outcome.groups.push_back(std::move(group));
+    }
+    return outcome;
+}
+
+EPair ComparePair(const CItemReader& reader, const Definitions& definitions, const Item& first,
+                  const Item& second) {
+    const Search search = CreateSearch(reader, definitions);
+    if (!AddItem(search, reader, first, 0)) return EPair::FirstUnreadable;
+    if (!AddItem(search, reader, second, 1)) return EPair::SecondUnreadable;
+    Build(search);
+    return Search_GetOriginalCount(search.get()) == 1 ? EPair::Equal : EPair::Apart;
+}
+
+}  // namespace host

@@ -1,0 +1,112 @@
+#include "host/groups.h"
+
+#include <algorithm>
+
+#include "host/attachments.h"
+#include "host/duplicate_search.h"
+#include "host/identity.h"
+#include "host/losses.h"
+
+namespace host {
+
+namespace {
+
+std::vector<const Item*> ItemsOf(const ScanResult& result, const std::vector<size_t>& group) {
+    std::vector<const Item*> items;
+    items.reserve(group.size());
+    for (const size_t item : group) items.push_back(&result.items[item]);
+    return items;
+}
+
+TCopyFate FateOfCopy(CItemReader& reader, const ScanResult& result, const KindScan& scan,
+                     const Item& keptItem, const TItemValues& kept, const Item& item,
+                     const TItemValues& values) {
+    TCopyFate fate;
+    fate.losses = Losses(reader, scan.definitions, keptItem, kept, item, values);
+    if (result.policy.isProtected[item.folder]) {
+        fate.fate = EFate::Protected;
+    } else if (!fate.losses.empty() && !result.policy.allowLoss) {
+        fate.fate = EFate::Loss;
+    }
+    return fate;
+}
+
+// One group around the copy that stays. Returns the copies that are not equal to it; those that cannot be
+// read are noted.
+std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_t scanIndex,
+                                  std::vector<size_t> copies) {
+    KindScan& scan = result.scans[scanIndex];
+    while (copies.size() > 1) {
+        const TChoice choice =
+            ChooseCopy(reader, result.policy, scan.definitions, scan.keep, ItemsOf(result, copies));
+        const size_t keptIndex = copies[choice.kept];
+        const Item& keptItem = result.items[keptIndex];
+        const std::optional<TItemValues> kept = reader.Read(keptItem);
+        bool isReadable = kept.has_value();
+        Group group{scanIndex, {keptIndex}, std::vector<TCopyFate>(1), choice.reason};
+        std::vector<size_t> apart;
+        std::vector<size_t> unreadable;
+        for (const size_t copy : copies) {
+            if (copy == keptIndex || !isReadable) continue;
+            const Item& item = result.items[copy];
+            const EPair pair = ComparePair(reader, scan.definitions, keptItem, item);
+            isReadable = pair != EPair::FirstUnreadable;
+            if (pair == EPair::Apart) apart.push_back(copy);
+            if (pair == EPair::SecondUnreadable) unreadable.push_back(copy);
+            if (pair != EPair::Equal) continue;
+            const std::optional<TItemValues> values = reader.Read(item);
+            if (!values) {
+                unreadable.push_back(copy);
+                continue;
+            }
+            group.items.push_back(copy);
+            group.fates.push_back(FateOfCopy(reader, result, scan, keptItem, *kept, item, *values));
+        }
+        if (!isReadable) {
+            // Another one has to stay.
+            scan.unreadable.push_back(keptIndex);
+            std::erase(copies, keptIndex);
+            continue;
+        }
+        scan.unreadable.insert(scan.unreadable.end(), unreadable.begin(), unreadable.end());
+        if (group.items.size() > 1) result.groups.push_back(std::move(group));
+        return apart;
+    }
+    return {};
+}
+
+void AddPart(CItemReader& reader, ScanResult& result, size_t scanIndex, const std::vector<size_t>& part) {
+    const auto sides = PartBySentAndReceived(reader, result.policy, ItemsOf(result, part));
+    if (sides.size() > 1) result.scans[scanIndex].sentAndReceived.push_back(part);
+    for (const std::vector<size_t>& side : sides) {
+        std::vector<size_t> copies;
+        copies.reserve(side.size());
+        for (const size_t index : side) copies.push_back(part[index]);
+        std::sort(copies.begin(), copies.end());
+        while (copies.size() > 1) copies = AddAroundKept(reader, result, scanIndex, std::move(copies));
+    }
+}
+
+}  // namespace
+
+std::vector<std::vector<size_t>> PartGroup(CItemReader& reader, const ScanResult& result,
+                                           const KindScan& scan, const std::vector<size_t>& group) {
+    if (!scan.definitions.attachments) return {group};
+    return PartByAttachments(reader.session(), result.catalog, result.items, group);
+}
+
+void AddGroup(CItemReader& reader, ScanResult& result, size_t scanIndex, const std::vector<size_t>& group) {
+    KindScan& scan = result.scans[scanIndex];
+    if (!HasIdentity(reader.session(), result.catalog, result.items[group.front()], scan.definitions)) {
+        scan.unidentified.insert(scan.unidentified.end(), group.begin(), group.end());
+        return;
+    }
+    for (const std::vector<size_t>& part : PartGroup(reader, result, scan, group)) {
+        if (part.front() != group.front()) {
+            result.nearPairs.push_back(NearPair{scanIndex, group.front(), part.front(), "Attachments"});
+        }
+        AddPart(reader, result, scanIndex, part);
+    }
+}
+
+}  // namespace host

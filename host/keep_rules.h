@@ -1,0 +1,46 @@
+#pragma once
+// The rules that say which of several copies to keep, by what the copies hold.
+
+#include <string>
+#include <vector>
+
+#include "host/definitions.h"
+#include "host/item_values.h"
+
+namespace host {
+
+/// One rule. "field=NAME:TEXT" names a property of the definitions.
+struct Keep {
+    enum class Rule {
+        MostFilled,
+        First,
+        Last,
+        Newest,
+        Oldest,
+        Read,
+        Flagged,
+        LargestValues,
+        Largest,
+        Field,
+        Recurrence,
+        CrmId
+    };
+    Rule rule = Rule::MostFilled;
+    std::string field;
+    std::string text;
+};
+/// Throws Failure naming what is allowed.
+Keep KeepOf(const std::string& text);
+/// Rules in order: "newest, then most-filled".
+std::string KeepText(const std::vector<Keep>& rules);
+/// Throws Failure when a rule names a property that the definitions do not have.
+void CheckKeep(const Definitions& definitions, const std::vector<Keep>& rules);
+
+/// What a rule goes by, one number for each of these items: the larger, the rather kept. -1: cannot be
+/// told.
+std::vector<long long> KeepFacts(CItemReader& reader, const Keep& keep, const Definitions& definitions,
+                                 const std::vector<const Item*>& items);
+/// Why the item with the larger fact was taken: "the newest".
+std::string KeepSentence(const Keep& keep, long long kept, long long next);
+
+}  // namespace host

@@ -1,0 +1,165 @@
+#include "host/losses.h"
+
+#include <algorithm>
+
+#include "host/attachments.h"
+#include "host/duplicate_search.h"
+#include "host/show_value.h"
+#include "host/text.h"
+#include "quorvel.h"
+
+namespace host {
+
+namespace {
+
+constexpr size_t kShown = 200;  // characters of a value
+
+std::string Cut(const std::string& text) {
+    const std::string line = OneLine(text);
+    return Width(line) <= kShown ? line : Fit(line, kShown);
+}
+
+std::string Shown(const TItemValue& value, bool isMark) {
+    if (isMark) return "set";
+    std::string text;
+    for (const std::string& element : value.elements) {
+        if (!text.empty()) text += ", ";
+        const ULONG type = value.type & ~MV_FLAG;
+        text += type == PT_BINARY    ? SizeText(element.size()) + " of data"
+                : type == PT_SYSTIME ? element.substr(0, 10) + " " + element.substr(11, 5) + " UTC"
+                                     : element;
+        if (text.size() > 4 * kShown) break;
+    }
+    return Cut(text);
+}
+
+// Texts are equal without blanks and line breaks at their ends, and whatever their form: plain or in a set.
+std::string Trimmed(const std::string& text) {
+    const size_t end = text.find_last_not_of(" \t\r\n");
+    return end == std::string::npos ? std::string() : text.substr(0, end + 1);
+}
+
+bool Holds(const TItemValue& kept, const std::string& element, bool isText) {
+    return std::any_of(kept.elements.begin(), kept.elements.end(), [&](const std::string& other) {
+        return other == element || (isText && Trimmed(other) == Trimmed(element));
+    });
+}
+
+// The part of a value that the kept copy does not hold.
+TItemValue Missing(const TItemValue* kept, const TItemValue& value) {
+    if (!kept) return value;
+    const bool isText = (value.type & ~MV_FLAG) == PT_UNICODE;
+    TItemValue missing{value.type, {}};
+    for (const std::string& element : value.elements) {
+        if (!Holds(*kept, element, isText)) missing.elements.push_back(element);
+    }
+    return missing;
+}
+
+// Properties that the definitions compare, by how.
+struct TCompared {
+    std::map<std::string, const PropertyChoice*> alone;
+    std::map<std::string, const PropertyChoice*> gathered;  // one of several fields that count as one
+    bool hasRecipients = false;
+};
+
+TCompared ComparedProperties(const Definitions& definitions) {
+    TCompared compared;
+    for (const PropertyChoice& choice : definitions.properties) {
+        if (!choice.compare) continue;
+        const CatalogueEntry& property = *choice.property;
+        if (!property.set || std::string_view(property.set) != kDerivedSet) {
+            compared.alone.emplace(PropertyName(property.tag, property.set, property.id, property.stringId),
+                                   &choice);
+            continue;
+        }
+        compared.hasRecipients = compared.hasRecipients || property.id == 6;
+        for (const int id : DerivedNumbers(property.id))
+            compared.gathered.emplace(PropertyName(0, kAddressSet, id, nullptr), &choice);
+        for (const ULONG tag : DerivedTags(property.id))
+            compared.gathered.emplace(PropertyName(tag, nullptr, 0, nullptr), &choice);
+    }
+    return compared;
+}
+
+bool AreEqualTexts(const std::string& a, const std::string& b, ECompareMethod method) {
+    std::wstring wideA = Widen(a);
+    std::wstring wideB = Widen(b);
+    wchar_t* textA = wideA.data();
+    wchar_t* textB = wideB.data();
+    SPropValue one{};
+    SPropValue other{};
+    one.ulPropTag = other.ulPropTag = PROP_TAG(PT_MV_UNICODE, 1);
+    one.Value.MVszW = {1, &textA};
+    other.Value.MVszW = {1, &textB};
+    int intersects = 0;
+    return Quorvel_IsMVPropsIntersects(&one, &other, &intersects, method) == 0 && intersects;
+}
+
+// Whether the kept copy has the text in any of the fields that the property is gathered from.
+bool HasAnywhere(const TItemValues& kept, const TCompared& compared, const PropertyChoice& choice,
+                 const std::string& text) {
+    return std::any_of(kept.values.begin(), kept.values.end(), [&](const auto& entry) {
+        const auto field = compared.gathered.find(entry.first);
+        if (field == compared.gathered.end() || field->second != &choice) return false;
+        return std::any_of(
+            entry.second.elements.begin(), entry.second.elements.end(),
+            [&](const std::string& other) { return AreEqualTexts(text, other, choice.method); });
+    });
+}
+
+// In grouped mode an equal pair may differ in what was not asked: the property is compared by itself.
+bool IsEqualByDefinitions(CItemReader& reader, const Definitions& definitions, const PropertyChoice& choice,
+                          const Item& kept, const Item& duplicate) {
+    if (!definitions.grouped) return true;
+    Definitions one;
+    one.properties = {choice};
+    return ComparePair(reader, one, kept, duplicate) == EPair::Equal;
+}
+
+std::string Recipients(CItemReader& reader, const Item& item) {
+    const ComPtr<IMessage> message = reader.Open(item);
+    return message ? ShowValue(message.Get(), *FindProperty("Mail.Recipients"), kShown * 100) : std::string();
+}
+
+}  // namespace
+
+std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+                          const TItemValues& kept, const Item& duplicateItem, const TItemValues& duplicate) {
+    std::vector<TLoss> losses;
+    const TCompared compared = ComparedProperties(definitions);
+    for (const auto& [name, value] : duplicate.values) {
+        const auto own = kept.values.find(name);
+        const TItemValue* keptValue = own == kept.values.end() ? nullptr : &own->second;
+        const TItemValue missing = Missing(keptValue, value);
+        if (missing.elements.empty()) continue;
+        if (keptValue && reader.bookkeeping().keys.contains(name)) continue;
+        const auto alone = compared.alone.find(name);
+        if (keptValue && alone != compared.alone.end() &&
+            IsEqualByDefinitions(reader, definitions, *alone->second, keptItem, duplicateItem)) {
+            continue;
+        }
+        const auto gathered = compared.gathered.find(name);
+        if (gathered != compared.gathered.end() &&
+            HasAnywhere(kept, compared, *gathered->second, missing.elements.front())) {
+            continue;
+        }
+        const bool isMark = reader.bookkeeping().Meaningful(name) != kAllBits;
+        losses.push_back({reader.bookkeeping().Name(definitions.kind, name), Shown(missing, isMark),
+                          keptValue ? Shown(*keptValue, isMark) : std::string()});
+    }
+    if (!compared.hasRecipients) {
+        const std::string recipients = Recipients(reader, duplicateItem);
+        const std::string other = recipients.empty() ? std::string() : Recipients(reader, keptItem);
+        if (recipients != other) losses.push_back({"Recipients", Cut(recipients), Cut(other)});
+    }
+    if (duplicate.attachments != 0 && !definitions.attachments) {
+        for (const TAttachmentName& missing :
+             MissingAttachments(reader.session(), reader.catalog(), keptItem, duplicateItem)) {
+            losses.push_back({missing.isPhoto ? "Photo" : "Attachment", missing.name, {}});
+        }
+    }
+    return losses;
+}
+
+}  // namespace host

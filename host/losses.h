@@ -1,0 +1,18 @@
+#pragma once
+// What would be lost if a duplicate went: every value of it that the kept copy lacks or holds differently.
+
+#include <vector>
+
+#include "host/definitions.h"
+#include "host/item_values.h"
+#include "host/plan.h"
+
+namespace host {
+
+/// duplicate equals kept by these definitions: what they compare is no loss where both have a value, or, of
+/// properties gathered from several fields, where the kept copy has it in any of them. Attachments and
+/// recipients count as values. kept, duplicate: the items with their values.
+std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+                          const TItemValues& kept, const Item& duplicateItem, const TItemValues& duplicate);
+
+}  // namespace host

@@ -1,0 +1,217 @@
+"""Which copy stays, what would be lost with the others, and what is not moved: tables of copies and of what becomes of them."""
+
+from __future__ import annotations
+
+import unittest
+
+from support import (BODY, HostTest, attachment, contact, folder, inventory, mail, mailbox)
+
+FLAGS, STATUS, FLAG, VERB, ARRIVED = "0E070003", "0E170003", "10900003", "10810003", "0E060040"
+CATEGORIES = "{00020329-0000-0000-C000-000000000046}:Keywords:101F"
+TO_ANN = [{"0C150003": 1, "3001001F": "Ann", "3002001F": "SMTP", "3003001F": "Ann@example.org"}]
+
+# Folders in their order, the one that is kept last first: an order of folders that decides shows.
+PLACES = {"Papierkorb": 1, "Thrown": 2, "Junk E-mail": 3, "Outbox": 4, "Drafts": 5, "Archive": 6, "Year": 7, "Sent": 8, "Projects": 9, "Inbox": 10}
+BELOW = {"Thrown": "Papierkorb", "Year": "Archive"}
+FIRST_OF_ALL = "all equal in this: the first in the order of the folders"
+
+# Subject, where its copies are (a star: marked as deleted), the one that stays, why.
+STAYS = (
+    ("trash", "Papierkorb Inbox", "Inbox", "Inbox before Papierkorb"),
+    ("trash below", "Thrown Archive", "Archive", "Archive before Papierkorb"),
+    ("junk and trash", "Papierkorb Junk E-mail", "Junk E-mail", "Junk E-mail before Papierkorb"),
+    ("junk", "Junk E-mail Outbox", "Outbox", "Outbox before Junk E-mail"),
+    ("outbox", "Outbox Drafts", "Drafts", "Drafts before Outbox"),
+    ("drafts", "Drafts Year", "Year", "Archive before Drafts"),
+    ("archive", "Year Sent", "Sent", "Sent before Archive"),
+    ("filed", "Sent Projects", "Projects", "Projects before Sent"),
+    ("three", "Papierkorb Archive Inbox", "Inbox", "Inbox before Archive"),
+    ("marked", "Projects* Archive", "Archive", "the other is marked as deleted"),
+    ("tie", "Projects Inbox", "Projects", FIRST_OF_ALL),
+)
+
+
+def places_of(text: str) -> list[str]:
+    return text.replace("Junk E-mail", "Junk_E-mail").split(" ")
+
+
+def pile(rows: list[tuple[str, list[str], dict]]) -> dict:
+    """A mailbox with a copy of each row's mail in each of its folders."""
+    items: dict[str, list[dict]] = {name: [] for name in PLACES}
+    number = 0
+    for subject, places, more in rows:
+        for place in places:
+            number += 1
+            name = place.rstrip("*").replace("_", " ")
+            items[name].append(mail(number, subject=subject, **{"properties": {STATUS: 8} if place.endswith("*") else {}, **more}))
+    made = {name: folder(PLACES[name], name, "IPF.Note", items[name]) for name in PLACES}
+    for below, above in BELOW.items():
+        made[above]["folders"].append(made[below])
+    box = mailbox(*[made[name] for name in PLACES if name not in BELOW])
+    box["stores"][0]["special"] = {"deletedItems": made["Papierkorb"]["id"], "inbox": made["Inbox"]["id"]}
+    return box
+
+
+def name_of(item: dict) -> str:
+    return item["folder"].rsplit("/", 1)[-1]
+
+
+class WhoStays(HostTest):
+    def by_subject(self, report: dict) -> dict[str, dict]:
+        return {group["keep"]["title"]: group for group in report["groups"]}
+
+    def test_roles_of_folders_and_marks(self) -> None:
+        self.write(pile([(subject, places_of(places), {}) for subject, places, _, _ in STAYS]))
+        groups = self.by_subject(self.scan(status=1))
+        self.assertEqual({subject: (name_of(groups[subject]["keep"]), groups[subject]["reason"]) for subject in groups},
+                         {subject: (kept, why) for subject, _, kept, why in STAYS})
+
+    def test_options_of_the_policy(self) -> None:
+        self.write(pile([("a", ["Papierkorb", "Archive", "Inbox"], {}), ("b", ["Year", "Projects"], {}),
+                         ("self", ["Sent", "Inbox"], {}), ("self filed", ["Sent", "Projects"], {"recipients": TO_ANN})]))
+        # Options, then by subject: the copy that stays, why, and what becomes of the others.
+        for options, expected in (
+            ((), {"a": ("Inbox", "Inbox before Archive", ["move", "move"]), "b": ("Projects", "Projects before Archive", ["move"])}),
+            (("--prefer", "Archive"), {"a": ("Archive", "preferred: Archive before Inbox", ["move", "move"]),
+                                       "b": ("Year", "preferred: Year before Projects", ["move"])}),
+            (("--prefer", "Papierkorb", "--prefer", "Projects", "--prefer", "Year"), {
+                "a": ("Inbox", "Inbox before Archive", ["move", "move"]), "b": ("Projects", "preferred: Projects before Year", ["move"])}),
+            (("--protect", "Archive"), {"a": ("Inbox", "Inbox before Archive", ["move", "protected"]),
+                                        "b": ("Projects", "Projects before Archive", ["protected"])}),
+            (("--skip", "Archive", "--skip", "Projects"), {"a": ("Inbox", "Inbox before Papierkorb", ["move"])}),
+            (("--sent-copies", "--skip", "Papierkorb", "--skip", "Archive"), {
+                "self": ("Inbox", "Inbox before Sent", ["move"]), "self filed": ("Projects", "Projects before Sent", ["move"])}),
+        ):
+            with self.subTest(options=options):
+                groups = self.by_subject(self.scan(*options, status=1))
+                self.assertEqual({subject: (name_of(group["keep"]), group["reason"], [item["fate"] for item in group["duplicates"]])
+                                  for subject, group in groups.items()}, expected)
+        for option in ("--prefer", "--protect", "--skip"):
+            self.assert_refused("scan", option, "Nowhere", because='There are "Mailbox/Papierkorb", "Mailbox/Papierkorb/Thrown"')
+
+    def test_keep_rules_in_their_order(self) -> None:
+        # One mail in one folder, copies apart by what the rules go by: their numbers from 1.
+        copies = [mail(n + 1, properties=more) for n, more in enumerate((
+            {ARRIVED: "2024-03-04T08:16:00Z", FLAGS: 0},
+            {ARRIVED: "2024-03-04T08:18:00Z", FLAGS: 1},
+            {ARRIVED: "2024-03-04T08:17:00Z", FLAGS: 1, FLAG: 2},
+            {ARRIVED: "2024-03-04T08:15:30Z", FLAGS: 0, CATEGORIES: ["a", "b", "c", "d", "e"]},
+            {ARRIVED: "2024-03-04T08:18:00Z", FLAGS: 0}))]
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", copies)))
+        for rules, kept, reason in (
+            (("newest",), 2, "most filled: 6 values, the next has 5"),
+            (("newest", "last"), 5, "the last in the order of the folders"),
+            (("oldest",), 4, "the oldest"),
+            (("read", "oldest"), 3, "the oldest"),
+            (("read", "newest"), 2, "the newest"),
+            (("flagged",), 3, "it is flagged"),
+            (("first",), 1, "the first in the order of the folders"),
+            (("last",), 5, "the last in the order of the folders"),
+            ((), 4, "most filled: 10 values, the next has 7"),
+            (("largest", "first"), 1, "the first in the order of the folders"),
+            (("field=Mail.Subject:no such text", "first"), 1, "the first in the order of the folders"),
+        ):
+            with self.subTest(rules=rules):
+                report = self.scan(*(word for rule in rules for word in ("--keep", rule)), status=1)
+                group = report["groups"][0]
+                self.assertEqual((group["keep"]["number"], group["reason"]), (kept, reason))
+
+
+MEETING = "{6ED8DA90-450B-101B-98DA-00AA003F1305}:0x0003:0102"
+ADDRESS, PHOTO = "{00062004-0000-0000-C000-000000000046}", {"properties": {
+    "37050003": 1, "3707001F": "ContactPicture.jpg", "37010102": "AAAA", "7FFF000B": True}}
+# Name, what the kept copy has of its own, what the duplicate has, what would be lost with it.
+LOSSES = (
+    ("nothing", {}, {}, []),
+    ("note", {}, {BODY: "Met in Oslo"}, [("Notes", "Met in Oslo", "")]),
+    ("other note", {BODY: "Met"}, {BODY: "Met in Oslo"}, [("Notes", "Met in Oslo", "Met")]),
+    ("birthday", {}, {"3A420040": "1980-05-06T00:00:00Z"}, [("Birthday", "1980-05-06 00:00 UTC", "")]),
+    ("birthday of another year", {"3A420040": "1981-05-06T00:00:00Z"}, {"3A420040": "1980-05-06T00:00:00Z"}, []),
+    ("phone in another place", {"3A08001F": "+49 40 1234567"}, {"3A09001F": "040/123 45 67"}, []),
+    ("second phone", {"3A08001F": "1234567"}, {"3A08001F": "1234567", "3A09001F": "7654321"}, [("Home phone", "7654321", "")]),
+    ("letter case of what is compared", {}, {"3A16001F": "QUAY LTD"}, []),
+    ("categories", {CATEGORIES: ["a", "b"]}, {CATEGORIES: ["b", "c", "a"]}, [("Categories", "c", "a, b")]),
+    ("marks", {FLAGS: 0}, {FLAGS: 0x2B, STATUS: 0x204}, [("Read", "set", ""), ("Answered or highlighted", "set", "")]),
+    ("bookkeeping", {"300B0102": "AAAA"}, {"300B0102": "AAAB", "65E20102": "AAAA", "30070040": "2020-01-01T00:00:00Z",
+                                           ADDRESS + ":0x8015:000B": True, ADDRESS + ":0x8080:001F": "Ann Q"}, []),
+    ("key of its own", {MEETING: "AAAA"}, {MEETING: "AAAB"}, []),
+    ("only key", {}, {MEETING: "AAAB"}, [("Meeting identifier", "3 bytes of data", "")]),
+    ("zero and no", {}, {"00360003": 0, "{00062008-0000-0000-C000-000000000046}:0x8506:000B": False}, []),
+    ("unnamed property", {}, {"{00020329-0000-0000-C000-000000000046}:shoe size:0003": 41},
+     [("property {00020329-0000-0000-C000-000000000046}:shoe size", "41", "")]),
+    ("photo", {}, {"attachments": [PHOTO]}, [("Photo", "ContactPicture.jpg", "")]),
+    ("attachment", {"attachments": [attachment("a.txt", "AAAA")]}, {"attachments": [attachment("a.txt", "AAAB"), attachment("A.TXT", "AAAA")]},
+     [("Attachment", "a.txt", "")]),
+)
+
+
+class WhatIsLost(HostTest):
+    def setUp(self) -> None:
+        super().setUp()
+        contacts = []
+        for number, (name, kept, duplicate, _) in enumerate(LOSSES):
+            for more in (kept, duplicate):
+                parts = {key: value for key, value in more.items() if key == "attachments"}
+                properties = {key: value for key, value in more.items() if key != "attachments"}
+                contacts.append(contact(len(contacts), f"Name {number}", properties=properties, **parts))
+        self.write(mailbox(folder(1, "People", "IPF.Contact", contacts)))
+
+    def test_every_value_of_a_duplicate_is_held_against_the_kept_copy(self) -> None:
+        report = self.scan("--keep", "first", status=1)
+        self.assertEqual(len(report["groups"]), len(LOSSES))
+        for group, (name, _, _, lost) in zip(report["groups"], LOSSES):
+            with self.subTest(name):
+                duplicate = group["duplicates"][0]
+                self.assertEqual([(loss["property"], loss["value"], loss["kept"]) for loss in duplicate["losses"]], lost)
+                self.assertEqual((duplicate["move"], duplicate["fate"]), (not lost, "loss" if lost else "move"))
+        text = self.run_program("scan", "--keep", "first", status=1)
+        self.assertIn("stays: it holds what the kept copy lacks: Notes", text)
+        self.assertIn("Notes: Met in Oslo; the kept copy has Met", text)
+        self.assertIn(f"{sum(1 for row in LOSSES if row[3])} of {len(LOSSES)} duplicates would not be moved", text)
+        self.run_program("scan", "--keep", "first", "--format", "html", "--output", "r.html", status=1)
+        self.assertIn("Notes: <b>Met in Oslo</b>; the kept copy has Met", (self.dir / "r.html").read_text(encoding="utf-8"))
+
+    def test_the_richer_copy_stays_by_itself(self) -> None:
+        report = self.scan(status=1)
+        left = {group["keep"]["number"]: group["duplicates"][0]["losses"] for group in report["groups"] if group["duplicates"][0]["losses"]}
+        self.assertEqual(sorted(left), [5], "only two different notes cannot both be kept")
+
+    def test_clean_leaves_what_would_be_lost(self) -> None:
+        lossless = sum(1 for row in LOSSES if not row[3])
+        before = inventory(self.read())
+        out = self.run_program("clean", "--keep", "first", status=0)
+        self.assertEqual(out.count("would move: "), lossless)
+        self.assertIn(" holds what the kept copy lacks: Photo", out)
+        out = self.run_program("clean", "--keep", "first", "--allow-loss", status=0)
+        self.assertEqual(out.count("would move: "), len(LOSSES))
+        # The same from a report, which says by itself what stays.
+        self.run_program("scan", "--keep", "first", "--format", "json", "--output", "r.json", status=1)
+        self.assertEqual(self.run_program("clean", "--from", "r.json", status=0).count("would move: "), lossless)
+        self.assertEqual(self.run_program("clean", "--from", "r.json", "--allow-loss", status=0).count("would move: "), len(LOSSES))
+        self.assertEqual(inventory(self.read()), before)
+
+
+class Verified(HostTest):
+    def test_what_cannot_be_read_stays(self) -> None:
+        """A body that fails to be read pairs a mail with any other that agrees in the rest."""
+        broken = mail(2)
+        del broken["properties"][BODY]
+        broken["properties"]["1000000A"] = -2147467259
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(1), broken, mail(3)])))
+        (self.dir / "d.json").write_text('{"kind": "mail", "algorithm": "similar", "properties": ['
+                                         '{"property": "Mail.Subject"}, {"property": "Mail.Body"}]}')
+        report = self.scan("--definitions", "d.json", status=1)
+        self.assertEqual(self.groups(report), [["Inbox#1", "Inbox#3"]])
+        self.assertEqual([item["number"] for item in report["scans"][0]["unreadable"]], [2])
+
+    def test_a_group_holds_only_copies_of_the_one_that_stays(self) -> None:
+        """Similar items: the first and the last equal the one between, and not one another."""
+        people = [contact(1, "Hale", properties={"3A44001F": "Mae"}), contact(2, "Hale"), contact(3, "Hale", properties={"3A44001F": "Sue"})]
+        self.write(mailbox(folder(1, "People", "IPF.Contact", people)))
+        for group in self.scan("--keep", "last", status=1)["groups"]:
+            names = {item["number"] for item in [group["keep"], *group["duplicates"]]}
+            self.assertFalse({1, 3} <= names, "two different people in one group")
+
+
+if __name__ == "__main__":
+    unittest.main()

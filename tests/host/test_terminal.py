@@ -1,0 +1,83 @@
+"""What a person at the terminal sees: no text of a mailbox acts on it, a long command shows how far it is, Ctrl-C ends it."""
+
+from __future__ import annotations
+
+import os
+import pty
+import signal
+import subprocess
+import time
+import unittest
+
+from support import BIN, NAME, WINE, HostTest, contact, folder, mail, mailbox
+
+# What acts on a terminal: it clears the screen, colours, rings, and turns the direction of reading.
+ACTING = "\x1b[2J \x07 \u009b31m \u0085 \u202e \u2066 \u200f"
+
+
+class Terminal(HostTest):
+    def big(self, count: int = 15_000) -> None:
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n // 2}") for n in range(count)])))
+
+    def test_no_text_of_a_mailbox_acts(self) -> None:
+        name = "In" + ACTING + "box"
+        self.write(mailbox(
+            folder(1, name, "IPF.Note", [mail(1, subject="A" + ACTING), mail(2, subject="A" + ACTING)]),
+            folder(2, "People", "IPF.Contact", [contact(n, "Hale", "Ann" + ACTING, properties={NAME: "Ann" + ACTING}) for n in range(2)])))
+        self.run_program("scan", "--format", "json", "--output", "r.json", status=1)
+        for arguments, status in ((("scan",), 1), (("scan", "--near"), 1), (("folders",), 0), (("similar",), 1), (("clean",), 0),
+                                  (("clean", "--from", "r.json"), 0), (("scan", "--format", "html"), 1)):
+            with self.subTest(arguments=arguments):
+                out = self.run_program(*arguments, status=status)
+                self.assertIn("\ufffd", out)
+                acting = {f"U+{ord(c):04X}" for c in out if c in ACTING and c not in " 231mJ[" or "\x80" <= c <= "\x9f"}
+                self.assertEqual(acting, set(), "characters that act on the terminal")
+
+    def run_on_terminal(self, *arguments: str) -> str:
+        """The program with standard error on a terminal: all that was written there."""
+        master, slave = pty.openpty()
+        process = subprocess.Popen([str(WINE), str(BIN / "quorvel.exe"), *arguments, "--mailbox", str(self.box)], cwd=self.dir,
+                                   stdout=subprocess.DEVNULL, stderr=slave, stdin=subprocess.DEVNULL)
+        os.close(slave)
+        shown = b""
+        while True:
+            try:
+                piece = os.read(master, 1 << 16)
+            except OSError:
+                break
+            if not piece:
+                break
+            shown += piece
+        process.wait()
+        os.close(master)
+        return shown.decode("utf-8", "replace")
+
+    def test_a_long_command_shows_how_far_it_is(self) -> None:
+        self.big()
+        shown = self.run_on_terminal("scan", "--near")
+        lines = [line.strip() for line in shown.split("\r") if line.strip()]
+        self.assertTrue([line for line in lines if line.startswith("mail groups verified: ")], lines)
+        self.assertTrue([line for line in lines if line.startswith("near pairs but for ")], lines)
+        self.assertEqual([line for line in lines if line.endswith(" 0 s left") and lines.count(line) > 2], [], "a line that stands still")
+        self.run_program("scan", "--near", status=1)
+        self.assertEqual(self.err, "", "nothing when it is no terminal")
+
+    def test_ctrl_c(self) -> None:
+        self.big(30_000)
+        for arguments in (("scan", "--output", "r.txt"), ("similar",)):
+            with self.subTest(arguments=arguments):
+                if arguments[0] == "similar":
+                    self.write(mailbox(folder(1, "People", "IPF.Contact", [contact(n, f"Hale {n}", f"Ann {n}") for n in range(3000)])))
+                process = self.start(*arguments)
+                while process.poll() is None and not (self.dir / "mailbox.json.lock").exists():
+                    time.sleep(0.01)
+                time.sleep(0.3)
+                process.send_signal(signal.SIGINT)
+                out, err = process.communicate(timeout=120)
+                self.assertEqual((process.returncode, out), (130, b""), err)
+                self.assertEqual(err.strip(), b"quorvel: interrupted")
+                self.assertFalse((self.dir / "r.txt").exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
