@@ -230,17 +230,18 @@ void CCmpData::FindValue(const TCompareContext& context, TFiling& filing) {
 // A head tells streams apart, and equal ones only where it is the whole of both. Where it does not tell, the
 // items' streams are compared.
 CCmpData::TOutcome CCmpData::CompareStreams(const TCompareContext& context, const CStreamHead& head,
-                                            uint32_t node) const {
+                                            uint32_t node, ComPtr<IMessage>* opened) const {
     TOutcome outcome{node};
     if (!CStreamHead::Compare(head, m_nodeHeads[node].head, m_definition->ulPropTag, &outcome.order))
-        outcome.order = fnCompareStream(context, m_tree.FirstOf(node), outcome.error);
+        outcome.order = fnCompareStream(context, m_tree.FirstOf(node), outcome.error, opened);
     return outcome;
 }
 
 /// Finds the node of a stream among those of its head, or that it needs one of its own, by the hashes of whole
-/// streams. False where that cannot be told; a comparison that was made for that is handed out.
-bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, TFiling& filing,
-                         std::optional<TOutcome>& outcome) {
+/// streams. False where that cannot be told; a comparison that was made for that is handed out. messageOfAlike:
+/// the first item of that head, while no other has it.
+bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, IMessage* messageOfAlike,
+                         TFiling& filing, std::optional<TOutcome>& outcome) {
     const ULONG tag = m_definition->ulPropTag;
     const TNodeHead& first = m_nodeHeads[alike];
     if (first.isShared && !first.inWholes) return false;
@@ -254,9 +255,7 @@ bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, TFiling
         });
         if (outcome && outcome->error) return false;
     } else {
-        const ComPtr<IMessage> message =
-            context.items.Open(context.items[m_tree.FirstOf(alike)], kCompareTag);
-        if (message) filing.wholeOfAlike = compare::HashStreamProp(message.Get(), tag, m_textHash);
+        if (messageOfAlike) filing.wholeOfAlike = compare::HashStreamProp(messageOfAlike, tag, m_textHash);
         if (!filing.wholeOfAlike) return false;
     }
     filing.isNew = filing.node == kNone;
@@ -284,15 +283,16 @@ void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
             filing.node = m_tree.NodeLimit();
             return;
         }
+        ComPtr<IMessage> opened;
         if (!m_nodeHeads[alike].isShared) {
-            outcome = CompareStreams(context, head, alike);
+            outcome = CompareStreams(context, head, alike, &opened);
             if (outcome->order == 0 && !outcome->error) {
                 filing.node = alike;
                 return;
             }
         }
         filing.alike = alike;
-        if (!(outcome && outcome->error) && FindWhole(context, alike, filing, outcome)) return;
+        if (!(outcome && outcome->error) && FindWhole(context, alike, opened.Get(), filing, outcome)) return;
         filing.byHash = false;
         filing.whole = filing.wholeOfAlike = std::nullopt;
     }

@@ -138,8 +138,9 @@ class CCmpData {
 
     ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
     /// The comparison of a stream with the node's, from the heads where these tell.
-    TOutcome CompareStreams(const TCompareContext& context, const CStreamHead& head, uint32_t node) const;
-    bool FindWhole(const TCompareContext& context, uint32_t alike, TFiling& filing,
+    TOutcome CompareStreams(const TCompareContext& context, const CStreamHead& head, uint32_t node,
+                            ComPtr<IMessage>* opened = nullptr) const;
+    bool FindWhole(const TCompareContext& context, uint32_t alike, IMessage* messageOfAlike, TFiling& filing,
                    std::optional<TOutcome>& outcome);
     THash HashOfElement(const wchar_t* text) const;
     void FindValue(const TCompareContext& context, TFiling& filing);

@@ -56,7 +56,8 @@ int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t 
     return static_cast<int>(order);
 }
 
-int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& error) {
+int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& error,
+                    ComPtr<IMessage>* opened) {
     if (context.definition.nInterface != 1) {
         g_Log.Error(kTag, "nInterface must be 1\n");
         return Fail(error);
@@ -68,6 +69,7 @@ int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& er
     const TItem& other = context.items[otherItem];
     const ComPtr<IMessage> otherMessage = context.items.Open(other, kTag);
     if (!otherMessage) return Fail(error);
+    if (opened) *opened = otherMessage;
     long order = 0;
     bool bCmpWritten = false;
     compare::CompareStreamProp(context.lpMessage, otherMessage.Get(), context.definition.ulPropTag, &order,

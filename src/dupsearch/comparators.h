@@ -22,7 +22,9 @@ struct TCompareContext {
 ECompareMethod ValueMethod(const TComparyProp& definition);
 
 int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t otherItem, bool& error);
-int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& error);
+/// opened: the other item, where it could be opened.
+int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& error,
+                    ComPtr<IMessage>* opened = nullptr);
 
 /// An element of a multi-valued derived value, chosen by the lowest bit of a mask of kinds.
 struct TSubValue {
