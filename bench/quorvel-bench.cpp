@@ -68,14 +68,21 @@ PROCESS_MEMORY_COUNTERS Memory() {
     std::exit(1);
 }
 
+struct Source {
+    std::string id;
+    ComPtr<IMsgStore> msgStore;
+};
+
 /// What any host must pay: each item opened by its identifier's text, its values read with one request,
 /// released.
-void ReadBare(const Shape& shape, IMsgStore* msgStore, const std::vector<std::string>& ids) {
+void ReadBare(const Shape& shape, const std::vector<Source>& sources, const std::vector<std::string>& ids) {
     std::vector<ULONG> tags{static_cast<ULONG>(shape.bareTags.size())};
     tags.insert(tags.end(), shape.bareTags.begin(), shape.bareTags.end());
-    for (const std::string& id : ids) {
+    for (size_t i = 0; i < ids.size(); ++i) {
         ComPtr<IMessage> message;
-        if (store::OpenStoreItem(msgStore, id.c_str(), &message) != S_OK) Stop("an item does not open");
+        if (store::OpenStoreItem(sources[i % sources.size()].msgStore.Get(), ids[i].c_str(), &message) !=
+            S_OK)
+            Stop("an item does not open");
         ULONG count = 0;
         MapiBuffer<SPropValue> values;
         message->GetProps(reinterpret_cast<SPropTagArray*>(tags.data()), 0, &count, Out(values));
@@ -92,8 +99,8 @@ void CountCompares(const CDuplicateSearch& search, Figures& figures) {
     }
 }
 
-void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<std::string>& ids,
-                const std::string& storeId, Figures& figures) {
+void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<Source>& sources,
+                const std::vector<std::string>& ids, Figures& figures) {
     std::vector<TComparyProp> definitions = shape.definitions;
     const TComparyProps props{static_cast<int>(definitions.size()), definitions.data()};
     const TOriginalDefinition original{okMostFilled, 0, 0, {}, nullptr};
@@ -101,9 +108,10 @@ void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<std
     search.Create(session, &props, &original, shape.algorithm, false, shape.rules.data(),
                   static_cast<unsigned>(shape.rules.size()));
     const Clock::time_point adding = Clock::now();
-    for (const std::string& id : ids) {
+    for (size_t i = 0; i < ids.size(); ++i) {
         unsigned found;
-        if (!search.Add(id.c_str(), storeId.c_str(), &found, 0)) Stop("an item is not added");
+        if (!search.Add(ids[i].c_str(), sources[i % sources.size()].id.c_str(), &found, 0))
+            Stop("an item is not added");
     }
     figures.add.Measured(SecondsSince(adding));
     const Clock::time_point building = Clock::now();
@@ -115,29 +123,35 @@ void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<std
 
 Figures Measure(const Shape& shape, unsigned n, unsigned seed) {
     const auto database = std::make_shared<mailbox::Database>();
-    mailbox::Store* const store = database->AddStore({}, L"Benchmark");
-    shape.fill(*database, *store, n, seed);
+    const unsigned share = n / shape.stores;
+    for (unsigned i = 0; i < shape.stores; ++i)
+        shape.fill(*database, *database->AddStore({}, L"Benchmark"), share, seed);
     mailbox::Install(database);
     ComPtr<IMAPISession> session;
     if (store::Logon(&session, TRUE, FALSE) != S_OK) Stop("no logon");
-    const std::string storeId = mailbox::ToHex(store->id);
-    ComPtr<IMsgStore> msgStore;
-    if (store::OpenStore(session.Get(), storeId.c_str(), &msgStore) != S_OK) Stop("the store does not open");
+    std::vector<Source> sources;
+    for (const auto& store : database->stores) {
+        Source& source = sources.emplace_back(mailbox::ToHex(store->id));
+        if (store::OpenStore(session.Get(), source.id.c_str(), &source.msgStore) != S_OK)
+            Stop("the store does not open");
+    }
     std::vector<std::string> ids;
-    for (const auto& item : store->root->items) ids.push_back(mailbox::ToHex(item->id));
+    for (unsigned i = 0; i < share; ++i) {
+        for (const auto& store : database->stores) ids.push_back(mailbox::ToHex(store->root->items[i]->id));
+    }
 
     Figures figures;
-    ReadBare(shape, msgStore.Get(), ids);
+    ReadBare(shape, sources, ids);
     const size_t before = Memory().WorkingSetSize;
     const Clock::time_point start = Clock::now();
     for (int round = 0; round < kFewestRounds || SecondsSince(start) < kShortestMeasurement; ++round) {
         const Clock::time_point reading = Clock::now();
-        ReadBare(shape, msgStore.Get(), ids);
+        ReadBare(shape, sources, ids);
         figures.bare.Measured(SecondsSince(reading));
-        SearchOnce(shape, session.Get(), ids, storeId, figures);
+        SearchOnce(shape, session.Get(), sources, ids, figures);
         if (round == 0) figures.memory = Memory().PeakWorkingSetSize - before;
     }
-    msgStore.Reset();
+    sources.clear();
     store::Logoff(session.Detach());
     return figures;
 }

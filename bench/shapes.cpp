@@ -5,6 +5,7 @@
 #include <random>
 
 #include "compare/propex.h"
+#include "log/identifier_text.h"
 #include "mailbox/platform_headers.h"
 #include "store/mapi_extra.h"
 #include "store/named_properties.h"
@@ -243,6 +244,31 @@ void FillHub(mailbox::Database& database, mailbox::Store& store, unsigned n, uns
     }
 }
 
+// ---- Stores
+// -----------------------------------------------------------------------------------------------------
+
+constexpr LONG kTextNames[] = {0x8208, 0x8210, 0x8212};
+
+/// Mails with three named texts, all values distinct. Each store has the names in another order.
+void FillOneOfStores(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+    GUID set;
+    Str2GUID(kSetAppointment, &set);
+    Random random(seed);
+    const auto order = Shuffled(n, random);
+    const auto stores = static_cast<unsigned>(database.stores.size());
+    ULONG tags[std::size(kTextNames)];
+    for (unsigned i = 0; i < std::size(tags); ++i) {
+        const unsigned name = (i + stores) % std::size(tags);
+        tags[name] = PROP_TAG(PT_UNICODE, store.names.FindOrAdd({set, true, kTextNames[name], {}}));
+    }
+    for (unsigned i = 0; i < n; ++i) {
+        const unsigned k = order[i] * 4 + stores - 1;
+        mailbox::Properties mail = Mail({k, k, k, k, k});
+        for (const ULONG tag : tags) mail.Text(tag, L"text " + std::to_wstring(k));
+        AddItem(database, store, std::move(mail));
+    }
+}
+
 // ---- The shapes
 // -------------------------------------------------------------------------------------------------
 
@@ -252,6 +278,11 @@ TComparyProp Compared(ULONG tag, unsigned nInterface = 0) {
 TComparyProp Derived(unsigned id, unsigned method) {
     return {L"Key",  L"Name",       0, 0, kPrivateSet, static_cast<int>(id),
             nullptr, PT_MV_UNICODE, 0, 1, method,      0};
+}
+
+TComparyProp Named(LONG id) {
+    return {L"Key",  L"Name",    0, 0, kSetAppointment, static_cast<int>(id),
+            nullptr, PT_UNICODE, 0, 1, cmExact,         0};
 }
 
 const std::vector<ULONG> kMailTags{PR_SUBJECT_W, PR_SENDER_NAME_W, PR_CLIENT_SUBMIT_TIME, PR_IMPORTANCE,
@@ -324,7 +355,16 @@ const std::vector<Shape>& AllShapes() {
         {"heads", "bodies of 2 KB that begin alike", saIdentical, FillHeads,
          With(kMail, {Compared(PR_BODY_W, 1)}), With(kMailTags, {ULONG{PR_BODY_W}})},
         {"recipients", "every mail twice, to 500 recipients", saIdentical, FillRecipients,
-         With(kMail, {Derived(propexRecipients, cmRecipients)}), kMailTags}};
+         With(kMail, {Derived(propexRecipients, cmRecipients)}), kMailTags},
+        {"stores",
+         "four stores in turn, three of eight properties by name",
+         saIdentical,
+         FillOneOfStores,
+         With(kMail, {Named(kTextNames[0]), Named(kTextNames[1]), Named(kTextNames[2])}),
+         With(kMailTags, {ULONG{PROP_TAG(PT_UNICODE, 0x8000)}, ULONG{PROP_TAG(PT_UNICODE, 0x8001)},
+                          ULONG{PROP_TAG(PT_UNICODE, 0x8002)}}),
+         {},
+         4}};
     return shapes;
 }
 

@@ -12,12 +12,13 @@ struct Shape {
     const char* name;
     const char* about;
     unsigned algorithm;  // ESearchAlgorithm
-    /// Adds n items in the order in which they are to be added to the search.
+    /// Adds n items to a store in the order in which they are to be added to the search.
     void (*fill)(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed);
     std::vector<TComparyProp> definitions;
     /// Tags that a host reads to have the same values in its hands.
     std::vector<ULONG> bareTags;
     std::vector<unsigned> rules = {};  // EException
+    unsigned stores = 1;  // each filled with its share; items are added from one after the other in turn
 };
 
 /// The shape of this name, or null.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <set>
 
 #include <nlohmann/json.hpp>
 
@@ -45,8 +46,13 @@ SimilarSearch FillSearch(IMAPISession* session, const std::string& storeId, Simi
                          Progress& progress) {
     SimilarSearch search(SimilarSearch_Create(session, storeId.c_str(), 0));
     if (!search) throw Failure("The similar-contact search cannot be created.");
+    std::set<std::string> identifiers;
     for (size_t i = 0; i < result.contacts.size(); ++i) {
         const Item& item = result.contacts[i];
+        if (!identifiers.insert(item.entryId).second) {
+            result.sameIdentifier.push_back(i);
+            continue;
+        }
         ComPtr<IMessage> message;
         const bool opened =
             Quorvel_OpenItem(session, item.entryId.c_str(), StoreId(result.catalog, item).c_str(),
@@ -82,8 +88,8 @@ SimilarResult FindSimilar(IMAPISession* session, const std::string& contact,
     for (size_t n = 0; n < chosen.size(); ++n) {
         const size_t a = chosen[n];
         const auto unreadable = [&](size_t i) {
-            return std::find(result.unreadable.begin(), result.unreadable.end(), i) !=
-                   result.unreadable.end();
+            return std::ranges::find(result.unreadable, i) != result.unreadable.end() ||
+                   std::ranges::find(result.sameIdentifier, i) != result.sameIdentifier.end();
         };
         progress("contacts compared", n, chosen.size());
         StopIfInterrupted();
@@ -128,6 +134,10 @@ std::string SimilarText(const SimilarResult& result) {
     for (const size_t item : result.unreadable) {
         text += "could not be read: " + Place(result.catalog, result.contacts[item]) + "\n";
     }
+    for (const size_t item : result.sameIdentifier) {
+        text += "not compared, its identifier is another contact's: " +
+                Place(result.catalog, result.contacts[item]) + "\n";
+    }
     const auto strict = std::count_if(result.pairs.begin(), result.pairs.end(),
                                       [](const SimilarPair& pair) { return pair.strict; });
     return text + (text.empty() ? "" : "\n") + Count(result.contacts.size(), "contact", "contacts") + ", " +
@@ -156,6 +166,8 @@ std::string SimilarJson(const SimilarResult& result) {
     }
     report["unreadable"] = json::array();
     for (const size_t index : result.unreadable) report["unreadable"].push_back(item(index));
+    report["sameIdentifier"] = json::array();
+    for (const size_t index : result.sameIdentifier) report["sameIdentifier"].push_back(item(index));
     return report.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
 }
 

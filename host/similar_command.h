@@ -22,6 +22,8 @@ struct SimilarResult {
     std::vector<Item> contacts;
     std::vector<SimilarPair> pairs;
     std::vector<size_t> unreadable;
+    /// Left out: another contact has the identifier, by which alone the library tells contacts apart.
+    std::vector<size_t> sameIdentifier;
 };
 
 /// contact empty: every contact against every later one; else the contacts whose name or entry-identifier

@@ -492,6 +492,13 @@ QUORVEL_API void Search_Delete(HSearch handle);
  *   entryId, storeId  entry-identifier texts of the item and its store, copied as they are
  *   found             1 when an item added before equals it, else 0; untouched on failure; may be null
  *   callerRank        taken first in choosing originals, as a signed number: the lower is preferred
+ * Items may come from several stores; two of them may have one identifier. A named property has a tag of its own
+ * in each store: definitions are resolved by name in the store of the first item, and every item is read by the
+ * tags of its own store. A definition given by its tag means that tag in every store. A property whose name a
+ * store does not know is missing on its items. A definition whose name the first store does not know is left out
+ * until an item of another store comes that does; on all items before, the property is missing. A store that does
+ * not answer what its names are is asked once more; then the item is refused (at the first item: the definition
+ * is left out), and the next one asks again.
  * 1 when the item was added. 0 when it could not be opened or read, or when there is nothing to compare: the
  * search is then as it was before. The same item added twice counts as two items. */
 QUORVEL_API int Search_Add(HSearch handle, const char* entryId, const char* storeId, unsigned int* found,
@@ -541,7 +548,10 @@ QUORVEL_API int Search_GetBuildChange(HSearch handle, int index, unsigned int* k
 /* Creates a search; never null. session is borrowed and outlives the search. storeEntryId is the
  * entry-identifier text of the store whose contacts are opened by entry identifier. countMode says whose
  * other filled fields (those that are not compared) count: 0 nobody's, 1 those of strict and similar
- * contacts, 2 those of strict ones only; the search-by contact's count with 1 and 2. */
+ * contacts, 2 those of strict ones only; the search-by contact's count with 1 and 2.
+ * Contacts may come from other stores too, as their PR_MAPPING_SIGNATURE, else their PR_STORE_ENTRYID, tells (one
+ * that has neither counts as one of this store), and are read by the tags that the fields' names have there. The
+ * search knows a contact by its entry identifier alone: do not give it two contacts with one identifier. */
 QUORVEL_API HSimilarSearch SimilarSearch_Create(IMAPISession* session, const char* storeEntryId,
                                                 unsigned int countMode);
 /* Ends a search and frees all that it holds, the texts of the last check included. Null is ignored. */
@@ -607,7 +617,8 @@ QUORVEL_API HCmpMatrix CmpMatrix_CreateEx(IMAPISession* session, const TComparyP
 QUORVEL_API void CmpMatrix_Delete(HCmpMatrix handle);
 /* Opens an item by the entry-identifier texts of item and store and adds it as the next row. The first row
  * decides which named properties take part: a definition that the item's store does not know, and any of a
- * derived property, keeps its column, empty in all rows. A property that is read through a stream is empty
+ * derived property, keeps its column, empty in all rows. Items of other stores are read by the tags that the
+ * names have there. A property that is read through a stream is empty
  * when Quorvel_StreamPropEmpty says so: one that is no text, whenever it holds something.
  * Returns 1; 0 when the item cannot be opened or read: a Warning line, and the matrix is as it was. */
 QUORVEL_API int CmpMatrix_Add(HCmpMatrix handle, const char* entryId, const char* storeId);

@@ -8,7 +8,6 @@
 #include "compare/named_values.h"
 #include "log/PlatformCalls.h"
 #include "store/mapi_extra.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 
 namespace {
@@ -17,10 +16,7 @@ constexpr LONG kMinutesPerDay = 1440;
 
 enum Field : size_t { fieldDuration, fieldStart, fieldEnd, fieldAllDay, kFields };
 // The flag is last: it is read only when somebody asks for it.
-constexpr NamedProperty kFieldNames[kFields] = {{0x8213, nullptr, PT_LONG},
-                                                {0x820D, nullptr, PT_SYSTIME},
-                                                {0x820E, nullptr, PT_SYSTIME},
-                                                {0x8215, nullptr, PT_BOOLEAN}};
+constexpr EName kFieldNames[kFields] = {nameApntDuration, nameApntStart, nameApntEnd, nameApntAllDay};
 
 /// Whether the two times lie on different days at the same second of the day.
 bool SpanWholeDays(const FILETIME& start, const FILETIME& end, const char* tag) {
@@ -63,11 +59,12 @@ HRESULT ReadSubject(IMessage* item, bool wide, PlatformCalls& calls, MapiBuffer<
 
 }  // namespace
 
-HRESULT compare::AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag) {
-    return AllDayEventLikeEx(item, allDayLike, askAllDayFlag, nullptr);
+HRESULT compare::AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag, CNames* names) {
+    return AllDayEventLikeEx(item, allDayLike, askAllDayFlag, nullptr, names);
 }
 
-HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag) {
+HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag,
+                                   CNames* names) {
     constexpr char lookupFailed[] = "Quorvel_GetIDsFromNames return 0x%x\n";
     constexpr char readFailed[] = "Quorvel_GetPropValue return 0x%x\n";
     PlatformCalls calls("Appointment_AllDayEventLikeEx");
@@ -76,7 +73,7 @@ HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDa
 
     // All that a step may need is read in one request; what a step does not reach may be unreadable.
     const bool readFlag = askAllDayFlag || allDayFlag;
-    const NamedValues fields(item, kSetAppointment, {kFieldNames, readFlag ? kFields : fieldAllDay});
+    const NamedValues fields(item, {kFieldNames, readFlag ? kFields : fieldAllDay}, names);
     if (!calls(NotFoundIsNone(fields.Lookup()), lookupFailed)) return calls.result;
     if (!calls(NotFoundIsNone(fields.Read()), readFailed)) return calls.result;
 
@@ -106,13 +103,13 @@ HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDa
 }
 
 HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* result, const int* allDayLike,
-                                            const SPropValue* subject) {
+                                            const SPropValue* subject, CNames* names) {
     PlatformCalls calls("Appointment_IsBirthdayOrAnniversary");
     *result = 0;
     int like = 0;
     if (allDayLike) {
         like = *allDayLike;
-    } else if (const HRESULT hr = compare::AllDayEventLike(item, &like, 1); hr != S_OK) {
+    } else if (const HRESULT hr = compare::AllDayEventLike(item, &like, 1, names); hr != S_OK) {
         return hr;
     }
     if (!like) return S_OK;

@@ -6,10 +6,14 @@
 
 #include "store/resources.h"
 
-// The exports of the same names (quorvel.h documents them), without their frame.
+class CNames;
+
+// The exports of the same names (quorvel.h documents them), without their frame. names: known of the item's
+// store, or null, here and below.
 namespace compare {
-HRESULT AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag);
-HRESULT AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag);
+HRESULT AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag, CNames* names = nullptr);
+HRESULT AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag,
+                          CNames* names = nullptr);
 int NormalizeBirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly);
 int NormalizeBirthdayOrAnnvrsrySubject(char* subject, int testOnly);
 }  // namespace compare
@@ -19,7 +23,7 @@ int NormalizeBirthdayOrAnnvrsrySubject(char* subject, int testOnly);
 /// chooses PR_SUBJECT's type when it is read, and the type that a given subject must have (-1 and an
 /// assertion otherwise). A missing subject is no failure.
 HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* result, const int* allDayLike,
-                                            const SPropValue* subject);
+                                            const SPropValue* subject, CNames* names = nullptr);
 
 /// Moves a UTC start to local midnight, one at noon or later to the following; forceYear also moves it into
 /// the year 1602, so that yearly events compare across years. 1 when *start was changed; 0 when it was

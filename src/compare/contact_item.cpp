@@ -4,13 +4,9 @@
 #include "compare/named_values.h"
 #include "log/PlatformCalls.h"
 #include "store/entry_id.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 
 namespace {
-
-/// Entry identifiers behind e-mail 1, 2 and 3.
-constexpr long kEntryIds[] = {0x8085, 0x8095, 0x80A5};
 
 /// An entry without the property has an empty address.
 HRESULT NewEmptyText(ULONG tag, MapiBuffer<SPropValue>* value) {
@@ -37,10 +33,10 @@ HRESULT ReadSmtpAddress(IMAPIProp* entry, bool unicode, SPropValue** value) {
 
 }  // namespace
 
-HRESULT ContactItem_HasCrmId(IMessage* item, int* has) {
+HRESULT ContactItem_HasCrmId(IMessage* item, int* has, CNames* names) {
     *has = 0;
-    constexpr NamedProperty kCrmId[] = {{0, L"crmid", PT_STRING8}};
-    const NamedValues crmId(item, kSetPublicStrings, kCrmId);
+    constexpr EName kCrmId[] = {nameCrmId};
+    const NamedValues crmId(item, kCrmId, names);
     PlatformCalls calls("ContactItem_HasCrmId");
     if (!calls(crmId.Lookup(), "GetIDsFromNames return 0x%x\n") ||
         !calls(crmId.Read(), "GetPropValue return 0x%x\n") ||
@@ -58,15 +54,14 @@ HRESULT ContactItem_HasCrmId(IMessage* item, int* has) {
 }
 
 HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bool unicode,
-                              SPropValue** value) {
+                              SPropValue** value, CNames* names) {
     PlatformCalls calls("QuorvelProps.ContactItem_SmtpEmail");
     *value = nullptr;
-    const bool known = index >= 1 && index <= static_cast<int>(std::size(kEntryIds));
+    const bool known = index >= 1 && index <= static_cast<int>(std::size(kEmailEntryIds));
     g_Log.Assert(known, calls.tag, 1180, nullptr);
     if (!known) return -1;
 
-    const NamedProperty property[] = {{kEntryIds[index - 1], nullptr, PT_BINARY}};
-    const NamedValues identifier(item, kSetAddress, property);
+    const NamedValues identifier(item, {&kEmailEntryIds[index - 1], 1}, names);
     if (!calls(identifier.Lookup(), "GetPropValue(EmailEntryID) return 0x%x\n") ||
         !calls(identifier.Read(), "GetPropValue(EmailEntryID) return 0x%x\n") ||
         !calls(identifier.Error(0), "PropValue(EmailEntryID)->Value.err = 0x%x\n") || !identifier.Find(0)) {

@@ -1,11 +1,13 @@
 #pragma once
 // Named contact properties beyond the derived ones: the CRM identifier and the SMTP form of an e-mail.
-// (The photo flag is in store/contact_photo.h.)
+// (The photo flag is in store/contact_photo.h.) names: known of the item's store, or null.
 
 #include "store/resources.h"
 
+class CNames;
+
 /// *has is 1 when the contact's "crmid" holds a text, else 0. A contact without it is no failure.
-HRESULT ContactItem_HasCrmId(IMessage* item, int* has);
+HRESULT ContactItem_HasCrmId(IMessage* item, int* has, CNames* names = nullptr);
 
 /// SMTP address of e-mail 1, 2 or 3: the address-book entry behind the e-mail is opened and asked. *value is
 /// a new block of MAPIAllocateBuffer, a text of the width that unicode chooses, empty when the entry has no
@@ -13,4 +15,4 @@ HRESULT ContactItem_HasCrmId(IMessage* item, int* has);
 /// identifier cannot be read; the platform's result when the entry cannot be opened or read. *value is null
 /// then.
 HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bool unicode,
-                              SPropValue** value);
+                              SPropValue** value, CNames* names = nullptr);

@@ -101,20 +101,20 @@ int CompareChunkBytes(const StreamSide& a, const StreamSide& b) {
 
 // 8-bit texts are compared byte for byte like any other stream; only wide ones are compared without regard to
 // case.
-HRESULT compare::CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, long* result,
+HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG tag2, long* result,
                                    bool* compared) {
     PlatformCalls calls("Quorvel_CompareStreamProp");
-    const ULONG type = PROP_TYPE(tag);
+    const ULONG type = PROP_TYPE(tag1);
     *compared = false;
 
     StreamSide side1, side2;
-    HRESULT hr = side1.Open(item1, tag);
+    HRESULT hr = side1.Open(item1, tag1);
     if (hr != S_OK) {
         g_Log.Error(calls.tag, "lpMessage1->OpenProperty returned 0x%x, EntryID = %s\n",
                     static_cast<unsigned>(hr), EntryIdOf(item1).Text());
         return hr;
     }
-    hr = side2.Open(item2, tag);
+    hr = side2.Open(item2, tag2);
     if (hr != S_OK) {
         g_Log.Error(calls.tag, "lpMessage2->OpenProperty returned 0x%x, EntryID = %s\n",
                     static_cast<unsigned>(hr), EntryIdOf(item2).Text());

@@ -4,74 +4,42 @@
 #include "store/mapi_extra.h"
 #include "store/properties.h"
 
-namespace {
-
-MAPINAMEID NameOf(GUID* set, const NamedProperty& property) {
-    MAPINAMEID name{};
-    name.lpguid = set;
-    name.ulKind = property.id != 0 ? MNID_ID : MNID_STRING;
-    if (property.id != 0) {
-        name.Kind.lID = property.id;
-    } else {
-        name.Kind.lpwstrName = const_cast<wchar_t*>(property.name);
-    }
-    return name;
-}
-
-/// Looks all names up in one request; the tags carry the types asked for, 0 where the store never held the
-/// name.
-HRESULT LookUpNames(IMAPIProp* item, const GUID& set, std::span<const NamedProperty> properties,
-                    ULONG* tags) {
-    GUID guid = set;
-    MAPINAMEID names[NamedValues::kMost];
-    MAPINAMEID* list[NamedValues::kMost];
-    for (size_t i = 0; i < properties.size(); ++i) {
-        names[i] = NameOf(&guid, properties[i]);
-        list[i] = &names[i];
+HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags) {
+    constexpr size_t kMost = NamedValues::kMost;
+    GUID sets[kMost];
+    MAPINAMEID ids[kMost] = {};
+    MAPINAMEID* list[kMost];
+    for (size_t i = 0; i < names.size(); ++i) {
+        const TName& name = kNameTable[names[i]];
+        if (!Str2GUID(name.set, &sets[i])) return MAPI_E_INVALID_PARAMETER;
+        ids[i].lpguid = &sets[i];
+        ids[i].ulKind = name.text ? MNID_STRING : MNID_ID;
+        if (name.text) {
+            ids[i].Kind.lpwstrName = const_cast<wchar_t*>(name.text);
+        } else {
+            ids[i].Kind.lID = name.id;
+        }
+        list[i] = &ids[i];
         tags[i] = 0;
     }
 
     MapiBuffer<SPropTagArray> found;
-    const HRESULT hr = store::LookUpNames(item, static_cast<ULONG>(properties.size()), list, found);
+    const HRESULT hr = store::LookUpNames(item, static_cast<ULONG>(names.size()), list, found);
     if (!store::IsReadSuccess(hr)) return hr;
-    for (size_t i = 0; i < properties.size(); ++i) {
+    for (size_t i = 0; i < names.size(); ++i) {
         const ULONG tag = found->aulPropTag[i];
-        if (PROP_TYPE(tag) != PT_ERROR) tags[i] = PROP_TAG(properties[i].type, PROP_ID(tag));
+        if (PROP_TYPE(tag) != PT_ERROR) tags[i] = PROP_TAG(kNameTable[names[i]].type, PROP_ID(tag));
     }
     return S_OK;
 }
 
-}  // namespace
-
-HRESULT LookUpName(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag) {
-    return LookUpNames(item, set, {&property, 1}, tag);
+HRESULT LookUpNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags, CNames* known) {
+    return known ? known->LookUp(item, names, tags) : AskForNames(item, names, tags);
 }
 
-ULONG CKnownNames::Find(const GUID& set, long id) const {
-    for (const Known& known : m_known) {
-        if (known.id == id && known.set == set) return known.propId;
-    }
-    return 0;
-}
-
-HRESULT CKnownNames::LookUp(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag) {
-    if (const ULONG known = Find(set, property.id); known != 0) {
-        *tag = PROP_TAG(property.type, known);
-        return S_OK;
-    }
-    const HRESULT hr = LookUpName(item, set, property, tag);
-    if (hr == S_OK && *tag != 0) m_known.push_back({set, property.id, PROP_ID(*tag)});
-    return hr;
-}
-
-NamedValues::NamedValues(IMAPIProp* item, const char* set, std::span<const NamedProperty> properties)
-    : m_lookup(LookUp(item, set, properties)), m_read(m_lookup == S_OK ? ReadAll(item) : m_lookup) {}
-
-HRESULT NamedValues::LookUp(IMAPIProp* item, const char* set, std::span<const NamedProperty> properties) {
-    GUID guid;
-    if (!Str2GUID(set, &guid)) return MAPI_E_INVALID_PARAMETER;
-    return LookUpNames(item, guid, properties, m_tags);
-}
+NamedValues::NamedValues(IMAPIProp* item, std::span<const EName> names, CNames* known)
+    : m_lookup(LookUpNames(item, names, m_tags, known)),
+      m_read(m_lookup == S_OK ? ReadAll(item) : m_lookup) {}
 
 HRESULT NamedValues::ReadAll(IMAPIProp* item) {
     SizedSPropTagArray(kMost, wanted) = {};

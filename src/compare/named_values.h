@@ -5,56 +5,48 @@
 // failure. Nothing is logged here: the routine that reads knows its own lines.
 
 #include <span>
-#include <vector>
 
+#include "items/names.h"
 #include "store/resources.h"
 
-struct NamedProperty {
-    long id;              // numeric name; 0: the name is a text
-    const wchar_t* name;  // textual name, used when id is 0
-    ULONG type;           // PT_* to read it as
-};
-
-/// Tag of one named property with its type; *tag is 0 when the store never held the name. The platform's
-/// result on failure.
-HRESULT LookUpName(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag);
-
-/// Tags of the named properties of one store. A name keeps its tag for the life of a store, so it is looked up
-/// once; one that the store does not hold yet is asked for again.
-class CKnownNames {
+/// Whoever knows the tags that names have in one store.
+class CNames {
   public:
-    /// As LookUpName, for a numeric name.
-    HRESULT LookUp(IMAPIProp* item, const GUID& set, const NamedProperty& property, ULONG* tag);
-    /// The property id of a numeric name that was looked up; 0 for one that is not known.
-    ULONG Find(const GUID& set, long id) const;
+    /// The tags with the names' types; 0 where the store never held the name. The platform's result on failure.
+    virtual HRESULT LookUp(IMAPIProp* item, std::span<const EName> names, ULONG* tags) = 0;
+    /// The tag of a name that was looked up; 0 for one that is not known.
+    virtual ULONG Find(EName name) const = 0;
 
-  private:
-    struct Known {
-        GUID set;
-        long id;
-        ULONG propId;
-    };
-    std::vector<Known> m_known;
+  protected:
+    ~CNames() = default;
 };
+
+/// Asks the item itself, all names in one request.
+HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags);
+/// Asks the one who knows, or the item where nobody does.
+HRESULT LookUpNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags, CNames* known);
 
 class NamedValues {
   public:
     static constexpr size_t kMost = 4;
 
-    /// set: a property set in registry form. At most kMost properties.
-    NamedValues(IMAPIProp* item, const char* set, std::span<const NamedProperty> properties);
+    /// At most kMost names. known: of the item's store, or null.
+    NamedValues(IMAPIProp* item, std::span<const EName> names, CNames* known);
 
     /// Result of the look-up of the names; the values are read only after S_OK.
     HRESULT Lookup() const { return m_lookup; }
     /// Result of reading the values; S_OK even when single ones could not be read.
     HRESULT Read() const { return m_read; }
+    /// Whether the store knows the name.
+    bool IsKnown(size_t i) const { return m_tags[i] != 0; }
     /// S_OK for a value that is there or missing; why it could not be read otherwise.
     SCODE Error(size_t i) const;
-    /// The value, of exactly the type asked for; null when it is missing or could not be read. Owned by this.
+    /// The value, of exactly the name's type; null when it is missing or could not be read. Owned by this.
     const SPropValue* Find(size_t i) const;
+    /// What the store gave for it, whatever it is; null where nothing was read.
+    const SPropValue* Given(size_t i) const { return m_found[i]; }
 
   private:
-    HRESULT LookUp(IMAPIProp* item, const char* set, std::span<const NamedProperty> properties);
     HRESULT ReadAll(IMAPIProp* item);
 
     ULONG m_tags[kMost] = {};               // 0: never held

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <span>
 
 #include "compare/CTagArray.h"
@@ -10,36 +9,9 @@
 #include "compare/named_values.h"
 #include "compare/value_compare.h"
 #include "log/PlatformCalls.h"
-#include "log/identifier_text.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 
 namespace {
-
-constexpr long kAddressIds[kAddressKinds] = {0x801A, 0x801B, 0x801C};
-constexpr long kEmailIds[kEmailKinds] = {0x8083, 0x8093, 0x80A3};
-
-constexpr ULONG kPhoneTags[kPhoneKinds] = {
-    PR_CAR_TELEPHONE_NUMBER_W,
-    PR_HOME_TELEPHONE_NUMBER_W,
-    PR_HOME2_TELEPHONE_NUMBER_W,
-    PR_HOME_FAX_NUMBER_W,
-    PR_MOBILE_TELEPHONE_NUMBER_W,
-    PR_PAGER_TELEPHONE_NUMBER_W,
-    PR_RADIO_TELEPHONE_NUMBER_W,
-    PR_BUSINESS_TELEPHONE_NUMBER_W,
-    PR_BUSINESS2_TELEPHONE_NUMBER_W,
-    PR_BUSINESS_FAX_NUMBER_W,
-    PR_COMPANY_MAIN_PHONE_NUMBER_W,
-    PR_TELEX_NUMBER_W,
-    PR_ASSISTANT_TELEPHONE_NUMBER_W,
-    PR_CALLBACK_TELEPHONE_NUMBER_W,
-    PR_ISDN_NUMBER_W,
-    PR_PRIMARY_TELEPHONE_NUMBER_W,
-    PR_OTHER_TELEPHONE_NUMBER_W,
-    PR_PRIMARY_FAX_NUMBER_W,
-    PR_TTYTDD_PHONE_NUMBER_W,
-};
 
 constexpr ULONG kSenderTags[kSenderKinds] = {PR_SENT_REPRESENTING_NAME_W,
                                              PR_SENT_REPRESENTING_EMAIL_ADDRESS_W, PR_SENDER_NAME_W,
@@ -77,11 +49,11 @@ struct TextSources {
     ULONG id;  // of the derived value's tag
     const char* logTag;
     std::span<const ULONG> tags;
-    std::span<const long> names;
+    std::span<const EName> names;
 };
 constexpr TextSources kTextSources[] = {
-    {propexAnyAddress, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses", {}, kAddressIds},
-    {propexAnyEmail, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", {}, kEmailIds},
+    {propexAnyAddress, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses", {}, kPostalAddresses},
+    {propexAnyEmail, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", {}, kEmails},
     {propexAnyPhone, kIdAnyPhone, "QuorvelProps.ContactItem_Phones", kPhoneTags, {}},
     {propexSenders, kIdSenders, "MailItem_Senders", kSenderTags, {}},
 };
@@ -91,40 +63,25 @@ const TextSources* FindTextSources(unsigned propex) {
     return found == std::end(kTextSources) ? nullptr : found;
 }
 
-const std::optional<GUID>& AddressSet() {
-    static const std::optional<GUID> set = [] {
-        GUID parsed;
-        return Str2GUID(kSetAddress, &parsed) ? std::optional(parsed) : std::nullopt;
-    }();
-    return set;
-}
-
 /// Tags for the names that the item's store knows.
-HRESULT LookUpNames(IMessage* item, const TextSources& sources, bool unicode, CKnownNames* names,
-                    KindTags& wanted) {
-    CKnownNames none;
-    if (!names) names = &none;
-    const std::optional<GUID>& set = AddressSet();
-    if (!set) {
-        g_Log.Error(sources.logTag, "Str2GUID failed\n");
-        return -1;
-    }
+HRESULT LookUpSources(IMessage* item, const TextSources& sources, bool unicode, CNames* names,
+                      KindTags& wanted) {
     for (ULONG kind = 0; kind < sources.names.size(); ++kind) {
         ULONG tag = 0;
-        const HRESULT hr = names->LookUp(item, *set, {sources.names[kind], nullptr, TextType(unicode)}, &tag);
+        const HRESULT hr = LookUpNames(item, sources.names.subspan(kind, 1), &tag, names);
         if (hr != S_OK) {
             g_Log.Error(sources.logTag, "Critical: GetIDFromName(%d) failed, error = 0x%x\n",
                         static_cast<int>(kind), static_cast<unsigned>(hr));
             return hr;
         }
-        if (tag != 0) wanted.Add(tag, kind);
+        if (tag != 0) wanted.Add(CHANGE_PROP_TYPE(tag, TextType(unicode)), kind);
     }
     return S_OK;
 }
 
 /// Reads the sources of a derived value into one multi-valued string.
 HRESULT ReadTexts(IMessage* item, unsigned propex, bool unicode, SPropValue** value, ULONG* kinds,
-                  CKnownNames* names = nullptr) {
+                  CNames* names = nullptr) {
     *value = nullptr;
     const TextSources& sources = *FindTextSources(propex);
     KindTags wanted;
@@ -132,7 +89,7 @@ HRESULT ReadTexts(IMessage* item, unsigned propex, bool unicode, SPropValue** va
         wanted.Add(CHANGE_PROP_TYPE(sources.tags[kind], TextType(unicode)), kind);
     }
     if (!sources.names.empty()) {
-        const HRESULT hr = LookUpNames(item, sources, unicode, names, wanted);
+        const HRESULT hr = LookUpSources(item, sources, unicode, names, wanted);
         if (hr != S_OK) return hr;
     }
     if (wanted.tags.cValues == 0) return NewNotFound(sources.id, sources.logTag, value);
@@ -159,13 +116,11 @@ HRESULT AllocateValue(size_t bytes, MapiBuffer<SPropValue>* value) {
     return hr;
 }
 
-HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds,
-                              CKnownNames* names) {
+HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds, CNames* names) {
     return ReadTexts(item, propexAnyAddress, unicode, value, kinds, names);
 }
 
-HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds,
-                           CKnownNames* names) {
+HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds, CNames* names) {
     return ReadTexts(item, propexAnyEmail, unicode, value, kinds, names);
 }
 
@@ -182,11 +137,11 @@ ULONG DerivedTextsTag(unsigned propex) {
     return sources ? PROP_TAG(PT_MV_UNICODE, sources->id) : 0;
 }
 
-bool AppendTextTags(unsigned propex, const CKnownNames& names, CTagArray& tags) {
+bool AppendTextTags(unsigned propex, const CNames& names, CTagArray& tags) {
     const TextSources& sources = *FindTextSources(propex);
-    const auto idOf = [&](long name) { return AddressSet() ? names.Find(*AddressSet(), name) : 0; };
-    if (std::ranges::any_of(sources.names, [&](long name) { return idOf(name) == 0; })) return false;
+    const auto isUnknown = [&](EName name) { return names.Find(name) == 0; };
+    if (std::ranges::any_of(sources.names, isUnknown)) return false;
     for (const ULONG tag : sources.tags) tags.Append(CHANGE_PROP_TYPE(tag, PT_UNICODE));
-    for (const long name : sources.names) tags.Append(PROP_TAG(PT_UNICODE, idOf(name)));
+    for (const EName name : sources.names) tags.Append(names.Find(name));
     return true;
 }

@@ -12,9 +12,10 @@
 //
 // An item that has nothing of the sort gives a PT_ERROR value of MAPI_E_NOT_FOUND, which counts as empty.
 
+#include "items/names.h"
 #include "store/resources.h"
 
-class CKnownNames;
+class CNames;
 class CTagArray;
 
 enum EPropEx : unsigned {
@@ -27,7 +28,7 @@ enum EPropEx : unsigned {
 };
 inline constexpr unsigned kAddressKinds = 3;
 inline constexpr unsigned kEmailKinds = 3;
-inline constexpr unsigned kPhoneKinds = 19;
+inline constexpr unsigned kPhoneKinds = kPhoneCount;
 inline constexpr unsigned kSenderKinds = 4;
 
 /// Display name; "unknown" and an error line for any other id.
@@ -44,10 +45,10 @@ const wchar_t* PropExKindText(unsigned propex, int index, wchar_t* buffer, size_
 
 /// Kinds: home, business, other. Log tag "QuorvelProps.ContactItem_Addresses".
 HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr,
-                              CKnownNames* names = nullptr);
+                              CNames* names = nullptr);
 /// Kinds: e-mail 1, 2, 3. Log tag "QuorvelProps.ContactItem_Emails".
 HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr,
-                           CKnownNames* names = nullptr);
+                           CNames* names = nullptr);
 /// Kinds: kPhoneKinds, from car to text telephone.
 HRESULT ContactItem_Phones(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
 /// A contact with a given name or a surname is a person; one with neither but a company name is a company.
@@ -62,9 +63,9 @@ HRESULT MailItem_Recipients(IMessage* item, SPropValue** value);
 
 /// Tag of such a value; 0 for a derived property that is no list of texts.
 ULONG DerivedTextsTag(unsigned propex);
-/// Appends the tags of its texts, one a kind. False, and nothing appended, when names are not among those known
-/// of the item's store.
-bool AppendTextTags(unsigned propex, const CKnownNames& names, CTagArray& tags);
+/// Appends the tags of its texts, one a kind. False, and nothing appended, when one of the names is not known of
+/// the item's store.
+bool AppendTextTags(unsigned propex, const CNames& names, CTagArray& tags);
 
 /// Renders a value for the log: recipient lists by their recipients, any other value (and propex 0) in the
 /// general form. verbose puts the type's label in front. Returns buffer, terminated; capacity in characters.

@@ -44,5 +44,10 @@ long IsMVPropsIntersects(const SPropValue* pv1, const SPropValue* pv2, int* inte
 void CountProps2(const SPropValue* values, ULONG count, long* filled, ULONG* sizes);
 HRESULT CountProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes);
 HRESULT CountStreamProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes);
-HRESULT CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, long* result, bool* compared);
+/// One property of two items, by the tag that the store of each has for it.
+HRESULT CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG tag2, long* result,
+                          bool* compared);
+inline HRESULT CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, long* result, bool* compared) {
+    return CompareStreamProp(item1, tag, item2, tag, result, compared);
+}
 }  // namespace compare

@@ -99,7 +99,10 @@ int CCmpData::CompareWholes(uint32_t node, uint32_t other) const {
     const ComPtr<IMessage> a = open(node), b = open(other);
     long order = 0;
     bool bCmpWritten = false;
-    if (a && b) compare::CompareStreamProp(a.Get(), b.Get(), m_definition->ulPropTag, &order, &bCmpWritten);
+    const auto tagOf = [this](uint32_t n) {
+        return TagIn((*m_items)[m_tree.FirstOf(n)], m_definition->ulPropTag, m_tags);
+    };
+    if (a && b) compare::CompareStreamProp(a.Get(), tagOf(node), b.Get(), tagOf(other), &order, &bCmpWritten);
     if (!bCmpWritten || order == 0) return node < other ? -1 : 1;
     return static_cast<int>(order);
 }
@@ -242,10 +245,9 @@ CCmpData::TOutcome CCmpData::CompareStreams(const TCompareContext& context, cons
 /// the first item of that head, while no other has it.
 bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, IMessage* messageOfAlike,
                          TFiling& filing, std::optional<TOutcome>& outcome) {
-    const ULONG tag = m_definition->ulPropTag;
     const TNodeHead& first = m_nodeHeads[alike];
     if (first.isShared && !first.inWholes) return false;
-    filing.whole = compare::HashStreamProp(context.lpMessage, tag, m_textHash);
+    filing.whole = compare::HashStreamProp(context.lpMessage, context.TagOf(context.item), m_textHash);
     if (!filing.whole) return false;
     if (first.isShared) {
         filing.node = m_wholes.Find(*filing.whole, [&](uint32_t node) {
@@ -255,7 +257,10 @@ bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, IMessag
         });
         if (outcome && outcome->error) return false;
     } else {
-        if (messageOfAlike) filing.wholeOfAlike = compare::HashStreamProp(messageOfAlike, tag, m_textHash);
+        if (messageOfAlike) {
+            const TItem& other = context.items[m_tree.FirstOf(alike)];
+            filing.wholeOfAlike = compare::HashStreamProp(messageOfAlike, context.TagOf(other), m_textHash);
+        }
         if (!filing.wholeOfAlike) return false;
     }
     filing.isNew = filing.node == kNone;
@@ -269,6 +274,7 @@ void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
     const ULONG tag = m_definition->ulPropTag;
     const CStreamHead& head = filing.head;
     m_items = &context.items;
+    m_tags = context.tags;
     std::optional<TOutcome> outcome;
     if (filing.hash) {
         // The node of this head, the first one if several have it.

@@ -88,6 +88,8 @@ class CCmpData {
     void Find(const TCompareContext& context, TFiling& filing);
     /// Files it there, with nothing filed since.
     void File(uint32_t item, const TFiling& filing) noexcept;
+    /// So many items, the first ones, are empty in a property to which none was added.
+    void SetEmpty(uint32_t nItems) { m_empties.assign(nItems, true); }
     /// Takes the item that was filed last out, wherever it is.
     void Remove(uint32_t item);
 
@@ -173,6 +175,7 @@ class CCmpData {
     CHashIndex m_nodes;         // by the hash of their value
     CHashIndex m_wholes;        // of streams that share their heads, by the hash of the whole
     CItems* m_items = nullptr;  // whose streams are filed
-    bool m_bHashed = true;      // all nodes are in m_nodes
+    const CDefinedTags* m_tags = nullptr;
+    bool m_bHashed = true;  // all nodes are in m_nodes
     ULONG m_hashedType = PT_UNSPECIFIED;
 };

@@ -24,7 +24,6 @@ void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
     m_preparation.reset();
     m_exceptions.clear();
     m_definitions = {};
-    m_addressBook = {};
     m_wanted = {};
     m_items = CItems(session);
     if (g_Log.IsExtra()) {

@@ -3,8 +3,8 @@
 // and matched against those added before; Build turns the pairs found into groups headed by their originals.
 //
 // Owns everything it holds; the session is kept until the end. An addition that fails leaves the search as it
-// was (a store that it opened stays open). Texts are compared by the locale that the thread had at the
-// construction. Used from one thread at a time.
+// was (a store that it opened stays open, and its names known). Texts are compared by the locale that the thread
+// had at the construction. Used from one thread at a time.
 
 #include <deque>
 #include <memory>
@@ -67,6 +67,8 @@ class CDuplicateSearch {
     void CopyDefinitions(const TComparyProps* props);
 
     // Adding (intake.cpp). Only the last step changes the search, and it cannot fail.
+    bool SettleNames(const char* entryId, const CItemReader::TOpened& opened);
+    void BringIn(size_t store);
     bool Read(TAddedItem& added);
     bool ReadPlain(TAddedItem& added);
     bool ReadDerived(TAddedItem& added);
@@ -100,7 +102,6 @@ class CDuplicateSearch {
     TOriginalDefinition m_original{};
     int m_nFieldIndex = -1;
     TWantedValue m_wanted;
-    CAddressBook m_addressBook;
     unsigned m_nCompareAlgorithm = 0;
     bool m_bGrouped = false;
     CDefinitions m_definitions;

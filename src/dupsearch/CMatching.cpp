@@ -128,6 +128,15 @@ void CMatching::FindEquals(std::vector<uint32_t>& equals) {
     if (!any) equals.clear();
 }
 
+void CMatching::AddEmptyProperties(int nGroups) {
+    const size_t before = m_profiles.Properties();
+    m_nGroups = nGroups;
+    m_profiles.AddEmptyProperties();
+    for (size_t p = before; p < m_compareData.size(); ++p) {
+        if (m_compareData[p]->IsRange()) m_ranges.push_back(p);
+    }
+}
+
 /// Whether there are others in the set.
 bool CMatching::RunAlgorithm(TOptionalSet& equals) {
     efd found = efdNO;

@@ -39,6 +39,9 @@ class CMatching {
     /// The item takes its place among the others.
     void Append() noexcept;
 
+    /// Properties came in at the end, which are empty for all items so far; the groups were numbered anew.
+    void AddEmptyProperties(int nGroups);
+
     const CProfiles& Profiles() const { return m_profiles; }
 
   private:
@@ -91,7 +94,7 @@ class CMatching {
     const CProfiles::CompareData& m_compareData;
     const unsigned m_nCompareAlgorithm;
     const bool m_bGrouped;
-    const int m_nGroups;
+    int m_nGroups;
     bool m_bWritesLines;           // whatever is matched
     std::vector<size_t> m_ranges;  // properties of which equality is a range
     CProfiles m_profiles;

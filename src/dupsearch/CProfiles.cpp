@@ -80,6 +80,37 @@ void CProfiles::AddProfile(const States& states) noexcept {
     List(profile, states);
 }
 
+void CProfiles::AddEmptyProperties() {
+    constexpr size_t kBucketsOfAHead = kMostBuckets + 2;
+    const size_t before = Properties(), now = m_compareData.size();
+    States states;
+    CHashIndex profiles;
+    states.reserve(m_count * (now + 1));
+    profiles.MakeRoomFor(m_count);
+    for (uint32_t profile = 0; profile < m_count; ++profile) {
+        const States old(m_states.begin() + static_cast<ptrdiff_t>(profile * (before + 1)),
+                         m_states.begin() + static_cast<ptrdiff_t>((profile + 1) * (before + 1)));
+        const bool isKnown =
+            m_profiles.Find(CTuples::Hash(old), [&](uint32_t other) { return other == profile; }) == profile;
+        const size_t first = states.size();
+        states.insert(states.end(), old.begin(), old.end() - 1);
+        states.resize(first + now, kEmpty);
+        states.push_back(old.back());
+        // One that no other item joins is found by nobody.
+        if (isKnown) profiles.Enter(CTuples::Hash(std::span(states).subspan(first)), profile);
+    }
+    MakeRoom(m_cells, m_cells.size() + (now - before) * m_count);
+    MakeRoom(m_buckets, m_buckets.size() + (now - before) * kBucketsOfAHead);
+    m_nodeHeads.resize(now);
+    m_emptyHeads.resize(now, kNone);
+    m_states = std::move(states);
+    m_profiles = std::move(profiles);
+    for (uint32_t profile = 0; profile < m_count; ++profile) {
+        const uint64_t filled = FilledOf(profile);
+        for (size_t p = before; p < now; ++p) ListAt(m_emptyHeads[p], profile, filled);
+    }
+}
+
 /// Puts the items appended since the last time into the lists of their profiles.
 void CProfiles::LinkItems() const {
     if (m_next.size() == m_profileOf.size()) return;

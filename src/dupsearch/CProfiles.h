@@ -35,6 +35,10 @@ class CProfiles {
     /// The same for one that no other item shall join, whatever its states.
     void AppendAlone(uint32_t item, const States& states) noexcept;
 
+    /// Properties came in at the end, which are empty for all items so far. Profiles keep their numbers.
+    void AddEmptyProperties();
+    size_t Properties() const { return m_emptyHeads.size(); }
+
     uint32_t Count() const { return m_count; }
     uint32_t State(uint32_t profile, size_t property) const {
         return m_states[profile * (m_compareData.size() + 1) + property];

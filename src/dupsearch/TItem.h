@@ -4,28 +4,17 @@
 
 #include <forward_list>
 #include <memory>
-#include <memory_resource>
 #include <string>
-#include <vector>
 
-#include "compare/propex.h"
-#include "store/resources.h"
+#include "items/CItemReader.h"
+#include "items/TItemValues.h"
 
-/// A derived value. Of a multi-valued one, kinds tells of each element which property it came from.
-struct TDerivedValue {
-    const SPropValue* value = nullptr;
-    MapiBuffer<SPropValue> own;  // null where the search's items own it
-    unsigned char kinds[kPhoneKinds] = {};
-};
+struct TItem : TItemValues {
+    using TItemValues::TItemValues;
 
-struct TItem {
-    TItem() = default;
-    /// memory: where lists of the item are kept, for as long as the item.
-    explicit TItem(std::pmr::memory_resource& memory) : derived(&memory) {}
-
-    const char* EntryID = "";      // owned by the search's items
-    const char* lpszStoreID = "";  // the same
-    uint32_t nIndex = 0;           // number in order of addition
+    const char* EntryID = "";  // owned by the search's items
+    CItemReader::TStore* store = nullptr;
+    uint32_t nIndex = 0;  // number in order of addition
     unsigned nCallerRank = 0;
 
     // Facts for choosing an original; -1 and null: not computed.
@@ -37,19 +26,8 @@ struct TItem {
     short nODApntAnnvrsryYear = -1;
     short nHasCRMID = -1;
 
-    // The block of the values as they were read; null where the search's items own them.
-    MapiBuffer<SPropValue> read;
-    SPropValue* values = nullptr;  // in the order of the plain tags
-    ULONG cValues = 0;
-    bool bAsRead = false;                           // one for each tag, all as the item has them
+    bool bAsRead = false;                           // one value for each tag, all as the item has them
     std::forward_list<std::wstring> comparedTexts;  // what is compared in place of a text that was read
-    std::pmr::vector<TDerivedValue> derived;        // in the order of the derived ids
 
-    /// The first read value of this property, whatever its type; null when none was read.
-    SPropValue* Find(ULONG tag) const {
-        for (ULONG i = 0; i < cValues; ++i) {
-            if (PROP_ID(values[i].ulPropTag) == PROP_ID(tag)) return &values[i];
-        }
-        return nullptr;
-    }
+    const char* StoreID() const { return store ? store->id.c_str() : ""; }
 };

@@ -1,15 +1,17 @@
 #pragma once
 // What the first item of a search settles: tags of named properties, which properties are read and compared,
 // what the exception rules need besides, the numbers of the groups. Made whole for one item; a failed first
-// addition throws it away.
+// addition throws it away. A store of a later item may know names that those before did not: these come in then.
 
 #include <memory>
+#include <optional>
 #include <vector>
 
-#include "dupsearch/CCmpData.h"
-#include "dupsearch/CCombinedRead.h"
 #include "compare/CDefinitions.h"
 #include "compare/CTagArray.h"
+#include "dupsearch/CCmpData.h"
+#include "items/CDefinedTags.h"
+#include "items/CItemRequest.h"
 
 struct TPreparation {
     TPreparation(const CDefinitions& pristine, std::vector<unsigned> exceptionRules)
@@ -17,6 +19,7 @@ struct TPreparation {
     TPreparation(const TPreparation&) = delete;
 
     CDefinitions definitions;  // with tags resolved, methods and groups settled
+    CDefinedTags tags;         // all tags here are canonical
     CTextHash textHash;
     std::vector<std::unique_ptr<CCmpData>> compareData;  // in the order of the definitions
     CTagArray plainTags;
@@ -24,7 +27,7 @@ struct TPreparation {
     CTagArray originalPlainTags;  // read only for choosing the original
     CTagArray originalStreamTags;
     std::vector<unsigned> derivedIds;
-    CCombinedRead combinedRead;                         // of plainTags and derivedIds
+    std::vector<std::optional<CItemRequest>> requests;  // of plainTags and derivedIds, by store
     std::vector<const TComparyProp*> plainDefinitions;  // beside each plain tag; null for a rule's tag
     std::vector<unsigned> rules;
     ULONG tagApntDuration = 0;  // 0: not resolved, or no rule needs it
@@ -36,13 +39,19 @@ struct TPreparation {
     /// The compared property of this tag or derived id; null when it is not compared.
     CCmpData* FindCompared(ULONG tag) const;
     CCmpData* FindComparedDerived(int id) const;
+    /// What is read of an item of this store, whose tags are settled.
+    CItemRequest& RequestFor(size_t store);
     /// Place of a derived id among derivedIds, -1 when it is not computed.
     int DerivedIndex(unsigned id) const;
 };
 
-/// Makes a search ready against its first item.
-std::unique_ptr<TPreparation> Prepare(IMessage* item, const CDefinitions& definitions,
+/// Makes a search ready against its first item, of this store.
+std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefinitions& definitions,
                                       const std::vector<unsigned>& rules, bool bGrouped);
+/// Takes in the definitions and what rules read of which this store is the first to know the names; definitions:
+/// as Prepare had them. The items before, so many, lack all this. False when there is nothing to take in.
+bool BringIn(TPreparation& preparation, size_t store, const CDefinitions& definitions, uint32_t nItems,
+             bool bGrouped);
 
 /// Name of the n-th plain tag in log lines: its definition's key, or the fixed name of a rule's tag.
 std::wstring PlainTagName(const TPreparation& preparation, ULONG index);

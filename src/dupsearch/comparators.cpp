@@ -67,20 +67,30 @@ int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& er
         return Fail(error);
     }
     const TItem& other = context.items[otherItem];
-    const ComPtr<IMessage> otherMessage = context.items.Open(other, kTag);
-    if (!otherMessage) return Fail(error);
-    if (opened) *opened = otherMessage;
-    long order = 0;
-    bool bCmpWritten = false;
-    compare::CompareStreamProp(context.lpMessage, otherMessage.Get(), context.definition.ulPropTag, &order,
-                               &bCmpWritten);
-    if (!bCmpWritten) {
-        g_Log.ErrorW(kTag, L"bCmpWritten = false, PropKey=%s, EntryID1=%s, EntryID2=%s\n",
-                     KeyOf(context.definition), Widen(context.item.EntryID).c_str(),
-                     Widen(other.EntryID).c_str());
+    // Nobody can tell what is in an item that does not open, and a passing failure would part it from its equals.
+    for (int attempts = 2;; --attempts) {
+        long order = 0;
+        bool bCmpWritten = false;
+        HRESULT compared = E_FAIL;
+        const ComPtr<IMessage> otherMessage =
+            context.items.Reader().Open(other.EntryID, other.StoreID()).message;
+        if (otherMessage) {
+            if (opened) *opened = otherMessage;
+            compared =
+                compare::CompareStreamProp(context.lpMessage, context.TagOf(context.item), otherMessage.Get(),
+                                           context.TagOf(other), &order, &bCmpWritten);
+        }
+        if (bCmpWritten) return static_cast<int>(order);
+        if (attempts > 1 && compared != S_OK) continue;
+        if (!otherMessage) {
+            g_Log.Error(kTag, "cant open message, see prev errors in log\n");
+        } else {
+            g_Log.ErrorW(kTag, L"bCmpWritten = false, PropKey=%s, EntryID1=%s, EntryID2=%s\n",
+                         KeyOf(context.definition), Widen(context.item.EntryID).c_str(),
+                         Widen(other.EntryID).c_str());
+        }
         return Fail(error);
     }
-    return static_cast<int>(order);
 }
 
 int ElementOf(const TSubValue& subValue) {

@@ -6,7 +6,13 @@
 // logs why and sets the error flag; the new item is then not filed.
 
 #include "dupsearch/CItems.h"
+#include "items/CDefinedTags.h"
 #include "quorvel.h"
+
+/// A canonical tag as the store of an item has it. tags: in the stores of the items; null: the same in all.
+inline ULONG TagIn(const TItem& item, ULONG canonical, const CDefinedTags* tags) {
+    return tags ? tags->TagIn(item.store->number, canonical) : canonical;
+}
 
 /// A new item, the last of the items, on its way into the tree of one property.
 struct TCompareContext {
@@ -15,6 +21,10 @@ struct TCompareContext {
     const TItem& item;
     const SPropValue* pPropValue = nullptr;  // null for a stream
     IMessage* lpMessage = nullptr;
+    const CDefinedTags* tags = nullptr;  // in the stores of the items; null: the same in all
+
+    /// The definition's tag as the store of an item has it.
+    ULONG TagOf(const TItem& of) const { return TagIn(of, definition.ulPropTag, tags); }
 };
 
 /// A definition's method as the value comparison gets it: the search's own methods have acted on the values

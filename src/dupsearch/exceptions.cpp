@@ -5,20 +5,16 @@
 #include "compare/value_compare.h"
 #include "dupsearch/text.h"
 #include "log/CLog.h"
-#include "store/named_properties.h"
 
 namespace {
 
 constexpr char kPrepareTag[] = "CDuplicateSearch.OnFirstAdd";
-constexpr LONG kApntDurationId = 0x8213;
-constexpr LONG kTaskStartDateId = 0x8104;
-constexpr LONG kTaskDueDateId = 0x8105;
-constexpr LONG kJrnlDurationId = 0x8707;
 // The arrays of earlier versions ended here; a list of rules that gets so far is no sensible one.
 constexpr size_t kUsualSpare = 80;
 
-/// Every kind of phone but business, business 2, business fax, company, telex and assistant.
-constexpr uint32_t kPersonalPhones = ((1u << kPhoneKinds) - 1) & ~(0x3Fu << 7);
+constexpr uint32_t kPersonalPhones =
+    ((1u << kPhoneCount) - 1) & ~(1u << phoneBusiness | 1u << phoneBusiness2 | 1u << phoneBusinessFax |
+                                  1u << phoneCompany | 1u << phoneTelex | 1u << phoneAssistant);
 
 // ---- What the rules read
 // ----------------------------------------------------------------------------------------
@@ -36,14 +32,14 @@ void NeedDerived(TPreparation& p, unsigned id) {
 }
 
 /// Resolves a named property that a rule needs; false when the store does not know it.
-bool NeedNamed(TPreparation& p, IMessage* item, const char* set, LONG id, ULONG type, ULONG& tag) {
-    tag = store::GetIDFromName2(item, set, id, type);
+bool NeedNamed(TPreparation& p, IMessage* item, EName name, ULONG& tag) {
+    tag = p.tags.Resolve(item, name);
     if (tag != 0) NeedTag(p, tag);
     return tag != 0;
 }
 
 void NeedApntSubject(TPreparation& p, IMessage* item) {
-    if (!NeedNamed(p, item, kSetAppointment, kApntDurationId, PT_LONG, p.tagApntDuration)) {
+    if (!NeedNamed(p, item, nameApntDuration, p.tagApntDuration)) {
         g_Log.Error(kPrepareTag, "tagApntDuration\n");
     }
     NeedTag(p, PR_SUBJECT_W);
@@ -82,17 +78,29 @@ void NeedSubject(TPreparation& p, IMessage*) {
 }
 
 void NeedTaskDates(TPreparation& p, IMessage* item) {
-    const bool start = NeedNamed(p, item, kSetTask, kTaskStartDateId, PT_SYSTIME, p.tagTaskStartDate);
-    const bool due = NeedNamed(p, item, kSetTask, kTaskDueDateId, PT_SYSTIME, p.tagTaskDueDate);
+    const bool start = NeedNamed(p, item, nameTaskStart, p.tagTaskStartDate);
+    const bool due = NeedNamed(p, item, nameTaskDue, p.tagTaskDueDate);
     if (!start || !due) g_Log.Error(kPrepareTag, "tagTaskStartDate or tagTaskDueDate failed\n");
 }
 
 void NeedJrnlSubject(TPreparation& p, IMessage* item) {
-    if (!NeedNamed(p, item, kSetJournal, kJrnlDurationId, PT_LONG, p.tagJrnlDuration)) {
+    if (!NeedNamed(p, item, nameJournalDuration, p.tagJrnlDuration)) {
         g_Log.Error(kPrepareTag, "tagJrnlDuration\n");
     }
     NeedTag(p, PR_SUBJECT_W);
 }
+
+/// The named properties of the rules.
+struct RuleTag {
+    unsigned rule;
+    EName name;
+    ULONG TPreparation::*tag;
+};
+constexpr RuleTag kRuleTags[] = {
+    {cleApntSubject, nameApntDuration, &TPreparation::tagApntDuration},
+    {cleTaskStartAndDueOnDiffSides, nameTaskStart, &TPreparation::tagTaskStartDate},
+    {cleTaskStartAndDueOnDiffSides, nameTaskDue, &TPreparation::tagTaskDueDate},
+    {cleJrnlSubjectEmptyOnBothSides, nameJournalDuration, &TPreparation::tagJrnlDuration}};
 
 // ---- What the rules decide
 // --------------------------------------------------------------------------------------
@@ -356,6 +364,14 @@ void PrepareExceptions(IMessage* item, TPreparation& p) {
         } else {
             g_Log.Error(kPrepareTag, "Unknown exception (%d)\n", number);
         }
+    }
+}
+
+void BringInRuleTags(TPreparation& p) {
+    for (const RuleTag& needed : kRuleTags) {
+        if (p.*needed.tag != 0 || std::ranges::find(p.rules, needed.rule) == p.rules.end()) continue;
+        p.*needed.tag = p.tags.CanonicalOf(needed.name);
+        if (p.*needed.tag != 0) NeedTag(p, p.*needed.tag);
     }
 }
 

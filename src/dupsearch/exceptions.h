@@ -12,6 +12,8 @@ const char* ExceptionName(unsigned rule, bool bShort);
 
 /// Makes the search read what its rules need, besides what it compares.
 void PrepareExceptions(IMessage* item, TPreparation& preparation);
+/// Makes it read what they need and no store knew the names of before.
+void BringInRuleTags(TPreparation& preparation);
 
 /// An item as the rules see it: what was read of it, and where it is filed or is about to be.
 struct TRuleItem {

@@ -4,14 +4,11 @@
 #include <cwchar>
 #include <utility>
 
-#include "compare/contact_item.h"
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
 #include "compare/CDefinitions.h"
 #include "dupsearch/value_override.h"
 #include "log/CLog.h"
-#include "store/mapi_extra.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 #include "store/streams.h"
 
@@ -19,8 +16,6 @@ namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.CalcODProps(FieldValue)";
 constexpr char kEmailTag[] = "CDuplicateSearch.GetContactSmtpEmail";
-/// E-mail addresses 1, 2 and 3 of a contact.
-constexpr int kEmailIds[] = {0x8083, 0x8093, 0x80A3};
 
 std::wstring Lower(const wchar_t* text) {
     std::wstring lower(text ? text : L"");
@@ -90,8 +85,9 @@ bool DoTypesAgree(ULONG wanted, ULONG value) {
 // ----------------------------------------------------------------------------------------------------
 
 int EmailIndex(const TComparyProp& definition) {
-    for (int i = 0; i < 3; ++i) {
-        if (definition.nID == kEmailIds[i] && IsInSet(definition, kSetAddress)) return i + 1;
+    for (int i = 0; i < static_cast<int>(std::size(kEmails)); ++i) {
+        const TName& name = kNameTable[kEmails[i]];
+        if (definition.nID == name.id && IsInSet(definition, name.set)) return i + 1;
     }
     return 0;
 }
@@ -105,12 +101,12 @@ HRESULT ReadContentUnread(IMessage* item, SPropValue** value) {
     return hr;
 }
 
-bool MatchesPlain(CAddressBook& book, IMAPISession* session, IMessage* item, const TComparyProp& definition,
-                  const TWantedValue& wanted) {
+bool MatchesPlain(CItemReader& reader, CItemReader::TStore& store, IMessage* item,
+                  const TComparyProp& definition, const TWantedValue& wanted) {
     MapiBuffer<SPropValue> value;
     HRESULT hr;
     if (const int index = EmailIndex(definition)) {
-        hr = GetContactSmtpEmail(book, session, item, definition.ulPropTag, index, Out(value));
+        hr = GetContactSmtpEmail(reader, store, item, definition.ulPropTag, index, Out(value));
     } else if (definition.ulPropTag == PR_CONTENT_UNREAD) {
         hr = ReadContentUnread(item, Out(value));
     } else {
@@ -198,19 +194,8 @@ bool MatchesWantedValue(const TWantedValue& wanted, const SPropValue& value, ECo
     }
 }
 
-IAddrBook* CAddressBook::Get(IMAPISession* session) {
-    if (!m_tried) {
-        m_tried = true;
-        m_result = session ? store::OpenAddressBook(session, m_book) : E_FAIL;
-        if (!store::IsReadSuccess(m_result)) {
-            g_Log.Error(kEmailTag, "OpenAddressBook failed, error = 0x%x\n", static_cast<unsigned>(m_result));
-        }
-    }
-    return m_book.Get();
-}
-
-HRESULT GetContactSmtpEmail(CAddressBook& book, IMAPISession* session, IMessage* item, ULONG tag, int index,
-                            SPropValue** value) {
+HRESULT GetContactSmtpEmail(CItemReader& reader, CItemReader::TStore& store, IMessage* item, ULONG tag,
+                            int index, SPropValue** value) {
     const HRESULT hr = store::GetPropValue(item, tag, value);
     if (!store::IsReadSuccess(hr) || !*value) return hr;
     // Any other type, an error too, is for the caller to judge, and to write a line about.
@@ -221,28 +206,17 @@ HRESULT GetContactSmtpEmail(CAddressBook& book, IMAPISession* session, IMessage*
              : std::strchr((*value)->Value.lpszA, '@') != nullptr) {
         return hr;
     }
-    IAddrBook* const addressBook = book.Get(session);
-    if (!addressBook) return hr;
-    MapiBuffer<SPropValue> smtp;
-    const HRESULT read = ContactItem_SmtpEmail(addressBook, item, index, wide, Out(smtp));
-    if (!store::IsReadSuccess(read) || !smtp) {
-        g_Log.Warning(kEmailTag, "Cant read email in smtp format\n");
-        return hr;
-    }
-    if (PROP_TYPE(smtp->ulPropTag) == PT_ERROR ||
-        PV_IsEmpty(smtp->Value, PROP_TYPE(smtp->ulPropTag), nullptr)) {
-        g_Log.Warning(kEmailTag, "smtp email is empty\n");
-        return hr;
-    }
+    MapiBuffer<SPropValue> smtp = reader.SmtpEmail(kEmailTag, item, store, index, wide);
+    if (!smtp) return hr;
     const MapiBuffer<SPropValue> replaced(std::exchange(*value, smtp.release()));
     return S_OK;
 }
 
-bool HasFieldValue(CAddressBook& book, IMAPISession* session, IMessage* item, const TComparyProp& definition,
-                   const TWantedValue& wanted) {
+bool HasFieldValue(CItemReader& reader, CItemReader::TStore& store, IMessage* item,
+                   const TComparyProp& definition, const TWantedValue& wanted) {
     switch (definition.nInterface) {
         case 0:
-            return MatchesPlain(book, session, item, definition, wanted);
+            return MatchesPlain(reader, store, item, definition, wanted);
         case 1:
             return MatchesStream(item, definition, wanted);
         default:

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "dupsearch/CItems.h"
+#include "items/CItemReader.h"
 #include "quorvel.h"
 
 /// A wanted value and its type. A wide text is in lower case already.
@@ -21,22 +21,10 @@ struct TWantedValue {
 /// matched, are logged and do not match. method: how times are compared.
 bool MatchesWantedValue(const TWantedValue& wanted, const SPropValue& value, ECompareMethod method);
 
-/// The session's address book, opened once; its failure is remembered.
-class CAddressBook {
-  public:
-    /// Null when it cannot be opened, which is logged the first time.
-    IAddrBook* Get(IMAPISession* session);
-
-  private:
-    ComPtr<IAddrBook> m_book;
-    HRESULT m_result = S_OK;
-    bool m_tried = false;
-};
-
 /// An e-mail property of a contact as an SMTP address where the address book knows one; else as it is.
-HRESULT GetContactSmtpEmail(CAddressBook& book, IMAPISession* session, IMessage* item, ULONG tag, int index,
-                            SPropValue** value);
+HRESULT GetContactSmtpEmail(CItemReader& reader, CItemReader::TStore& store, IMessage* item, ULONG tag,
+                            int index, SPropValue** value);
 
-/// Whether the open item carries the wanted value in the property of the definition, whose tag is resolved.
-bool HasFieldValue(CAddressBook& book, IMAPISession* session, IMessage* item, const TComparyProp& definition,
-                   const TWantedValue& wanted);
+/// Whether the open item carries the wanted value in the property of the definition, whose tag is its store's.
+bool HasFieldValue(CItemReader& reader, CItemReader::TStore& store, IMessage* item,
+                   const TComparyProp& definition, const TWantedValue& wanted);

@@ -28,38 +28,6 @@ void LogChange(const wchar_t* name, const SPropValue& value) {
     g_Log.Extra(L"\t\t[%s]->\t%s\n", name, PropValueText(&value, text, std::size(text), 0));
 }
 
-/// Builds one derived value; the kinds of its elements where it has any.
-HRESULT BuildDerived(unsigned id, IMessage* message, CKnownNames& names, TDerivedValue& derived) {
-    ULONG kinds[kPhoneKinds] = {};
-    HRESULT hr;
-    switch (id) {
-        case propexAnyAddress:
-            hr = ContactItem_Addresses(message, true, Out(derived.own), kinds, &names);
-            break;
-        case propexAnyEmail:
-            hr = ContactItem_Emails(message, true, Out(derived.own), kinds, &names);
-            break;
-        case propexAnyPhone:
-            hr = ContactItem_Phones(message, true, Out(derived.own), kinds);
-            break;
-        case propexCompanyContact:
-            hr = ContactItem_CompanyContact(message, Out(derived.own));
-            break;
-        case propexSenders:
-            hr = MailItem_Senders(message, true, Out(derived.own));
-            break;
-        case propexRecipients:
-            hr = MailItem_Recipients(message, Out(derived.own));
-            break;
-        default:
-            g_Log.Error(kTag, "unknown propex(%d)\n", id);
-            hr = -1;
-    }
-    for (size_t i = 0; i < kPhoneKinds; ++i) derived.kinds[i] = static_cast<unsigned char>(kinds[i]);
-    derived.value = derived.own.get();
-    return hr;
-}
-
 /// Takes the record of an item out again, unless it stays.
 class CRecord {
   public:
@@ -91,16 +59,17 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     entryId = TextOf(entryId);
     storeId = TextOf(storeId);
     const bool first = m_items.Count() == 0;
-    const char* cachedStoreId = nullptr;
-    const ComPtr<IMessage> message = m_items.Open(entryId, storeId, kTag, &cachedStoreId);
-    if (!message) return Refuse(storeId);
+    const CItemReader::TOpened opened = m_items.Open(entryId, storeId, kTag);
+    if (!opened.message) return Refuse(storeId);
+    IMessage* const message = opened.message.Get();
+    if (!first && !SettleNames(entryId, opened)) return Refuse(storeId);
     CRecord record(m_items, entryId);
     TItem& item = record.item;
-    item.lpszStoreID = cachedStoreId;
+    item.store = opened.store;
     item.nCallerRank = nCallerRank;
     if (first) {
         m_matching.reset();
-        m_preparation = Prepare(message.Get(), m_definitions, m_exceptions, m_bGrouped);
+        m_preparation = Prepare(message, opened.store->number, m_definitions, m_exceptions, m_bGrouped);
         m_matching = std::make_unique<CMatching>(m_preparation->compareData, m_nCompareAlgorithm, m_bGrouped,
                                                  m_preparation->nGroups);
     }
@@ -108,7 +77,7 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
         g_Log.Error(kTag, "Number of props to compare = 0\n");
         return Refuse(storeId);
     }
-    TAddedItem added{item, message.Get(), {}};
+    TAddedItem added{item, message, {}};
     if (!Read(added)) return Refuse(storeId);
     FindPlaces(added);
     TAddition addition;
@@ -117,7 +86,7 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     if (NeedsODProps()) {
         addition.counted = CountAtHand(item);
         if (addition.found && !(m_bAllCounted && addition.counted)) {
-            if (item.nFilledProps == -1) CalcODProps(item, message.Get());
+            if (item.nFilledProps == -1) CalcODProps(item, message);
             CalcODPropsOfEquals(addition);
         }
     }
@@ -129,6 +98,36 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     return 1;
 }
 
+/// Has the names of the item's store known, those too that no store before held. False when the store does not
+/// tell: values that cannot be asked for are not missing.
+bool CDuplicateSearch::SettleNames(const char* entryId, const CItemReader::TOpened& opened) {
+    const size_t store = opened.store->number;
+    const HRESULT hr = m_preparation->tags.Settle(opened.message.Get(), store);
+    if (hr == S_OK) {
+        BringIn(store);
+        return true;
+    }
+    g_Log.Error(kTag, "Quorvel_GetIDsFromNames returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
+                entryId);
+    return false;
+}
+
+/// All items so far are empty in what comes in, so that what was found of them stays as it is.
+void CDuplicateSearch::BringIn(size_t store) {
+    TPreparation& p = *m_preparation;
+    const size_t plain = p.plainTags.Count(), streams = p.streamTags.Count();
+    if (!::BringIn(p, store, m_definitions, m_items.Count(), m_bGrouped)) return;
+    m_matching->AddEmptyProperties(p.nGroups);
+    for (uint32_t i = 0; i < m_items.Count(); ++i) {
+        TItem& item = m_items[i];
+        if (!item.ValuesSizes) continue;
+        auto sizes = std::make_unique<ULONG[]>(p.plainTags.Count() + p.streamTags.Count());
+        std::copy_n(item.ValuesSizes.get(), plain, sizes.get());
+        std::copy_n(item.ValuesSizes.get() + plain, streams, sizes.get() + p.plainTags.Count());
+        item.ValuesSizes = std::move(sizes);
+    }
+}
+
 /// Reads an item and evaluates what it has for each compared property.
 bool CDuplicateSearch::Read(TAddedItem& added) {
     if (g_Log.IsExtra()) {
@@ -136,7 +135,8 @@ bool CDuplicateSearch::Read(TAddedItem& added) {
         g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", Widen(added.item.EntryID).c_str());
     }
     added.item.derived.resize(m_preparation->derivedIds.size());
-    m_preparation->combinedRead.Read(added.message, m_items.Names(), added.item, m_items.Memory());
+    m_preparation->RequestFor(added.item.store->number)
+        .ReadTogether(added.message, added.item.store->names, added.item, m_items.Memory());
     if (!ReadPlain(added) || !ReadDerived(added)) return false;
     m_filings.resize(m_preparation->compareData.size());
     m_nFilings = 0;
@@ -153,11 +153,8 @@ bool CDuplicateSearch::ReadPlain(TAddedItem& added) {
     TItem& item = added.item;
     if (p.plainTags.Count() == 0) return true;
     if (!item.values) {
-        const HRESULT hr =
-            store::GetPropValues(added.message, p.plainTags.Get(), &item.cValues, Out(item.read));
-        item.values = item.read.get();
+        const HRESULT hr = p.RequestFor(item.store->number).ReadPlain(added.message, item);
         if (!store::IsReadSuccess(hr)) {
-            item.cValues = 0;
             g_Log.Error(kTag, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n",
                         static_cast<unsigned>(hr), item.EntryID);
             return false;
@@ -187,7 +184,8 @@ bool CDuplicateSearch::ReadDerived(TAddedItem& added) {
     for (size_t i = 0; i < item.derived.size(); ++i) {
         const unsigned id = m_preparation->derivedIds[i];
         TDerivedValue& derived = item.derived[i];
-        const HRESULT hr = derived.value ? S_OK : BuildDerived(id, added.message, m_items.Names(), derived);
+        const HRESULT hr =
+            derived.value ? S_OK : BuildDerived(kTag, id, added.message, item.store->names, derived);
         if (!store::IsReadSuccess(hr) || !derived.value) {
             g_Log.Error(kTag, "Failed to read propex = %d; Error = 0x%x; Item.EntryID = %s\n", id,
                         static_cast<unsigned>(hr), item.EntryID);
@@ -230,9 +228,8 @@ bool CDuplicateSearch::EvaluateStream(TAddedItem& added, CCmpData& data) {
     if (m_starts == m_streamStarts.size()) m_streamStarts.emplace_back();
     store::TStreamStart& start = m_streamStarts[m_starts];
     int empty = TRUE;
-    const ULONG tag = data.Definition().ulPropTag;
-    const HRESULT hr = store::StreamPropEmpty(added.message, tag, &empty, nullptr, &start);
-    if (hr != S_OK) {
+    const ULONG tag = m_preparation->tags.TagIn(added.item.store->number, data.Definition().ulPropTag);
+    if (tag != 0 && store::StreamPropEmpty(added.message, tag, &empty, nullptr, &start) != S_OK) {
         start.stream.Reset();
         return false;
     }
@@ -283,7 +280,7 @@ void CDuplicateSearch::FindPlaces(const TAddedItem& added) {
         filing.elements = std::span(m_elements).subspan(element, filing.nElements);
         element += filing.nElements;
         filing.data->Find({filing.data->Definition(), m_items, added.item,
-                           filing.value ? &*filing.value : nullptr, added.message},
+                           filing.value ? &*filing.value : nullptr, added.message, &m_preparation->tags},
                           filing);
     }
 }

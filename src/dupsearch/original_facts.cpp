@@ -17,9 +17,17 @@ constexpr char kTag[] = "CDuplicateSearch.CalcODProps";
 using Counter = HRESULT (*)(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes);
 
 /// How many of these properties are filled; their sizes too, when asked for.
-int CountFilled(Counter count, IMessage* item, CTagArray& tags, ULONG* sizes) {
+int CountFilled(Counter count, const TItem& item, IMessage* message, const CDefinedTags& all,
+                const CTagArray& canonical, ULONG* sizes) {
+    if (canonical.Count() == 0) return 0;
+    TTagsInStore tags(all, item.store->number, canonical);
+    if (tags.own.Count() == 0) return 0;
     long filled = 0;
-    if (tags.Count() != 0) count(item, tags.Get(), &filled, sizes);
+    std::vector<ULONG> ownSizes(sizes ? tags.own.Count() : 0);
+    count(message, tags.own.Get(), &filled, sizes ? ownSizes.data() : nullptr);
+    for (size_t i = 0; sizes && i < tags.places.size(); ++i) {
+        if (tags.places[i] != TTagsInStore::kNone) sizes[i] = ownSizes[tags.places[i]];
+    }
     return static_cast<int>(filled);
 }
 
@@ -72,9 +80,10 @@ bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
             if (item.nHasFieldValue == -1) CalcFieldValue(item, message);
             break;
         case okApntRecurrence:
-            if (item.nODApntRecurIndex == -1) item.nODApntRecurIndex = CalcRecurIndex(message);
+            if (item.nODApntRecurIndex == -1)
+                item.nODApntRecurIndex = CalcRecurIndex(message, item.store->names);
             if (item.nODApntAnnvrsryYear == -1) {
-                if (IsYearlyAppointment(message)) {
+                if (IsYearlyAppointment(message, item.store->names)) {
                     // The year is known from a start compared by methods 6 or 8; it is not worked out here.
                     g_Log.Error(kTag,
                                 "todo pItem->nODApntAnnvrsryYear = Year( Appointment_StartYear( lpMsg ) )\n");
@@ -85,7 +94,7 @@ bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
             break;
         case okHasCrmId: {
             int has = 0;
-            ContactItem_HasCrmId(message, &has);
+            ContactItem_HasCrmId(message, &has, &item.store->names);
             item.nHasCRMID = static_cast<short>(has);
             break;
         }
@@ -97,7 +106,10 @@ bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
 }
 
 int CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
-    TPreparation& p = *m_preparation;
+    const TPreparation& p = *m_preparation;
+    const auto count = [&](Counter counter, const CTagArray& tags, ULONG* sizes) {
+        return CountFilled(counter, item, message, p.tags, tags, sizes);
+    };
     ULONG* sizes = nullptr;
     if (m_original.nKind == okLargestValues) {
         item.ValuesSizes = std::make_unique<ULONG[]>(p.plainTags.Count() + p.streamTags.Count());
@@ -107,17 +119,16 @@ int CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
     long plain = 0;
     if (item.bAsRead) {
         compare::CountProps2(item.values, item.cValues, &plain, sizes);
-    } else if (p.plainTags.Count() != 0) {
-        compare::CountProps(message, p.plainTags.Get(), &plain, sizes);
+    } else {
+        plain = count(compare::CountProps, p.plainTags, sizes);
     }
-    return static_cast<int>(plain) +
-           CountFilled(compare::CountStreamProps, message, p.streamTags, streamSizes) +
-           CountFilled(compare::CountProps, message, p.originalPlainTags, nullptr) +
-           CountFilled(compare::CountStreamProps, message, p.originalStreamTags, nullptr);
+    return static_cast<int>(plain) + count(compare::CountStreamProps, p.streamTags, streamSizes) +
+           count(compare::CountProps, p.originalPlainTags, nullptr) +
+           count(compare::CountStreamProps, p.originalStreamTags, nullptr);
 }
 
 void CDuplicateSearch::CalcFieldValue(TItem& item, IMessage* message) {
-    const TComparyProp& definition = m_preparation->definitions[m_nFieldIndex];
+    TComparyProp definition = m_preparation->definitions[m_nFieldIndex];
     if (definition.ulPropTag == 0) {
         item.nHasFieldValue = 0;
         g_Log.ErrorW(kTag, L"Cant use FieldValue original definition for Prop.Key=%s, reset to MostFilled\n",
@@ -125,6 +136,7 @@ void CDuplicateSearch::CalcFieldValue(TItem& item, IMessage* message) {
         m_original.nKind = okMostFilled;
         return;
     }
-    item.nHasFieldValue =
-        HasFieldValue(m_addressBook, m_items.Session(), message, definition, m_wanted) ? 1 : 0;
+    definition.ulPropTag = m_preparation->tags.TagIn(item.store->number, definition.ulPropTag);
+    if (definition.ulPropTag == 0) return;
+    item.nHasFieldValue = HasFieldValue(m_items.Reader(), *item.store, message, definition, m_wanted) ? 1 : 0;
 }

@@ -4,7 +4,6 @@
 #include "dupsearch/TPreparation.h"
 #include "dupsearch/exceptions.h"
 #include "log/CLog.h"
-#include "store/named_properties.h"
 
 namespace {
 
@@ -96,13 +95,12 @@ struct TagName {
 
 }  // namespace
 
-std::unique_ptr<TPreparation> Prepare(IMessage* item, const CDefinitions& definitions,
+std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefinitions& definitions,
                                       const std::vector<unsigned>& rules, bool bGrouped) {
     g_Log.StartTimer();
     auto prepared = std::make_unique<TPreparation>(definitions, rules);
     TPreparation& p = *prepared;
-    TComparyProps list = p.definitions.List();
-    store::ResolveTags(item, &list);
+    p.tags.Resolve(item, store, p.definitions.List());
     for (int i = 0; i < p.definitions.Count(); ++i) {
         TComparyProp& definition = p.definitions[i];
         if (!definition.bCompare) {
@@ -115,9 +113,38 @@ std::unique_ptr<TPreparation> Prepare(IMessage* item, const CDefinitions& defini
     }
     if (p.compareData.empty()) return prepared;
     PrepareExceptions(item, p);
-    p.combinedRead = CCombinedRead(p.plainTags, p.derivedIds);
     if (bGrouped) RenumberGroups(p);
     return prepared;
+}
+
+bool BringIn(TPreparation& p, size_t store, const CDefinitions& definitions, uint32_t nItems, bool bGrouped) {
+    if (!p.tags.BringIn(store)) return false;
+    std::vector<bool> had;
+    for (int i = 0; i < p.definitions.Count(); ++i) had.push_back(p.definitions[i].ulPropTag != 0);
+    p.tags.FillIn(p.definitions.List());
+    for (int i = 0; i < p.definitions.Count(); ++i) {
+        TComparyProp& definition = p.definitions[i];
+        if (had[static_cast<size_t>(i)] || definition.ulPropTag == 0) continue;
+        if (!definition.bCompare) {
+            PrepareOriginalOnly(p, definition);
+            continue;
+        }
+        PrepareCompared(p, definition, bGrouped);
+        p.compareData.back()->SetEmpty(nItems);
+    }
+    BringInRuleTags(p);
+    p.requests.clear();
+    if (!bGrouped) return true;
+    for (int i = 0; i < p.definitions.Count(); ++i) p.definitions[i].nGroup = definitions[i].nGroup;
+    RenumberGroups(p);
+    return true;
+}
+
+CItemRequest& TPreparation::RequestFor(size_t store) {
+    if (store >= requests.size()) requests.resize(store + 1);
+    auto& request = requests[store];
+    if (!request) request.emplace(tags, store, plainTags, derivedIds);
+    return *request;
 }
 
 CCmpData* TPreparation::FindCompared(ULONG tag) const {

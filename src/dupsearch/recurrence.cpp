@@ -2,18 +2,14 @@
 
 #include "compare/calendar.h"
 #include "compare/named_values.h"
-#include "log/identifier_text.h"
 #include "log/CLog.h"
 #include "log/local_time.h"
 #include "store/mapi_extra.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.CalcODProps_RecurApntIndex_";
-constexpr LONG kRecurringId = 0x8223;
-constexpr LONG kStartId = 0x820D;
 
 enum class Read { kFound, kNotFound, kFailed };
 struct NamedRead {
@@ -22,12 +18,10 @@ struct NamedRead {
 };
 
 /// Reads a named appointment property; failures of the platform are logged here.
-NamedRead ReadNamed(IMessage* item, LONG id, ULONG type) {
+NamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
     NamedRead read;
-    GUID set;
-    Str2GUID(kSetAppointment, &set);
     ULONG tag = 0;
-    HRESULT hr = LookUpName(item, set, {id, nullptr, type}, &tag);
+    HRESULT hr = LookUpNames(item, {&name, 1}, &tag, &names);
     if (hr != S_OK) {
         g_Log.Error(kTag, "Quorvel_GetIDsFromNames return 0x%x\n", static_cast<unsigned>(hr));
         return read;
@@ -48,8 +42,8 @@ NamedRead ReadNamed(IMessage* item, LONG id, ULONG type) {
 }
 
 /// A start that could not be read counts as one with a time of day.
-bool StartHasTimeOfDay(IMessage* item) {
-    const NamedRead read = ReadNamed(item, kStartId, PT_SYSTIME);
+bool StartHasTimeOfDay(IMessage* item, CNames& names) {
+    const NamedRead read = ReadNamed(item, nameApntStart, names);
     if (read.outcome == Read::kNotFound) g_Log.Warning(kTag, "Prop Start is not exists\n");
     if (read.outcome != Read::kFound) return true;
     const SPropValue* const lpvalStart = read.value.get();
@@ -81,8 +75,8 @@ bool StartHasTimeOfDay(IMessage* item) {
 
 }  // namespace
 
-short CalcRecurIndex(IMessage* item) {
-    const NamedRead read = ReadNamed(item, kRecurringId, PT_BOOLEAN);
+short CalcRecurIndex(IMessage* item, CNames& names) {
+    const NamedRead read = ReadNamed(item, nameApntRecurring, names);
     if (read.outcome == Read::kNotFound) return 0;
     if (read.outcome == Read::kFailed) return 1;
     const SPropValue* const valIsRecurring = read.value.get();
@@ -101,15 +95,17 @@ short CalcRecurIndex(IMessage* item) {
     if (!valIsRecurring->Value.b) return 0;
 
     int allDayLike = 0, yearly = 0;
-    if (compare::AllDayEventLike(item, &allDayLike, TRUE) != S_OK) return 1;
-    if (Appointment_IsBirthdayOrAnniversary(item, true, &yearly, &allDayLike, nullptr) != S_OK) yearly = 0;
+    if (compare::AllDayEventLike(item, &allDayLike, TRUE, &names) != S_OK) return 1;
+    if (Appointment_IsBirthdayOrAnniversary(item, true, &yearly, &allDayLike, nullptr, &names) != S_OK)
+        yearly = 0;
     if (!allDayLike && !yearly) return 1;
-    const bool timeOfDay = StartHasTimeOfDay(item);
+    const bool timeOfDay = StartHasTimeOfDay(item, names);
     if (yearly) return timeOfDay ? 4 : 5;
     return timeOfDay ? 2 : 3;
 }
 
-bool IsYearlyAppointment(IMessage* item) {
+bool IsYearlyAppointment(IMessage* item, CNames& names) {
     int yearly = 0;
-    return Appointment_IsBirthdayOrAnniversary(item, true, &yearly, nullptr, nullptr) == S_OK && yearly != 0;
+    return Appointment_IsBirthdayOrAnniversary(item, true, &yearly, nullptr, nullptr, &names) == S_OK &&
+           yearly != 0;
 }

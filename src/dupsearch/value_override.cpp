@@ -8,18 +8,15 @@
 #include "compare/value_compare.h"
 #include "compare/CDefinitions.h"
 #include "log/CLog.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.Add_OverrideValue";
-constexpr int kAllDayFlagId = 0x8215;
-constexpr int kRecurringId = 0x8223;
 constexpr WORD kYearOfYearlyEvents = 1602;
 
-bool Overrides(const TComparyProp& definition, int id) {
-    return definition.nID == id && IsInSet(definition, kSetAppointment);
+bool Overrides(const TComparyProp& definition, EName name) {
+    return definition.nID == kNameTable[name].id && IsInSet(definition, kNameTable[name].set);
 }
 
 bool IsFilled(const SPropValue& value) {
@@ -86,7 +83,8 @@ constexpr ReadOverride kReadOverrides[] = {{PROP_ID(PR_MESSAGE_SIZE), OverrideMe
 bool IsAllDayLike(TAddedItem& added) {
     if (!added.allDayLike) {
         int allDayLike = 0;
-        if (compare::AllDayEventLike(added.message, &allDayLike, TRUE) != S_OK) return false;
+        if (compare::AllDayEventLike(added.message, &allDayLike, TRUE, &added.item.store->names) != S_OK)
+            return false;
         added.allDayLike = allDayLike;
     }
     return *added.allDayLike != 0;
@@ -130,8 +128,8 @@ bool IsBirthdayOrAnniversary(TAddedItem& added) {
     const ULONG type = subject ? PROP_TYPE(subject->ulPropTag) : PT_UNSPECIFIED;
     if (type != PT_UNICODE && type != PT_STRING8) subject = nullptr;
     int result = 0;
-    const HRESULT hr = Appointment_IsBirthdayOrAnniversary(added.message, type != PT_STRING8, &result,
-                                                           &*added.allDayLike, subject);
+    const HRESULT hr = Appointment_IsBirthdayOrAnniversary(
+        added.message, type != PT_STRING8, &result, &*added.allDayLike, subject, &added.item.store->names);
     return hr == S_OK && result != 0;
 }
 
@@ -168,13 +166,13 @@ struct ComparedOverride {
     bool (*apply)(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
 };
 constexpr ComparedOverride kComparedOverrides[] = {
-    {[](const TComparyProp& d) { return Overrides(d, kAllDayFlagId); }, OverrideAllDayFlag},
+    {[](const TComparyProp& d) { return Overrides(d, nameApntAllDay); }, OverrideAllDayFlag},
     {[](const TComparyProp& d) { return d.nCompareMethod == cmApntAlldaylikeSubject; }, OverrideSubject},
     {[](const TComparyProp& d) {
          return d.nCompareMethod == cmApntAlldaylikeStart || d.nCompareMethod == cmApntApproxStart;
      },
      OverrideStart},
-    {[](const TComparyProp& d) { return Overrides(d, kRecurringId); }, OverrideRecurring},
+    {[](const TComparyProp& d) { return Overrides(d, nameApntRecurring); }, OverrideRecurring},
 };
 
 }  // namespace

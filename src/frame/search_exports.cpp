@@ -34,14 +34,14 @@ const TItem* Member(const CDuplicateSearch& search, int group, int member) {
 void CopyIds(const TItem* item, char* entryId, unsigned* entryIdSize, char* storeId, unsigned* storeIdSize) {
     if (!item) return;
     CopyText(item->EntryID, entryId, entryIdSize);
-    CopyText(item->lpszStoreID, storeId, storeIdSize);
+    CopyText(item->StoreID(), storeId, storeIdSize);
 }
 
 /// The texts of a change are the search's own; null for an empty one.
 void PointToIds(const TItem* item, const char** entryId, const char** storeId) {
     const auto orNull = [](const char* text) { return *text ? text : nullptr; };
     *entryId = item ? orNull(item->EntryID) : nullptr;
-    *storeId = item ? orNull(item->lpszStoreID) : nullptr;
+    *storeId = item ? orNull(item->StoreID()) : nullptr;
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 
 #include "compare/CThreadLocale.h"
 #include "compare/value_compare.h"
+#include "items/CItemRequest.h"
 #include "log/CLog.h"
 #include "matrix/attachment_contents.h"
 #include "store/attachments.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 #include "store/sessions.h"
 #include "store/streams.h"
@@ -47,6 +47,7 @@ bool CCmpMatrix::Add(const char* entryId, const char* storeId) {
     TRow row;
     row.entryId = OrEmpty(entryId);
     row.storeId = OrEmpty(storeId);
+    row.store = m_reader.StoreOf(row.storeId.c_str()).number;
     // The first row's columns are prepared aside: an item that fails does not decide anything.
     TColumns columns;
     const bool first = m_rows.empty();
@@ -65,7 +66,7 @@ bool CCmpMatrix::Add(const char* entryId, const char* storeId) {
 bool CCmpMatrix::ReadRow(TColumns& columns, TRow& row) const {
     ComPtr<IMessage> item;
     if (!OpenRow(kAdd, row, item)) return false;
-    if (m_rows.empty() && !PrepareColumns(item.Get(), columns)) return false;
+    if (m_rows.empty() && !PrepareColumns(item.Get(), row.store, columns)) return false;
     if (!ReadValues(item.Get(), columns, row) || !FillCells(item.Get(), columns, row)) return false;
     row.attachments = ListAttachments(kAdd, item.Get(), row.entryId.c_str());
     return true;
@@ -78,9 +79,9 @@ bool CCmpMatrix::OpenRow(const char* routine, const TRow& row, ComPtr<IMessage>&
 }
 
 // Names to tags, and tags to the lists that they are read by.
-bool CCmpMatrix::PrepareColumns(IMessage* item, TColumns& columns) {
-    TComparyProps list = columns.definitions.List();
-    store::ResolveTags(item, &list);
+bool CCmpMatrix::PrepareColumns(IMessage* item, size_t store, TColumns& columns) {
+    const TComparyProps list = columns.definitions.List();
+    columns.tags.Resolve(item, store, list);
     for (int i = 0; i < list.n; ++i) {
         const TComparyProp& definition = list.lpProps[i];
         if (definition.ulPropTag == 0) {
@@ -100,9 +101,15 @@ bool CCmpMatrix::PrepareColumns(IMessage* item, TColumns& columns) {
     return false;
 }
 
-bool CCmpMatrix::ReadValues(IMessage* item, TColumns& columns, TRow& row) const {
+bool CCmpMatrix::ReadValues(IMessage* item, TColumns& columns, TRow& row) {
+    HRESULT hr = columns.tags.Settle(item, row.store);
+    if (hr != S_OK) {
+        g_Log.Error(kAdd, "Quorvel_GetIDsFromNames returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
+                    row.entryId.c_str());
+        return false;
+    }
     if (columns.plainTags.Count() == 0) return true;
-    const HRESULT hr = store::GetPropValues(item, columns.plainTags.Get(), &row.valueCount, Out(row.values));
+    hr = CItemRequest(columns.tags, row.store, columns.plainTags).ReadPlain(item, row.values);
     if (store::IsReadSuccess(hr)) return true;
     g_Log.Error(kAdd, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
                 row.entryId.c_str());
@@ -117,14 +124,14 @@ bool CCmpMatrix::FillCells(IMessage* item, const TColumns& columns, TRow& row) c
         const ULONG tag = definition.ulPropTag;
         if (tag == 0) continue;
         if (definition.nInterface == kPlain) {
-            const SPropValue* value = row.values.get() + position;
-            if (position >= row.valueCount || PROP_ID(value->ulPropTag) != PROP_ID(tag)) {
+            const SPropValue* value = row.values.values + position;
+            if (position >= row.values.cValues || PROP_ID(value->ulPropTag) != PROP_ID(tag)) {
                 g_Log.ErrorW(kAdd, L"value for prop(%s) not found\n", KeyOf(definition));
                 return false;
             }
             row.cells[column] = PlainCell(value, column, position++);
         } else if (definition.nInterface == kStream) {
-            row.cells[column] = StreamCell(item, tag, column);
+            row.cells[column] = StreamCell(item, columns, row, column);
         } else {
             g_Log.Error(kAdd, "Invalid interface(%d)\n", definition.nInterface);
         }
@@ -139,11 +146,13 @@ CCmpMatrix::TCell CCmpMatrix::PlainCell(const SPropValue* value, size_t column, 
     return FilledCell(FindValueEqual(value, column, position), size);
 }
 
-CCmpMatrix::TCell CCmpMatrix::StreamCell(IMessage* item, ULONG tag, size_t column) const {
+CCmpMatrix::TCell CCmpMatrix::StreamCell(IMessage* item, const TColumns& columns, const TRow& row,
+                                         size_t column) const {
+    const ULONG tag = columns.tags.TagIn(row.store, columns.definitions[static_cast<int>(column)].ulPropTag);
     int empty = 1;
     ULONG size = 0;
-    if (store::StreamPropEmpty(item, tag, &empty, &size) != S_OK || empty) return {};
-    return FilledCell(FindStreamEqual(item, tag, column), size);
+    if (tag == 0 || store::StreamPropEmpty(item, tag, &empty, &size) != S_OK || empty) return {};
+    return FilledCell(FindStreamEqual(item, columns, row, column), size);
 }
 
 CCmpMatrix::TCell CCmpMatrix::FilledCell(int equalRow, ULONG size) const {
@@ -155,7 +164,7 @@ int CCmpMatrix::FindValueEqual(const SPropValue* value, size_t column, ULONG pos
         const TRow& earlier = m_rows[static_cast<size_t>(row)];
         long result = 0;
         if (earlier.cells[column].value != 0 &&
-            compare::ComparePropValues(value, earlier.values.get() + position, &result, cmExact) &&
+            compare::ComparePropValues(value, earlier.values.values + position, &result, cmExact) &&
             result == 0) {
             return row;
         }
@@ -163,18 +172,22 @@ int CCmpMatrix::FindValueEqual(const SPropValue* value, size_t column, ULONG pos
     return kNotFound;
 }
 
-int CCmpMatrix::FindStreamEqual(IMessage* item, ULONG tag, size_t column) const {
-    for (int row = 0; row < RowCount(); ++row) {
-        const TRow& earlier = m_rows[static_cast<size_t>(row)];
+int CCmpMatrix::FindStreamEqual(IMessage* item, const TColumns& columns, const TRow& row,
+                                size_t column) const {
+    const ULONG canonical = columns.definitions[static_cast<int>(column)].ulPropTag;
+    for (int index = 0; index < RowCount(); ++index) {
+        const TRow& earlier = m_rows[static_cast<size_t>(index)];
         ComPtr<IMessage> candidate;
         if (earlier.cells[column].value == 0 || !OpenRow(kFindStreamEqual, earlier, candidate)) continue;
         long result = 0;
         bool bCmpWritten = false;
-        const HRESULT hr = compare::CompareStreamProp(item, candidate.Get(), tag, &result, &bCmpWritten);
+        const HRESULT hr =
+            compare::CompareStreamProp(item, columns.tags.TagIn(row.store, canonical), candidate.Get(),
+                                       columns.tags.TagIn(earlier.store, canonical), &result, &bCmpWritten);
         if (hr != S_OK || !bCmpWritten) {
             g_Log.Warning(kFindStreamEqual, "bCmpWritten = false\n");
         } else if (result == 0) {
-            return row;
+            return index;
         }
     }
     return kNotFound;

@@ -6,7 +6,8 @@
 // bytes, elements or 1, as the emptiness test counts, and bytes for a property that is read through a stream.
 //
 // Rows only grow. The first item that becomes a row decides which definitions take part: one whose named
-// property it cannot resolve keeps its column, empty in all rows. An item that does not become a row leaves
+// property it cannot resolve keeps its column, empty in all rows. Items of other stores are read by the tags that
+// the names have there. An item that does not become a row leaves
 // everything as it was.
 //
 // The session stays the caller's and has to outlive the matrix: rows keep values in the platform's buffers,
@@ -18,6 +19,9 @@
 
 #include "compare/CDefinitions.h"
 #include "compare/CTagArray.h"
+#include "items/CDefinedTags.h"
+#include "items/CItemReader.h"
+#include "items/TItemValues.h"
 #include "matrix/CAttachMatrix.h"
 #include "matrix/attachment_list.h"
 #include "store/resources.h"
@@ -52,6 +56,7 @@ class CCmpMatrix {
   private:
     struct TColumns {
         CDefinitions definitions;
+        CDefinedTags tags;
         CTagArray plainTags;
         CTagArray streamTags;
     };
@@ -62,20 +67,20 @@ class CCmpMatrix {
     struct TRow {
         std::string entryId;
         std::string storeId;
-        MapiBuffer<SPropValue> values;  // in the order of the plain tags
-        ULONG valueCount = 0;
+        size_t store = 0;     // by number
+        TPlainValues values;  // in the order of the plain tags
         std::vector<TCell> cells;
         std::vector<TMatrixAttachment> attachments;
     };
 
-    static bool PrepareColumns(IMessage* item, TColumns& columns);
+    static bool PrepareColumns(IMessage* item, size_t store, TColumns& columns);
     bool ReadRow(TColumns& columns, TRow& row) const;
-    bool ReadValues(IMessage* item, TColumns& columns, TRow& row) const;
+    static bool ReadValues(IMessage* item, TColumns& columns, TRow& row);
     bool FillCells(IMessage* item, const TColumns& columns, TRow& row) const;
     TCell PlainCell(const SPropValue* value, size_t column, ULONG position) const;
-    TCell StreamCell(IMessage* item, ULONG tag, size_t column) const;
+    TCell StreamCell(IMessage* item, const TColumns& columns, const TRow& row, size_t column) const;
     int FindValueEqual(const SPropValue* value, size_t column, ULONG position) const;
-    int FindStreamEqual(IMessage* item, ULONG tag, size_t column) const;
+    int FindStreamEqual(IMessage* item, const TColumns& columns, const TRow& row, size_t column) const;
     TCell FilledCell(int equalRow, ULONG size) const;
     bool OpenRow(const char* routine, const TRow& row, ComPtr<IMessage>& item) const;
     const TCell* CellAt(const char* routine, int row, int column) const;
@@ -83,6 +88,7 @@ class CCmpMatrix {
     const LCID m_locale = GetThreadLocale();  // that texts are compared by
     unsigned m_nOption = 0;
     IMAPISession* m_pSession = nullptr;
+    CItemReader m_reader;  // of the stores' numbers alone: an item is opened with its store, and by itself
     TColumns m_columns;
     std::vector<TRow> m_rows;
     std::unique_ptr<CAttachMatrix> m_pAttachMatrix;

@@ -31,6 +31,7 @@ void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, uns
     const std::wstring line(110, L'-');
     g_Log.Extra(L"%s\nNew Similar Search\n%s\n", line.c_str(), line.c_str());
     m_lpSession = session;
+    m_reader = CItemReader(session);
     m_storeEntryId = storeEntryId ? storeEntryId : "";
     m_nCountMode = countMode;
     BuildFields(&m_fields, &m_indexes);
@@ -43,21 +44,20 @@ void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, uns
 }
 
 void CSimilarSearch::Reset() {
-    m_lpAddrBook.Reset();
-    m_addrBookTried = false;
-    m_addrBookResult = S_OK;
     m_storeEntryId.clear();
     m_nCountMode = 0;
-    m_stores.clear();
     m_fields.clear();
-    m_lpPropsTags = CTagArray();
+    m_tags = {};
+    m_infoRequests.clear();
+    m_valueRequests.clear();
     m_ulFileAsTag = 0;
     m_indexes = TSimilarPropIndexes();
     m_pSearchByProps = nullptr;
     m_cache.clear();
+    m_reader = CItemReader();
     m_nSearchByPos = 0;
     m_otherFields.clear();
-    m_lpOtherTags = CTagArray();
+    m_otherTags = {};
     m_rules = TRuleTables();
 }
 

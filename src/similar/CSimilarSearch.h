@@ -2,21 +2,22 @@
 // The similar-contact search: how much do other contacts resemble the one that the user looks at?
 //
 // Owns its cache of contacts, its rule tables, and the address book and stores that it opens, each of them
-// once. The session is borrowed and outlives the search. Contacts handed in are only read. Texts are compared by
-// the locale that the thread had at the construction. One search is used by one thread at a time.
+// once. Contacts may come from several stores; they go by their entry identifiers alone. The session is borrowed
+// and outlives the search. Contacts handed in are only read. Texts are compared by the locale that the thread had
+// at the construction. One search is used by one thread at a time.
 
 #include <map>
 #include <memory_resource>
+#include <optional>
 
 #include "compare/CPoolMemory.h"
 #include "compare/CTagArray.h"
+#include "items/CDefinedTags.h"
+#include "items/CItemRequest.h"
 #include "similar/TCmpData.h"
 #include "similar/rules.h"
 
 namespace similar {
-
-/// Tags of the definitions, named ones resolved against this contact. What does not resolve keeps tag 0.
-CTagArray ResolveTags(IMessage* item, std::vector<TComparyProp>* definitions);
 
 enum EVerdict : unsigned { verdictNone = 0, verdictSimilar = 1, verdictStrict = 2 };
 
@@ -73,14 +74,15 @@ class CSimilarSearch {
     // Reading contacts (item_cache.cpp)
     TItemProps* CacheItem(IMessage* item, bool* fromCache);
     bool Forget(std::string_view entryId);
-    bool ReadItemInfo(IMessage* item, TItemInfo* info);
-    MapiBuffer<SPropValue> ReadValues(IMessage* item);
+    CItemReader::TStore* SettleStore(IMessage* item);
+    bool ReadItemInfo(IMessage* item, size_t store, TItemInfo* info);
+    bool ReadValues(IMessage* item, size_t store, TPlainValues* values);
     void ReadSmtpEmails(IMessage* item, TItemProps* props);
     void ReadBody(IMessage* item, TItemProps* props);
-    IAddrBook* AddressBook();
 
     // Counting and opening (other_fields.cpp)
     void CountFilledOtherPropsIf(TItemProps* props, IMessage* item, unsigned verdict);
+    bool CountOtherFields(IMessage* item, size_t store, long* filled);
     ComPtr<IMessage> OpenItem(const char* entryId);
 
     // Field results (field_results.cpp)
@@ -130,15 +132,13 @@ class CSimilarSearch {
 
     const LCID m_locale = GetThreadLocale();  // that texts are compared by
     IMAPISession* m_lpSession = nullptr;
-    ComPtr<IAddrBook> m_lpAddrBook;
-    bool m_addrBookTried = false;
-    HRESULT m_addrBookResult = S_OK;
+    CItemReader m_reader;
     std::string m_storeEntryId;
     unsigned m_nCountMode = 0;
-    std::map<std::string, ComPtr<IMsgStore>, std::less<>> m_stores;
     std::vector<TComparyProp> m_fields;
-    CTagArray m_lpPropsTags;  // empty until the first contact is read
+    CDefinedTags m_tags;  // of the fields; empty until the first contact is read
     ULONG m_ulFileAsTag = 0;
+    std::vector<std::optional<CItemRequest>> m_infoRequests, m_valueRequests;  // by store
     TSimilarPropIndexes m_indexes;
     // Contacts live long and their parts are small. A heap that searches its free blocks in a row, as some do,
     // would look at the gaps between those parts each time that the platform asks for a buffer; together in a
@@ -148,7 +148,7 @@ class CSimilarSearch {
     TItemProps* m_pSearchByProps = nullptr;  // in the cache
     unsigned m_nSearchByPos = 0;
     std::vector<TComparyProp> m_otherFields;
-    CTagArray m_lpOtherTags;  // empty until the first contact is counted
+    CDefinedTags m_otherTags;  // empty until the first contact is counted
     wchar_t m_verdictTextW[kVerdictCapacity] = {};
     char m_verdictTextA[2 * kVerdictCapacity] = {};
     wchar_t m_matchedFieldsW[kMatchedFieldsCapacity] = {};

@@ -9,7 +9,7 @@
 namespace similar {
 
 const FILETIME* TItemProps::ft(int field) const {
-    const SPropValue& value = values.get()[field];
+    const SPropValue& value = values[field];
     const ULONG type = PROP_TYPE(value.ulPropTag);
     if (type == PT_SYSTIME) return &value.Value.ft;
     if (type != PT_ERROR)
@@ -18,7 +18,7 @@ const FILETIME* TItemProps::ft(int field) const {
 }
 
 const wchar_t* TItemProps::szw(int field) const {
-    const SPropValue& value = values.get()[field];
+    const SPropValue& value = values[field];
     const ULONG type = PROP_TYPE(value.ulPropTag);
     if (type == PT_UNICODE) return value.Value.lpszW;
     if (type == PT_ERROR) return L"";
@@ -63,7 +63,7 @@ void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSi
     size_t count = 0;
     for (size_t i = 0; i < fields.size(); ++i) {
         if (fields[i].nType != PT_UNICODE) continue;
-        const SPropValue& value = values.get()[i];
+        const SPropValue& value = values[i];
         const ULONG type = PROP_TYPE(value.ulPropTag);
         const auto email = std::find(indexes.Emails.begin(), indexes.Emails.end(), static_cast<int>(i));
         if (email != indexes.Emails.end())

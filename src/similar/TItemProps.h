@@ -10,9 +10,10 @@
 
 #include <vector>
 
+#include "items/CItemReader.h"
+#include "items/TItemValues.h"
 #include "similar/fields.h"
 #include "similar/text_match.h"
-#include "store/resources.h"
 
 namespace similar {
 
@@ -27,15 +28,16 @@ struct TItemInfo {
     FILETIME lastModification{};  // 0 when unreadable
 };
 
-struct TItemProps : TItemInfo {
+/// The plain values are one a field, in the order of the field list.
+struct TItemProps : TItemInfo, TPlainValues {
     static constexpr size_t kEmails = 3;
     static constexpr size_t kStoredBody = 511;
 
     /// Takes its memory from where the identity has it.
-    TItemProps(TItemInfo info, ULONG count, MapiBuffer<SPropValue> read)
+    TItemProps(TItemInfo info, CItemReader::TStore& from, TPlainValues plain)
         : TItemInfo(std::move(info)),
-          valueCount(count),
-          values(std::move(read)),
+          TPlainValues(std::move(plain)),
+          store(from),
           body(fullName.get_allocator()),
           m_texts(fullName.get_allocator()),
           m_kept(fullName.get_allocator()) {}
@@ -44,8 +46,7 @@ struct TItemProps : TItemInfo {
 
     long filledCount = -1;
     long otherFilledCount = -1;  // -1 until counted
-    ULONG valueCount;            // one value a field, in order of the field list
-    MapiBuffer<SPropValue> values;
+    CItemReader::TStore& store;
     const wchar_t* smtpEmails[kEmails] = {L"", L"", L""};  // into the values, or kept
     std::pmr::wstring body;  // the start of the trimmed body, at most kStoredBody characters
     int bodyLength = 0;      // of the whole trimmed body

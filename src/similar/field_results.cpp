@@ -219,8 +219,8 @@ int CSimilarSearch::CmpStringPropToAny(TCmpData& data, const TFieldGroup& group,
 
 int CSimilarSearch::CmpTypedProp(const TCmpData& data, int field) const {
     const ULONG type = TypeOf(field);
-    const SPropValue& value1 = data.item1->values.get()[field];
-    const SPropValue& value2 = data.item2->values.get()[field];
+    const SPropValue& value1 = data.item1->values[field];
+    const SPropValue& value2 = data.item2->values[field];
     for (const SPropValue* value : {&value1, &value2}) {
         int empty = 1;
         if (PROP_TYPE(value->ulPropTag) != type || !compare::IsEmptyValue(value, &empty, nullptr) || empty)

@@ -7,8 +7,8 @@
 #include <cwchar>
 #include <iterator>
 
+#include "items/names.h"
 #include "log/CLog.h"
-#include "store/named_properties.h"
 
 namespace similar {
 namespace {
@@ -28,11 +28,12 @@ struct TProperty {
 constexpr TProperty Tag(ULONG tag) {
     return {tag, nullptr, 0, nullptr, PROP_TYPE(tag)};
 }
-constexpr TProperty Named(const char* set, int id, ULONG type = PT_UNICODE) {
-    return {0, set, id, nullptr, type};
+constexpr TProperty Named(EName which) {
+    const TName& name = kNameTable[which];
+    return {0, name.set, static_cast<int>(name.id), name.text, name.type};
 }
-constexpr TProperty Named(const char* set, const wchar_t* name, ULONG type) {
-    return {0, set, 0, name, type};
+constexpr TProperty Phone(EPhone which) {
+    return Tag(kPhoneTags[which]);
 }
 
 constexpr TMethods kExactOnly{Exact, NotCompared, NotCompared, NotCompared};
@@ -60,38 +61,37 @@ constexpr TField kFields[] = {
     {&I::MiddleName, L"Middle Name", Tag(0x3A44001F), fgName, kExactOnly},
     {&I::LastName, L"Last Name", Tag(0x3A11001F), fgName, kNameMethods},
     {&I::Suffix, L"Suffix", Tag(0x3A05001F), fgName, kExactOnly},
-    {&I::BusinessAddressStreet, L"Business Address Street", Named(kSetAddress, 0x8045), fgStreet, kExactOnly},
+    {&I::BusinessAddressStreet, L"Business Address Street", Named(nameBusinessStreet), fgStreet, kExactOnly},
     {&I::HomeAddressStreet, L"Home Address Street", Tag(0x3A5D001F), fgStreet, kExactOnly},
     {&I::OtherAddressStreet, L"Other Address Street", Tag(0x3A63001F), fgStreet, kExactOnly},
-    {&I::AssistantsPhone, L"Assistant's Phone", Tag(0x3A2E001F), fgPhone, kPhoneMethods},
-    {&I::BusinessFax, L"Business Fax", Tag(0x3A24001F), fgPhone, kPhoneMethods},
-    {&I::BusinessPhone, L"Business Phone", Tag(0x3A08001F), fgPhone, kPhoneMethods},
-    {&I::BusinessPhone2, L"Business Phone 2", Tag(0x3A1B001F), fgPhone, kPhoneMethods},
-    {&I::Callback, L"Callback", Tag(0x3A02001F), fgPhone, kPhoneMethods},
-    {&I::CarPhone, L"Car Phone", Tag(0x3A1E001F), fgPhone, kPhoneMethods},
-    {&I::CompanyMainPhone, L"Company Main Phone", Tag(0x3A57001F), fgPhone, kPhoneMethods},
-    {&I::HomeFax, L"Home Fax", Tag(0x3A25001F), fgPhone, kPhoneMethods},
-    {&I::HomePhone, L"Home Phone", Tag(0x3A09001F), fgPhone, kPhoneMethods},
-    {&I::HomePhone2, L"Home Phone 2", Tag(0x3A2F001F), fgPhone, kPhoneMethods},
-    {&I::ISDN, L"ISDN", Tag(0x3A2D001F), fgPhone, kPhoneMethods},
-    {&I::MobilePhone, L"Mobile Phone", Tag(0x3A1C001F), fgPhone, kPhoneMethods},
-    {&I::OtherFax, L"Other Fax", Tag(0x3A23001F), fgPhone, kPhoneMethods},
-    {&I::OtherPhone, L"Other Phone", Tag(0x3A1F001F), fgPhone, kPhoneMethods},
-    {&I::Pager, L"Pager", Tag(0x3A21001F), fgPhone, kPhoneMethods},
-    {&I::PrimaryPhone, L"Primary Phone", Tag(0x3A1A001F), fgPhone, kPhoneMethods},
-    {&I::RadioPhone, L"Radio Phone", Tag(0x3A1D001F), fgPhone, kPhoneMethods},
-    {&I::Telex, L"Telex", Tag(0x3A2C001F), fgPhone, kPhoneMethods},
-    {&I::TTYTDDPhone, L"TTY/TDD Phone", Tag(0x3A4B001F), fgPhone, kPhoneMethods},
-    {&I::Email, L"E-mail", Named(kSetAddress, 0x8083), fgEmail, kEmailMethods},
-    {&I::Email2, L"E-mail 2", Named(kSetAddress, 0x8093), fgEmail, kEmailMethods},
-    {&I::Email3, L"E-mail 3", Named(kSetAddress, 0x80A3), fgEmail, kEmailMethods},
+    {&I::AssistantsPhone, L"Assistant's Phone", Phone(phoneAssistant), fgPhone, kPhoneMethods},
+    {&I::BusinessFax, L"Business Fax", Phone(phoneBusinessFax), fgPhone, kPhoneMethods},
+    {&I::BusinessPhone, L"Business Phone", Phone(phoneBusiness), fgPhone, kPhoneMethods},
+    {&I::BusinessPhone2, L"Business Phone 2", Phone(phoneBusiness2), fgPhone, kPhoneMethods},
+    {&I::Callback, L"Callback", Phone(phoneCallback), fgPhone, kPhoneMethods},
+    {&I::CarPhone, L"Car Phone", Phone(phoneCar), fgPhone, kPhoneMethods},
+    {&I::CompanyMainPhone, L"Company Main Phone", Phone(phoneCompany), fgPhone, kPhoneMethods},
+    {&I::HomeFax, L"Home Fax", Phone(phoneHomeFax), fgPhone, kPhoneMethods},
+    {&I::HomePhone, L"Home Phone", Phone(phoneHome), fgPhone, kPhoneMethods},
+    {&I::HomePhone2, L"Home Phone 2", Phone(phoneHome2), fgPhone, kPhoneMethods},
+    {&I::ISDN, L"ISDN", Phone(phoneIsdn), fgPhone, kPhoneMethods},
+    {&I::MobilePhone, L"Mobile Phone", Phone(phoneMobile), fgPhone, kPhoneMethods},
+    {&I::OtherFax, L"Other Fax", Phone(phoneOtherFax), fgPhone, kPhoneMethods},
+    {&I::OtherPhone, L"Other Phone", Phone(phoneOther), fgPhone, kPhoneMethods},
+    {&I::Pager, L"Pager", Phone(phonePager), fgPhone, kPhoneMethods},
+    {&I::PrimaryPhone, L"Primary Phone", Phone(phonePrimary), fgPhone, kPhoneMethods},
+    {&I::RadioPhone, L"Radio Phone", Phone(phoneRadio), fgPhone, kPhoneMethods},
+    {&I::Telex, L"Telex", Phone(phoneTelex), fgPhone, kPhoneMethods},
+    {&I::TTYTDDPhone, L"TTY/TDD Phone", Phone(phoneTtytdd), fgPhone, kPhoneMethods},
+    {&I::Email, L"E-mail", Named(nameEmail1), fgEmail, kEmailMethods},
+    {&I::Email2, L"E-mail 2", Named(nameEmail2), fgEmail, kEmailMethods},
+    {&I::Email3, L"E-mail 3", Named(nameEmail3), fgEmail, kEmailMethods},
     {&I::Account, L"Account", Tag(0x3A00001F), fgOther, kExactOnly},
     {&I::Anniversary, L"Anniversary", Tag(0x3A410040), fgOther, kExactOnly},
     {&I::AssistantsName, L"Assistant's Name", Tag(0x3A30001F), fgOther, kExactOnly},
-    {&I::BillingInformation, L"Billing Information", Named(kSetCommon, 0x8535), fgOther, kExactOnly},
+    {&I::BillingInformation, L"Billing Information", Named(nameBilling), fgOther, kExactOnly},
     {&I::Birthday, L"Birthday", Tag(0x3A420040), fgOther, kExactOnly},
-    {&I::Categories, L"Categories", Named(kSetPublicStrings, L"Keywords", PT_MV_UNICODE), fgOther,
-     kCategoriesMethods},
+    {&I::Categories, L"Categories", Named(nameKeywords), fgOther, kCategoriesMethods},
     {&I::Children, L"Children", Tag(0x3A58101F), fgOther, kExactOnly},
     {&I::Company, L"Company", Tag(0x3A16001F), fgOther, kCompanyMethods},
     {&I::CustomerID, L"Customer ID", Tag(0x3A4A001F), fgOther, kExactOnly},
@@ -99,14 +99,14 @@ constexpr TField kFields[] = {
     {&I::FTPSite, L"FTP Site", Tag(0x3A4C001F), fgOther, kExactOnly},
     {&I::GovernmentIDNumber, L"Government ID Number", Tag(0x3A07001F), fgOther, kExactOnly},
     {&I::Hobbies, L"Hobbies", Tag(0x3A43001F), fgOther, kExactOnly},
-    {&I::IMAddress, L"IM Address", Named(kSetAddress, 0x8062), fgOther, kExactOnly},
-    {&I::InternetFreeBusyAddress, L"Internet Free/Busy Address", Named(kSetAddress, 0x80D8), fgOther,
+    {&I::IMAddress, L"IM Address", Named(nameImAddress), fgOther, kExactOnly},
+    {&I::InternetFreeBusyAddress, L"Internet Free/Busy Address", Named(nameFreeBusyAddress), fgOther,
      kExactOnly},
     {&I::JobTitle, L"Job Title", Tag(0x3A17001F), fgOther, kExactOnly},
     {&I::Language, L"Language", Tag(0x3A0C001F), fgOther, kExactOnly},
     {&I::Location, L"Location", Tag(0x3A0D001F), fgOther, kExactOnly},
     {&I::ManagersName, L"Manager's Name", Tag(0x3A4E001F), fgOther, kExactOnly},
-    {&I::Mileage, L"Mileage", Named(kSetCommon, 0x8534), fgOther, kExactOnly},
+    {&I::Mileage, L"Mileage", Named(nameMileage), fgOther, kExactOnly},
     {&I::Nickname, L"Nickname", Tag(0x3A4F001F), fgOther, kNicknameMethods},
     {&I::Notes, L"Notes", Tag(0x0E08001F), fgOther, kExactOnly},
     {&I::OfficeLocation, L"Office Location", Tag(0x3A19001F), fgOther, kExactOnly},
@@ -115,11 +115,11 @@ constexpr TField kFields[] = {
     {&I::Profession, L"Profession", Tag(0x3A46001F), fgOther, kExactOnly},
     {&I::ReferredBy, L"Referred By", Tag(0x3A47001F), fgOther, kExactOnly},
     {&I::Spouse, L"Spouse", Tag(0x3A48001F), fgOther, kExactOnly},
-    {&I::UserField1, L"User Field 1", Named(kSetAddress, 0x804F), fgOther, kExactOnly},
-    {&I::UserField2, L"User Field 2", Named(kSetAddress, 0x8050), fgOther, kExactOnly},
-    {&I::UserField3, L"User Field 3", Named(kSetAddress, 0x8051), fgOther, kExactOnly},
-    {&I::UserField4, L"User Field 4", Named(kSetAddress, 0x8052), fgOther, kExactOnly},
-    {&I::WebPage, L"Web Page", Named(kSetAddress, 0x802B), fgOther, kUrlMethods},
+    {&I::UserField1, L"User Field 1", Named(nameUserField1), fgOther, kExactOnly},
+    {&I::UserField2, L"User Field 2", Named(nameUserField2), fgOther, kExactOnly},
+    {&I::UserField3, L"User Field 3", Named(nameUserField3), fgOther, kExactOnly},
+    {&I::UserField4, L"User Field 4", Named(nameUserField4), fgOther, kExactOnly},
+    {&I::WebPage, L"Web Page", Named(nameWebPage), fgOther, kUrlMethods},
     {&I::BusinessHomePage, L"Business Home Page", Tag(0x3A51001F), fgOther, kUrlMethods},
 };
 static_assert(std::size(kFields) <= kFieldCapacity);
@@ -144,12 +144,12 @@ constexpr TOtherField kOtherFields[] = {
     {L"BillingInformation", &I::BillingInformation},
     {L"Birthday", &I::Birthday},
     {L"BusinessPhone2", &I::BusinessPhone2},
-    {L"BusinessAddress", Named(kSetAddress, 0x801B)},
-    {L"BusinessAddressCity", Named(kSetAddress, 0x8046)},
-    {L"BusinessAddressCountry", Named(kSetAddress, 0x8049)},
-    {L"BusinessAddressPostalCode", Named(kSetAddress, 0x8048)},
-    {L"BusinessAddressPostOfficeBox", Named(kSetAddress, 0x804A)},
-    {L"BusinessAddressState", Named(kSetAddress, 0x8047)},
+    {L"BusinessAddress", Named(nameBusinessAddress)},
+    {L"BusinessAddressCity", Named(nameBusinessCity)},
+    {L"BusinessAddressCountry", Named(nameBusinessCountry)},
+    {L"BusinessAddressPostalCode", Named(nameBusinessPostalCode)},
+    {L"BusinessAddressPostOfficeBox", Named(nameBusinessPostOfficeBox)},
+    {L"BusinessAddressState", Named(nameBusinessState)},
     {L"BusinessAddressStreet", &I::BusinessAddressStreet},
     {L"BusinessFaxNumber", &I::BusinessFax},
     {L"BusinessHomePage", &I::BusinessHomePage},
@@ -166,13 +166,13 @@ constexpr TOtherField kOtherFields[] = {
     {L"Email1", &I::Email},
     {L"Email2", &I::Email2},
     {L"Email3", &I::Email3},
-    {L"FileAs", Named(kSetAddress, 0x8005)},
+    {L"FileAs", Named(nameFileAs)},
     {L"FirstName", &I::FirstName},
     {L"FTPSite", &I::FTPSite},
     {L"GovernmentIDNumber", &I::GovernmentIDNumber},
     {L"Hobbies", &I::Hobbies},
     {L"HomePhone2", &I::HomePhone2},
-    {L"HomeAddress", Named(kSetAddress, 0x801A)},
+    {L"HomeAddress", Named(nameHomeAddress)},
     {L"HomeAddressCity", Tag(0x3A59001F)},
     {L"HomeAddressCountry", Tag(0x3A5A001F)},
     {L"HomeAddressPostalCode", Tag(0x3A5B001F)},
@@ -187,7 +187,7 @@ constexpr TOtherField kOtherFields[] = {
     {L"JobTitle", &I::JobTitle},
     {L"Language", &I::Language},
     {L"LastName", &I::LastName},
-    {L"Links", Named(kSetCommon, 0x8586, PT_MV_BINARY)},
+    {L"Links", Named(nameLinks)},
     {L"MailingAddress", Tag(0x3A15001F)},
     {L"ManagerName", &I::ManagersName},
     {L"MiddleName", &I::MiddleName},
@@ -196,7 +196,7 @@ constexpr TOtherField kOtherFields[] = {
     {L"Nickname", &I::Nickname},
     {L"OfficeLocation", &I::OfficeLocation},
     {L"OrganizationalIDNumber", &I::OrganizationalIDNumber},
-    {L"OtherAddress", Named(kSetAddress, 0x801C)},
+    {L"OtherAddress", Named(nameOtherAddress)},
     {L"OtherAddressCity", Tag(0x3A5F001F)},
     {L"OtherAddressCountry", Tag(0x3A60001F)},
     {L"OtherAddressPostalCode", Tag(0x3A61001F)},

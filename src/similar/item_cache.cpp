@@ -2,13 +2,11 @@
 
 #include <cwchar>
 
-#include "compare/contact_item.h"
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 #include "log/identifier_text.h"
 #include "similar/CSimilarSearch.h"
 #include "store/mapi_extra.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 #include "store/streams.h"
 
@@ -17,7 +15,6 @@ namespace {
 
 constexpr char kReadInfoTag[] = "CSimilarSearch.ReadItemInfo";
 constexpr char kCacheTag[] = "CSimilarSearch.CacheItem";
-constexpr LONG kFileAsId = 0x8005;
 
 enum EInfo : ULONG { infoEntryId, infoLastModification, infoFileAs, infoFullName, infoCount };
 
@@ -40,38 +37,36 @@ bool SameTime(const FILETIME& a, const FILETIME& b) {
     return a.dwLowDateTime == b.dwLowDateTime && a.dwHighDateTime == b.dwHighDateTime;
 }
 
-/// The SMTP form that the address book gives; null, with a warning, when it gives none.
-MapiBuffer<SPropValue> ReadSmtpEmail(IAddrBook* addressBook, IMessage* item, int slot) {
-    MapiBuffer<SPropValue> value;
-    const HRESULT hr = ContactItem_SmtpEmail(addressBook, item, slot, true, Out(value));
-    const ULONG type = value ? PROP_TYPE(value->ulPropTag) : PT_ERROR;
-    const bool missing = value && type == PT_ERROR && value->Value.err == MAPI_E_NOT_FOUND;
-    if (!store::IsReadSuccess(hr) || (type != PT_UNICODE && !missing)) {
-        g_Log.Warning(kCacheTag, "Cant read email in smtp format\n");
-        return nullptr;
-    }
-    if (missing || !value->Value.lpszW || !*value->Value.lpszW) {
-        g_Log.Warning(kCacheTag, "smtp email is empty\n");
-        return nullptr;
-    }
-    return value;
-}
-
 }  // namespace
 
-CTagArray ResolveTags(IMessage* item, std::vector<TComparyProp>* definitions) {
-    TComparyProps props{static_cast<int>(definitions->size()), definitions->data()};
-    store::ResolveTags(item, &props);
-    CTagArray tags;
-    for (const TComparyProp& definition : *definitions) tags.Append(definition.ulPropTag);
-    return tags;
+/// The contact's store, its tags settled; null when it cannot be asked, which is logged.
+CItemReader::TStore* CSimilarSearch::SettleStore(IMessage* item) {
+    HRESULT hr = S_OK;
+    CItemReader::TStore* const store = m_reader.StoreOf(item, m_storeEntryId.c_str(), &hr);
+    if (!store) {
+        g_Log.Error(kReadInfoTag, "Quorvel_GetPropValues returned 0x%x\n", static_cast<unsigned>(hr));
+        return nullptr;
+    }
+    const TComparyProps fields{static_cast<int>(m_fields.size()), m_fields.data()};
+    if (m_tags.IsEmpty()) m_tags.Resolve(item, store->number, fields);
+    hr = m_tags.Settle(item, store->number);
+    if (hr != S_OK) {
+        g_Log.Error(kCacheTag, "Quorvel_GetIDsFromNames returned 0x%x\n", static_cast<unsigned>(hr));
+        return nullptr;
+    }
+    if (m_tags.BringIn(store->number)) {
+        m_tags.FillIn(fields);
+        m_infoRequests.clear();
+        m_valueRequests.clear();
+    }
+    return store;
 }
 
 TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     *fromCache = false;
-    if (item && m_lpPropsTags.Count() == 0) m_lpPropsTags = ResolveTags(item, &m_fields);
     TItemInfo info(&m_memory);
-    if (!item || !ReadItemInfo(item, &info)) {
+    CItemReader::TStore* const store = item ? SettleStore(item) : nullptr;
+    if (!store || !ReadItemInfo(item, store->number, &info)) {
         g_Log.Error(kCacheTag, "ReadItemInfo failed\n");
         return nullptr;
     }
@@ -80,8 +75,8 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
         *fromCache = true;
         return &cached->second;
     }
-    MapiBuffer<SPropValue> values = ReadValues(item);
-    if (!values) {
+    TPlainValues values;
+    if (!ReadValues(item, store->number, &values)) {
         Forget(info.entryId);
         return nullptr;
     }
@@ -89,11 +84,10 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     TCache read(&m_memory);  // aside until it is complete
     std::pmr::string key(info.entryId, &m_memory);
     TItemProps& props =
-        read.try_emplace(std::move(key), std::move(info), m_lpPropsTags.Count(), std::move(values))
-            .first->second;
+        read.try_emplace(std::move(key), std::move(info), *store, std::move(values)).first->second;
     ReadSmtpEmails(item, &props);
     ReadBody(item, &props);
-    compare::CountProps2(props.values.get(), props.valueCount, &props.filledCount, nullptr);
+    compare::CountProps2(props.values, props.cValues, &props.filledCount, nullptr);
     props.PrepareTexts(m_fields, m_indexes, &m_scratch);
 
     // From here on nothing can fail. An older version goes; or, since the host may have been called while the
@@ -114,18 +108,29 @@ bool CSimilarSearch::Forget(std::string_view entryId) {
     return isSearchBy;
 }
 
-bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
-    if (m_ulFileAsTag == 0) m_ulFileAsTag = store::GetIDFromName2(item, kSetAddress, kFileAsId, PT_UNICODE);
+/// What is read of a contact of one store, made when it is first needed.
+CItemRequest& RequestFor(std::vector<std::optional<CItemRequest>>* requests, const CDefinedTags& tags,
+                         size_t store, const CTagArray& wanted) {
+    if (store >= requests->size()) requests->resize(store + 1);
+    auto& request = (*requests)[store];
+    if (!request) request.emplace(tags, store, wanted);
+    return *request;
+}
+
+bool CSimilarSearch::ReadItemInfo(IMessage* item, size_t store, TItemInfo* info) {
+    if (m_ulFileAsTag == 0) m_ulFileAsTag = m_tags.CanonicalOf(nameFileAs);
+    if (m_ulFileAsTag == 0 && m_tags.IsFirst(store)) m_ulFileAsTag = m_tags.Resolve(item, nameFileAs);
     if (m_ulFileAsTag == 0) {
         g_Log.Error(kReadInfoTag, "Cant resolve FileAs tag\n");
         return false;
     }
-    SizedSPropTagArray(infoCount, tags) = {
-        infoCount, {PR_ENTRYID, PR_LAST_MODIFICATION_TIME, m_ulFileAsTag, PR_DISPLAY_NAME_W}};
-    ULONG count = 0;
-    MapiBuffer<SPropValue> values;
-    const HRESULT hr =
-        store::GetPropValues(item, reinterpret_cast<SPropTagArray*>(&tags), &count, Out(values));
+    CTagArray tags;
+    for (const ULONG tag : {PR_ENTRYID, PR_LAST_MODIFICATION_TIME, m_ulFileAsTag, PR_DISPLAY_NAME_W})
+        tags.Append(tag);
+    TPlainValues read;
+    const HRESULT hr = RequestFor(&m_infoRequests, m_tags, store, tags).ReadPlain(item, read);
+    const SPropValue* const values = read.values;
+    const ULONG count = read.cValues;
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(kReadInfoTag, "Quorvel_GetPropValues returned 0x%x\n", static_cast<unsigned>(hr));
         return false;
@@ -135,7 +140,7 @@ bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
                     static_cast<int>(infoCount));
         return false;
     }
-    const SPropValue& entryId = values.get()[infoEntryId];
+    const SPropValue& entryId = values[infoEntryId];
     if (PROP_TYPE(entryId.ulPropTag) != PT_BINARY) {
         g_Log.Error(kReadInfoTag, "Cant read EntryID, error = 0x%x\n",
                     static_cast<unsigned>(entryId.Value.err));
@@ -146,31 +151,29 @@ bool CSimilarSearch::ReadItemInfo(IMessage* item, TItemInfo* info) {
         g_Log.Error(kReadInfoTag, "Error: EntryID is empty\n");
         return false;
     }
-    const SPropValue& time = values.get()[infoLastModification];
+    const SPropValue& time = values[infoLastModification];
     if (PROP_TYPE(time.ulPropTag) == PT_SYSTIME)
         info->lastModification = time.Value.ft;
     else
         g_Log.Error(kReadInfoTag, "Cant read LMT, error = 0x%x\n", static_cast<unsigned>(time.Value.err));
-    info->fileAs = NameOf(values.get()[infoFileAs], "Cant read FileAs, error = 0x%x\n");
-    info->fullName = NameOf(values.get()[infoFullName], "Cant read FullName, error = 0x%x\n");
+    info->fileAs = NameOf(values[infoFileAs], "Cant read FileAs, error = 0x%x\n");
+    info->fullName = NameOf(values[infoFullName], "Cant read FullName, error = 0x%x\n");
     return true;
 }
 
-/// Null when the values cannot be read, else one for each field.
-MapiBuffer<SPropValue> CSimilarSearch::ReadValues(IMessage* item) {
-    ULONG count = 0;
-    MapiBuffer<SPropValue> values;
-    const HRESULT hr = store::GetPropValues(item, m_lpPropsTags.Get(), &count, Out(values));
+/// One value for each field; false when they cannot be read.
+bool CSimilarSearch::ReadValues(IMessage* item, size_t store, TPlainValues* values) {
+    CTagArray tags;
+    for (const TComparyProp& field : m_fields) tags.Append(field.ulPropTag);
+    const HRESULT hr = RequestFor(&m_valueRequests, m_tags, store, tags).ReadPlain(item, *values);
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(kCacheTag, "Quorvel_GetPropValues returned 0x%x\n", static_cast<unsigned>(hr));
-        return nullptr;
+        return false;
     }
-    if (count != m_lpPropsTags.Count() || !values) {
-        g_Log.Error(kCacheTag, "cValues(%d) != m_lpPropsTags->cValues(%d)\n", static_cast<int>(count),
-                    static_cast<int>(m_lpPropsTags.Count()));
-        return nullptr;
-    }
-    return values;
+    if (values->cValues == tags.Count() && values->values) return true;
+    g_Log.Error(kCacheTag, "cValues(%d) != m_lpPropsTags->cValues(%d)\n", static_cast<int>(values->cValues),
+                static_cast<int>(tags.Count()));
+    return false;
 }
 
 void CSimilarSearch::ReadSmtpEmails(IMessage* item, TItemProps* props) {
@@ -178,23 +181,10 @@ void CSimilarSearch::ReadSmtpEmails(IMessage* item, TItemProps* props) {
         const wchar_t* email = props->szw(m_indexes.Emails[i]);
         props->smtpEmails[i] = email ? email : L"";
         if (!email || !*email || wcschr(email, L'@')) continue;
-        IAddrBook* addressBook = AddressBook();
-        if (!addressBook) continue;
-        const MapiBuffer<SPropValue> smtp = ReadSmtpEmail(addressBook, item, static_cast<int>(i + 1));
+        const MapiBuffer<SPropValue> smtp =
+            m_reader.SmtpEmail(kCacheTag, item, props->store, static_cast<int>(i + 1), true);
         if (smtp) props->smtpEmails[i] = props->Keep(smtp->Value.lpszW);
     }
-}
-
-IAddrBook* CSimilarSearch::AddressBook() {
-    if (m_addrBookTried) return m_lpAddrBook.Get();
-    m_addrBookTried = true;
-    m_addrBookResult =
-        m_lpSession ? store::OpenAddressBook(m_lpSession, m_lpAddrBook) : MAPI_E_NOT_INITIALIZED;
-    if (!store::IsReadSuccess(m_addrBookResult)) {
-        g_Log.Error(kCacheTag, "OpenAddressBook failed, error = 0x%x\n",
-                    static_cast<unsigned>(m_addrBookResult));
-    }
-    return m_lpAddrBook.Get();
 }
 
 void CSimilarSearch::ReadBody(IMessage* item, TItemProps* props) {

@@ -5,7 +5,6 @@
 #include "similar/CSimilarSearch.h"
 #include "store/mapi_extra.h"
 #include "store/properties.h"
-#include "store/sessions.h"
 #include "store/streams.h"
 
 namespace similar {
@@ -35,8 +34,7 @@ void CSimilarSearch::CountFilledOtherPropsIf(TItemProps* props, IMessage* item, 
     }
     long filled = 0;
     if (!m_otherFields.empty()) {
-        if (m_lpOtherTags.Count() == 0) m_lpOtherTags = ResolveTags(item, &m_otherFields);
-        if (!store::IsReadSuccess(compare::CountProps(item, m_lpOtherTags.Get(), &filled, nullptr))) {
+        if (!CountOtherFields(item, props->store.number, &filled)) {
             g_Log.Error(kCountTag, "CountProps failed\n");
             return;
         }
@@ -49,18 +47,21 @@ void CSimilarSearch::CountFilledOtherPropsIf(TItemProps* props, IMessage* item, 
     props->otherFilledCount = filled;
 }
 
+bool CSimilarSearch::CountOtherFields(IMessage* item, size_t store, long* filled) {
+    const TComparyProps fields{static_cast<int>(m_otherFields.size()), m_otherFields.data()};
+    if (m_otherTags.IsEmpty()) m_otherTags.Resolve(item, store, fields);
+    if (m_otherTags.Settle(item, store) != S_OK) return false;
+    if (m_otherTags.BringIn(store)) m_otherTags.FillIn(fields);
+    CTagArray canonical;
+    for (const TComparyProp& field : m_otherFields) canonical.Append(field.ulPropTag);
+    TTagsInStore tags(m_otherTags, store, canonical);
+    return tags.own.Count() == 0 ||
+           store::IsReadSuccess(compare::CountProps(item, tags.own.Get(), filled, nullptr));
+}
+
 ComPtr<IMessage> CSimilarSearch::OpenItem(const char* entryId) {
-    ComPtr<IMessage> item;
-    if (!m_lpSession || !*entryId) return item;
-    auto opened = m_stores.find(m_storeEntryId);
-    if (opened == m_stores.end()) {
-        ComPtr<IMsgStore> msgStore;
-        if (store::OpenStore(m_lpSession, m_storeEntryId.c_str(), &msgStore) != S_OK || !msgStore)
-            return item;
-        opened = m_stores.emplace(m_storeEntryId, std::move(msgStore)).first;
-    }
-    if (store::OpenStoreItem(opened->second.Get(), entryId, &item) != S_OK) item.Reset();
-    return item;
+    if (!m_lpSession || !*entryId) return {};
+    return m_reader.Open(entryId, m_storeEntryId.c_str()).message;
 }
 
 }  // namespace similar

@@ -132,7 +132,7 @@ void CSimilarSearch::LogItem(const TItemProps& item, unsigned searchByPos, wchar
 
 void CSimilarSearch::LogFields(const TItemProps& item, const wchar_t* indent) const {
     for (int field = 0; field < FieldCount(); ++field)
-        if (IsFilled(item.values.get()[field])) LogField(indent, Name(field), ValueText(item, field));
+        if (IsFilled(item.values[field])) LogField(indent, Name(field), ValueText(item, field));
     wchar_t buffer[kDisplayedValue];
     LogField(indent, L"LMT", FileTimeToText(&item.lastModification, buffer, kDisplayedValue, 1));
 }
@@ -141,7 +141,7 @@ void CSimilarSearch::LogFields(const TItemProps& item, const wchar_t* indent) co
 std::wstring CSimilarSearch::ValueText(const TItemProps& item, int field) const {
     if (field == m_indexes.Notes) return TextOf(item.body.c_str());
     const TFieldText* text = TypeOf(field) == PT_UNICODE ? &item.Text(field) : nullptr;
-    return text && !text->IsEmpty() ? TextOf(text->whole.text) : TextOf(item.values.get()[field]);
+    return text && !text->IsEmpty() ? TextOf(text->whole.text) : TextOf(item.values[field]);
 }
 
 /// The field of item 1 whose value a result is about: the other name while its names are taken reversed.

@@ -3,27 +3,26 @@
 #include <mapidefs.h>
 
 #include "log/PlatformCalls.h"
+#include "items/names.h"
 #include "log/identifier_text.h"
-#include "store/named_properties.h"
 #include "store/properties.h"
 
 namespace {
 
-constexpr LONG kHasPhotoId = 0x8015;
 constexpr char kTag[] = "ContactItem_HasPhoto_tag";
 
 /// The result of the look-up: a name that the store does not know comes as a tag without an id.
 HRESULT FindTag(IMessage* item, ULONG* tag) {
     *tag = 0;
     GUID set;
-    if (!Str2GUID(kSetAddress, &set)) {
+    if (!Str2GUID(kNameTable[nameHasPhoto].set, &set)) {
         g_Log.Error(kTag, "Str2GUID failed\n");
         return -1;
     }
     MAPINAMEID name = {};
     name.lpguid = &set;
     name.ulKind = MNID_ID;
-    name.Kind.lID = kHasPhotoId;
+    name.Kind.lID = kNameTable[nameHasPhoto].id;
     MAPINAMEID* names = &name;
     MapiBuffer<SPropTagArray> tags;
     const HRESULT hr = store::LookUpNames(item, 1, &names, tags);

@@ -40,17 +40,22 @@ std::vector<NamedEntry> EntriesWithoutTag(const TComparyProps& props) {
     return entries;
 }
 
+void FillName(const TComparyProp& prop, GUID* set, MAPINAMEID* name) {
+    *name = {};
+    name->lpguid = set;
+    if (prop.nID != 0) {
+        name->ulKind = MNID_ID;
+        name->Kind.lID = prop.nID;
+    } else {
+        name->ulKind = MNID_STRING;
+        name->Kind.lpwstrName = const_cast<wchar_t*>(OrEmpty(prop.lpszID));
+    }
+}
+
 /// The entry's tag as the item knows it, or kUnresolved. The result is the look-up's own.
 HRESULT LookUp(IMessage* item, NamedEntry& entry, ULONG& tag) {
-    MAPINAMEID name = {};
-    name.lpguid = &entry.set;
-    if (entry.prop->nID != 0) {
-        name.ulKind = MNID_ID;
-        name.Kind.lID = entry.prop->nID;
-    } else {
-        name.ulKind = MNID_STRING;
-        name.Kind.lpwstrName = const_cast<wchar_t*>(OrEmpty(entry.prop->lpszID));
-    }
+    MAPINAMEID name;
+    FillName(*entry.prop, &entry.set, &name);
     MapiBuffer<SPropTagArray> tags;
     const HRESULT hr = GetIDsFromNames(item, 1, &name, Out(tags));
     if (!IsReadSuccess(hr)) {
@@ -107,7 +112,14 @@ HRESULT GetIDsFromNames(IMessage* item, ULONG count, MAPINAMEID* name, SPropTagA
     return calls.result;
 }
 
-HRESULT ResolveTags(IMessage* item, TComparyProps* props) {
+bool NameOf(const TComparyProp& definition, GUID* set, MAPINAMEID* name) {
+    if (!NeedsTag(definition) || !Str2GUID(definition.lpszGuid, set)) return false;
+    FillName(definition, set, name);
+    return true;
+}
+
+HRESULT ResolveTags(IMessage* item, TComparyProps* props, std::vector<HRESULT>* results) {
+    if (results) results->assign(static_cast<size_t>(props->n), S_OK);
     std::vector<NamedEntry> entries = EntriesWithoutTag(*props);
     if (entries.empty()) return S_OK;
     PlatformCalls calls(kResolveTags);
@@ -117,7 +129,12 @@ HRESULT ResolveTags(IMessage* item, TComparyProps* props) {
         return calls.result;
     }
     HRESULT last = S_OK;
-    for (size_t i = 0; i < entries.size(); i++) last = LookUp(item, entries[i], tags->aulPropTag[i]);
+    for (size_t i = 0; i < entries.size(); i++) {
+        last = LookUp(item, entries[i], tags->aulPropTag[i]);
+        if (!results) continue;
+        if (IsLookUpFailure(last)) last = LookUp(item, entries[i], tags->aulPropTag[i]);
+        (*results)[static_cast<size_t>(entries[i].prop - props->lpProps)] = last;
+    }
     for (size_t i = 0; i < entries.size(); i++) TakeTag(*entries[i].prop, tags->aulPropTag[i]);
     if (last != S_OK) g_Log.Info(1, kResolveTags, "hRes != S_OK\n");
     return last;

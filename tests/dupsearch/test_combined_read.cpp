@@ -129,31 +129,6 @@ TEST_F(CombinedRead, WhatFailsIsSaidByTheSeparateReadings) {
     }
 }
 
-TEST_F(CombinedRead, StoresHaveTheirOwnNames) {
-    const TestFolder elsewhere = AddStore(L"Elsewhere").Root();
-    const auto contact = [](TestFolder folder, const std::vector<LONG>& ids) {
-        TestItem item = folder.Item();
-        for (const LONG id : ids) item.Named(kSetAddress, id, std::to_wstring(id) + L"@example.org");
-        return item.Text(PR_HOME_TELEPHONE_NUMBER_W, L"1");
-    };
-    // No plain properties, one derived property twice, and names that have different tags in the two stores.
-    CDuplicateSearch search;
-    Create(search, {Derived(L"Mail", propexAnyEmail), Derived(L"Phone", propexAnyPhone, cmLast7Digits),
-                    Derived(L"Again", propexAnyEmail)});
-    const auto add = [&](const TestItem& item, const std::string& storeId) {
-        unsigned found = 0;
-        EXPECT_EQ(search.Add(item.Id().c_str(), storeId.c_str(), &found, 0), 1);
-        return found;
-    };
-    const std::vector<LONG> ids{0x8083, 0x8093, 0x80A3}, reversed{0x80A3, 0x8093, 0x8083};
-    EXPECT_EQ(add(contact(Inbox(), ids), Inbox().StoreId()), 0u);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(add(contact(elsewhere, reversed), elsewhere.StoreId()), 1u);
-        EXPECT_EQ(add(contact(Inbox(), ids), Inbox().StoreId()), 1u);
-    }
-    for (uint32_t i = 1; i < 7; ++i) EXPECT_EQ(ValuesOf(search, i), ValuesOf(search, 0)) << i;
-}
-
 TEST_F(CombinedRead, AValueThatTheStoreRefusesIsReadByItself) {
     std::mt19937 random(2);
     const TestItem first = RandomItem(random, true);

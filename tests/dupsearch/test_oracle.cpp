@@ -1,13 +1,16 @@
 // Random searches over a real mailbox against the search written out slowly: who has equals on arrival, the
 // groups with their originals, and what every build changed.
 
+#include <cstring>
 #include <random>
+#include <set>
 
 #include "dupsearch/CDuplicateSearch.h"
 #include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/dupsearch/SlowSearch.h"
 #include "tests/support/MailboxFixture.h"
+#include "tests/support/store_names.h"
 
 namespace {
 
@@ -51,9 +54,16 @@ TComparyProp Named(const char* set, int id, ULONG type, unsigned method) {
     return {L"Key", L"Name", 0, 0, set, id, nullptr, type, 0, 1, method, 0};
 }
 
+TComparyProp NamedStream(const char* set, int id) {
+    TComparyProp definition = Named(set, id, PT_UNICODE, cmExact);
+    definition.nInterface = 1;
+    return definition;
+}
+
 constexpr LONG kStartId = 0x820D;
 constexpr LONG kDurationId = 0x8213;
 constexpr LONG kPlaceId = 0x8208;
+constexpr LONG kNotesId = 0x8299;
 
 const Column kColumns[] = {
     {"subject", Tagged(PR_SUBJECT_A, cmExact), Equality::kSame,
@@ -106,6 +116,11 @@ const Column kColumns[] = {
          else if (r() % 2)
              item.Body(L" \r\n");
      }},
+    {"named stream", NamedStream(kSetAppointment, kNotesId), Equality::kSame,
+     [](TestItem& item, const Cell& c, Random& r) {
+         const std::wstring start(600, L'n');
+         if (!c.empty()) item.Named(kSetAppointment, kNotesId, start + TextOf(c[0], r, false));
+     }},
     {"recipients", Named(kPrivateSet, propexRecipients, PT_BINARY, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          if (c.empty()) return;
@@ -120,6 +135,13 @@ const Column kColumns[] = {
 struct Facts {
     bool subject, first, last;
     int duration;  // 0: none
+};
+
+/// A store with a name table of its own. The first may lack names, which items of later stores bring in.
+struct Place {
+    TestFolder folder;
+    std::set<LONG> lacks{};
+    bool Lacks(const TComparyProp& definition) const { return lacks.count(definition.nID) != 0; }
 };
 
 struct RandomItem {
@@ -174,6 +196,7 @@ class Oracle : public MailboxTest {
         search.Create(Session(), &list, &original, identical, grouped, rules.data(),
                       static_cast<unsigned>(rules.size()));
 
+        const std::vector<Place> places = MakePlaces(columns, random);
         std::vector<RandomItem> items;
         SlowSearch slow(properties, identical, grouped, kind, [&](int a, int b) {
             return std::any_of(rules.begin(), rules.end(), [&](unsigned rule) {
@@ -185,13 +208,16 @@ class Oracle : public MailboxTest {
         std::string description, cells;
         for (const Column* column : columns) description += std::string(column->name) + ", ";
         SCOPED_TRACE(description + (identical ? "identical" : "similar") + (grouped ? ", grouped" : "") +
-                     ", kind " + std::to_string(kind) + ", " + std::to_string(rules.size()) + " rules");
+                     ", kind " + std::to_string(kind) + ", " + std::to_string(places.size()) + " stores, " +
+                     std::to_string(places[0].lacks.size()) + " names unknown in the first" + ", " +
+                     std::to_string(rules.size()) + " rules");
         for (int i = 0; i < n; ++i) {
             SlowItem slowItem;
-            items.push_back(Make(columns, random, values, emptyOneIn, slowItem));
+            const Place& place = places[i == 0 ? 0 : random() % places.size()];
+            items.push_back(Make(place, columns, random, values, emptyOneIn, slowItem));
             slowItem.rank = random() % 4 ? 0 : Below(random, 3) - 1;
             unsigned found = 7;
-            ASSERT_EQ(search.Add(items.back().item.Id().c_str(), Store().Id().c_str(), &found,
+            ASSERT_EQ(search.Add(items.back().item.Id().c_str(), place.folder.StoreId().c_str(), &found,
                                  static_cast<unsigned>(slowItem.rank)),
                       1);
             for (const Cell& cell : slowItem.cells) {
@@ -206,11 +232,43 @@ class Oracle : public MailboxTest {
     }
 
   private:
-    RandomItem Make(const std::vector<const Column*>& columns, Random& random, int values, int emptyOneIn,
-                    SlowItem& slow) {
-        TestItem item = Inbox().Item();
+    /// One to four stores that know the same names by different tags.
+    std::vector<Place> MakePlaces(const std::vector<const Column*>& columns, Random& random) {
+        std::vector<std::pair<const char*, LONG>> names;
+        for (LONG id = 0x8200; id < 0x8206; ++id) names.push_back({kSetTask, id});
+        for (const LONG id : {kStartId, kDurationId, kPlaceId, kNotesId})
+            names.push_back({kSetAppointment, id});
+        for (const LONG id : {0x8083, 0x8093, 0x80A3}) names.push_back({kSetAddress, id});
+        std::vector<Place> places;
+        for (size_t i = random() % 4 + 1; i > 0; --i) {
+            const TestStore store = AddStore(L"Store");
+            places.push_back({store.Root()});
+            std::shuffle(names.begin(), names.end(), random);
+            const bool hasTags = std::any_of(columns.begin(), columns.end(),
+                                             [](const Column* c) { return c->definition.ulPropTag != 0; });
+            std::set<LONG>& lacks = places.back().lacks;
+            for (const auto& [set, id] : names) {
+                const bool lacking = places.size() == 1 && i > 1 && hasTags &&
+                                     std::strcmp(set, kSetAppointment) == 0 && random() % 4 == 0;
+                if (lacking)
+                    lacks.insert(id);
+                else
+                    TeachNames(store, {{set, id}});
+            }
+        }
+        return places;
+    }
+
+    RandomItem Make(const Place& place, const std::vector<const Column*>& columns, Random& random, int values,
+                    int emptyOneIn, SlowItem& slow) {
+        TestFolder folder = place.folder;
+        TestItem item = folder.Item();
         for (const Column* column : columns) {
             Cell cell;
+            if (place.Lacks(column->definition)) {
+                slow.cells.push_back(cell);
+                continue;
+            }
             const int wanted = column->equality == Equality::kShared ? 1 + Below(random, 3) : 1;
             if (Below(random, emptyOneIn) != 0) {
                 for (int k = 0; k < wanted; ++k) cell.push_back(Below(random, values * (wanted > 1 ? 2 : 1)));
@@ -219,7 +277,8 @@ class Oracle : public MailboxTest {
             slow.cells.push_back(cell);
         }
         const bool subjectCompared = std::count(columns.begin(), columns.end(), &kColumns[0]) != 0;
-        Facts facts{random() % 3 != 0, random() % 2 == 0, random() % 2 == 0, Below(random, 3) * 17};
+        Facts facts{random() % 3 != 0, random() % 2 == 0, random() % 2 == 0,
+                    place.lacks.count(kDurationId) ? 0 : Below(random, 3) * 17};
         if (subjectCompared) {
             facts.subject =
                 !slow.cells[static_cast<size_t>(std::find(columns.begin(), columns.end(), &kColumns[0]) -
@@ -232,18 +291,21 @@ class Oracle : public MailboxTest {
         if (facts.last) item.Text(PR_SURNAME_W, L"Lee");
         item.Text(PR_COMPANY_NAME_W, L"Acme");
         if (facts.duration) item.Named(kSetAppointment, kDurationId, static_cast<LONG>(facts.duration));
-        Measure(item, columns, slow);
+        Measure(place, item, columns, slow);
         return {item, facts};
     }
 
     /// Filled properties and sizes, from the mailbox's own record of the item.
-    void Measure(TestItem& item, const std::vector<const Column*>& columns, SlowItem& slow) {
+    void Measure(const Place& place, TestItem& item, const std::vector<const Column*>& columns,
+                 SlowItem& slow) {
         std::vector<int> streams;
         for (const Column* column : columns) {
             const TComparyProp& d = column->definition;
             if (d.lpszGuid && std::string(d.lpszGuid) == kPrivateSet) continue;
-            const ULONG tag = d.ulPropTag ? d.ulPropTag : item.NamedTag(d.lpszGuid, d.nID, d.nType);
-            const auto* slot = item.Properties().Find(PROP_ID(tag));
+            const ULONG tag = d.ulPropTag      ? d.ulPropTag
+                              : place.Lacks(d) ? 0
+                                               : item.NamedTag(d.lpszGuid, d.nID, d.nType);
+            const auto* slot = tag == 0 ? nullptr : item.Properties().Find(PROP_ID(tag));
             int size = slot ? 1 : 0;
             if (slot && PROP_TYPE(tag) != PT_LONG && PROP_TYPE(tag) != PT_SYSTIME)
                 size = static_cast<int>(slot->size);
@@ -274,14 +336,6 @@ class Oracle : public MailboxTest {
 };
 
 TEST_F(Oracle, RandomSearchesAgree) {
-    // Every name known before the first item resolves it.
-    TestItem names = Inbox().Item();
-    for (const LONG id : {kStartId, kDurationId, kPlaceId}) {
-        names.NamedTag(kSetAppointment, id,
-                       id == kDurationId ? PT_LONG
-                       : id == kStartId  ? PT_SYSTIME
-                                         : PT_UNICODE);
-    }
     for (unsigned seed = 0; seed < 3000; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         RunOne(seed);

@@ -210,7 +210,8 @@ TEST_F(Originals, RecurrenceOfAppointments) {
             item.Named(kSetAppointment, 0x820D, start);
         }
         const ComPtr<IMessage> message = Open(item);
-        EXPECT_EQ(CalcRecurIndex(message.Get()), c.index)
+        CStoreNames names;
+        EXPECT_EQ(CalcRecurIndex(message.Get(), names), c.index)
             << c.subject << ", recurring " << c.recurring << ", " << c.minutes << " minutes, at " << c.hour;
     }
 }

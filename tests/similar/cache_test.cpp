@@ -36,14 +36,14 @@ TEST_F(SimilarCache, ReadsEachVersionOfAContactOnce) {
 
     Record();
     EXPECT_EQ(SimilarSearch_AddToCache(search, Open(item).Get()), 1u);
-    EXPECT_EQ(Count("IMAPIProp::GetProps"), 2u) << "the identity and the values";
+    EXPECT_EQ(Count("IMAPIProp::GetProps"), 3u) << "the store, the identity and the values";
     EXPECT_EQ(Count("IMAPIProp::OpenProperty"), 1u) << "the body";
 
     const ComPtr<IMessage> opened = Open(item);
     Record();
     EXPECT_EQ(search.Check(opened.Get()), kSamePerson);
     EXPECT_EQ(search.Check(opened.Get()), kSamePerson);
-    EXPECT_EQ(Count(), 2u) << "the identity for each check, and nothing else";
+    EXPECT_EQ(Count(), 4u) << "store and identity for each check, and nothing else";
 
     Record();
     EXPECT_EQ(search.CheckFast(item.Id()), kSamePerson);
@@ -54,7 +54,7 @@ TEST_F(SimilarCache, ReadsEachVersionOfAContactOnce) {
     const ComPtr<IMessage> modified = Open(item);
     Record();
     EXPECT_EQ(search.Check(modified.Get()), Verdict());
-    EXPECT_EQ(Count("IMAPIProp::GetProps"), 2u) << "a newer version is read";
+    EXPECT_EQ(Count("IMAPIProp::GetProps"), 3u) << "a newer version is read";
     EXPECT_EQ(search.CheckFast(item.Id()), Verdict());
 }
 
@@ -99,7 +99,7 @@ TEST_F(SimilarCache, SearchByContactFollowsItsNewVersion) {
     item.Time(PR_LAST_MODIFICATION_TIME, Utc(2026, 1, 3));
     const ComPtr<IMessage> opened = Open(item);
     unsigned verdict, filled;
-    mailbox::calls::FailNth("IMAPIProp::GetProps", 2, MAPI_E_NO_ACCESS);
+    mailbox::calls::FailNth("IMAPIProp::GetProps", 3, MAPI_E_NO_ACCESS);
     EXPECT_EQ(SimilarSearch_CheckItem(search, opened.Get(), &verdict, &filled, nullptr, nullptr), 0u);
     CapturedLog log;
     EXPECT_EQ(SimilarSearch_CheckItem(search, opened.Get(), &verdict, &filled, nullptr, nullptr), 0u);
@@ -377,7 +377,8 @@ TEST(CachedBody, KeepsItsStartItsLengthAndItsHash) {
         {L"\n" + std::wstring(600, L'x'), 600, 511},
     };
     for (const auto& c : kCases) {
-        TItemProps props(TItemInfo(std::pmr::get_default_resource()), 0, nullptr);
+        CItemReader::TStore store;
+        TItemProps props(TItemInfo(std::pmr::get_default_resource()), store, TPlainValues());
         std::wstring text = c.text;
         props.TakeBody(text.data(), text.size());
         EXPECT_EQ(props.bodyLength, c.length);
@@ -389,15 +390,16 @@ TEST(CachedBody, KeepsItsStartItsLengthAndItsHash) {
 
 TEST_F(SimilarCache, ValuesOfAWrongTypeAreEmptyAndSaySo) {
     Session();
-    void* buffer = nullptr;
-    ASSERT_EQ(mapi::AllocateBuffer(3 * sizeof(SPropValue), &buffer), S_OK);
-    MapiBuffer<SPropValue> values(static_cast<SPropValue*>(buffer));
-    values.get()[0] = {PROP_TAG(PT_LONG, 0x3A06), 0, {}};
-    values.get()[1] = {PROP_TAG(PT_ERROR, 0x3A06), 0, {}};
-    values.get()[2] = {PROP_TAG(PT_UNICODE, 0x3A06), 0, {}};
     wchar_t text[] = L"Ann";
-    values.get()[2].Value.lpszW = text;
-    const TItemProps props(TItemInfo(std::pmr::get_default_resource()), 3, std::move(values));
+    SPropValue values[3] = {{PROP_TAG(PT_LONG, 0x3A06), 0, {}},
+                            {PROP_TAG(PT_ERROR, 0x3A06), 0, {}},
+                            {PROP_TAG(PT_UNICODE, 0x3A06), 0, {}}};
+    values[2].Value.lpszW = text;
+    TPlainValues plain;
+    plain.values = values;
+    plain.cValues = 3;
+    CItemReader::TStore store;
+    const TItemProps props(TItemInfo(std::pmr::get_default_resource()), store, std::move(plain));
 
     CapturedLog log;
     EXPECT_EQ(props.szw(0), nullptr);

@@ -1,0 +1,27 @@
+#include "items/CStoreNames.h"
+
+#include <algorithm>
+
+#include "log/CLog.h"
+
+HRESULT CStoreNames::LookUp(IMAPIProp* item, std::span<const EName> names, ULONG* tags) {
+    EName missing[NamedValues::kMost];
+    ULONG found[NamedValues::kMost] = {};
+    size_t count = 0;
+    for (const EName name : names) {
+        if (m_tags[name] == 0) missing[count++] = name;
+    }
+    if (count != 0) {
+        const std::span asked(missing, count);
+        HRESULT hr = AskForNames(item, asked, found);
+        if (store::IsLookUpFailure(hr)) {
+            g_Log.Warning("CStoreNames.LookUp", "GetIDsFromNames returned 0x%x, asking again\n",
+                          static_cast<unsigned>(hr));
+            hr = AskForNames(item, asked, found);
+        }
+        if (hr != S_OK) return hr;
+        for (size_t i = 0; i < count; ++i) m_tags[missing[i]] = found[i];
+    }
+    std::ranges::transform(names, tags, [this](EName name) { return m_tags[name]; });
+    return S_OK;
+}
