@@ -258,7 +258,7 @@ void FillOneOfStores(mailbox::Database& database, mailbox::Store& store, unsigne
     const auto stores = static_cast<unsigned>(database.stores.size());
     ULONG tags[std::size(kTextNames)];
     for (unsigned i = 0; i < std::size(tags); ++i) {
-        const unsigned name = (i + stores) % std::size(tags);
+        const auto name = static_cast<unsigned>((i + stores) % std::size(tags));
         tags[name] = PROP_TAG(PT_UNICODE, store.names.FindOrAdd({set, true, kTextNames[name], {}}));
     }
     for (unsigned i = 0; i < n; ++i) {
