@@ -131,7 +131,8 @@ Figures Measure(const Shape& shape, unsigned n, unsigned seed) {
     if (store::Logon(&session, TRUE, FALSE) != S_OK) Stop("no logon");
     std::vector<Source> sources;
     for (const auto& store : database->stores) {
-        Source& source = sources.emplace_back(mailbox::ToHex(store->id));
+        Source& source = sources.emplace_back();
+        source.id = mailbox::ToHex(store->id);
         if (store::OpenStore(session.Get(), source.id.c_str(), &source.msgStore) != S_OK)
             Stop("the store does not open");
     }

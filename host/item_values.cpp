@@ -152,9 +152,10 @@ std::string PropertyName(unsigned tag, const char* set, int id, const wchar_t* s
         snprintf(text, sizeof text, "%04X", static_cast<unsigned>(PROP_ID(tag)));
         return text;
     }
-    if (id == 0) return std::string(set) + ":" + Narrow(stringId ? stringId : L"");
+    const std::string name = set ? set : "";
+    if (id == 0) return name + ":" + Narrow(stringId ? stringId : L"");
     snprintf(text, sizeof text, ":0x%04X", static_cast<unsigned>(id));
-    return set + std::string(text);
+    return name + text;
 }
 
 const std::string& CItemReader::StoreId(const Item& item) const {

@@ -44,7 +44,7 @@ class CPoolMemory final : public std::pmr::memory_resource {
             TFree*& free = m_free[Class(size)];
             free = new (piece) TFree{free};
         } else {
-            ::operator delete(piece, size);
+            ::operator delete(piece);
         }
     }
     bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override {

@@ -439,8 +439,9 @@ TEST_F(FileTest, DoesNotOverwriteWhatSomebodyElseWrote) {
     const ComPtr<IMsgStore> store = OpenStore(session.Get());
     ASSERT_EQ(MakeFolder(store.Get(), L"Mine"), S_OK);
     const std::string theirs = OneItem(R"("0037001F": "theirs")");
-    EXPECT_EQ(_wfopen(m_path.c_str(), L"r+b"), nullptr)
-        << "nobody writes into a file whose values are in use";
+    FILE* const written = _wfopen(m_path.c_str(), L"r+b");
+    if (written) fclose(written);
+    EXPECT_EQ(written, nullptr) << "nobody writes into a file whose values are in use";
     // After a save the file is open again only when it is read.
     ASSERT_EQ(store->SaveChanges(0), S_OK);
     ASSERT_EQ(MakeFolder(store.Get(), L"Mine too"), S_OK);

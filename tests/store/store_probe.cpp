@@ -16,12 +16,13 @@ namespace {
 bool HostFinds(HMODULE module) {
     // Before the mail library is here: it may load another platform than the one that was found.
     const bool isOnly = QuorvelHost_FindModule(nullptr) == module;
-    LoadLibraryW(L"mapi32.dll");
+    [[maybe_unused]] const HMODULE mailLibrary = LoadLibraryW(L"mapi32.dll");
     const FARPROC method = GetProcAddress(module, "MAPIFreeBuffer");
     // All that counts of a session: its table of methods lies in the module.
     const void* session = reinterpret_cast<const void*>(method);
-    return isOnly && QuorvelHost_FindFree(reinterpret_cast<IMAPISession*>(&session)) ==
-                         reinterpret_cast<TQuorvelFree*>(reinterpret_cast<void*>(method));
+    return isOnly && mailLibrary != nullptr &&
+           QuorvelHost_FindFree(reinterpret_cast<IMAPISession*>(&session)) ==
+               reinterpret_cast<TQuorvelFree*>(reinterpret_cast<void*>(method));
 }
 
 void SetText(HKEY key, const char* path, const wchar_t* name, const wchar_t* text) {
