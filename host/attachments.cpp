@@ -84,6 +84,7 @@ AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog
                                    const std::vector<Item>& items) {
     AttachmentMarks result{std::vector<unsigned>(items.size(), 0), std::vector<std::string>(items.size())};
     std::vector<std::optional<ULONG>> counts;
+    counts.reserve(items.size());
     for (const Item& item : items)
         counts.push_back(CountAttachments(session, item.entryId, StoreId(catalog, item)));
     if (std::ranges::all_of(counts, [](const auto& count) { return count == 0u; })) return result;

@@ -77,7 +77,7 @@ void Properties::Set(ULONG tag, std::string_view bytes) {
 }
 
 void Properties::SetPlace(ULONG tag, const Place* place, ULONG size) {
-    Slot& slot = Put(tag, {reinterpret_cast<const char*>(&place), sizeof place});
+    Slot& slot = Put(tag, {reinterpret_cast<const char*>(&place), sizeof(void*)});
     slot.isPlaced = 1;
     slot.size = size;
 }
@@ -91,7 +91,7 @@ void Properties::Set(ULONG tag, const Properties& from, const Slot& slot) {
 
 const Place* Properties::PlaceOf(const Slot& slot) const {
     const Place* place = nullptr;
-    if (slot.isPlaced) std::memcpy(&place, m_bytes.data() + slot.offset, sizeof place);
+    if (slot.isPlaced) std::memcpy(&place, m_bytes.data() + slot.offset, sizeof(void*));
     return place;
 }
 

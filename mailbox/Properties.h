@@ -35,7 +35,7 @@ class Properties {
         /// Bytes of the value, wherever it is.
         ULONG size;
         /// Bytes that it takes here.
-        ULONG Kept() const { return isPlaced ? static_cast<ULONG>(sizeof(const Place*)) : size; }
+        ULONG Kept() const { return isPlaced ? static_cast<ULONG>(sizeof(void*)) : size; }
     };
 
     /// The slot of the property identifier (16 bits), or null.

@@ -18,7 +18,7 @@ class CNames {
     virtual ULONG Find(EName name) const = 0;
 
   protected:
-    ~CNames() = default;
+    virtual ~CNames() = default;
 };
 
 /// Asks the item itself, all names in one request.

@@ -51,7 +51,7 @@ bool AreAlike(const std::wstring& a, const std::wstring& b) {
 /// A character taken apart: something without broken key that compares as it does. The character itself where
 /// there is nothing such.
 std::wstring TakeApart(wchar_t character) {
-    const std::wstring whole(1, character);
+    std::wstring whole(1, character);
     for (const DWORD parts : {DWORD{MAP_COMPOSITE}, DWORD{MAP_FOLDCZONE | MAP_COMPOSITE}}) {
         wchar_t buffer[32];
         const int size = FoldStringW(parts, whole.c_str(), -1, buffer, static_cast<int>(std::size(buffer)));
