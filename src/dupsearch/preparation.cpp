@@ -119,8 +119,9 @@ std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefin
 
 bool BringIn(TPreparation& p, size_t store, const CDefinitions& definitions, uint32_t nItems, bool bGrouped) {
     if (!p.tags.BringIn(store)) return false;
-    std::vector<bool> had;
-    for (int i = 0; i < p.definitions.Count(); ++i) had.push_back(p.definitions[i].ulPropTag != 0);
+    std::vector<bool> had(static_cast<size_t>(p.definitions.Count()));
+    for (int i = 0; i < p.definitions.Count(); ++i)
+        had[static_cast<size_t>(i)] = p.definitions[i].ulPropTag != 0;
     p.tags.FillIn(p.definitions.List());
     for (int i = 0; i < p.definitions.Count(); ++i) {
         TComparyProp& definition = p.definitions[i];
