@@ -39,7 +39,7 @@ def contents(folder, kit, components, indent):
         components.append(component)
         lines += [
             f"{indent}<Component Id={quoteattr(component)} Guid={quoteattr(identifier(str(name)))} Win64=\"yes\">",
-            f"{indent} <File Id={quoteattr(xml_id('F', name))} Name={quoteattr(path.name)} Source={quoteattr(str(path))}"
+            f"{indent} <File Id={quoteattr(xml_id('F', name))} Name={quoteattr(path.name)} Source={quoteattr(str(name))}"
             " KeyPath=\"yes\"/>",
         ]
         lines.append(f"{indent}</Component>")
@@ -87,13 +87,14 @@ ACTIONS = {"RemoveEnvironmentStrings": 3300, "WriteEnvironmentStrings": 5200}
 
 
 def main():
-    kit, version, output = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
+    kit, version, output = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3]).resolve()
     with tempfile.TemporaryDirectory() as scratch:
         source, table = Path(scratch, "quorvel.wxs"), Path(scratch, "Environment.idt")
         source.write_text(description(kit, version), encoding="utf-8")
         table.write_text(PATH_ENTRY.format(folder=xml_id("D", "bin"), component=xml_id("C", Path("bin/quorvel.exe"))),
                          encoding="utf-8", newline="\r\n")
-        subprocess.run(["wixl", "--arch", "x64", "--output", output, source], check=True)
+        # It takes files by their place below the folder that it runs in, and no others.
+        subprocess.run(["wixl", "--arch", "x64", "--output", output, source], cwd=kit, check=True)
         subprocess.run(["msibuild", output, "-i", table], check=True)
         for action, place in ACTIONS.items():
             subprocess.run(["msibuild", output, "-q", "INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) "

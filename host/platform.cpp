@@ -13,6 +13,7 @@ namespace {
 TQuorvelFree* g_freeBuffer = nullptr;
 
 constexpr wchar_t kClientName[] = L"Quorvel Mailbox";
+constexpr wchar_t kProgramKey[] = L"Software\\Quorvel";
 constexpr wchar_t kBindingKey[] = L"Software\\Quorvel\\Binding";
 constexpr wchar_t kAppsKey[] = L"Software\\Microsoft\\Windows Messaging Subsystem\\MSMapiApps";
 constexpr wchar_t kClientKey[] = L"Software\\Clients\\Mail\\Quorvel Mailbox";
@@ -43,6 +44,19 @@ void SetText(HKEY key, const std::wstring& name, const std::wstring& text) {
                    static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
 }
 
+// What this program made and nobody else uses goes again; another process may be about to use it, which makes
+// it anew.
+void DeleteIfEmpty(const wchar_t* name) {
+    HKEY opened = nullptr;
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, name, 0, KEY_QUERY_VALUE, &opened) != 0) return;
+    Key key(opened);
+    DWORD keys = 1, values = 1;
+    RegQueryInfoKeyW(key.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values, nullptr, nullptr,
+                     nullptr, nullptr);
+    key.reset();
+    if (keys == 0 && values == 0) RegDeleteKeyW(HKEY_CURRENT_USER, name);
+}
+
 // Binds this process, and no other, to Quorvel Mailbox: while it lives, the process sees a machine registry
 // of its own that names the module as this program's mail client. Nobody's default mail client is touched and
 // no administrator is needed.
@@ -71,6 +85,8 @@ class MailboxBinding {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
         m_root.reset();
         RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
+        DeleteIfEmpty(kBindingKey);
+        DeleteIfEmpty(kProgramKey);
     }
     MailboxBinding(const MailboxBinding&) = delete;
     MailboxBinding& operator=(const MailboxBinding&) = delete;

@@ -11,9 +11,9 @@ import subprocess
 import sys
 from pathlib import Path
 
-# Caches and logs of the service, which a product's author has no say in.
-NOT_OURS = re.compile(r"\\Installer\\(Folders|InProgress|RollbackScripts)|\\Windows\\CurrentVersion\\(Installer|Explorer)$"
-                      r"|\\SideBySide|^\[#time|^#time|\\Installer\\UserData\\S-1-5-18$", re.I)
+# The service's own: its caches, and the keys below which it keeps a key for each product.
+NOT_OURS = re.compile(r"\\Installer\\(Folders|InProgress|RollbackScripts)|\\Windows\\CurrentVersion\\Explorer$|\\SideBySide"
+                      r"|\\Installer(\\(Features|Products|UpgradeCodes|UserData(\\S-1-5-18(\\(Components|Products))?)?))?$", re.I)
 
 
 class Fault(Exception):
