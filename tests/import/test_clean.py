@@ -14,6 +14,7 @@ import unittest
 from collections.abc import Callable, Iterator
 from typing import Any
 
+import jsonschema
 from support import ROOT, SAMPLES
 from test_command import CARD, EVENT, MAIL, run, walk
 
@@ -135,6 +136,12 @@ class Clean(unittest.TestCase):
         self.assertEqual(sorted([*taken, *set(all_titles)]), all_titles, "what was taken out is in files that can be read")
         self.assertEqual(len(list(mail_boxes.Maildir(aside / "maildir", create=False))), 1)
         self.assertIn("kept by an earlier clean: 1;", run(self.top).stderr)
+        schema = jsonschema.Draft202012Validator(json.loads((ROOT / "docs/schemas/journal.schema.json").read_text()))
+        lines = [json.loads(line) for line in (self.work / "journal").read_text().splitlines()]
+        self.assertEqual({line.get("act") for line in lines}, {None, "folder", "mark", "file", "lock", "move", "take"})
+        for line in lines:
+            self.assertEqual([fault.message for fault in schema.iter_errors(line)], [], line)
+            self.assertFalse(schema.is_valid({**line, "more": 1}), "a member too many passes")
         self.look()
         self.assertEqual(self.clean(), 0)
         self.assertIn("0 duplicates would be moved", self.output[-1])
