@@ -13,7 +13,7 @@ from .folders import KINDS, mailbox_folders
 from .mailbox_file import Store, Writer, is_mailbox, write_file
 from .model import Folder, ItemKind, Report, Source
 from .progress import Progress
-from .reading import read_all, spools
+from .reading import MBOX_BYTES, read_all, spools
 from .sources import Finder
 from .times import local_zone, named_zone
 from .unchanged import Earlier, Told, fingerprint
@@ -61,7 +61,8 @@ def make(
     report = finder.report
     to_file = options.output != "-"
     directory = os.path.dirname(os.path.abspath(options.output)) if to_file else tempfile.gettempdir()
-    handles = spools(min(options.jobs, max(1, len(finder.sources))), directory)
+    parts = sum(1 + source.size // MBOX_BYTES if source.format == "mbox" else 1 for source in finder.sources)
+    handles = spools(max(1, min(options.jobs, parts)), directory)
     with Progress(finder.sources, options.quiet) as progress:
         read_all(finder.sources, report, zone, handles, progress.step)
     named = [Store(name, mailbox_folders(folders)) for name, folders in found]

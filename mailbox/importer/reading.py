@@ -313,8 +313,13 @@ class Spool:
         return start, len(line)
 
 
-def _serve(channel: multiprocessing.connection.Connection, handle: int, local: tzinfo) -> None:
-    """The life of a reading process: batches in, outcomes out."""
+def _serve(
+    channel: multiprocessing.connection.Connection, inherited: list[multiprocessing.connection.Connection], handle: int, local: tzinfo
+) -> None:
+    """The life of a reading process: batches in, outcomes out, until the process that writes is gone. It would never see
+    that if it kept the other ends of the channels, which it has from that one."""
+    for other in inherited:
+        other.close()
     spool = Spool(handle)
     with contextlib.suppress(EOFError, KeyboardInterrupt, BrokenPipeError):
         while True:
@@ -330,11 +335,12 @@ def _serve(channel: multiprocessing.connection.Connection, handle: int, local: t
 class Process:
     """One reading process, and what it was given."""
 
-    def __init__(self, number: int, handle: int, local: tzinfo) -> None:
+    def __init__(self, number: int, handle: int, local: tzinfo, others: list[Process]) -> None:
         self.number = number
         self.channel, theirs = multiprocessing.Pipe()
         context = multiprocessing.get_context("fork")
-        self.process = context.Process(target=_serve, args=(theirs, handle, local), daemon=True)
+        inherited = [self.channel, *(other.channel for other in others if not other.channel.closed)]
+        self.process = context.Process(target=_serve, args=(theirs, inherited, handle, local), daemon=True)
         self.process.start()
         theirs.close()
         self.batch: list[Task] = []
@@ -344,8 +350,10 @@ class Process:
         self.channel.send(batch)
 
     def end(self) -> None:
+        """Whatever it is at: what it has read so far is in its spool, and nobody waits for the rest."""
         self.channel.close()
-        self.process.join(5)
+        self.process.kill()
+        self.process.join()
 
 
 def spools(count: int, directory: str) -> list[int]:
@@ -365,7 +373,9 @@ def read_all(
     outcomes: list[list[tuple[int, Outcome]]] = [[] for _ in sources]  # by source, each with its spool
     waiting: deque[list[Task]] = deque()
     more = batches(sources, report)
-    processes = [Process(number, handle, local) for number, handle in enumerate(handles)]
+    processes: list[Process] = []
+    for number, handle in enumerate(handles):
+        processes.append(Process(number, handle, local, processes))
 
     def next_batch() -> list[Task] | None:
         return waiting.popleft() if waiting else next(more, None)
@@ -387,7 +397,7 @@ def read_all(
                 except (EOFError, ConnectionResetError):
                     _bury(process, waiting, report)
                     handle = handles[process.number]
-                    processes[processes.index(process)] = process = Process(process.number, handle, local)
+                    processes[processes.index(process)] = process = Process(process.number, handle, local, processes)
                     received = []
                 if isinstance(received, OSError):
                     raise received

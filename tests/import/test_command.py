@@ -8,8 +8,10 @@ import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
+import time
 import unittest
 from collections.abc import Callable, Iterator
 from typing import Any
@@ -212,6 +214,24 @@ class Command(Tree):
                 self.assertEqual(remade(), expected)
                 self.assertFalse(remade(), "and then nothing did")
         self.assertTrue(remade("--zone", "Asia/Kolkata"), "an option")
+
+    def test_a_killed_import_leaves_nothing_behind(self) -> None:
+        self.put_all({"old.mbox": f"From a@example.org Mon Mar  4 13:00:00 2024\n{MAIL.format('a')}\n" * 100_000})
+        command = subprocess.Popen([IMPORT, "-q", "-o", self.top / "out.json", "--jobs", "2", self.top / "old.mbox"])
+        children = pathlib.Path(f"/proc/{command.pid}/task/{command.pid}/children")
+        while len(readers := children.read_text().split()) < 2:
+            self.assertIsNone(command.poll())
+        command.kill()
+        command.wait()
+        for _ in range(600):
+            if not any(os.path.exists(f"/proc/{reader}") for reader in readers):
+                break
+            time.sleep(0.1)
+        else:
+            for reader in readers:
+                os.kill(int(reader), signal.SIGKILL)
+            self.fail("its processes wait for ever")
+        self.assertEqual(os.listdir(self.top), ["old.mbox"])
 
     def test_the_same_input_gives_the_same_file(self) -> None:
         first, again = run(SAMPLES), run(SAMPLES, "--jobs", "5")
