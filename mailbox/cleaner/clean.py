@@ -70,10 +70,10 @@ class Cleaner:
     def check_data_file(self, place: Place, what: str) -> None:
         """An item of a data file has no bytes of its own: the file must be as old as the import."""
         try:
-            changed = os.stat(place.path).st_mtime_ns
+            status = os.stat(place.path)
         except OSError as error:
             raise Left(f"{what} cannot be read: {reason(error)}") from error
-        if changed >= self.imported:
+        if max(status.st_mtime_ns, status.st_ctime_ns) >= self.imported:
             raise Left(f"{what} is in a data file that changed since it was imported")
 
     def checked(self, moves: list[Move]) -> list[Move]:
@@ -92,9 +92,12 @@ class Cleaner:
         return found
 
     def target(self, path: str) -> str:
-        """Where a file, or what is taken out of it, goes: the same place in a folder beside its root."""
+        """Where a file, or what is taken out of it, goes: the same place in a folder beside its root, or in it when nothing
+        can be moved beside it."""
         root = root_of(path, self.inputs)
         beside = os.path.dirname(root)
+        if os.path.isdir(root) and not holds(beside, root):
+            beside = root
         return os.path.join(self.folder(beside), os.path.relpath(path, beside))
 
     def folder(self, beside: str) -> str:
@@ -174,6 +177,11 @@ class Cleaner:
         self.tell(f"{'moved' if self.journal else 'would move'}: {what}")
         for move in moves:
             self.tell(f"    {move.title or '(no subject)'}; {move.kept} stays")
+
+
+def holds(beside: str, root: str) -> bool:
+    """Whether files can be renamed from a folder into the one that it is in: not from a disk's top, nor from a home."""
+    return os.access(beside, os.W_OK, effective_ids=True) and os.stat(beside).st_dev == os.stat(root).st_dev
 
 
 def without(data: bytes, spans: list[tuple[int, int]]) -> bytes:

@@ -37,6 +37,8 @@ def main(arguments: list[str] | None = None) -> int:
     journal = Journal(options.journal or time.strftime("quorvel-clean-%Y%m%d-%H%M%S.journal")) if options.yes else None
     inputs = [os.path.realpath(path) for path in options.input]
     cleaner = Cleaner(plan, inputs, imported, journal, tell)
+    if journal and plan.moves:  # whoever is interrupted must know what undoes what was done
+        tell(f"journal: {os.path.abspath(journal.path)}")
     try:
         cleaner.run()
     finally:
@@ -82,7 +84,8 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
 
 
 def tell(line: str) -> None:
-    print(line.encode("utf-8", "replace").decode("utf-8"), flush=True)
+    """A line on the terminal; what a title or a name holds besides letters does nothing there."""
+    print("".join(c if c.isprintable() else "\N{REPLACEMENT CHARACTER}" for c in line), flush=True)
 
 
 def fail(text: str) -> int:

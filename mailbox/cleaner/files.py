@@ -60,7 +60,11 @@ def rename(source: str, target: str) -> None:
         os.rename(source, target)
     else:
         sync_folder(os.path.dirname(target))
-        os.unlink(source)
+        try:
+            os.unlink(source)
+        except OSError:  # it may be read but not taken away
+            os.unlink(target)
+            raise
     sync_folder(os.path.dirname(target))
     sync_folder(os.path.dirname(source))
 

@@ -8,7 +8,7 @@ import os
 from collections.abc import Callable
 from typing import Any
 
-from .clean import replace
+from .clean import removed_part, replace
 from .files import MARK_TEXT, Left, digest, read, reason, rename
 from .journal import Journal
 from .locks import locked
@@ -55,14 +55,14 @@ def _take(step: dict[str, Any], journal: Journal) -> bool:
     path, kept = step["path"], step["kept"]
     with contextlib.suppress(FileNotFoundError):
         os.unlink(step["new"])  # what was about to take the file's place, and did not
+    old = read(path)[: step["newLength"] + sum(length for _, length in step["spans"])]
+    if digest(old) == step["oldDigest"]:  # killed before the file was written, or undone before
+        # By now another clean may have given the name to entries that came into the file since
+        if os.path.lexists(kept) and removed_part(old, step["spans"], path).startswith(read(kept)):
+            os.unlink(kept)
+        return False
     if not os.path.lexists(kept):
-        if digest(read(path)) != step["oldDigest"]:
-            raise Left(f"{kept}, which kept what was taken out of it, is not there")
-        return False
-    old_length = step["newLength"] + sum(length for _, length in step["spans"])
-    if digest(read(path)[:old_length]) == step["oldDigest"]:
-        os.unlink(kept)  # killed before the file was written, or undone before
-        return False
+        raise Left(f"{kept}, which kept what was taken out of it, is not there")
     aside = read(kept)
     if digest(aside) != step["keptDigest"]:
         raise Left(f"{kept} changed since")
@@ -117,7 +117,7 @@ def _file(step: dict[str, Any], journal: Journal) -> bool:
 def _lock(step: dict[str, Any], journal: Journal) -> bool:
     with contextlib.suppress(FileNotFoundError):
         status = os.lstat(step["path"])
-        if (status.st_ino, status.st_dev, status.st_size) == (step["number"], step["device"], 0):
+        if (status.st_ino, status.st_dev, status.st_mtime_ns) == (step["number"], step["device"], step["made"]):
             os.unlink(step["path"])
     return False
 

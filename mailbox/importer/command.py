@@ -182,6 +182,7 @@ def fail(text: str) -> int:
 
 def run() -> None:
     """Entry point of the command; a reader that closes the pipe early is no reason for a trace."""
+    sys.setrecursionlimit(10_000)  # folders lie in folders as deep as a path is long
     try:
         status = main()
     except BrokenPipeError:

@@ -127,7 +127,11 @@ class Reader:
                         self.item(message, inner, folder, hidden)
                 except PffError as error:
                     self.problem(inner, error)
-        for index in range(self.counted(item, "sub_folders", place) if depth < DEEPEST_NESTING else 0):
+        folders = self.counted(item, "sub_folders", place)
+        if folders and depth >= DEEPEST_NESTING:
+            self.report.problem(place, f"its {folders} folders lie deeper than is read")
+            folders = 0
+        for index in range(folders):
             try:
                 with child(item, "sub_folder", index) as sub:
                     folder.folders.append(self.folder(sub, f"{place}/{index + 1}", depth + 1))

@@ -6,6 +6,7 @@ from .model import Folder, ItemKind, Stored
 from .sources import unique
 
 KINDS = list(ItemKind)
+DEEPEST = 40  # folders within folders; the mailbox file's reader takes so many, with items within items in the last
 
 
 def mailbox_folders(found: list[Folder]) -> list[Folder]:
@@ -26,10 +27,15 @@ def _by_kind(folder: Folder) -> list[tuple[ItemKind, list[Stored]]]:
     return [(KINDS[kind], kinds[kind]) for kind in sorted(kinds)]
 
 
-def settle(folder: Folder) -> bool:
+def settle(folder: Folder, depth: int = 1) -> bool:
     """Gives a folder the items of the first kind that its files hold, subfolders those of the others; says whether there
-    is anything in it."""
-    folder.folders = [sub for sub in folder.folders if settle(sub)]
+    is anything in it. What lies deeper than a mailbox goes lies beside its deepest folders."""
+    folder.folders = [sub for sub in folder.folders if settle(sub, depth + 1)]
+    if depth >= DEEPEST - 1:
+        below = [deeper for sub in folder.folders for deeper in sub.folders]
+        for sub in folder.folders:
+            sub.folders = []
+        folder.folders = [sub for sub in folder.folders + below if sub.items]
     kinds = _by_kind(folder)
     if kinds:
         folder.kind, folder.items = kinds[0]

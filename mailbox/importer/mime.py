@@ -14,7 +14,7 @@ import re
 
 from .charsets import decode_bytes
 
-DEEPEST_NESTING = 50
+DEEPEST_NESTING = 30
 MOST_PARTS = 10_000  # of one multipart; what follows belongs to the last
 LONGEST_CONTINUED = 10_000  # characters of a header whose parameters may be continued or encoded
 

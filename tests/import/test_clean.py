@@ -3,11 +3,14 @@
 from __future__ import annotations
 
 import base64
+import contextlib
+import errno
 import json
 import mailbox as mail_boxes
 import os
 import pathlib
 import shutil
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -151,26 +154,30 @@ class Clean(unittest.TestCase):
         self.assertEqual(self.undo(), 0, "once more does no harm")
         self.assertEqual(tree(self.top), before)
 
-    def test_killed_at_any_step_nothing_is_lost_and_undo_restores_all(self) -> None:
+    def test_killed_or_without_room_at_any_step_nothing_is_lost_and_undo_restores_all(self) -> None:
         self.look()
         before, wanted = tree(self.top), set(self.titles())
-        steps = ("open", "write", "fsync", "link", "unlink", "rename", "mkdir")
-        survived = 0
-        for number in range(1, 1000):
-            died = in_child_killed_at(number, steps, lambda: self.clean("--yes"))
-            after = tree(self.top)
-            held = b"".join(data for data in after.values() if data)
-            for title in wanted:
-                self.assertIn(f":{title}".encode(), held.replace(b": ", b":"), f"killed at step {number}")
-            if (self.work / "journal").exists():
-                in_child_killed_at(number % 17 + 1, steps, self.undo)  # and killed while undoing
-                self.assertEqual(self.undo(), 0, f"killed at step {number}: {self.output}")
-                (self.work / "journal").unlink()
-            self.assertEqual(tree(self.top), before, f"killed at step {number}")
-            survived += 1
-            if not died:
-                break
-        self.assertGreater(survived, 60, "there are that many steps")
+        journal = self.work / "journal"
+        for harm, ended in ((killed, 9), (no_room, command.PARTLY_DONE)):
+            for number in range(1, 1000):
+                status = in_child(harm, number, lambda: self.clean("--yes"))
+                what = f"{harm.__name__} at step {number}"
+                after = tree(self.top)
+                held = b"".join(data for data in after.values() if data)
+                for title in wanted:
+                    self.assertIn(f":{title}".encode(), held.replace(b": ", b":"), what)
+                if status == command.PARTLY_DONE:
+                    rest = [name for name in after if name.endswith((".lock", ".quorvel-new"))]
+                    self.assertEqual(rest, [], f"{what}: left behind by a clean that went on")
+                if journal.exists():
+                    in_child(harm, number % 17 + 1, self.undo)  # and while undoing
+                    self.assertEqual(self.undo(), 0, f"{what}: {self.output}")
+                    journal.unlink()
+                self.assertEqual(tree(self.top), before, what)
+                if status == command.ALL_DONE:
+                    break
+                self.assertEqual(status, ended, what)
+            self.assertGreater(number, 60, "there are that many steps")
 
     def test_what_changed_or_cannot_be_done_is_left_alone_and_named(self) -> None:
         def gone(path: str) -> Callable[[], None]:
@@ -186,6 +193,16 @@ class Clean(unittest.TestCase):
             self.addCleanup(box.unlock)
             pathlib.Path(f"{self.box}/old.mbox.lock").touch()
 
+        def running() -> None:
+            (self.box / "prefs.js").touch()
+            (self.box / ".parentlock").touch()
+            holder = "import fcntl, sys; file = open(sys.argv[1], 'w'); fcntl.lockf(file, fcntl.LOCK_EX); print('held', flush=True); sys.stdin.read()"
+            program = subprocess.Popen([sys.executable, "-c", holder, self.box / ".parentlock"], text=True,
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE)  # fmt: skip
+            self.addCleanup(program.communicate)
+            assert program.stdout
+            program.stdout.readline()
+
         table: list[tuple[str, Callable[[], object], str, str]] = [
             ("the duplicate changed", changed("copies/one.eml"), "copies/one.eml", "it changed since it was imported"),
             ("the duplicate is gone", gone("copies/one.eml"), "copies/one.eml", "it is no longer there"),
@@ -195,6 +212,8 @@ class Clean(unittest.TestCase):
             ("a file is a link now", lambda: ((self.box / "a-first/cards.vcf").rename(self.work / "c"),
              (self.box / "a-first/cards.vcf").symlink_to(self.work / "c")), "cards.vcf", "it cannot be read"),
             ("a lock", locked, "old.mbox", "a mail program holds its lock"),
+            ("a program that has the mails open", running, "old.mbox", "a mail program holds its lock"),
+            ("a folder that may not be written", lambda: self.protect(self.box / "copies"), "copies/one.eml", "permission denied"),
         ]  # fmt: skip
         for what, harm, name, why in table:
             with self.subTest(what):
@@ -208,8 +227,29 @@ class Clean(unittest.TestCase):
                 self.assertEqual(self.clean("--yes"), 1, self.output)
                 left = [line for line in self.output if line.startswith("left alone") and name in line and why in line]
                 self.assertTrue(left, self.output)
+                self.assertFalse((self.top / "Duplicates/mails" / name).exists(), "what is left alone is nowhere else")
                 self.assertEqual(self.undo(), 0, self.output)
                 self.assertEqual(tree(self.top), before)
+
+    def protect(self, folder: pathlib.Path) -> None:
+        """Nothing can be written to a folder. The tests may run as root, who may write anywhere."""
+        folder.chmod(0o555)
+        self.addCleanup(folder.chmod, 0o755)
+        if os.geteuid() == 0:
+            for path in (self.work, *self.work.rglob("*")):
+                os.chown(path, 65534, 65534)
+            os.seteuid(65534)
+            self.addCleanup(os.seteuid, 0)
+
+    def test_beside_a_home_nothing_is_written(self) -> None:
+        self.look()
+        before = tree(self.top)
+        self.protect(self.top)
+        self.assertEqual(self.clean("--yes"), 0, self.output)
+        self.assertEqual((self.box / "Duplicates/copies/one.eml").read_text(), MAIL.format("m1"))
+        self.assertEqual(len(self.titles()), len(set(self.titles())), "the folder within is passed over")
+        self.assertEqual(self.undo(), 0, self.output)
+        self.assertEqual(tree(self.top), before)
 
     def test_what_the_program_holds_back_stays(self) -> None:
         self.look(lambda item: item["title"] == "m1")
@@ -230,29 +270,50 @@ class Clean(unittest.TestCase):
         self.assertEqual((self.box / "old.mbox").read_bytes(), before + mbox("new").encode())
 
 
-def in_child_killed_at(number: int, names: tuple[str, ...], action: Callable[[], object]) -> bool:
-    """Runs an action in a process that ends at its n-th step on files; says whether it did."""
+Step = Callable[..., Any]
+
+
+OPEN, FSYNC, UNLINK, RENAME = os.open, os.fsync, os.unlink, os.rename
+
+
+def killed(step: Step, *arguments: Any) -> None:
+    """The process ends, and of a file that was not on the disk yet half of its bytes are."""
+    if step is FSYNC and not os.readlink(f"/proc/self/fd/{arguments[0]}").endswith("/journal"):
+        with contextlib.suppress(OSError):
+            os.ftruncate(arguments[0], os.fstat(arguments[0]).st_size // 2)
+    os._exit(9)
+
+
+def no_room(step: Step, *arguments: Any) -> None:
+    """The disk is full: nothing grows any more, and the rest works."""
+    if step not in (UNLINK, RENAME) and (step is not OPEN or arguments[1] & os.O_CREAT):
+        raise OSError(errno.ENOSPC, os.strerror(errno.ENOSPC))
+
+
+def in_child(harm: Callable[..., None], number: int, action: Callable[[], int]) -> int:
+    """The exit status of an action in a process that comes to harm at its n-th step on files, and at those behind it."""
     child = os.fork()
     if child == 0:
         count = 0
 
-        def counted(function: Callable[..., Any]) -> Callable[..., Any]:
+        def counted(function: Step) -> Step:
             def step(*arguments: Any, **named: Any) -> Any:
                 nonlocal count
                 count += 1
-                if count == number:
-                    os._exit(9)
+                if count >= number:
+                    harm(function, *arguments)
                 return function(*arguments, **named)
 
             return step
 
-        for name in names:
-            setattr(os, name, counted(getattr(os, name)))
+        status = 99
         try:
-            action()
+            for name in ("open", "write", "fsync", "link", "unlink", "rename", "mkdir"):
+                setattr(os, name, counted(getattr(os, name)))
+            status = action()
         finally:
-            os._exit(0)
-    return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 9
+            os._exit(status)
+    return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
 
 
 if __name__ == "__main__":

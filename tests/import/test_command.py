@@ -50,6 +50,11 @@ def subjects(mailbox: dict[str, Any]) -> dict[str, list[str]]:
     }
 
 
+def nesting(value: Any) -> int:
+    inner = value.values() if isinstance(value, dict) else value if isinstance(value, list) else ()
+    return 1 + max(map(nesting, inner), default=0)
+
+
 def classes(mailbox: dict[str, Any]) -> dict[str, str]:
     return {path: folder["properties"]["3613001F"] for path, folder in walk(mailbox["stores"][0]["root"])}
 
@@ -112,6 +117,17 @@ class Folders(Tree):
         mailbox = self.mailbox(self.top / "x/box", self.top / "y/Box", self.top / "z")
         self.assertEqual(subjects(mailbox), {"box": ["a"], "Box (2)": ["b"], "z": ["d"], "z/contacts": ["e"],
                                              "z/Contacts (2)": ["c"]})  # fmt: skip
+
+    def test_folders_deeper_than_a_mailbox_goes(self) -> None:
+        deep, maildir = self.top / ("box/" + "d/" * 1100), self.top / ("box/md/" + ".m" * 100)
+        subprocess.run(["mkdir", "-p", deep, maildir / "cur", maildir / "new", self.top / "box/md/cur", self.top / "box/md/new"], check=True)
+        self.addCleanup(subprocess.run, ["rm", "-r", self.top / "box"], check=True)  # Python's own goes no deeper than its stack
+        nested = "Content-Type: message/rfc822\n\n" * 60
+        (deep / "a.eml").write_text(MAIL.format("a").replace("\n\n", "\n" + nested))
+        (maildir / "cur/b").write_text(MAIL.format("b"))
+        mailbox = self.mailbox(self.top / "box")
+        self.assertEqual([(path.count("/"), titles) for path, titles in subjects(mailbox).items()], [(39, ["a"]), (39, ["b"])])
+        self.assertLess(nesting(mailbox), 200, "so deep the mailbox's reader goes")
 
     def test_a_maildir_with_flags_and_subfolders(self) -> None:
         self.put_all({
