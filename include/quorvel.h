@@ -685,9 +685,11 @@ QUORVEL_API HFci FCI_Create(const char* directory, const char* name);
  * hidden, system and archive attributes.
  * Returns non-zero on success, 0 on failure. Refused are a source that is missing or not readable, or of more
  * than 2,147,450,880 bytes (with what is compressed into the same folder of the cabinet), a name of no or more
- * than 255 bytes, the file behind the 65,535th, a null argument. Nothing is logged. */
+ * than 255 bytes, the file behind the 65,535th, any file once the cabinet was flushed, a null argument. Nothing
+ * is logged. */
 QUORVEL_API int FCI_AddFile(HFci handle, const char* source, const char* storedName);
-/* Completes the cabinet and writes it. Returns non-zero on success; 0 on failure (the directory is missing,
+/* Completes the cabinet and writes it; one that is complete stays as it is, and that is success. Returns non-zero
+ * on success; 0 on failure (the directory is missing,
  * cannot be written or is full, the system's library failed before, no file was added, null handle): whatever is on
  * the disk then is no whole cabinet. */
 QUORVEL_API int FCI_FlushCabinet(HFci handle);

@@ -16,8 +16,6 @@ namespace {
 
 constexpr ULONG kCabinetSize = 0x7FFFFFFF;
 constexpr ULONG kFolderThreshold = 900000;
-// The format counts the 32,768-byte blocks of a folder in 16 bits.
-constexpr ULONGLONG kLargestFolder = 65535ULL * 32768;
 constexpr size_t kLongestName = 255;
 constexpr DWORD kStoredAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
@@ -87,7 +85,8 @@ bool BindName(HMODULE library, const char* name, Function& out) {
 
 CFCI::CFCI() : CFCI("CABINET.DLL") {}
 
-CFCI::CFCI(const char* library, unsigned mostFiles) : m_nMostFiles(mostFiles) {
+CFCI::CFCI(const char* library, unsigned mostFiles, ULONGLONG largestFolder)
+    : m_nMostFiles(mostFiles), m_cbLargestFolder(largestFolder) {
     Bind(library);
     if (!m_hCabinetDll) {
         m_erf.erfOper = -1;
@@ -123,7 +122,7 @@ void CFCI::Bind(const char* library) {
 void CFCI::Destroy() {
     if (m_hfci && m_pfnDestroy) m_pfnDestroy(m_hfci);
     m_hfci = nullptr;
-    m_bFailed = false;
+    m_bFailed = m_bComplete = false;
     m_nFiles = 0;
     m_cbFolder = m_cbFolderCompressed = 0;
     m_cbCompressed = 0;
@@ -160,8 +159,10 @@ bool CFCI::Create(const char* directory, const char* name) {
 
 BOOL CFCI::AddFile(const char* source, const char* storedName) {
     ULONGLONG size = 0;
-    if (!m_hfci || !m_pfnAddFile || !source || !storedName || m_bFailed || !Admits(source, storedName, &size))
+    if (!m_hfci || !m_pfnAddFile || !source || !storedName || m_bFailed || m_bComplete ||
+        !Admits(source, storedName, &size)) {
         return FALSE;
+    }
     // FCI takes texts that it may write to.
     std::string from(source);
     std::string to(storedName);
@@ -190,14 +191,16 @@ bool CFCI::Admits(const char* source, const char* storedName, ULONGLONG* size) c
     LARGE_INTEGER bytes;
     if (!GetFileSizeEx(handle, &bytes)) return false;
     *size = static_cast<ULONGLONG>(bytes.QuadPart);
-    return *size + m_cbFolder <= kLargestFolder;
+    return *size + m_cbFolder <= m_cbLargestFolder;
 }
 
 BOOL CFCI::FlushCabinet() {
     // A cabinet without files is none: not every program reads what FCI makes of it.
     if (!m_hfci || !m_pfnFlushCabinet || m_bFailed || m_nFiles == 0) return FALSE;
+    if (m_bComplete) return TRUE;
     const BOOL flushed = m_pfnFlushCabinet(m_hfci, FALSE, fci::GetNextCabinet, fci::Status);
     m_bFailed = !flushed;
+    m_bComplete = !m_bFailed;
     return flushed;
 }
 

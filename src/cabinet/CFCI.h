@@ -4,7 +4,8 @@
 // One object is one cabinet: Create, AddFile for each file, FlushCabinet, which completes it. Destroying the
 // object does not flush: a cabinet that was never flushed is incomplete. Create starts over, so an object can
 // write one cabinet after another. A source that is refused before FCI sees it leaves the cabinet as it was;
-// after a failure of FCI itself nothing reaches FCI any more, and the cabinet is never reported as written. The
+// after a failure of FCI itself nothing reaches FCI any more, and the cabinet is never reported as written. Nor
+// does anything once it is complete: FCI would begin another one in its place. The
 // object owns the compression context, its temporary files and the cabinet
 // library, which is loaded at construction; without that library every operation fails and none crashes.
 //
@@ -49,9 +50,9 @@ class CFCI {
     bool Create(const char* directory, const char* name);
     /// Compresses a file into the cabinet under storedName. Zero is failure: the file cannot be read or the
     /// format has no room for it, or its name is not one of 1 to 255 bytes, and the cabinet goes on; or FCI
-    /// failed.
+    /// failed, or the cabinet is complete.
     BOOL AddFile(const char* source, const char* storedName);
-    /// Completes the cabinet. FCI's result, zero after a failure of FCI: zero is failure.
+    /// Completes the cabinet. FCI's result, zero after a failure of FCI: zero is failure. A complete one stays so.
     BOOL FlushCabinet();
 
     /// What the callbacks tell besides: FCI leaves a source open when it fails, and starts a new folder behind
@@ -66,11 +67,13 @@ class CFCI {
     ULONG Uncompressed() const { return m_cbUncompressed; }
 
   protected:
-    /// Files are counted in 16 bits by the format.
+    /// Files, and the 32,768-byte blocks of a folder, are counted in 16 bits by the format.
     static constexpr unsigned kMostFiles = 65535;
+    static constexpr ULONGLONG kLargestFolder = 65535ULL * 32768;
 
-    /// For a cabinet library of another name, and cabinets of fewer files.
-    explicit CFCI(const char* library, unsigned mostFiles = kMostFiles);
+    /// For a cabinet library of another name, and cabinets of fewer files and smaller folders.
+    explicit CFCI(const char* library, unsigned mostFiles = kMostFiles,
+                  ULONGLONG largestFolder = kLargestFolder);
 
   private:
     struct LibraryDeleter {
@@ -84,8 +87,10 @@ class CFCI {
     void Destroy();
 
     HFCI m_hfci = nullptr;
-    bool m_bFailed = false;  // FCI failed in this cabinet
+    bool m_bFailed = false;    // FCI failed in this cabinet
+    bool m_bComplete = false;  // it was flushed
     const unsigned m_nMostFiles;
+    const ULONGLONG m_cbLargestFolder;
     unsigned m_nFiles = 0;  // in this cabinet
     // Of the folder being filled.
     ULONGLONG m_cbFolder = 0;

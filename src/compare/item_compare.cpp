@@ -151,7 +151,9 @@ THash compare::HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
                                 ? texts.Hash(side.Wide(), cmExact)
                                 : THash(std::hash<std::string_view>()(
                                       {reinterpret_cast<const char*>(side.bytes), side.count}));
-        if (!block || (type == PT_UNICODE && block == none)) return std::nullopt;
+        // Hyphens alone hash as nothing does, and are not equal to it.
+        if (!block || (type == PT_UNICODE && block == none && lstrcmpiW(side.Wide(), L"") == 0))
+            return std::nullopt;
         hash = (hash ^ *block) * 0x9E3779B97F4A7C15u;
         hash ^= hash >> 29;
         if (side.Read() != S_OK) return std::nullopt;

@@ -201,9 +201,10 @@ std::string Sparse(const std::string& path, LONGLONG size) {
     return path;
 }
 
-struct CFewFiles : CFCI {
+struct CSmallFormat : CFCI {
     using CFCI::kMostFiles;
-    explicit CFewFiles(unsigned mostFiles) : CFCI("CABINET.DLL", mostFiles) {}
+    CSmallFormat(unsigned mostFiles, ULONGLONG largestFolder)
+        : CFCI("CABINET.DLL", mostFiles, largestFolder) {}
 };
 
 // What is refused leaves no trace: the cabinet is the one that it would be without.
@@ -223,7 +224,7 @@ TEST_F(Cabinet, GoesOnAfterWhatItRefuses) {
         {"a folder", m_temp.Path(), "stored"},
         {"no name", "", "stored"},
         {"too long a path", std::string(400, 'x'), "stored"},
-        {"more blocks than a folder has", Sparse(Path("large"), 65535LL * 32768 + 1), "stored"},
+        {"more blocks than are left in the folder", Sparse(Path("large"), 65535LL * 32768 - 999), "stored"},
         {"beyond 4 GB", Sparse(Path("larger"), 0x100000001LL), "stored"},
         {"stored under no name", source, ""},
         {"stored under too long a name", source, std::string(256, 'x')},
@@ -241,16 +242,36 @@ TEST_F(Cabinet, GoesOnAfterWhatItRefuses) {
     EXPECT_EQ(Content("out.cab"), Content("good.cab"));
 }
 
-TEST_F(Cabinet, TakesNoMoreFilesThanTheFormatCounts) {
-    EXPECT_EQ(CFewFiles::kMostFiles, 0xFFFFu);
-    CFewFiles cabinet(2);
-    const std::string source = Source("source", 100);
+TEST_F(Cabinet, TakesNoMoreThanTheFormatCounts) {
+    EXPECT_EQ(CSmallFormat::kMostFiles, 0xFFFFu);
+    CSmallFormat cabinet(5, 2'000'000);
+    const std::string zeros = Sparse(Path("zeros"), 1'100'000), dense = Source("dense", 1'000'000);
+    const struct {
+        const char* what;
+        std::string source;
+        bool fits;
+    } files[] = {{"into an empty folder", zeros, true},
+                 {"more than the folder has room for", zeros, false},
+                 {"less, but the rest is not enough for it", Sparse(Path("rest"), 900'001), false},
+                 {"what is left", Sparse(Path("left"), 900'000), true},
+                 {"nothing, into a full folder", Sparse(Path("empty"), 0), true},
+                 {"a byte more", Source("byte", 1), false}};
     ASSERT_TRUE(cabinet.Create(Directory().c_str(), "out.cab"));
     EXPECT_FALSE(cabinet.FlushCabinet()) << "a cabinet without files";
-    for (const bool fits : {true, true, false}) EXPECT_EQ(cabinet.AddFile(source.c_str(), "a") != 0, fits);
+    for (const auto& file : files)
+        EXPECT_EQ(cabinet.AddFile(file.source.c_str(), "a") != 0, file.fits) << file.what;
     EXPECT_TRUE(cabinet.FlushCabinet());
+    const std::string whole = Content("out.cab");
+    EXPECT_FALSE(cabinet.AddFile(dense.c_str(), "b")) << "into a complete cabinet";
+    EXPECT_TRUE(cabinet.FlushCabinet());
+    EXPECT_EQ(Content("out.cab"), whole) << "a second flush writes another cabinet over the first";
+
+    // What does not compress ends a folder; its count and the files' begin anew.
     ASSERT_TRUE(cabinet.Create(Directory().c_str(), "next.cab"));
-    EXPECT_TRUE(cabinet.AddFile(source.c_str(), "a")) << "the next cabinet counts from the start";
+    for (const bool fits : {true, true, true, true, true, false})
+        EXPECT_EQ(cabinet.AddFile(dense.c_str(), "a") != 0, fits);
+    EXPECT_TRUE(cabinet.FlushCabinet());
+    EXPECT_EQ(Content("next.cab")[26], 5) << "folders";
 }
 
 struct LibraryOf : CFCI {
