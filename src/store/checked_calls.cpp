@@ -40,6 +40,11 @@ const SPropValue* ColumnOf(const SRow& row, ULONG column) {
     return row.lpProps && column < row.cValues ? &row.lpProps[column] : nullptr;
 }
 
+const char* TextOf(const SRow& row, ULONG column) {
+    const SPropValue* const value = ColumnOf(row, column);
+    return value && PROP_TYPE(value->ulPropTag) == PT_STRING8 ? value->Value.lpszA : nullptr;
+}
+
 HRESULT ReadStream(IStream* stream, void* bytes, ULONG size, ULONG* read) {
     *read = 0;
     ULONG count = 0;

@@ -23,6 +23,8 @@ HRESULT LookUpNames(IMAPIProp* object, ULONG count, MAPINAMEID** names, MapiBuff
 HRESULT QueryRows(IMAPITable* table, ULONG count, RowSet& rows);
 /// The value in this column of a row; null when the row does not reach so far.
 const SPropValue* ColumnOf(const SRow& row, ULONG column);
+/// The 8-bit text in this column of a row; null when there is none.
+const char* TextOf(const SRow& row, ULONG column);
 /// Reads up to size bytes; *read is never more. A stream that gives less may say S_FALSE: that is S_OK.
 HRESULT ReadStream(IStream* stream, void* bytes, ULONG size, ULONG* read);
 }  // namespace store

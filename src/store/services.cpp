@@ -88,12 +88,11 @@ HRESULT GetServiceProps(IMAPISession* session, const char* serviceUid, char** dl
         if (outputs[i]) *outputs[i] = nullptr;
     }
     for (size_t i = 0; i < std::size(outputs); i++) {
-        const SPropValue* const value = ColumnOf(rows->aRow[0], static_cast<ULONG>(i) + 1);
-        if (!outputs[i] || !value || PROP_TYPE(value->ulPropTag) != PT_STRING8 || !value->Value.lpszA)
-            continue;
-        const size_t size = std::strlen(value->Value.lpszA) + 1;
+        const char* const text = TextOf(rows->aRow[0], static_cast<ULONG>(i) + 1);
+        if (!outputs[i] || !text) continue;
+        const size_t size = std::strlen(text) + 1;
         if (!calls(Allocate(size, texts[i]), "MAPIAllocateBuffer returned 0x%x\n")) return calls.result;
-        std::memcpy(texts[i].get(), value->Value.lpszA, size);
+        std::memcpy(texts[i].get(), text, size);
     }
     for (size_t i = 0; i < std::size(outputs); i++) {
         if (outputs[i]) *outputs[i] = texts[i].release();

@@ -253,6 +253,37 @@ TEST_F(Originals, GroupsAreHeadedByTheBetterItem) {
     }
 }
 
+TEST_F(Originals, AStreamEndsWithItsLastWholeCharacter) {
+    TComparyProp definitions[] = {Tagged(L"Subject", PR_SUBJECT_W),
+                                  Tagged(L"Place", PR_LOCALITY_W, cmExact, 1)};
+    definitions[1].bCompare = 0;
+    const TComparyProps props{2, definitions};
+    const std::string storeId = Store().Id(),
+                      plain = Inbox().Item().Subject(L"a").Text(PR_LOCALITY_W, L"Bonn").Id(),
+                      placed = Inbox().Item().Subject(L"a").Text(PR_LOCALITY_W, L"Homes").Id();
+    // The first item stays unless the other has the text.
+    for (const auto& [wanted, original] : {std::pair{L"home", placed}, std::pair{L"homes", plain}}) {
+        const TOriginalDefinition definition{okFieldValue, 1, PT_UNICODE, {}, wanted};
+        HSearch const search = Search_Create2(Session(), &props, &definition, saIdentical, 0, nullptr, 0);
+        mailbox::Fault odd;
+        odd.method = "IStream::Read";
+        odd.result = S_FALSE;
+        odd.times = 99;
+        odd.perform = true;
+        odd.limit = 9;
+        mailbox::calls::Fail(odd);
+        for (const std::string& id : {plain, placed})
+            EXPECT_EQ(Search_Add(search, id.c_str(), storeId.c_str(), nullptr, 0), 1);
+        mailbox::calls::Reset();
+        EXPECT_EQ(Search_Build(search), 1);
+        char id[512] = "";
+        unsigned size = sizeof id;
+        Search_GetOriginal(search, 0, id, &size, nullptr, nullptr);
+        EXPECT_EQ(id, original);
+        Search_Delete(search);
+    }
+}
+
 TEST_F(Originals, AFieldThatCannotBeReadFallsBack) {
     TComparyProp definitions[] = {Tagged(L"Subject", PR_SUBJECT_W),
                                   Named(L"Unknown", kSetTask, 0x9999, PT_UNICODE)};

@@ -141,6 +141,17 @@ class Scan(HostTest):
         text = self.run_program("scan", "--explain", "Inbox#1", "Inbox#3", status=0)
         self.assertIn("Nothing keeps these items apart: they are duplicates.", text)
 
+    def test_compare_says_what_cannot_be_read(self) -> None:
+        """Neither nothing nor equal, not even to another that cannot be read."""
+        unreadable = {SENT[:4] + "000A": -2147467259}
+        items = [mail(1, properties=unreadable), mail(2, properties=unreadable)]
+        for item in items:
+            del item["properties"][SENT]
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", items)))
+        matrix = json.loads(self.run_program("compare", "Inbox#1", "Inbox#2", "--format", "json", status=0))
+        self.assertEqual(matrix["apart"], ["Sent"])
+        self.assertIn({"property": "Sent", "verdict": "different", "marks": [1, 2], "values": ["(cannot be read)"] * 2}, matrix["rows"])
+
     def test_show_definitions_prints_files_that_load(self) -> None:
         text = self.run_program("scan", "--show-definitions", "--kind", "contact", status=0, box=False)
         (self.dir / "own.json").write_text(text)

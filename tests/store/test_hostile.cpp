@@ -97,6 +97,14 @@ TEST_F(Hostile, RowsMayEndBeforeTheirColumns) {
     EXPECT_EQ(store::ColumnOf(claimed, 0), nullptr);
     EXPECT_EQ(store::ColumnOf(one, 0), values);
     EXPECT_EQ(store::ColumnOf(one, 1), nullptr);
+    char text[] = "mspst.dll";
+    values[0].ulPropTag = PR_SERVICE_DLL_NAME_A;
+    EXPECT_EQ(store::TextOf(one, 0), nullptr) << "a text that is null";
+    values[0].Value.lpszA = text;
+    EXPECT_EQ(store::TextOf(one, 0), text);
+    EXPECT_EQ(store::TextOf(one, 1), nullptr);
+    values[0].ulPropTag = CHANGE_PROP_TYPE(PR_SERVICE_DLL_NAME_A, PT_ERROR);
+    EXPECT_EQ(store::TextOf(one, 0), nullptr);
 }
 
 TEST_F(Hostile, TextsEndBehindTheirLastWholeCharacter) {
