@@ -1,12 +1,19 @@
 #include "compare/text_hash.h"
 
+#include <windows.h>
+
 #include <algorithm>
+#include <array>
+#include <atomic>
+#include <memory>
 
 #include "compare/sort_key.h"
 #include "compare/string_compare.h"
 #include "store/text_scan.h"
 
 namespace {
+
+constexpr uint8_t kAscii = 128;  // how many ASCII characters there are
 
 /// The hash of a sequence of numbers of 16 bits, none of them 0.
 class CSequenceHash {
@@ -106,35 +113,81 @@ uint16_t Pair(unsigned char first, unsigned char second) {
 
 }  // namespace
 
-CTextHash::CTextHash() : m_bWeights(FindWeights()) {}
+/// What a locale's texts are hashed by. It does not change once others can see it.
+struct CTextHash::TWeights {
+    const LCID locale;
+    // Of each ASCII character the first that has the same weights; 0: it counts for nothing.
+    std::array<uint16_t, kAscii> numbers{};
+    std::vector<uint8_t> numberOf = std::vector<uint8_t>(0x10000);  // by weights; 0: of no ASCII character
+    bool bFolds = false;  // numbers of plain characters need not be looked up
+    bool bWeights = false;
+    const TWeights* pNext = nullptr;
+};
 
-bool CTextHash::FindWeights() {
-    m_numberOf.assign(0x10000, 0);
-    for (uint8_t c = 1; c < kAscii; ++c) {
-        const wchar_t text[] = {c, 0};
-        const auto weights = WeightsByKey(text);
-        if (!weights || (!weights->empty() && weights->size() != 2)) return false;
-        if (weights->empty()) continue;
-        // The first character of these weights stands for all.
-        uint8_t& number = m_numberOf[Pair((*weights)[0], (*weights)[1])];
-        if (number == 0) number = c;
-        m_numbers[c] = number;
+/// The locales that were asked for. Searches of several threads may ask at once: an entry comes in by one exchange,
+/// and stays. Two that find out the same locale at once bring it in twice, which does no harm.
+class CTextHash::CKnownWeights {
+  public:
+    constexpr CKnownWeights() = default;
+    ~CKnownWeights() {
+        std::unique_ptr<const TWeights> first(m_pFirst);
+        while (first) first.reset(first->pNext);
     }
-    m_bFolds = FoldsPlainOnes();
-    // Languages have letters written as two characters (cs, ll), or as three (dzs), and they sort such a
-    // letter after all others that begin with the first.
-    return IsHashedAlike(AllSequences(Characters(1, 127), 2)) &&
-           IsHashedAlike(AllSequences(Characters(L'a', L'z'), 3));
-}
+    const TWeights& Of(LCID locale) {
+        for (const TWeights* known = m_pFirst; known; known = known->pNext) {
+            if (known->locale == locale) return *known;
+        }
+        auto found = std::make_unique<TWeights>(locale);
+        FindWeights(*found);
+        found->pNext = m_pFirst;
+        while (!m_pFirst.compare_exchange_weak(found->pNext, found.get())) {
+        }
+        return *found.release();
+    }
+
+  private:
+    std::atomic<const TWeights*> m_pFirst = nullptr;
+};
+
+constinit CTextHash::CKnownWeights CTextHash::g_known;
+
+namespace {
 
 /// Whether the number of each plain character is its upper case.
-bool CTextHash::FoldsPlainOnes() const {
+bool FoldsPlainOnes(const std::array<uint16_t, kAscii>& numbers) {
     for (uint8_t c = 0; c < kAscii; ++c) {
         const __m128i unit = _mm_set1_epi16(static_cast<short>(c));
         if (scan::Bits(ArePlain(unit)) == 0) continue;
-        if (m_numbers[c] != _mm_extract_epi16(ToUpper(unit), 0)) return false;
+        if (numbers[c] != _mm_extract_epi16(ToUpper(unit), 0)) return false;
     }
     return true;
+}
+
+}  // namespace
+
+CTextHash::CTextHash() : CTextHash(g_known.Of(GetThreadLocale())) {}
+
+bool CTextHash::HasWeights() const {
+    return m_weights.bWeights;
+}
+
+void CTextHash::FindWeights(TWeights& weights) {
+    CTextHash hash(weights);
+    for (uint8_t c = 1; c < kAscii; ++c) {
+        const wchar_t text[] = {c, 0};
+        const auto own = hash.WeightsByKey(text);
+        if (!own || (!own->empty() && own->size() != 2)) return;
+        if (own->empty()) continue;
+        // The first character of these weights stands for all.
+        uint8_t& number = weights.numberOf[Pair((*own)[0], (*own)[1])];
+        if (number == 0) number = c;
+        weights.numbers[c] = number;
+    }
+    weights.bFolds = FoldsPlainOnes(weights.numbers);
+    // Languages have letters written as two characters (cs, ll), or as three (dzs), and they sort such a
+    // letter after all others that begin with the first.
+    weights.bWeights = hash.IsHashedAlike(AllSequences(Characters(1, 127), 2)) &&
+                       hash.IsHashedAlike(AllSequences(Characters(L'a', L'z'), 3));
 }
 
 bool CTextHash::IsHashedAlike(const std::vector<wchar_t>& text) {
@@ -154,7 +207,7 @@ THash CTextHash::HashByKey(const wchar_t* text) {
     CSequenceHash whole;
     for (size_t i = 0; i < weights->size(); i += 2) {
         const uint16_t weight = Pair((*weights)[i], i + 1 < weights->size() ? (*weights)[i + 1] : 0);
-        const uint8_t number = m_numberOf[weight];
+        const uint8_t number = m_weights.numberOf[weight];
         whole.Add(number != 0 ? number : weight);
     }
     return whole.Hash();
@@ -163,7 +216,7 @@ THash CTextHash::HashByKey(const wchar_t* text) {
 THash CTextHash::HashByCharacters(const wchar_t* text) const {
     CSequenceHash whole;
     for (;;) {
-        if (m_bFolds && scan::IsInPage(text)) {
+        if (m_weights.bFolds && scan::IsInPage(text)) {
             const __m128i units = scan::Load(text);
             const unsigned bits = scan::Bits(ArePlain(units));
             const __m128i upper = ToUpper(units);
@@ -184,7 +237,7 @@ THash CTextHash::HashByCharacters(const wchar_t* text) const {
         const wchar_t c = *text++;
         if (c == 0) return whole.Hash();
         if (c >= kAscii) return std::nullopt;
-        if (m_numbers[c] != 0) whole.Add(m_numbers[c]);
+        if (m_weights.numbers[c] != 0) whole.Add(m_weights.numbers[c]);
     }
 }
 
@@ -192,7 +245,7 @@ THash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
     if (!text) text = L"";
     wchar_t digits[compare::kComparedDigits + 1];
     text = compare::ComparedText(text, method, digits);
-    if (m_bWeights) {
+    if (m_weights.bWeights) {
         if (const auto hash = HashByCharacters(text)) return hash;
     }
     return HashByKey(text);

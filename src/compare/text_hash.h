@@ -4,12 +4,12 @@
 // The system's sort key of a text begins with the weights of its letters, up to a byte 1; what follows tells
 // accents and punctuation apart. The hash is taken of these weights, those of an ASCII character standing for
 // that character. Making a key is as dear as five comparisons, so a text of ASCII characters alone is hashed
-// without one. That is right only where no letters sort as a unit; the constructor finds out whether the locale
-// has such.
+// without one. That is right only where no letters sort as a unit; whether a locale has such is found out once,
+// and known until the library is unloaded.
 //
-// Good for as long as the locale stays that the thread had at the construction. Used from one thread at a time.
+// Good for as long as the locale stays that the thread had at the construction. Used from one thread at a time;
+// several threads may make and use theirs at once.
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -34,7 +34,7 @@ class THash {
 
 class CTextHash {
   public:
-    /// Takes about half a millisecond.
+    /// The first one of a locale takes about half a millisecond.
     CTextHash();
 
     /// Texts (null: an empty one) that LPCWSTR_Compare finds equal have the same hash. method is cmExact or
@@ -42,13 +42,14 @@ class CTextHash {
     THash Hash(const wchar_t* text, ECompareMethod method);
 
     /// Whether texts of ASCII characters are hashed without a key.
-    bool HasWeights() const { return m_bWeights; }
+    bool HasWeights() const;
 
   private:
-    static constexpr uint8_t kAscii = 128;  // how many ASCII characters there are
+    struct TWeights;
+    class CKnownWeights;
 
-    bool FindWeights();
-    bool FoldsPlainOnes() const;
+    explicit CTextHash(const TWeights& weights) : m_weights(weights) {}
+    static void FindWeights(TWeights& weights);
     /// Whether the characters of a text give the hash that its key gives.
     bool IsHashedAlike(const std::vector<wchar_t>& text);
     /// The weights at the beginning of a text's key; none when there is no key. Good until the next.
@@ -57,11 +58,8 @@ class CTextHash {
     /// None for a text that is not all ASCII.
     THash HashByCharacters(const wchar_t* text) const;
 
+    static CKnownWeights g_known;
+
+    const TWeights& m_weights;         // of the locale
     std::vector<unsigned char> m_key;  // the last one made
-    // What a text is hashed by: of each ASCII character the first that has the same weights; 0: it counts for
-    // nothing.
-    std::array<uint16_t, kAscii> m_numbers{};
-    std::vector<uint8_t> m_numberOf;  // by weights; 0: of no ASCII character
-    bool m_bFolds = false;            // numbers of plain characters need not be looked up
-    bool m_bWeights;                  // last: found out with the others
 };
