@@ -4,15 +4,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
+#include <memory>
 #include <set>
 
-#include <nlohmann/json.hpp>
-
 #include "host/item_moves.h"
+#include "host/plan_check.h"
 #include "host/text.h"
 #include "host/undo_file.h"
 #include "quorvel.h"
@@ -25,48 +22,8 @@ namespace host {
 
 namespace {
 
-using nlohmann::json;
-
 // Of the folder that duplicates are moved to: no kind of item, so that the next scan passes it over.
 wchar_t kDuplicatesClass[] = L"IPF.Quorvel.Duplicates";
-
-ComPtr<IMessage> OpenItem(IMAPISession* session, const std::string& entryId, const std::string& storeId) {
-    ComPtr<IMessage> message;
-    if (Quorvel_OpenItem(session, entryId.c_str(), storeId.c_str(), message.GetAddressOf()) != S_OK)
-        message.Reset();
-    return message;
-}
-
-// What an item is now, against what the scan saw.
-struct TLook {
-    std::string why;  // it is something else; empty when it is the same
-    std::string searchKey;
-};
-
-bool IsSameId(IMAPISession* session, const SPropValue* id, const std::string& text) {
-    const std::string has = HexOf(id);
-    // A platform that does not say where the item is cannot contradict the scan.
-    if (has.empty() || EqualNoCase(has, text)) return true;
-    // A folder may have identifiers of several forms.
-    std::string bytes;
-    for (size_t i = 0; i + 1 < text.size(); i += 2)
-        bytes += static_cast<char>(strtoul(text.substr(i, 2).c_str(), nullptr, 16));
-    ULONG isSame = FALSE;
-    return session->CompareEntryIDs(id->Value.bin.cb, reinterpret_cast<ENTRYID*>(id->Value.bin.lpb),
-                                    static_cast<ULONG>(bytes.size()),
-                                    reinterpret_cast<ENTRYID*>(bytes.data()), 0, &isSame) == S_OK &&
-           isSame;
-}
-
-TLook Look(IMAPISession* session, const PlannedItem& item) {
-    const ComPtr<IMessage> message = OpenItem(session, item.entryId, item.storeId);
-    if (!message) return {"is not there any more", {}};
-    if (!IsSameId(session, ReadValue(message.Get(), PR_PARENT_ENTRYID).get(), item.folderId))
-        return {"is in another folder now", {}};
-    const MapiPtr<SPropValue> modified = ReadValue(message.Get(), PR_LAST_MODIFICATION_TIME);
-    if (IsoTime(TimeOf(modified.get())) != item.modified) return {"changed since the scan", {}};
-    return {{}, HexOf(ReadValue(message.Get(), PR_SEARCH_KEY).get())};
-}
 
 std::string NameOf(const PlannedItem& item) {
     return (item.title.empty() ? "(no title)" : item.title) + " in " + item.folder;
@@ -78,76 +35,68 @@ void SayLeftAlone(const PlannedItem& item, const std::string& why) {
 
 // A duplicate that waits for its turn.
 struct TTurn {
-    const PlannedItem* keep;
+    const PlannedGroup* group;
     const PlannedItem* item;
-    std::string searchKey;
+    TLook look;
     size_t round = 0;
 };
 
-std::string IdentityOf(const PlannedItem& item) {
-    std::string identity = item.storeId + '|' + item.entryId;
-    std::transform(identity.begin(), identity.end(), identity.begin(),
-                   [](char c) { return c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c; });
-    return identity;
-}
-
 // What is kept is moved by no group, or of some mail no copy would stay.
-void CheckPlan(IMAPISession* session, const std::vector<PlannedGroup>& plan) {
-    std::set<std::string> stores;
-    std::map<std::string, const PlannedItem*> kept;
-    for (const PlannedGroup& group : plan) {
-        stores.insert(group.keep.storeId);
-        kept.emplace(IdentityOf(group.keep), &group.keep);
-    }
+void CheckDisjoint(const std::set<std::string>& kept, const std::vector<TTurn>& turns) {
     std::set<std::string> moved;
-    for (const PlannedGroup& group : plan) {
-        for (const PlannedItem& item : group.duplicates) {
-            stores.insert(item.storeId);
-            if (kept.contains(IdentityOf(item))) {
-                throw Failure("The report contradicts itself: " + NameOf(item) +
-                              " is kept by one group and moved by another; nothing was moved.");
-            }
-            if (!moved.insert(IdentityOf(item)).second) {
-                throw Failure("The report contradicts itself: " + NameOf(item) +
-                              " is moved by two groups; nothing was moved.");
-            }
+    for (const TTurn& turn : turns) {
+        if (kept.contains(turn.look.identity)) {
+            throw Failure("The report contradicts itself: " + NameOf(*turn.item) +
+                          " is kept by one group and moved by another; nothing was moved.");
         }
-    }
-    for (const std::string& store : stores) {
-        if (!HasStore(session, store))
-            throw Failure("The report belongs to another mailbox; nothing was moved.");
+        if (!moved.insert(turn.look.identity).second) {
+            throw Failure("The report contradicts itself: " + NameOf(*turn.item) +
+                          " is moved by two groups; nothing was moved.");
+        }
     }
 }
 
-// The duplicates that may be moved: they and the copies that are kept are still what the scan saw.
-std::vector<TTurn> Movable(IMAPISession* session, const std::vector<PlannedGroup>& plan, TMoved& result,
-                           Progress& progress) {
+// The duplicates that are to be moved, and whether they and the copies that are kept are what the scan saw.
+std::vector<TTurn> LookAtAll(CPlanCheck& check, const TPlan& plan, Progress& progress) {
     std::vector<TTurn> turns;
+    std::set<std::string> kept;
     size_t done = 0;
-    for (const PlannedGroup& group : plan) {
-        progress("groups looked at", ++done, plan.size());
+    for (const PlannedGroup& group : plan.groups) {
+        progress("groups looked at", ++done, plan.groups.size());
         StopIfInterrupted();
-        const std::string why = Look(session, group.keep).why;
-        if (!why.empty()) {
-            progress.Clear();
-            SayLeftAlone(group.keep, why + ": its duplicates stay");
-        }
+        const TLook keep = check.Look(group.keep);
+        kept.insert(keep.identity);
         for (const PlannedItem& item : group.duplicates) {
-            if (item.fate == EFate::Move && !why.empty()) {
-                ++result.refused;
-            } else if (item.fate != EFate::Move) {
-                progress.Clear();
-                SayLeftAlone(item, WhyItStays(item));
-            } else if (TLook look = Look(session, item); look.why.empty()) {
-                turns.push_back(TTurn{&group.keep, &item, std::move(look.searchKey)});
-            } else {
-                progress.Clear();
-                SayLeftAlone(item, look.why);
-                ++result.refused;
-            }
+            if (item.fate != EFate::Move) continue;
+            turns.push_back({&group, &item, check.Look(item)});
+            if (!keep.why.empty()) turns.back().look.why = "stays: the copy that is kept " + keep.why;
         }
+    }
+    CheckDisjoint(kept, turns);
+    return turns;
+}
+
+// Those that may be moved; all others are named.
+std::vector<TTurn> Movable(CPlanCheck& check, const TPlan& plan, TMoved& result, Progress& progress) {
+    std::vector<TTurn> turns = LookAtAll(check, plan, progress);
+    for (size_t i = 0; i < turns.size(); ++i) {
+        progress("duplicates looked at", i, turns.size());
+        StopIfInterrupted();
+        TTurn& turn = turns[i];
+        if (turn.look.why.empty()) turn.look.why = check.WhyNot(*turn.group, *turn.item, false);
     }
     progress.Clear();
+    for (const PlannedGroup& group : plan.groups) {
+        for (const PlannedItem& item : group.duplicates) {
+            if (item.fate != EFate::Move) SayLeftAlone(item, WhyItStays(item));
+        }
+    }
+    for (const TTurn& turn : turns) {
+        if (turn.look.why.empty()) continue;
+        SayLeftAlone(*turn.item, turn.look.why);
+        ++result.refused;
+    }
+    std::erase_if(turns, [](const TTurn& turn) { return !turn.look.why.empty(); });
     return turns;
 }
 
@@ -158,7 +107,7 @@ size_t PlanRounds(std::vector<TTurn>& turns) {
     std::map<std::string, std::vector<std::string>> folders;
     size_t rounds = 0;
     for (TTurn& turn : turns) {
-        std::vector<std::string>& seen = folders[turn.item->storeId + '|' + turn.searchKey];
+        std::vector<std::string>& seen = folders[turn.item->storeId + '|' + turn.look.searchKey];
         const auto found = std::find(seen.begin(), seen.end(), turn.item->folderId);
         turn.round = static_cast<size_t>(found - seen.begin());
         if (found == seen.end()) seen.push_back(turn.item->folderId);
@@ -204,7 +153,9 @@ Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::
         if (hr == MAPI_E_COLLISION) hr = make(OPEN_IF_EXISTS);
     }
     if (hr != S_OK) throw Failure("The folder \"" + name + "\" cannot be made: " + ResultText(hr) + ".");
-    if (target.isNew) {
+    // One that has no class and nothing in it is what an end behind its making left.
+    if (target.isNew || (LongOf(ReadValue(folder.Get(), PR_CONTENT_COUNT).get()) == 0 &&
+                         TextOf(ReadValue(folder.Get(), PR_CONTAINER_CLASS_W).get()).empty())) {
         SPropValue value{};
         value.ulPropTag = PR_CONTAINER_CLASS_W;
         value.Value.lpszW = kDuplicatesClass;
@@ -217,76 +168,17 @@ Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::
     return target;
 }
 
-PlannedItem ItemFromJson(const json& object) {
-    PlannedItem item;
-    item.folder = OneLine(object.at("folder").get<std::string>()) + "#" +
-                  std::to_string(object.at("number").get<unsigned>());
-    item.title = OneLine(object.at("title").get<std::string>());
-    item.modified = object.at("modified").get<std::string>();
-    item.entryId = object.at("entryId").get<std::string>();
-    item.folderId = object.at("folderId").get<std::string>();
-    item.storeId = object.at("storeId").get<std::string>();
-    if (const auto fate = object.find("fate"); fate != object.end())
-        item.fate = FateOf(fate->get<std::string>());
-    for (const json& loss : object.value("losses", json::array())) {
-        item.losses.push_back({OneLine(loss.at("property").get<std::string>()),
-                               OneLine(loss.at("value").get<std::string>()),
-                               OneLine(loss.at("kept").get<std::string>())});
-    }
-    return item;
-}
-
-}  // namespace
-
-std::vector<PlannedGroup> PlanOf(const ScanResult& result) {
-    const auto planned = [&](const Group& group, size_t index) {
-        const Item& item = result.items[group.items[index]];
-        const Folder& folder = result.catalog.folders[item.folder];
-        return PlannedItem{Place(result.catalog, item),
-                           item.title,
-                           IsoTime(item.modified),
-                           item.entryId,
-                           folder.entryId,
-                           result.catalog.stores[folder.store].entryId,
-                           group.fates[index].fate,
-                           group.fates[index].losses};
-    };
-    std::vector<PlannedGroup> plan;
-    for (const Group& group : result.groups) {
-        PlannedGroup one{planned(group, 0), {}};
-        for (size_t i = 1; i < group.items.size(); ++i) one.duplicates.push_back(planned(group, i));
-        plan.push_back(std::move(one));
-    }
-    return plan;
-}
-
-std::vector<PlannedGroup> PlanFromReport(const std::string& path) {
-    std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
-    if (!stream) throw Failure("The report \"" + path + "\" cannot be read.");
-    try {
-        const json report = json::parse(stream);
-        if (report.at("format") != "quorvel-report" || report.at("version") != 2)
-            throw std::out_of_range("format");
-        std::vector<PlannedGroup> plan;
-        for (const json& group : report.at("groups")) {
-            PlannedGroup one{ItemFromJson(group.at("keep")), {}};
-            for (const json& item : group.at("duplicates")) one.duplicates.push_back(ItemFromJson(item));
-            plan.push_back(std::move(one));
-        }
-        return plan;
-    } catch (const std::exception&) {
-        throw Failure("\"" + path + "\" is no JSON report of a scan.");
-    }
-}
-
-namespace {
-
 // The moves of one run, with the undo file that it writes.
 class CMoving {
   public:
-    CMoving(IMAPISession* session, const CleanOptions& options, UndoWriter& undo, TMoved& result,
-            Progress& progress)
-        : m_session(session), m_options(options), m_undo(undo), m_result(result), m_progress(progress) {}
+    CMoving(IMAPISession* session, CPlanCheck& check, const CleanOptions& options, UndoWriter& undo,
+            TMoved& result, Progress& progress)
+        : m_session(session),
+          m_check(check),
+          m_options(options),
+          m_undo(undo),
+          m_result(result),
+          m_progress(progress) {}
     /// Until the last turn, or Ctrl-C. Throws Failure.
     void Run(std::vector<TTurn>& turns);
 
@@ -297,6 +189,7 @@ class CMoving {
     void Refuse(const PlannedItem& item, const std::string& why);
 
     IMAPISession* m_session;
+    CPlanCheck& m_check;
     const CleanOptions& m_options;
     UndoWriter& m_undo;
     TMoved& m_result;
@@ -326,7 +219,7 @@ Target& CMoving::TargetOf(const std::string& storeId, const std::vector<TTurn>& 
     Target target = OpenTarget(m_session, storeId, m_options.folder);
     UndoTarget line{storeId, target.folderId, target.isNew, {}};
     std::set<std::string> keys;
-    for (const TTurn& turn : turns) keys.insert(turn.searchKey);
+    for (const TTurn& turn : turns) keys.insert(turn.look.searchKey);
     for (const auto& [entryId, searchKey] : target.known) {
         if (keys.contains(searchKey)) line.had[searchKey].push_back(entryId);
     }
@@ -342,18 +235,14 @@ void CMoving::Refuse(const PlannedItem& item, const std::string& why) {
 
 void CMoving::Move(const TTurn& turn, Target& target) {
     const PlannedItem& item = *turn.item;
-    if (EqualNoCase(item.folderId, target.folderId)) {
-        m_progress.Clear();
-        SayLeftAlone(item, "is in the folder already");
-        return;
-    }
     // What was looked at a while ago may be another by now.
-    std::string why = Look(m_session, *turn.keep).why;
+    std::string why = m_check.Look(turn.group->keep).why;
     if (!why.empty()) return Refuse(item, "stays: the copy that is kept " + why);
-    why = Look(m_session, item).why;
+    why = m_check.Look(item).why;
+    if (why.empty()) why = m_check.WhyNot(*turn.group, item, true);
     if (!why.empty()) return Refuse(item, why);
     m_undo.WillMove(UndoMove{item.entryId,
-                             turn.searchKey,
+                             turn.look.searchKey,
                              item.title,
                              item.folder,
                              item.folderId,
@@ -363,7 +252,7 @@ void CMoving::Move(const TTurn& turn, Target& target) {
     const size_t move = m_moves++;
     const HRESULT hr = MoveItem(m_session, item.entryId, item.storeId, item.folderId, target.folderId);
     if (hr != S_OK) return Refuse(item, "cannot be moved: " + ResultText(hr));
-    target.pending[turn.searchKey].push_back(move);
+    target.pending[turn.look.searchKey].push_back(move);
     ++m_result.moved;
     m_progress.Clear();
     printf("moved: %s\n", NameOf(item).c_str());
@@ -398,11 +287,14 @@ std::string Quoted(const std::string& path) {
 
 }  // namespace
 
-TMoved Clean(Session& session, const std::vector<PlannedGroup>& plan, const CleanOptions& options,
-             Progress& progress) {
-    CheckPlan(session.get(), plan);
+TMoved Clean(Session& session, const TPlan& plan, const CleanOptions& options, Progress& progress) {
+    if (options.folder.find_first_not_of(' ') == std::string::npos ||
+        OneLine(options.folder) != options.folder)
+        throw Failure("\"" + OneLine(options.folder) + "\" is no name for a folder.");
+    // It holds what belongs to the session, which is closed below.
+    auto check = std::make_unique<CPlanCheck>(session.get(), plan, options.folder);
     TMoved result;
-    std::vector<TTurn> turns = Movable(session.get(), plan, result, progress);
+    std::vector<TTurn> turns = Movable(*check, plan, result, progress);
     if (!options.yes) {
         for (const TTurn& turn : turns) printf("would move: %s\n", NameOf(*turn.item).c_str());
         result.moved = turns.size();
@@ -415,10 +307,11 @@ TMoved Clean(Session& session, const std::vector<PlannedGroup>& plan, const Clea
     fflush(stdout);
     std::string failure;
     try {
-        CMoving(session.get(), options, undo, result, progress).Run(turns);
+        CMoving(session.get(), *check, options, undo, result, progress).Run(turns);
     } catch (const Failure& why) {
         failure = why.what();
     }
+    check.reset();
     const std::string unsaved = session.Close();
     progress.Clear();
     if (!unsaved.empty() && session.IsMailboxFile()) {

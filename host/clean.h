@@ -9,16 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "host/plan.h"
+#include "host/clean_plan.h"
 #include "host/platform.h"
 #include "host/progress.h"
-#include "host/scan.h"
 
 namespace host {
-
-std::vector<PlannedGroup> PlanOf(const ScanResult& result);
-/// Reads a JSON report; throws Failure.
-std::vector<PlannedGroup> PlanFromReport(const std::string& path);
 
 struct CleanOptions {
     std::string folder = "Duplicates";
@@ -34,11 +29,10 @@ struct TMoved {
 };
 
 /// Says what it does, and does it only with `yes`. Items that changed since the scan, and groups whose kept
-/// copy did, are left alone and named; both are looked at again when their turn comes. Throws Failure: for a
-/// plan that moves what it keeps or that is of another mailbox, before anything is done; and when nothing
-/// could be saved, which the undo file then says.
-TMoved Clean(Session& session, const std::vector<PlannedGroup>& plan, const CleanOptions& options,
-             Progress& progress);
+/// copy did, are left alone and named, as is what a fresh search of the two does not find to be a duplicate; all
+/// of this is asked again when their turn comes. Throws Failure: for a plan that moves what it keeps or that is of
+/// another mailbox, before anything is done; and when nothing could be saved, which the undo file then says.
+TMoved Clean(Session& session, const TPlan& plan, const CleanOptions& options, Progress& progress);
 
 /// Puts back what a run of Clean moved, whole or killed. Items that are in their place are passed over; those
 /// that are not put back are named, and counted as refused. Throws Failure when the file is none of ours, was

@@ -59,13 +59,7 @@ std::vector<std::string> MethodNames() {
 // One file while it is read: its text tells the line of what is wrong.
 class Reader {
   public:
-    explicit Reader(const std::filesystem::path& file) : m_name(Narrow(file.wstring())) {
-        std::ifstream stream(file, std::ios::binary);
-        std::stringstream text;
-        text << stream.rdbuf();
-        if (!stream) throw Failure("The definitions file \"" + m_name + "\" cannot be read.");
-        m_text = text.str();
-    }
+    Reader(std::string name, std::string text) : m_name(std::move(name)), m_text(std::move(text)) {}
 
     Definitions Read();
 
@@ -211,7 +205,38 @@ Definitions Reader::Read() {
 }  // namespace
 
 Definitions LoadDefinitions(const std::filesystem::path& file) {
-    return Reader(file).Read();
+    const std::string name = Narrow(file.wstring());
+    std::ifstream stream(file, std::ios::binary);
+    std::stringstream text;
+    text << stream.rdbuf();
+    if (!stream) throw Failure("The definitions file \"" + name + "\" cannot be read.");
+    return ParseDefinitions(name, text.str());
+}
+
+Definitions ParseDefinitions(const std::string& name, std::string text) {
+    return Reader(name, std::move(text)).Read();
+}
+
+std::string DefinitionsText(const Definitions& definitions) {
+    nlohmann::ordered_json text;
+    text["kind"] = KindName(definitions.kind);
+    text["algorithm"] = definitions.algorithm == Algorithm::Identical ? "identical" : "similar";
+    text["grouped"] = definitions.grouped;
+    text["attachments"] = definitions.attachments;
+    text["keep"] = definitions.keep;
+    text["exceptions"] = json::array();
+    for (const unsigned rule : definitions.exceptions) text["exceptions"].push_back(kRules[rule - 1]);
+    text["properties"] = json::array();
+    for (const PropertyChoice& choice : definitions.properties) {
+        const auto method = std::find_if(std::begin(kMethods), std::end(kMethods),
+                                         [&](const auto& row) { return row.method == choice.method; });
+        text["properties"].push_back({{"property", choice.property->key},
+                                      {"method", method->name},
+                                      {"compare", choice.compare},
+                                      {"identifies", choice.identifies},
+                                      {"group", choice.group}});
+    }
+    return text.dump();
 }
 
 std::filesystem::path BuiltInFile(const std::string& name) {

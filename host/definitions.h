@@ -36,6 +36,10 @@ struct Definitions {
 
 /// Reads a file. Throws Failure naming the file, the line and what is allowed there.
 Definitions LoadDefinitions(const std::filesystem::path& file);
+/// The same of a text; name: what it comes from, for the sentence of a failure.
+Definitions ParseDefinitions(const std::string& name, std::string text);
+/// The text of a file of these definitions, without its explanations.
+std::string DefinitionsText(const Definitions& definitions);
 /// A file of the folder "definitions" beside the program.
 std::filesystem::path BuiltInFile(const std::string& name);
 /// The file beside the program for a kind.

@@ -1,5 +1,6 @@
 #include "host/duplicate_search.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -75,7 +76,10 @@ TSearchOutcome RunSearch(const CItemReader& reader, const Definitions& definitio
         progress(what, i + 1, searched.size());
         StopIfInterrupted();
     }
-    Build(search);
+    {
+        const CStopAtOnce stop;
+        Build(search);
+    }
     StopIfInterrupted();
     const int groups = static_cast<int>(Search_GetOriginalCount(search.get()));
     for (int i = 0; i < groups; ++i) {
@@ -96,13 +100,43 @@ TSearchOutcome RunSearch(const CItemReader& reader, const Definitions& definitio
     return outcome;
 }
 
-EPair ComparePair(const CItemReader& reader, const Definitions& definitions, const Item& first,
+namespace {
+
+// A stream that fails to be read leaves a pair to the other properties, and the search does not tell: what two items
+// are found equal by is read once more, with an answer of its own.
+EPair CompareStreams(CItemReader& reader, const Definitions& definitions, const Item& first,
+                     const Item& second) {
+    const auto isRead = [](const PropertyChoice& choice) {
+        return choice.compare && choice.property->stream;
+    };
+    // In groups one property decides, and the others may differ.
+    if (definitions.grouped || std::ranges::none_of(definitions.properties, isRead)) return EPair::Equal;
+    const ComPtr<IMessage> one = reader.Open(first);
+    const ComPtr<IMessage> other = reader.Open(second);
+    if (!one) return EPair::FirstUnreadable;
+    if (!other) return EPair::SecondUnreadable;
+    for (const PropertyChoice& choice : definitions.properties) {
+        if (!isRead(choice)) continue;
+        long order = 0;
+        bool isCompared = false;
+        if (Quorvel_CompareStreamProp(one.Get(), other.Get(), choice.property->tag, &order, &isCompared) !=
+            S_OK)
+            return EPair::SecondUnreadable;
+        if (isCompared && order != 0) return EPair::Apart;
+    }
+    return EPair::Equal;
+}
+
+}  // namespace
+
+EPair ComparePair(CItemReader& reader, const Definitions& definitions, const Item& first,
                   const Item& second) {
     const Search search = CreateSearch(reader, definitions);
     if (!AddItem(search, reader, first, 0)) return EPair::FirstUnreadable;
     if (!AddItem(search, reader, second, 1)) return EPair::SecondUnreadable;
     Build(search);
-    return Search_GetOriginalCount(search.get()) == 1 ? EPair::Equal : EPair::Apart;
+    if (Search_GetOriginalCount(search.get()) != 1) return EPair::Apart;
+    return CompareStreams(reader, definitions, first, second);
 }
 
 }  // namespace host

@@ -28,9 +28,9 @@ TSearchOutcome RunSearch(const CItemReader& reader, const Definitions& definitio
                          const std::vector<Item>& items, const std::vector<TSearchItem>& searched,
                          std::string_view what, Progress& progress);
 
-/// Two items by a search of their own, with nothing of an earlier one.
+/// Two items by a search of their own, with nothing of an earlier one. Equal only when every stream that is
+/// compared could be read.
 enum class EPair { Equal, Apart, FirstUnreadable, SecondUnreadable };
-EPair ComparePair(const CItemReader& reader, const Definitions& definitions, const Item& first,
-                  const Item& second);
+EPair ComparePair(CItemReader& reader, const Definitions& definitions, const Item& first, const Item& second);
 
 }  // namespace host

@@ -372,15 +372,24 @@ std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path)
     return whole.empty() ? tails : whole;
 }
 
+std::vector<size_t> TreeOf(const Catalog& catalog, size_t top) {
+    // The folders of a tree stand behind its top.
+    std::vector<size_t> tree{top};
+    for (size_t one = top + 1;
+         one < catalog.folders.size() && catalog.folders[one].store == catalog.folders[top].store &&
+         catalog.folders[one].depth > catalog.folders[top].depth;
+         ++one) {
+        tree.push_back(one);
+    }
+    return tree;
+}
+
 std::vector<size_t> FindTrees(const Catalog& catalog, const std::string& path) {
     std::vector<size_t> found;
     for (const size_t top : FindFolders(catalog, path)) {
-        // The folders of a tree stand behind its top.
-        size_t one = top;
-        do {
+        for (const size_t one : TreeOf(catalog, top)) {
             if (std::find(found.begin(), found.end(), one) == found.end()) found.push_back(one);
-        } while (++one < catalog.folders.size() && catalog.folders[one].store == catalog.folders[top].store &&
-                 catalog.folders[one].depth > catalog.folders[top].depth);
+        }
     }
     return found;
 }

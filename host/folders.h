@@ -73,7 +73,9 @@ void ReadItems(IMAPISession* session, const Catalog& catalog, size_t folder, std
 /// Indexes of the folders that a path names: a whole path, or its tail ("Inbox", "Lists/dev"), in any
 /// letter case. Throws Failure with the names that there are when there is none.
 std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path);
-/// The same with all folders below them, each once.
+/// A folder and all below it.
+std::vector<size_t> TreeOf(const Catalog& catalog, size_t top);
+/// The folders of a path with all folders below them, each once.
 std::vector<size_t> FindTrees(const Catalog& catalog, const std::string& path);
 
 /// "Store/Inbox#3"

@@ -145,13 +145,16 @@ std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, c
             continue;
         }
         const bool isMark = reader.bookkeeping().Meaningful(name) != kAllBits;
-        losses.push_back({reader.bookkeeping().Name(definitions.kind, name), Shown(missing, isMark),
+        losses.push_back({OneLine(reader.bookkeeping().Name(definitions.kind, name)), Shown(missing, isMark),
                           keptValue ? Shown(*keptValue, isMark) : std::string()});
     }
-    if (!compared.hasRecipients) {
+    // Where they are compared they agree, unless another property decided or the kept copy has none.
+    const bool decides = compared.hasRecipients && !definitions.grouped;
+    if (!decides || definitions.algorithm == Algorithm::Similar) {
         const std::string recipients = Recipients(reader, duplicateItem);
         const std::string other = recipients.empty() ? std::string() : Recipients(reader, keptItem);
-        if (recipients != other) losses.push_back({"Recipients", Cut(recipients), Cut(other)});
+        if (recipients != other && (!decides || other.empty()))
+            losses.push_back({"Recipients", Cut(recipients), Cut(other)});
     }
     if (duplicate.attachments != 0 && !definitions.attachments) {
         for (const TAttachmentName& missing :

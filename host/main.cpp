@@ -230,9 +230,8 @@ int RunClean(const Options& options) {
     progress("reading the mailbox");
     Session session(options.mailbox, options.profileUi);
     if (!options.undo.empty()) return RunUndo(session, options, progress);
-    std::vector<PlannedGroup> plan = options.from.empty()
-                                         ? PlanOf(Scan(session.get(), options.scan, progress))
-                                         : PlanFromReport(options.from);
+    TPlan plan = options.from.empty() ? PlanOf(Scan(session.get(), options.scan, progress))
+                                      : PlanFromReport(options.from);
     if (options.scan.policy.allowLoss) AllowLoss(plan);
     CleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
@@ -245,6 +244,29 @@ int RunClean(const Options& options) {
     const int status = SayMoved(result, ("moved to \"" + clean.folder + "\"").c_str());
     if (status != kNoneFound || result.refused == 0) return status;
     return result.moved == 0 ? kError : kPartlyMoved;
+}
+
+// What a report or an undo file has settled is not asked again, and no option is passed over in silence.
+void CheckCleanOptions(const CLI::App& clean) {
+    static constexpr const char* kOfTheScan[] = {"--folder",      "--kind",       "--algorithm", "--except",
+                                                 "--keep",        "--prefer",     "--protect",   "--skip",
+                                                 "--definitions", "--sent-copies"};
+    static constexpr const char* kOfTheMoves[] = {"--from", "--to", "--undo-file", "--allow-loss"};
+    const auto given = [&](const char* name) { return clean.get_option(name)->count() != 0; };
+    for (const char* name : kOfTheScan) {
+        if (given("--from") && given(name)) {
+            throw Failure(std::string("--from does what the report says: ") + name +
+                          " belongs to the scan that writes it.");
+        }
+        if (given("--undo") && given(name))
+            throw Failure(std::string("--undo puts back all that a run moved: ") + name +
+                          " does not go with it.");
+    }
+    for (const char* name : kOfTheMoves) {
+        if (given("--undo") && given(name))
+            throw Failure(std::string("--undo puts back all that a run moved: ") + name +
+                          " does not go with it.");
+    }
 }
 
 int RunFolders(const Options& options) {
@@ -326,6 +348,7 @@ int Run(const std::vector<std::string>& arguments) {
         return app.exit(error) == 0 ? kNoneFound : kError;
     }
     const std::string command = app.get_subcommands().front()->get_name();
+    if (command == "clean") CheckCleanOptions(clean);
     CheckOutputs(options, command == "similar"                               ? EOutput::Similar
                           : command == "compare" || !options.explain.empty() ? EOutput::Matrix
                                                                              : EOutput::Scan);
@@ -356,11 +379,11 @@ int wmain(int argc, wchar_t** argv) {
         return host::Run(arguments);
     } catch (const host::TInterrupted&) {
         fflush(stdout);
-        fputs("quorvel: interrupted\n", stderr);
+        fputs(host::kInterruptedText, stderr);
         return host::kInterrupted;
     } catch (const std::exception& error) {
         fflush(stdout);
-        fprintf(stderr, "quorvel: %s\n", error.what());
+        fprintf(stderr, "quorvel: %s\n", host::OneLine(error.what()).c_str());
         return host::kError;
     }
 }

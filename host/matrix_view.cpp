@@ -242,7 +242,7 @@ std::string MatrixJson(const MatrixView& view, const Catalog& catalog, const std
     }
     report["apart"] = view.apart;
     report["sentence"] = view.sentence;
-    return report.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
+    return EscapeActing(report.dump(1, ' ', false, json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace host

@@ -37,7 +37,7 @@ const TSign kSigns[] = {
     {EOutput::Similar, EPart::Head, {"\"format\": \"quorvel-similar\""}},
     {EOutput::Similar, EPart::LastLine, {" contact", ", ", " that resemble one another, ", " strictly"}},
     {EOutput::Cabinet, EPart::Front, {"MSCF"}},
-    {EOutput::Log, EPart::Front, {"\xEF\xBB\xBF"}},
+    {EOutput::Log, EPart::FirstLine, {"\xEF\xBB\xBF", "/", "/", " ", ":", ":", " ", " in ", ": "}},
 };
 
 constexpr struct {
@@ -141,7 +141,7 @@ void CheckOutput(const std::string& path, EOutput kind, const std::vector<std::s
         throw Failure("\"" + path + "\" is a folder, no file.");
     if (!force && !IsOfKind(path, kind)) {
         throw Failure("\"" + path + "\" exists and is no " + NameOf(kind) +
-                      "; --force overwrites it all the same.");
+                      (kind == EOutput::Log ? "." : "; --force overwrites it all the same."));
     }
 }
 

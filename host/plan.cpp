@@ -33,16 +33,4 @@ std::string WhyItStays(EFate fate, const std::vector<TLoss>& losses) {
     return "holds what the kept copy lacks: " + names;
 }
 
-std::string WhyItStays(const PlannedItem& item) {
-    return WhyItStays(item.fate, item.losses);
-}
-
-void AllowLoss(std::vector<PlannedGroup>& plan) {
-    for (PlannedGroup& group : plan) {
-        for (PlannedItem& item : group.duplicates) {
-            if (item.fate == EFate::Loss) item.fate = EFate::Move;
-        }
-    }
-}
-
 }  // namespace host

@@ -1,5 +1,5 @@
 #pragma once
-// What is to become of the copies that a scan found: the one record that reports show and `clean` carries out.
+// What is to become of the copies that a scan found: what reports show and `clean` carries out.
 
 #include <string>
 #include <vector>
@@ -26,28 +26,5 @@ struct TLoss {
 
 /// Why a duplicate is not moved: "holds what the kept copy lacks: Notes, Birthday". Empty when it is.
 std::string WhyItStays(EFate fate, const std::vector<TLoss>& losses);
-
-/// An item that is to be moved, or kept, as a scan saw it.
-struct PlannedItem {
-    std::string folder;  // path and number, for people
-    std::string title;
-    std::string modified;  // IsoTime of the last modification
-    std::string entryId;
-    std::string folderId;
-    std::string storeId;
-    // Of a duplicate only.
-    EFate fate = EFate::Move;
-    std::vector<TLoss> losses;
-};
-
-std::string WhyItStays(const PlannedItem& item);
-
-struct PlannedGroup {
-    PlannedItem keep;
-    std::vector<PlannedItem> duplicates;
-};
-
-/// Duplicates that stayed for what the kept copy lacks move all the same.
-void AllowLoss(std::vector<PlannedGroup>& plan);
 
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "host/progress.h"
 #include "host/text.h"
 #include "quorvel_host.h"
 
@@ -119,7 +120,11 @@ void RowsDeleter::operator()(SRowSet* rows) const {
 Session::Session(const std::string& mailboxFile, bool showLogon) : m_isMailbox(!mailboxFile.empty()) {
     std::unique_ptr<MailboxBinding> binding;
     if (m_isMailbox) binding = std::make_unique<MailboxBinding>(mailboxFile);
-    const HRESULT hr = Quorvel_Logon(&m_session, 0, showLogon);
+    HRESULT hr = S_OK;
+    {
+        const CStopAtOnce stop([&] { binding.reset(); });
+        hr = Quorvel_Logon(&m_session, 0, showLogon);
+    }
     if (hr != S_OK || !m_session) {
         if (m_isMailbox) {
             const std::string why = MailboxError();

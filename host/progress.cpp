@@ -16,8 +16,32 @@ constexpr size_t kWidth = 78;
 
 std::atomic<bool> g_isInterrupted = false;
 
+// What Ctrl-C finds when it ends the program at once.
+struct TAtOnce {
+    std::mutex lock;
+    bool isOn = false;
+    std::function<void()> clear;
+    Progress* line = nullptr;  // the one that is shown
+};
+
+TAtOnce& AtOnce() {
+    static auto& atOnce = *new TAtOnce;  // the thread of Ctrl-C may outlive everything
+    return atOnce;
+}
+
+void Show(const std::string& text);
+
 BOOL WINAPI OnControl(DWORD event) {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
+    {
+        const std::lock_guard lock(AtOnce().lock);
+        if (AtOnce().isOn) {
+            if (AtOnce().clear) AtOnce().clear();
+            if (AtOnce().line) AtOnce().line->Clear();
+            Show(kInterruptedText);
+            TerminateProcess(GetCurrentProcess(), kInterrupted);
+        }
+    }
     return g_isInterrupted.exchange(true) ? FALSE : TRUE;
 }
 
@@ -30,11 +54,19 @@ void Show(const std::string& text) {
 
 Progress::Progress(bool quiet)
     : m_isShown(!quiet && _isatty(_fileno(stderr))), m_begin(Clock::now()), m_start(m_begin) {
+    {
+        const std::lock_guard lock(AtOnce().lock);
+        AtOnce().line = this;
+    }
     WatchForInterrupt();  // the commands that show their progress are the ones that ask
     if (m_isShown) m_thread = std::thread([this] { Run(); });
 }
 
 Progress::~Progress() {
+    {
+        const std::lock_guard lock(AtOnce().lock);
+        AtOnce().line = nullptr;
+    }
     if (!m_isShown) return;
     {
         const std::lock_guard lock(m_lock);
@@ -100,6 +132,19 @@ void WatchForInterrupt() {
 
 bool Interrupted() {
     return g_isInterrupted;
+}
+
+CStopAtOnce::CStopAtOnce(std::function<void()> clear) {
+    StopIfInterrupted();
+    const std::lock_guard lock(AtOnce().lock);
+    AtOnce().clear = std::move(clear);
+    AtOnce().isOn = true;
+}
+
+CStopAtOnce::~CStopAtOnce() {
+    const std::lock_guard lock(AtOnce().lock);
+    AtOnce().isOn = false;
+    AtOnce().clear = nullptr;
 }
 
 void StopIfInterrupted() {

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -49,10 +50,24 @@ class Progress {
     std::thread m_thread;
 };
 
+/// What is said then.
+inline constexpr char kInterruptedText[] = "quorvel: interrupted\n";
+
 /// From here on Ctrl-C sets a flag; a second one ends the program at once, as ever.
 void WatchForInterrupt();
 /// Whether Ctrl-C was pressed. A command that changes something finishes the step under way and saves.
 bool Interrupted();
+
+/// While it lives, a call is under way that cannot be asked to stop, and nothing has been changed: Ctrl-C ends the
+/// program at once, with the same words and status as ever.
+class CStopAtOnce {
+  public:
+    /// clear: takes away what must not outlive the program; called from another thread.
+    explicit CStopAtOnce(std::function<void()> clear = {});
+    ~CStopAtOnce();
+    CStopAtOnce(const CStopAtOnce&) = delete;
+    CStopAtOnce& operator=(const CStopAtOnce&) = delete;
+};
 
 /// What a command that has nothing to save is left by; the program's exit status is kInterrupted.
 struct TInterrupted {};

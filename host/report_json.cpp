@@ -63,6 +63,7 @@ json ScanJson(const ScanResult& result, const KindScan& scan) {
     for (const PropertyChoice& choice : scan.definitions.properties) {
         if (choice.compare) object["properties"].push_back(choice.property->key);
     }
+    object["definitions"] = json::parse(DefinitionsText(scan.definitions));
     object["folders"] = json::array();
     for (const size_t folder : scan.folders) object["folders"].push_back(result.catalog.folders[folder].path);
     object["items"] = scan.items.size();
@@ -112,7 +113,7 @@ std::string JsonReport(const ScanResult& result) {
                          {"duplicates", result.Duplicates()}, {"staying", result.Staying()},
                          {"bytes", result.DuplicateBytes()},  {"seconds", result.seconds}};
     // Lone surrogates of a mailbox's text are replaced: a report always is valid UTF-8.
-    return report.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
+    return EscapeActing(report.dump(1, ' ', false, json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace host

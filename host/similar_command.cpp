@@ -168,7 +168,7 @@ std::string SimilarJson(const SimilarResult& result) {
     for (const size_t index : result.unreadable) report["unreadable"].push_back(item(index));
     report["sameIdentifier"] = json::array();
     for (const size_t index : result.sameIdentifier) report["sameIdentifier"].push_back(item(index));
-    return report.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
+    return EscapeActing(report.dump(1, ' ', false, json::error_handler_t::replace)) + "\n";
 }
 
 }  // namespace host

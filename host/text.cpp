@@ -119,6 +119,25 @@ std::string OneLine(std::string_view utf8) {
     return Cleaned(utf8, true);
 }
 
+std::string EscapeActing(std::string json) {
+    if (IsPlain(json)) return json;
+    std::string escaped;
+    size_t done = 0;
+    // Everything that acts and that JSON leaves as it is has two or three bytes, or is U+007F.
+    for (size_t at = 0; at < json.size(); ++at) {
+        const auto lead = static_cast<unsigned char>(json[at]);
+        const size_t length = lead == 0x7F ? 1 : lead >> 5 == 6 ? 2 : lead >> 4 == 14 ? 3 : 0;
+        if (length == 0) continue;
+        const std::wstring wide = Widen(std::string_view(json).substr(at, length));
+        if (wide.size() != 1 || !IsActing(wide[0])) continue;
+        char text[8];
+        snprintf(text, sizeof text, "\\u%04x", static_cast<unsigned>(wide[0]));
+        escaped.append(json, done, at - done).append(text);
+        done = at + length;
+    }
+    return escaped.append(json, done);
+}
+
 namespace {
 
 bool IsZero(const FILETIME& time) {

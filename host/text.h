@@ -34,6 +34,9 @@ std::string Visible(std::string_view utf8);
 /// The same on one line: tabs and line breaks of any kind become blanks.
 std::string OneLine(std::string_view utf8);
 
+/// JSON in which the same characters are written as escapes: it says the same to a program.
+std::string EscapeActing(std::string json);
+
 /// "2024-03-05 09:30" in local time; empty for time 0.
 std::string TimeText(const FILETIME& time);
 /// "2024-03-05T08:30:00.0000000Z"; empty for time 0. The form of reports, compared text by text.

@@ -110,7 +110,7 @@ void CReader::Check(json& object) {
 
 void CReader::Move(const json& move) {
     UndoMove read;
-    for (const auto& row : kMembers) read.*row.member = move.at(row.name).get<std::string>();
+    for (const auto& row : kMembers) read.*row.member = OneLine(move.at(row.name).get<std::string>());
     log.moves.push_back(std::move(read));
 }
 

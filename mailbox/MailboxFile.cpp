@@ -74,9 +74,9 @@ std::wstring ConfiguredFile() {
     return full;
 }
 
-/// Where a save puts the mailbox until it is whole.
+/// Where a save puts the mailbox until it is whole: under a name that nobody else gives to a file.
 std::wstring NewName(const MailboxFileState& file) {
-    return file.path + L".new";
+    return file.path + L".quorvel-new";
 }
 
 /// One process at a time: the next one is told, before it could overwrite what this one saves.

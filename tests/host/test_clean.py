@@ -8,7 +8,7 @@ import subprocess
 import time
 import unittest
 
-from support import BIN, MODIFIED, WINE, HostTest, folder, inventory, mail, mailbox
+from support import BIN, MODIFIED, WINE, HostTest, attachment, folder, inventory, mail, mailbox
 
 KEY = "300B0102"
 
@@ -60,7 +60,11 @@ class Clean(HostTest):
     def test_moves_duplicates_and_puts_them_back(self) -> None:
         fresh = json.loads(json.dumps(BOX))
         fresh["stores"][0]["root"]["folders"].pop()
-        for what, box, earlier in (("with a folder of its own", fresh, 0), ("behind an earlier run", BOX, 1)):
+        # As a run leaves it that ends between making the folder and saying what it is for.
+        unfinished = json.loads(json.dumps(fresh))
+        unfinished["stores"][0]["root"]["folders"].append(folder(3, "Duplicates", "", []))
+        for what, box, earlier, stays in (("with a folder of its own", fresh, 0, False), ("behind an earlier run", BOX, 1, True),
+                                          ("with a folder of no class", unfinished, 0, True)):
             with self.subTest(what):
                 self.write(box)
                 self.report()
@@ -74,7 +78,7 @@ class Clean(HostTest):
                     self.assertIn(f"{count} items put back", self.run_program("clean", "--undo", "undo.jsonl", status=0), turn)
                     self.assert_as_before(f"{turn} undo", box)
                 names = [f["properties"]["3001001F"] for f in self.read()["stores"][0]["root"]["folders"]]
-                self.assertEqual("Duplicates" in names, earlier == 1, "the folder that the run made goes again, no other")
+                self.assertEqual("Duplicates" in names, stays, "the folder that the run made goes again, no other")
 
     def states(self) -> list[tuple[str, bytes, list[bytes]]]:
         """The mailbox after each move in turn, on a platform that saves each at once, with that run's undo file."""
@@ -136,8 +140,8 @@ class Clean(HostTest):
         moved, undo = self.box.read_bytes(), self.undo.read_bytes()
         lines = undo.count(b"\n")
         for arguments, least in ((("--yes", "--undo-file", "undo.jsonl"), lines), (("--undo", "undo.jsonl"), MOVES)):
-            for file, call, times in (("undo.jsonl", "write", least), ("undo.jsonl", "fsync", 1), ("mailbox.json.new", "write", 1),
-                                      ("mailbox.json.new", "fsync", 1)):
+            for file, call, times in (("undo.jsonl", "write", least), ("undo.jsonl", "fsync", 1), ("mailbox.json.quorvel-new", "write", 1),
+                                      ("mailbox.json.quorvel-new", "fsync", 1)):
                 killed, nth = True, 0
                 while killed:
                     nth += 1
@@ -153,21 +157,21 @@ class Clean(HostTest):
 
     def test_not_saved(self) -> None:
         """The mailbox cannot be written: one sentence, exit status 2, and an undo file that says that nothing happened."""
-        (self.dir / "mailbox.json.new").mkdir()
+        (self.dir / "mailbox.json.quorvel-new").mkdir()
         before = self.box.read_bytes()
         self.clean(status=2)
         self.assertIn("quorvel: Nothing was moved: ", self.err)
         self.assertEqual((self.err.count("\n"), "items moved to" in self.out), (1, False), self.err)
         self.assertEqual(self.box.read_bytes(), before)
         self.assertEqual(json.loads(self.undo.read_text().splitlines()[-1])["end"], "nothing was saved")
-        (self.dir / "mailbox.json.new").rmdir()
+        (self.dir / "mailbox.json.quorvel-new").rmdir()
         self.assertIn("0 items put back", self.run_program("clean", "--undo", "undo.jsonl", status=0))
         self.clean()
         moved = self.box.read_bytes()
-        (self.dir / "mailbox.json.new").mkdir()
+        (self.dir / "mailbox.json.quorvel-new").mkdir()
         self.assert_refused("clean", "--undo", "undo.jsonl", because="Nothing was put back: ")
         self.assertEqual(self.box.read_bytes(), moved)
-        (self.dir / "mailbox.json.new").rmdir()
+        (self.dir / "mailbox.json.quorvel-new").rmdir()
         self.run_program("clean", "--undo", "undo.jsonl", status=0)
         self.assert_as_before("an undo that could be saved")
 
@@ -177,9 +181,9 @@ class Clean(HostTest):
         inbox, old = (f["items"] for f in self.read()["stores"][0]["root"]["folders"][:2])
         cases = (
             ("a duplicate changed", {2}, [], 3, "left alone: Minutes in Mailbox/Inbox#2 changed since the scan"),
-            ("a kept copy changed", {3}, [], 3, "left alone: Rope in Mailbox/Inbox#3 changed since the scan: its duplicates stay"),
+            ("a kept copy changed", {3}, [], 3, "left alone: Rope in Mailbox/Old#2 stays: the copy that is kept changed since the scan"),
             ("a duplicate is gone", set(), [7], 3, "left alone: Rope in Mailbox/Old#3 is not there any more"),
-            ("all changed", {1, 3, 8}, [], 2, "its duplicates stay"),
+            ("all changed", {1, 3, 8}, [], 2, "stays: the copy that is kept changed"),
         )
         for what, changed, gone, status, said in cases:
             with self.subTest(what):
@@ -201,9 +205,10 @@ class Clean(HostTest):
     def test_reports_that_contradict_themselves(self) -> None:
         report = self.report()
         minutes, rope = (next(g for g in report["groups"] if g["keep"]["title"] == title) for title in ("Minutes", "Rope"))
-        turned = {**minutes, "keep": minutes["duplicates"][0], "duplicates": [minutes["keep"], *minutes["duplicates"][1:]]}
+        moved = {"fate": "move", "losses": []}
+        turned = {**minutes, "keep": minutes["duplicates"][0], "duplicates": [{**minutes["keep"], **moved}, *minutes["duplicates"][1:]]}
         lower = {**rope, "keep": {**rope["keep"], "entryId": rope["keep"]["entryId"].lower()}, "duplicates": []}
-        chained = {**rope, "duplicates": [lower["keep"]], "keep": minutes["keep"]}
+        chained = {**rope, "duplicates": [{**lower["keep"], **moved}], "keep": minutes["keep"]}
         for what, groups in (("a group turned round", [minutes, turned]), ("a kept item is moved by another group", [chained, rope]),
                              ("one item twice", [minutes, minutes])):
             with self.subTest(what):
@@ -212,6 +217,40 @@ class Clean(HostTest):
                 (self.dir / "edited.json").write_text(json.dumps({**report, "groups": groups}))
                 self.assert_refused("clean", "--from", "edited.json", "--yes", because="contradicts itself")
                 self.assertEqual(self.box.read_bytes(), before)
+
+    def test_edited_reports_move_what_is_certain(self) -> None:
+        """Each duplicate is held against the kept copy once more, by all that makes a scan move it."""
+        box = json.loads(json.dumps(BOX))
+        inbox = box["stores"][0]["root"]["folders"][0]["items"]
+        for item, more in ((inbox[4], {"10F4000B": True}), (inbox[5], {"00360003": 2})):  # each of the buoys has something of its own
+            item["properties"].update(more)
+        inbox.append(mail(12, subject="Rope", properties={KEY: "BBBB"}, attachments=[attachment("a.txt", "AAAA")]))
+        self.write(box)
+        report = self.report()
+        places = {(group["keep"]["title"], i): item for group in report["groups"] for i, item in enumerate(group["duplicates"])}
+        alone, attached = ({**places["Minutes", 0], "entryId": f"{0xC1000000 + n:016X}", "modified": f"2024-03-04T09:00:{s:02}.0000000Z"}
+                           for n, s in ((4, 4), (12, 0)))
+        for what, title, item, said in (
+            ("an item of its own", "Minutes", alone, "is no duplicate of the copy that is kept"),
+            ("a mail with an attachment", "Rope", attached, "is no duplicate of the copy that is kept"),
+            ("what would be lost is left out", "Buoy", {**places["Buoy", 0], "fate": "move", "losses": []}, "holds what the kept copy lacks: "),
+            ("an identifier in another form", "Minutes", {**places["Minutes", 0], "entryId": places["Minutes", 0]["entryId"] + "0"}, None),
+            ("no word on what becomes of it", "Minutes", {k: v for k, v in places["Minutes", 0].items() if k != "fate"}, None),
+        ):
+            with self.subTest(what):
+                groups = [{**group, "duplicates": [item]} for group in report["groups"] if group["keep"]["title"] == title]
+                (self.dir / "edited.json").write_text(json.dumps({**report, "groups": groups}))
+                self.run_program("clean", "--from", "edited.json", "--yes", status=2)
+                self.assertIn(said or "is no JSON report", self.out + self.err)
+                self.assert_as_before(what, box)
+        # The copy that is kept would stand among the duplicates.
+        self.assertIn("is where it would be moved to", self.clean("--from", "r.json", "--to", "Inbox", status=2))
+        self.assert_as_before("moving to where the kept copies are", box)
+        for arguments, because in ((("--from", "r.json", "--protect", "Old"), "--protect belongs to the scan"),
+                                   (("--undo", "undo.jsonl", "--to", "Old"), "--to does not go with it"),
+                                   (("--to", "  "), "no name for a folder"), (("--to", "a\x1b[2J"), "no name for a folder")):
+            self.assert_refused("clean", "--yes", *arguments, because=because)
+        self.assert_as_before("options that do not go together", box)
 
     def test_bad_files_move_nothing(self) -> None:
         report = self.report()

@@ -37,6 +37,9 @@ class Output(HostTest):
                 self.run_program(*arguments, "--output", "out", "--force", status=status)
                 self.run_program(*arguments, "--output", "out", status=status)
                 self.assertNotEqual(self.file.read_bytes(), MINE)
+        self.file.write_bytes(b"\xef\xbb\xbf" + MINE)  # as an editor writes it, and as logs begin
+        self.assert_refused("folders", "--log", "out", because="is no log.")
+        self.assertEqual(self.file.read_bytes(), b"\xef\xbb\xbf" + MINE)
         self.assertEqual(sorted(path.name for path in self.dir.iterdir()), ["mailbox.json", "out"], "nothing is left beside")
 
     def test_an_input_is_never_written(self) -> None:

@@ -2,9 +2,13 @@
 
 from __future__ import annotations
 
+import json
+import os
+import shutil
 import unittest
+import unittest.mock
 
-from support import (BODY, HostTest, attachment, contact, folder, inventory, mail, mailbox)
+from support import (BIN, BODY, HostTest, attachment, contact, folder, inventory, mail, mailbox)
 
 FLAGS, STATUS, FLAG, VERB, ARRIVED = "0E070003", "0E170003", "10900003", "10810003", "0E060040"
 CATEGORIES = "{00020329-0000-0000-C000-000000000046}:Keywords:101F"
@@ -171,6 +175,12 @@ class WhatIsLost(HostTest):
         self.run_program("scan", "--keep", "first", "--format", "html", "--output", "r.html", status=1)
         self.assertIn("Notes: <b>Met in Oslo</b>; the kept copy has Met", (self.dir / "r.html").read_text(encoding="utf-8"))
 
+    def test_recipients_that_the_kept_copy_lacks(self) -> None:
+        """Among similar items what one of them lacks does not count, and goes with the other all the same."""
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(1, recipients=[]), mail(2)])))
+        duplicate = self.scan("--algorithm", "similar", "--keep", "first", status=1)["groups"][0]["duplicates"][0]
+        self.assertEqual([(loss["property"], loss["value"]) for loss in duplicate["losses"]], [("Recipients", "To Bob <bob@example.org>")])
+
     def test_the_richer_copy_stays_by_itself(self) -> None:
         report = self.scan(status=1)
         left = {group["keep"]["number"]: group["duplicates"][0]["losses"] for group in report["groups"] if group["duplicates"][0]["losses"]}
@@ -203,6 +213,27 @@ class Verified(HostTest):
         report = self.scan("--definitions", "d.json", status=1)
         self.assertEqual(self.groups(report), [["Inbox#1", "Inbox#3"]])
         self.assertEqual([item["number"] for item in report["scans"][0]["unreadable"]], [2])
+
+    def test_what_fails_to_be_read_at_one_time_alone(self) -> None:
+        """Bodies that differ, or do not, of which reading number n fails, once or twice: no other ever becomes a duplicate."""
+        (self.dir / "bin").mkdir()
+        for name in ("quorvel.exe", "Quorvel.dll", "definitions"):
+            (self.dir / "bin" / name).symlink_to(BIN / name)
+        shutil.copy(BIN / "faulty_mailbox.dll", self.dir / "bin" / "qvmailbox.dll")
+        self.bin = self.dir / "bin"
+        (self.dir / "d.json").write_text('{"kind": "mail", "algorithm": "similar", "properties": ['
+                                         '{"property": "Mail.Subject"}, {"property": "Mail.Body"}]}')
+        seen = set()
+        for other in ("All absent.", "All present.\r\n"):
+            self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(1), mail(2, body=other)])))
+            for nth, times in ((1, 1), (2, 1), (3, 1), (4, 1), (5, 1), (6, 1), (1, 2), (2, 2), (3, 2), (1, 99)):
+                with self.subTest(body=other, nth=nth, times=times), \
+                        unittest.mock.patch.dict(os.environ, QUORVEL_TEST_FAULT=f"IMAPIProp::OpenProperty 1000001F {nth} {times}"):
+                    report = json.loads(self.run_program("scan", "--definitions", "d.json", "--format", "json", status=None))
+                    groups, unreadable = self.groups(report), [item["number"] for item in report["scans"][0]["unreadable"]]
+                    seen.add(bool(unreadable))
+                    self.assertEqual(groups, [] if unreadable or other == "All absent." else [["Inbox#1", "Inbox#2"]])
+        self.assertEqual(seen, {True, False}, "no fault strikes, or each")
 
     def test_a_group_holds_only_copies_of_the_one_that_stays(self) -> None:
         """Similar items: the first and the last equal the one between, and not one another."""

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import json
 import os
 import pty
 import signal
@@ -22,13 +23,21 @@ class Terminal(HostTest):
     def test_no_text_of_a_mailbox_acts(self) -> None:
         name = "In" + ACTING + "box"
         self.write(mailbox(
-            folder(1, name, "IPF.Note", [mail(1, subject="A" + ACTING), mail(2, subject="A" + ACTING)]),
+            folder(1, name, "IPF.Note", [mail(1, subject="A" + ACTING), mail(2, subject="A" + ACTING, properties={
+                "{00020329-0000-0000-C000-000000000046}:" + ACTING + ":001F": ACTING})]),
             folder(2, "People", "IPF.Contact", [contact(n, "Hale", "Ann" + ACTING, properties={NAME: "Ann" + ACTING}) for n in range(2)])))
         self.run_program("scan", "--format", "json", "--output", "r.json", status=1)
+        moved = {name: ACTING for name in ("entryId", "searchKey", "title", "folder", "folderId", "targetFolderId")} | {"storeId": "00000000A1A2A3A4"}
+        (self.dir / "old.jsonl").write_text('{"format":"quorvel-undo","version":1}\n' + json.dumps({"move": moved}) + "\n")
+        both = [f"{0xC1000000 + n:016X}" for n in (1, 2)]
         for arguments, status in ((("scan",), 1), (("scan", "--near"), 1), (("folders",), 0), (("similar",), 1), (("clean",), 0),
-                                  (("clean", "--from", "r.json"), 0), (("scan", "--format", "html"), 1)):
+                                  (("clean", "--from", "r.json"), 0), (("scan", "--format", "html"), 1), (("scan", "--keep", "first"), 1),
+                                  (("compare", *both, "--format", "json"), 0), (("clean", "--undo", "old.jsonl"), 2),
+                                  (("scan", "--prefer", ACTING), 2)):
             with self.subTest(arguments=arguments):
-                out = self.run_program(*arguments, status=status)
+                out = self.run_program(*arguments, status=status) + self.err
+                if "compare" in arguments:
+                    self.assertEqual(json.loads(out)["rows"][0]["values"], ["A" + ACTING] * 2, "the values as they are")
                 self.assertIn("\ufffd", out)
                 acting = {f"U+{ord(c):04X}" for c in out if c in ACTING and c not in " 231mJ[" or "\x80" <= c <= "\x9f"}
                 self.assertEqual(acting, set(), "characters that act on the terminal")
@@ -76,7 +85,7 @@ class Terminal(HostTest):
                 out, err = process.communicate(timeout=120)
                 self.assertEqual((process.returncode, out), (130, b""), err)
                 self.assertEqual(err.strip(), b"quorvel: interrupted")
-                self.assertFalse((self.dir / "r.txt").exists())
+                self.assertEqual([path.name for path in self.dir.iterdir()], ["mailbox.json"], "left behind")
 
 
 if __name__ == "__main__":

@@ -334,7 +334,7 @@ class FileTest : public testing::Test {
     }
     ~FileTest() override {
         mapi::Uninitialize();
-        for (const wchar_t* end : {L"", L".new", L".lock"}) DeleteFileW((m_path + end).c_str());
+        for (const wchar_t* end : {L"", L".quorvel-new", L".lock"}) DeleteFileW((m_path + end).c_str());
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", nullptr);
     }
     void Write(const std::string& text) { std::ofstream(m_path.c_str(), std::ios::binary) << text; }
@@ -398,7 +398,7 @@ TEST_F(FileTest, IsWrittenByLogoffAndByTheStoresSaveAndNotWithoutAChange) {
     EXPECT_EQ(Read().find("\"Two\""), std::string::npos) << "another session is on still";
     second = nullptr;
     EXPECT_NE(Read().find("\"Two\""), std::string::npos) << "released without Logoff";
-    EXPECT_FALSE(Exists(L".new"));
+    EXPECT_FALSE(Exists(L".quorvel-new"));
 }
 
 TEST_F(FileTest, RefusesWhatItCannotUseAndLeavesItAlone) {
@@ -560,17 +560,17 @@ TEST_F(FileTest, IsOnlyReadWhereNothingCanBeWrittenBesideIt) {
 TEST_F(FileTest, AFailedWriteLeavesTheOldFileAndCanBeRepeated) {
     Write(OneItem(""));
     const std::string old = Read();
-    std::ofstream((m_path + L".new").c_str()) << "half of a mailb";
+    std::ofstream((m_path + L".quorvel-new").c_str()) << "half of a mailb";
     ComPtr<IMAPISession> session;
     ASSERT_EQ(Logon(session), S_OK);
-    EXPECT_FALSE(Exists(L".new")) << "what a killed process left behind";
+    EXPECT_FALSE(Exists(L".quorvel-new")) << "what a killed process left behind";
     const ComPtr<IMsgStore> store = OpenStore(session.Get());
     ASSERT_EQ(MakeFolder(store.Get(), L"New"), S_OK);
-    CreateDirectoryW((m_path + L".new").c_str(), nullptr);
+    CreateDirectoryW((m_path + L".quorvel-new").c_str(), nullptr);
     EXPECT_EQ(store->SaveChanges(0), MAPI_E_DISK_ERROR);
     EXPECT_NE(mailbox::LastError().find(L"cannot be written"), std::wstring::npos);
     EXPECT_EQ(Read(), old);
-    RemoveDirectoryW((m_path + L".new").c_str());
+    RemoveDirectoryW((m_path + L".quorvel-new").c_str());
     EXPECT_EQ(store->SaveChanges(0), S_OK);
     EXPECT_NE(Read().find("\"New\""), std::string::npos);
 }

@@ -1,0 +1,122 @@
+#include "host/clean_plan.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include <nlohmann/json.hpp>
+
+#include "host/text.h"
+
+namespace host {
+
+namespace {
+
+using nlohmann::json;
+
+// An identifier in the one form that reports have: another one of the same item would hide that they are one.
+std::string IdOf(const json& object, const char* member) {
+    std::string id = object.at(member).get<std::string>();
+    for (char& c : id) {
+        if (c >= 'a' && c <= 'f') c = static_cast<char>(c - 'a' + 'A');
+    }
+    if (id.empty() || id.size() % 2 != 0 || id.find_first_not_of("0123456789ABCDEF") != std::string::npos)
+        throw std::out_of_range(member);
+    return id;
+}
+
+PlannedItem ItemFromJson(const json& object) {
+    PlannedItem item;
+    item.folder = OneLine(object.at("folder").get<std::string>()) + "#" +
+                  std::to_string(object.at("number").get<unsigned>());
+    item.title = OneLine(object.at("title").get<std::string>());
+    item.modified = object.at("modified").get<std::string>();
+    item.entryId = IdOf(object, "entryId");
+    item.folderId = IdOf(object, "folderId");
+    item.storeId = IdOf(object, "storeId");
+    return item;
+}
+
+PlannedItem DuplicateFromJson(const json& object) {
+    PlannedItem item = ItemFromJson(object);
+    item.fate = FateOf(object.at("fate").get<std::string>());
+    for (const json& loss : object.at("losses")) {
+        item.losses.push_back({OneLine(loss.at("property").get<std::string>()),
+                               OneLine(loss.at("value").get<std::string>()),
+                               OneLine(loss.at("kept").get<std::string>())});
+    }
+    return item;
+}
+
+size_t DefinitionsOf(const TPlan& plan, const Kind kind) {
+    for (size_t i = 0; i < plan.definitions.size(); ++i) {
+        if (plan.definitions[i].kind == kind) return i;
+    }
+    throw std::out_of_range("kind");
+}
+
+}  // namespace
+
+std::string WhyItStays(const PlannedItem& item) {
+    return WhyItStays(item.fate, item.losses);
+}
+
+TPlan PlanOf(const ScanResult& result) {
+    const auto planned = [&](const Group& group, size_t index) {
+        const Item& item = result.items[group.items[index]];
+        const Folder& folder = result.catalog.folders[item.folder];
+        return PlannedItem{Place(result.catalog, item),
+                           item.title,
+                           IsoTime(item.modified),
+                           item.entryId,
+                           folder.entryId,
+                           result.catalog.stores[folder.store].entryId,
+                           group.fates[index].fate,
+                           group.fates[index].losses};
+    };
+    TPlan plan;
+    for (const KindScan& scan : result.scans) plan.definitions.push_back(scan.definitions);
+    for (const Group& group : result.groups) {
+        PlannedGroup one{group.scan, planned(group, 0), {}};
+        for (size_t i = 1; i < group.items.size(); ++i) one.duplicates.push_back(planned(group, i));
+        plan.groups.push_back(std::move(one));
+    }
+    plan.isVerified = true;
+    plan.sentCopies = result.policy.sentCopies;
+    return plan;
+}
+
+TPlan PlanFromReport(const std::string& path) {
+    std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
+    if (!stream) throw Failure("The report \"" + path + "\" cannot be read.");
+    try {
+        const json report = json::parse(stream);
+        if (report.at("format") != "quorvel-report" || report.at("version") != 2)
+            throw std::out_of_range("format");
+        TPlan plan;
+        plan.allowLoss = report.at("policy").at("allowLoss").get<bool>();
+        plan.sentCopies = report.at("policy").at("sentCopies").get<bool>();
+        for (const json& scan : report.at("scans"))
+            plan.definitions.push_back(ParseDefinitions(path, scan.at("definitions").dump()));
+        for (const json& group : report.at("groups")) {
+            PlannedGroup one{DefinitionsOf(plan, KindOf(group.at("kind").get<std::string>())),
+                             ItemFromJson(group.at("keep")),
+                             {}};
+            for (const json& item : group.at("duplicates")) one.duplicates.push_back(DuplicateFromJson(item));
+            plan.groups.push_back(std::move(one));
+        }
+        return plan;
+    } catch (const std::exception&) {
+        throw Failure("\"" + path + "\" is no JSON report of a scan by this version, or was changed.");
+    }
+}
+
+void AllowLoss(TPlan& plan) {
+    plan.allowLoss = true;
+    for (PlannedGroup& group : plan.groups) {
+        for (PlannedItem& item : group.duplicates) {
+            if (item.fate == EFate::Loss) item.fate = EFate::Move;
+        }
+    }
+}
+
+}  // namespace host

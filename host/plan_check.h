@@ -1,0 +1,49 @@
+#pragma once
+// What the items of a plan are now: before one is moved it is seen that it, and the copy that stays, still are what
+// the scan saw, and duplicates of one another.
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "host/clean_plan.h"
+#include "host/item_values.h"
+
+namespace host {
+
+/// An item now, against what the scan saw.
+struct TLook {
+    std::string why;  // it is something else; empty when it is the same
+    std::string searchKey;
+    std::string identity;  // the same for two forms of one item's identifier
+};
+
+class CPlanCheck {
+  public:
+    /// Both outlive the check. target: the folder, beside a store's others, that duplicates go to. Throws Failure
+    /// when a store of the plan is none of the session's.
+    CPlanCheck(IMAPISession* session, const TPlan& plan, const std::string& target);
+    CPlanCheck(const CPlanCheck&) = delete;
+    CPlanCheck& operator=(const CPlanCheck&) = delete;
+
+    TLook Look(const PlannedItem& item);
+    /// Why this is not moved for the copy that its group keeps; empty when it is. A plan that this run has not
+    /// verified is held to all that makes a scan call two items duplicates and move one; `isAgain`, when its turn
+    /// has come: to a search of the two.
+    std::string WhyNot(const PlannedGroup& group, const PlannedItem& item, bool isAgain);
+
+  private:
+    std::optional<Item> Find(const PlannedItem& item);
+    std::string WhyNotByScan(const Definitions& definitions, const Item& kept, const Item& item);
+
+    const TPlan& m_plan;
+    Catalog m_catalog;
+    TBookkeeping m_bookkeeping;
+    CItemReader m_reader;
+    std::map<std::pair<std::string, std::string>, std::optional<size_t>>
+        m_folders;               // by store and identifier
+    std::set<size_t> m_targets;  // folders that duplicates go to, with those below
+};
+
+}  // namespace host

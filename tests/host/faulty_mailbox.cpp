@@ -1,0 +1,17 @@
+// Quorvel Mailbox with one fault in its calls: QUORVEL_TEST_FAULT holds "METHOD TAG NTH TIMES", the tag in hexadecimal.
+
+#include <windows.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "mailbox/Platform.h"
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    const char* const text = std::getenv("QUORVEL_TEST_FAULT");
+    if (reason != DLL_PROCESS_ATTACH || !text) return TRUE;
+    mailbox::Fault fault;
+    std::istringstream(text) >> fault.method >> std::hex >> fault.tag >> std::dec >> fault.nth >> fault.times;
+    mailbox::calls::Fail(fault);
+    return TRUE;
+}
