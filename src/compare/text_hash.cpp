@@ -115,6 +115,8 @@ uint16_t Pair(unsigned char first, unsigned char second) {
 
 /// What a locale's texts are hashed by. It does not change once others can see it.
 struct CTextHash::TWeights {
+    explicit TWeights(LCID ofLocale) : locale(ofLocale) {}
+
     const LCID locale;
     // Of each ASCII character the first that has the same weights; 0: it counts for nothing.
     std::array<uint16_t, kAscii> numbers{};
