@@ -96,15 +96,25 @@ constexpr struct {
     const char* name;
     ERole role;
 } kRoleNames[] = {
-    {"Inbox", ERole::Inbox},           {"Sent", ERole::Sent},
-    {"Sent Items", ERole::Sent},       {"Sent Mail", ERole::Sent},
-    {"Sent Messages", ERole::Sent},    {"Archive", ERole::Archive},
-    {"Archives", ERole::Archive},      {"Drafts", ERole::Drafts},
-    {"Outbox", ERole::Outbox},         {"Junk", ERole::Junk},
-    {"Junk E-mail", ERole::Junk},      {"Junk Email", ERole::Junk},
-    {"Junk Mail", ERole::Junk},        {"Spam", ERole::Junk},
-    {"Deleted Items", ERole::Deleted}, {"Deleted Messages", ERole::Deleted},
-    {"Trash", ERole::Deleted},         {"Bin", ERole::Deleted},
+    {"Inbox", ERole::Inbox},
+    {"Sent", ERole::Sent},
+    {"Sent Items", ERole::Sent},
+    {"Sent Mail", ERole::Sent},
+    {"Sent Messages", ERole::Sent},
+    {"Archive", ERole::Archive},
+    {"Archives", ERole::Archive},
+    {"Drafts", ERole::Drafts},
+    {"Outbox", ERole::Outbox},
+    {"Junk", ERole::Junk},
+    {"Junk E-mail", ERole::Junk},
+    {"Junk Email", ERole::Junk},
+    {"Junk Mail", ERole::Junk},
+    {"Spam", ERole::Junk},
+    {"Deleted", ERole::Deleted},
+    {"Deleted Items", ERole::Deleted},
+    {"Deleted Messages", ERole::Deleted},
+    {"Trash", ERole::Deleted},
+    {"Bin", ERole::Deleted},
 };
 
 // The folders with a role that a store names by their identifiers. Drafts and junk are named on the inbox
