@@ -291,13 +291,18 @@ def perform(task: Task, spool: Spool, local: tzinfo) -> Outcome:
 
 def _data_file(source: Source, outcome: Outcome, spool: Spool) -> Any:
     from . import data_files
+    from .pff import PffError
 
     def keep(kind: ItemKind, item: dict[str, Any]) -> int:
         outcome.items.append((KINDS[kind], *spool.add(item_text(item))))
         return len(outcome.items) - 1
 
-    reader = data_files.Reader(source.path, source.place, outcome.report, keep, {p.SOURCE_PATH: source.path})
-    return reader.store(os.path.splitext(os.path.basename(source.path))[0])
+    try:
+        reader = data_files.Reader(source.path, source.place, outcome.report, keep, {p.SOURCE_PATH: source.path})
+        return reader.store(os.path.splitext(os.path.basename(source.path))[0])
+    except PffError as error:
+        outcome.report.problem(source.place, f"damaged: {error}")
+        return None
 
 
 class Spool:

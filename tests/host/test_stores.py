@@ -8,6 +8,7 @@ import unittest
 
 from support import CLASS, NAME, ROOT, SAMPLES, SUBJECT, HostTest, folder, mailbox
 
+DATA = ROOT.parent / "shared" / "data"
 SET = "{00062002-0000-0000-C000-000000000046}"
 START, DURATION, PLACE = f"{SET}:0x820D:0040", f"{SET}:0x8213:0003", f"{SET}:0x8208:001F"
 
@@ -58,6 +59,33 @@ class Stores(HostTest):
         across = [group["keep"]["title"] for group in self.scan("--kind", "appointment", status=1)["groups"]
                   if any("Archive" in item["folder"].split("/")[0] for item in [group["keep"], *group["duplicates"]])]
         self.assertEqual(across, ["Safety drill"], "the drill on Quay 3, and not the meeting in another place")
+
+    @unittest.skipUnless(DATA.is_dir(), "no real data beside the tree")
+    def test_a_data_file_and_message_files_by_their_named_properties(self) -> None:
+        """The groups are those of a sort by the values; the data file and the message files give the names other numbers."""
+        subprocess.run(["/usr/bin/python3", ROOT / "mailbox" / "import", "-q", "--output", self.box, DATA / "pst/account.ost",
+                        DATA / "msg"], stderr=subprocess.DEVNULL)  # fmt: skip
+        wanted: dict[tuple, list[str]] = {}
+
+        def sort(place: dict, path: str) -> None:
+            for number, item in enumerate(place.get("items", []), 1):
+                values = item["properties"]
+                if values.get(CLASS, "").startswith("IPM.Appointment") and "associated" not in item:
+                    key = tuple(values[f"{SET}:{name}"] for name in ("0x8213:0003", "0x8215:000B", "0x8223:000B"))
+                    wanted.setdefault(key, []).append(f"{path}#{number}")
+            for sub in place.get("folders", []):
+                sort(sub, f"{path}/{sub['properties'][NAME]}")
+
+        for store in self.read()["stores"]:
+            sort(store["root"], store["properties"][NAME])
+        groups = sorted(sorted(group) for group in wanted.values() if len(group) > 1)
+        self.assertGreaterEqual(sum({"account", "Imported files"} == {place.split("/")[0] for place in group} for group in groups), 3)
+        definition = self.dir / "three.json"
+        definition.write_text(json.dumps({"kind": "appointment", "algorithm": "identical", "keep": "most-filled", "properties": [
+            {"property": f"Appointment.{name}", "method": "exact"} for name in ("Duration", "AllDayEvent", "IsRecurring")]}))
+        found = self.scan("--kind", "appointment", "--definitions", str(definition), status=1)["groups"]
+        places = [sorted(f"{item['folder']}#{item['number']}" for item in [group["keep"], *group["duplicates"]]) for group in found]
+        self.assertEqual(sorted(places), groups)
 
     def test_contacts_of_one_identifier_are_not_taken_for_one(self) -> None:
         contact = {"id": "00000000E2000001", "properties": {CLASS: "IPM.Contact", "3A06001F": "Ann", "3A11001F": "Lee",

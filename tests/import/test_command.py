@@ -160,6 +160,39 @@ class Folders(Tree):
         self.assertEqual(item["0E060040"], "2024-03-04T13:00:00Z")
         self.assertIn("no mbox file", run(self.top / "bad.mbox").stderr)
 
+    def test_a_mail_programs_profile(self) -> None:
+        envelope, status = "From - Mon Mar  4 13:00:00 2024\n", "X-Mozilla-Status: {}\nFrom: b@example.org"
+        expunged, read = (MAIL.replace("From: a@example.org", status.format(bits)) for bits in ("0009", "0001"))
+        self.put_all({
+            "p/prefs.js": "", "p/abook.sqlite": "x", "p/logins.json": "{}", "p/extensions/readme.eml": MAIL.format("not a mail of theirs"),
+            "p/Mail/Local Folders/Inbox": envelope + read.format("one") + "\n" + envelope + expunged.format("gone"),
+            "p/Mail/Local Folders/Inbox.msf": "index", "p/Mail/Local Folders/Empty": "", "p/Mail/Local Folders/Empty.msf": "index",
+            "p/Mail/Local Folders/Inbox.sbd/Work": envelope + MAIL.format("two"), "p/Mail/Local Folders/Inbox.sbd/Work.msf": "",
+            "p/Mail/Local Folders/Inbox.sbd/Work.sbd/Deep": envelope + MAIL.format("three"),
+            "p/ImapMail/mail.example.org/INBOX": envelope + MAIL.format("four"),
+        })  # fmt: skip
+        local = "p/Mail/Local Folders/Inbox"
+        self.assertEqual(subjects(self.mailbox(self.top / "p")), {local: ["one"], f"{local}/Work": ["two"],
+                         f"{local}/Work/Deep": ["three"], "p/ImapMail/mail.example.org/INBOX": ["four"]})  # fmt: skip
+        told = run(self.top / "p").stderr
+        self.assertIn("deleted in their mail program, which still keeps them: 1\n", told)
+
+    def test_mails_with_flags_behind_them(self) -> None:
+        text = MAIL.format("x")
+        table = [("read and answered", f"{len(text)}\n{text}<key>flags</key>\n\t<integer>5</integer>", 1),
+                 ("unread", f"{len(text)}  \n{text}<key>flags</key><integer>0</integer>", 0),
+                 ("a draft", f"{len(text)}\n{text}<key>flags</key><integer>65</integer>", 9),
+                 ("no flags", f"{len(text)}\n{text}", 1)]  # fmt: skip
+        for what, data, flags in table:
+            with self.subTest(what):
+                self.put_all({"1.emlx": data})
+                (item,) = self.mailbox(self.top / "1.emlx")["stores"][0]["root"]["folders"][0]["items"]
+                self.assertEqual((item["properties"]["0E070003"], item["properties"]["1000001F"]), (flags, "body\r\n"))
+        for what, data, told in (("no length", text, "no .emlx file"), ("cut", f"999\n{text}", "the mail is cut short")):
+            with self.subTest(what):
+                self.put_all({"1.emlx": data})
+                self.assertIn(told, run(self.top / "1.emlx").stderr)
+
     def test_special_folders(self) -> None:
         self.put_all({"Inbox/a.eml": MAIL.format("a"), "Sent Items/b.eml": MAIL.format("b")})
         store = self.mailbox(self.top / "Inbox", self.top / "Sent Items")["stores"][0]

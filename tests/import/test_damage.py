@@ -16,6 +16,15 @@ from importer import reading
 from importer.model import Report, Source
 
 
+def overwritten(data: bytes, chance: random.Random) -> bytes:
+    """A big file with bytes changed in many places, and now and then cut."""
+    out = bytearray(data)
+    for _ in range(chance.choice((5, 50, 500))):
+        start = chance.randrange(len(out) - 8)
+        out[start : start + chance.choice((1, 4, 8))] = chance.choice((b"\0", b"\xff" * 4, b"\x01", chance.randbytes(8)))
+    return bytes(out[: chance.randrange(len(out))] if chance.random() < 0.2 else out)
+
+
 def damaged(data: bytes, chance: random.Random) -> bytes:
     """A few cuts, doubled pieces and changed bytes; the bytes that formats turn on are the likeliest."""
     out = bytearray(data)
@@ -53,7 +62,7 @@ class Damage(unittest.TestCase):
         """Nothing but what is damaged is lost, and no guard is needed to hold the import together."""
         table = [("mail", SAMPLES, "*.eml", 1000), ("emlx", SAMPLES, "*.eml", 200), ("mbox", SAMPLES, "*.mbox", 200),
                  ("contacts", SAMPLES, "*.vcf", 700), ("calendar", SAMPLES, "*.ics", 700),
-                 ("message", DATA, "*.msg", 300 if DATA.is_dir() else 0)]  # fmt: skip
+                 ("message", DATA, "*.msg", 300 if DATA.is_dir() else 0), ("data", DATA, "*.[op]st", 6 if DATA.is_dir() else 0)]  # fmt: skip
         chance = random.Random(20240304)
         with tempfile.NamedTemporaryFile() as file:
             for kind, top, pattern, rounds in table:
@@ -61,7 +70,10 @@ class Damage(unittest.TestCase):
                 for turn in range(rounds):
                     path = files[turn % len(files)]
                     data = path.read_bytes()
-                    data = damaged(b"%d\n%s" % (len(data), data) if kind == "emlx" else data, chance)
+                    if kind == "data":
+                        data = overwritten(data, chance)
+                    else:
+                        data = damaged(b"%d\n%s" % (len(data), data) if kind == "emlx" else data, chance)
                     pathlib.Path(file.name).write_bytes(data)
                     source = Source(file.name, path.name, kind, len(data))
                     for task in reading.tasks_of(0, source, Report()):
