@@ -88,8 +88,6 @@ class CCmpData {
     void Find(const TCompareContext& context, TFiling& filing);
     /// Files it there, with nothing filed since.
     void File(uint32_t item, const TFiling& filing) noexcept;
-    /// So many items, the first ones, are empty in a property to which none was added.
-    void SetEmpty(uint32_t nItems) { m_empties.assign(nItems, true); }
     /// Takes the item that was filed last out, wherever it is.
     void Remove(uint32_t item);
 

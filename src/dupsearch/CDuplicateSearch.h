@@ -66,9 +66,14 @@ class CDuplicateSearch {
     void CopyFieldValue(const TOriginalDefinition& original);
     void CopyDefinitions(const TComparyProps* props);
 
-    // Adding (intake.cpp). Only the last step changes the search, and it cannot fail.
+    // Names that come in late (late_names.cpp).
     bool SettleNames(const char* entryId, const CItemReader::TOpened& opened);
     void BringIn(size_t store);
+    void FileAllIn(CCmpData& data);
+    std::optional<SPropValue> ValueOfMissing(TItem& item, const TComparyProp& definition);
+    void TakeFieldBack();
+
+    // Adding (intake.cpp). Only the last step changes the search, and it cannot fail.
     bool Read(TAddedItem& added);
     bool ReadPlain(TAddedItem& added);
     bool ReadDerived(TAddedItem& added);

@@ -128,10 +128,10 @@ void CMatching::FindEquals(std::vector<uint32_t>& equals) {
     if (!any) equals.clear();
 }
 
-void CMatching::AddEmptyProperties(int nGroups) {
+void CMatching::AddProperties(int nGroups) {
     const size_t before = m_profiles.Properties();
     m_nGroups = nGroups;
-    m_profiles.AddEmptyProperties();
+    m_profiles.AddProperties();
     for (size_t p = before; p < m_compareData.size(); ++p) {
         if (m_compareData[p]->IsRange()) m_ranges.push_back(p);
     }

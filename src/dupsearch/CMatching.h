@@ -39,8 +39,9 @@ class CMatching {
     /// The item takes its place among the others.
     void Append() noexcept;
 
-    /// Properties came in at the end, which are empty for all items so far; the groups were numbered anew.
-    void AddEmptyProperties(int nGroups);
+    /// Properties of single values came in at the end, in which all items of a profile are filed alike; the groups
+    /// were numbered anew.
+    void AddProperties(int nGroups);
 
     const CProfiles& Profiles() const { return m_profiles; }
 

@@ -80,7 +80,7 @@ void CProfiles::AddProfile(const States& states) noexcept {
     List(profile, states);
 }
 
-void CProfiles::AddEmptyProperties() {
+void CProfiles::AddProperties() {
     constexpr size_t kBucketsOfAHead = kMostBuckets + 2;
     const size_t before = Properties(), now = m_compareData.size();
     States states;
@@ -94,20 +94,32 @@ void CProfiles::AddEmptyProperties() {
             m_profiles.Find(CTuples::Hash(old), [&](uint32_t other) { return other == profile; }) == profile;
         const size_t first = states.size();
         states.insert(states.end(), old.begin(), old.end() - 1);
-        states.resize(first + now, kEmpty);
+        for (size_t p = before; p < now; ++p) {
+            const uint32_t node = m_compareData[p]->Tree().NodeOf(First(profile));
+            states.push_back(node == ::kNone ? kEmpty : node);
+        }
         states.push_back(old.back());
         // One that no other item joins is found by nobody.
         if (isKnown) profiles.Enter(CTuples::Hash(std::span(states).subspan(first)), profile);
     }
     MakeRoom(m_cells, m_cells.size() + (now - before) * m_count);
-    MakeRoom(m_buckets, m_buckets.size() + (now - before) * kBucketsOfAHead);
     m_nodeHeads.resize(now);
+    size_t heads = 0;
+    for (size_t p = before; p < now; ++p) {
+        const uint32_t nodes = m_compareData[p]->Tree().NodeLimit();
+        MakeRoom(m_nodeHeads[p], nodes);
+        heads += 1 + nodes;
+    }
+    MakeRoom(m_buckets, m_buckets.size() + heads * kBucketsOfAHead);
     m_emptyHeads.resize(now, kNone);
     m_states = std::move(states);
     m_profiles = std::move(profiles);
     for (uint32_t profile = 0; profile < m_count; ++profile) {
         const uint64_t filled = FilledOf(profile);
-        for (size_t p = before; p < now; ++p) ListAt(m_emptyHeads[p], profile, filled);
+        for (size_t p = before; p < now; ++p) {
+            const uint32_t node = State(profile, p);
+            ListAt(node == kEmpty ? m_emptyHeads[p] : HeadOf(p, node), profile, filled);
+        }
     }
 }
 

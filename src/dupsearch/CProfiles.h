@@ -35,8 +35,9 @@ class CProfiles {
     /// The same for one that no other item shall join, whatever its states.
     void AppendAlone(uint32_t item, const States& states) noexcept;
 
-    /// Properties came in at the end, which are empty for all items so far. Profiles keep their numbers.
-    void AddEmptyProperties();
+    /// Properties of single values came in at the end, in which all items of a profile are filed alike. Profiles
+    /// keep their numbers.
+    void AddProperties();
     size_t Properties() const { return m_emptyHeads.size(); }
 
     uint32_t Count() const { return m_count; }

@@ -25,6 +25,7 @@ struct TItem : TItemValues {
     short nODApntRecurIndex = -1;
     short nODApntAnnvrsryYear = -1;
     short nHasCRMID = -1;
+    short nAllDayLike = -1;  // asked for by definitions too
 
     bool bAsRead = false;                           // one value for each tag, all as the item has them
     std::forward_list<std::wstring> comparedTexts;  // what is compared in place of a text that was read

@@ -49,9 +49,9 @@ struct TPreparation {
 std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefinitions& definitions,
                                       const std::vector<unsigned>& rules, bool bGrouped);
 /// Takes in the definitions and what rules read of which this store is the first to know the names; definitions:
-/// as Prepare had them. The items before, so many, lack all this. False when there is nothing to take in.
-bool BringIn(TPreparation& preparation, size_t store, const CDefinitions& definitions, uint32_t nItems,
-             bool bGrouped);
+/// as Prepare had them. The items before lack all this, and are not filed yet in what came in. False when there is
+/// nothing to take in.
+bool BringIn(TPreparation& preparation, size_t store, const CDefinitions& definitions, bool bGrouped);
 
 /// Name of the n-th plain tag in log lines: its definition's key, or the fixed name of a rule's tag.
 std::wstring PlainTagName(const TPreparation& preparation, ULONG index);

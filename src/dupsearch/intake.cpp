@@ -77,7 +77,7 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
         g_Log.Error(kTag, "Number of props to compare = 0\n");
         return Refuse(storeId);
     }
-    TAddedItem added{item, message, {}};
+    TAddedItem added{item, message};
     if (!Read(added)) return Refuse(storeId);
     FindPlaces(added);
     TAddition addition;
@@ -96,36 +96,6 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     record.Stay();
     if (found) *found = addition.found ? 1 : 0;
     return 1;
-}
-
-/// Has the names of the item's store known, those too that no store before held. False when the store does not
-/// tell: values that cannot be asked for are not missing.
-bool CDuplicateSearch::SettleNames(const char* entryId, const CItemReader::TOpened& opened) {
-    const size_t store = opened.store->number;
-    const HRESULT hr = m_preparation->tags.Settle(opened.message.Get(), store);
-    if (hr == S_OK) {
-        BringIn(store);
-        return true;
-    }
-    g_Log.Error(kTag, "Quorvel_GetIDsFromNames returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
-                entryId);
-    return false;
-}
-
-/// All items so far are empty in what comes in, so that what was found of them stays as it is.
-void CDuplicateSearch::BringIn(size_t store) {
-    TPreparation& p = *m_preparation;
-    const size_t plain = p.plainTags.Count(), streams = p.streamTags.Count();
-    if (!::BringIn(p, store, m_definitions, m_items.Count(), m_bGrouped)) return;
-    m_matching->AddEmptyProperties(p.nGroups);
-    for (uint32_t i = 0; i < m_items.Count(); ++i) {
-        TItem& item = m_items[i];
-        if (!item.ValuesSizes) continue;
-        auto sizes = std::make_unique<ULONG[]>(p.plainTags.Count() + p.streamTags.Count());
-        std::copy_n(item.ValuesSizes.get(), plain, sizes.get());
-        std::copy_n(item.ValuesSizes.get() + plain, streams, sizes.get() + p.plainTags.Count());
-        item.ValuesSizes = std::move(sizes);
-    }
 }
 
 /// Reads an item and evaluates what it has for each compared property.

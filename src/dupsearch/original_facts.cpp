@@ -137,6 +137,7 @@ void CDuplicateSearch::CalcFieldValue(TItem& item, IMessage* message) {
         return;
     }
     definition.ulPropTag = m_preparation->tags.TagIn(item.store->number, definition.ulPropTag);
-    if (definition.ulPropTag == 0) return;
-    item.nHasFieldValue = HasFieldValue(m_items.Reader(), *item.store, message, definition, m_wanted) ? 1 : 0;
+    const bool has = definition.ulPropTag != 0 &&
+                     HasFieldValue(m_items.Reader(), *item.store, message, definition, m_wanted);
+    item.nHasFieldValue = has ? 1 : 0;
 }

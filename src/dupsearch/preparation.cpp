@@ -117,7 +117,7 @@ std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefin
     return prepared;
 }
 
-bool BringIn(TPreparation& p, size_t store, const CDefinitions& definitions, uint32_t nItems, bool bGrouped) {
+bool BringIn(TPreparation& p, size_t store, const CDefinitions& definitions, bool bGrouped) {
     if (!p.tags.BringIn(store)) return false;
     std::vector<bool> had(static_cast<size_t>(p.definitions.Count()));
     for (int i = 0; i < p.definitions.Count(); ++i)
@@ -126,12 +126,11 @@ bool BringIn(TPreparation& p, size_t store, const CDefinitions& definitions, uin
     for (int i = 0; i < p.definitions.Count(); ++i) {
         TComparyProp& definition = p.definitions[i];
         if (had[static_cast<size_t>(i)] || definition.ulPropTag == 0) continue;
-        if (!definition.bCompare) {
+        if (definition.bCompare) {
+            PrepareCompared(p, definition, bGrouped);
+        } else {
             PrepareOriginalOnly(p, definition);
-            continue;
         }
-        PrepareCompared(p, definition, bGrouped);
-        p.compareData.back()->SetEmpty(nItems);
     }
     BringInRuleTags(p);
     p.requests.clear();

@@ -81,23 +81,28 @@ constexpr ReadOverride kReadOverrides[] = {{PROP_ID(PR_MESSAGE_SIZE), OverrideMe
 
 /// Asks once for each item; a failed test is asked again, and counts as no.
 bool IsAllDayLike(TAddedItem& added) {
-    if (!added.allDayLike) {
-        int allDayLike = 0;
-        if (compare::AllDayEventLike(added.message, &allDayLike, TRUE, &added.item.store->names) != S_OK)
-            return false;
-        added.allDayLike = allDayLike;
+    TItem& item = added.item;
+    int allDayLike = 0;
+    if (item.nAllDayLike == -1 && added.message &&
+        compare::AllDayEventLike(added.message, &allDayLike, TRUE, &item.store->names) == S_OK) {
+        item.nAllDayLike = static_cast<short>(allDayLike);
     }
-    return *added.allDayLike != 0;
+    return item.nAllDayLike == 1;
+}
+
+bool IsAllDayLikeFlag(const TComparyProp& definition) {
+    return Overrides(definition, nameApntAllDay) &&
+           std::wcscmp(KeyOf(definition), L"Appointment.AllDayEventLike") == 0;
 }
 
 bool OverrideAllDayFlag(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
     if (std::wcscmp(KeyOf(definition), L"Appointment.AllDayEvent") == 0) return false;
-    if (std::wcscmp(KeyOf(definition), L"Appointment.AllDayEventLike") != 0) {
+    if (!IsAllDayLikeFlag(definition)) {
         g_Log.Error(kTag, "Unknown key for AllDayEvent*\n");
         return false;
     }
     const bool allDayLike = IsAllDayLike(added);
-    if (!added.allDayLike) return false;
+    if (added.item.nAllDayLike == -1) return false;
     const bool changed = PROP_TYPE(value.ulPropTag) != PT_BOOLEAN || (value.Value.b != 0) != allDayLike;
     value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_BOOLEAN);
     value.Value.b = allDayLike;
@@ -128,8 +133,9 @@ bool IsBirthdayOrAnniversary(TAddedItem& added) {
     const ULONG type = subject ? PROP_TYPE(subject->ulPropTag) : PT_UNSPECIFIED;
     if (type != PT_UNICODE && type != PT_STRING8) subject = nullptr;
     int result = 0;
-    const HRESULT hr = Appointment_IsBirthdayOrAnniversary(
-        added.message, type != PT_STRING8, &result, &*added.allDayLike, subject, &added.item.store->names);
+    const int allDayLike = added.item.nAllDayLike;
+    const HRESULT hr = Appointment_IsBirthdayOrAnniversary(added.message, type != PT_STRING8, &result,
+                                                           &allDayLike, subject, &added.item.store->names);
     return hr == S_OK && result != 0;
 }
 
@@ -196,6 +202,14 @@ bool OverrideReadValue(SPropValue& value, const TAddedItem& added) {
 bool IsOverridden(const TComparyProp& definition) {
     return std::ranges::any_of(kComparedOverrides,
                                [&](const ComparedOverride& o) { return o.concerns(definition); });
+}
+
+bool FillsMissing(const TComparyProp& definition) {
+    return IsAllDayLikeFlag(definition) || Overrides(definition, nameApntRecurring);
+}
+
+bool AsksItemToFill(const TComparyProp& definition) {
+    return IsAllDayLikeFlag(definition);
 }
 
 bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {

@@ -1,16 +1,13 @@
 #pragma once
 // Values as a search compares them: what replaces a value that was read before it is filed.
 
-#include <optional>
-
 #include "dupsearch/TItem.h"
 #include "quorvel.h"
 
 /// An item while it is being added.
 struct TAddedItem {
     TItem& item;
-    IMessage* message;
-    std::optional<int> allDayLike;  // once an override has asked
+    IMessage* message;  // null: it is not to be asked
 };
 
 /// Applied to every value read: the size without what the store adds, the unread state, trimmed subjects.
@@ -21,6 +18,9 @@ bool OverrideReadValue(SPropValue& value, const TAddedItem& added);
 bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
 /// Whether that does anything under this definition.
 bool IsOverridden(const TComparyProp& definition);
+/// Whether it makes a value of a missing one, and whether the item is asked for that.
+bool FillsMissing(const TComparyProp& definition);
+bool AsksItemToFill(const TComparyProp& definition);
 
 /// Turns an unread state that the store does not keep into one computed from the message flags. False, and
 /// the value untouched, when these are missing too.

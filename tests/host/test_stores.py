@@ -12,11 +12,13 @@ DATA = ROOT.parent / "shared" / "data"
 SET = "{00062002-0000-0000-C000-000000000046}"
 START, DURATION, PLACE = f"{SET}:0x820D:0040", f"{SET}:0x8213:0003", f"{SET}:0x8208:001F"
 
+WHOLE_DAY, SERIES = f"{SET}:0x8215:000B", f"{SET}:0x8223:000B"
 
-def meeting(number: int, subject: str, day: int, minutes: int, place: str = "", reverse: bool = False) -> dict:
+
+def meeting(number: int, subject: str, day: int, minutes: int, place: str = "", reverse: bool = False, **more: object) -> dict:
     """A store's names take their tags in the order of their first use."""
     named = [(START, f"2024-07-{day:02}T09:00:00Z"), (DURATION, minutes)] + ([(PLACE, place)] if place else [])
-    properties = {CLASS: "IPM.Appointment", SUBJECT: subject, **dict(reversed(named) if reverse else named)}
+    properties = {CLASS: "IPM.Appointment", SUBJECT: subject, **dict(reversed(named) if reverse else named), **more.get("flags", {})}
     return {"id": f"{0xE1000000 + number:016X}", "properties": properties}
 
 
@@ -40,6 +42,11 @@ class Stores(HostTest):
              [meeting(2, "Interview", 3, 45, "Room 1", True), meeting(3, "Interview", 3, 45, "Room 2"),
               meeting(4, "Interview", 3, 45, "Room 1")],
              [["Past#1", "Past#3"]], ("Past#1", "Past#2"), ["Location"]),
+            ("the first store never had a whole day or a series", [meeting(1, "Team meeting", 10, 60)],
+             [meeting(2, "Team meeting", 10, 60, reverse=True, flags={WHOLE_DAY: False, SERIES: False}),
+              meeting(3, "Holiday", 12, 1440, flags={WHOLE_DAY: True, SERIES: True})],
+             [["Calendar#1", "Past#1"]], ("Past#1", "Past#2"),
+             ["Subject", "Start", "Whole days", "Duration in minutes", "Recurring"]),
         ]
         for about, first, second, groups, (a, b), apart in cases:
             with self.subTest(about):

@@ -71,7 +71,7 @@ class Stores : public MailboxTest {
                        unsigned algorithm = saIdentical, std::vector<unsigned> rules = {},
                        unsigned kind = okCallerOrder) {
         const TComparyProps props{static_cast<int>(definitions.size()), definitions.data()};
-        const TOriginalDefinition original{kind, 0, 0, {}, nullptr};
+        const TOriginalDefinition original{kind, 2, PT_UNICODE, {}, L"room"};
         const Owner<HSearch> search(Search_Create2(Session(), &props, &original, algorithm, 0, rules.data(),
                                                    static_cast<unsigned>(rules.size())),
                                     Search_Delete);
@@ -200,6 +200,11 @@ TEST_F(Stores, RulesAndOriginalsReadTheStoresOwnTags) {
     place.bCompare = 0;
     EXPECT_EQ(Groups(items, {subject, start, place}, saIdentical, {}, okMostFilled), "4 5 6 3;1 2;")
         << "the place counts for originals where it stands under another tag";
+    TestFolder third = StoreThatKnows({kStart});
+    const std::vector<Added> late = {Add(third, {L"A", 4, 0, nullptr}), Add(third, {L"A", 4, 0, nullptr}),
+                                     items[5], items[4]};
+    EXPECT_EQ(Groups(late, {subject, start, place}, saIdentical, {}, okFieldValue), "3 2 0 1;")
+        << "the field is taken for originals again when a store knows it";
     TComparyProp stream = Definition(L"Place", 0, kPlace);
     stream.nInterface = 1;
     EXPECT_EQ(Groups(items, {subject, stream}), "4 6;");
