@@ -59,6 +59,14 @@ std::vector<unsigned> SearchMarks(IMAPISession* session, const Catalog& catalog,
             }
         }
     }
+    // A store that does not know a name does not tell what a missing value counts as; beside another store's item the
+    // search knows.
+    for (size_t j = 0; j < items.size(); ++j) {
+        for (size_t i = 0; i < items.size() && marks[j] == 0; ++i) {
+            if (marks[i] != 0 && SearchSaysEqual(session, catalog, choice, items[i], items[j]))
+                marks[j] = marks[i];
+        }
+    }
     return marks;
 }
 

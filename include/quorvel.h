@@ -496,7 +496,8 @@ QUORVEL_API void Search_Delete(HSearch handle);
  * in each store: definitions are resolved by name in the store of the first item, and every item is read by the
  * tags of its own store. A definition given by its tag means that tag in every store. A property whose name a
  * store does not know is missing on its items. A definition whose name the first store does not know is left out
- * until an item of another store comes that does; on all items before, the property is missing. A store that does
+ * until an item of another store comes that does; on all items before, the property is missing (a series or a
+ * whole day: missing counts as the search counts it on any item). A store that does
  * not answer what its names are is asked once more; then the item is refused (at the first item: the definition
  * is left out), and the next one asks again.
  * 1 when the item was added. 0 when it could not be opened or read, or when there is nothing to compare: the
