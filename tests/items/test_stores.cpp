@@ -237,6 +237,9 @@ TEST_F(Stores, ALookUpThatFailsOnceLeavesNoTrace) {
             added->item.NamedBinary(kSetAddress, 0x8085, "nobody").Named(kSetAppointment, 0x8223, true);
         }
     }
+    TestFolder third = StoreThatKnows({kStart});
+    const std::vector<Added> late = {Add(third, {L"Meeting", 10, 0, nullptr}), items[3], items[1],
+                                     Add(third, {L"Meeting", 10, 0, nullptr}), items[7]};
     std::vector<TComparyProp> definitions = MeetingDefinitions();
     definitions[0].nCompareMethod = cmApntAlldaylikeSubject;
     definitions[1].nCompareMethod = cmApntAlldaylikeStart;
@@ -246,6 +249,7 @@ TEST_F(Stores, ALookUpThatFailsOnceLeavesNoTrace) {
     const std::function<std::string()> runs[] = {
         [&] { return Groups(items, definitions, saIdentical, {cleApntSubject}, okApntRecurrence); },
         [&] { return Groups(items, definitions, saSimilar, {cleTaskStartAndDueOnDiffSides}, okHasCrmId); },
+        [&] { return Groups(late, MeetingDefinitions(), saIdentical, {cleApntSubject}, okFieldValue); },
         [&] { return Matrix(items, MeetingDefinitions()); },
         [&] {
             const Owner<HSimilarSearch> search(SimilarSearch_Create(Session(), items[0].storeId.c_str(), 1),
