@@ -1,6 +1,8 @@
 // The recipient list of a mail, from its recipient table into one block.
 
+#include <algorithm>
 #include <cwchar>
+#include <span>
 #include <vector>
 
 #include "compare/derived_value.h"
@@ -17,17 +19,26 @@ constexpr ULONG kNoType = 0xFFFFFFFF;
 // Columns in the order that they are asked for.
 enum Column : ULONG { colName, colEmail, colType };
 
-HRESULT ReadRows(IMessage* item, RowSet& rows) {
+/// All rows: a list that lacks some would equal others that it does not. A table may give them piece by piece.
+HRESULT ReadRows(IMessage* item, std::vector<RowSet>& pieces) {
+    constexpr char kQueryRows[] = "lpTable->QueryRows return 0x%x\n";
     // The address type is asked for along with the e-mail that it qualifies, though nothing reads it.
     TagList columns(PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, PR_RECIPIENT_TYPE, PR_ADDRTYPE_W);
     PlatformCalls calls(kTag);
     ComPtr<IMAPITable> table;
     ULONG count = 0;
-    calls.Gives(table, item->GetRecipientTable(0, table.GetAddressOf()),
-                "lpItem->GetRecipientTable return 0x%x\n") &&
-        calls(table->SetColumns(columns, 0), "lpTable->SetColumns return 0x%x\n") &&
-        calls(table->GetRowCount(0, &count), "lpTable->GetRowCount return 0x%x\n") && count > 0 &&
-        calls(store::QueryRows(table.Get(), count, rows), "lpTable->QueryRows return 0x%x\n");
+    if (!calls.Gives(table, item->GetRecipientTable(0, table.GetAddressOf()),
+                     "lpItem->GetRecipientTable return 0x%x\n") ||
+        !calls(table->SetColumns(columns, 0), "lpTable->SetColumns return 0x%x\n") ||
+        !calls(table->GetRowCount(0, &count), "lpTable->GetRowCount return 0x%x\n")) {
+        return calls.result;
+    }
+    while (count > 0) {
+        RowSet& rows = pieces.emplace_back();
+        if (!calls(store::QueryRows(table.Get(), count, rows), kQueryRows)) break;
+        if (rows->cRows == 0 && !calls(MAPI_E_CALL_FAILED, kQueryRows)) break;
+        count -= std::min(count, rows->cRows);
+    }
     return calls.result;
 }
 
@@ -66,17 +77,19 @@ TMessageRecipient FromRow(const SRow& row, unsigned i) {
     return {TextOf(name), TextOf(email), type ? type->Value.ul : kNoType};
 }
 
-std::vector<TMessageRecipient> FromRows(const SRowSet* rows) {
+std::vector<TMessageRecipient> FromRows(const std::vector<RowSet>& pieces) {
     std::vector<TMessageRecipient> recipients;
-    if (!rows) return recipients;
-    recipients.reserve(rows->cRows);
-    for (ULONG i = 0; i < rows->cRows; ++i) {
-        const TMessageRecipient recipient = FromRow(rows->aRow[i], i);
-        if (*recipient.name == 0 && *recipient.email == 0) {
-            g_Log.Error(kTag, "Skiping empty recipient( name & email )\n");
-            continue;
+    unsigned number = 0;
+    for (const RowSet& rows : pieces) {
+        recipients.reserve(recipients.size() + rows->cRows);
+        for (const SRow& row : std::span(rows->aRow, rows->cRows)) {
+            const TMessageRecipient recipient = FromRow(row, number++);
+            if (*recipient.name == 0 && *recipient.email == 0) {
+                g_Log.Error(kTag, "Skiping empty recipient( name & email )\n");
+                continue;
+            }
+            recipients.push_back(recipient);
         }
-        recipients.push_back(recipient);
     }
     return recipients;
 }
@@ -98,9 +111,9 @@ wchar_t* CopyText(const wchar_t* text, wchar_t*& at) {
 // One block: the value, the list's header, the records, the texts.
 HRESULT MailItem_Recipients(IMessage* item, SPropValue** value) {
     *value = nullptr;
-    RowSet rows;
-    if (const HRESULT hr = ReadRows(item, rows); hr != S_OK) return hr;
-    const std::vector<TMessageRecipient> recipients = FromRows(rows.get());
+    std::vector<RowSet> pieces;  // the recipients' texts are theirs until they are copied
+    if (const HRESULT hr = ReadRows(item, pieces); hr != S_OK) return hr;
+    const std::vector<TMessageRecipient> recipients = FromRows(pieces);
 
     size_t characters = 0;
     for (const TMessageRecipient& r : recipients) characters += Characters(r);

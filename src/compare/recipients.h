@@ -2,7 +2,8 @@
 // Recipient lists: the value of the derived property "Mail.Recipients".
 //
 // A list lives in the one block of its value (propex.h): header, records, texts. Normalising and comparing
-// work inside that block; only names of more than ordinary length and the sorting of many recipients take memory.
+// work inside that block; only names of more than ordinary length and the sorting of many recipients take memory,
+// and both do without where there is none: a list that was normalised in part must not be normalised again.
 
 #include <windows.h>
 

@@ -1,10 +1,12 @@
 #include "compare/string_compare.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <memory>
+#include <new>
 #include <string>
-#include <vector>
 
 #include "log/CLog.h"
 
@@ -93,26 +95,32 @@ int CompareDayAndMonth(const FILETIME& ft1, const FILETIME& ft2) {
     return placeholder ? 0 : order;
 }
 
-/// A lower-case copy of a text, on the stack up to an ordinary length.
+/// A lower-case copy of a text, on the stack up to an ordinary length; null without memory for a longer one.
 class LowerCase {
   public:
     LowerCase(const wchar_t* text, size_t length) {
         wchar_t* copy = m_short;
         if (length >= std::size(m_short)) {
-            m_long.resize(length + 1);
-            copy = m_long.data();
+            m_long.reset(new (std::nothrow) wchar_t[length + 1]);
+            copy = m_long.get();
         }
-        std::wmemcpy(copy, text, length + 1);
-        m_text = CharLowerW(copy);
+        if (copy) m_text = CharLowerW(std::wmemcpy(copy, text, length + 1));
     }
     LowerCase(const LowerCase&) = delete;
     const wchar_t* Text() const { return m_text; }
 
   private:
     wchar_t m_short[512];
-    std::vector<wchar_t> m_long;
-    const wchar_t* m_text;
+    std::unique_ptr<wchar_t[]> m_long;
+    const wchar_t* m_text = nullptr;
 };
+
+/// A character with nothing above its 16 bits stands for itself, in and out.
+wchar_t LowerOf(wchar_t character) {
+    const auto lower =
+        reinterpret_cast<UINT_PTR>(CharLowerW(reinterpret_cast<wchar_t*>(UINT_PTR{character})));
+    return static_cast<wchar_t>(lower);
+}
 
 }  // namespace
 
@@ -154,12 +162,18 @@ const wchar_t* ExtractLastDigits(const wchar_t* text, wchar_t* buffer, int n) {
     return LastDigits(text, buffer, n);
 }
 
-const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle) {
+const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle) noexcept {
     const size_t length = std::wcslen(haystack), needleLength = std::wcslen(needle);
     if (needleLength == 0 || needleLength > length) return nullptr;
     if (needleLength == length) return lstrcmpiW(haystack, needle) == 0 ? haystack : nullptr;
 
     const LowerCase lowHaystack(haystack, length), lowNeedle(needle, needleLength);
+    if (!lowHaystack.Text() || !lowNeedle.Text()) {
+        const wchar_t* const end = haystack + length;
+        const auto alike = [](wchar_t a, wchar_t b) { return LowerOf(a) == LowerOf(b); };
+        const wchar_t* const place = std::search(haystack, end, needle, needle + needleLength, alike);
+        return place == end ? nullptr : place;
+    }
     const wchar_t* found = std::wcsstr(lowHaystack.Text(), lowNeedle.Text());
     return found ? haystack + (found - lowHaystack.Text()) : nullptr;
 }

@@ -28,8 +28,9 @@ const char* ExtractLastDigits(const char* text, char* buffer, int n);
 const wchar_t* ExtractLastDigits(const wchar_t* text, wchar_t* buffer, int n);
 
 /// First place of needle in haystack without regard to case, or null; an empty needle is nowhere. Works on
-/// the stack for texts of ordinary length.
-const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle);
+/// the stack for texts of ordinary length, and goes on without the memory that longer ones would like: names are
+/// changed in place by what it finds, one after the other.
+const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle) noexcept;
 
 namespace compare {
 /// What cmDayAndMonth takes for the current local time: the system's clock, unless a test sets its own.

@@ -379,6 +379,35 @@ TEST_F(DerivedValues, FailuresAreNamedInTheLog) {
     }
 }
 
+// A list without some of its recipients would equal others.
+TEST_F(DerivedValues, RecipientsComeAllOrNone) {
+    TestItem item = Inbox().Item();
+    for (const wchar_t* name : {L"Ann", L"Bob", L"Cy"}) item.To(name, L"");
+    const ComPtr<IMessage> message = Open(item);
+    const struct {
+        ULONG rowsAtATime;
+        HRESULT result;
+        const char* line;
+    } rows[] = {{2, S_OK, ""}, {0, MAPI_E_CALL_FAILED, "lpTable->QueryRows return 0x80004005\n"}};
+    for (const auto& row : rows) {
+        mailbox::Fault fewer;
+        fewer.method = "IMAPITable::QueryRows";
+        fewer.times = 9;
+        fewer.result = S_OK;
+        fewer.perform = true;
+        fewer.limit = row.rowsAtATime;
+        mailbox::calls::Fail(fewer);
+        CapturedLog log;
+        Value value;
+        EXPECT_EQ(MailItem_Recipients(message.Get(), Out(value)), row.result);
+        mailbox::calls::Reset();
+        EXPECT_EQ(log.Lines(),
+                  *row.line ? LogLines({{sevError, "MailItem_Recipients", row.line}}) : LogLines());
+        const auto* list = value ? reinterpret_cast<TRecipientList*>(value->Value.bin.lpb) : nullptr;
+        EXPECT_EQ(list ? list->count : 0, row.result == S_OK ? 3u : 0u);
+    }
+}
+
 TEST(DerivedNames, AreFixed) {
     const wchar_t* names[] = {L"Contact.AnyAddress",     L"Contact.AnyEmail", L"Contact.AnyPhone",
                               L"Contact.CompanyContact", L"Mail.Senders",     L"Mail.Recipients"};

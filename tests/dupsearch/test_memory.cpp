@@ -165,6 +165,22 @@ TEST_F(Memory, RunsOutInEachAdditionAndBuildWithoutATrace) {
     std::printf("allocations refused in additions and builds: %u\n", g_failures);
 }
 
+// Names are changed in place by their first comparison: one pair of apostrophes is taken off, once.
+TEST_F(Memory, RunsOutBetweenTheNamesOfARecipientList) {
+    const std::wstring longName = std::wstring(600, L'n') + L" (BOB@example.org)";
+    CDuplicateSearch search, undisturbed;
+    for (CDuplicateSearch* one : {&search, &undisturbed})
+        Create(*one, {Named(L"To", kPrivateSet, propexRecipients, PT_BINARY)});
+    for (const wchar_t* name : {L"''Ann''", L"''Ann''", L"'Ann'", L"Ann"}) {
+        TestItem item = Inbox().Item().To(name, L"ann@example.org").To(longName, L"bob@example.org");
+        const std::string id = item.Id(), storeId = Store().Id();
+        unsigned found = 7;
+        UntilItComesThrough([&] { search.Add(id.c_str(), storeId.c_str(), &found, 0); });
+        EXPECT_EQ(static_cast<int>(found), Add(undisturbed, item))
+            << testing::PrintToString(std::wstring(name));
+    }
+}
+
 TEST_F(Memory, RunsOutInEachCallOfTheSimilarSearchWithoutATrace) {
     g_failures = 0;
     const CapturedLog log;
