@@ -162,7 +162,7 @@ TEST_F(Memory, RunsOutInEachAdditionAndBuildWithoutATrace) {
         }
     }
     RecordProperty("failures", static_cast<int>(g_failures));
-    std::printf("allocations refused in additions and builds: %u\n", g_failures);
+    std::printf("swept allocations: %u refused in additions and builds\n", g_failures);
 }
 
 // Names are changed in place by their first comparison: one pair of apostrophes is taken off, once.
@@ -213,7 +213,7 @@ TEST_F(Memory, RunsOutInEachCallOfTheSimilarSearchWithoutATrace) {
     }
     SimilarSearch_Delete(search);
     SimilarSearch_Delete(undisturbed);
-    std::printf("allocations refused in the similar search: %u\n", g_failures);
+    std::printf("swept allocations: %u refused in the similar search\n", g_failures);
 }
 
 }  // namespace
