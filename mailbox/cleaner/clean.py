@@ -42,6 +42,8 @@ class Cleaner:
                 self.leave(moves, path, str(left))
             except OSError as error:
                 self.leave(moves, path, reason(error))
+            except MemoryError:
+                self.leave(moves, path, "it does not fit into memory")
 
     def is_all(self, path: str, moves: list[Move]) -> bool:
         """Whether nothing is left of a file without these entries. An mbox file stays, as mail programs want it."""
@@ -58,11 +60,12 @@ class Cleaner:
         if place.digest is None:
             self.check_data_file(place, what)
             return b""
-        data = read(place.path)
         if place.number:
             spans = self.removed.get(place.path, [])
             start = place.offset - sum(length for offset, length in spans if offset < place.offset)
-            data = data[start : start + place.length]
+            data = read(place.path, start, place.length)
+        else:
+            data = read(place.path)
         if digest(data) != place.digest:
             raise Left(f"{what} changed since it was imported")
         return data

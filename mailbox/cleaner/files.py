@@ -20,8 +20,8 @@ def reason(error: OSError) -> str:
     return (error.strerror or str(error)).lower()
 
 
-def read(path: str) -> bytes:
-    """The bytes of an ordinary file."""
+def read(path: str, offset: int = 0, length: int = -1) -> bytes:
+    """The bytes of an ordinary file, or some of them."""
     try:
         handle = os.open(path, os.O_RDONLY | os.O_NOFOLLOW | os.O_NONBLOCK | os.O_CLOEXEC)
     except FileNotFoundError:
@@ -31,7 +31,8 @@ def read(path: str) -> bytes:
     with open(handle, "rb") as file:
         if not stat.S_ISREG(os.fstat(handle).st_mode):
             raise Left("it is no longer a file")
-        return file.read()
+        file.seek(offset)
+        return file.read(length)
 
 
 def digest(data: bytes) -> str:
