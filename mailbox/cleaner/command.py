@@ -32,13 +32,13 @@ def main(arguments: list[str] | None = None) -> int:
         imported = os.stat(options.mailbox).st_mtime_ns
     except (OSError, ValueError, KeyError) as error:
         return fail(str(error))
-    for name, why in plan.staying:
-        tell(f"stays: {name}: {why}")
     journal = Journal(options.journal or time.strftime("quorvel-clean-%Y%m%d-%H%M%S.journal")) if options.yes else None
-    inputs = [os.path.realpath(path) for path in options.input]
-    cleaner = Cleaner(plan, inputs, imported, journal, tell)
     if journal and plan.moves:  # whoever is interrupted must know what undoes what was done
         tell(f"journal: {os.path.abspath(journal.path)}")
+    for name, why in plan.staying:
+        tell(f"stays: {name}: {why}")
+    inputs = [os.path.realpath(path) for path in options.input]
+    cleaner = Cleaner(plan, inputs, imported, journal, tell)
     try:
         cleaner.run()
     finally:

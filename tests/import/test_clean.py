@@ -134,6 +134,7 @@ class Clean(unittest.TestCase):
         self.look()
         before, all_titles = tree(self.top), self.titles()
         self.assertEqual(self.clean("--yes"), 0, self.output)
+        self.assertEqual(self.output[0], f"journal: {self.work / 'journal'}", "who is interrupted knows what undoes it")
         self.assertEqual(self.titles(), sorted(set(all_titles)), "each title is there once")
         aside = self.top / "Duplicates/mails"
         taken = self.titles(*aside.iterdir())
