@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "dupsearch/room.h"
+#include "compare/room.h"
 
 inline constexpr uint32_t kNone = 0xFFFFFFFF;
 

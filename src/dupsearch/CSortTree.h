@@ -22,7 +22,7 @@
 
 #include "dupsearch/CGapArray.h"
 #include "dupsearch/CHashIndex.h"
-#include "dupsearch/room.h"
+#include "compare/room.h"
 
 struct TTreeStatistics {
     int nNodes = 0;          // distinct values

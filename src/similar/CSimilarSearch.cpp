@@ -36,6 +36,7 @@ void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, uns
     m_nCountMode = countMode;
     BuildFields(&m_fields, &m_indexes);
     m_rules = BuildRules(m_indexes, FieldCount());
+    m_index.Create(m_fields, m_indexes, m_rules);
     if (m_nCountMode != 0) BuildOtherFields(m_fields, m_indexes, &m_otherFields);
     if (g_Log.IsExtra() && !g_rulesLogged) {
         g_rulesLogged = true;
@@ -53,7 +54,9 @@ void CSimilarSearch::Reset() {
     m_ulFileAsTag = 0;
     m_indexes = TSimilarPropIndexes();
     m_pSearchByProps = nullptr;
+    m_bCollected = false;
     m_cache.clear();
+    m_index = {};
     m_reader = CItemReader();
     m_nSearchByPos = 0;
     m_otherFields.clear();
@@ -73,6 +76,7 @@ bool CSimilarSearch::SetSearchByItem(IMessage* item, unsigned* filledCount) {
     }
     ++m_nSearchByPos;
     m_pSearchByProps = props;
+    m_bCollected = false;
     return props != nullptr;
 }
 
@@ -118,7 +122,10 @@ bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
     }
     if (!entryId) entryId = "";
     if (const auto cached = m_cache.find(std::string_view(entryId)); cached != m_cache.end()) {
-        FinishCheck(&cached->second, nullptr, false, result);
+        if (IsCandidate(cached->second))
+            FinishCheck(&cached->second, nullptr, false, result);
+        else
+            result->filledCount = FilledCount(cached->second);
         return true;
     }
     const ComPtr<IMessage> item = OpenItem(entryId);
@@ -135,6 +142,14 @@ bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
     g_Log.Assert(!fromCache, kTag, __LINE__, "the contact was not cached");
     FinishCheck(props, item.Get(), !fromCache, result);
     return true;
+}
+
+/// Candidates are collected by the first check that asks: contacts that are cached before it are among them.
+bool CSimilarSearch::IsCandidate(const TItemProps& props) {
+    if (g_Log.IsExtra()) return true;  // each comparison is written
+    if (!m_bCollected) m_index.Collect(*m_pSearchByProps, m_weights);
+    m_bCollected = true;
+    return m_index.IsCandidate(*m_pSearchByProps, props);
 }
 
 /// The search-by contact may be the checked one in a newer version, and its record has then been replaced by

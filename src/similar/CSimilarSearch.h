@@ -6,14 +6,15 @@
 // and outlives the search. Contacts handed in are only read. Texts are compared by the locale that the thread had
 // at the construction. One search is used by one thread at a time.
 
-#include <map>
 #include <memory_resource>
 #include <optional>
+#include <unordered_map>
 
 #include "compare/CPoolMemory.h"
 #include "compare/CTagArray.h"
 #include "items/CDefinedTags.h"
 #include "items/CItemRequest.h"
+#include "similar/CCandidateIndex.h"
 #include "similar/TCmpData.h"
 #include "similar/rules.h"
 
@@ -46,7 +47,7 @@ class CSimilarSearch {
     /// False when no verdict was made.
     bool CheckItem(IMessage* item, TCheckResult* result);
     /// The same for an entry identifier. A cached contact is taken as it was read, without a call of the
-    /// platform.
+    /// platform, and compared only where the index of candidates and the log ask for it: the result is the same.
     bool CheckItemFast(const char* entryId, TCheckResult* result);
     /// False when the contact is the search-by contact and removal is not forced.
     bool RemoveFromCache(const char* entryId, bool force);
@@ -60,13 +61,20 @@ class CSimilarSearch {
     const char* MatchedFieldsA();
 
   private:
-    using TCache = std::pmr::map<std::pmr::string, TItemProps, std::less<>>;
+    struct TIdHash {
+        using is_transparent = void;
+        // Not noexcept: the map keeps the hashes then, and most of what stands beside a contact is told apart
+        // by them.
+        size_t operator()(std::string_view id) const { return std::hash<std::string_view>()(id); }
+    };
+    using TCache = std::pmr::unordered_map<std::pmr::string, TItemProps, TIdHash, std::equal_to<>>;
 
     static constexpr size_t kVerdictCapacity = 2048;
     static constexpr size_t kMatchedFieldsCapacity = 256;
     static constexpr size_t kLabelCapacity = 64;
 
     void Reset();
+    bool IsCandidate(const TItemProps& props);
     void FinishCheck(TItemProps* props, IMessage* item, bool fresh, TCheckResult* result);
     void ClearTexts();
     static unsigned FilledCount(const TItemProps& props);
@@ -74,6 +82,7 @@ class CSimilarSearch {
     // Reading contacts (item_cache.cpp)
     TItemProps* CacheItem(IMessage* item, bool* fromCache);
     bool Forget(std::string_view entryId);
+    void MakeRoom();
     CItemReader::TStore* SettleStore(IMessage* item);
     bool ReadItemInfo(IMessage* item, size_t store, TItemInfo* info);
     bool ReadValues(IMessage* item, size_t store, TPlainValues* values);
@@ -145,7 +154,10 @@ class CSimilarSearch {
     // few large blocks they leave none.
     CPoolMemory m_memory;
     TCache m_cache{&m_memory};
+    CUnitWeights m_weights;
+    CCandidateIndex m_index;                 // of the cache
     TItemProps* m_pSearchByProps = nullptr;  // in the cache
+    bool m_bCollected = false;               // the index knows the search-by contact's candidates
     unsigned m_nSearchByPos = 0;
     std::vector<TComparyProp> m_otherFields;
     CDefinedTags m_otherTags;  // empty until the first contact is counted

@@ -58,7 +58,7 @@ bool TItemProps::HasSameBody(const TItemProps& other) const {
 }
 
 void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                              std::vector<unsigned char>* scratch) {
+                              CUnitWeights* weights, std::vector<unsigned char>* scratch) {
     const wchar_t* texts[kFieldCapacity] = {};
     size_t count = 0;
     for (size_t i = 0; i < fields.size(); ++i) {
@@ -78,7 +78,8 @@ void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSi
     m_texts.emplace_back();
     for (size_t i = 0; i < fields.size(); ++i)
         if (m_slots[i] != kNoText && m_slots[i] != kWrongType)
-            m_texts.push_back(PrepareText(texts[i], MethodsOf(static_cast<int>(i)), &m_kept, scratch));
+            m_texts.push_back(
+                PrepareText(texts[i], MethodsOf(static_cast<int>(i)), &m_kept, weights, scratch));
 }
 
 }  // namespace similar

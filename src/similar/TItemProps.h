@@ -12,6 +12,7 @@
 
 #include "items/CItemReader.h"
 #include "items/TItemValues.h"
+#include "similar/TIndexed.h"
 #include "similar/fields.h"
 #include "similar/text_match.h"
 
@@ -51,6 +52,7 @@ struct TItemProps : TItemInfo, TPlainValues {
     std::pmr::wstring body;  // the start of the trimmed body, at most kStoredBody characters
     int bodyLength = 0;      // of the whole trimmed body
     ULONG bodyHash = 0;      // of the whole trimmed body in lower case
+    TIndexed indexed;        // what the index of candidates knows it by
 
     /// The time of a field, null when it has none. A value of another type leaves an error line.
     const FILETIME* ft(int field) const;
@@ -67,7 +69,9 @@ struct TItemProps : TItemInfo, TPlainValues {
     bool HasSameBody(const TItemProps& other) const;
     /// Works out what comparisons need, once values and e-mails are complete.
     void PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                      std::vector<unsigned char>* scratch);
+                      CUnitWeights* weights, std::vector<unsigned char>* scratch);
+    /// Whether asking for the text of a field leaves an error line.
+    bool IsOfWrongType(int field) const { return m_slots[field] == kWrongType; }
 
   private:
     /// Positions in m_texts, which begins with an empty text for all fields without one.

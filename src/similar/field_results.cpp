@@ -8,6 +8,7 @@
 #include "log/CLog.h"
 #include "log/local_time.h"
 #include "similar/CSimilarSearch.h"
+#include "similar/dates.h"
 
 namespace similar {
 namespace {
@@ -47,33 +48,6 @@ constexpr TNamePass kNamePasses[] = {{0, true, true}, {1, true, false}, {2, true
 
 bool IsNameOk(const TNamePair& pair, int result) {
     return pair.name1.IsEmpty() || pair.name2.IsEmpty() || IsMatch(result);
-}
-
-struct TDate {
-    int year;
-    int month;
-    int day;
-    bool operator==(const TDate&) const = default;
-};
-
-/// What programs store for "no date".
-constexpr TDate kPlaceholders[] = {{4501, 1, 1}, {1899, 12, 30}};
-
-bool ToDate(const FILETIME& time, TDate* date) {
-    SYSTEMTIME st;
-    if (!FileTimeToSystemTime(&time, &st)) return false;
-    *date = {st.wYear, st.wMonth, st.wDay};
-    return true;
-}
-
-/// The placeholder that a date stands for, or null. It is stored as midnight of UTC by some programs and of
-/// the local time by others.
-const TDate* PlaceholderOf(const TDate& local, const FILETIME& stored) {
-    TDate utc{};
-    ToDate(stored, &utc);
-    for (const TDate& placeholder : kPlaceholders)
-        if (placeholder == local || placeholder == utc) return &placeholder;
-    return nullptr;
 }
 
 }  // namespace
@@ -157,7 +131,8 @@ int CSimilarSearch::CmpBADateProp(const TCmpData& data, int field) const {
         g_Log.Assert(converted, kDateTag, __LINE__, "FileTimeToSystemTime");
         if (!converted) return Unequal;
         if (const TDate* bad = PlaceholderOf(dates[i], *times[i])) {
-            g_Log.Info(3, kDateTag, "Skipping bad date(%02d.%02d.%02d)\n", bad->year, bad->month, bad->day);
+            g_Log.Info(kPlaceholderLevel, kDateTag, "Skipping bad date(%02d.%02d.%02d)\n", bad->year,
+                       bad->month, bad->day);
             return Unequal;
         }
     }

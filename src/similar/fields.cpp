@@ -123,6 +123,7 @@ constexpr TField kFields[] = {
     {&I::BusinessHomePage, L"Business Home Page", Tag(0x3A51001F), fgOther, kUrlMethods},
 };
 static_assert(std::size(kFields) <= kFieldCapacity);
+static_assert(std::size(kFields) <= 8 * sizeof(TFieldSet));
 
 /// A counted field: a property of its own, or the one that a compared field carries.
 struct TOtherField {

@@ -4,6 +4,7 @@
 // Both are tables in fields.cpp. A compared field's position in its table is its index everywhere in this
 // engine, and TSimilarPropIndexes gives each index its name.
 
+#include <cstdint>
 #include <vector>
 
 #include "quorvel.h"
@@ -13,6 +14,12 @@ namespace similar {
 
 /// Room for fields in the records of the engine.
 inline constexpr int kFieldCapacity = 150;
+
+/// A set of compared fields, a bit for each index.
+using TFieldSet = uint64_t;
+constexpr TFieldSet SetOf(int field) {
+    return field < 0 ? 0 : TFieldSet{1} << field;
+}
 
 template <size_t N>
 constexpr std::array<int, N> UnsetIndexes() {

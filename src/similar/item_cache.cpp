@@ -88,12 +88,15 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     ReadSmtpEmails(item, &props);
     ReadBody(item, &props);
     compare::CountProps2(props.values, props.cValues, &props.filledCount, nullptr);
-    props.PrepareTexts(m_fields, m_indexes, &m_scratch);
+    props.PrepareTexts(m_fields, m_indexes, &m_weights, &m_scratch);
+    MakeRoom();
+    m_index.Prepare(props, m_weights);
 
     // From here on nothing can fail. An older version goes; or, since the host may have been called while the
     // platform read, one that it has cached by itself.
     const bool isSearchBy = Forget(props.entryId);
     TItemProps& kept = m_cache.insert(read.extract(read.begin())).position->second;
+    kept.indexed = m_index.File();
     if (isSearchBy) m_pSearchByProps = &kept;
     return &kept;
 }
@@ -103,9 +106,31 @@ bool CSimilarSearch::Forget(std::string_view entryId) {
     const auto cached = m_cache.find(entryId);
     if (cached == m_cache.end()) return false;
     const bool isSearchBy = &cached->second == m_pSearchByProps;
-    if (isSearchBy) m_pSearchByProps = nullptr;
+    if (isSearchBy) {
+        m_pSearchByProps = nullptr;
+        m_bCollected = false;
+    }
     m_cache.erase(cached);
+    m_index.Retire();
     return isSearchBy;
+}
+
+/// Room in the cache for one more contact, and an index that is not worn.
+void CSimilarSearch::MakeRoom() {
+    const auto most =
+        static_cast<size_t>(m_cache.max_load_factor() * static_cast<float>(m_cache.bucket_count()));
+    if (m_cache.size() + 1 > most) m_cache.reserve(2 * (m_cache.size() + 1));
+    if (!m_index.IsWorn()) return;
+    CCandidateIndex renewed;
+    renewed.Create(m_fields, m_indexes, m_rules);
+    for (const auto& [entryId, props] : m_cache) {
+        renewed.Prepare(props, m_weights);
+        renewed.File();
+    }
+    unsigned number = 0;
+    for (auto& [entryId, props] : m_cache) props.indexed.number = number++;
+    std::swap(m_index, renewed);
+    m_bCollected = false;
 }
 
 /// What is read of a contact of one store, made when it is first needed.

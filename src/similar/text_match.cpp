@@ -116,7 +116,7 @@ bool StrEqualOnly(const TFieldText& a, const TFieldText& b, ECompareMethod metho
 }
 
 TText PlainText(const wchar_t* text) {
-    return {text, wcslen(text), 0};
+    return {text, wcslen(text)};
 }
 
 bool IsDigitsMethod(ECompareMethod method) {
@@ -139,24 +139,32 @@ TText PartOf(const wchar_t* text, ECompareMethod method, TKeptTexts* parts) {
     return PlainText(parts->front().c_str());
 }
 
-/// A number made of the text's sort key; 0 when the system makes none.
-size_t KeyOf(const wchar_t* text, std::vector<unsigned char>* scratch) {
+/// Works out a text's key, and of its weights what is asked for.
+void PrepareKey(TText* text, CUnitWeights* weights, std::vector<unsigned char>* scratch) {
     scratch->clear();
-    if (compare::AppendSortKey(text, *scratch) == 0) return 0;
+    if (compare::AppendSortKey(text->text, *scratch) == 0) return;
     const std::string_view key(reinterpret_cast<const char*>(scratch->data()), scratch->size());
-    return std::max<size_t>(std::hash<std::string_view>()(key), 1);
+    text->key = std::max<size_t>(std::hash<std::string_view>()(key), 1);
+    if (weights) text->byUnits = weights->AreThoseOfUnits(text->text, *scratch);
 }
 
 }  // namespace
 
-TFieldText PrepareText(const wchar_t* text, const TMethods& methods, TKeptTexts* parts,
+bool ComparesByUnits(const TMethods& methods) {
+    return std::any_of(methods.begin(), methods.end(), [](ECompareMethod method) {
+        return method == StartWith || method == MissChar || method == DiffChar || IsDigitsMethod(method);
+    });
+}
+
+TFieldText PrepareText(const wchar_t* text, const TMethods& methods, TKeptTexts* parts, CUnitWeights* weights,
                        std::vector<unsigned char>* scratch) {
     TFieldText prepared{PlainText(text), {}};
     if (prepared.IsEmpty()) return prepared;
-    prepared.whole.key = KeyOf(text, scratch);
+    if (!ComparesByUnits(methods)) weights = nullptr;
+    PrepareKey(&prepared.whole, weights, scratch);
     const auto method = std::find_if(methods.begin(), methods.end(), ComparesPart);
     if (method != methods.end()) prepared.part = PartOf(text, *method, parts);
-    if (*prepared.part.text) prepared.part.key = KeyOf(prepared.part.text, scratch);
+    if (*prepared.part.text) PrepareKey(&prepared.part, weights, scratch);
     return prepared;
 }
 

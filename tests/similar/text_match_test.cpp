@@ -114,9 +114,10 @@ int Match(const std::wstring& a, const std::wstring& b, int method) {
 /// The same over texts prepared for a field with these methods.
 int MatchPrepared(const std::wstring& a, const std::wstring& b, int method, const TMethods& methods) {
     TKeptTexts parts;
+    CUnitWeights weights;
     std::vector<unsigned char> scratch;
-    const TFieldText textA = PrepareText(a.c_str(), methods, &parts, &scratch);
-    const TFieldText textB = PrepareText(b.c_str(), methods, &parts, &scratch);
+    const TFieldText textA = PrepareText(a.c_str(), methods, &parts, &weights, &scratch);
+    const TFieldText textB = PrepareText(b.c_str(), methods, &parts, &weights, &scratch);
     ECompareMethod matched = Unequal;
     const bool equal = StrEqual(textA, textB, static_cast<ECompareMethod>(method), &matched);
     return equal ? matched : Unequal;
