@@ -4,10 +4,10 @@
 #include <numeric>
 #include <random>
 
+#include "base/mapi_extra.h"
 #include "compare/propex.h"
 #include "log/identifier_text.h"
 #include "mailbox/platform_headers.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 
 namespace {

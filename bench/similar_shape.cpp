@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "base/mapi_extra.h"
 #include "log/identifier_text.h"
 #include "mailbox/Database.h"
 #include "mailbox/Platform.h"
 #include "quorvel.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "store/resources.h"
 #include "store/sessions.h"

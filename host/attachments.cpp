@@ -60,7 +60,7 @@ std::vector<int> FilledColumns(HCmpMatrix matrix, int row, std::string& names) {
     return filled;
 }
 
-// How many attachments the item's table counts; none when it cannot be told.
+// How many attachments the item's table counts; none when it cannot be read.
 std::optional<ULONG> CountAttachments(IMAPISession* session, const std::string& entryId,
                                       const std::string& storeId) {
     ComPtr<IMessage> message;

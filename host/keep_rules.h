@@ -37,7 +37,7 @@ std::string KeepText(const std::vector<Keep>& rules);
 void CheckKeep(const Definitions& definitions, const std::vector<Keep>& rules);
 
 /// What a rule goes by, one number for each of these items: the larger, the rather kept. -1: cannot be
-/// told.
+/// known.
 std::vector<long long> KeepFacts(CItemReader& reader, const Keep& keep, const Definitions& definitions,
                                  const std::vector<const Item*>& items);
 /// Why the item with the larger fact was taken: "the newest".

@@ -19,7 +19,7 @@ namespace {
 
 constexpr wchar_t kTemporaryEnding[] = L".quorvel-new";
 
-// How the files of a kind are told: these texts, one behind the other, in a part of them.
+// How the files of a kind are recognised: these texts, one behind the other, in a part of them.
 enum class EPart { Front, FirstLine, Head, LastLine };
 struct TSign {
     EOutput kind;

@@ -41,7 +41,7 @@ Definitions Without(const Definitions& definitions, size_t left) {
     return fewer;
 }
 
-// The pairs that become equal once one property is left out. A group stands for its items: a pair is told
+// The pairs that become equal once one property is left out. A group stands for its items: a pair is shown
 // once, between the copies to keep.
 void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progress& progress) {
     const KindScan& scan = result.scans[scanIndex];
@@ -65,7 +65,7 @@ void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progres
             continue;
         }
         const std::string property = Narrow(scan.definitions.properties[left].property->name);
-        std::set<std::pair<size_t, size_t>> told;
+        std::set<std::pair<size_t, size_t>> shown;
         const TSearchOutcome outcome = RunSearch(reader, fewer, result.items, Searched(result, scan),
                                                  "near pairs but for " + property, progress);
         for (const std::vector<size_t>& group : outcome.groups) {
@@ -74,7 +74,7 @@ void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progres
             for (const std::vector<size_t>& part : PartGroup(reader, result, scan, group)) {
                 for (const size_t item : part) {
                     const std::pair<size_t, size_t> pair{headOf(part.front()), headOf(item)};
-                    if (pair.first == pair.second || !told.insert(pair).second) continue;
+                    if (pair.first == pair.second || !shown.insert(pair).second) continue;
                     result.nearPairs.push_back(NearPair{scanIndex, pair.first, pair.second, property});
                 }
             }

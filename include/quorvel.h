@@ -340,7 +340,7 @@ QUORVEL_API HRESULT Quorvel_ClearHasPhotoFlag(IMessage* contact, int save);
 QUORVEL_API HRESULT Quorvel_FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
 /* Moves an item from one folder to another, in the same store or another one. newEntryId may be null; else it
  * is a buffer as for Quorvel_FindItem, which receives the item's new identifier after the move, or an empty
- * text when it cannot be told; it may be the buffer of entryId. -1, before anything is asked of the platform, for
+ * text when it cannot be found; it may be the buffer of entryId. -1, before anything is asked of the platform, for
  * a target folder's text of less than two characters: everywhere else such a text is an identifier without
  * bytes, which opens the root folder of a store. With the same folder and store (texts
  * compared without regard to case) nothing moves, and newEntryId receives the identifier given. A failed move
@@ -595,7 +595,7 @@ QUORVEL_API unsigned int SimilarSearch_CheckItemFastW(HSimilarSearch search, con
 /* Forgets a contact. Result: 1, also when it was not in the cache; 0 when it is the search-by contact and
  * force is 0. With force there is no search-by contact afterwards. */
 QUORVEL_API unsigned int SimilarSearch_RemoveFromCache(HSimilarSearch search, const char* entryId, int force);
-/* Writes the search-by contact and its number (the how-manieth that was set) to the log, while extra logging
+/* Writes the search-by contact and its number (counted from 1 over all that were set) to the log, while extra logging
  * is on. */
 QUORVEL_API void SimilarSearch_LogSearchByPos(HSimilarSearch search);
 

@@ -64,7 +64,7 @@ static inline HMODULE QuorvelHost_OnlyPlatform(void) {
 
 /* The module that the library's buffers come from: the one that holds the session's methods, or, where that
  * is no platform itself (and for a null session), the only platform that is loaded. Null when it cannot be
- * told: end the session then, nothing could be freed. */
+ * found: end the session then, nothing could be freed. */
 static inline HMODULE QuorvelHost_FindModule(IMAPISession* session) {
     const DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
     HMODULE module = NULL;
@@ -76,7 +76,7 @@ static inline HMODULE QuorvelHost_FindModule(IMAPISession* session) {
     return QuorvelHost_OnlyPlatform();
 }
 
-/* Frees what the library hands out; null when the module cannot be told. */
+/* Frees what the library hands out; null when the module cannot be found. */
 static inline TQuorvelFree* QuorvelHost_FindFree(IMAPISession* session) {
     HMODULE module = QuorvelHost_FindModule(session);
     if (!module) return NULL;

@@ -88,7 +88,7 @@ class Watching {
 };
 
 /// Carries a call out under the lock. The body sets the outputs to null itself, before it calls this. What
-/// the platform calls on itself meanwhile is no call of its own.
+/// the platform calls on itself during it is no call of its own.
 template <typename Body>
 HRESULT Call(const CallSite& site, Body body) {
     const std::lock_guard<PlatformLock> guard(g_lock);

@@ -79,7 +79,7 @@ std::wstring NewName(const MailboxFileState& file) {
     return file.path + L".quorvel-new";
 }
 
-/// One process at a time: the next one is told, before it could overwrite what this one saves.
+/// One process at a time: the next one is refused, before it could overwrite what this one saves.
 HRESULT Lock(MailboxFileState& file) {
     const std::wstring path = file.path + L".lock";
     file.lock = File(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,

@@ -1,6 +1,6 @@
 """Calendars: events, to-dos and journal entries of an iCalendar file become appointments, tasks and journal entries.
 
-Days are stored as midnight in the zone that the import was told to take for local, since that is how a mail client
+Days are stored as midnight in the zone that the import takes for local, since that is how a mail client
 there stores them; times in a zone of the file are converted by that zone's rules.
 """
 

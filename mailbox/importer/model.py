@@ -274,7 +274,7 @@ class Report:
         return not self.problems and not self.unmapped
 
     def lines(self) -> list[str]:
-        """The report as a person reads it. The same problem at one place is told once, with its count."""
+        """The report as a person reads it. The same problem at one place is reported once, with its count."""
         out: list[str] = []
         if self.problems:
             out.append(f"could not be read, or only in part ({len(self.problems)}):")

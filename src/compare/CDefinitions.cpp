@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "store/named_properties.h"
 
 namespace {
@@ -68,9 +68,9 @@ bool IsDerived(const TComparyProp& definition) {
 }
 
 const wchar_t* KeyOf(const TComparyProp& definition) {
-    return OrEmpty(definition.lpszKey);
+    return base::OrEmpty(definition.lpszKey);
 }
 
 const wchar_t* NameOf(const TComparyProp& definition) {
-    return OrEmpty(definition.lpszName);
+    return base::OrEmpty(definition.lpszName);
 }

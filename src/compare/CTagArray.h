@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 
 class CTagArray {
   public:

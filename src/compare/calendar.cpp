@@ -5,9 +5,9 @@
 #include <iterator>
 #include <span>
 
+#include "base/mapi_extra.h"
 #include "compare/named_values.h"
 #include "log/PlatformCalls.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 
 namespace {
@@ -39,9 +39,9 @@ HRESULT NotFoundIsNone(HRESULT hr) {
 bool IsEmptyText(const SPropValue& value) {
     switch (PROP_TYPE(value.ulPropTag)) {
         case PT_UNICODE:
-            return *OrEmpty(value.Value.lpszW) == 0;
+            return *base::OrEmpty(value.Value.lpszW) == 0;
         case PT_STRING8:
-            return *OrEmpty(value.Value.lpszA) == 0;
+            return *base::OrEmpty(value.Value.lpszA) == 0;
         default:
             return false;
     }

@@ -1,5 +1,6 @@
 // Canonical starts and years of yearly appointments.
 
+#include "base/ticks.h"
 #include "compare/calendar.h"
 #include "log/CLog.h"
 #include "log/local_time.h"
@@ -7,7 +8,6 @@
 namespace {
 
 constexpr WORD kCanonicalYear = 1602;
-constexpr ULONGLONG kTicksPerDay = 864'000'000'000;
 
 /// The assertions below are known by these numbers in the log.
 enum Step { stepToLocal = 1, stepToFields, stepFromFields, stepToUtc };
@@ -36,9 +36,7 @@ bool StoreFromLocalFields(const SYSTEMTIME& fields, unsigned daysLater, FILETIME
                stepFromFields)) {
         return false;
     }
-    const ULONGLONG ticks =
-        (static_cast<ULONGLONG>(local.dwHighDateTime) << 32 | local.dwLowDateTime) + daysLater * kTicksPerDay;
-    local = {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+    local = base::FromTicks(base::Ticks(local) + daysLater * base::kTicksPerDay);
     if (!Check(LocalFileTimeToFileTimeFIX(&local, utc), tag, stepToUtc)) *utc = local;
     return true;
 }

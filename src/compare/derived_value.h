@@ -1,7 +1,7 @@
 #pragma once
 // What the builders of derived values share.
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "store/resources.h"
 
 /// The one tag, without type, of each derived property's values. Published properties that say the same in

@@ -3,10 +3,10 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/mapi_extra.h"
 #include "compare/value_compare.h"
 #include "compare/value_hash.h"
 #include "log/PlatformCalls.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 #include "store/sessions.h"
 #include "store/streams.h"
@@ -127,7 +127,7 @@ HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2,
             return calls.result;
         }
         if (first && (side1.StartsEmpty(type) || side2.StartsEmpty(type))) return calls.result;
-        // Byte by byte first: equal streams mostly are so, and the system's comparison is dear.
+        // Byte by byte first: equal streams mostly are so, and the system's comparison is slow.
         int order = CompareChunkBytes(side1, side2);
         if (order != 0 && type == PT_UNICODE) order = lstrcmpiW(side1.Wide(), side2.Wide());
         if (order != 0 || side1.count == 0 || side2.count == 0) {

@@ -1,7 +1,7 @@
 #include "compare/named_values.h"
 
+#include "base/mapi_extra.h"
 #include "log/identifier_text.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 
 HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags) {

@@ -6,7 +6,7 @@
 
 #include <span>
 
-#include "items/names.h"
+#include "base/names.h"
 #include "store/resources.h"
 
 /// Whoever knows the tags that names have in one store.

@@ -12,7 +12,7 @@
 //
 // An item that has nothing of the sort gives a PT_ERROR value of MAPI_E_NOT_FOUND, which counts as empty.
 
-#include "items/names.h"
+#include "base/names.h"
 #include "store/resources.h"
 
 class CNames;

@@ -11,6 +11,7 @@
 #include <span>
 #include <utility>
 
+#include "base/text.h"
 #include "compare/string_compare.h"
 #include "log/CLog.h"
 
@@ -21,13 +22,10 @@ constexpr size_t kFewRecipients = 8;  // sorted without further ado
 
 /// Removes blanks at both ends, in place; true when there were any. Only the space character counts.
 bool Trim(wchar_t* text) {
-    const size_t length = std::wcslen(text);
-    size_t begin = 0, end = length;
-    while (begin < end && text[begin] == L' ') ++begin;
-    while (end > begin && text[end - 1] == L' ') --end;
-    if (end - begin == length) return false;
-    std::wmemmove(text, text + begin, end - begin);
-    text[end - begin] = 0;
+    const std::wstring_view whole(text), trimmed = base::Trimmed(whole, std::wstring_view(L" "));
+    if (trimmed.size() == whole.size()) return false;
+    std::wmemmove(text, trimmed.data(), trimmed.size());
+    text[trimmed.size()] = 0;
     return true;
 }
 

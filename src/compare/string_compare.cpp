@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "base/ticks.h"
 #include "log/CLog.h"
 
 namespace {
@@ -15,7 +16,6 @@ namespace {
 // Last time differences, in whole seconds, that still count as equal.
 constexpr ULONGLONG kMost10Min = 599;
 constexpr ULONGLONG kMostDay = 86400;
-constexpr ULONGLONG kTicksPerSecond = 10000000;
 
 int SystemCompare(const char* a, const char* b) {
     return lstrcmpiA(a, b);
@@ -54,16 +54,12 @@ int CompareTexts(const Char* a, const Char* b, ECompareMethod method, const char
     return SystemCompare(a, b);
 }
 
-ULONGLONG Ticks(const FILETIME& time) {
-    return static_cast<ULONGLONG>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
 /// 0 when the times are at most so many seconds apart, a begun second counted whole; else the sign of ft1 -
 /// ft2.
 int CompareWithin(const FILETIME& ft1, const FILETIME& ft2, ULONGLONG mostSeconds) {
-    const auto delta = static_cast<LONGLONG>(Ticks(ft1) - Ticks(ft2));
+    const auto delta = static_cast<LONGLONG>(base::Ticks(ft1) - base::Ticks(ft2));
     const ULONGLONG distance = delta < 0 ? 0 - static_cast<ULONGLONG>(delta) : static_cast<ULONGLONG>(delta);
-    const ULONGLONG seconds = (distance + kTicksPerSecond - 1) / kTicksPerSecond;
+    const ULONGLONG seconds = (distance + base::kTicksPerSecond - 1) / base::kTicksPerSecond;
     if (seconds <= mostSeconds) return 0;
     return delta < 0 ? -1 : 1;
 }

@@ -3,7 +3,7 @@
 //
 // The system's sort key of a text begins with the weights of its letters, up to a byte 1; what follows tells
 // accents and punctuation apart. The hash is taken of these weights, those of an ASCII character standing for
-// that character. Making a key is as dear as five comparisons, so a text of ASCII characters alone is hashed
+// that character. Making a key costs as much as five comparisons, so a text of ASCII characters alone is hashed
 // without one. That is right only where no letters sort as a unit; whether a locale has such is found out once,
 // and known until the library is unloaded.
 //

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "base/ticks.h"
+
 namespace {
 
 // The comparison of numbers takes a difference that wraps: within these bounds it cannot.
@@ -13,7 +15,7 @@ THash HashTextValue(const _PV& value, ECompareMethod method, CTextHash& texts) {
 
 THash HashTime(const _PV& value, ECompareMethod method, CTextHash&) {
     if (method != cmExact) return std::nullopt;
-    return uint64_t{value.ft.dwHighDateTime} << 32 | value.ft.dwLowDateTime;
+    return base::Ticks(value.ft);
 }
 
 THash HashNumber(const _PV& value, ECompareMethod, CTextHash&) {

@@ -3,14 +3,14 @@
 #include <algorithm>
 #include <span>
 
+#include "base/mapi_extra.h"
+#include "compare/CDefinitions.h"
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
 #include "compare/value_hash.h"
-#include "store/text_scan.h"
-#include "compare/CDefinitions.h"
 #include "dupsearch/value_override.h"
 #include "log/CLog.h"
-#include "store/mapi_extra.h"
+#include "store/text_scan.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ bool AreIdentical(const wchar_t* a, const wchar_t* b) {
     return a && b && scan::AreIdentical(a, b);
 }
 
-/// Whether two values of one type are the same; false for types of which that is not told.
+/// Whether two values of one type are the same; false for types that this does not compare.
 bool AreIdentical(const SPropValue& a, const SPropValue& b) {
     switch (PROP_TYPE(a.ulPropTag)) {
         case PT_UNICODE:
@@ -35,7 +35,7 @@ bool AreIdentical(const SPropValue& a, const SPropValue& b) {
 }
 
 /// Whether two values of one type are equal. Most values that are equal are identical, and the comparison is
-/// dear.
+/// expensive.
 bool AreEqual(const SPropValue& a, const SPropValue& b, ECompareMethod method) {
     if (AreIdentical(a, b)) return true;
     long order = 1;
@@ -135,7 +135,7 @@ void CCmpData::Prepare(THash hash) const {
 
 void CCmpData::Find(const TCompareContext& context, TFiling& filing) {
     const uint32_t item = context.item.nIndex;
-    MakeRoom(m_empties, size_t{item} + 1);
+    base::MakeRoom(m_empties, size_t{item} + 1);
     if (filing.empty) return;
     if (!filing.value) {
         FindStream(context, filing);
@@ -149,9 +149,9 @@ void CCmpData::Find(const TCompareContext& context, TFiling& filing) {
     if (!filing.isNew) return;
     if (filing.byHash) m_nodes.MakeRoomFor(filing.node);
     if (filing.value) {
-        MakeRoom(m_nodeValues, size_t{filing.node} + 1);
+        base::MakeRoom(m_nodeValues, size_t{filing.node} + 1);
     } else {
-        MakeRoom(m_nodeHeads, size_t{filing.node} + 1);
+        base::MakeRoom(m_nodeHeads, size_t{filing.node} + 1);
         filing.kept = filing.head.Kept(m_definition->ulPropTag, m_headBytes);
     }
 }
@@ -241,7 +241,7 @@ CCmpData::TOutcome CCmpData::CompareStreams(const TCompareContext& context, cons
 }
 
 /// Finds the node of a stream among those of its head, or that it needs one of its own, by the hashes of whole
-/// streams. False where that cannot be told; a comparison that was made for that is handed out. messageOfAlike:
+/// streams. False where that cannot be decided; a comparison that was made for that is handed out. messageOfAlike:
 /// the first item of that head, while no other has it.
 bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, IMessage* messageOfAlike,
                          TFiling& filing, std::optional<TOutcome>& outcome) {
@@ -404,7 +404,7 @@ void CCmpData::FindElements(const TCompareContext& context, TFiling& filing) {
         FindByComparing(context, filing);
     }
     m_multiTree.MakeRoomFor(context.item.nIndex, elements.size());
-    MakeRoom(m_nodeSubValues, m_multiTree.NodeLimit() + elements.size());
+    base::MakeRoom(m_nodeSubValues, m_multiTree.NodeLimit() + elements.size());
     const auto failed = std::ranges::count(elements, kNone, &TElement::node);
     if (failed == std::ssize(elements)) {
         g_Log.ErrorW(kTag, L"Cant add values for prop(key=%s,nID=%d)\n", key, id);

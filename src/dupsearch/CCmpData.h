@@ -81,7 +81,7 @@ class CCmpData {
     /// Appends the filled elements of a multi-valued value, looked up each by itself.
     void AppendElements(const TDerivedValue& derived, std::vector<TElement>& elements) const;
 
-    /// Has the node that a value most likely joins brought in meanwhile.
+    /// Prefetches the node that a value most likely joins.
     void Prepare(THash hash) const;
 
     /// Finds where an item that is added next belongs. What cannot be placed is logged and will not be filed.

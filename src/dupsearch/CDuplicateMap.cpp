@@ -10,9 +10,9 @@ std::vector<uint32_t> CDuplicateMap::Undecided(uint32_t profile) const {
 }
 
 void CDuplicateMap::MakeRoomFor(size_t equals) {
-    MakeRoom(m_decided, m_decided.size() + 1);
-    MakeRoom(m_alone, m_alone.size() + 1);
-    MakeRoom(m_edges, m_edges.size() + 2 * equals);
+    base::MakeRoom(m_decided, m_decided.size() + 1);
+    base::MakeRoom(m_alone, m_alone.size() + 1);
+    base::MakeRoom(m_edges, m_edges.size() + 2 * equals);
 }
 
 void CDuplicateMap::AddProfile(std::span<const uint32_t> equals, bool alone) noexcept {

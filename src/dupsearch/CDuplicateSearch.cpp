@@ -1,7 +1,7 @@
 #include "dupsearch/CDuplicateSearch.h"
 
+#include "base/text.h"
 #include "compare/CThreadLocale.h"
-#include "dupsearch/text.h"
 #include "log/CLog.h"
 
 namespace {
@@ -59,7 +59,7 @@ void CDuplicateSearch::CopyFieldValue(const TOriginalDefinition& original) {
     if (original.nKind != okFieldValue || !original.lpszValue) return;
     switch (original.nFieldType) {
         case PT_STRING8:
-            m_wanted.text = Widen(static_cast<const char*>(original.lpszValue));
+            m_wanted.text = base::Widen(static_cast<const char*>(original.lpszValue));
             break;
         case PT_UNICODE:
             m_wanted.text = static_cast<const wchar_t*>(original.lpszValue);

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "compare/room.h"
+#include "base/room.h"
 
 inline constexpr uint32_t kNone = 0xFFFFFFFF;
 
@@ -26,7 +26,7 @@ class CHashIndex {
     }
     /// Makes room, so that entering numbers up to this one cannot fail.
     void MakeRoomFor(uint32_t number) {
-        MakeRoom(m_hashes, size_t{number} + 1);
+        base::MakeRoom(m_hashes, size_t{number} + 1);
         if (number >= m_mask || (size_t{number} + 1) * 2 > m_slots.size()) Grow(number);
     }
     /// Enters a number that was not entered before, and for which there is room.
@@ -36,7 +36,7 @@ class CHashIndex {
         m_slots[FreeSlot(m_hashes[number])] = Slot(m_hashes[number], number);
     }
 
-    /// Has the memory that will be looked at brought in meanwhile.
+    /// Prefetches the memory that will be looked at.
     void Prepare(uint64_t hash) const {
         if (!m_slots.empty()) __builtin_prefetch(&m_slots[Mix(hash) & m_mask], 1);
     }

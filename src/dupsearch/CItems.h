@@ -37,7 +37,7 @@ class CItems {
     CItemReader& Reader() { return m_reader; }
 
   private:
-    /// In few blocks: a hundred thousand small ones are dear to make and to free.
+    /// In few blocks: a hundred thousand small ones are expensive to allocate and to free.
     struct TRecords {
         CBlockMemory memory;
         CBlockMemory::Mark beforeLast;

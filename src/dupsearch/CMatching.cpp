@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/text.h"
 #include "compare/CDefinitions.h"
-#include "dupsearch/text.h"
 #include "log/CLog.h"
 
 namespace {
@@ -195,7 +195,7 @@ efd CMatching::FindDuplicates_Similar(TOptionalSet& equals) {
 bool CMatching::IsConsistent(size_t property, const char* routine) const {
     if (m_states[property] != CProfiles::kUnfiled) return true;
     g_Log.ErrorW(routine, L"IsPropEmpty == IsPropNotEmpty, for pItem(%s), Prop(%s)\n",
-                 Widen(m_item->EntryID).c_str(), KeyOf(m_compareData[property]->Definition()));
+                 base::Widen(m_item->EntryID).c_str(), KeyOf(m_compareData[property]->Definition()));
     return false;
 }
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 
 void CMultiPtrTree::MakeRoomFor(uint32_t item, size_t count) {
-    MakeRoom(m_items, size_t{item} + 1);
-    MakeRoom(m_filed, m_filed.size() + count);
-    MakeRoom(m_owed, m_owed.size() + count);
-    MakeRoom(m_holders, NodeLimit() + count);
+    base::MakeRoom(m_items, size_t{item} + 1);
+    base::MakeRoom(m_filed, m_filed.size() + count);
+    base::MakeRoom(m_owed, m_owed.size() + count);
+    base::MakeRoom(m_holders, NodeLimit() + count);
 }
 
 void CMultiPtrTree::Append(uint32_t node, uint32_t item, uint32_t mask) noexcept {

@@ -42,9 +42,9 @@ uint32_t CProfiles::Find(const States& states) const {
 }
 
 void CProfiles::MakeRoomFor(uint32_t item, const States& states) {
-    MakeRoom(m_profileOf, size_t{item} + 1);
+    base::MakeRoom(m_profileOf, size_t{item} + 1);
     m_profiles.MakeRoomFor(m_count);
-    MakeRoom(m_states, m_states.size() + states.size());
+    base::MakeRoom(m_states, m_states.size() + states.size());
     size_t listings = 0;
     for (size_t p = 0; p < m_compareData.size(); ++p) {
         if (states[p] == kUnfiled) continue;
@@ -52,11 +52,11 @@ void CProfiles::MakeRoomFor(uint32_t item, const States& states) {
         if (states[p] == kEmpty) continue;
         const auto nodes = Nodes(p, states[p]);
         listings += nodes.size();
-        MakeRoom(m_nodeHeads[p], size_t{*std::ranges::max_element(nodes)} + 1);
+        base::MakeRoom(m_nodeHeads[p], size_t{*std::ranges::max_element(nodes)} + 1);
     }
     // A listing may turn a single profile into a bucket and need another.
-    MakeRoom(m_buckets, m_buckets.size() + 2 * listings);
-    MakeRoom(m_cells, m_cells.size() + 2 * listings);
+    base::MakeRoom(m_buckets, m_buckets.size() + 2 * listings);
+    base::MakeRoom(m_cells, m_cells.size() + 2 * listings);
 }
 
 void CProfiles::Append(uint32_t item, uint32_t profile, const States& states) noexcept {
@@ -102,15 +102,15 @@ void CProfiles::AddProperties() {
         // One that no other item joins is found by nobody.
         if (isKnown) profiles.Enter(CTuples::Hash(std::span(states).subspan(first)), profile);
     }
-    MakeRoom(m_cells, m_cells.size() + (now - before) * m_count);
+    base::MakeRoom(m_cells, m_cells.size() + (now - before) * m_count);
     m_nodeHeads.resize(now);
     size_t heads = 0;
     for (size_t p = before; p < now; ++p) {
         const uint32_t nodes = m_compareData[p]->Tree().NodeLimit();
-        MakeRoom(m_nodeHeads[p], nodes);
+        base::MakeRoom(m_nodeHeads[p], nodes);
         heads += 1 + nodes;
     }
-    MakeRoom(m_buckets, m_buckets.size() + heads * kBucketsOfAHead);
+    base::MakeRoom(m_buckets, m_buckets.size() + heads * kBucketsOfAHead);
     m_emptyHeads.resize(now, kNone);
     m_states = std::move(states);
     m_profiles = std::move(profiles);
@@ -127,7 +127,7 @@ void CProfiles::AddProperties() {
 void CProfiles::LinkItems() const {
     if (m_next.size() == m_profileOf.size()) return;
     m_members.resize(m_count);
-    MakeRoom(m_next, m_profileOf.size());
+    base::MakeRoom(m_next, m_profileOf.size());
     while (m_next.size() < m_profileOf.size()) {
         const auto item = static_cast<uint32_t>(m_next.size());
         m_next.push_back(kNone);

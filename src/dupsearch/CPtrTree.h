@@ -19,8 +19,8 @@ class CPtrTree {
     }
     /// Makes room, so that filing this item cannot fail.
     void MakeRoomFor(uint32_t item) {
-        MakeRoom(m_nodes, size_t{item} + 1);
-        MakeRoom(m_firsts, size_t{NodeLimit()} + 1);
+        base::MakeRoom(m_nodes, size_t{item} + 1);
+        base::MakeRoom(m_firsts, size_t{NodeLimit()} + 1);
     }
     /// Files an item added after all that are filed at the place found; one without a node stays unfiled.
     void File(uint32_t item, const CSortTree::TPlace& place) noexcept;

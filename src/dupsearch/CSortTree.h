@@ -20,9 +20,9 @@
 #include <span>
 #include <vector>
 
+#include "base/room.h"
 #include "dupsearch/CGapArray.h"
 #include "dupsearch/CHashIndex.h"
-#include "compare/room.h"
 
 struct TTreeStatistics {
     int nNodes = 0;          // distinct values
@@ -69,7 +69,7 @@ class CSortTree {
         ++m_nodeLimit;
         return true;
     }
-    /// Makes up for what is owed: the nodes in the order in which Owe was told of them, kNone among them
+    /// Makes up for what is owed: the nodes in the order in which Owe was given them, kNone among them
     /// standing for nothing, from the one on of which `settled` tells, which is counted up. compare:
     /// int(node, node), which is 0 for no two nodes.
     template <typename CompareNodes>
@@ -176,8 +176,8 @@ class CSortTree {
         place.rank = at.lo;
         CountInsertion(s);
         ++s.nNodes;
-        MakeRoom(m_links, m_links.size() + 1);
-        MakeRoom(m_hanging, m_hanging.size() + 1);
+        base::MakeRoom(m_links, m_links.size() + 1);
+        base::MakeRoom(m_hanging, m_hanging.size() + 1);
         return place;
     }
 

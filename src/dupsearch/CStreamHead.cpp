@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/mapi_extra.h"
 #include "store/checked_calls.h"
-#include "store/mapi_extra.h"
 
 namespace {
 constexpr size_t kTerminator = 4;  // bytes: of any width, behind an odd number of others

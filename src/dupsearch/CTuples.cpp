@@ -15,8 +15,8 @@ uint32_t CTuples::FindOrAdd(Tuple tuple) {
         m_index.Find(hash, [&](uint32_t number) { return std::ranges::equal((*this)[number], tuple); });
     if (known != kNone) return known;
     const uint32_t number = Count();
-    MakeRoom(m_words, m_words.size() + tuple.size());
-    MakeRoom(m_ends, m_ends.size() + 1);
+    base::MakeRoom(m_words, m_words.size() + tuple.size());
+    base::MakeRoom(m_ends, m_ends.size() + 1);
     m_index.MakeRoomFor(number);
     m_words.insert(m_words.end(), tuple.begin(), tuple.end());
     m_ends.push_back(static_cast<uint32_t>(m_words.size()));

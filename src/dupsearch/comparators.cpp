@@ -2,16 +2,16 @@
 
 #include <bit>
 
-#include "compare/value_compare.h"
+#include "base/text.h"
+#include "base/ticks.h"
 #include "compare/CDefinitions.h"
-#include "dupsearch/text.h"
+#include "compare/value_compare.h"
 #include "log/CLog.h"
 
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.fnCompare";
 constexpr char kApproxTag[] = "CCmpData.fnCompare_ApproxStart";
-constexpr ULONGLONG kTicksPerSecond = 10000000;
 constexpr ULONGLONG kSecondsPerDay = 86400;
 
 int Fail(bool& error, int order = 1) {
@@ -47,7 +47,7 @@ int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t 
     }
     if (!other) {
         g_Log.ErrorW(kTag, L"PVal2 == NULL, PropKey=%s, EntryID=%s\n", KeyOf(context.definition),
-                     Widen(context.items[otherItem].EntryID).c_str());
+                     base::Widen(context.items[otherItem].EntryID).c_str());
         return 1;
     }
     long order = 0;
@@ -86,8 +86,8 @@ int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& er
             g_Log.Error(kTag, "cant open message, see prev errors in log\n");
         } else {
             g_Log.ErrorW(kTag, L"bCmpWritten = false, PropKey=%s, EntryID1=%s, EntryID2=%s\n",
-                         KeyOf(context.definition), Widen(context.item.EntryID).c_str(),
-                         Widen(other.EntryID).c_str());
+                         KeyOf(context.definition), base::Widen(context.item.EntryID).c_str(),
+                         base::Widen(other.EntryID).c_str());
         }
         return Fail(error);
     }
@@ -131,12 +131,9 @@ int fnCompareSubValues(const TCompareContext& context, const TSubValue& mine, co
 }
 
 int CompareApproxStart(const FILETIME& t1, const FILETIME& t2) {
-    const auto ticks = [](const FILETIME& t) {
-        return ULARGE_INTEGER{{t.dwLowDateTime, t.dwHighDateTime}}.QuadPart;
-    };
-    const ULONGLONG a = ticks(t1), b = ticks(t2);
+    const ULONGLONG a = base::Ticks(t1), b = base::Ticks(t2);
     const ULONGLONG difference = a > b ? a - b : b - a;
-    const ULONGLONG seconds = difference / kTicksPerSecond + (difference % kTicksPerSecond != 0);
+    const ULONGLONG seconds = difference / base::kTicksPerSecond + (difference % base::kTicksPerSecond != 0);
     if (seconds < kSecondsPerDay) return 0;
     return a > b ? 1 : -1;
 }

@@ -3,7 +3,7 @@
 //
 // Equality is one of profiles, and so is what the rules say of a pair. The first item of a profile is matched
 // with all profiles, the second with its own as well; to those after them nothing is left to be found, but for
-// items that are matched alone and came meanwhile. Extra logging wants to see each pair.
+// items that are matched alone and came in between. Extra logging wants to see each pair.
 
 #include <algorithm>
 #include <iterator>

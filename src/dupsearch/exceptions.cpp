@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/text.h"
 #include "compare/value_compare.h"
-#include "dupsearch/text.h"
 #include "log/CLog.h"
 
 namespace {
@@ -273,7 +273,7 @@ void ReadNames(const TPreparation&, const TRuleItem& side, Facts& facts) {
     AddPresence(side.item, PR_SURNAME_W, facts);
 }
 
-// Names, e-mails and addresses that are compared are told by their nodes.
+// Names, e-mails and addresses that are compared are known by their nodes.
 void ReadFirstLast(const TPreparation& p, const TRuleItem& side, Facts& facts) {
     if (!ComparesNamesEmailsAndPhones(p)) return;
     ReadNames(p, side, facts);
@@ -410,7 +410,7 @@ bool IsExempt(const TPreparation& p, const TRuleItem& item, const TRuleItem& equ
         if (logged) {
             g_Log.Extra(L"\t\tCheckException( Item[%d], Item[%d], %s ):\n",
                         static_cast<int>(item.item.nIndex), static_cast<int>(equal.item.nIndex),
-                        Widen(ExceptionName(number, true)).c_str());
+                        base::Widen(ExceptionName(number, true)).c_str());
         }
         const bool exempt = rule->exempts(pair);
         if (logged) g_Log.Extra(L"\t\t\tRESULT: %s\n", exempt ? L"EXCEPTION" : L"SKIP");

@@ -5,10 +5,10 @@
 
 #include <algorithm>
 
+#include "base/text.h"
 #include "compare/CThreadLocale.h"
 #include "compare/value_compare.h"
 #include "dupsearch/CDuplicateSearch.h"
-#include "dupsearch/text.h"
 #include "log/CLog.h"
 #include "log/value_text.h"
 #include "store/properties.h"
@@ -102,7 +102,7 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
 bool CDuplicateSearch::Read(TAddedItem& added) {
     if (g_Log.IsExtra()) {
         g_Log.Extra(L"Add Item[%d]:\n", static_cast<int>(added.item.nIndex));
-        g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", Widen(added.item.EntryID).c_str());
+        g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", base::Widen(added.item.EntryID).c_str());
     }
     added.item.derived.resize(m_preparation->derivedIds.size());
     m_preparation->RequestFor(added.item.store->number)
@@ -179,7 +179,7 @@ TFiling& CDuplicateSearch::NextFiling(CCmpData& data, bool empty, THash hash) {
     return filing;
 }
 
-/// Finds out where the item goes in one property; false when that cannot be told.
+/// Finds out where the item goes in one property; false when that cannot be decided.
 bool CDuplicateSearch::Evaluate(TAddedItem& added, CCmpData& data) {
     const TComparyProp& definition = data.Definition();
     switch (definition.nInterface) {
@@ -259,8 +259,8 @@ void CDuplicateSearch::FindPlaces(const TAddedItem& added) {
 void CDuplicateSearch::MakeRoomFor(const TAddition& addition) {
     m_matching->MakeRoomForItem();
     m_duplicates.MakeRoomFor(addition.equals.size());
-    MakeRoom(m_factsUpTo, m_matching->Profiles().Count());
-    MakeRoom(m_factsFailed, m_factsFailed.size() + addition.failed.size());
+    base::MakeRoom(m_factsUpTo, m_matching->Profiles().Count());
+    base::MakeRoom(m_factsFailed, m_factsFailed.size() + addition.failed.size());
 }
 
 void CDuplicateSearch::Commit(const TItem& item, const TAddition& addition) noexcept {

@@ -1,10 +1,10 @@
 #include "dupsearch/recurrence.h"
 
+#include "base/mapi_extra.h"
 #include "compare/calendar.h"
 #include "compare/named_values.h"
 #include "log/CLog.h"
 #include "log/local_time.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 
 namespace {

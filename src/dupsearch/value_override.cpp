@@ -4,9 +4,10 @@
 #include <cstring>
 #include <cwchar>
 
+#include "base/text.h"
 #include "compare/calendar.h"
-#include "compare/value_compare.h"
 #include "compare/CDefinitions.h"
+#include "compare/value_compare.h"
 #include "log/CLog.h"
 #include "store/properties.h"
 
@@ -43,17 +44,14 @@ bool OverrideContentUnread(SPropValue& value, const TAddedItem& added) {
 template <typename Char>
 bool Trim(Char*& text) {
     if (!text) return false;
-    const auto isBlank = [](Char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    Char* begin = text;
-    while (isBlank(*begin)) ++begin;
-    Char* end = begin;
-    while (*end) ++end;
-    Char* const terminator = end;
-    while (end > begin && isBlank(end[-1])) --end;
-    const bool changed = begin != text || end != terminator;
-    *end = 0;
-    text = begin;
-    return changed;
+    constexpr Char kBlanks[] = {' ', '\t', '\r', '\n', 0};
+    using View = std::basic_string_view<Char>;
+    const View whole(text), trimmed = base::Trimmed(whole, View(kBlanks));
+    if (trimmed.size() == whole.size()) return false;
+    // An empty one is in no place of the text.
+    if (!trimmed.empty()) text += trimmed.data() - whole.data();
+    text[trimmed.size()] = 0;
+    return true;
 }
 
 bool TrimText(SPropValue& value, const TAddedItem&) {

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kTag[] = "CDefinedTags.Settle";
 
-/// Of a name that a store has not told about.
+/// Of a name that a store has not answered for.
 constexpr ULONG kUntold = 0xFFFFFFFF;
 
 bool IsId(ULONG id) {

@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "base/names.h"
 #include "compare/CTagArray.h"
-#include "items/names.h"
 #include "quorvel.h"
+#include "store/named_properties.h"
 
 class CDefinedTags {
   public:
@@ -25,7 +26,7 @@ class CDefinedTags {
     ULONG Resolve(IMessage* item, EName name);
 
     /// Has a store's tags settled before an item of it is read: those not known yet are asked for in one request,
-    /// twice when it fails. The platform's result; after a failure nothing can be told of the item, and the next
+    /// twice when it fails. The platform's result; after a failure nothing is known of the item, and the next
     /// item of the store asks again.
     HRESULT Settle(IMessage* item, size_t store);
     /// Gives canonical tags to names that no store held before this one. False when there are none.
@@ -52,7 +53,7 @@ class CDefinedTags {
     struct TStore {
         std::vector<ULONG> ids;  // by name; 0: not held
         bool isSettled = false;
-        bool isNew = false;  // it has told of names since it was asked for what it brings in
+        bool isNew = false;  // it has answered for names since it was asked for what it brings in
         bool isCanonical = false;
     };
 

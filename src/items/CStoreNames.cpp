@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "log/CLog.h"
+#include "store/named_properties.h"
 
 HRESULT CStoreNames::LookUp(IMAPIProp* item, std::span<const EName> names, ULONG* tags) {
     EName missing[NamedValues::kMost];

@@ -3,22 +3,14 @@
 #include <cstdint>
 #include <initializer_list>
 
+#include "base/ticks.h"
+
 namespace {
-const int64_t kTicksPerMinute = 600000000;
-const int64_t kTicksPerDay = 1440 * kTicksPerMinute;
 const WORD kLastWeek = 5;
-
-uint64_t Ticks(const FILETIME& time) {
-    return static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
-
-FILETIME FromTicks(uint64_t ticks) {
-    return {static_cast<DWORD>(ticks & 0xFFFFFFFF), static_cast<DWORD>(ticks >> 32)};
-}
 
 /// Adds minutes; false when the result is before 1601 or beyond 64 bits.
 bool AddMinutes(uint64_t ticks, int64_t minutes, uint64_t* result) {
-    const uint64_t distance = static_cast<uint64_t>(minutes < 0 ? -minutes : minutes) * kTicksPerMinute;
+    const uint64_t distance = static_cast<uint64_t>(minutes < 0 ? -minutes : minutes) * base::kTicksPerMinute;
     *result = minutes < 0 ? ticks - distance : ticks + distance;
     return minutes < 0 ? ticks >= distance : *result >= ticks;
 }
@@ -28,7 +20,7 @@ bool RuleMoment(const SYSTEMTIME& rule, WORD year, uint64_t* moment) {
     FILETIME time;
     if (rule.wYear != 0) {
         if (!SystemTimeToFileTime(&rule, &time)) return false;
-        *moment = Ticks(time);
+        *moment = base::Ticks(time);
         return true;
     }
     // The rule's day is a week number: count from the month's first day, whose weekday the conversion back
@@ -39,11 +31,12 @@ bool RuleMoment(const SYSTEMTIME& rule, WORD year, uint64_t* moment) {
     SYSTEMTIME resolved;
     if (!SystemTimeToFileTime(&first, &time) || !FileTimeToSystemTime(&time, &resolved)) return false;
     const int toFirstWeekday = (rule.wDayOfWeek + 7 - resolved.wDayOfWeek) % 7;
-    uint64_t ticks = Ticks(time) + static_cast<uint64_t>(toFirstWeekday + 7 * (rule.wDay - 1)) * kTicksPerDay;
+    uint64_t ticks =
+        base::Ticks(time) + static_cast<uint64_t>(toFirstWeekday + 7 * (rule.wDay - 1)) * base::kTicksPerDay;
     if (rule.wDay == kLastWeek) {
-        time = FromTicks(ticks);
+        time = base::FromTicks(ticks);
         if (!FileTimeToSystemTime(&time, &resolved)) return false;
-        if (resolved.wMonth != rule.wMonth) ticks -= 7 * kTicksPerDay;
+        if (resolved.wMonth != rule.wMonth) ticks -= 7 * base::kTicksPerDay;
     }
     *moment = ticks;
     return true;
@@ -77,7 +70,7 @@ bool OffsetAt(const TIME_ZONE_INFORMATION& zone, const FILETIME& utc, int64_t* o
         !RuleMoment(zone.DaylightDate, calendar.wYear, &toDaylight) ||
         !AddMinutes(toDaylight, offsets.standard, &toDaylight))
         return false;
-    const uint64_t now = Ticks(utc);
+    const uint64_t now = base::Ticks(utc);
     const bool isDaylight = toDaylight < toStandard ? toDaylight <= now && now < toStandard
                                                     : !(toStandard <= now && now < toDaylight);
     *offset = isDaylight ? offsets.daylight : offsets.standard;
@@ -92,9 +85,9 @@ int FileTimeToLocalFileTimeFIX(const FILETIME* utc, FILETIME* local) {
     int64_t offset;
     uint64_t ticks;
     if (GetTimeZoneInformation(&zone) == TIME_ZONE_ID_INVALID || !OffsetAt(zone, input, &offset) ||
-        !AddMinutes(Ticks(input), -offset, &ticks))
+        !AddMinutes(base::Ticks(input), -offset, &ticks))
         return 0;
-    *local = FromTicks(ticks);
+    *local = base::FromTicks(ticks);
     return 1;
 }
 
@@ -111,16 +104,17 @@ int LocalFileTimeToFileTimeFIX(const FILETIME* local, FILETIME* utc) {
     for (const int64_t offset : {offsets.standard, offsets.daylight}) {
         uint64_t ticks;
         int64_t offsetThen;
-        if (!AddMinutes(Ticks(input), offset, &ticks) || !OffsetAt(zone, FromTicks(ticks), &offsetThen))
+        if (!AddMinutes(base::Ticks(input), offset, &ticks) ||
+            !OffsetAt(zone, base::FromTicks(ticks), &offsetThen))
             continue;
         if (offsetThen == offset) {
-            *utc = FromTicks(ticks);
+            *utc = base::FromTicks(ticks);
             return 1;
         }
         if (!found) result = ticks;
         found = true;
     }
     if (!found) return 0;
-    *utc = FromTicks(result);
+    *utc = base::FromTicks(result);
     return 1;
 }

@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <string>
 
+#include "base/text.h"
 #include "log/local_time.h"
 
 namespace {
@@ -81,14 +82,8 @@ class Output {
     size_t m_used = 0;
 };
 
-std::wstring Widen(const char* text) {
-    if (text == nullptr) return L"(null)";
-    const int length = MultiByteToWideChar(CP_ACP, 0, text, -1, nullptr, 0);
-    if (length <= 1) return {};
-    std::wstring wide(static_cast<size_t>(length), L'\0');
-    MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), length);
-    wide.pop_back();
-    return wide;
+std::wstring WidenOrNullText(const char* text) {
+    return text != nullptr ? base::Widen(text) : L"(null)";
 }
 
 const wchar_t* OrNullText(const wchar_t* text) {
@@ -152,7 +147,7 @@ void PrintValue(Output& out, ULONG type, const wchar_t* label, const _PV& value)
         case PT_SYSTIME:
             return PrintTime(out, label, value.ft);
         case PT_STRING8:
-            return out.Print(L"%s\"%s\"", label, Widen(value.lpszA).c_str());
+            return out.Print(L"%s\"%s\"", label, WidenOrNullText(value.lpszA).c_str());
         case PT_UNICODE:
             return out.Print(L"%s\"%s\"", label, OrNullText(value.lpszW));
         case PT_CLSID:
@@ -169,7 +164,7 @@ void PrintValue(Output& out, ULONG type, const wchar_t* label, const _PV& value)
             return out.Print(L"%s0x%x", label, static_cast<unsigned>(value.x));
         case PT_MV_STRING8:
             return PrintStrings(out, label, ListedOf(value),
-                                [&](ULONG i) { return Widen(value.MVszA.lppszA[i]); });
+                                [&](ULONG i) { return WidenOrNullText(value.MVszA.lppszA[i]); });
         case PT_MV_UNICODE:
             return PrintStrings(out, label, ListedOf(value),
                                 [&](ULONG i) { return std::wstring(OrNullText(value.MVszW.lppszW[i])); });
@@ -225,7 +220,7 @@ wchar_t* ElementText(const SPropValue* value, int index, wchar_t* buffer, size_t
     } else if (index < 0 || static_cast<ULONG>(index) >= ListedOf(value->Value)) {
         out.Print(L"ERROR:outofbounds");
     } else if (type == PT_MV_STRING8) {
-        out.Print(L"%s", Widen(value->Value.MVszA.lppszA[index]).c_str());
+        out.Print(L"%s", WidenOrNullText(value->Value.MVszA.lppszA[index]).c_str());
     } else {
         out.Print(L"%s", OrNullText(value->Value.MVszW.lppszW[index]));
     }

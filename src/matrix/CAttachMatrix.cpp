@@ -4,20 +4,13 @@
 
 #include <algorithm>
 
+#include "base/text.h"
 #include "log/CLog.h"
 
 namespace {
 
 constexpr int kNone = -1;
 constexpr char kInfo[] = "CAttachMatrix.Info";
-
-std::string Narrow(const std::wstring& text) {
-    const int length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(CP_ACP, 0, text.c_str(), length, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<size_t>(std::max(size, 0)), '\0');
-    WideCharToMultiByte(CP_ACP, 0, text.c_str(), length, narrow.data(), size, nullptr, nullptr);
-    return narrow;
-}
 
 bool SameOutside(const TMatrixAttachment& a, const TMatrixAttachment& b) {
     return a.comparable && b.comparable && a.method == b.method && a.size == b.size &&
@@ -42,7 +35,7 @@ CAttachMatrix::CAttachMatrix(const std::vector<const std::vector<TMatrixAttachme
             }
             if (column == firsts.size()) {
                 firsts.push_back(place);
-                m_columns.push_back({Narrow(attachment.name), attachment.name, attachment.size,
+                m_columns.push_back({base::Narrow(attachment.name), attachment.name, attachment.size,
                                      std::vector<int>(rows.size(), kNone)});
             }
             m_columns[column].numbers[static_cast<size_t>(row)] = attachment.number;

@@ -33,7 +33,7 @@ class CAttachMatrix {
     int Info(int column, const char** name, unsigned* size) const;
     int Info(int column, const wchar_t** name, unsigned* size) const;
     /// The attachment's number in the row's item; -1 where the row has none, and, with an Error line,
-    /// outside; store::kUnknownAttachment where it has one whose number cannot be told.
+    /// outside; store::kUnknownAttachment where it has one whose number cannot be read.
     int Value(int row, int column) const;
 
   private:

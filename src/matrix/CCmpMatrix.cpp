@@ -45,8 +45,8 @@ bool CCmpMatrix::Create(IMAPISession* session, const TComparyProps* props, unsig
 bool CCmpMatrix::Add(const char* entryId, const char* storeId) {
     const CThreadLocale locale(m_locale);
     TRow row;
-    row.entryId = OrEmpty(entryId);
-    row.storeId = OrEmpty(storeId);
+    row.entryId = base::OrEmpty(entryId);
+    row.storeId = base::OrEmpty(storeId);
     row.store = m_reader.StoreOf(row.storeId.c_str()).number;
     // The first row's columns are prepared aside: an item that fails does not decide anything.
     TColumns columns;

@@ -7,9 +7,9 @@
 #include <memory>
 #include <span>
 
+#include "base/mapi_extra.h"
 #include "log/PlatformCalls.h"
 #include "matrix/attachment_list.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 #include "store/streams.h"
 

@@ -1,8 +1,8 @@
 #include "matrix/attachment_list.h"
 
+#include "base/mapi_extra.h"
 #include "log/CLog.h"
 #include "store/attachments.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 
 namespace {
@@ -47,7 +47,7 @@ void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TM
     const wchar_t* const name = FirstText(values.get() + kName, count - kName);
     ULONG photo = 0;
     const bool photoKnown = Attach_IsContactPhoto_get(attachment.Get(), &photo) == S_OK;
-    out.name = OrEmpty(name);
+    out.name = base::OrEmpty(name);
     out.photo = photo != 0;
     out.method = method.ulPropTag == PR_ATTACH_METHOD ? method.Value.l : static_cast<long>(NO_ATTACHMENT);
     const Holds holds = HeldBy(out.method);
@@ -64,7 +64,7 @@ void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TM
 const wchar_t* FirstText(const SPropValue* values, ULONG count) {
     for (ULONG i = 0; i < count; ++i) {
         const ULONG type = PROP_TYPE(values[i].ulPropTag);
-        if (type == PT_UNICODE && *OrEmpty(values[i].Value.lpszW)) return values[i].Value.lpszW;
+        if (type == PT_UNICODE && *base::OrEmpty(values[i].Value.lpszW)) return values[i].Value.lpszW;
         if (type == PT_ERROR && values[i].Value.err != MAPI_E_NOT_FOUND) return nullptr;
     }
     return L"";

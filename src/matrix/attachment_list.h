@@ -9,7 +9,7 @@
 struct TMatrixAttachment {
     long number;        // in its item; store::kUnknownAttachment when its table does not say
     std::wstring name;  // file name, long form first; display name when it has none
-    unsigned size;      // bytes of its data; 0 for a reference, and when they cannot be told
+    unsigned size;      // bytes of its data; 0 for a reference, and when they cannot be read
     long method;        // ATTACH_BY_VALUE, ...
     bool photo;         // a contact's photo
     bool comparable;  // all of the above could be read, and the method is one that holds data or names a file

@@ -4,7 +4,7 @@
 #include <bit>
 #include <utility>
 
-#include "compare/room.h"
+#include "base/room.h"
 #include "log/CLog.h"
 #include "similar/dates.h"
 
@@ -307,12 +307,12 @@ unsigned CCandidateIndex::Head(TTag tag) const {
 void CCandidateIndex::ReserveRoom() {
     size_t units = 0;
     for (const TNewValue& value : m_newValues) units += value.text ? value.text->length : 0;
-    MakeRoom(m_values, m_values.size() + m_newValues.size());
-    MakeRoom(m_holders, m_holders.size() + m_held.size() + m_newValues.size());
-    MakeRoom(m_texts, m_texts.size() + units);
-    MakeRoom(m_marks, m_marks.size() + 1);
+    base::MakeRoom(m_values, m_values.size() + m_newValues.size());
+    base::MakeRoom(m_holders, m_holders.size() + m_held.size() + m_newValues.size());
+    base::MakeRoom(m_texts, m_texts.size() + units);
+    base::MakeRoom(m_marks, m_marks.size() + 1);
     const size_t postings = m_postings.size() + m_newTags.size();
-    MakeRoom(m_postings, postings);
+    base::MakeRoom(m_postings, postings);
     if (postings <= m_heads.size()) return;
     std::vector<unsigned> heads(std::bit_ceil(postings), kNone);
     for (size_t i = 0; i < m_postings.size(); ++i) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/text.h"
 #include "log/CLog.h"
 #include "similar/body_hash.h"
 
@@ -42,14 +43,13 @@ const TFieldText& TItemProps::Text(int field) const {
 
 void TItemProps::TakeBody(wchar_t* text, size_t length) {
     constexpr std::wstring_view kBlanks = L" \t\r\n";
-    const std::wstring_view whole(text, length);
-    const size_t begin = whole.find_first_not_of(kBlanks);
-    if (begin == std::wstring_view::npos) return;
-    const std::wstring_view trimmed = whole.substr(begin, whole.find_last_not_of(kBlanks) + 1 - begin);
+    const std::wstring_view trimmed = base::Trimmed(std::wstring_view(text, length), kBlanks);
+    if (trimmed.empty()) return;
     body = trimmed.substr(0, kStoredBody);
     bodyLength = static_cast<int>(trimmed.size());
-    CharLowerBuffW(text + begin, static_cast<DWORD>(trimmed.size()));
-    bodyHash = BodyHash(text + begin, trimmed.size());
+    wchar_t* const begin = text + (trimmed.data() - text);
+    CharLowerBuffW(begin, static_cast<DWORD>(trimmed.size()));
+    bodyHash = BodyHash(begin, trimmed.size());
 }
 
 bool TItemProps::HasSameBody(const TItemProps& other) const {

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "base/ticks.h"
+
 namespace similar {
 namespace {
 
@@ -11,11 +13,6 @@ namespace {
 constexpr TDate kPlaceholders[] = {{4501, 1, 1}, {1899, 12, 30}};
 /// The first moment that the system gives no date for.
 constexpr uint64_t kEndOfDates = uint64_t{1} << 63;
-constexpr uint64_t kTicksOfDay = 864000000000u;
-
-uint64_t Ticks(const FILETIME& time) {
-    return static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-}
 
 }  // namespace
 
@@ -35,7 +32,7 @@ const TDate* PlaceholderOf(const TDate& local, const FILETIME& stored) {
 }
 
 int64_t DayOf(const FILETIME& time) {
-    return static_cast<int64_t>(Ticks(time) / kTicksOfDay);
+    return static_cast<int64_t>(base::Ticks(time) / base::kTicksPerDay);
 }
 
 bool MayBePlaceholder(const FILETIME& time) {
@@ -51,7 +48,7 @@ bool MayBePlaceholder(const FILETIME& time) {
 }
 
 bool MayHaveNoDate(const FILETIME& time) {
-    return Ticks(time) >= kEndOfDates - kMostDaysApart * kTicksOfDay;
+    return base::Ticks(time) >= kEndOfDates - kMostDaysApart * base::kTicksPerDay;
 }
 
 }  // namespace similar

@@ -7,7 +7,7 @@
 #include <cwchar>
 #include <iterator>
 
-#include "items/names.h"
+#include "base/names.h"
 #include "log/CLog.h"
 
 namespace similar {

@@ -2,11 +2,12 @@
 
 #include <cwchar>
 
+#include "base/mapi_extra.h"
+#include "base/ticks.h"
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 #include "log/identifier_text.h"
 #include "similar/CSimilarSearch.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 #include "store/streams.h"
 
@@ -27,14 +28,10 @@ void TakeHex(const SBinary& bytes, std::pmr::string* text) {
 
 /// The text of a name; empty when the contact has none. format reports any other reason.
 const wchar_t* NameOf(const SPropValue& value, const char* format) {
-    if (PROP_TYPE(value.ulPropTag) == PT_UNICODE) return OrEmpty(value.Value.lpszW);
+    if (PROP_TYPE(value.ulPropTag) == PT_UNICODE) return base::OrEmpty(value.Value.lpszW);
     if (PROP_TYPE(value.ulPropTag) != PT_ERROR || value.Value.err != MAPI_E_NOT_FOUND)
         g_Log.Error(kReadInfoTag, format, static_cast<unsigned>(value.Value.err));
     return L"";
-}
-
-bool SameTime(const FILETIME& a, const FILETIME& b) {
-    return a.dwLowDateTime == b.dwLowDateTime && a.dwHighDateTime == b.dwHighDateTime;
 }
 
 }  // namespace
@@ -71,7 +68,8 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
         return nullptr;
     }
     if (const auto cached = m_cache.find(info.entryId);
-        cached != m_cache.end() && SameTime(cached->second.lastModification, info.lastModification)) {
+        cached != m_cache.end() &&
+        base::Ticks(cached->second.lastModification) == base::Ticks(info.lastModification)) {
         *fromCache = true;
         return &cached->second;
     }

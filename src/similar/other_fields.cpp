@@ -1,9 +1,9 @@
 // Counting the fields that are not compared, and opening contacts by their entry identifier.
 
+#include "base/mapi_extra.h"
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 #include "similar/CSimilarSearch.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 #include "store/streams.h"
 

@@ -4,10 +4,10 @@
 #include <mapiguid.h>
 #include <mapitags.h>
 
+#include "base/mapi_extra.h"
 #include "log/PlatformCalls.h"
 #include "store/attachments.h"
 #include "store/contact_photo.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 
 namespace {

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 
+#include "base/mapi_extra.h"
 #include "log/PlatformCalls.h"
-#include "store/mapi_extra.h"
 #include "store/properties.h"
 #include "store/streams.h"
 
@@ -148,9 +148,10 @@ HRESULT GetAttachmentsSize(IMessage* item, ULONG* total) {
             g_Log.Error(calls.tag, "Row[%d].Prop[0].Type == PT_ERROR\n", static_cast<int>(i));
             continue;
         }
-        g_Log.InfoW(3, calls.tag, L"DisplayName = \"%s\", Size = %d\n",
-                    name && PROP_TYPE(name->ulPropTag) == PT_UNICODE ? OrEmpty(name->Value.lpszW) : L"Error",
-                    size->Value.l);
+        g_Log.InfoW(
+            3, calls.tag, L"DisplayName = \"%s\", Size = %d\n",
+            name && PROP_TYPE(name->ulPropTag) == PT_UNICODE ? base::OrEmpty(name->Value.lpszW) : L"Error",
+            size->Value.l);
         *total += size->Value.ul;
     }
     return calls.result;

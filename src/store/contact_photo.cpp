@@ -2,9 +2,9 @@
 
 #include <mapidefs.h>
 
-#include "log/PlatformCalls.h"
-#include "items/names.h"
+#include "base/names.h"
 #include "log/identifier_text.h"
+#include "log/PlatformCalls.h"
 #include "store/properties.h"
 
 namespace {

@@ -14,7 +14,7 @@ MapiBuffer<char> EntryIdToText(const void* bytes, size_t count) {
 }
 
 EntryId TextToEntryId(const char* text) {
-    const size_t count = std::strlen(OrEmpty(text)) / 2;
+    const size_t count = std::strlen(base::OrEmpty(text)) / 2;
     EntryId id;
     // An empty text still gets a block: null says that there is no memory.
     if (Allocate(std::max<size_t>(count, 1), id.bytes) == S_OK) {

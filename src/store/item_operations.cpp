@@ -16,7 +16,7 @@ namespace store {
 namespace {
 
 bool SameText(const char* one, const char* other) {
-    return _stricmp(OrEmpty(one), OrEmpty(other)) == 0;
+    return _stricmp(base::OrEmpty(one), base::OrEmpty(other)) == 0;
 }
 
 /// The item's search key, or null: without it the item is moved all the same, only not looked for afterwards.
@@ -73,11 +73,12 @@ HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFold
     PlatformCalls calls("Quorvel_ItemMove");
     const bool sameStore = SameText(srcStoreId, dstStoreId);
     if (sameStore && SameText(srcFolderId, dstFolderId)) {
-        if (newEntryId) std::memmove(newEntryId, OrEmpty(entryId), std::strlen(OrEmpty(entryId)) + 1);
+        if (newEntryId)
+            std::memmove(newEntryId, base::OrEmpty(entryId), std::strlen(base::OrEmpty(entryId)) + 1);
         return S_OK;
     }
     // No identifier at all would open the store's root.
-    if (std::strlen(OrEmpty(dstFolderId)) < 2) {
+    if (std::strlen(base::OrEmpty(dstFolderId)) < 2) {
         g_Log.Error(calls.tag, "Invalid Param(s)\n");
         return -1;
     }

@@ -12,7 +12,7 @@ inline constexpr ULONG kIdTextSize = 1024;
 /// kIdTextSize bytes; leaves the buffer untouched when there is none, or none that fits.
 HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId);
 /// Moves an item to another folder, of the same store or another; -1 without a target folder. newEntryId, when
-/// given, has kIdTextSize bytes and receives the item's new one, or an empty text when it cannot be told; it may be the
+/// given, has kIdTextSize bytes and receives the item's new one, or an empty text when it cannot be found; it may be the
 /// buffer of entryId. The same folder moves nothing.
 HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId, const char* srcStoreId,
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId);

@@ -48,7 +48,7 @@ void FillName(const TComparyProp& prop, GUID* set, MAPINAMEID* name) {
         name->Kind.lID = prop.nID;
     } else {
         name->ulKind = MNID_STRING;
-        name->Kind.lpwstrName = const_cast<wchar_t*>(OrEmpty(prop.lpszID));
+        name->Kind.lpwstrName = const_cast<wchar_t*>(base::OrEmpty(prop.lpszID));
     }
 }
 
@@ -74,7 +74,7 @@ void TakeTag(TComparyProp& prop, ULONG tag) {
     const std::wstring set(prop.lpszGuid, prop.lpszGuid + std::strlen(prop.lpszGuid));
     g_Log.ErrorW(kResolveTags,
                  L"NamedProp->Tag failed for Prop: Key=\"%s\", GUID=\"%s\", nID=%d, sID=\"%s\",nType=0x%x\n",
-                 OrEmpty(prop.lpszKey), set.c_str(), prop.nID, OrEmpty(prop.lpszID), prop.nType);
+                 base::OrEmpty(prop.lpszKey), set.c_str(), prop.nID, base::OrEmpty(prop.lpszID), prop.nType);
 }
 
 }  // namespace
@@ -91,7 +91,7 @@ HRESULT GetIDFromName(IMessage* item, MAPINAMEID* name, ULONG* tag) {
 
 ULONG GetIDFromName2(IMessage* item, const char* guid, long id, ULONG type) {
     GUID set;
-    if (!Str2GUID(OrEmpty(guid), &set)) {
+    if (!Str2GUID(base::OrEmpty(guid), &set)) {
         g_Log.Error("Quorvel_GetIDFromName2", "Str2GUID failed\n");
         return 0;
     }

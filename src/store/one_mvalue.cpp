@@ -46,9 +46,9 @@ size_t ElementSize(ULONG type) {
 bool IsEmpty(const SPropValue& value) {
     switch (PROP_TYPE(value.ulPropTag)) {
         case PT_STRING8:
-            return *OrEmpty(value.Value.lpszA) == 0;
+            return *base::OrEmpty(value.Value.lpszA) == 0;
         case PT_UNICODE:
-            return *OrEmpty(value.Value.lpszW) == 0;
+            return *base::OrEmpty(value.Value.lpszW) == 0;
         case PT_BINARY:
             return value.Value.bin.cb == 0;
         default:

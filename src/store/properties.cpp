@@ -57,10 +57,10 @@ HRESULT GetSubjectSize(IMessage* item, int wide, ULONG* size, SPropValue* values
         case PT_ERROR:
             break;
         case PT_STRING8:
-            *size = static_cast<ULONG>(std::strlen(OrEmpty(subject->Value.lpszA)));
+            *size = static_cast<ULONG>(std::strlen(base::OrEmpty(subject->Value.lpszA)));
             break;
         case PT_UNICODE:
-            *size = static_cast<ULONG>(std::wcslen(OrEmpty(subject->Value.lpszW)) * sizeof(wchar_t));
+            *size = static_cast<ULONG>(std::wcslen(base::OrEmpty(subject->Value.lpszW)) * sizeof(wchar_t));
             break;
         default:
             g_Log.Error("Quorvel_GetSubjectSize", "PR_SUBJECT is type=0x%x\n", static_cast<unsigned>(type));

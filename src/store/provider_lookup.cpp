@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/text.h"
+
 namespace {
 
 constexpr wchar_t kProgramsKey[] = L"Software\\Microsoft\\Windows Messaging Subsystem\\MSMapiApps";
@@ -136,31 +138,17 @@ std::vector<std::wstring> Qualifiers(HKEY root, const std::wstring& clientKey) {
     return qualifiers;
 }
 
-std::string Narrow(const std::wstring& text) {
-    std::string narrow(3 * text.size() + 1, 0);
-    WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, narrow.data(), static_cast<int>(narrow.size()), nullptr,
-                        nullptr);
-    return narrow;
-}
-
-std::wstring Widen(const char* text) {
-    std::wstring wide(std::char_traits<char>::length(text) + 1, 0);
-    MultiByteToWideChar(CP_ACP, 0, text, -1, wide.data(), static_cast<int>(wide.size()));
-    wide.resize(wide.size() - 1);
-    return wide;
-}
-
 /// The installer's path of a component as the system's mail library tells it; empty when it cannot.
 std::wstring PathFromMailLibrary(const std::wstring& component, const std::wstring& qualifier) {
     using GetComponentPath = BOOL WINAPI(char*, char*, char*, DWORD, BOOL);
     const ModuleOwner library = LoadSystemModule(L"mapi32.dll");
     auto* const getPath = library ? Address<GetComponentPath>(library, "FGetComponentPath") : nullptr;
     if (!getPath) return {};
-    std::string componentText = Narrow(component), qualifierText = Narrow(qualifier);
+    std::string componentText = base::Narrow(component), qualifierText = base::Narrow(qualifier);
     std::array<char, MAX_PATH> path = {};
     const bool found = getPath(componentText.data(), qualifier.empty() ? nullptr : qualifierText.data(),
                                path.data(), static_cast<DWORD>(path.size()), FALSE);
-    return found ? Widen(path.data()) : std::wstring();
+    return found ? base::Widen(path.data()) : std::wstring();
 }
 
 /// The same from the installer itself.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "base/text.h"
 #include "store/MapiProvider.h"
 
 using Microsoft::WRL::ComPtr;
@@ -75,11 +76,3 @@ class TagList {
 };
 template <typename... Tags>
 TagList(Tags...) -> TagList<sizeof...(Tags)>;
-
-/// A text to print or to compare where the caller may have given none.
-inline const char* OrEmpty(const char* text) {
-    return text ? text : "";
-}
-inline const wchar_t* OrEmpty(const wchar_t* text) {
-    return text ? text : L"";
-}

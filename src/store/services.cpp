@@ -129,10 +129,11 @@ HRESULT GetStoreType(IMAPISession* session, const char* storeId, int* type) {
     const HRESULT hr = GetServiceProps(session, uidText.get(), Out(dllName), Out(entryName), Out(serviceName),
                                        Out(displayName));
     if (hr != S_OK) return hr;
-    *type = TypeOfService(OrEmpty(dllName.get()), OrEmpty(entryName.get()));
+    *type = TypeOfService(base::OrEmpty(dllName.get()), base::OrEmpty(entryName.get()));
     g_Log.Info(3, calls.tag,
                "Service:\n\tMyType      = %d\n\tDllName     = %s\n\tEntryName   = %s\n\tUID         = %s\n",
-               *type, OrEmpty(dllName.get()), OrEmpty(entryName.get()), OrEmpty(displayName.get()));
+               *type, base::OrEmpty(dllName.get()), base::OrEmpty(entryName.get()),
+               base::OrEmpty(displayName.get()));
     return S_OK;
 }
 

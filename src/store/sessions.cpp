@@ -17,7 +17,7 @@ bool OpenMsgStore(PlatformCalls& calls, IMAPISession* session, const char* store
     return calls.Allocated(id.bytes.get()) &&
            calls.Gives(opened,
                        session->OpenMsgStore(0, id.count, id.bytes.get(), nullptr, MAPI_BEST_ACCESS, &opened),
-                       failure, OrEmpty(storeId));
+                       failure, base::OrEmpty(storeId));
 }
 
 /// Opens an item or a folder inside a store or a folder.
@@ -30,7 +30,7 @@ bool OpenEntry(PlatformCalls& calls, Container* container, const char* entryId, 
            calls.Gives(
                opened,
                container->OpenEntry(id.count, id.bytes.get(), &iid, flags, &objectType, OutUnknown(opened)),
-               failure, OrEmpty(entryId));
+               failure, base::OrEmpty(entryId));
 }
 
 template <typename Container, typename Object>

@@ -98,7 +98,8 @@ HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStr
     *empty = 1;
     if (size) *size = 0;
     if (const HRESULT hr = OpenStream(item, tag, start->stream); hr != S_OK) {
-        calls(hr, "lpMessage->OpenProperty returned 0x%x, EntryID = %s\n", OrEmpty(EntryID2Str(item).get()));
+        calls(hr, "lpMessage->OpenProperty returned 0x%x, EntryID = %s\n",
+              base::OrEmpty(EntryID2Str(item).get()));
         return hr;
     }
     if (!start->stream) return S_OK;

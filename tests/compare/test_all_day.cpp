@@ -2,10 +2,10 @@
 
 #include <optional>
 
+#include "base/mapi_extra.h"
 #include "compare/calendar.h"
-#include "store/mapi_extra.h"
-#include "store/named_properties.h"
 #include "quorvel.h"
+#include "store/named_properties.h"
 #include "tests/compare/faults.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

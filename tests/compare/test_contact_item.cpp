@@ -2,7 +2,7 @@
 
 #include "compare/contact_item.h"
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

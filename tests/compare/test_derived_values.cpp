@@ -2,13 +2,13 @@
 
 #include <functional>
 
+#include "base/mapi_extra.h"
 #include "compare/contact_item.h"
 #include "compare/propex.h"
 #include "compare/recipients.h"
-#include "store/mapi_extra.h"
+#include "quorvel.h"
 #include "store/named_properties.h"
 #include "store/properties.h"
-#include "quorvel.h"
 #include "tests/compare/faults.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

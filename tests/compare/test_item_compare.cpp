@@ -2,7 +2,7 @@
 
 #include <random>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "quorvel.h"
 #include "tests/compare/faults.h"
 #include "tests/support/CapturedLog.h"

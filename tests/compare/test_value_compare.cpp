@@ -4,8 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "base/mapi_extra.h"
 #include "compare/value_compare.h"
-#include "store/mapi_extra.h"
 #include "quorvel.h"
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"

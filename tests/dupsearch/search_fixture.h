@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "base/mapi_extra.h"
 #include "dupsearch/CDuplicateSearch.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

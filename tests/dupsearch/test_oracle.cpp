@@ -5,8 +5,8 @@
 #include <random>
 #include <set>
 
+#include "base/mapi_extra.h"
 #include "dupsearch/CDuplicateSearch.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/dupsearch/SlowSearch.h"
 #include "tests/support/MailboxFixture.h"

@@ -3,8 +3,8 @@
 
 #include <functional>
 
+#include "base/mapi_extra.h"
 #include "dupsearch/CDuplicateSearch.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/support/MailboxFixture.h"
 

@@ -10,8 +10,8 @@
 #include <variant>
 #include <vector>
 
+#include "base/mapi_extra.h"
 #include "mailbox/Platform.h"
-#include "store/mapi_extra.h"
 #include "store/attachments.h"
 #include "store/named_properties.h"
 #include "store/properties.h"

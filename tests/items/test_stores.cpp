@@ -4,8 +4,8 @@
 #include <memory>
 #include <sstream>
 
+#include "base/mapi_extra.h"
 #include "quorvel.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

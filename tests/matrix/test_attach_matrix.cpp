@@ -4,7 +4,7 @@
 #include <map>
 #include <random>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "tests/matrix/MatrixTest.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <functional>
 #include <random>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/matrix/MatrixTest.h"
 

@@ -7,7 +7,7 @@
 #include <map>
 #include <sstream>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "store/named_properties.h"
 
 namespace {

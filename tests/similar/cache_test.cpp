@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "base/mapi_extra.h"
 #include "similar/CSimilarSearch.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/similar/SimilarFixture.h"
 #include "tests/support/CapturedLog.h"

@@ -1,6 +1,6 @@
 // Contacts that cannot be read, calls in the wrong order, and every call of the platform failing in turn.
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/similar/SimilarFixture.h"
 #include "tests/support/CapturedLog.h"

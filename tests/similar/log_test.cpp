@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "tests/similar/SimilarFixture.h"
 #include "tests/support/CapturedLog.h"
 

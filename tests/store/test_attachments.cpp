@@ -4,10 +4,10 @@
 
 #include <cstring>
 
+#include "base/mapi_extra.h"
 #include "quorvel.h"
 #include "store/attachments.h"
 #include "store/contact_photo.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "store/properties.h"
 #include "tests/support/CapturedLog.h"

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 
+#include "base/mapi_extra.h"
 #include "quorvel.h"
 #include "store/attachments.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

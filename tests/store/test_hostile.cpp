@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "base/mapi_extra.h"
 #include "quorvel.h"
 #include "store/checked_calls.h"
-#include "store/mapi_extra.h"
 #include "store/streams.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

@@ -174,8 +174,8 @@ TEST_F(Sessions, KindOfStoreByItsService) {
                   LogLines({{sevInfo, "Quorvel_GetStoreType", "->\n"},
                             {sevInfo, "Quorvel_GetStoreType", "Service:\n"},
                             {sevRaw, "", "\tMyType      = " + std::to_string(type) + "\n"},
-                            {sevRaw, "", std::string("\tDllName     = ") + OrEmpty(dll) + "\n"},
-                            {sevRaw, "", std::string("\tEntryName   = ") + OrEmpty(entry) + "\n"},
+                            {sevRaw, "", std::string("\tDllName     = ") + base::OrEmpty(dll) + "\n"},
+                            {sevRaw, "", std::string("\tEntryName   = ") + base::OrEmpty(entry) + "\n"},
                             {sevRaw, "", "\tUID         = Folders\n"}}));
         EXPECT_EQ(Quorvel_IsStoreLocal(Session(), id.c_str(), &local), S_OK);
         EXPECT_EQ(local, type == 0);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "store/mapi_extra.h"
+#include "base/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/sweep/SweepTest.h"
 

@@ -2,9 +2,9 @@
 
 #include <span>
 
+#include "base/mapi_extra.h"
 #include "store/attachments.h"
 #include "store/checked_calls.h"
-#include "store/mapi_extra.h"
 #include "store/named_properties.h"
 #include "tests/sweep/SweepTest.h"
 
