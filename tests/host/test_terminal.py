@@ -65,8 +65,8 @@ class Terminal(HostTest):
         self.big()
         shown = self.run_on_terminal("scan", "--near")
         lines = [line.strip() for line in shown.split("\r") if line.strip()]
-        self.assertTrue([line for line in lines if line.startswith("mail groups verified: ")], lines)
-        self.assertTrue([line for line in lines if line.startswith("near pairs but for ")], lines)
+        # Which of the steps take so long that anything is shown of them is a matter of the machine
+        self.assertRegex(shown, r"(mail groups verified|near pairs but for [^:]*): \d+ of \d+")
         self.assertEqual([line for line in lines if line.endswith(" 0 s left") and lines.count(line) > 2], [], "a line that stands still")
         self.run_program("scan", "--near", status=1)
         self.assertEqual(self.err, "", "nothing when it is no terminal")
