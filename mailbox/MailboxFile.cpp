@@ -9,6 +9,7 @@
 #include "mailbox/file_kind.h"
 #include "mailbox/file_reader.h"
 #include "mailbox/file_writer.h"
+#include "mailbox/like_file.h"
 #include "mailbox/platform_headers.h"
 
 namespace mailbox {
@@ -71,7 +72,8 @@ std::wstring ConfiguredFile() {
     if (path.empty()) return path;
     std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
     full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    return full;
+    // A save replaces the file, and not a link to it; and whoever comes another way meets the same lock.
+    return ResolveLinks(full);
 }
 
 /// Where a save puts the mailbox until it is whole: under a name that nobody else gives to a file.
@@ -81,11 +83,21 @@ std::wstring NewName(const MailboxFileState& file) {
 
 /// One process at a time: the next one is refused, before it could overwrite what this one saves.
 HRESULT Lock(MailboxFileState& file) {
-    const std::wstring path = file.path + L".lock";
-    file.lock = File(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
-                                 FILE_ATTRIBUTE_NORMAL | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
-    if (file.lock.IsOpen()) return S_OK;
-    const DWORD error = GetLastError();
+    const std::wstring path = file.path + L".quorvel-lock";
+    // What this process makes goes with it; what is there already (a file of the user's, or what a power failure left)
+    // serves as well and stays. A lock that goes in between is made anew.
+    const struct {
+        DWORD how, flags;
+    } ways[] = {
+        {CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE}, {OPEN_EXISTING, 0}, {CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE}};
+    DWORD error = ERROR_SUCCESS;
+    for (const auto& way : ways) {
+        file.lock = File(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, way.how,
+                                     FILE_ATTRIBUTE_NORMAL | way.flags, nullptr));
+        if (file.lock.IsOpen()) return S_OK;
+        error = GetLastError();
+        if (error != ERROR_FILE_EXISTS && error != ERROR_FILE_NOT_FOUND) break;
+    }
     if (error == ERROR_SHARING_VIOLATION)
         return Fail(MAPI_E_BUSY, file.path + L": another program uses this mailbox");
     // Where no lock can be made, nothing can be saved either; reading does no harm.
@@ -197,11 +209,10 @@ bool ReadStamp(const std::wstring& path, Stamp& stamp) {
 }
 
 /// Writes the mailbox beside its file. 0, or the system's error.
-DWORD WriteNew(const Database& database, const std::wstring& path, Stamp& stamp) {
-    File file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file.IsOpen()) return GetLastError();
-    const DWORD error = WriteAll(database, file.Handle());
+DWORD WriteNew(const Database& database, const std::wstring& old, const std::wstring& path, Stamp& stamp) {
+    File file;
+    DWORD error = CreateLike(old, path, file);
+    if (error == ERROR_SUCCESS) error = WriteAll(database, file.Handle());
     if (error != ERROR_SUCCESS) return error;
     file.Close();
     return ReadStamp(path, stamp) ? ERROR_SUCCESS : GetLastError();
@@ -233,10 +244,11 @@ HRESULT WriteMailbox(Database& database) {
     const std::wstring path = NewName(state);
     Stamp stamp;
     text.BeginMoves();
-    DWORD error = WriteNew(database, path, stamp);
+    DWORD error = WriteNew(database, state.path, path, stamp);
     const bool isReplaceable = error == ERROR_SUCCESS && isUnchanged();
     // Windows replaces no file that is open.
     text.Close();
+    // ReplaceFile would keep the rights by itself, but in two renames: killed between them, the mailbox has no file.
     if (isReplaceable &&
         !MoveFileExW(path.c_str(), state.path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
         error = GetLastError();

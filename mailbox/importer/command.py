@@ -115,6 +115,8 @@ def refused_output(output: str, inputs: list[str], finder: Finder, force: bool) 
         return None
     if os.path.isdir(output):
         return f"{output} is a folder"
+    if not os.path.isfile(output):
+        return f"{output} is no file that can be replaced"
     status = os.stat(output)
     named = any(os.path.exists(path) and os.path.samefile(path, output) for path in inputs)
     if named or (status.st_dev, status.st_ino) in finder.met or (not is_mailbox(output) and within(output, inputs)):

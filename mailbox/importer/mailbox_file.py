@@ -3,11 +3,13 @@
 from __future__ import annotations
 
 import binascii
+import contextlib
 import hashlib
 import json
 import operator
 import os
 import re
+import stat
 import tempfile
 from collections.abc import Mapping
 from dataclasses import dataclass
@@ -27,6 +29,7 @@ STORE_SERVICE = {
 }
 FOLDER_CLASS = p.tag(0x3613)
 ATTACH_DATA = p.tag(0x3701, p.Kind.BINARY)
+ACCESS_LIST = "system.posix_acl_access"  # the attribute in which Linux keeps a file's access list
 # An item whose file names no time at all: any fixed moment will do, as long as every import gives the same
 NO_TIME = datetime(2000, 1, 1, tzinfo=timezone.utc)
 # Folders that serve as one of a store's special folders, by their names in lower case
@@ -219,18 +222,40 @@ def is_mailbox(path: str) -> bool:
 
 
 def write_file(path: str, stores: list[Store | Source], spools: list[int]) -> None:
-    """Writes the file whole or not at all: whatever was there stays until the new one is complete on the disk."""
-    directory = os.path.dirname(os.path.abspath(path))
-    handle, new = tempfile.mkstemp(prefix=os.path.basename(path) + ".", suffix=".new", dir=directory)
+    """Writes the file whole or not at all: whatever was there stays until the new one is complete on the disk. A link is
+    followed, so that the file itself is new. Nobody can read it who could not read the old one; a fresh one is its owner's."""
+    path = os.path.realpath(path)
+    handle, new = tempfile.mkstemp(prefix=os.path.basename(path) + ".", suffix=".new", dir=os.path.dirname(path))
     try:
         with open(handle, "wb", buffering=1 << 18) as stream:
             Writer(stream, spools).mailbox(stores)
+            with contextlib.suppress(FileNotFoundError):
+                _give_rights(handle, path)
             stream.flush()
             os.fsync(stream.fileno())
-        umask = os.umask(0)
-        os.umask(umask)
-        os.chmod(new, 0o666 & ~umask)
         os.replace(new, path)
     except BaseException:
         os.unlink(new)
         raise
+
+
+def _give_rights(handle: int, path: str) -> None:
+    """Gives an open file the owner, group, mode and access list of another, as far as one may; rights of a group that it
+    cannot be given are left out."""
+    old = os.stat(path)
+    mode = stat.S_IMODE(old.st_mode)
+    for owner in (old.st_uid, -1):
+        with contextlib.suppress(OSError):
+            os.fchown(handle, owner, old.st_gid)
+            break
+    if os.fstat(handle).st_gid != old.st_gid:
+        mode &= ~stat.S_IRWXG
+    try:
+        access = os.getxattr(path, ACCESS_LIST)
+    except OSError:  # it has none, as most
+        os.fchmod(handle, mode)
+        return
+    try:
+        os.setxattr(handle, ACCESS_LIST, access)
+    except OSError:  # without it, the group would get the rights of everybody on the list
+        os.fchmod(handle, mode & ~stat.S_IRWXG)

@@ -76,6 +76,7 @@ class Earlier:
         with contextlib.suppress(OSError):
             new = self.path + ".new"
             kept = {"fingerprint": self.now, "mailbox": _identity(self.mailbox), "told": dataclasses.asdict(told)}
-            with open(new, "w", encoding="utf-8", errors="replace") as stream:
+            # As private as a mailbox: the report names what is in it.
+            with open(new, "w", encoding="utf-8", errors="replace", opener=lambda path, flags: os.open(path, flags, 0o600)) as stream:
                 json.dump(kept, stream)
             os.replace(new, self.path)

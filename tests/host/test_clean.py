@@ -148,7 +148,10 @@ class Clean(HostTest):
                     with self.subTest(arguments=arguments, file=file, call=call, nth=nth):
                         self.write(BOX) if "--yes" in arguments else self.box.write_bytes(moved)
                         self.undo.unlink() if "--yes" in arguments else self.undo.write_bytes(undo)
+                        self.box.chmod(0o600)
                         killed = self.killed(call, nth, file, "clean", *arguments)
+                        modes = {oct(path.stat().st_mode & 0o777) for path in self.dir.glob("mailbox.json*") if path.stat().st_size}
+                        self.assertEqual(modes, {"0o600"}, "others can read the mailbox, or what is to become it")
                         self.run_program("clean", "--undo", "undo.jsonl", status=0)
                         self.assert_as_before("killed and undone")
                         self.assertEqual([path.name for path in self.dir.iterdir()], ["mailbox.json", "undo.jsonl"], "left behind")

@@ -83,6 +83,29 @@ class Output(HostTest):
         self.assertEqual((self.dir / "x.cab").read_bytes(), whole, "the earlier cabinet")
         self.assertEqual(sorted(path.name for path in self.dir.iterdir() if path.suffix != ".txt"), ["mailbox.json", "sub", "x.cab"])
 
+    def test_a_saved_mailbox_is_as_private_as_before_and_where_it_was(self) -> None:
+        """Through links the file itself is saved; files beside it that look like the program's own stay."""
+        beside = {name: MINE for name in ("real.json.lock", "real.json.quorvel-lock", "mailbox.json.quorvel-lock")}
+        for mode, becomes, link in ((0o600, 0o600, None), (0o644, 0o644, None), (0o640, 0o600, None), (0o600, 0o600, "real.json"),
+                                    (0o600, 0o600, str(self.dir / "other.json"))):
+            with self.subTest(mode=oct(mode), link=link):
+                self.box.unlink()
+                real = self.dir / "real.json" if link else self.box
+                if link:
+                    (self.dir / "other.json").unlink(missing_ok=True)
+                    (self.dir / "other.json").symlink_to("real.json")
+                    self.box.symlink_to(link)
+                real.write_text(json.dumps(BOX))
+                real.chmod(mode)
+                for name, content in beside.items():
+                    (self.dir / name).write_bytes(content)
+                self.run_program("clean", "--yes", "--undo-file", "undo.jsonl", status=0)
+                self.assertIn("Duplicates", real.read_text(), "the mailbox was saved")
+                self.assertEqual((oct(real.stat().st_mode & 0o777), self.box.is_symlink()), (oct(becomes), bool(link)))
+                self.assertEqual({name: (self.dir / name).read_bytes() for name in beside}, beside)
+                self.assertEqual(list(self.dir.glob("*.quorvel-new")), [])
+                (self.dir / "undo.jsonl").unlink()
+
     def test_import(self) -> None:
         (self.dir / "x.eml").write_bytes(b"From: ann@example.org\nSubject: Minutes\n\nAll present.\n")
         (self.dir / "notes").write_bytes(MINE)

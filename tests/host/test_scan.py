@@ -221,7 +221,7 @@ class Refusals(HostTest):
         self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n}") for n in range(15_000)])))
         first = self.start("scan", "--near", "--output", "first.txt")
         try:
-            while first.poll() is None and not (self.dir / "mailbox.json.lock").exists():
+            while first.poll() is None and not (self.dir / "mailbox.json.quorvel-lock").exists():
                 time.sleep(0.01)
             self.assertIsNone(first.poll(), "the first program ended before it was looked at")
             self.assert_refused("folders", because="another program uses this mailbox")

@@ -78,7 +78,7 @@ class Terminal(HostTest):
                 if arguments[0] == "similar":
                     self.write(mailbox(folder(1, "People", "IPF.Contact", [contact(n, f"Hale {n}", f"Ann {n}") for n in range(3000)])))
                 process = self.start(*arguments)
-                while process.poll() is None and not (self.dir / "mailbox.json.lock").exists():
+                while process.poll() is None and not (self.dir / "mailbox.json.quorvel-lock").exists():
                     time.sleep(0.01)
                 time.sleep(0.3)
                 process.send_signal(signal.SIGINT)

@@ -9,6 +9,7 @@ import pathlib
 import re
 import shutil
 import signal
+import struct
 import subprocess
 import tempfile
 import time
@@ -218,6 +219,7 @@ class Command(Tree):
             (["empty.eml"], 2, "nothing to import"),
             (["note.txt"], 2, "nothing to import"),
             (["--zone", "Mars/Olympus", "good.eml"], 2, "no time zone"),
+            (["--output", "pipe", "good.eml"], 2, "pipe is no file that can be replaced"),
             (["--output", "no/such/folder.json", "good.eml"], 2, "No such file or directory"),
             ([], 2, "usage:"),
             (["--nonsense"], 2, "usage:"),
@@ -237,6 +239,32 @@ class Command(Tree):
         self.assertEqual(subjects(json.loads(out.read_text())), {"Mail": ["a"]})
         left = sorted(p.name for p in self.top.iterdir())
         self.assertEqual(left, ["good.eml", "note.txt", "out.json", "out.json.import"])
+
+    def test_who_may_read_a_mailbox(self) -> None:
+        """A fresh one is its owner's; one made anew is as it was, group and access list included, behind a link as well."""
+        self.put_all({"good.eml": MAIL.format("a")})
+        out, real = self.top / "out.json", self.top / "real.json"
+        out.symlink_to("real.json")
+        groups = [os.getgid(), 4 if os.getuid() == 0 else os.getgid()]
+        for mode, group, bob in ((None, 0, False), (0o600, 0, False), (0o640, 1, False), (0o666, 0, False), (0o600, 0, True)):
+            with self.subTest(mode=mode, group=group, bob=bob):
+                if mode is not None:
+                    real.chmod(mode)
+                    os.chown(real, -1, groups[group])
+                    if bob:  # owner rw, user 1 r, group none, mask r, others none
+                        entries = ((1, 6, -1), (2, 4, 1), (4, 0, -1), (16, 4, -1), (32, 0, -1))
+                        access = struct.pack("<I", 2) + b"".join(struct.pack("<HHi", *entry) for entry in entries)
+                        os.setxattr(real, "system.posix_acl_access", access)
+                before = real.stat() if mode is not None else None
+                (self.top / "out.json.import").unlink(missing_ok=True)
+                result = run("-o", out, self.top / "good.eml", umask=0o002)
+                self.assertEqual((result.returncode, out.is_symlink()), (0, True), result.stderr)
+                after = real.stat()
+                self.assertNotEqual(before and before.st_ino, after.st_ino)
+                self.assertEqual(oct(after.st_mode), oct(before.st_mode if before else 0o100600))
+                self.assertEqual(after.st_gid, before.st_gid if before else os.getgid())
+                self.assertEqual("system.posix_acl_access" in os.listxattr(real), bob)
+                self.assertEqual((self.top / "out.json.import").stat().st_mode & 0o777, 0o600)
 
     def test_a_mailbox_is_made_again_only_when_something_changed(self) -> None:
         self.put_all({"box/a.eml": MAIL.format("a"), "box/b.eml": MAIL.format("b")})

@@ -334,7 +334,8 @@ class FileTest : public testing::Test {
     }
     ~FileTest() override {
         mapi::Uninitialize();
-        for (const wchar_t* end : {L"", L".quorvel-new", L".lock"}) DeleteFileW((m_path + end).c_str());
+        for (const wchar_t* end : {L"", L".quorvel-new", L".quorvel-lock"})
+            DeleteFileW((m_path + end).c_str());
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", nullptr);
     }
     void Write(const std::string& text) { std::ofstream(m_path.c_str(), std::ios::binary) << text; }
@@ -380,11 +381,11 @@ TEST_F(FileTest, IsWrittenByLogoffAndByTheStoresSaveAndNotWithoutAChange) {
     const std::string original = Read();
     ComPtr<IMAPISession> session, second;
     ASSERT_EQ(Logon(session), S_OK) << mailbox::FromWide(mailbox::LastError());
-    EXPECT_TRUE(Exists(L".lock"));
+    EXPECT_TRUE(Exists(L".quorvel-lock"));
     ASSERT_EQ(session->Logoff(0, 0, 0), S_OK);
     session = nullptr;
     EXPECT_EQ(Read(), original);
-    EXPECT_FALSE(Exists(L".lock"));
+    EXPECT_FALSE(Exists(L".quorvel-lock"));
 
     ASSERT_EQ(Logon(session), S_OK);
     ASSERT_EQ(Logon(second), S_OK) << "sessions of one process share the mailbox";
@@ -418,8 +419,8 @@ TEST_F(FileTest, RefusesWhatItCannotUseAndLeavesItAlone) {
     EXPECT_EQ(Logon(session), MAPI_E_BUSY);
     EXPECT_NE(mailbox::LastError().find(L"open for writing"), std::wstring::npos);
     CloseHandle(writer);
-    HANDLE lock =
-        CreateFileW((m_path + L".lock").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    HANDLE lock = CreateFileW((m_path + L".quorvel-lock").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                              0, nullptr);
     EXPECT_EQ(Logon(session), MAPI_E_BUSY);
     EXPECT_NE(mailbox::LastError().find(L"another program uses"), std::wstring::npos);
     CloseHandle(lock);
@@ -549,12 +550,12 @@ TEST_F(FileTest, SaysWhatToDoWithWhatIsToBeImported) {
 
 TEST_F(FileTest, IsOnlyReadWhereNothingCanBeWrittenBesideIt) {
     Write(OneItem(""));
-    CreateDirectoryW((m_path + L".lock").c_str(), nullptr);
+    CreateDirectoryW((m_path + L".quorvel-lock").c_str(), nullptr);
     ComPtr<IMAPISession> session;
     ASSERT_EQ(Logon(session), S_OK);
     EXPECT_EQ(MakeFolder(OpenStore(session.Get()).Get(), L"New"), MAPI_E_NO_ACCESS);
     EXPECT_EQ(session->Logoff(0, 0, 0), S_OK);
-    RemoveDirectoryW((m_path + L".lock").c_str());
+    RemoveDirectoryW((m_path + L".quorvel-lock").c_str());
 }
 
 TEST_F(FileTest, AFailedWriteLeavesTheOldFileAndCanBeRepeated) {
