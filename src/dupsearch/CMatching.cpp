@@ -130,8 +130,9 @@ void CMatching::FindEquals(std::vector<uint32_t>& equals) {
 
 void CMatching::AddProperties(int nGroups) {
     const size_t before = m_profiles.Properties();
-    m_nGroups = nGroups;
+    base::MakeRoom(m_ranges, m_compareData.size());
     m_profiles.AddProperties();
+    m_nGroups = nGroups;
     for (size_t p = before; p < m_compareData.size(); ++p) {
         if (m_compareData[p]->IsRange()) m_ranges.push_back(p);
     }

@@ -40,7 +40,7 @@ class CMatching {
     void Append() noexcept;
 
     /// Properties of single values came in at the end, in which all items of a profile are filed alike; the groups
-    /// were numbered anew.
+    /// were numbered anew. Changes nothing when memory runs out.
     void AddProperties(int nGroups);
 
     const CProfiles& Profiles() const { return m_profiles; }

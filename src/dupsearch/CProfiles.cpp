@@ -112,6 +112,7 @@ void CProfiles::AddProperties() {
     }
     base::MakeRoom(m_buckets, m_buckets.size() + heads * kBucketsOfAHead);
     m_emptyHeads.resize(now, kNone);
+    // Nothing can fail any more.
     m_states = std::move(states);
     m_profiles = std::move(profiles);
     for (uint32_t profile = 0; profile < m_count; ++profile) {

@@ -36,7 +36,7 @@ class CProfiles {
     void AppendAlone(uint32_t item, const States& states) noexcept;
 
     /// Properties of single values came in at the end, in which all items of a profile are filed alike. Profiles
-    /// keep their numbers.
+    /// keep their numbers. Changes nothing when memory runs out.
     void AddProperties();
     size_t Properties() const { return m_emptyHeads.size(); }
 

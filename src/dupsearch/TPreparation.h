@@ -13,28 +13,32 @@
 #include "items/CDefinedTags.h"
 #include "items/CItemRequest.h"
 
-struct TPreparation {
-    TPreparation(const CDefinitions& pristine, std::vector<unsigned> exceptionRules)
-        : definitions(pristine), rules(std::move(exceptionRules)) {}
-    TPreparation(const TPreparation&) = delete;
-
-    CDefinitions definitions;  // with tags resolved, methods and groups settled
-    CDefinedTags tags;         // all tags here are canonical
-    CTextHash textHash;
-    std::vector<std::unique_ptr<CCmpData>> compareData;  // in the order of the definitions
+/// What is read of the items, as far as the stores know the names. All tags are canonical.
+struct TReadings {
+    CDefinedTags tags;
     CTagArray plainTags;
     CTagArray streamTags;
     CTagArray originalPlainTags;  // read only for choosing the original
     CTagArray originalStreamTags;
     std::vector<unsigned> derivedIds;
-    std::vector<std::optional<CItemRequest>> requests;  // of plainTags and derivedIds, by store
     std::vector<const TComparyProp*> plainDefinitions;  // beside each plain tag; null for a rule's tag
-    std::vector<unsigned> rules;
-    ULONG tagApntDuration = 0;  // 0: not resolved, or no rule needs it
+    ULONG tagApntDuration = 0;                          // 0: not resolved, or no rule needs it
     ULONG tagTaskStartDate = 0;
     ULONG tagTaskDueDate = 0;
     ULONG tagJrnlDuration = 0;
     int nGroups = 0;
+};
+
+struct TPreparation : TReadings {
+    TPreparation(const CDefinitions& pristine, std::vector<unsigned> exceptionRules)
+        : definitions(pristine), rules(std::move(exceptionRules)) {}
+    TPreparation(const TPreparation&) = delete;
+
+    CDefinitions definitions;  // with tags resolved, methods and groups settled
+    CTextHash textHash;
+    std::vector<std::unique_ptr<CCmpData>> compareData;  // in the order of the definitions
+    std::vector<std::optional<CItemRequest>> requests;   // of plainTags and derivedIds, by store
+    std::vector<unsigned> rules;
 
     /// The compared property of this tag or derived id; null when it is not compared.
     CCmpData* FindCompared(ULONG tag) const;

@@ -1,6 +1,7 @@
 // Names that the stores of earlier items did not know: what a search does when an item comes whose store does.
 
 #include <algorithm>
+#include <utility>
 
 #include "compare/derived_value.h"
 #include "dupsearch/CDuplicateSearch.h"
@@ -8,8 +9,36 @@
 #include "log/CLog.h"
 
 namespace {
+
 constexpr char kTag[] = "CDuplicateSearch.Add";
-}
+
+/// Puts a preparation back as it was before names came in, unless these stay.
+class CComingIn {
+  public:
+    explicit CComingIn(TPreparation& preparation)
+        : m_preparation(preparation), m_readings(static_cast<const TReadings&>(preparation)) {
+        const TComparyProps list = preparation.definitions.List();
+        m_definitions.assign(list.lpProps, list.lpProps + list.n);
+    }
+    CComingIn(const CComingIn&) = delete;
+    ~CComingIn() {
+        if (m_stay) return;
+        TPreparation& p = m_preparation;
+        p.compareData.erase(p.compareData.begin() + static_cast<ptrdiff_t>(m_compared), p.compareData.end());
+        static_cast<TReadings&>(p) = std::move(m_readings);
+        std::ranges::copy(m_definitions, p.definitions.List().lpProps);
+    }
+    void Stay() noexcept { m_stay = true; }
+
+  private:
+    TPreparation& m_preparation;
+    TReadings m_readings;
+    std::vector<TComparyProp> m_definitions;
+    size_t m_compared = m_preparation.compareData.size();
+    bool m_stay = false;
+};
+
+}  // namespace
 
 /// Has the names of the item's store known, those too that no store before held. False when the store does not
 /// tell: values that cannot be asked for are not missing.
@@ -25,23 +54,32 @@ bool CDuplicateSearch::SettleNames(const char* entryId, const CItemReader::TOpen
     return false;
 }
 
-/// All items so far lack what comes in, so that what was found of them stays as it is.
+/// All items so far lack what comes in, so that what was found of them stays as it is. Memory that runs out leaves
+/// the search without the names, and the next item of the store brings them in.
 void CDuplicateSearch::BringIn(size_t store) {
     TPreparation& p = *m_preparation;
+    if (!p.tags.IsNew(store)) return;
+    CComingIn comingIn(p);
     const size_t plain = p.plainTags.Count(), streams = p.streamTags.Count(), before = p.compareData.size();
     const bool hadField = m_nFieldIndex >= 0 && p.definitions[m_nFieldIndex].ulPropTag != 0;
-    if (!::BringIn(p, store, m_definitions, m_bGrouped)) return;
+    if (!::BringIn(p, store, m_definitions, m_bGrouped)) return comingIn.Stay();
     for (size_t i = before; i < p.compareData.size(); ++i) FileAllIn(*p.compareData[i]);
-    m_matching->AddProperties(p.nGroups);
-    if (!hadField && m_nFieldIndex >= 0 && p.definitions[m_nFieldIndex].ulPropTag != 0) TakeFieldBack();
+    std::vector<std::unique_ptr<ULONG[]>> sizes(m_items.Count());
     for (uint32_t i = 0; i < m_items.Count(); ++i) {
-        TItem& item = m_items[i];
-        if (!item.ValuesSizes) continue;
-        auto sizes = std::make_unique<ULONG[]>(p.plainTags.Count() + p.streamTags.Count());
-        std::copy_n(item.ValuesSizes.get(), plain, sizes.get());
-        std::copy_n(item.ValuesSizes.get() + plain, streams, sizes.get() + p.plainTags.Count());
-        item.ValuesSizes = std::move(sizes);
+        const ULONG* const known = m_items[i].ValuesSizes.get();
+        if (!known) continue;
+        sizes[i] = std::make_unique<ULONG[]>(p.plainTags.Count() + p.streamTags.Count());
+        std::copy_n(known, plain, sizes[i].get());
+        std::copy_n(known + plain, streams, sizes[i].get() + p.plainTags.Count());
     }
+    m_matching->AddProperties(p.nGroups);
+
+    // Nothing can fail any more.
+    comingIn.Stay();
+    for (uint32_t i = 0; i < m_items.Count(); ++i) {
+        if (sizes[i]) m_items[i].ValuesSizes = std::move(sizes[i]);
+    }
+    if (!hadField && m_nFieldIndex >= 0 && p.definitions[m_nFieldIndex].ulPropTag != 0) TakeFieldBack();
 }
 
 /// Files all items in a property that came in. Most are empty in it; but what makes a value of a missing one, makes

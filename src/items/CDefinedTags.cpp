@@ -58,22 +58,27 @@ void CDefinedTags::Take(TStore& store, const MAPINAMEID& name, ULONG tag, HRESUL
 }
 
 void CDefinedTags::Resolve(IMessage* item, size_t number, TComparyProps definitions) {
-    m_first = number;
-    const std::vector<TComparyProp> before(definitions.lpProps, definitions.lpProps + definitions.n);
+    // Aside until all is at hand: definitions with tags are not named ones any more.
+    std::vector<TComparyProp> entries(definitions.lpProps, definitions.lpProps + definitions.n);
+    TComparyProps list{definitions.n, entries.data()};
+    CDefinedTags resolved(*this);
+    resolved.m_first = number;
     std::vector<HRESULT> results;
-    store::ResolveTags(item, &definitions, &results);
-    TStore& store = At(number);
+    store::ResolveTags(item, &list, &results);
+    TStore& store = resolved.At(number);
     store.isSettled = store.isCanonical = true;
-    for (size_t i = 0; i < before.size(); ++i) {
-        const ULONG tag = definitions.lpProps[i].ulPropTag;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const ULONG tag = entries[i].ulPropTag;
         GUID set;
         MAPINAMEID name;
-        if (store::NameOf(before[i], &set, &name)) {
-            Take(store, name, tag, results[i]);
+        if (store::NameOf(definitions.lpProps[i], &set, &name)) {
+            resolved.Take(store, name, tag, results[i]);
         } else if (tag != 0) {
-            m_takenIds.push_back(PROP_ID(tag));
+            resolved.m_takenIds.push_back(PROP_ID(tag));
         }
     }
+    for (size_t i = 0; i < entries.size(); ++i) definitions.lpProps[i].ulPropTag = entries[i].ulPropTag;
+    *this = std::move(resolved);
 }
 
 ULONG CDefinedTags::Resolve(IMessage* item, EName which) {
@@ -148,7 +153,9 @@ ULONG CDefinedTags::FreeId(ULONG wanted) const {
 }
 
 bool CDefinedTags::BringIn(size_t number) {
-    if (number >= m_stores.size() || !std::exchange(m_stores[number].isNew, false)) return false;
+    if (!IsNew(number)) return false;
+    m_takenIds.reserve(m_takenIds.size() + m_names.size());
+    m_stores[number].isNew = false;
     const TStore& store = m_stores[number];
     bool any = false;
     for (size_t i = 0; i < m_names.size(); ++i) {

@@ -29,6 +29,8 @@ class CDefinedTags {
     /// twice when it fails. The platform's result; after a failure nothing is known of the item, and the next
     /// item of the store asks again.
     HRESULT Settle(IMessage* item, size_t store);
+    /// Whether the store has answered for names and was not asked for what it brings in.
+    bool IsNew(size_t store) const { return store < m_stores.size() && m_stores[store].isNew; }
     /// Gives canonical tags to names that no store held before this one. False when there are none.
     bool BringIn(size_t store);
     /// Fills in the tags of definitions whose names have got canonical ones; how many it filled in.

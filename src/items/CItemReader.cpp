@@ -1,5 +1,7 @@
 #include "items/CItemReader.h"
 
+#include <utility>
+
 #include "compare/contact_item.h"
 #include "log/CLog.h"
 #include "store/properties.h"
@@ -10,8 +12,10 @@ CItemReader::TStore& CItemReader::Find(std::string_view key) {
     if (m_last && m_last->id == key) return *m_last;
     auto found = m_stores.find(key);
     if (found == m_stores.end()) {
-        found = m_stores.try_emplace(std::string(key)).first;
-        found->second.id = key;
+        // Nothing fails once it is among the others: half made, it would pass for the first one.
+        std::string id(key);
+        found = m_stores.try_emplace(id).first;
+        found->second.id = std::move(id);
         found->second.number = m_stores.size() - 1;
     }
     m_last = &found->second;
