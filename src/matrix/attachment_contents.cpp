@@ -2,6 +2,7 @@
 
 #include <mapiguid.h>
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <memory>
@@ -79,7 +80,7 @@ bool ReadText(PlatformCalls& calls, IMAPIProp* object, TagList<N>& tags, MapiBuf
     ULONG count = 0;
     const HRESULT hr = store::GetPropValues(object, tags, &count, Out(values));
     if (!store::IsReadSuccess(hr)) return calls(hr, "Quorvel_GetPropValues returned 0x%x\n");
-    text = FirstText(values.get(), count);
+    text = FirstText(values.get(), std::min(count, ULONG{N}));
     return text != nullptr;
 }
 

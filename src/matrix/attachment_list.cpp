@@ -1,5 +1,7 @@
 #include "matrix/attachment_list.h"
 
+#include <algorithm>
+
 #include "base/mapi_extra.h"
 #include "log/CLog.h"
 #include "store/attachments.h"
@@ -8,6 +10,7 @@
 namespace {
 
 constexpr ULONG kName = 1;  // the names follow the method
+constexpr ULONG kRead = 4;
 
 enum class Holds { Data, Reference, Unknown };
 
@@ -44,7 +47,7 @@ void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TM
         return;
     }
     const SPropValue& method = values.get()[0];
-    const wchar_t* const name = FirstText(values.get() + kName, count - kName);
+    const wchar_t* const name = FirstText(values.get() + kName, std::min(count, kRead) - kName);
     ULONG photo = 0;
     const bool photoKnown = Attach_IsContactPhoto_get(attachment.Get(), &photo) == S_OK;
     out.name = base::OrEmpty(name);
