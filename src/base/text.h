@@ -20,11 +20,11 @@ inline const wchar_t* OrEmpty(const wchar_t* text) {
 std::wstring Widen(const char* text);
 std::string Narrow(std::wstring_view text);
 
-/// A text without such characters at its ends.
+/// The part of a text without such characters at its ends; an empty one lies at its beginning.
 template <typename Char>
 std::basic_string_view<Char> Trimmed(std::basic_string_view<Char> text, std::basic_string_view<Char> blanks) {
     const size_t begin = text.find_first_not_of(blanks);
-    if (begin == text.npos) return {};
+    if (begin == text.npos) return text.substr(0, 0);
     return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
 }
 

@@ -48,8 +48,7 @@ bool Trim(Char*& text) {
     using View = std::basic_string_view<Char>;
     const View whole(text), trimmed = base::Trimmed(whole, View(kBlanks));
     if (trimmed.size() == whole.size()) return false;
-    // An empty one is in no place of the text.
-    if (!trimmed.empty()) text += trimmed.data() - whole.data();
+    text += trimmed.data() - whole.data();
     text[trimmed.size()] = 0;
     return true;
 }
