@@ -12,13 +12,11 @@
 /// Whoever knows the tags that names have in one store.
 class CNames {
   public:
+    virtual ~CNames() = default;
     /// The tags with the names' types; 0 where the store never held the name. The platform's result on failure.
     virtual HRESULT LookUp(IMAPIProp* item, std::span<const EName> names, ULONG* tags) = 0;
     /// The tag of a name that was looked up; 0 for one that is not known.
     virtual ULONG Find(EName name) const = 0;
-
-  protected:
-    virtual ~CNames() = default;
 };
 
 /// Asks the item itself, all names in one request.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "compare/derived_value.h"
@@ -34,10 +35,11 @@ HRESULT ReadRows(IMessage* item, std::vector<RowSet>& pieces) {
         return calls.result;
     }
     while (count > 0) {
-        RowSet& rows = pieces.emplace_back();
+        RowSet rows;
         if (!calls(store::QueryRows(table.Get(), count, rows), kQueryRows)) break;
         if (rows->cRows == 0 && !calls(MAPI_E_CALL_FAILED, kQueryRows)) break;
         count -= std::min(count, rows->cRows);
+        pieces.push_back(std::move(rows));
     }
     return calls.result;
 }
