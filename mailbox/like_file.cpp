@@ -2,6 +2,7 @@
 
 #include <sddl.h>
 
+#include <memory>
 #include <string_view>
 
 namespace mailbox {
@@ -75,14 +76,18 @@ bool IsWine() {
     return system != nullptr && GetProcAddress(system, "wine_get_version") != nullptr;
 }
 
+struct TLocalDeleter {
+    void operator()(void* block) const { LocalFree(block); }
+};
+
 DWORD CreateForOwner(const std::wstring& path, DWORD attributes, File& file) {
-    PSECURITY_DESCRIPTOR owner = nullptr;
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, &owner,
+    PSECURITY_DESCRIPTOR made = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, &made,
                                                               nullptr))
         return GetLastError();
-    SECURITY_ATTRIBUTES security{sizeof security, owner, FALSE};
+    const std::unique_ptr<void, TLocalDeleter> owner(made);
+    SECURITY_ATTRIBUTES security{sizeof security, owner.get(), FALSE};
     const DWORD error = Create(path, attributes, &security, file);
-    LocalFree(owner);
     if (error != ERROR_SUCCESS) return error;
     // Whose rights Wine does not know: the mode is 0. A file that is not read-only gets what its owner needs.
     FILE_BASIC_INFO basic{};
