@@ -63,9 +63,10 @@ def rename(source: str, target: str) -> None:
         sync_folder(os.path.dirname(target))
         try:
             os.unlink(source)
-        except OSError:  # it may be read but not taken away
-            os.unlink(target)
-            raise
+        except OSError:  # it may be read but not taken away; where it is gone all the same, the target is all that there is
+            if os.path.lexists(source) and os.path.samefile(source, target):
+                os.unlink(target)
+                raise
     sync_folder(os.path.dirname(target))
     sync_folder(os.path.dirname(source))
 
