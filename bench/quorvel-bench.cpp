@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "bench/book_shape.h"
 #include "bench/shapes.h"
 #include "bench/similar_shape.h"
 #include "dupsearch/CDuplicateSearch.h"
@@ -163,12 +164,22 @@ void PrintSimilar(unsigned n) {
     std::printf("similar,%u,,%.6f,%.6f,,,\n", n, f.add * n * 1e-6, f.check * n * 1e-6);
 }
 
+/// A line of its own: an address book has no seed, and its third argument is how many contacts are searched by.
+void PrintBook(unsigned n, unsigned searchedBy) {
+    const BookFigures f = MeasureBook(n, std::min(searchedBy, n));
+    std::printf("n,add us,bytes,all pairs s,candidates,non-candidate us,compared us,none,similar,strict\n");
+    std::printf("%u,%.2f,%.0f,%.2f,%.5f,%.3f,%.2f,%llu,%llu,%llu\n", n, f.add, f.bytes, f.pairsSeconds,
+                f.candidates, f.nonCandidate, f.compared, f.verdicts[0], f.verdicts[1], f.verdicts[2]);
+}
+
 int PrintUsage() {
     std::puts(
         "usage: quorvel-bench SHAPE N [SEED]\n"
         "prints: shape,n,bare s,add s,build s,peak bytes,compares,rebuilds");
     for (const Shape& s : AllShapes()) std::printf("  %-10s %s\n", s.name, s.about);
     std::printf("  %-10s %s\n", "similar", "similar contacts: added to the cache, then each checked");
+    std::printf("  %-10s %s\n", "book",
+                "an address book, each contact against each later one: book N [SEARCHED BY]");
     return 2;
 }
 
@@ -181,6 +192,7 @@ int main(int argc, char** argv) {
     const unsigned seed = argc > 3 ? static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10)) : 1;
     if (n == 0) return PrintUsage();
     if (std::string(argv[1]) == "similar") return PrintSimilar(n), 0;
+    if (std::string(argv[1]) == "book") return PrintBook(n, argc > 3 ? seed : n), 0;
     const Shape* const shape = FindShape(argv[1]);
     if (!shape) return PrintUsage();
     const Figures f = Measure(*shape, n, seed);

@@ -10,12 +10,10 @@
 #include <vector>
 
 #include "base/mapi_extra.h"
-#include "log/identifier_text.h"
+#include "bench/contact_items.h"
 #include "mailbox/Database.h"
 #include "mailbox/Platform.h"
 #include "quorvel.h"
-#include "store/named_properties.h"
-#include "store/resources.h"
 #include "store/sessions.h"
 
 namespace {
@@ -91,7 +89,7 @@ class Contacts {
         p.Text(Tag(0x8083, PT_UNICODE), L"m" + number + L"@example.org");
         if (m_random() % 2)
             p.Text(Tag(0x8045, PT_UNICODE), std::to_wstring(m_random() % 200) + L" " + Of(kStreets));
-        if (m_random() % 3 == 0) p.Time(PR_BIRTHDAY, Day(m_random() % 20000));
+        if (m_random() % 3 == 0) p.Time(PR_BIRTHDAY, bench::Day(m_random() % 20000));
         if (m_random() % 2) p.Text(PR_TITLE_W, L"Clerk");
         return p;
     }
@@ -105,23 +103,15 @@ class Contacts {
         }
         for (LONG id : {0x8083, 0x8093, 0x80A3})
             p.Text(Tag(id, PT_UNICODE), L"mail" + std::to_wstring(m_random()) + L"@example.org");
-        p.Time(PR_BIRTHDAY, Day(m_random() % 20000));
+        p.Time(PR_BIRTHDAY, bench::Day(m_random() % 20000));
         return p;
     }
-    ULONG Tag(LONG id, ULONG type) {
-        GUID set;
-        Str2GUID(kSetAddress, &set);
-        return PROP_TAG(type, m_store.names.FindOrAdd({set, true, id, L""}));
-    }
+    ULONG Tag(LONG id, ULONG type) { return bench::AddressTag(m_store, id, type); }
 
   private:
     template <size_t N>
     const wchar_t* Of(const wchar_t* const (&texts)[N]) {
         return texts[m_random() % N];
-    }
-    static FILETIME Day(unsigned long long day) {
-        const unsigned long long ticks = (day + 138000) * 864000000000ull;
-        return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
     }
     mailbox::Properties Named() {
         mailbox::Properties p;
@@ -134,20 +124,6 @@ class Contacts {
     mailbox::Store& m_store;
     std::mt19937 m_random{1};
 };
-
-std::string HexOf(const std::string& bytes) {
-    std::string text(2 * bytes.size() + 1, '\0');
-    BytesToHex(reinterpret_cast<const BYTE*>(bytes.data()), bytes.size(), text.data());
-    text.pop_back();
-    return text;
-}
-
-std::string AddContact(mailbox::Database& database, mailbox::Folder& folder, mailbox::Properties properties) {
-    auto data = std::make_shared<mailbox::MessageData>();
-    data->properties = std::move(properties);
-    data->properties.Text(PR_MESSAGE_CLASS_W, L"IPM.Contact");
-    return HexOf(database.AddItem(folder, {}, std::move(data))->id);
-}
 
 class Clock {
   public:
@@ -169,10 +145,9 @@ double Median(std::vector<double> times) {
 class CachedSearch {
   public:
     CachedSearch(IMAPISession* session, const std::string& storeId, const std::vector<std::string>& ids)
-        : m_ids(ids), m_search(SimilarSearch_Create(session, storeId.c_str(), 0)) {
-        ComPtr<IMsgStore> msgStore;
-        store::OpenStore(session, storeId.c_str(), &msgStore);
-        m_store = msgStore;
+        : m_ids(ids),
+          m_opener(session, storeId),
+          m_search(SimilarSearch_Create(session, storeId.c_str(), 0)) {
         std::vector<double> times;
         for (const std::string& id : ids) {
             const ComPtr<IMessage> item = Open(id);
@@ -202,15 +177,11 @@ class CachedSearch {
     double addMicroseconds = 0;
 
   private:
-    ComPtr<IMessage> Open(const std::string& id) {
-        ComPtr<IMessage> item;
-        store::OpenStoreItem(m_store.Get(), id.c_str(), &item);
-        return item;
-    }
+    ComPtr<IMessage> Open(const std::string& id) const { return m_opener.Open(id); }
 
     const std::vector<std::string>& m_ids;
+    bench::COpener m_opener;
     HSimilarSearch m_search;
-    ComPtr<IMsgStore> m_store;
 };
 
 }  // namespace
@@ -224,14 +195,15 @@ SimilarFigures MeasureSimilar(unsigned contacts) {
         mailbox::Folder* folder = database->AddFolder(*msgStore->root, {}, {});
         Contacts make(*msgStore);
         std::vector<std::string> usual, filled;
-        for (unsigned i = 0; i < contacts; ++i) usual.push_back(AddContact(*database, *folder, make.Usual()));
+        for (unsigned i = 0; i < contacts; ++i)
+            usual.push_back(bench::AddContact(*database, *folder, make.Usual()));
         for (unsigned i = 0; i < kFilled; ++i)
-            filled.push_back(AddContact(*database, *folder, make.Filled()));
+            filled.push_back(bench::AddContact(*database, *folder, make.Filled()));
         mailbox::Install(database);
 
         IMAPISession* session = nullptr;
         store::Logon(&session, 0, 0);
-        const std::string storeId = HexOf(msgStore->id);
+        const std::string storeId = bench::HexOf(msgStore->id);
         {
             CachedSearch search(session, storeId, usual);
             figures.add = search.addMicroseconds;

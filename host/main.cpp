@@ -49,7 +49,7 @@ struct Options {
     std::vector<std::string> explain;
 
     std::vector<std::string> items;
-    std::string contact;
+    SimilarOptions similar;
 
     std::string from;
     CleanOptions clean;
@@ -113,7 +113,7 @@ void AddOutputOptions(CLI::App& command, Options& options, const std::vector<std
 // Nothing that is written may be something that is read.
 void CheckOutputs(const Options& options, EOutput kind) {
     const std::vector<std::string> inputs{options.mailbox, options.from, options.undo,
-                                          options.scan.definitionsFile};
+                                          options.scan.definitionsFile, options.similar.notSame};
     if (!options.output.empty()) CheckOutput(options.output, kind, inputs, options.force);
     if (options.log.empty()) return;
     std::vector<std::string> others = options.files;
@@ -201,10 +201,22 @@ int RunSimilar(const Options& options) {
     Progress progress(options.quiet);
     progress("reading the mailbox");
     const Session session(options.mailbox, options.profileUi);
-    const SimilarResult result = FindSimilar(session.get(), options.contact, options.scan.folders, progress);
+    SimilarOptions similar = options.similar;
+    similar.folders = options.scan.folders;
+    if (similar.pairs && options.format == "html") throw Failure("--pairs has no HTML form.");
+    const SimilarResult result = FindSimilar(session.get(), similar, progress);
+    const std::string report = options.format == "json"
+                                   ? SimilarJson(session.get(), result, similar.pairs, progress)
+                               : options.format == "html" ? SimilarHtml(session.get(), result, progress)
+                                                          : SimilarText(result, similar.pairs);
     progress.Clear();
-    Deliver(options, options.format == "json" ? SimilarJson(result) : SimilarText(result));
-    return result.pairs.empty() ? kNoneFound : kFound;
+    Deliver(options, report);
+    if (result.isInterrupted) {
+        fflush(stdout);
+        fputs("quorvel: interrupted; what was found until then is shown\n", stderr);
+        return kInterrupted;
+    }
+    return result.HasFound() ? kFound : kNoneFound;
 }
 
 // What a command that moves items says and ends with once everything is saved.
@@ -316,12 +328,17 @@ int Run(const std::vector<std::string>& arguments) {
     AddOutputOptions(compare, options, {"text", "json"});
 
     CLI::App& similar = *app.add_subcommand("similar", "Find contacts that resemble one another");
-    similar.add_option("--contact", options.contact,
+    similar.add_option("--contact", options.similar.contact,
                        "Only this contact against all others: its name, "
                        "\"Folder#number\" or entry identifier");
     similar.add_option("--folder", options.scan.folders, "Only contacts of this folder; may be repeated")
         ->type_name("PATH");
-    AddOutputOptions(similar, options, {"text", "json"});
+    similar.add_flag("--pairs", options.similar.pairs, "One line a pair, instead of clusters");
+    similar
+        .add_option("--not-same", options.similar.notSame,
+                    "Contacts that are not one person, lines of \"A <> B\"; they are not shown as such again")
+        ->type_name("FILE");
+    AddOutputOptions(similar, options, {"text", "json", "html"});
 
     CLI::App& clean = *app.add_subcommand("clean", "Move duplicates to a folder, or put them back");
     AddScanOptions(clean, options);

@@ -170,8 +170,9 @@ MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std:
         }
         std::vector<unsigned> searchMarks(items.size(), 0);
         if (choice.compare) {
-            searchMarks = known == EMatrixItems::Duplicates ? EqualMarks(row.texts)
-                                                            : SearchMarks(session, catalog, items, choice);
+            searchMarks = known == EMatrixItems::Duplicates   ? EqualMarks(row.texts)
+                          : known == EMatrixItems::Resembling ? TextMarks(row.texts)
+                                                              : SearchMarks(session, catalog, items, choice);
         }
         // The matrix has no column for derived properties: the search marks those. And the size that it has
         // is the store's, not the one that is compared.

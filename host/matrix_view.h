@@ -32,6 +32,7 @@ enum class EMatrixItems {
     Any,
     Duplicates,  // equal by the definitions: the search is not asked again, and a
                  // report of many groups is quick
+    Resembling,  // equal where they read alike: the search is not asked either
 };
 
 /// items: at least two, by catalog and item record. Throws Failure when an item cannot be read. limit:

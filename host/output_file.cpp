@@ -35,6 +35,7 @@ const TSign kSigns[] = {
     {EOutput::Matrix, EPart::Head, {"\"format\": \"quorvel-matrix\""}},
     {EOutput::Matrix, EPart::Head, {"A  ", "\nB  ", "\n\n                                   A   "}},
     {EOutput::Similar, EPart::Head, {"\"format\": \"quorvel-similar\""}},
+    {EOutput::Similar, EPart::Head, {"<meta name=\"generator\" content=\"quorvel similar\">"}},
     {EOutput::Similar, EPart::LastLine, {" contact", ", ", " that resemble one another, ", " strictly"}},
     {EOutput::Cabinet, EPart::Front, {"MSCF"}},
     {EOutput::Log, EPart::FirstLine, {"\xEF\xBB\xBF", "/", "/", " ", ":", ":", " ", " in ", ": "}},

@@ -1,36 +1,65 @@
 #pragma once
-// The `similar` command: contacts that resemble one another, with the verdict and the fields that decided.
+// The `similar` command: contacts that resemble one another, gathered in clusters, with the reasons.
 
+#include <set>
 #include <string>
 #include <vector>
 
 #include "host/folders.h"
 #include "host/progress.h"
+#include "host/similar_clusters.h"
 
 namespace host {
 
-struct SimilarPair {
-    size_t a = 0;
-    size_t b = 0;
-    bool strict = false;
-    std::string verdict;  // the library's explanation
-    std::string fields;   // the fields that matched
+struct SimilarOptions {
+    std::string contact;  // empty: every contact against every later one; else this one against all others
+    std::vector<std::string> folders;
+    bool pairs = false;  // pairs one by one instead of clusters
+    std::string notSame;
 };
 
 struct SimilarResult {
     Catalog catalog;
     std::vector<Item> contacts;
-    std::vector<SimilarPair> pairs;
+    std::vector<unsigned> filled;  // fields that each has filled; 0 where nobody asked
+    std::vector<TReason> reasons;
+    /// Every pair with --pairs, else the strict ones.
+    std::vector<TSimilarPair> pairs;
+    size_t similarPairs = 0;
+    size_t strictPairs = 0;
+    std::vector<TCluster> clusters;
+    std::vector<TResembling> resembling;
+    std::vector<size_t> others;  // lists of the above that touch no cluster
+    std::set<TContactPair> notSame;
+    size_t notSamePairs = 0;  // left out by it
+    size_t unknown = 0;       // contacts that it names and nobody has
     std::vector<size_t> unreadable;
     /// Left out: another contact has the identifier, by which alone the library tells contacts apart.
     std::vector<size_t> sameIdentifier;
+    bool isInterrupted = false;
+    unsigned long long compared = 0, toCompare = 0;
+
+    bool HasFound() const { return similarPairs + strictPairs != 0; }
 };
 
-/// contact empty: every contact against every later one; else the contacts whose name or entry-identifier
-/// text it is against all others. Throws Failure.
-SimilarResult FindSimilar(IMAPISession* session, const std::string& contact,
-                          const std::vector<std::string>& folders, Progress& progress);
-std::string SimilarText(const SimilarResult& result);
-std::string SimilarJson(const SimilarResult& result);
+/// Throws Failure, and TInterrupted while there is nothing to show yet; Ctrl-C while contacts are compared leaves
+/// what was found until then.
+SimilarResult FindSimilar(IMAPISession* session, const SimilarOptions& options, Progress& progress);
+
+/// Lines of contacts that are not one person, `A <> B <> C`, each by entry identifier or "Folder#number". Throws
+/// Failure for a file or a line that cannot be read; contacts that are no more are counted.
+void ReadNotSame(const std::string& path, SimilarResult* result);
+
+/// The contact of a cluster that has most filled; of several the first.
+uint32_t MostFilled(const SimilarResult& result, const TCluster& cluster);
+/// Its members as a line for the file of those that are not the same.
+std::string NotSameLine(const SimilarResult& result, const TCluster& cluster);
+/// Why a cluster was parted, in a sentence.
+std::string CutText(const SimilarResult& result, const TCut& cut);
+std::string NameOf(const SimilarResult& result, uint32_t contact);
+
+std::string SimilarText(const SimilarResult& result, bool pairs);
+std::string SimilarJson(IMAPISession* session, const SimilarResult& result, bool pairs, Progress& progress);
+std::string SimilarHtml(IMAPISession* session, const SimilarResult& result, Progress& progress);
 
 }  // namespace host

@@ -583,7 +583,9 @@ QUORVEL_API unsigned int SimilarSearch_CheckItemW(HSimilarSearch search, IMessag
                                                   const wchar_t** verdictText, const wchar_t** matchedFields);
 /* The same for a contact by its entry-identifier text. A contact that is in the cache is taken as it stands
  * there: neither its store nor its modification time is looked at (except when its other fields are still to
- * be counted). Any other contact is opened, read into the cache and closed again. */
+ * be counted). Any other contact is opened, read into the cache and closed again.
+ * A host that checks many contacts caches them all first: a cached contact that shares no value with the search-by
+ * contact is then told without comparing. With the extra log on, each is compared and written. */
 QUORVEL_API unsigned int SimilarSearch_CheckItemFast(HSimilarSearch search, const char* entryId,
                                                      unsigned int* verdict, unsigned int* filledCount,
                                                      const char** verdictText, const char** matchedFields);

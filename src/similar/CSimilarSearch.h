@@ -52,6 +52,8 @@ class CSimilarSearch {
     /// False when the contact is the search-by contact and removal is not forced.
     bool RemoveFromCache(const char* entryId, bool force);
     void LogSearchByPos();
+    /// How many contacts were compared so far, for whoever measures.
+    unsigned long long Compared() const { return m_nCompared; }
 
     /// Explanations of the last check; valid until the next one.
     const wchar_t* VerdictTextW() const { return m_verdictTextW; }
@@ -159,6 +161,7 @@ class CSimilarSearch {
     TItemProps* m_pSearchByProps = nullptr;  // in the cache
     bool m_bCollected = false;               // the index knows the search-by contact's candidates
     unsigned m_nSearchByPos = 0;
+    unsigned long long m_nCompared = 0;
     std::vector<TComparyProp> m_otherFields;
     CDefinedTags m_otherTags;  // empty until the first contact is counted
     wchar_t m_verdictTextW[kVerdictCapacity] = {};

@@ -37,6 +37,7 @@ void Print(wchar_t (&buffer)[N], const wchar_t* format, ...) {
 
 unsigned CSimilarSearch::GetSimilarType(const TItemProps& item1, const TItemProps& item2, bool fresh) {
     ClearTexts();
+    ++m_nCompared;
     LogItem(item2, L'+', fresh);
     TCmpData data(item1, item2, m_indexes, FieldCount());
     data.EnableGroups(kStrictGroups);

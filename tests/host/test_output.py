@@ -18,7 +18,7 @@ MINE = b"something of somebody's, keep it\n"
 REPORTS = [
     *((("scan", "--format", form), 1) for form in ("text", "json", "html")),
     *((("compare", "Inbox#1", "Inbox#3", "--format", form), 0) for form in ("text", "json")),
-    *((("similar", "--format", form), 0) for form in ("text", "json")),
+    *((("similar", "--format", form), 0) for form in ("text", "json", "html")),
 ]
 
 

@@ -48,11 +48,11 @@ class Samples(HostTest):
             self.assertRegex(folders, rf"{name} +{count} ")
 
     def test_similar_contacts(self) -> None:
-        report = json.loads(self.run_program("similar", "--format", "json", status=1))
+        report = json.loads(self.run_program("similar", "--pairs", "--format", "json", status=1))
         pairs = {(pair["a"]["title"], pair["b"]["title"]): pair["verdict"] for pair in report["pairs"]}
         self.assertEqual(pairs.get(("Ines Okafor", "Dr. Ines Marie Okafor")), "strict")
         self.assertEqual(pairs.get(("Per Lindqvist", "Lindqvist Per")), "strict", "first and last name exchanged")
-        one = json.loads(self.run_program("similar", "--contact", "lindqvist per", "--format", "json", status=1))
+        one = json.loads(self.run_program("similar", "--pairs", "--contact", "lindqvist per", "--format", "json", status=1))
         self.assertEqual({pair["b"]["title"] for pair in one["pairs"]}, {"Per Lindqvist"})
         self.run_program("similar", "--contact", "Renée Lefevre", status=2)
         self.assertIn("There is no contact", self.err)

@@ -103,7 +103,7 @@ class Stores(HostTest):
             store["root"]["folders"] = [folder(5 + number, "Contacts", "IPF.Contact", [contact])]
         self.write(box)
         report = json.loads(self.run_program("similar", "--format", "json", status=0))
-        self.assertEqual((report["pairs"], report["unreadable"]), ([], []))
+        self.assertEqual((report["clusters"], report["unreadable"]), ([], []))
         self.assertEqual(len(report["sameIdentifier"]), 1)
 
 

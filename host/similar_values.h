@@ -1,0 +1,19 @@
+#pragma once
+// The values of a cluster's contacts, side by side.
+
+#include <optional>
+
+#include "host/matrix_view.h"
+#include "host/similar_command.h"
+
+namespace host {
+
+// A report stays readable, and is made in reasonable time, however much was found.
+inline constexpr size_t kClustersWithValues = 500;
+inline constexpr size_t kContactsSideBySide = 8;
+
+/// Of the first contacts of a cluster. Nothing for a cluster beyond the first ones, or when a contact cannot be
+/// read any more.
+std::optional<MatrixView> ValuesOf(IMAPISession* session, const SimilarResult& result, size_t cluster);
+
+}  // namespace host

@@ -1,0 +1,113 @@
+"""similar: clusters against the pairs that they are made of, contacts that are not the same, Ctrl-C."""
+
+from __future__ import annotations
+
+import itertools
+import json
+import random
+import unittest
+
+from support import COMPANY, HostTest, contact, folder, mailbox
+
+NICKNAME, MOBILE, HOME_PHONE = "3A4F001F", "3A1C001F", "3A09001F"
+
+
+def people(seed: int, count: int) -> list[dict]:
+    """A book in which few values are shared by many, so that there are chains, and values that say nothing."""
+    chance = random.Random(seed)
+    items = []
+    for number in range(count):
+        properties = {
+            COMPANY: f"Firm {chance.randrange(12):03} {chance.randrange(12):03}",
+            NICKNAME: chance.choice(["", "", f"nick{chance.randrange(8)}{chance.randrange(8)}"]),
+            MOBILE: chance.choice(["", "n/a", f"555 {chance.randrange(10, 40)}{chance.randrange(100, 999)}0{chance.randrange(10)}"]),
+            HOME_PHONE: chance.choice(["", f"{chance.randrange(30):02}{chance.randrange(30):02}777"]),
+        }
+        last = chance.choice(["", *(f"{letter * 3}{chance.randrange(30):02}xyz" for letter in "ABCDEF")])
+        items.append(contact(number, last, chance.choice(["", f"Given{chance.randrange(20):02}", "Ann"]),
+                             properties={tag: text for tag, text in properties.items() if text}))
+    return items
+
+
+class Similar(HostTest):
+    def report(self, *arguments: str) -> dict:
+        return json.loads(self.run_program("similar", "--format", "json", *arguments, status=1))
+
+    def pairs(self, *arguments: str) -> dict[frozenset[str], tuple[str, str]]:
+        """Verdict and fields by the two identifiers."""
+        return {frozenset((pair["a"]["entryId"], pair["b"]["entryId"])): (pair["verdict"], pair["fields"])
+                for pair in self.report("--pairs", *arguments)["pairs"]}
+
+    def test_clusters_are_what_the_pairs_say(self) -> None:
+        parted = 0
+        for seed in range(3):
+            self.write(mailbox(folder(1, "People", "IPF.Contact", people(seed, 160))))
+            pairs, report = self.pairs(), self.report()
+            clusters = [[person["entryId"] for person in cluster["contacts"]] for cluster in report["clusters"]]
+            cluster_of = {person: number for number, members in enumerate(clusters) for person in members}
+            self.assertEqual(len(cluster_of), sum(map(len, clusters)), "nobody is in two clusters")
+            strict = {pair for pair, (verdict, _) in pairs.items() if verdict == "strict"}
+            said = {frozenset((cut["a"]["entryId"], cut["b"]["entryId"])): [person["entryId"] for person in cut["strangers"]]
+                    for cluster in report["clusters"] for cut in cluster["parted"]}
+            for pair in strict:
+                a, b = pair
+                if a in cluster_of and cluster_of[a] == cluster_of.get(b):
+                    continue
+                self.assertFalse(frozenset(said.get(pair, (a, b))) in pairs, f"{a} and {b} are parted, and not because of strangers")
+                parted += 1
+            friends = {person: {other for pair in strict if person in pair for other in pair - {person}} for person in cluster_of}
+            for number, members in enumerate(clusters):
+                for a, b in itertools.combinations(members, 2):
+                    self.assertTrue(frozenset((a, b)) in pairs or friends[a] & friends[b] & set(members), "strangers in one cluster")
+                inside = sum(pair <= set(members) for pair in strict)
+                self.assertEqual(report["clusters"][number]["pairs"], inside)
+                most = max(person["filled"] for person in report["clusters"][number]["contacts"])
+                self.assertEqual([person["filled"] for person in report["clusters"][number]["contacts"]
+                                  if person["entryId"] == report["clusters"][number]["mostFilled"]["entryId"]], [most])
+            lists = [*report["similar"], *(one for cluster in report["clusters"] for one in cluster["similar"])]
+            listed = {(one["fields"], person["entryId"]) for one in lists for person in one["contacts"]}
+            for pair, (verdict, fields) in pairs.items():
+                a, b = pair
+                together = a in cluster_of and cluster_of[a] == cluster_of.get(b)
+                self.assertTrue(verdict == "strict" or together or {(fields, a), (fields, b)} & listed, "a similar pair is named")
+        self.assertGreater(parted, 0, "something was parted")
+
+    def test_a_firm_is_named_once(self) -> None:
+        self.write(mailbox(folder(1, "People", "IPF.Contact", [contact(n, f"{chr(65 + n % 26)}{n}x{n * n}", f"P{n}") for n in range(40)])))
+        text = self.run_program("similar", status=1)
+        self.assertEqual(text.count("Company"), 1, text)
+        self.assertIn("similar  40 contacts by Company: ", text)
+        html = self.run_program("similar", "--format", "html", status=1)
+        self.assertEqual(html.count("Company"), 1, "named once")
+
+    def test_contacts_that_are_not_the_same(self) -> None:
+        same = {COMPANY: "Quay Ltd"}
+        self.write(mailbox(folder(1, "People", "IPF.Contact", [contact(n, "Hale", "Jonas", properties=same) for n in range(3)])))
+        (cluster,) = self.report()["clusters"]
+        self.assertEqual([row["values"] for row in cluster["values"] if "Hale" in row["values"]], [["Hale"] * 3], "values side by side")
+        ids = [person["entryId"] for person in cluster["contacts"]]
+        cases = (
+            (cluster["notSame"], set()),
+            (f"\ufeff# two brothers\r\n{ids[0]} <> People#2\r\n\r\n", {(0, 2), (1, 2)}),
+            (f"{ids[0]}<>{ids[1]}<>0000000000000000", {(0, 2), (1, 2)}),
+        )
+        for content, expected in cases:
+            with self.subTest(content=content):
+                (self.dir / "apart").write_text(content, encoding="utf-8", newline="")
+                out = self.run_program("similar", "--pairs", "--format", "json", "--not-same", "apart", status=1 if expected else 0)
+                found = {(ids.index(pair["a"]["entryId"]), ids.index(pair["b"]["entryId"])) for pair in json.loads(out)["pairs"]}
+                self.assertEqual(found, expected)
+                for one in json.loads(self.run_program("similar", "--format", "json", "--not-same", "apart",
+                                                       status=1 if expected else 0))["clusters"]:
+                    members = {ids.index(person["entryId"]) for person in one["contacts"]}
+                    self.assertFalse({0, 1} <= members, "said to be two people")
+        for content, because in ((f"{ids[0]}\n", "Line 1"), (f"#\n{ids[0]} <>\n", "Line 2"), (f"a#1 <> {ids[0]}", "")):
+            (self.dir / "apart").write_text(content)
+            self.run_program("similar", "--not-same", "apart", status=2 if because else 1)
+            self.assertIn(because, self.err)
+        self.run_program("similar", "--not-same", "missing", status=2)
+        self.assert_refused("similar", "--not-same", "apart", "--output", "apart", "--force", because="read here")
+
+
+if __name__ == "__main__":
+    unittest.main()
