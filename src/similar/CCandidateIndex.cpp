@@ -323,7 +323,8 @@ void CCandidateIndex::ReserveRoom() {
 }
 
 TIndexed CCandidateIndex::File() {
-    m_marks.push_back({});
+    m_marks.push_back(
+        {0, m_prepared.always, m_prepared.placeholder, m_prepared.hasFirstName, m_prepared.hasLastName, 0});
     for (const unsigned value : m_held) Hold(value);
     size_t tag = 0;
     for (const TNewValue& added : m_newValues) {
@@ -355,7 +356,7 @@ void CCandidateIndex::Hold(unsigned value) {
 
 void CCandidateIndex::Collect(const TItemProps& searchBy, const CUnitWeights& weights) {
     if (++m_nCollection == 0) {
-        for (TMark& mark : m_marks) mark = {};
+        for (TMark& mark : m_marks) mark.collection = 0;
         m_nCollection = 1;
     }
     m_nCollected = static_cast<unsigned>(m_marks.size());
@@ -427,18 +428,19 @@ void CCandidateIndex::CollectTag(TTag tag, TFieldSet fields) {
         if (std::exchange(value.seen, m_nLook) == m_nLook) continue;
         for (unsigned holder = value.holders; holder != kNone; holder = m_holders[holder].next) {
             TMark& mark = m_marks[m_holders[holder].contact];
-            if (mark.collection != m_nCollection) mark = {m_nCollection, 0};
+            if (std::exchange(mark.collection, m_nCollection) != m_nCollection) mark.fields = 0;
             mark.fields |= fields;
         }
     }
 }
 
-bool CCandidateIndex::IsCandidate(const TItemProps& searchBy, const TItemProps& checked) const {
-    const TIndexed &one = searchBy.indexed, &other = checked.indexed;
-    if (one.always || other.always || other.number >= m_nCollected) return true;
+bool CCandidateIndex::IsCandidate(const TItemProps& searchBy, unsigned checked) const {
+    const TIndexed& one = searchBy.indexed;
+    if (one.always || checked >= m_nCollected) return true;
+    const TMark& other = m_marks[checked];
+    if (other.always) return true;
     if ((one.placeholder || other.placeholder) && g_Log.IsLevel(kPlaceholderLevel)) return true;
-    const TMark& mark = m_marks[other.number];
-    const TFieldSet matched = m_unkeyed | (mark.collection == m_nCollection ? mark.fields : 0);
+    const TFieldSet matched = m_unkeyed | (other.collection == m_nCollection ? other.fields : 0);
     const auto nameOk = [&](bool both, int field) { return !both || (matched & SetOf(field)); };
     return matched != 0 &&
            m_rules.MayHaveVerdict(matched, nameOk(one.hasFirstName && other.hasFirstName, m_nFirstName),

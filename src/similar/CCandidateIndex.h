@@ -62,7 +62,8 @@ class CCandidateIndex {
     void Collect(const TItemProps& searchBy, const CUnitWeights& weights);
     /// Whether the two may have a verdict or leave a line in the log. searchBy: the contact last collected for;
     /// whoever was filed later is a candidate.
-    bool IsCandidate(const TItemProps& searchBy, const TItemProps& checked) const;
+    /// checked: by its number.
+    bool IsCandidate(const TItemProps& searchBy, unsigned checked) const;
 
   private:
     using TTag = uint32_t;
@@ -93,8 +94,13 @@ class CCandidateIndex {
         unsigned contact;
         unsigned next;
     };
+    /// All that a check of a contact asks for, side by side in the order of filing.
     struct TMark {
         unsigned collection = 0;  // what the fields are of
+        bool always = false;
+        bool placeholder = false;
+        bool hasFirstName = false;
+        bool hasLastName = false;
         TFieldSet fields = 0;
     };
     struct TNewValue {

@@ -57,6 +57,9 @@ void CSimilarSearch::Reset() {
     m_bCollected = false;
     m_cache.clear();
     m_index = {};
+    m_known.clear();
+    m_entryIds.clear();
+    m_nFound = kUnknown;
     m_reader = CItemReader();
     m_nSearchByPos = 0;
     m_otherFields.clear();
@@ -121,11 +124,12 @@ bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
         return false;
     }
     if (!entryId) entryId = "";
-    if (const auto cached = m_cache.find(std::string_view(entryId)); cached != m_cache.end()) {
-        if (IsCandidate(cached->second))
-            FinishCheck(&cached->second, nullptr, false, result);
+    if (const unsigned contact = Find(entryId); contact != kUnknown) {
+        const TKnown& known = m_known[contact];
+        if (IsCandidate(contact))
+            FinishCheck(known.props, nullptr, false, result);
         else
-            result->filledCount = FilledCount(cached->second);
+            result->filledCount = known.filledCount;
         return true;
     }
     const ComPtr<IMessage> item = OpenItem(entryId);
@@ -145,11 +149,11 @@ bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
 }
 
 /// Candidates are collected by the first check that asks: contacts that are cached before it are among them.
-bool CSimilarSearch::IsCandidate(const TItemProps& props) {
+bool CSimilarSearch::IsCandidate(unsigned contact) {
     if (g_Log.IsExtra()) return true;  // each comparison is written
     if (!m_bCollected) m_index.Collect(*m_pSearchByProps, m_weights);
     m_bCollected = true;
-    return m_index.IsCandidate(*m_pSearchByProps, props);
+    return m_index.IsCandidate(*m_pSearchByProps, contact);
 }
 
 /// The search-by contact may be the checked one in a newer version, and its record has then been replaced by

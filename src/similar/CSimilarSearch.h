@@ -71,12 +71,21 @@ class CSimilarSearch {
     };
     using TCache = std::pmr::unordered_map<std::pmr::string, TItemProps, TIdHash, std::equal_to<>>;
 
+    /// What a check of a cached contact asks for before it is compared: the records themselves lie far apart. By the
+    /// contact's number in the index.
+    struct TKnown {
+        TItemProps* props;  // null: it is cached no more
+        size_t entryId;     // position in m_entryIds
+        unsigned filledCount;
+    };
+    static constexpr unsigned kUnknown = ~0u;
+
     static constexpr size_t kVerdictCapacity = 2048;
     static constexpr size_t kMatchedFieldsCapacity = 256;
     static constexpr size_t kLabelCapacity = 64;
 
     void Reset();
-    bool IsCandidate(const TItemProps& props);
+    bool IsCandidate(unsigned contact);
     void FinishCheck(TItemProps* props, IMessage* item, bool fresh, TCheckResult* result);
     void ClearTexts();
     static unsigned FilledCount(const TItemProps& props);
@@ -84,7 +93,8 @@ class CSimilarSearch {
     // Reading contacts (item_cache.cpp)
     TItemProps* CacheItem(IMessage* item, bool* fromCache);
     bool Forget(std::string_view entryId);
-    void MakeRoom();
+    void PrepareRoom(std::string_view entryId);
+    unsigned Find(std::string_view entryId);
     CItemReader::TStore* SettleStore(IMessage* item);
     bool ReadItemInfo(IMessage* item, size_t store, TItemInfo* info);
     bool ReadValues(IMessage* item, size_t store, TPlainValues* values);
@@ -157,7 +167,10 @@ class CSimilarSearch {
     CPoolMemory m_memory;
     TCache m_cache{&m_memory};
     CUnitWeights m_weights;
-    CCandidateIndex m_index;                 // of the cache
+    CCandidateIndex m_index;  // of the cache
+    std::vector<TKnown> m_known;
+    std::vector<char> m_entryIds;  // each with its end
+    unsigned m_nFound = kUnknown;  // the contact looked up last: most hosts ask for the next one then
     TItemProps* m_pSearchByProps = nullptr;  // in the cache
     bool m_bCollected = false;               // the index knows the search-by contact's candidates
     unsigned m_nSearchByPos = 0;

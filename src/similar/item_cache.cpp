@@ -3,6 +3,7 @@
 #include <cwchar>
 
 #include "base/mapi_extra.h"
+#include "base/room.h"
 #include "base/ticks.h"
 #include "compare/value_compare.h"
 #include "log/CLog.h"
@@ -87,7 +88,7 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     ReadBody(item, &props);
     compare::CountProps2(props.values, props.cValues, &props.filledCount, nullptr);
     props.PrepareTexts(m_fields, m_indexes, &m_weights, &m_scratch);
-    MakeRoom();
+    PrepareRoom(props.entryId);
     m_index.Prepare(props, m_weights);
 
     // From here on nothing can fail. An older version goes; or, since the host may have been called while the
@@ -95,6 +96,8 @@ TItemProps* CSimilarSearch::CacheItem(IMessage* item, bool* fromCache) {
     const bool isSearchBy = Forget(props.entryId);
     TItemProps& kept = m_cache.insert(read.extract(read.begin())).position->second;
     kept.indexed = m_index.File();
+    m_known.push_back({&kept, m_entryIds.size(), FilledCount(kept)});
+    m_entryIds.insert(m_entryIds.end(), kept.entryId.c_str(), kept.entryId.c_str() + kept.entryId.size() + 1);
     if (isSearchBy) m_pSearchByProps = &kept;
     return &kept;
 }
@@ -108,27 +111,49 @@ bool CSimilarSearch::Forget(std::string_view entryId) {
         m_pSearchByProps = nullptr;
         m_bCollected = false;
     }
+    m_known[cached->second.indexed.number].props = nullptr;
     m_cache.erase(cached);
     m_index.Retire();
     return isSearchBy;
 }
 
+/// The cached contact's number; kUnknown when there is none. The one behind the last one is found without a search.
+unsigned CSimilarSearch::Find(std::string_view entryId) {
+    if (const unsigned next = m_nFound + 1; next < m_known.size() && m_known[next].props) {
+        const TKnown& known = m_known[next];
+        if (m_entryIds.size() - known.entryId > entryId.size() && entryId == &m_entryIds[known.entryId])
+            return m_nFound = next;
+    }
+    const auto cached = m_cache.find(entryId);
+    return m_nFound = cached == m_cache.end() ? kUnknown : cached->second.indexed.number;
+}
+
 /// Room in the cache for one more contact, and an index that is not worn.
-void CSimilarSearch::MakeRoom() {
+void CSimilarSearch::PrepareRoom(std::string_view entryId) {
     const auto most =
         static_cast<size_t>(m_cache.max_load_factor() * static_cast<float>(m_cache.bucket_count()));
     if (m_cache.size() + 1 > most) m_cache.reserve(2 * (m_cache.size() + 1));
-    if (!m_index.IsWorn()) return;
-    CCandidateIndex renewed;
-    renewed.Create(m_fields, m_indexes, m_rules);
-    for (const auto& [entryId, props] : m_cache) {
-        renewed.Prepare(props, m_weights);
-        renewed.File();
+    if (m_index.IsWorn()) {
+        CCandidateIndex renewed;
+        std::vector<TKnown> known;
+        std::vector<char> entryIds;
+        renewed.Create(m_fields, m_indexes, m_rules);
+        for (auto& [id, props] : m_cache) {
+            renewed.Prepare(props, m_weights);
+            renewed.File();
+            known.push_back({&props, entryIds.size(), FilledCount(props)});
+            entryIds.insert(entryIds.end(), id.c_str(), id.c_str() + id.size() + 1);
+        }
+        for (unsigned number = 0; number < known.size(); ++number)
+            known[number].props->indexed.number = number;
+        std::swap(m_index, renewed);
+        m_known.swap(known);
+        m_entryIds.swap(entryIds);
+        m_nFound = kUnknown;
+        m_bCollected = false;
     }
-    unsigned number = 0;
-    for (auto& [entryId, props] : m_cache) props.indexed.number = number++;
-    std::swap(m_index, renewed);
-    m_bCollected = false;
+    base::MakeRoom(m_known, m_known.size() + 1);
+    base::MakeRoom(m_entryIds, m_entryIds.size() + entryId.size() + 1);
 }
 
 /// What is read of a contact of one store, made when it is first needed.

@@ -45,6 +45,7 @@ void CSimilarSearch::CountFilledOtherPropsIf(TItemProps* props, IMessage* item, 
     else if (!empty)
         ++filled;
     props->otherFilledCount = filled;
+    m_known[props->indexed.number].filledCount = FilledCount(*props);
 }
 
 bool CSimilarSearch::CountOtherFields(IMessage* item, size_t store, long* filled) {
