@@ -274,30 +274,6 @@ TEST_F(Cabinet, TakesNoMoreThanTheFormatCounts) {
     EXPECT_EQ(Content("next.cab")[26], 5) << "folders";
 }
 
-struct LibraryOf : CFCI {
-    explicit LibraryOf(const char* name) : CFCI(name) {}
-};
-
-TEST_F(Cabinet, DoesNothingWithoutTheLibrary) {
-    const std::string source = Source("source", 10);
-    // One that is not there, one that lacks the functions.
-    const struct {
-        const char* library;
-        DWORD error;
-    } cases[] = {{"nosuchcabinet.dll", ERROR_MOD_NOT_FOUND}, {"kernel32.dll", ERROR_PROC_NOT_FOUND}};
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.library);
-        LibraryOf cabinet(one.library);
-        EXPECT_EQ(cabinet.Erf().erfOper, -1);
-        EXPECT_EQ(cabinet.Erf().fError, 1);
-        EXPECT_FALSE(cabinet.Create(Directory().c_str(), "out.cab"));
-        EXPECT_EQ(GetLastError(), one.error);
-        EXPECT_FALSE(cabinet.AddFile(source.c_str(), "stored"));
-        EXPECT_FALSE(cabinet.FlushCabinet());
-    }
-    EXPECT_FALSE(fs::exists(Path("out.cab")));
-}
-
 TEST_F(Cabinet, ForgivesNullArguments) {
     CapturedLog log;
     EXPECT_EQ(FCI_Create(nullptr, "out.cab"), nullptr);
@@ -315,14 +291,6 @@ TEST_F(Cabinet, ForgivesNullArguments) {
     EXPECT_EQ(FCI_AddFile(cabinet, "a", nullptr), 0);
     FCI_Delete(cabinet);
     EXPECT_EQ(log.Lines(), LogLines());
-}
-
-// Whether the first temporary file is made at the start or for the first content is the platform's choice.
-TEST_F(Cabinet, FailsWithoutAPlaceForTemporaryFiles) {
-    _putenv_s("TMP", Path("missing").c_str());
-    CFCI cabinet;
-    EXPECT_FALSE(Pack(cabinet, Directory(), "out.cab", Source("source", 100)));
-    EXPECT_FALSE(fs::exists(Path("out.cab")));
 }
 
 TEST_F(Cabinet, WritesOneCabinetAfterAnother) {

@@ -9,22 +9,11 @@
 #include "dupsearch/CDuplicateSearch.h"
 #include "store/named_properties.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/definitions.h"
 #include "tests/support/MailboxFixture.h"
 
 class SearchTest : public MailboxTest {
   protected:
-    static TComparyProp Tagged(const wchar_t* key, ULONG tag, unsigned method = cmExact,
-                               unsigned nInterface = 0) {
-        return {key, L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, 1, method, 0};
-    }
-    static TComparyProp Named(const wchar_t* key, const char* set, int id, ULONG type,
-                              unsigned method = cmExact) {
-        return {key, L"Name", 0, 0, set, id, nullptr, type, 0, 1, method, 0};
-    }
-    static TComparyProp Derived(const wchar_t* key, int id, unsigned method = cmExact) {
-        return Named(key, kPrivateSet, id, PT_MV_UNICODE, method);
-    }
-
     void Create(CDuplicateSearch& search, std::vector<TComparyProp> definitions,
                 unsigned kind = okCallerOrder, std::vector<unsigned> rules = {},
                 unsigned algorithm = saIdentical, bool grouped = false) {

@@ -147,17 +147,4 @@ TEST_F(CombinedRead, AValueThatTheStoreRefusesIsReadByItself) {
     }
 }
 
-TEST_F(CombinedRead, MultiValuedPlainValuesAreReadAsBefore) {
-    CDuplicateSearch search;
-    Create(search, {Tagged(L"Categories", CHANGE_PROP_TYPE(PR_ACCOUNT_W, PT_MV_UNICODE)),
-                    Derived(L"Phone", propexAnyPhone)});
-    for (int found = 0; found < 2; ++found) {
-        TestItem item =
-            Inbox().Item().Texts(PR_ACCOUNT_W, {L"a", L"b"}).Text(PR_HOME_TELEPHONE_NUMBER_W, L"1");
-        mailbox::calls::Record();
-        EXPECT_EQ(Add(search, item), found);
-        EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), 2u);
-    }
-}
-
 }  // namespace

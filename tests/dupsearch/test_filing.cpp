@@ -4,13 +4,10 @@
 #include <algorithm>
 #include <deque>
 #include <functional>
-#include <map>
 #include <random>
 
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
-#include "dupsearch/CBlockMemory.h"
-#include "dupsearch/CHashIndex.h"
 #include "tests/dupsearch/SlowTree.h"
 #include "tests/dupsearch/search_fixture.h"
 
@@ -225,60 +222,6 @@ TEST_F(Filing, StreamsAreWhereTheTreePutsThem) {
             if (random() % 25 == 0) ExpectTwins(*search.Preparation()->compareData[0], slow);
         }
         ExpectTwins(*search.Preparation()->compareData[0], slow);
-    }
-}
-
-TEST(HashIndex, FindsWhatWasEnteredAndAsksAboutNothingElse) {
-    for (unsigned seed = 0; seed < 8; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        Random random(seed);
-        CHashIndex index;
-        std::map<uint64_t, uint32_t> entered;
-        uint32_t number = 0;
-        for (int i = 0; i < 3000; ++i) {
-            // Few different hashes, among them those of the bounds.
-            const uint64_t key = random() % 2 == 0 ? random() % 2000 : uint64_t{0} - random() % 2000;
-            uint32_t asked = kNone;
-            uint32_t found = index.Find(key, [&](uint32_t known) {
-                asked = known;
-                return entered.contains(key) && entered[key] == known;
-            });
-            if (found == kNone) {
-                index.MakeRoomFor(found = number);
-                index.Enter(key, number);
-            }
-            const bool wasEntered = asked == kNone || std::ranges::any_of(entered, [&](const auto& e) {
-                                        return e.second == asked;
-                                    });
-            ASSERT_TRUE(wasEntered) << asked << " was left out";
-            const auto [place, isNew] = entered.try_emplace(key, number);
-            ASSERT_EQ(found, place->second);
-            if (isNew) number += 1 + random() % 3;  // the others are left out
-        }
-    }
-}
-
-TEST(BlockMemory, PiecesAreAlignedAndApart) {
-    CBlockMemory memory;
-    Random random(1);
-    std::vector<std::pair<unsigned char*, size_t>> pieces;
-    for (int i = 0; i < 2000; ++i) {
-        const size_t size = 1 + random() % (i % 50 == 0 ? 70000 : 600), alignment = size_t{1} << random() % 4;
-        auto* const piece = static_cast<unsigned char*>(memory.allocate(size, alignment));
-        ASSERT_EQ(reinterpret_cast<uintptr_t>(piece) % alignment, 0u) << size;
-        std::fill_n(piece, size, static_cast<unsigned char>(i));
-        pieces.push_back({piece, size});
-        // What is taken back is given out again.
-        const CBlockMemory::Mark mark = memory.Now();
-        for (unsigned n = random() % 4; n != 0; --n) {
-            const size_t unused = random() % 9000;
-            std::fill_n(static_cast<unsigned char*>(memory.allocate(unused, 1)), unused, 0xFF);
-        }
-        memory.GoBackTo(mark);
-    }
-    for (size_t i = 0; i < pieces.size(); ++i) {
-        const auto [piece, size] = pieces[i];
-        ASSERT_TRUE(std::all_of(piece, piece + size, [i](unsigned char c) { return c == i % 256; })) << i;
     }
 }
 

@@ -1,5 +1,4 @@
-// Creating and adding: what is refused and what is written about it, values as they are compared, failures of
-// the platform at every call.
+// Creating and adding: what is refused and what is written about it, values as they are compared.
 
 #include "tests/dupsearch/search_fixture.h"
 
@@ -396,7 +395,7 @@ TEST_F(Intake, StreamsAreReopenedOnlyBehindTheirFirstChunk) {
 }
 
 TEST_F(Intake, AnUncomparedStreamLeavesTheItemUnfiled) {
-    CDuplicateSearch search;
+    CDuplicateSearch search, similar;
     Create(search, {Tagged(L"Body", PR_BODY_W, cmExact, 1)});
     const std::wstring text(400, L'x');
     TestItem first = Inbox().Item().Body(text), second = Inbox().Item().Body(text), third = second;
@@ -418,62 +417,15 @@ TEST_F(Intake, AnUncomparedStreamLeavesTheItemUnfiled) {
     EXPECT_EQ(TextOf(log.Lines(sevError, "CDuplicateSearch.FindDuplicates_Identical_")),
               "IsPropEmpty == IsPropNotEmpty, for pItem(" + second.Id() + "), Prop(Body)\n");
     EXPECT_EQ(Add(search, second), 1) << "the next one finds the first again";
-}
-
-// ---- Failures of the platform
-// -----------------------------------------------------------------------------------
-
-class Faults : public SearchTest {
-  protected:
-    std::vector<TComparyProp> Definitions() {
-        return {Tagged(L"Subject", PR_SUBJECT_W),
-                Derived(L"Mail", propexAnyEmail),
-                Derived(L"Phone", propexAnyPhone),
-                Tagged(L"Body", PR_BODY_W, cmExact, 1),
-                Derived(L"To", propexRecipients),
-                Named(L"Start", kSetAppointment, 0x820D, PT_SYSTIME, cmApntApproxStart),
-                Tagged(L"Z", PR_MESSAGE_SIZE)};
-    }
-    TestItem Item() {
-        TestItem item =
-            Inbox().Item().Subject(L"Plan").Body(std::wstring(600, L'b')).To(L"Ann", L"ann@example.org");
-        item.Named(kSetAddress, 0x8083, L"a@b.c").Text(PR_HOME_TELEPHONE_NUMBER_W, L"1234567");
-        return item.Named(kSetAppointment, 0x820D, Utc(2024, 1, 1))
-            .Named(kSetAppointment, 0x8213, LONG{1440});
-    }
-};
-
-TEST_F(Faults, AFailedAdditionChangesNothing) {
-    const TestItem items[] = {Item(), Item(), Item().Subject(L"Other")};
-    for (size_t earlier = 0; earlier < std::size(items); ++earlier) {
-        for (const unsigned kind : {unsigned{okMostFilled}, unsigned{okApntRecurrence}}) {
-            SCOPED_TRACE(std::to_string(earlier) + " items before, kind " + std::to_string(kind));
-            unsigned refused = 0;
-            std::string undisturbed;
-            {
-                CDuplicateSearch search;
-                Create(search, Definitions(), kind, {cleContFirstLast, cleApntSubject});
-                for (size_t i = 0; i <= earlier; ++i) Add(search, items[i]);
-                undisturbed = Describe(search);
-            }
-            SweepFaults([&](auto arm) {
-                CDuplicateSearch search;
-                Create(search, Definitions(), kind, {cleContFirstLast, cleApntSubject});
-                for (size_t i = 0; i < earlier; ++i) ASSERT_GE(Add(search, items[i]), 0);
-                search.Build();
-                const std::string before = Describe(search);
-                arm();
-                if (Add(search, items[earlier]) >= 0) return;
-                ++refused;
-                EXPECT_EQ(Describe(search), before) << "a refused item leaves the search as it was";
-                EXPECT_GE(Add(search, items[earlier]), 0) << "once nothing fails any more";
-                if (earlier == 0) {
-                    EXPECT_EQ(Describe(search), undisturbed);
-                }
-            });
-            EXPECT_GE(refused, 12u) << "calls that are not made a second time must fail an addition";
-        }
-    }
+    // Where another property decides, what could not be placed says nothing for or against.
+    Create(similar, {Tagged(L"Body", PR_BODY_W, cmExact, 1), Tagged(L"Class", PR_MESSAGE_CLASS_W)},
+           okCallerOrder, {}, saSimilar);
+    ASSERT_EQ(Add(similar, first), 0);
+    log.Clear();
+    mailbox::calls::Fail(vanished);
+    EXPECT_EQ(Add(similar, second), 1);
+    EXPECT_EQ(TextOf(log.Lines(sevError, "CDuplicateSearch.FindDuplicates_Similar_")),
+              "IsPropEmpty == IsPropNotEmpty, for pItem(" + second.Id() + "), Prop(Body)\n");
 }
 
 }  // namespace

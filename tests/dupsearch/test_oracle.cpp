@@ -1,16 +1,13 @@
 // Random searches over a real mailbox against the search written out slowly: who has equals on arrival, the
 // groups with their originals, and what every build changed.
 
-#include <cstring>
 #include <random>
-#include <set>
 
 #include "base/mapi_extra.h"
 #include "dupsearch/CDuplicateSearch.h"
-#include "store/named_properties.h"
 #include "tests/dupsearch/SlowSearch.h"
 #include "tests/support/MailboxFixture.h"
-#include "tests/support/store_names.h"
+#include "tests/support/definitions.h"
 
 namespace {
 
@@ -47,68 +44,56 @@ struct Column {
     void (*write)(TestItem& item, const Cell& cell, Random& random);
 };
 
-TComparyProp Tagged(ULONG tag, unsigned method, unsigned nInterface = 0) {
-    return {L"Key", L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, 1, method, 0};
-}
-TComparyProp Named(const char* set, int id, ULONG type, unsigned method) {
-    return {L"Key", L"Name", 0, 0, set, id, nullptr, type, 0, 1, method, 0};
-}
-
-TComparyProp NamedStream(const char* set, int id) {
-    TComparyProp definition = Named(set, id, PT_UNICODE, cmExact);
-    definition.nInterface = 1;
-    return definition;
-}
-
 constexpr LONG kStartId = 0x820D;
 constexpr LONG kDurationId = 0x8213;
 constexpr LONG kPlaceId = 0x8208;
 constexpr LONG kNotesId = 0x8299;
 
 const Column kColumns[] = {
-    {"subject", Tagged(PR_SUBJECT_A, cmExact), Equality::kSame,
+    {"subject", Tagged(L"Key", PR_SUBJECT_A, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          if (!c.empty())
              item.Subject(TextOf(c[0], r, true));
          else if (r() % 2)
              item.Subject(L" \r\n");
      }},
-    {"named text", Named(kSetAppointment, kPlaceId, PT_UNICODE, cmExact), Equality::kSame,
+    {"named text", Named(L"Key", kSetAppointment, kPlaceId, PT_UNICODE, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          if (!c.empty())
              item.Named(kSetAppointment, kPlaceId, TextOf(c[0], r, false));
          else if (r() % 2)
              item.Named(kSetAppointment, kPlaceId, L"");
      }},
-    {"digits", Tagged(PR_ACCOUNT_W, cmLast7Digits), Equality::kSame,
+    {"digits", Tagged(L"Key", PR_ACCOUNT_W, cmLast7Digits), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          if (!c.empty()) item.Text(PR_ACCOUNT_W, PhoneOf(c[0], r));
      }},
-    {"number", Tagged(PR_IMPORTANCE, cmExact), Equality::kSame,
+    {"number", Tagged(L"Key", PR_IMPORTANCE, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random&) {
          if (!c.empty()) item.Long(PR_IMPORTANCE, static_cast<ULONG>(c[0]));
      }},
-    {"time within ten minutes", Tagged(PR_CLIENT_SUBMIT_TIME, cmTimeWithin10Min), Equality::kTolerant,
+    {"time within ten minutes", Tagged(L"Key", PR_CLIENT_SUBMIT_TIME, cmTimeWithin10Min), Equality::kTolerant,
      [](TestItem& item, const Cell& c, Random&) {
          if (!c.empty()) item.Time(PR_CLIENT_SUBMIT_TIME, TimeOf(c[0] * 400));
      }},
-    {"start within a day", Named(kSetAppointment, kStartId, PT_SYSTIME, cmApntApproxStart), Equality::kNear,
+    {"start within a day", Named(L"Key", kSetAppointment, kStartId, PT_SYSTIME, cmApntApproxStart),
+     Equality::kNear,
      [](TestItem& item, const Cell& c, Random&) {
          if (!c.empty()) item.Named(kSetAppointment, kStartId, TimeOf(c[0] * 86400LL / kNearReach));
      }},
-    {"any e-mail", Named(kPrivateSet, propexAnyEmail, PT_MV_UNICODE, cmExact), Equality::kShared,
+    {"any e-mail", Named(L"Key", kPrivateSet, propexAnyEmail, PT_MV_UNICODE, cmExact), Equality::kShared,
      [](TestItem& item, const Cell& c, Random& r) {
          for (size_t i = 0; i < c.size(); ++i) {
              item.Named(kSetAddress, std::array{0x8083, 0x8093, 0x80A3}[i], TextOf(c[i], r, false));
          }
      }},
-    {"any phone", Named(kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits), Equality::kShared,
+    {"any phone", Named(L"Key", kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits), Equality::kShared,
      [](TestItem& item, const Cell& c, Random& r) {
          const ULONG tags[] = {PR_MOBILE_TELEPHONE_NUMBER_W, PR_BUSINESS_TELEPHONE_NUMBER_W,
                                PR_HOME_FAX_NUMBER_W};
          for (size_t i = 0; i < c.size(); ++i) item.Text(tags[i], PhoneOf(c[i], r));
      }},
-    {"body", Tagged(PR_BODY_W, cmExact, 1), Equality::kSame,
+    {"body", Tagged(L"Key", PR_BODY_W, cmExact, 1), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          // Long enough that some bodies differ behind their first chunk only.
          if (!c.empty())
@@ -116,12 +101,12 @@ const Column kColumns[] = {
          else if (r() % 2)
              item.Body(L" \r\n");
      }},
-    {"named stream", NamedStream(kSetAppointment, kNotesId), Equality::kSame,
+    {"named stream", Named(L"Key", kSetAppointment, kNotesId, PT_UNICODE, cmExact, 1), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          const std::wstring start(600, L'n');
          if (!c.empty()) item.Named(kSetAppointment, kNotesId, start + TextOf(c[0], r, false));
      }},
-    {"recipients", Named(kPrivateSet, propexRecipients, PT_BINARY, cmExact), Equality::kSame,
+    {"recipients", Named(L"Key", kPrivateSet, propexRecipients, PT_BINARY, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          if (c.empty()) return;
          const std::wstring first = L"r" + std::to_wstring(c[0]) + L"@example.org";
@@ -135,13 +120,6 @@ const Column kColumns[] = {
 struct Facts {
     bool subject, first, last;
     int duration;  // 0: none
-};
-
-/// A store with a name table of its own. The first may lack names, which items of later stores bring in.
-struct Place {
-    TestFolder folder;
-    std::set<LONG> lacks{};
-    bool Lacks(const TComparyProp& definition) const { return lacks.count(definition.nID) != 0; }
 };
 
 struct RandomItem {
@@ -196,7 +174,6 @@ class Oracle : public MailboxTest {
         search.Create(Session(), &list, &original, identical, grouped, rules.data(),
                       static_cast<unsigned>(rules.size()));
 
-        const std::vector<Place> places = MakePlaces(columns, random);
         std::vector<RandomItem> items;
         SlowSearch slow(properties, identical, grouped, kind, [&](int a, int b) {
             return std::any_of(rules.begin(), rules.end(), [&](unsigned rule) {
@@ -208,16 +185,13 @@ class Oracle : public MailboxTest {
         std::string description, cells;
         for (const Column* column : columns) description += std::string(column->name) + ", ";
         SCOPED_TRACE(description + (identical ? "identical" : "similar") + (grouped ? ", grouped" : "") +
-                     ", kind " + std::to_string(kind) + ", " + std::to_string(places.size()) + " stores, " +
-                     std::to_string(places[0].lacks.size()) + " names unknown in the first" + ", " +
-                     std::to_string(rules.size()) + " rules");
+                     ", kind " + std::to_string(kind) + ", " + std::to_string(rules.size()) + " rules");
         for (int i = 0; i < n; ++i) {
             SlowItem slowItem;
-            const Place& place = places[i == 0 ? 0 : random() % places.size()];
-            items.push_back(Make(place, columns, random, values, emptyOneIn, slowItem));
+            items.push_back(Make(columns, random, values, emptyOneIn, slowItem));
             slowItem.rank = random() % 4 ? 0 : Below(random, 3) - 1;
             unsigned found = 7;
-            ASSERT_EQ(search.Add(items.back().item.Id().c_str(), place.folder.StoreId().c_str(), &found,
+            ASSERT_EQ(search.Add(items.back().item.Id().c_str(), Store().Id().c_str(), &found,
                                  static_cast<unsigned>(slowItem.rank)),
                       1);
             for (const Cell& cell : slowItem.cells) {
@@ -232,43 +206,11 @@ class Oracle : public MailboxTest {
     }
 
   private:
-    /// One to four stores that know the same names by different tags.
-    std::vector<Place> MakePlaces(const std::vector<const Column*>& columns, Random& random) {
-        std::vector<std::pair<const char*, LONG>> names;
-        for (LONG id = 0x8200; id < 0x8206; ++id) names.push_back({kSetTask, id});
-        for (const LONG id : {kStartId, kDurationId, kPlaceId, kNotesId})
-            names.push_back({kSetAppointment, id});
-        for (const LONG id : {0x8083, 0x8093, 0x80A3}) names.push_back({kSetAddress, id});
-        std::vector<Place> places;
-        for (size_t i = random() % 4 + 1; i > 0; --i) {
-            const TestStore store = AddStore(L"Store");
-            places.push_back({store.Root()});
-            std::shuffle(names.begin(), names.end(), random);
-            const bool hasTags = std::any_of(columns.begin(), columns.end(),
-                                             [](const Column* c) { return c->definition.ulPropTag != 0; });
-            std::set<LONG>& lacks = places.back().lacks;
-            for (const auto& [set, id] : names) {
-                const bool lacking = places.size() == 1 && i > 1 && hasTags &&
-                                     std::strcmp(set, kSetAppointment) == 0 && random() % 4 == 0;
-                if (lacking)
-                    lacks.insert(id);
-                else
-                    TeachNames(store, {{set, id}});
-            }
-        }
-        return places;
-    }
-
-    RandomItem Make(const Place& place, const std::vector<const Column*>& columns, Random& random, int values,
-                    int emptyOneIn, SlowItem& slow) {
-        TestFolder folder = place.folder;
-        TestItem item = folder.Item();
+    RandomItem Make(const std::vector<const Column*>& columns, Random& random, int values, int emptyOneIn,
+                    SlowItem& slow) {
+        TestItem item = Inbox().Item();
         for (const Column* column : columns) {
             Cell cell;
-            if (place.Lacks(column->definition)) {
-                slow.cells.push_back(cell);
-                continue;
-            }
             const int wanted = column->equality == Equality::kShared ? 1 + Below(random, 3) : 1;
             if (Below(random, emptyOneIn) != 0) {
                 for (int k = 0; k < wanted; ++k) cell.push_back(Below(random, values * (wanted > 1 ? 2 : 1)));
@@ -277,8 +219,7 @@ class Oracle : public MailboxTest {
             slow.cells.push_back(cell);
         }
         const bool subjectCompared = std::count(columns.begin(), columns.end(), &kColumns[0]) != 0;
-        Facts facts{random() % 3 != 0, random() % 2 == 0, random() % 2 == 0,
-                    place.lacks.count(kDurationId) ? 0 : Below(random, 3) * 17};
+        Facts facts{random() % 3 != 0, random() % 2 == 0, random() % 2 == 0, Below(random, 3) * 17};
         if (subjectCompared) {
             facts.subject =
                 !slow.cells[static_cast<size_t>(std::find(columns.begin(), columns.end(), &kColumns[0]) -
@@ -291,20 +232,17 @@ class Oracle : public MailboxTest {
         if (facts.last) item.Text(PR_SURNAME_W, L"Lee");
         item.Text(PR_COMPANY_NAME_W, L"Acme");
         if (facts.duration) item.Named(kSetAppointment, kDurationId, static_cast<LONG>(facts.duration));
-        Measure(place, item, columns, slow);
+        Measure(item, columns, slow);
         return {item, facts};
     }
 
     /// Filled properties and sizes, from the mailbox's own record of the item.
-    void Measure(const Place& place, TestItem& item, const std::vector<const Column*>& columns,
-                 SlowItem& slow) {
+    void Measure(TestItem& item, const std::vector<const Column*>& columns, SlowItem& slow) {
         std::vector<int> streams;
         for (const Column* column : columns) {
             const TComparyProp& d = column->definition;
             if (d.lpszGuid && std::string(d.lpszGuid) == kPrivateSet) continue;
-            const ULONG tag = d.ulPropTag      ? d.ulPropTag
-                              : place.Lacks(d) ? 0
-                                               : item.NamedTag(d.lpszGuid, d.nID, d.nType);
+            const ULONG tag = d.ulPropTag ? d.ulPropTag : item.NamedTag(d.lpszGuid, d.nID, d.nType);
             const auto* slot = tag == 0 ? nullptr : item.Properties().Find(PROP_ID(tag));
             int size = slot ? 1 : 0;
             if (slot && PROP_TYPE(tag) != PT_LONG && PROP_TYPE(tag) != PT_SYSTIME)

@@ -3,40 +3,27 @@
 
 #include <functional>
 
-#include "base/mapi_extra.h"
-#include "dupsearch/CDuplicateSearch.h"
-#include "store/named_properties.h"
-#include "tests/support/MailboxFixture.h"
+#include "tests/dupsearch/search_fixture.h"
 
 namespace {
 
 using Write = std::function<void(TestItem&)>;
 
-TComparyProp Tagged(ULONG tag, unsigned method = cmExact) {
-    return {L"Key", L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), 0, 1, method, 0};
-}
-TComparyProp Named(const char* set, int id, ULONG type, const wchar_t* key = L"Key",
-                   unsigned method = cmExact) {
-    return {key, L"Name", 0, 0, set, id, nullptr, type, 0, 1, method, 0};
-}
-
-class Pairs : public MailboxTest {
+class Pairs : public SearchTest {
   protected:
     /// Whether the search takes the second item for a duplicate of the first.
     bool AreEqual(std::vector<TComparyProp> definitions, unsigned algorithm, std::vector<unsigned> rules,
                   const Write& a, const Write& b) {
-        const TComparyProps list{static_cast<int>(definitions.size()), definitions.data()};
-        const TOriginalDefinition original{okCallerOrder, 0, 0, {}, nullptr};
         CDuplicateSearch search;
-        search.Create(Session(), &list, &original, algorithm, false, rules.data(),
-                      static_cast<unsigned>(rules.size()));
-        unsigned found = 0;
+        Create(search, std::move(definitions), okCallerOrder, std::move(rules), algorithm);
+        int found = -1;
         for (const Write& write : {a, b}) {
             TestItem item = Inbox().Item();
             write(item);
-            EXPECT_EQ(search.Add(item.Id().c_str(), Store().Id().c_str(), &found, 0), 1);
+            found = Add(search, item);
+            EXPECT_NE(found, -1);
         }
-        return found != 0;
+        return found > 0;
     }
 };
 
@@ -116,11 +103,11 @@ TEST_F(Pairs, RulesExempt) {
     for (const LONG id : {0x8104, 0x8105}) names.NamedTag(kSetTask, id, PT_SYSTIME);
     for (const Case& c : cases) {
         for (const bool swapped : {false, true}) {
-            EXPECT_EQ(AreEqual({Tagged(PR_MESSAGE_CLASS_W)}, saIdentical, {99, c.rule}, swapped ? c.b : c.a,
-                               swapped ? c.a : c.b),
+            EXPECT_EQ(AreEqual({Tagged(L"Key", PR_MESSAGE_CLASS_W)}, saIdentical, {99, c.rule},
+                               swapped ? c.b : c.a, swapped ? c.a : c.b),
                       !c.exempt)
                 << "rule " << c.rule << ": " << c.what;
-            EXPECT_TRUE(AreEqual({Tagged(PR_MESSAGE_CLASS_W)}, saIdentical, {}, c.a, c.b)) << c.what;
+            EXPECT_TRUE(AreEqual({Tagged(L"Key", PR_MESSAGE_CLASS_W)}, saIdentical, {}, c.a, c.b)) << c.what;
         }
     }
 }
@@ -167,11 +154,10 @@ TEST_F(Pairs, HalfANameIsNotEnough) {
         {"a company", {.company = L"Acme"}, {.company = L"Acme"}, false},
     };
     const std::vector<TComparyProp> definitions{
-        Tagged(PR_MESSAGE_CLASS_W), Tagged(PR_GIVEN_NAME_W), Tagged(PR_SURNAME_W),
-        Named(kPrivateSet, propexAnyEmail, PT_MV_UNICODE),
-        Named(kPrivateSet, propexAnyPhone, PT_MV_UNICODE, L"", cmLast7Digits)};
+        Tagged(L"Key", PR_MESSAGE_CLASS_W), Tagged(L"Key", PR_GIVEN_NAME_W), Tagged(L"Key", PR_SURNAME_W),
+        Derived(L"Key", propexAnyEmail), Derived(L"", propexAnyPhone, cmLast7Digits)};
     std::vector<TComparyProp> withAddress = definitions;
-    withAddress.push_back(Named(kPrivateSet, propexAnyAddress, PT_MV_UNICODE));
+    withAddress.push_back(Derived(L"Key", propexAnyAddress));
     for (const Case& c : cases) {
         for (const auto& compared : {definitions, withAddress}) {
             EXPECT_EQ(AreEqual(compared, saSimilar, {cleContFirstLast}, c.a, c.b), !c.exempt) << c.what;
@@ -183,11 +169,12 @@ TEST_F(Pairs, HalfANameIsNotEnough) {
 
 // A property compared twice, once as it is and once as something else: each definition has its own value.
 TEST_F(Pairs, DefinitionsOfOnePropertyCompareEachItsOwn) {
-    const TComparyProp flag = Named(kSetAppointment, 0x8215, PT_BOOLEAN, L"Appointment.AllDayEvent");
-    const TComparyProp like = Named(kSetAppointment, 0x8215, PT_BOOLEAN, L"Appointment.AllDayEventLike");
-    const TComparyProp plain = Tagged(PR_SUBJECT_W), yearly = Tagged(PR_SUBJECT_W, cmApntAlldaylikeSubject);
-    const TComparyProp start = Named(kSetAppointment, 0x820D, PT_SYSTIME);
-    const TComparyProp canonical = Named(kSetAppointment, 0x820D, PT_SYSTIME, L"", cmApntAlldaylikeStart);
+    const TComparyProp flag = Named(L"Appointment.AllDayEvent", kSetAppointment, 0x8215, PT_BOOLEAN);
+    const TComparyProp like = Named(L"Appointment.AllDayEventLike", kSetAppointment, 0x8215, PT_BOOLEAN);
+    const TComparyProp plain = Tagged(L"Key", PR_SUBJECT_W),
+                       yearly = Tagged(L"Key", PR_SUBJECT_W, cmApntAlldaylikeSubject);
+    const TComparyProp start = Named(L"Key", kSetAppointment, 0x820D, PT_SYSTIME);
+    const TComparyProp canonical = Named(L"", kSetAppointment, 0x820D, PT_SYSTIME, cmApntAlldaylikeStart);
     const auto birthday = [](const wchar_t* subject, int year, bool allDay) -> Write {
         return [=](TestItem& item) {
             item.Subject(subject)

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <random>
 
-#include "dupsearch/CMultiPtrTree.h"
 #include "dupsearch/CPtrTree.h"
 #include "tests/dupsearch/SlowTree.h"
 
@@ -162,70 +161,6 @@ TEST(Trees, AscendingItemsRebuildOnceThereAreEight) {
     trees.Insert(8);
     EXPECT_EQ(trees.Statistics().nRebuilds, 1);
     EXPECT_EQ(trees.Statistics().nComparesLast, 4) << "four levels of a balanced tree of eight";
-}
-
-// ---- Multi-valued
-// -----------------------------------------------------------------------------------------------
-
-/// Sub-values of items, each with its kind; equal when some pair of selected sub-values is.
-struct SubValue {
-    int value;
-    uint32_t mask;
-};
-
-TEST(MultiTree, FindsEqualsByKind) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        std::mt19937 random(seed);
-        CMultiPtrTree tree;
-        std::vector<std::vector<SubValue>> items(2 + random() % 25);
-        std::vector<int> nodeValues;
-        int insertions = 0;
-        const auto file = [&](uint32_t item) {
-            tree.MakeRoomFor(item, items[item].size());
-            CSortTree shape = tree.Shape();
-            for (const SubValue& sub : items[item]) {
-                const auto place =
-                    shape.Find([&](uint32_t node, bool&) { return sub.value - nodeValues[node]; });
-                shape.Take(place);
-                tree.FileAt(item, sub.mask, place.node);
-                if (place.isNew) nodeValues.resize(shape.NodeLimit(), sub.value);
-                ++insertions;
-            }
-            tree.SetShape(std::move(shape));
-        };
-        for (uint32_t item = 0; item < items.size(); ++item) {
-            for (uint32_t kind = 0; kind < 19; ++kind) {
-                if (random() % 6 == 0) items[item].push_back({static_cast<int>(random() % 40), 1u << kind});
-            }
-            file(item);
-            if (random() % 5 == 0) {
-                tree.Remove(item);
-                EXPECT_FALSE(CMultiPtrTree::Exists(tree.NodesOf(item), CMultiPtrTree::kAnyKind));
-                insertions -= static_cast<int>(items[item].size());
-                file(item);
-            }
-        }
-        EXPECT_EQ(tree.Statistics().nItems, insertions);
-        for (uint32_t a = 0; a < items.size(); ++a) {
-            for (uint32_t b = 0; b < items.size(); ++b) {
-                const uint32_t mask1 = random(), mask2 = random();
-                bool expected = false, exists = false;
-                for (const SubValue& x : items[a]) {
-                    exists |= (x.mask & mask1) != 0;
-                    for (const SubValue& y : items[b]) {
-                        expected |= (x.mask & mask1) && (y.mask & mask2) && x.value == y.value;
-                    }
-                }
-                bool found = false;
-                const auto ofA = tree.NodesOf(a), ofB = tree.NodesOf(b);
-                ASSERT_EQ(CMultiPtrTree::FindEquals(ofA, ofB, mask1, mask2, &found), expected)
-                    << a << " and " << b;
-                ASSERT_EQ(found, !items[a].empty());
-                ASSERT_EQ(CMultiPtrTree::Exists(ofA, mask1), exists);
-            }
-        }
-    }
 }
 
 }  // namespace

@@ -89,51 +89,41 @@ const TField kFields[] = {
 constexpr size_t kFieldCount = std::size(kFields);
 using TCells = std::vector<int>;  // by field
 
-TComparyProp Tagged(ULONG tag, unsigned method = cmExact, unsigned nInterface = 0) {
-    return {L"Key", L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, 1, method, 0};
-}
-TComparyProp Named(const char* set, int id, ULONG type, unsigned method = cmExact, unsigned nInterface = 0) {
-    return {L"Key", L"Name", 0, 0, set, id, nullptr, type, nInterface, 1, method, 0};
-}
-TComparyProp Keyed(const wchar_t* key, TComparyProp definition) {
-    definition.lpszKey = key;
-    return definition;
-}
 TComparyProp Keywords() {
-    TComparyProp definition = Named(kSetPublicStrings, 0, PT_MV_UNICODE);
+    TComparyProp definition = Named(L"Key", kSetPublicStrings, 0, PT_MV_UNICODE);
     definition.lpszID = L"Keywords";
     return definition;
 }
 
 const TComparyProp kDefinitions[] = {
-    Tagged(PR_SUBJECT_W),
-    Tagged(PR_SUBJECT_W, cmApntAlldaylikeSubject),
-    Tagged(PR_GIVEN_NAME_W),
-    Tagged(PR_SURNAME_W),
-    Tagged(PR_BIRTHDAY, cmDayAndMonth),
-    Tagged(PR_BODY_W, cmExact, 1),
-    Tagged(PR_MESSAGE_SIZE),
-    Named(kSetAppointment, kStart, PT_SYSTIME),
-    Named(kSetAppointment, kStart, PT_SYSTIME, cmTimeWithin10Min),
-    Named(kSetAppointment, kStart, PT_SYSTIME, cmApntAlldaylikeStart),
-    Named(kSetAppointment, kStart, PT_SYSTIME, cmApntApproxStart),
-    Named(kSetAppointment, kDuration, PT_LONG),
-    Named(kSetAppointment, kPlace, PT_UNICODE),
-    Named(kSetAppointment, kPlace, PT_STRING8, cmExact, 1),
-    Keyed(L"Appointment.AllDayEvent", Named(kSetAppointment, kAllDay, PT_BOOLEAN)),
-    Keyed(L"Appointment.AllDayEventLike", Named(kSetAppointment, kAllDay, PT_BOOLEAN)),
-    Named(kSetAppointment, kRecurring, PT_BOOLEAN),
-    Named(kSetTask, 0x8104, PT_SYSTIME),
-    Named(kSetTask, 0x8105, PT_SYSTIME, cmTimeWithinDay),
-    Named(kSetJournal, 0x8707, PT_LONG),
-    Named(kSetAddress, 0x8083, PT_UNICODE),
-    Named(kSetCommon, 0x8535, PT_UNICODE, cmExact, 1),
+    Tagged(L"Key", PR_SUBJECT_W),
+    Tagged(L"Key", PR_SUBJECT_W, cmApntAlldaylikeSubject),
+    Tagged(L"Key", PR_GIVEN_NAME_W),
+    Tagged(L"Key", PR_SURNAME_W),
+    Tagged(L"Key", PR_BIRTHDAY, cmDayAndMonth),
+    Tagged(L"Key", PR_BODY_W, cmExact, 1),
+    Tagged(L"Key", PR_MESSAGE_SIZE),
+    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME),
+    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME, cmTimeWithin10Min),
+    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME, cmApntAlldaylikeStart),
+    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME, cmApntApproxStart),
+    Named(L"Key", kSetAppointment, kDuration, PT_LONG),
+    Named(L"Key", kSetAppointment, kPlace, PT_UNICODE),
+    Named(L"Key", kSetAppointment, kPlace, PT_STRING8, cmExact, 1),
+    Named(L"Appointment.AllDayEvent", kSetAppointment, kAllDay, PT_BOOLEAN),
+    Named(L"Appointment.AllDayEventLike", kSetAppointment, kAllDay, PT_BOOLEAN),
+    Named(L"Key", kSetAppointment, kRecurring, PT_BOOLEAN),
+    Named(L"Key", kSetTask, 0x8104, PT_SYSTIME),
+    Named(L"Key", kSetTask, 0x8105, PT_SYSTIME, cmTimeWithinDay),
+    Named(L"Key", kSetJournal, 0x8707, PT_LONG),
+    Named(L"Key", kSetAddress, 0x8083, PT_UNICODE),
+    Named(L"Key", kSetCommon, 0x8535, PT_UNICODE, cmExact, 1),
     Keywords(),
-    Named(kPrivateSet, propexAnyAddress, PT_MV_UNICODE),
-    Named(kPrivateSet, propexAnyEmail, PT_MV_UNICODE),
-    Named(kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits),
-    Named(kPrivateSet, propexCompanyContact, PT_BOOLEAN),
-    Named(kPrivateSet, propexRecipients, PT_BINARY),
+    Named(L"Key", kPrivateSet, propexAnyAddress, PT_MV_UNICODE),
+    Named(L"Key", kPrivateSet, propexAnyEmail, PT_MV_UNICODE),
+    Named(L"Key", kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits),
+    Named(L"Key", kPrivateSet, propexCompanyContact, PT_BOOLEAN),
+    Named(L"Key", kPrivateSet, propexRecipients, PT_BINARY),
 };
 
 struct TSearch {
@@ -186,7 +176,7 @@ class Spread : public MailboxTest {
         const bool byField = random() % 3 == 0;
         if (byField) {
             search.definitions.push_back(random() % 2 ? Keywords()
-                                                      : Named(kSetAppointment, kPlace, PT_UNICODE));
+                                                      : Named(L"Key", kSetAppointment, kPlace, PT_UNICODE));
             search.definitions.back().bCompare = random() % 2;
             std::swap(search.definitions.front(), search.definitions.back());
         }
@@ -210,8 +200,8 @@ class Spread : public MailboxTest {
             // A definition that is out of the compared ones must not be what alone holds items together or apart.
             search.algorithm = saIdentical;
             search.grouped = false;
-            search.definitions.push_back(Tagged(PR_SUBJECT_W));
-            search.definitions.push_back(Named(kSetAppointment, kDuration, PT_LONG));
+            search.definitions.push_back(Tagged(L"Key", PR_SUBJECT_W));
+            search.definitions.push_back(Named(L"Key", kSetAppointment, kDuration, PT_LONG));
         }
         const size_t storeCount = 1 + random() % 4;
         const TestStore one = AddStore(L"One");

@@ -32,26 +32,6 @@ inline TComparyProp NamedText(const char* set, int number, const wchar_t* key) {
     return definition;
 }
 
-/// SweepFaults twice: calls that do nothing, and calls that are carried out and report a failure all the
-/// same.
-template <typename Body>
-void SweepBothWays(Body body) {
-    SweepFaults(body);
-    for (unsigned nth = 1;; ++nth) {
-        SCOPED_TRACE("platform call " + std::to_string(nth) + " is carried out and reports a failure");
-        mailbox::calls::Reset();
-        body([&] {
-            mailbox::Fault fault;
-            fault.nth = nth;
-            fault.perform = true;
-            mailbox::calls::Fail(fault);
-        });
-        const bool struck = mailbox::calls::Struck() != 0;
-        mailbox::calls::Reset();
-        if (!struck || testing::Test::HasFatalFailure()) break;
-    }
-}
-
 class MatrixTest : public MailboxTest {
   protected:
     struct Deleter {

@@ -400,7 +400,7 @@ TEST_F(AttachMatrix, FailingCallsOnlySeparate) {
     const std::string whole = Built(MakeOf(items));
     ASSERT_EQ(std::count(whole.begin(), whole.end(), '\n'), 4);
     unsigned separated = 0;
-    SweepBothWays([&](auto arm) {
+    SweepFaults([&](auto arm) {
         const auto matrix = MakeOf(items);
         arm();
         const std::string columns = Built(matrix);

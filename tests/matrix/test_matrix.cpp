@@ -340,37 +340,4 @@ TEST_F(ComparisonMatrix, AgreesWithPairwiseComparison) {
     }
 }
 
-TEST_F(ComparisonMatrix, FailingCallsNeverLeaveHalfARow) {
-    TestItem earlier =
-        Inbox().Item().Subject(L"A").Body(L"b").Named(kSetAddress, 0x8001, L"n").Attach(L"a", "1");
-    TestItem later =
-        Inbox().Item().Subject(L"a").Body(L"B").Named(kSetAddress, 0x8001, L"n").Attach(L"a", "1");
-    Session();
-    for (const bool first : {true, false}) {
-        unsigned failed = 0;
-        SweepBothWays([&](auto arm) {
-            const auto matrix = Make({Plain(PR_SUBJECT_W), Streamed(PR_BODY_W),
-                                      NamedText(kSetAddress, 0x8001, L"n"), Plain(kLong)});
-            ASSERT_TRUE(first || Add(matrix, earlier) == 1);
-            const std::string before = Cells(matrix);
-            arm();
-            const int added = Add(matrix, later);
-            const bool struck = mailbox::calls::Struck() != 0;
-            EXPECT_TRUE(added || struck);
-            if (!added) {
-                ++failed;
-                EXPECT_EQ(Rows(matrix), first ? 0 : 1);
-                EXPECT_EQ(Cells(matrix), before);
-                EXPECT_EQ(Add(matrix, later), 1) << "the next attempt is a fresh one";
-                EXPECT_EQ(Cells(matrix), first ? "1 | 1\n1 | 2\n1 | 1\n0 | 0\n"
-                                               : "1 1 | 1 1\n1 1 | 2 2\n1 1 | 1 1\n0 0 | 0 0\n");
-            } else {
-                EXPECT_EQ(Rows(matrix), first ? 1 : 2);
-                EXPECT_EQ(CmpMatrix_Value(matrix.get(), Rows(matrix) - 1, 0), 1u);
-            }
-        });
-        EXPECT_GE(failed, 3u) << "opening the store, opening the item, reading its values";
-    }
-}
-
 }  // namespace

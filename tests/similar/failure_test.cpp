@@ -196,37 +196,4 @@ TEST_F(SimilarFailures, WithoutASessionOnlyContactsInHandAreChecked) {
         0u);
 }
 
-// Whatever call fails: nothing leaks, the failure is in the log, a refusal leaves nothing behind, and the
-// search works on.
-TEST_F(SimilarFailures, EveryCallOfAScenarioMayFail) {
-    mailbox::Properties entry;
-    entry.Text(PR_SMTP_ADDRESS_W, L"peter@example.org");
-    const std::string address = AddAddress(entry);
-    const TestItem one = Add(kPeter).NamedBinary(kSetAddress, 0x8085, address);
-    const TestItem other = Add(kPeter).NamedBinary(kSetAddress, 0x8085, address);
-    const ComPtr<IMessage> searchBy = Open(one);
-    unsigned runs = 0;
-    SweepFaults([&](auto arm) {
-        ++runs;
-        Search search(Session(), Store().Id(), 1);
-        CapturedLog log;
-        arm();
-        unsigned filled = 9, verdict = 9;
-        const wchar_t *text = nullptr, *fields = nullptr;
-        const bool set = SimilarSearch_SetSearchByItem(search, searchBy.Get(), &filled) != 0;
-        EXPECT_TRUE(set || filled == 0);
-        const bool checked =
-            SimilarSearch_CheckItemFastW(search, other.Id().c_str(), &verdict, &filled, &text, &fields) != 0;
-        EXPECT_EQ(verdict, checked ? 2u : 0u);
-        EXPECT_STREQ(text, checked ? L"Strict . // FirstName + LastName" : L"");
-        const bool struck = mailbox::calls::Struck() != 0;
-        EXPECT_EQ(struck, !log.Lines(sevError).empty() || !log.Lines(sevWarning).empty())
-            << "a fault is in the log, and nothing else: " << testing::PrintToString(log.Lines());
-        if (!struck) return;
-        EXPECT_EQ(SimilarSearch_SetSearchByItem(search, searchBy.Get(), &filled), 1u);
-        EXPECT_EQ(search.CheckFast(other.Id()).verdict, 2u) << "after the fault";
-    });
-    EXPECT_GT(runs, 30u);
-}
-
 }  // namespace

@@ -244,21 +244,4 @@ TEST_F(Sessions, TextsOfAService) {
     EXPECT_EQ(entry, untouched);
 }
 
-// The exports announce themselves; the small ones do not, and none from inside another.
-TEST_F(Sessions, EntryTrace) {
-    ComPtr<IMessage> message = Open(Inbox().Item().Subject(L"x"));
-    CapturedLog log(2);
-    SPropValue* value = nullptr;
-    Quorvel_GetPropValue(message.Get(), PR_SUBJECT_W, &value);
-    const MapiBuffer<SPropValue> owner(value);
-    Quorvel_SaveItem(message.Get(), KEEP_OPEN_READWRITE);
-    message->AddRef();
-    Quorvel_CloseItem(message.Get());
-    int type = 0;
-    Quorvel_IsStoreLocal(Session(), Store().Id().c_str(), &type);
-    Quorvel_GetSubjectBodyAttachmentsSize(message.Get(), 1, nullptr, 0);
-    EXPECT_EQ(log.Lines(), LogLines({{sevInfo, "Quorvel_IsStoreLocal", "->\n"},
-                                     {sevInfo, "Quorvel_GetSubjectBodyAttachmentsSize", "->\n"}}));
-}
-
 }  // namespace

@@ -5,20 +5,10 @@
 
 #include "base/mapi_extra.h"
 #include "store/named_properties.h"
+#include "tests/support/definitions.h"
 #include "tests/sweep/SweepTest.h"
 
 namespace {
-
-TComparyProp Tagged(const wchar_t* key, ULONG tag, unsigned method = cmExact, unsigned nInterface = 0,
-                    unsigned compared = 1) {
-    return {key, L"name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, compared, method, 0};
-}
-TComparyProp Named(const wchar_t* key, const char* set, int id, ULONG type, unsigned method = cmExact) {
-    return {key, L"name", 0, 0, set, id, nullptr, type, 0, 1, method, 0};
-}
-TComparyProp Derived(const wchar_t* key, int id, unsigned method = cmExact) {
-    return Named(key, kPrivateSet, id, PT_MV_UNICODE, method);
-}
 
 /// The letter of an item by its identifier: identifiers differ from run to run.
 std::string LetterOf(const std::vector<TestItem>& items, const std::string& id) {
