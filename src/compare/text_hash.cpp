@@ -9,7 +9,6 @@
 
 #include "compare/sort_key.h"
 #include "compare/string_compare.h"
-#include "store/text_scan.h"
 
 namespace {
 
@@ -18,24 +17,14 @@ constexpr uint8_t kAscii = 128;  // how many ASCII characters there are
 /// The hash of a sequence of numbers of 16 bits, none of them 0.
 class CSequenceHash {
   public:
-    void Add(uint16_t number) { Add(number, 1); }
-    /// The lowest numbers of a word, up to four.
-    void Add(uint64_t word, unsigned count) {
-        if (count < 4) word &= (uint64_t{1} << 16 * count) - 1;
-        m_word |= word << m_shift;
-        const unsigned end = m_shift + 16 * count;
-        if (end < 64) {
-            m_shift = end;
-            return;
-        }
+    void Add(uint16_t number) {
+        m_word |= uint64_t{number} << m_shift;
+        m_shift += 16;
+        if (m_shift < 64) return;
         Mix(m_word);
-        m_word = m_shift == 0 ? 0 : word >> (64 - m_shift);
-        m_shift = end - 64;
+        m_word = 0;
+        m_shift = 0;
     }
-
-    /// Four at once: only between whole fours.
-    bool IsBetweenFours() const { return m_shift == 0; }
-    void AddFour(uint64_t word) { Mix(word); }
 
     uint64_t Hash() const {
         CSequenceHash ended = *this;
@@ -57,25 +46,6 @@ class CSequenceHash {
     uint64_t m_word = 0;  // numbers since the last four
     unsigned m_shift = 0;
 };
-
-/// Whether a character is one that every usual locale gives weights of its own, but for its case. Not the
-/// hyphen and the apostrophe, which count for less in words, and no control characters.
-__m128i ArePlain(__m128i units) {
-    const auto all = [](short c) { return _mm_set1_epi16(c); };
-    const __m128i printed =
-        _mm_and_si128(_mm_cmpgt_epi16(units, all(L' ' - 1)), _mm_cmplt_epi16(units, all(0x7F)));
-    const __m128i inWords =
-        _mm_or_si128(_mm_cmpeq_epi16(units, all(L'-')), _mm_cmpeq_epi16(units, all(L'\'')));
-    return _mm_andnot_si128(inWords, printed);
-}
-
-/// Letters between a and z in upper case.
-__m128i ToUpper(__m128i units) {
-    const auto all = [](short c) { return _mm_set1_epi16(c); };
-    const __m128i lower =
-        _mm_and_si128(_mm_cmpgt_epi16(units, all(L'a' - 1)), _mm_cmplt_epi16(units, all(L'z' + 1)));
-    return _mm_sub_epi16(units, _mm_and_si128(lower, all(L'a' - L'A')));
-}
 
 /// A text in which each sequence of n of the characters occurs: a de Bruijn sequence, built of Lyndon words
 /// (Fredricksen, Kessler, Maiorana 1978), with its beginning repeated at the end.
@@ -121,7 +91,6 @@ struct CTextHash::TWeights {
     // Of each ASCII character the first that has the same weights; 0: it counts for nothing.
     std::array<uint16_t, kAscii> numbers{};
     std::vector<uint8_t> numberOf = std::vector<uint8_t>(0x10000);  // by weights; 0: of no ASCII character
-    bool bFolds = false;  // numbers of plain characters need not be looked up
     bool bWeights = false;
     const TWeights* pNext = nullptr;
 };
@@ -153,20 +122,6 @@ class CTextHash::CKnownWeights {
 
 constinit CTextHash::CKnownWeights CTextHash::g_known;
 
-namespace {
-
-/// Whether the number of each plain character is its upper case.
-bool FoldsPlainOnes(const std::array<uint16_t, kAscii>& numbers) {
-    for (uint8_t c = 0; c < kAscii; ++c) {
-        const __m128i unit = _mm_set1_epi16(static_cast<short>(c));
-        if (scan::Bits(ArePlain(unit)) == 0) continue;
-        if (numbers[c] != _mm_extract_epi16(ToUpper(unit), 0)) return false;
-    }
-    return true;
-}
-
-}  // namespace
-
 CTextHash::CTextHash() : CTextHash(g_known.Of(GetThreadLocale())) {}
 
 bool CTextHash::HasWeights() const {
@@ -185,7 +140,6 @@ void CTextHash::FindWeights(TWeights& weights) {
         if (number == 0) number = c;
         weights.numbers[c] = number;
     }
-    weights.bFolds = FoldsPlainOnes(weights.numbers);
     // Languages have letters written as two characters (cs, ll), or as three (dzs), and they sort such a
     // letter after all others that begin with the first.
     weights.bWeights = hash.IsHashedAlike(AllSequences(Characters(1, 127), 2)) &&
@@ -217,30 +171,11 @@ THash CTextHash::HashByKey(const wchar_t* text) {
 
 THash CTextHash::HashByCharacters(const wchar_t* text) const {
     CSequenceHash whole;
-    for (;;) {
-        if (m_weights.bFolds && scan::IsInPage(text)) {
-            const __m128i units = scan::Load(text);
-            const unsigned bits = scan::Bits(ArePlain(units));
-            const __m128i upper = ToUpper(units);
-            const auto low = static_cast<uint64_t>(_mm_cvtsi128_si64(upper));
-            const auto high = static_cast<uint64_t>(_mm_cvtsi128_si64(_mm_unpackhi_epi64(upper, upper)));
-            if (bits == scan::kAllBits && whole.IsBetweenFours()) {
-                whole.AddFour(low);
-                whole.AddFour(high);
-                text += scan::kUnits<wchar_t>;
-                continue;
-            }
-            const unsigned plain = scan::Leading<wchar_t>(bits);
-            whole.Add(low, std::min(plain, 4u));
-            if (plain > 4) whole.Add(high, plain - 4);
-            text += plain;
-            if (plain == scan::kUnits<wchar_t>) continue;
-        }
-        const wchar_t c = *text++;
-        if (c == 0) return whole.Hash();
-        if (c >= kAscii) return std::nullopt;
-        if (m_weights.numbers[c] != 0) whole.Add(m_weights.numbers[c]);
+    for (; *text != 0; ++text) {
+        if (*text >= kAscii) return std::nullopt;
+        if (const uint16_t number = m_weights.numbers[*text]) whole.Add(number);
     }
+    return whole.Hash();
 }
 
 THash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {

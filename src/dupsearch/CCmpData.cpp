@@ -1,6 +1,7 @@
 #include "dupsearch/CCmpData.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <span>
 
 #include "base/mapi_extra.h"
@@ -10,14 +11,13 @@
 #include "compare/value_hash.h"
 #include "dupsearch/value_override.h"
 #include "log/CLog.h"
-#include "store/text_scan.h"
 
 namespace {
 
 constexpr char kCompareTag[] = "CDuplicateSearch.fnCompare";
 
 bool AreIdentical(const wchar_t* a, const wchar_t* b) {
-    return a && b && scan::AreIdentical(a, b);
+    return a && b && std::wcscmp(a, b) == 0;
 }
 
 /// Whether two values of one type are the same; false for types that this does not compare.
@@ -117,20 +117,11 @@ THash CCmpData::HashOf(const SPropValue& value) const {
     // A range is searched for in the tree; a derived value is looked up anew for each comparison.
     if (!m_bHashed || m_bDerived || IsRange()) return std::nullopt;
     if (m_hashedType != PT_UNSPECIFIED && m_hashedType != PROP_TYPE(value.ulPropTag)) return std::nullopt;
-    const THash hash = compare::HashValue(value, ValueMethod(), m_textHash);
-    if (hash) m_nodes.Prepare(*hash);
-    return hash;
+    return compare::HashValue(value, ValueMethod(), m_textHash);
 }
 
 THash CCmpData::HashOf(const CStreamHead& head) const {
-    const THash hash = m_bHashed ? head.Hash(m_definition->ulPropTag, m_textHash) : std::nullopt;
-    if (hash) m_nodes.Prepare(*hash);
-    return hash;
-}
-
-void CCmpData::Prepare(THash hash) const {
-    const uint32_t node = hash ? m_nodes.Expected(*hash) : kNone;
-    if (node < m_nodeValues.size()) __builtin_prefetch(&m_nodeValues[node]);
+    return m_bHashed ? head.Hash(m_definition->ulPropTag, m_textHash) : std::nullopt;
 }
 
 void CCmpData::Find(const TCompareContext& context, TFiling& filing) {
@@ -316,9 +307,7 @@ void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
 
 THash CCmpData::HashOfElement(const wchar_t* text) const {
     if (!m_bHashed || !text) return std::nullopt;
-    const THash hash = compare::HashText(text, ValueMethod(), m_textHash);
-    if (hash) m_nodes.Prepare(*hash);
-    return hash;
+    return compare::HashText(text, ValueMethod(), m_textHash);
 }
 
 void CCmpData::AppendElements(const TDerivedValue& derived, std::vector<TElement>& elements) const {

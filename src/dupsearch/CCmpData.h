@@ -75,14 +75,11 @@ class CCmpData {
     /// Whether a search of the range cannot fail: only times are filed.
     bool HasOnlyTimes() const { return m_bOnlyTimes; }
 
-    /// What a value or a stream will be looked up by, where that is possible; the look-up is made ready.
+    /// What a value or a stream will be looked up by, where that is possible.
     THash HashOf(const SPropValue& value) const;
     THash HashOf(const CStreamHead& head) const;
     /// Appends the filled elements of a multi-valued value, looked up each by itself.
     void AppendElements(const TDerivedValue& derived, std::vector<TElement>& elements) const;
-
-    /// Prefetches the node that a value most likely joins.
-    void Prepare(THash hash) const;
 
     /// Finds where an item that is added next belongs. What cannot be placed is logged and will not be filed.
     void Find(const TCompareContext& context, TFiling& filing);

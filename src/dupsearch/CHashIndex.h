@@ -36,18 +36,6 @@ class CHashIndex {
         m_slots[FreeSlot(m_hashes[number])] = Slot(m_hashes[number], number);
     }
 
-    /// Prefetches the memory that will be looked at.
-    void Prepare(uint64_t hash) const {
-        if (!m_slots.empty()) __builtin_prefetch(&m_slots[Mix(hash) & m_mask], 1);
-    }
-    /// The number that a look-up will most likely find, kNone when it most likely finds none.
-    uint32_t Expected(uint64_t hash) const {
-        if (m_slots.empty()) return kNone;
-        const uint32_t mixed = Mix(hash);
-        const uint32_t slot = m_slots[mixed & m_mask];
-        return slot != kNone && slot == Slot(mixed, slot & m_mask) ? slot & m_mask : kNone;
-    }
-
   private:
     static uint32_t Mix(uint64_t hash) {
         hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93u;

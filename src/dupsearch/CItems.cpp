@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "store/text_scan.h"
 #include "log/CLog.h"
 
 TItem& CItems::Append(const char* entryId) {
@@ -15,7 +14,7 @@ TItem& CItems::Append(const char* entryId) {
 
 void CItems::Keep() {
     TItem& item = m_records->list.back();
-    const size_t size = scan::Length(item.EntryID) + 1;
+    const size_t size = std::strlen(item.EntryID) + 1;
     void* const text = Memory().allocate(size, 1);
     item.EntryID = static_cast<const char*>(std::memcpy(text, item.EntryID, size));
 }

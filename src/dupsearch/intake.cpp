@@ -244,7 +244,6 @@ bool CDuplicateSearch::EvaluateValue(TAddedItem& added, CCmpData& data) {
 /// Finds where each value belongs. A value that cannot be placed is logged and stays unfiled.
 void CDuplicateSearch::FindPlaces(const TAddedItem& added) {
     const auto filings = std::span(m_filings).first(m_nFilings);
-    for (const TFiling& filing : filings) filing.data->Prepare(filing.hash);
     size_t element = 0;
     for (TFiling& filing : filings) {
         filing.elements = std::span(m_elements).subspan(element, filing.nElements);

@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <cwchar>
 #include <memory_resource>
 #include <vector>
 
 #include "log/PlatformCalls.h"
 #include "store/properties.h"
-#include "store/text_scan.h"
 
 namespace store {
 namespace {
@@ -126,10 +126,10 @@ HRESULT Gather(const SPropValue* values, const Elements& elements, ULONG type,
 Outside OutsideOf(const SPropValue& value) {
     switch (PROP_TYPE(value.ulPropTag)) {
         case PT_STRING8:
-            return {value.Value.lpszA, value.Value.lpszA ? scan::Length(value.Value.lpszA) + 1 : 0};
+            return {value.Value.lpszA, value.Value.lpszA ? std::strlen(value.Value.lpszA) + 1 : 0};
         case PT_UNICODE:
             return {value.Value.lpszW,
-                    value.Value.lpszW ? (scan::Length(value.Value.lpszW) + 1) * sizeof(wchar_t) : 0};
+                    value.Value.lpszW ? (std::wcslen(value.Value.lpszW) + 1) * sizeof(wchar_t) : 0};
         case PT_BINARY:
             return {value.Value.bin.lpb, value.Value.bin.cb};
         case PT_CLSID:

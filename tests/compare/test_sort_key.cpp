@@ -9,6 +9,7 @@
 
 #include "compare/string_compare.h"
 #include "compare/text_hash.h"
+#include "tests/compare/sample_values.h"
 
 namespace {
 
@@ -76,6 +77,34 @@ TEST(TextHash, PlainTextsNeedNoKey) {
     EXPECT_EQ(hash.Hash(nullptr, cmExact), hash.Hash(L"", cmExact));
     EXPECT_NE(hash.Hash(L"ab", cmExact), hash.Hash(L"ba", cmExact));
     EXPECT_EQ(hash.Hash(L"+49 (30) 123-4567", cmLast7Digits), hash.Hash(L"1234567", cmLast7Digits));
+}
+
+TEST(TextHash, TextsChangedToEqualOnesKeepIt) {
+    CTextHash hash;
+    std::mt19937 random(5);
+    RandomTexts texts(L"abzAZ019 @[`{~_.,-'\x01\x7f\u00e9", 60, 2);
+    unsigned equal = 0, different = 0;
+    for (int i = 0; i < 5000; ++i) {
+        const std::wstring text = texts();
+        std::wstring changed = text;
+        for (wchar_t& c : changed) {
+            if (random() % 2 == 0)
+                c = c < 0x80 && iswlower(c) ? towupper(c) : c < 0x80 && iswupper(c) ? towlower(c) : c;
+        }
+        // A letter more makes another text.
+        if (i % 4 == 0) changed.insert(random() % (changed.size() + 1), 1, L'b');
+        const auto of = hash.Hash(text.c_str(), cmExact);
+        ASSERT_TRUE(of);
+        if (LPCWSTR_Compare(text.c_str(), changed.c_str(), cmExact) == 0) {
+            ++equal;
+            ASSERT_EQ(hash.Hash(changed.c_str(), cmExact), of)
+                << testing::PrintToString(text) << " and " << testing::PrintToString(changed);
+        } else if (hash.Hash(changed.c_str(), cmExact) != of) {
+            ++different;
+        }
+    }
+    EXPECT_GT(equal, 3000u);
+    EXPECT_GT(different, 1000u) << "a hash that tells too little apart";
 }
 
 TEST(SortKey, LongTextsAndTextsWithLongKeys) {
