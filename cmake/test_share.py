@@ -35,7 +35,7 @@ def lines_of_python(text):
 
 def lines(path):
     text = path.read_text(encoding="utf-8")
-    if path.suffix in (".h", ".cpp", ".c", ".cs"):
+    if path.suffix in (".h", ".cpp", ".c", ".cs", ".js", ".css"):
         return lines_of_c(text)
     if path.suffix == ".py" or text.startswith("#!/usr/bin/python3"):
         return lines_of_python(text)

@@ -56,6 +56,16 @@ void CheckDisjoint(const std::set<std::string>& kept, const std::vector<TTurn>& 
     }
 }
 
+// What somebody decided about must all be there.
+TLook LookAt(CPlanCheck& check, const TPlan& plan, const PlannedGroup& group, const PlannedItem& item) {
+    TLook look = check.Look(item);
+    if (look.isGone && plan.isDecided) {
+        throw Failure("The decisions name, in " + group.place + ", " + NameOf(item) +
+                      ", which is not there; nothing was moved.");
+    }
+    return look;
+}
+
 // The duplicates that are to be moved, and whether they and the copies that are kept are what the scan saw.
 std::vector<TTurn> LookAtAll(CPlanCheck& check, const TPlan& plan, Progress& progress) {
     std::vector<TTurn> turns;
@@ -64,11 +74,13 @@ std::vector<TTurn> LookAtAll(CPlanCheck& check, const TPlan& plan, Progress& pro
     for (const PlannedGroup& group : plan.groups) {
         progress("groups looked at", ++done, plan.groups.size());
         StopIfInterrupted();
-        const TLook keep = check.Look(group.keep);
-        kept.insert(keep.identity);
+        const TLook keep = LookAt(check, plan, group, group.keep);
+        // What is kept of decisions that move nothing of the group is free for another one.
+        if (!plan.isDecided || !group.duplicates.empty()) kept.insert(keep.identity);
+        for (const PlannedItem& item : group.left) LookAt(check, plan, group, item);
         for (const PlannedItem& item : group.duplicates) {
             if (item.fate != EFate::Move) continue;
-            turns.push_back({&group, &item, check.Look(item)});
+            turns.push_back({&group, &item, LookAt(check, plan, group, item)});
             if (!keep.why.empty()) turns.back().look.why = "stays: the copy that is kept " + keep.why;
         }
     }
@@ -88,12 +100,15 @@ std::vector<TTurn> Movable(CPlanCheck& check, const TPlan& plan, TMoved& result,
     progress.Clear();
     for (const PlannedGroup& group : plan.groups) {
         for (const PlannedItem& item : group.duplicates) {
-            if (item.fate != EFate::Move) SayLeftAlone(item, WhyItStays(item));
+            if (item.fate == EFate::Move) continue;
+            SayLeftAlone(item, WhyItStays(item));
+            result.stays.emplace(&item, WhyItStays(item));
         }
     }
     for (const TTurn& turn : turns) {
         if (turn.look.why.empty()) continue;
         SayLeftAlone(*turn.item, turn.look.why);
+        result.stays.emplace(turn.item, turn.look.why);
         ++result.refused;
     }
     std::erase_if(turns, [](const TTurn& turn) { return !turn.look.why.empty(); });

@@ -6,6 +6,7 @@
 // the item again, flushed to the disk. Killed at any moment, the file names every item that may have moved.
 // Both commands close the session themselves: what they count as moved is saved.
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,8 @@ struct CleanOptions {
 };
 
 struct TMoved {
-    size_t moved = 0;            // without `yes`: that would be
+    std::map<const PlannedItem*, std::string> stays;  // duplicates of the plan that stay, and why
+    size_t moved = 0;                                 // without `yes`: that would be
     size_t refused = 0;          // were to be moved and were not: changed, gone, or the platform refused
     bool isInterrupted = false;  // by Ctrl-C: the rest was left
 };

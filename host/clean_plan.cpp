@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/decisions.h"
 #include "host/text.h"
 
 namespace host {
@@ -24,7 +25,9 @@ std::string IdOf(const json& object, const char* member) {
     return id;
 }
 
-PlannedItem ItemFromJson(const json& object) {
+}  // namespace
+
+PlannedItem PlannedItemFrom(const json& object) {
     PlannedItem item;
     item.folder = OneLine(object.at("folder").get<std::string>()) + "#" +
                   std::to_string(object.at("number").get<unsigned>());
@@ -36,8 +39,10 @@ PlannedItem ItemFromJson(const json& object) {
     return item;
 }
 
+namespace {
+
 PlannedItem DuplicateFromJson(const json& object) {
-    PlannedItem item = ItemFromJson(object);
+    PlannedItem item = PlannedItemFrom(object);
     item.fate = FateOf(object.at("fate").get<std::string>());
     for (const json& loss : object.at("losses")) {
         item.losses.push_back({OneLine(loss.at("property").get<std::string>()),
@@ -70,13 +75,14 @@ TPlan PlanOf(const ScanResult& result) {
                            item.entryId,
                            folder.entryId,
                            result.catalog.stores[folder.store].entryId,
+                           group.fates[index].values,
                            group.fates[index].fate,
                            group.fates[index].losses};
     };
     TPlan plan;
     for (const KindScan& scan : result.scans) plan.definitions.push_back(scan.definitions);
     for (const Group& group : result.groups) {
-        PlannedGroup one{group.scan, planned(group, 0), {}};
+        PlannedGroup one{group.scan, planned(group, 0), {}, {}, false, {}};
         for (size_t i = 1; i < group.items.size(); ++i) one.duplicates.push_back(planned(group, i));
         plan.groups.push_back(std::move(one));
     }
@@ -85,29 +91,68 @@ TPlan PlanOf(const ScanResult& result) {
     return plan;
 }
 
-TPlan PlanFromReport(const std::string& path) {
+namespace {
+
+TPlan PlanFromReport(const json& report, const std::string& path) {
+    if (report.at("format") != "quorvel-report" || report.at("version") != 2)
+        throw std::out_of_range("format");
+    TPlan plan;
+    plan.allowLoss = report.at("policy").at("allowLoss").get<bool>();
+    plan.sentCopies = report.at("policy").at("sentCopies").get<bool>();
+    for (const json& scan : report.at("scans"))
+        plan.definitions.push_back(ParseDefinitions(path, scan.at("definitions").dump()));
+    for (const json& group : report.at("groups")) {
+        PlannedGroup one{DefinitionsOf(plan, KindOf(group.at("kind").get<std::string>())),
+                         PlannedItemFrom(group.at("keep")),
+                         {},
+                         {},
+                         false,
+                         {}};
+        for (const json& item : group.at("duplicates")) one.duplicates.push_back(DuplicateFromJson(item));
+        plan.groups.push_back(std::move(one));
+    }
+    return plan;
+}
+
+}  // namespace
+
+TPlan PlanFromFile(const std::string& path) {
     std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
     if (!stream) throw Failure("The report \"" + path + "\" cannot be read.");
+    json file;
     try {
-        const json report = json::parse(stream);
-        if (report.at("format") != "quorvel-report" || report.at("version") != 2)
-            throw std::out_of_range("format");
-        TPlan plan;
-        plan.allowLoss = report.at("policy").at("allowLoss").get<bool>();
-        plan.sentCopies = report.at("policy").at("sentCopies").get<bool>();
-        for (const json& scan : report.at("scans"))
-            plan.definitions.push_back(ParseDefinitions(path, scan.at("definitions").dump()));
-        for (const json& group : report.at("groups")) {
-            PlannedGroup one{DefinitionsOf(plan, KindOf(group.at("kind").get<std::string>())),
-                             ItemFromJson(group.at("keep")),
-                             {}};
-            for (const json& item : group.at("duplicates")) one.duplicates.push_back(DuplicateFromJson(item));
-            plan.groups.push_back(std::move(one));
-        }
-        return plan;
+        file = json::parse(stream);
+        if (!AreDecisions(file)) return PlanFromReport(file, path);
     } catch (const std::exception&) {
         throw Failure("\"" + path + "\" is no JSON report of a scan by this version, or was changed.");
     }
+    return PlanFromDecisions(file, path);
+}
+
+std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::string>& stays) {
+    using ordered = nlohmann::ordered_json;
+    ordered file{{"format", "quorvel-plan"}, {"version", 1}};
+    file["groups"] = ordered::array();
+    const auto itemJson = [](const PlannedItem& item) {
+        return ordered{{"place", item.folder}, {"title", item.title}, {"entryId", item.entryId}};
+    };
+    const auto staying = [&](const PlannedItem& item, const std::string& why) {
+        ordered object = itemJson(item);
+        object["move"] = why.empty();
+        object["why"] = why;
+        return object;
+    };
+    for (const PlannedGroup& group : plan.groups) {
+        ordered one{{"keep", itemJson(group.keep)}, {"duplicates", ordered::array()}};
+        for (const PlannedItem& item : group.duplicates) {
+            const auto found = stays.find(&item);
+            one["duplicates"].push_back(staying(item, found == stays.end() ? "" : found->second));
+        }
+        for (const PlannedItem& item : group.left)
+            one["duplicates"].push_back(staying(item, "left there by the decisions"));
+        file["groups"].push_back(std::move(one));
+    }
+    return EscapeActing(file.dump(1, ' ', false, json::error_handler_t::replace)) + "\n";
 }
 
 void AllowLoss(TPlan& plan) {

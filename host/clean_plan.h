@@ -2,8 +2,11 @@
 // The plan of a clean: which copies stay and which are moved, out of a scan of this run or out of the report of an
 // earlier one.
 
+#include <map>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json_fwd.hpp>
 
 #include "host/definitions.h"
 #include "host/plan.h"
@@ -19,6 +22,7 @@ struct PlannedItem {
     std::string entryId;
     std::string folderId;
     std::string storeId;
+    std::string values;  // check over what it held; empty: nobody recorded it
     // Of a duplicate only.
     EFate fate = EFate::Move;
     std::vector<TLoss> losses;
@@ -30,6 +34,11 @@ struct PlannedGroup {
     size_t definitions = 0;  // index into the plan's
     PlannedItem keep;
     std::vector<PlannedItem> duplicates;
+    // Of decisions only.
+    std::vector<PlannedItem> left;  // stay where they are
+    /// Somebody said that they are duplicates: they are held against what was recorded of them, not against each other.
+    bool isRecorded = false;
+    std::string place;  // in the file of decisions
 };
 
 struct TPlan {
@@ -37,12 +46,20 @@ struct TPlan {
     std::vector<PlannedGroup> groups;
     bool isVerified = false;  // this run has held each duplicate against the kept copy
     bool allowLoss = false;   // what would be lost is no reason to stay
+    bool isDecided = false;   // by somebody, item by item: what it names must be there
     bool sentCopies = false;  // the sent and the received copy of a mail are duplicates too
 };
 
 TPlan PlanOf(const ScanResult& result);
-/// Reads a JSON report; throws Failure.
-TPlan PlanFromReport(const std::string& path);
+/// Reads a JSON report, or decisions (decisions.h); throws Failure.
+TPlan PlanFromFile(const std::string& path);
+
+/// What a file says of an item, whatever becomes of it. Throws an exception of the standard library for anything else.
+PlannedItem PlannedItemFrom(const nlohmann::json& object);
+
+/// What comes of a plan, as docs/schemas/plan.schema.json says: for who moves the items by other means. stays: why, of
+/// those that do not move.
+std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::string>& stays);
 
 /// Duplicates that stayed for what the kept copy lacks move all the same.
 void AllowLoss(TPlan& plan);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/attachments.h"
+#include "host/digest.h"
 #include "host/duplicate_search.h"
 #include "host/identity.h"
 #include "host/losses.h"
@@ -22,6 +23,7 @@ TCopyFate FateOfCopy(CItemReader& reader, const ScanResult& result, const KindSc
                      const Item& keptItem, const TItemValues& kept, const Item& item,
                      const TItemValues& values) {
     TCopyFate fate;
+    fate.values = DigestOf(values);
     fate.losses = Losses(reader, scan.definitions, keptItem, kept, item, values);
     if (result.policy.isProtected[item.folder]) {
         fate.fate = EFate::Protected;
@@ -44,6 +46,7 @@ std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_
         const std::optional<TItemValues> kept = reader.Read(keptItem);
         bool isReadable = kept.has_value();
         Group group{scanIndex, {keptIndex}, std::vector<TCopyFate>(1), choice.reason};
+        if (kept) group.fates.front().values = DigestOf(*kept);
         std::vector<size_t> apart;
         std::vector<size_t> unreadable;
         for (const size_t copy : copies) {
@@ -103,7 +106,8 @@ void AddGroup(CItemReader& reader, ScanResult& result, size_t scanIndex, const s
     }
     for (const std::vector<size_t>& part : PartGroup(reader, result, scan, group)) {
         if (part.front() != group.front()) {
-            result.nearPairs.push_back(NearPair{scanIndex, group.front(), part.front(), "Attachments"});
+            result.nearPairs.push_back(
+                NearPair{scanIndex, group.front(), part.front(), "Attachments", kNoProperty});
         }
         AddPart(reader, result, scanIndex, part);
     }

@@ -165,4 +165,13 @@ std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, c
     return losses;
 }
 
+std::vector<TLoss> LossesOfUnlike(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+                                  const TItemValues& kept, const Item& duplicateItem,
+                                  const TItemValues& duplicate) {
+    Definitions unlike = definitions;
+    unlike.grouped = true;
+    unlike.attachments = false;
+    return Losses(reader, unlike, keptItem, kept, duplicateItem, duplicate);
+}
+
 }  // namespace host

@@ -15,4 +15,10 @@ namespace host {
 std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
                           const TItemValues& kept, const Item& duplicateItem, const TItemValues& duplicate);
 
+/// The same of two that are no duplicates by these definitions: what they compare is no loss where it is equal by
+/// itself.
+std::vector<TLoss> LossesOfUnlike(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+                                  const TItemValues& kept, const Item& duplicateItem,
+                                  const TItemValues& duplicate);
+
 }  // namespace host

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <optional>
 
 #include <CLI/CLI.hpp>
 
@@ -46,12 +47,14 @@ struct Options {
     std::string output;
     bool force = false;
     bool showDefinitions = false;
+    bool findSimilar = false;
     std::vector<std::string> explain;
 
     std::vector<std::string> items;
     SimilarOptions similar;
 
     std::string from;
+    std::string plan;
     CleanOptions clean;
     std::string undo;
 
@@ -115,6 +118,7 @@ void CheckOutputs(const Options& options, EOutput kind) {
     const std::vector<std::string> inputs{options.mailbox, options.from, options.undo,
                                           options.scan.definitionsFile, options.similar.notSame};
     if (!options.output.empty()) CheckOutput(options.output, kind, inputs, options.force);
+    if (!options.plan.empty()) CheckOutput(options.plan, EOutput::Plan, inputs, false);
     if (options.log.empty()) return;
     std::vector<std::string> others = options.files;
     others.insert(others.end(), inputs.begin(), inputs.end());
@@ -181,17 +185,35 @@ int CompareItems(const Options& options, const std::vector<std::string>& names) 
     return kNoneFound;
 }
 
+// The contacts of a scan that resemble one another; nothing when it looked at no contacts.
+std::optional<SimilarResult> SimilarOf(IMAPISession* session, const ScanResult& result, Progress& progress) {
+    SimilarOptions similar;
+    for (const KindScan& scan : result.scans) {
+        if (scan.kind != Kind::Contact) continue;
+        for (const size_t folder : scan.folders)
+            similar.folders.push_back(result.catalog.folders[folder].path);
+    }
+    if (similar.folders.empty()) return std::nullopt;
+    return FindSimilar(session, similar, progress);
+}
+
 int RunScan(Options& options) {
+    if (options.findSimilar && options.format != "html")
+        throw Failure("--similar is for --format html; `quorvel similar` has the other forms.");
     if (options.showDefinitions) return ShowDefinitions(options);
     if (!options.explain.empty()) return CompareItems(options, options.explain);
     Progress progress(options.quiet);
     progress("reading the mailbox");
     const Session session(options.mailbox, options.profileUi);
     const ScanResult result = Scan(session.get(), options.scan, progress);
-    const std::string report = options.format == "json"   ? JsonReport(result)
-                               : options.format == "csv"  ? CsvReport(result)
-                               : options.format == "html" ? HtmlReport(session.get(), result, progress)
-                                                          : TextReport(result);
+    std::optional<SimilarResult> similar;
+    if (options.findSimilar) similar = SimilarOf(session.get(), result, progress);
+    const std::string report =
+        options.format == "json"  ? JsonReport(result)
+        : options.format == "csv" ? CsvReport(result)
+        : options.format == "html"
+            ? HtmlReport(session.get(), result, similar ? &*similar : nullptr, progress)
+            : TextReport(result);
     progress.Clear();
     Deliver(options, report);
     return result.groups.empty() ? kNoneFound : kFound;
@@ -243,12 +265,13 @@ int RunClean(const Options& options) {
     Session session(options.mailbox, options.profileUi);
     if (!options.undo.empty()) return RunUndo(session, options, progress);
     TPlan plan = options.from.empty() ? PlanOf(Scan(session.get(), options.scan, progress))
-                                      : PlanFromReport(options.from);
+                                      : PlanFromFile(options.from);
     if (options.scan.policy.allowLoss) AllowLoss(plan);
     CleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
     const TMoved result = Clean(session, plan, clean, progress);
     if (!clean.yes) {
+        if (!options.plan.empty()) WriteFileWhole(options.plan, PlanText(plan, result.stays));
         printf("%s would be moved to \"%s\"; nothing was done. Add --yes to do it.\n",
                Count(result.moved, "item", "items").c_str(), clean.folder.c_str());
         return kNoneFound;
@@ -263,7 +286,7 @@ void CheckCleanOptions(const CLI::App& clean) {
     static constexpr const char* kOfTheScan[] = {"--folder",      "--kind",       "--algorithm", "--except",
                                                  "--keep",        "--prefer",     "--protect",   "--skip",
                                                  "--definitions", "--sent-copies"};
-    static constexpr const char* kOfTheMoves[] = {"--from", "--to", "--undo-file", "--allow-loss"};
+    static constexpr const char* kOfTheMoves[] = {"--from", "--to", "--undo-file", "--allow-loss", "--plan"};
     const auto given = [&](const char* name) { return clean.get_option(name)->count() != 0; };
     for (const char* name : kOfTheScan) {
         if (given("--from") && given(name)) {
@@ -274,6 +297,8 @@ void CheckCleanOptions(const CLI::App& clean) {
             throw Failure(std::string("--undo puts back all that a run moved: ") + name +
                           " does not go with it.");
     }
+    if (given("--plan") && given("--yes"))
+        throw Failure("--plan says what would be moved: it does not go with --yes.");
     for (const char* name : kOfTheMoves) {
         if (given("--undo") && given(name))
             throw Failure(std::string("--undo puts back all that a run moved: ") + name +
@@ -310,6 +335,8 @@ int Run(const std::vector<std::string>& arguments) {
     AddScanOptions(scan, options);
     AddOutputOptions(scan, options, {"text", "json", "html", "csv"});
     scan.add_flag("--near", options.scan.findNear, "Also list the pairs that one property alone keeps apart");
+    scan.add_flag("--similar", options.findSimilar,
+                  "With --format html: also the contacts that resemble one another");
     scan.add_option("--explain", options.explain,
                     "Compare two items: \"Folder#number\" or an entry identifier")
         ->expected(2)
@@ -342,7 +369,12 @@ int Run(const std::vector<std::string>& arguments) {
 
     CLI::App& clean = *app.add_subcommand("clean", "Move duplicates to a folder, or put them back");
     AddScanOptions(clean, options);
-    clean.add_option("--from", options.from, "What a scan found: its JSON report")->type_name("FILE");
+    clean
+        .add_option("--from", options.from,
+                    "What a scan found: its JSON report, or the decisions that its HTML report saved")
+        ->type_name("FILE");
+    clean.add_option("--plan", options.plan, "Without --yes: write what would be moved to this file")
+        ->type_name("FILE");
     clean.add_option("--to", options.clean.folder, "The folder, made if missing")
         ->type_name("NAME")
         ->capture_default_str();

@@ -32,6 +32,7 @@ const TSign kSigns[] = {
     {EOutput::Scan, EPart::Head, {"<meta name=\"generator\" content=\"quorvel\">"}},
     {EOutput::Scan, EPart::Front, {"\xEF\xBB\xBF\"group\",\"copy\",\"store\","}},
     {EOutput::Scan, EPart::FirstLine, {": ", " item", " in ", " folder", ", keep "}},
+    {EOutput::Plan, EPart::Head, {"\"format\": \"quorvel-plan\""}},
     {EOutput::Matrix, EPart::Head, {"\"format\": \"quorvel-matrix\""}},
     {EOutput::Matrix, EPart::Head, {"A  ", "\nB  ", "\n\n                                   A   "}},
     {EOutput::Similar, EPart::Head, {"\"format\": \"quorvel-similar\""}},
@@ -46,6 +47,7 @@ constexpr struct {
     const char* name;
 } kNames[] = {
     {EOutput::Scan, "report of a scan"},
+    {EOutput::Plan, "plan of a clean"},
     {EOutput::Matrix, "comparison of items"},
     {EOutput::Similar, "list of contacts"},
     {EOutput::Cabinet, "cabinet"},

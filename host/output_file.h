@@ -10,7 +10,7 @@
 namespace host {
 
 /// What a command writes; an earlier file of the same kind may be replaced.
-enum class EOutput { Scan, Matrix, Similar, Cabinet, Log };
+enum class EOutput { Scan, Plan, Matrix, Similar, Cabinet, Log };
 
 /// inputs: the files that the command reads, the mailbox among them; they are recognised by what they are, not by
 /// name. force: replace any other file. Throws Failure; call it before the work begins.

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "host/attachments.h"
+#include "host/digest.h"
 #include "host/duplicate_search.h"
 #include "host/identity.h"
 #include "host/item_moves.h"
@@ -60,11 +61,12 @@ CPlanCheck::CPlanCheck(IMAPISession* session, const TPlan& plan, const std::stri
 }
 
 TLook CPlanCheck::Look(const PlannedItem& item) {
-    TLook look{{}, {}, item.storeId + '|' + item.entryId};
+    TLook look{{}, false, {}, item.storeId + '|' + item.entryId};
     ComPtr<IMessage> message;
     if (Quorvel_OpenItem(m_reader.session(), item.entryId.c_str(), item.storeId.c_str(),
                          message.GetAddressOf()) != S_OK) {
         look.why = "is not there any more";
+        look.isGone = true;
         return look;
     }
     const std::string own = HexOf(ReadValue(message.Get(), PR_ENTRYID).get());
@@ -117,6 +119,27 @@ std::string CPlanCheck::WhyNotByScan(const Definitions& definitions, const Item&
     return losses.empty() ? std::string() : WhyItStays(EFate::Loss, losses);
 }
 
+// Who decided saw what the report showed: that is what both must still hold, whatever they have in common.
+std::string CPlanCheck::WhyNotAsRecorded(const PlannedGroup& group, const PlannedItem& planned,
+                                         const Item& kept, const Item& item, bool isAgain) {
+    const auto isAsRecorded = [&](const Item& one, const PlannedItem& recorded) {
+        if (recorded.values.empty()) return false;
+        if (group.isRecorded) return DigestOfWhole(m_reader, one) == recorded.values;
+        const std::optional<TItemValues> values = m_reader.Read(one);
+        return values && DigestOf(*values) == recorded.values;
+    };
+    if (!isAsRecorded(kept, group.keep))
+        return "stays: the copy that is kept does not hold what the report recorded";
+    if (!isAsRecorded(item, planned)) return "does not hold what the report recorded";
+    if (!group.isRecorded || isAgain || m_plan.allowLoss) return {};
+    const std::optional<TItemValues> keptValues = m_reader.Read(kept);
+    const std::optional<TItemValues> values = m_reader.Read(item);
+    if (!keptValues || !values) return "or the copy that is kept cannot be read";
+    const std::vector<TLoss> losses =
+        LossesOfUnlike(m_reader, m_plan.definitions[group.definitions], kept, *keptValues, item, *values);
+    return losses.empty() ? std::string() : WhyItStays(EFate::Loss, losses);
+}
+
 std::string CPlanCheck::WhyNot(const PlannedGroup& group, const PlannedItem& item, bool isAgain) {
     const Definitions& definitions = m_plan.definitions[group.definitions];
     const std::optional<Item> kept = Find(group.keep);
@@ -125,6 +148,10 @@ std::string CPlanCheck::WhyNot(const PlannedGroup& group, const PlannedItem& ite
     if (m_targets.contains(other->folder)) return "is in the folder already";
     if (m_targets.contains(kept->folder)) return "stays: the copy that is kept is where it would be moved to";
     if (m_plan.isVerified && !isAgain) return {};
+    if (group.isRecorded || (!item.values.empty() && !isAgain)) {
+        std::string why = WhyNotAsRecorded(group, item, *kept, *other, isAgain);
+        if (group.isRecorded || !why.empty()) return why;
+    }
     switch (ComparePair(m_reader, definitions, *kept, *other)) {
         case EPair::FirstUnreadable:
             return "stays: the copy that is kept cannot be read";

@@ -15,6 +15,7 @@ namespace host {
 /// An item now, against what the scan saw.
 struct TLook {
     std::string why;  // it is something else; empty when it is the same
+    bool isGone = false;
     std::string searchKey;
     std::string identity;  // the same for two forms of one item's identifier
 };
@@ -36,6 +37,8 @@ class CPlanCheck {
   private:
     std::optional<Item> Find(const PlannedItem& item);
     std::string WhyNotByScan(const Definitions& definitions, const Item& kept, const Item& item);
+    std::string WhyNotAsRecorded(const PlannedGroup& group, const PlannedItem& planned, const Item& kept,
+                                 const Item& item, bool isAgain);
 
     const TPlan& m_plan;
     Catalog m_catalog;

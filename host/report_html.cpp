@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <map>
+#include <optional>
 
 #include "host/html.h"
 #include "host/matrix_view.h"
+#include "host/page_data.h"
+#include "host/page_files.h"
 #include "host/reports.h"
 #include "host/text.h"
 
@@ -10,8 +13,8 @@ namespace host {
 
 namespace {
 
-// A report stays readable, and is made in reasonable time, however much was found.
-constexpr size_t kGroupsWithMatrix = 500;
+// What is there without scripts stays readable, however much was found.
+constexpr size_t kGroupsWithMatrix = 2000;
 constexpr size_t kItemsInMatrix = 8;
 constexpr size_t kValueLimit = 4000;
 
@@ -37,7 +40,7 @@ std::string Summary(const ScanResult& result) {
         for (size_t i = 1; i < group.items.size(); ++i) ++duplicates[result.items[group.items[i]].folder];
     }
     html +=
-        "<h2 id=\"folders\">Folders</h2>\n<p class=\"legend soft\"><i "
+        "<details id=\"folders\" open><summary><h2>Folders</h2></summary>\n<p class=\"legend soft\"><i "
         "style=\"background:var(--keep)\"></i>kept"
         "<i style=\"background:var(--dup)\"></i>duplicates</p>\n<div "
         "class=\"bars\">\n";
@@ -51,7 +54,7 @@ std::string Summary(const ScanResult& result) {
                 "\"></span></span><span class=\"count\">" + std::to_string(count - extra) + " kept, " +
                 std::to_string(extra) + (extra == 1 ? " duplicate" : " duplicates") + "</span></div>\n";
     }
-    return html + "</div>\n";
+    return html + "</div></details>\n";
 }
 
 // The item's place, and the file that it was made from.
@@ -66,17 +69,23 @@ std::string ColumnHead(const ScanResult& result, size_t item, bool isKept) {
            (isKept ? "keep\">keep" : "duplicate\">duplicate") + "</span>" + WhereHtml(result, item) + "</th>";
 }
 
-std::string MatrixHtml(IMAPISession* session, const ScanResult& result, const Group& group) {
-    const size_t shown = std::min(group.items.size(), kItemsInMatrix);
+// Nothing, and the reason, when an item cannot be read.
+std::optional<MatrixView> ViewOf(IMAPISession* session, const ScanResult& result, size_t scan,
+                                 const std::vector<size_t>& group, EMatrixItems known, std::string* why) {
     std::vector<Item> items;
-    for (size_t i = 0; i < shown; ++i) items.push_back(result.items[group.items[i]]);
-    MatrixView view;
+    for (size_t i = 0; i < std::min(group.size(), kItemsWithValues); ++i)
+        items.push_back(result.items[group[i]]);
     try {
-        view = BuildMatrix(session, result.catalog, items, result.scans[group.scan].definitions, kValueLimit,
-                           EMatrixItems::Duplicates);
+        return BuildMatrix(session, result.catalog, items, result.scans[scan].definitions, kValueLimit,
+                           known);
     } catch (const Failure& failure) {
-        return "<p class=\"soft\">" + Escape(failure.what()) + "</p>";
+        *why = failure.what();
+        return std::nullopt;
     }
+}
+
+std::string MatrixHtml(const ScanResult& result, const Group& group, const MatrixView& view) {
+    const size_t shown = std::min(group.items.size(), kItemsInMatrix);
     std::string html = "<table><thead><tr><th scope=\"col\">Property</th>";
     for (size_t i = 0; i < shown; ++i) html += ColumnHead(result, group.items[i], i == 0);
     html += "</tr></thead><tbody>\n";
@@ -84,7 +93,7 @@ std::string MatrixHtml(IMAPISession* session, const ScanResult& result, const Gr
         const bool differs = row.verdict == Verdict::Different || row.verdict == Verdict::OneSided;
         html += std::string("<tr") + (differs ? " class=\"differs\"" : "") + "><th scope=\"row\">" +
                 Escape(row.property) + (differs ? "<span class=\"soft\"> (differs)</span>" : "") + "</th>";
-        for (const std::string& text : row.texts) html += "<td>" + Cell(text) + "</td>";
+        for (size_t i = 0; i < shown; ++i) html += "<td>" + Cell(row.texts[i]) + "</td>";
         html += "</tr>\n";
     }
     return html + "</tbody></table>";
@@ -119,7 +128,8 @@ std::string ListHtml(const ScanResult& result, const Group& group, size_t first)
     return html + "</ul>";
 }
 
-std::string GroupHtml(IMAPISession* session, const ScanResult& result, size_t index) {
+std::string GroupHtml(const ScanResult& result, size_t index, const std::optional<MatrixView>& view,
+                      const std::string& whyNone) {
     const Group& group = result.groups[index];
     const Item& kept = result.items[group.items.front()];
     std::string html = "<details class=\"group\"" + std::string(index < 3 ? " open" : "") + "><summary><b>" +
@@ -130,7 +140,7 @@ std::string GroupHtml(IMAPISession* session, const ScanResult& result, size_t in
             "</span></summary>\n<div><p>Kept: " + Escape(Place(result.catalog, kept)) + ", " +
             Escape(group.reason) + ".</p>\n" + StayingHtml(result, group);
     if (index < kGroupsWithMatrix) {
-        html += MatrixHtml(session, result, group);
+        html += view ? MatrixHtml(result, group, *view) : "<p class=\"soft\">" + Escape(whyNone) + "</p>";
         if (group.items.size() > kItemsInMatrix)
             html += "<p>And further:</p>" + ListHtml(result, group, kItemsInMatrix);
     } else {
@@ -151,6 +161,21 @@ std::string NearHtml(const ScanResult& result) {
     return html + "</ul>\n";
 }
 
+std::string ResemblingHtml(const SimilarResult* similar) {
+    if (!similar || similar->clusters.empty()) return {};
+    std::string html = "<h2>Contacts that resemble one another</h2>\n<ul class=\"near\">\n";
+    for (const TCluster& cluster : similar->clusters) {
+        html += "<li>By <b>" + Escape(similar->reasons[cluster.reason].fields) + "</b>:";
+        for (const uint32_t contact : cluster.contacts) {
+            html += (contact == cluster.contacts.front() ? " " : ", ") + Escape(NameOf(*similar, contact)) +
+                    " <span class=\"soft\">" + Escape(Place(similar->catalog, similar->contacts[contact])) +
+                    "</span>";
+        }
+        html += "</li>\n";
+    }
+    return html + "</ul>\n";
+}
+
 std::string UnreadableHtml(const ScanResult& result) {
     std::string html;
     for (const KindScan& scan : result.scans) {
@@ -160,34 +185,112 @@ std::string UnreadableHtml(const ScanResult& result) {
     return html.empty() ? html : "<h2>Could not be read</h2>\n<ul>\n" + html + "</ul>\n";
 }
 
+// What a reader without scripts sees, a section a kind.
+class CSections {
+  public:
+    explicit CSections(const ScanResult& result) : m_result(result), m_groups(result.scans.size()) {}
+
+    void Add(size_t group, const std::optional<MatrixView>& view, const std::string& whyNone) {
+        m_groups[m_result.groups[group].scan] += GroupHtml(m_result, group, view, whyNone);
+    }
+
+    std::string Html() const {
+        std::string html;
+        for (size_t i = 0; i < m_groups.size(); ++i) {
+            const KindScan& scan = m_result.scans[i];
+            html += "<h2>" + KindHtml(scan) + "</h2>\n<p class=\"soft\">" + Escape(scan.definitions.about) +
+                    "</p>\n" + (m_groups[i].empty() ? "<p>No duplicates.</p>\n" : m_groups[i]);
+        }
+        return html;
+    }
+
+    /// What is no duplicate, and is said with scripts and without.
+    std::string TakenForNone() const {
+        std::string html;
+        for (const KindScan& scan : m_result.scans) {
+            if (const size_t count = scan.sentAndReceived.size(); count != 0) {
+                html += "<p class=\"soft\">" + Count(count, "mail", "mails") +
+                        " both sent and received, taken for no duplicates.</p>\n";
+            }
+            if (const size_t count = scan.unidentified.size(); count != 0) {
+                html += "<p class=\"soft\">" + KindHtml(scan) + ": " + Count(count, "item", "items") +
+                        " without any value that identifies them, taken for no duplicates.</p>\n";
+            }
+        }
+        return html;
+    }
+
+  private:
+    static std::string KindHtml(const KindScan& scan) {
+        const std::string kind = KindName(scan.kind);
+        return std::string(1, static_cast<char>(kind[0] - 'a' + 'A')) + kind.substr(1) + " items";
+    }
+
+    const ScanResult& m_result;
+    std::vector<std::string> m_groups;
+};
+
+void AddClusters(IMAPISession* session, const SimilarResult& similar, CPageData& data, Progress& progress) {
+    for (size_t i = 0; i < similar.clusters.size(); ++i) {
+        progress("clusters written", i, similar.clusters.size());
+        StopIfInterrupted();
+        const TCluster& cluster = similar.clusters[i];
+        // The fullest is proposed to stay.
+        std::vector<uint32_t> contacts = cluster.contacts;
+        const auto fullest = std::ranges::find(contacts, MostFilled(similar, cluster));
+        if (fullest != contacts.end()) std::rotate(contacts.begin(), fullest, fullest + 1);
+        std::vector<Item> items;
+        for (size_t j = 0; j < std::min(contacts.size(), kItemsWithValues); ++j)
+            items.push_back(similar.contacts[contacts[j]]);
+        std::optional<MatrixView> view;
+        try {
+            view = BuildMatrix(session, similar.catalog, items,
+                               LoadDefinitions(BuiltInDefinitions(Kind::Contact)), kValueLimit,
+                               EMatrixItems::Resembling);
+        } catch (const Failure&) {
+            view.reset();
+        }
+        data.AddResembling(similar, contacts, similar.reasons[cluster.reason].fields,
+                           view ? &*view : nullptr);
+    }
+}
+
+std::string ScriptElement(const char* type, const char* id, std::string_view text) {
+    return std::string("<script type=\"") + type + "\" id=\"" + id + "\">" + std::string(text) +
+           "</script>\n";
+}
+
 }  // namespace
 
-std::string HtmlReport(IMAPISession* session, const ScanResult& result, Progress& progress) {
-    std::string html = HtmlHead("quorvel", "Duplicates") + Summary(result) + "<main>\n";
-    for (size_t scan = 0; scan < result.scans.size(); ++scan) {
-        const std::string kind = KindName(result.scans[scan].kind);
-        html += "<h2>" + std::string(1, static_cast<char>(kind[0] - 'a' + 'A')) + kind.substr(1) +
-                " items</h2>\n<p class=\"soft\">" + Escape(result.scans[scan].definitions.about) + "</p>\n";
-        bool hasGroups = false;
-        for (size_t i = 0; i < result.groups.size(); ++i) {
-            if (result.groups[i].scan != scan) continue;
-            progress("groups written", i, result.groups.size());
-            StopIfInterrupted();
-            html += GroupHtml(session, result, i);
-            hasGroups = true;
-        }
-        if (!hasGroups) html += "<p>No duplicates.</p>\n";
-        if (const size_t count = result.scans[scan].sentAndReceived.size(); count != 0) {
-            html += "<p class=\"soft\">" + Count(count, "mail", "mails") +
-                    " both sent and received, taken for no duplicates.</p>\n";
-        }
-        if (const size_t count = result.scans[scan].unidentified.size(); count != 0) {
-            html += "<p class=\"soft\">" + Count(count, "item", "items") +
-                    " without any value that identifies them, taken for no "
-                    "duplicates.</p>\n";
-        }
+std::string HtmlReport(IMAPISession* session, const ScanResult& result, const SimilarResult* similar,
+                       Progress& progress) {
+    const TBookkeeping bookkeeping = LoadBookkeeping();
+    CItemReader reader(session, result.catalog, bookkeeping);
+    CPageData data(reader, result);
+    CSections sections(result);
+    std::string why;
+    for (size_t i = 0; i < result.groups.size(); ++i) {
+        progress("groups written", i, result.groups.size());
+        StopIfInterrupted();
+        const Group& group = result.groups[i];
+        const auto view = ViewOf(session, result, group.scan, group.items, EMatrixItems::Duplicates, &why);
+        sections.Add(i, view, why);
+        data.AddGroup(group, view ? &*view : nullptr);
     }
-    return html + NearHtml(result) + UnreadableHtml(result) + "</main>\n</body>\n</html>\n";
+    for (size_t i = 0; i < result.nearPairs.size(); ++i) {
+        progress("near pairs written", i, result.nearPairs.size());
+        StopIfInterrupted();
+        const NearPair& pair = result.nearPairs[i];
+        const auto view = ViewOf(session, result, pair.scan, {pair.a, pair.b}, EMatrixItems::Any, &why);
+        data.AddNear(pair, view ? &*view : nullptr);
+    }
+    if (similar) AddClusters(session, *similar, data, progress);
+    return HtmlHead("quorvel", "Duplicates", kPageScriptHash) + Summary(result) +
+           "<main id=\"list\">\n<noscript>" + sections.Html() + NearHtml(result) + ResemblingHtml(similar) +
+           "</noscript></main>\n" + sections.TakenForNone() + UnreadableHtml(result) +
+           ScriptElement("application/json", "data", data.Data()) +
+           ScriptElement("text/plain", "values", data.Values()) + "<script>" + std::string(kPageScript) +
+           "</script>\n</body>\n</html>\n";
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/scan.h"
+#include "host/similar_command.h"
 
 namespace host {
 
@@ -13,8 +14,11 @@ std::string TextReport(const ScanResult& result);
 std::string JsonReport(const ScanResult& result);
 /// A line an item of the groups; no cell is one that a spreadsheet would run.
 std::string CsvReport(const ScanResult& result);
-/// One file without references to anywhere; everything that came from the mailbox is escaped. Reads the
-/// groups' items once more for their values. Throws TInterrupted.
-std::string HtmlReport(IMAPISession* session, const ScanResult& result, Progress& progress);
+/// One file without references to anywhere, in which a person decides what becomes of each item and saves that
+/// (decisions.h); without scripts it is for reading. Everything that came from the mailbox is escaped. Reads the
+/// groups' items once more for their values. similar: contacts that resemble one another, or null. Throws
+/// TInterrupted.
+std::string HtmlReport(IMAPISession* session, const ScanResult& result, const SimilarResult* similar,
+                       Progress& progress);
 
 }  // namespace host

@@ -28,8 +28,9 @@ std::vector<TSearchItem> Searched(const ScanResult& result, const KindScan& scan
     return searched;
 }
 
-// The kind's definitions less one property, and less the exception rule that would need it.
-Definitions Without(const Definitions& definitions, size_t left) {
+}  // namespace
+
+Definitions WithoutProperty(const Definitions& definitions, size_t left) {
     Definitions fewer = definitions;
     fewer.properties.erase(fewer.properties.begin() + static_cast<std::ptrdiff_t>(left));
     const auto needs = [&](const char* key) {
@@ -40,6 +41,8 @@ Definitions Without(const Definitions& definitions, size_t left) {
     }
     return fewer;
 }
+
+namespace {
 
 // The pairs that become equal once one property is left out. A group stands for its items: a pair is shown
 // once, between the copies to keep.
@@ -59,7 +62,7 @@ void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progres
     };
     for (size_t left = 0; left < scan.definitions.properties.size(); ++left) {
         if (!scan.definitions.properties[left].compare) continue;
-        const Definitions fewer = Without(scan.definitions, left);
+        const Definitions fewer = WithoutProperty(scan.definitions, left);
         if (std::none_of(fewer.properties.begin(), fewer.properties.end(),
                          [](const PropertyChoice& other) { return other.compare; })) {
             continue;
@@ -75,7 +78,7 @@ void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progres
                 for (const size_t item : part) {
                     const std::pair<size_t, size_t> pair{headOf(part.front()), headOf(item)};
                     if (pair.first == pair.second || !shown.insert(pair).second) continue;
-                    result.nearPairs.push_back(NearPair{scanIndex, pair.first, pair.second, property});
+                    result.nearPairs.push_back(NearPair{scanIndex, pair.first, pair.second, property, left});
                 }
             }
         }

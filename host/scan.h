@@ -38,22 +38,25 @@ struct KindScan {
 struct TCopyFate {
     EFate fate = EFate::Move;
     std::vector<TLoss> losses;
+    std::string values;  // check over what the copy holds
 };
 
 /// Items that are equal to the first one, which stays.
 struct Group {
     size_t scan = 0;  // index into the scans
     std::vector<size_t> items;
-    std::vector<TCopyFate> fates;  // one for each item; the first says nothing
+    std::vector<TCopyFate> fates;  // one for each item; what becomes of the first says nothing
     std::string reason;            // why the first one stays
 };
 
-/// Two items that one property keeps apart.
+/// Two items that one property, or what their attachments hold, keeps apart.
+inline constexpr size_t kNoProperty = static_cast<size_t>(-1);
 struct NearPair {
     size_t scan = 0;
     size_t a = 0;
     size_t b = 0;
-    std::string property;  // for people
+    std::string property;       // for people
+    size_t left = kNoProperty;  // which of the definitions' properties
 };
 
 struct ScanResult {
@@ -71,6 +74,9 @@ struct ScanResult {
     size_t Staying() const;
     unsigned long long DuplicateBytes() const;
 };
+
+/// A kind's definitions less one property, and less the exception rule that would need it.
+Definitions WithoutProperty(const Definitions& definitions, size_t left);
 
 /// Throws Failure, and TInterrupted on Ctrl-C.
 ScanResult Scan(IMAPISession* session, const ScanOptions& options, Progress& progress);

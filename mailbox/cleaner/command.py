@@ -16,8 +16,8 @@ ALL_DONE, PARTLY_DONE, NOTHING_DONE = 0, 1, 2
 
 DESCRIPTION = "Takes duplicates out of the files that a mailbox was imported from, and puts them back."
 EPILOGUE = """\
-REPORT is what `quorvel scan --format json` wrote of MAILBOX: it says which copy stays. Without --yes
-nothing is done: every file is named with what would be done.
+REPORT is what `quorvel scan --format json`, or `quorvel clean --plan`, wrote of MAILBOX: it says which copy stays.
+Without --yes nothing is done: every file is named with what would be done.
 
 Exit status: 0 everything was done; 1 something was left alone or could not be put back, and was named;
 2 nothing was done."""

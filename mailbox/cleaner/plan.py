@@ -15,7 +15,7 @@ _PATH, _PLACE, _OFFSET, _LENGTH, _DIGEST = (
     f"{_SET}:{name}" for name in ("Path:001F", "Place:0003", "Offset:0014", "Length:0014", "Digest:0102")
 )
 _ITEM_LINE = re.compile(rb'\s*\{"id": "([0-9A-F]+)"')
-REPORT_VERSION = 2
+FORMATS = (("quorvel-report", 2), ("quorvel-plan", 1))
 DATA_FILES = (".pst", ".ost")
 
 
@@ -80,8 +80,8 @@ def places(mailbox: str) -> dict[str, Place]:
 def _groups(report: str) -> Iterator[dict[str, Any]]:
     with open(report, encoding="utf-8") as file:
         found = json.load(file)
-    if found.get("format") != "quorvel-report" or found.get("version") != REPORT_VERSION:
-        raise ValueError(f"{report} is no report of this version of the program")
+    if (found.get("format"), found.get("version")) not in FORMATS:
+        raise ValueError(f"{report} is no report, and no plan, of this version of the program")
     yield from found["groups"]
 
 
@@ -95,7 +95,7 @@ def make_plan(mailbox: str, report: str) -> Plan:
         keep = where.get(group["keep"]["entryId"])
         for item in group["duplicates"]:
             place = where.get(item["entryId"])
-            name = str(place) if place else f"{item['folder']}#{item['number']}"
+            name = str(place) if place else item.get("place") or f"{item['folder']}#{item['number']}"
             if item["move"] is not True:
                 why = item.get("why") or item.get("fate") or "the program holds it back"
             elif place is None or keep is None:

@@ -257,7 +257,15 @@ class Clean(unittest.TestCase):
         self.assertEqual(self.clean(), 0)
         self.assertEqual(sum("held back" in line for line in self.output), 9)
         self.assertIn("3 duplicates would be moved", self.output[-1])
+        said = list(self.output)
         report = json.loads((self.work / "report.json").read_text())
+        def placed(item: dict[str, Any]) -> dict[str, Any]:
+            return {"place": f"{item['folder']}#{item['number']}", **{k: v for k, v in item.items() if k not in ("folder", "number")}}
+        groups = [{"keep": placed(group["keep"]), "duplicates": [placed(item) for item in group["duplicates"]]} for group in report["groups"]]
+        plan = {"format": "quorvel-plan", "version": 1, "groups": groups}
+        jsonschema.validate(plan, json.loads((ROOT / "docs/schemas/plan.schema.json").read_text()))
+        (self.work / "report.json").write_text(json.dumps(plan))
+        self.assertEqual((self.clean(), self.output), (0, said), "what was decided in the report comes as a plan")
         (self.work / "report.json").write_text(json.dumps({**report, "version": 1}))
         self.assertEqual(self.clean("--yes"), 2, "a report without decisions decides nothing")
 

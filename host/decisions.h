@@ -1,0 +1,37 @@
+#pragma once
+// What a person decided of the groups of a report: for each item whether it is kept, moved or left where it is.
+//
+// The page that `scan --format html` writes saves such a file, as docs/schemas/decisions.schema.json says. It repeats
+// what the scan found: checks over each group, and over all of them, tell when it is another scan's or was changed.
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "host/clean_plan.h"
+
+namespace host {
+
+/// A group as a scan found it, in the order of the report.
+enum class EFound { Duplicates, Near, Resembling };
+struct TFoundGroup {
+    EFound found = EFound::Duplicates;
+    Kind kind = Kind::Other;
+    std::vector<PlannedItem> items;  // fate: Protected when its folder is
+};
+/// "duplicates", "near", "resembling".
+const char* FoundName(EFound found);
+
+/// Checks over a group, and over a scan: how it was asked for and the groups of duplicates, by their checks.
+std::string CheckOf(const TFoundGroup& group);
+std::string CheckOfScan(const TPlan& scan, const std::vector<std::string>& groups);
+/// The check of a group as a file has it: of this scan's.
+std::string CheckWithin(const std::string& scan, const std::string& group);
+
+bool AreDecisions(const nlohmann::json& file);
+/// Throws Failure with the place: for a group of which nothing or more than one copy is kept, for anything that is
+/// not as the scan found it, and for what moves out of a protected folder.
+TPlan PlanFromDecisions(const nlohmann::json& file, const std::string& path);
+
+}  // namespace host
