@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import os
+import re
 import shutil
 import unittest
 import unittest.mock
@@ -214,13 +215,34 @@ class Verified(HostTest):
         self.assertEqual(self.groups(report), [["Inbox#1", "Inbox#3"]])
         self.assertEqual([item["number"] for item in report["scans"][0]["unreadable"]], [2])
 
-    def test_what_fails_to_be_read_at_one_time_alone(self) -> None:
-        """Bodies that differ, or do not, of which reading number n fails, once or twice: no other ever becomes a duplicate."""
+    def use_faulty_mailbox(self) -> None:
         (self.dir / "bin").mkdir()
         for name in ("quorvel.exe", "Quorvel.dll", "definitions"):
             (self.dir / "bin" / name).symlink_to(BIN / name)
         shutil.copy(BIN / "faulty_mailbox.dll", self.dir / "bin" / "qvmailbox.dll")
         self.bin = self.dir / "bin"
+
+    def test_attachments_that_cannot_be_listed(self) -> None:
+        """Listing number n fails: the item equals nothing, and is not shown as one without attachments."""
+        self.use_faulty_mailbox()
+        same = {"attachments": [attachment("a.txt", "QUJD")]}
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(1, **same), mail(2, **same)])))
+        unlisted = set()
+        for nth in range(9, 16):
+            with self.subTest(nth=nth), unittest.mock.patch.dict(os.environ, QUORVEL_TEST_FAULT=f"IMessage::GetAttachmentTable 0 {nth} 1"):
+                out = self.run_program("compare", "Inbox#1", "Inbox#2", status=0)
+                (row,) = re.findall("^Attachments .*", out, re.MULTILINE)
+                if "(cannot be listed)" in row:
+                    unlisted.add(nth)
+                    self.assertIn(" different ", row)
+                    self.assertIn("These items are kept apart by Attachments.", out)
+                else:
+                    self.assertEqual(row.count("a.txt"), 2)
+        self.assertTrue(unlisted, "no fault strikes")
+
+    def test_what_fails_to_be_read_at_one_time_alone(self) -> None:
+        """Bodies that differ, or do not, of which reading number n fails, once or twice: no other ever becomes a duplicate."""
+        self.use_faulty_mailbox()
         (self.dir / "d.json").write_text('{"kind": "mail", "algorithm": "similar", "properties": ['
                                          '{"property": "Mail.Subject"}, {"property": "Mail.Body"}]}')
         seen = set()
