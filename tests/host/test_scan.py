@@ -218,16 +218,16 @@ class Refusals(HostTest):
         self.assert_refused("scan", "--definitions", "none.json", because="cannot be read")
 
     def test_a_mailbox_that_another_program_uses(self) -> None:
-        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n}") for n in range(15_000)])))
-        first = self.start("scan", "--near", "--output", "first.txt")
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n // 2}") for n in range(2_000)])))
+        # Nobody takes its report, which is more than a pipe holds: it waits.
+        first = self.start("scan")
         try:
             while first.poll() is None and not (self.dir / "mailbox.json.quorvel-lock").exists():
                 time.sleep(0.01)
-            self.assertIsNone(first.poll(), "the first program ended before it was looked at")
             self.assert_refused("folders", because="another program uses this mailbox")
         finally:
             first.communicate()
-        self.assertEqual(first.returncode, 0)
+        self.assertEqual(first.returncode, 1)
 
     @unittest.skipUnless(os.geteuid() == 0, "mounting a small disk takes root")
     def test_a_full_disk_under_the_report_leaves_nothing(self) -> None:
