@@ -44,14 +44,14 @@ class CItemReader {
     /// Nothing when it cannot be opened or read.
     std::optional<TItemValues> Read(const Item& item);
     const std::string& StoreId(const Item& item) const;
+    /// The property of a tag of that store, as PropertyName gives it. message: any of the store's.
+    const std::string& NameOf(IMessage* message, size_t store, ULONG tag);
 
     IMAPISession* session() const { return m_session; }
     const Catalog& catalog() const { return m_catalog; }
     const TBookkeeping& bookkeeping() const { return m_bookkeeping; }
 
   private:
-    const std::string& NameOf(IMessage* message, size_t store, ULONG tag);
-
     IMAPISession* m_session;
     const Catalog& m_catalog;
     const TBookkeeping& m_bookkeeping;

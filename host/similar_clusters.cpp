@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t kNoCluster = static_cast<size_t>(-1);
 
-/// Strict pairs as seen from each contact.
+/// Strict pairs as seen from each contact. Twins are one.
 struct TEdge {
     uint32_t to;
     uint32_t pair;  // by position
@@ -18,16 +18,18 @@ struct TEdge {
 
 class CStrictGraph {
   public:
-    CStrictGraph(size_t contacts, const std::vector<TSimilarPair>& pairs, const std::vector<TReason>& reasons)
+    CStrictGraph(const TTwins& twins, const std::vector<TSimilarPair>& pairs,
+                 const std::vector<TReason>& reasons)
         : m_pairs(pairs),
           m_reasons(reasons),
-          m_edges(contacts),
+          m_edges(twins.first.size()),
           m_isCut(pairs.size()),
-          m_marks(contacts),
-          m_from(contacts) {
+          m_marks(twins.first.size()),
+          m_from(twins.first.size()) {
         for (uint32_t i = 0; i < pairs.size(); ++i) {
-            m_edges[pairs[i].a].push_back({pairs[i].b, i});
-            m_edges[pairs[i].b].push_back({pairs[i].a, i});
+            const uint32_t a = twins.first[pairs[i].a], b = twins.first[pairs[i].b];
+            m_edges[a].push_back({b, i});
+            if (a != b) m_edges[b].push_back({a, i});
         }
     }
 
@@ -54,14 +56,14 @@ class CStrictGraph {
         ++m_mark;
         Mark(contact);
         size_t left = members.size() - 1;
-        std::vector<uint32_t> near;
+        std::vector<uint32_t> friends;
         ForEachNeighbour(contact, [&](const TEdge& edge) {
             if (Mark(edge.to)) --left;
-            near.push_back(edge.to);
+            friends.push_back(edge.to);
             return true;
         });
-        for (size_t i = 0; i < near.size() && left > 0; ++i) {
-            ForEachNeighbour(near[i], [&](const TEdge& edge) {
+        for (size_t i = 0; i < friends.size() && left > 0; ++i) {
+            ForEachNeighbour(friends[i], [&](const TEdge& edge) {
                 if (Mark(edge.to)) --left;
                 return left > 0;
             });
@@ -119,17 +121,20 @@ class CStrictGraph {
 
 }  // namespace
 
-void CResembling::Add(const TSimilarPair& pair, const TReason& reason, size_t contacts) {
+void CResembling::Add(const TSimilarPair& pair, const TReason& reason, const TTwins& twins) {
+    const size_t contacts = twins.first.size();
     auto of = std::find_if(m_byFields.begin(), m_byFields.end(),
                            [&](const TByFields& known) { return known.fields == reason.fields; });
     if (of == m_byFields.end()) {
         m_byFields.push_back({reason.fields, pair.reason, std::vector<uint32_t>(contacts, kNone),
-                              std::vector<uint32_t>(contacts, 0)});
+                              std::vector<size_t>(contacts, 0)});
         of = m_byFields.end() - 1;
     }
-    uint32_t& first = of->first[pair.b];
-    if (first == kNone) first = pair.a;
-    ++of->pairs[first];
+    twins.ForEachLater(pair.a, twins.first[pair.b], [&](uint32_t contact, size_t pairs) {
+        uint32_t& first = of->first[contact];
+        if (first == kNone) first = pair.a;
+        of->pairs[first] += pairs;
+    });
 }
 
 std::vector<TResembling> CResembling::Lists() const {
@@ -146,10 +151,10 @@ std::vector<TResembling> CResembling::Lists() const {
     return lists;
 }
 
-std::vector<TCluster> BuildClusters(size_t contacts, const std::vector<TSimilarPair>& strictPairs,
+std::vector<TCluster> BuildClusters(const TTwins& twins, const std::vector<TSimilarPair>& strictPairs,
                                     const std::vector<TReason>& reasons,
                                     const std::set<TContactPair>& notSame, const TAreRelated& areRelated) {
-    CStrictGraph graph(contacts, strictPairs, reasons);
+    CStrictGraph graph(twins, strictPairs, reasons);
     std::map<TContactPair, bool> asked;
     const auto areStrangers = [&](uint32_t a, uint32_t b) {
         const auto [known, isNew] = asked.try_emplace(std::minmax(a, b), false);
@@ -172,16 +177,29 @@ std::vector<TCluster> BuildClusters(size_t contacts, const std::vector<TSimilarP
         });
     };
 
-    std::vector<size_t> clusterOf(contacts, kNoCluster);
+    std::vector<size_t> clusterOf(twins.first.size(), kNoCluster);
     std::vector<TCluster> clusters;
+    // Of contacts with all their twins.
+    const auto addCluster = [&](const std::vector<uint32_t>& firsts) {
+        std::vector<uint32_t> all;
+        for (const uint32_t first : firsts)
+            all.insert(all.end(), twins.members[first].begin(), twins.members[first].end());
+        std::sort(all.begin(), all.end());
+        for (const uint32_t member : all) clusterOf[member] = clusters.size();
+        clusters.push_back({std::move(all), 0, 0, {}, {}});
+    };
     std::vector<TCut> cuts;
     std::vector<uint32_t> starts;
-    for (const TSimilarPair& pair : strictPairs) starts.push_back(pair.a);
+    std::vector<bool> isStrictToTwins(twins.first.size());
+    for (const TSimilarPair& pair : strictPairs) {
+        starts.push_back(pair.a);
+        if (twins.first[pair.b] == pair.a) isStrictToTwins[pair.a] = true;
+    }
     while (!starts.empty()) {
         const uint32_t start = starts.back();
         starts.pop_back();
         if (clusterOf[start] != kNoCluster) continue;
-        std::vector<uint32_t> members = graph.Connected(start);
+        const std::vector<uint32_t> members = graph.Connected(start);
         TCut cut{};
         if (members.size() > 1 && findStrangers(members, cut.strangers)) {
             for (uint32_t pair = 0; graph.CutWeakest(cut.strangers[0], cut.strangers[1], &pair);) {
@@ -191,9 +209,7 @@ std::vector<TCluster> BuildClusters(size_t contacts, const std::vector<TSimilarP
             starts.insert(starts.end(), members.begin(), members.end());
             continue;
         }
-        if (members.size() == 1) continue;
-        for (const uint32_t member : members) clusterOf[member] = clusters.size();
-        clusters.push_back({std::move(members), 0, 0, {}, {}});
+        if (members.size() > 1 || isStrictToTwins[start]) addCluster(members);
     }
 
     // What lost all others keeps at least one: a strict pair is shown, the strongest first.
@@ -202,9 +218,7 @@ std::vector<TCluster> BuildClusters(size_t contacts, const std::vector<TSimilarP
     });
     for (const TCut& cut : cuts) {
         if (clusterOf[cut.pair.a] != kNoCluster || clusterOf[cut.pair.b] != kNoCluster) continue;
-        clusterOf[cut.pair.a] = clusterOf[cut.pair.b] = clusters.size();
-        const auto [low, high] = std::minmax(cut.pair.a, cut.pair.b);
-        clusters.push_back({{low, high}, 0, 0, {}, {}});
+        addCluster({twins.first[cut.pair.a], twins.first[cut.pair.b]});
     }
 
     // In the order of their first contacts, whatever was cut when.
@@ -222,8 +236,9 @@ std::vector<TCluster> BuildClusters(size_t contacts, const std::vector<TSimilarP
         if (graph.IsCut(i) && clusterOf[pair.a] != clusterOf[pair.b]) continue;
         if (clusterOf[pair.a] == kNoCluster) continue;
         TCluster& cluster = sorted[clusterOf[pair.a]];
-        if (cluster.pairs++ == 0 || reasons[pair.reason].strength > reasons[cluster.reason].strength)
+        if (cluster.pairs == 0 || reasons[pair.reason].strength > reasons[cluster.reason].strength)
             cluster.reason = pair.reason;
+        cluster.pairs += twins.PairsOf(pair.a, twins.first[pair.b]);
     }
     for (TCut& cut : cuts) {
         const size_t sides[] = {clusterOf[cut.pair.a], clusterOf[cut.pair.b]};

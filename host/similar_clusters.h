@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/similar_twins.h"
+
 namespace host {
 
 /// Why two contacts are a pair. The same for many pairs.
@@ -23,6 +25,7 @@ struct TReason {
     int strength = 0;
 };
 
+/// Of twins the first pair of two, which stands for all others.
 struct TSimilarPair {
     uint32_t a;  // contacts by number, a before b
     uint32_t b;
@@ -55,7 +58,7 @@ struct TCluster {
 /// room that grows with the contacts and not with the pairs.
 class CResembling {
   public:
-    void Add(const TSimilarPair& pair, const TReason& reason, size_t contacts);
+    void Add(const TSimilarPair& pair, const TReason& reason, const TTwins& twins);
     std::vector<TResembling> Lists() const;
 
   private:
@@ -64,7 +67,7 @@ class CResembling {
         std::string fields;
         uint32_t reason;
         std::vector<uint32_t> first;  // of each contact: the first one that it resembles
-        std::vector<uint32_t> pairs;  // by that first one
+        std::vector<size_t> pairs;    // by that first one
     };
     std::vector<TByFields> m_byFields;
 };
@@ -74,8 +77,9 @@ using TContactPair = std::pair<uint32_t, uint32_t>;  // the lower first
 /// Whether two contacts have any verdict.
 using TAreRelated = std::function<bool(uint32_t a, uint32_t b)>;
 
-/// contacts: how many there are. Asks about as few pairs as there are strangers.
-std::vector<TCluster> BuildClusters(size_t contacts, const std::vector<TSimilarPair>& strictPairs,
+/// Nobody of notSame has a twin. Asks about as few pairs as there are strangers, and only those that stand for their
+/// twins.
+std::vector<TCluster> BuildClusters(const TTwins& twins, const std::vector<TSimilarPair>& strictPairs,
                                     const std::vector<TReason>& reasons,
                                     const std::set<TContactPair>& notSame, const TAreRelated& areRelated);
 /// Says at each cluster which lists touch it, and gives the lists that touch none. A list within one cluster says

@@ -65,7 +65,7 @@ void ReadContacts(IMAPISession* session, const SimilarOptions& options, SimilarR
     result.filled.assign(result.contacts.size(), 0);
 }
 
-/// Holds contacts against each other.
+/// Holds contacts against each other, of twins the first one for all.
 class CComparing {
   public:
     // One search for each store: the search reopens contacts in the store that it was created for.
@@ -73,27 +73,28 @@ class CComparing {
         : m_session(session),
           m_result(result),
           m_isLeftOut(result.contacts.size()),
+          m_twins(result.contacts.size()),
           m_search(SimilarSearch_Create(session, storeId.c_str(), 0)) {
         if (!m_search) throw Failure("The similar-contact search cannot be created.");
     }
 
-    void Read(Progress& progress) {
+    void Read(bool joinTwins, Progress& progress) {
+        // Who is said to be somebody else than another stands for nobody else.
+        std::set<uint32_t> said;
+        for (const auto& [a, b] : m_result.notSame) said.insert({a, b});
+        CTwinFinder finder(m_session, m_result.catalog, m_result.contacts);
         std::set<std::string> identifiers;
-        for (size_t i = 0; i < m_result.contacts.size(); ++i) {
-            std::vector<size_t>* leftOut = nullptr;
-            if (!identifiers.insert(m_result.contacts[i].entryId).second) {
-                leftOut = &m_result.sameIdentifier;
-            } else {
-                const ComPtr<IMessage> message = OpenContact(m_session, m_result, i);
-                if (!message || !SimilarSearch_AddToCache(m_search.get(), message.Get()))
-                    leftOut = &m_result.unreadable;
-            }
-            if (leftOut) leftOut->push_back(i);
-            m_isLeftOut[i] = leftOut != nullptr;
+        for (uint32_t i = 0; i < m_result.contacts.size(); ++i) {
+            if (!identifiers.insert(m_result.contacts[i].entryId).second)
+                LeaveOut(i, &m_result.sameIdentifier);
+            else
+                ReadContact(i, joinTwins && !said.contains(i) ? &finder : nullptr);
             progress("contacts read", i + 1, m_result.contacts.size());
             StopIfInterrupted();
         }
     }
+
+    const TTwins& Twins() const { return m_twins; }
 
     bool IsLeftOut(size_t contact) const { return m_isLeftOut[contact]; }
 
@@ -126,9 +127,25 @@ class CComparing {
   private:
     static constexpr uint32_t kNobody = ~0u;
 
+    void ReadContact(uint32_t contact, CTwinFinder* finder) {
+        const ComPtr<IMessage> message = OpenContact(m_session, m_result, contact);
+        if (!message) return LeaveOut(contact, &m_result.unreadable);
+        if (const auto twin = finder ? finder->Find(contact, message.Get()) : std::nullopt;
+            twin && !m_isLeftOut[*twin])
+            m_twins.Join(*twin, contact);
+        else if (!SimilarSearch_AddToCache(m_search.get(), message.Get()))
+            LeaveOut(contact, &m_result.unreadable);
+    }
+
+    void LeaveOut(size_t contact, std::vector<size_t>* list) {
+        list->push_back(contact);
+        m_isLeftOut[contact] = true;
+    }
+
     IMAPISession* m_session;
     SimilarResult& m_result;
     std::vector<bool> m_isLeftOut;
+    TTwins m_twins;
     SimilarSearch m_search;
     uint32_t m_searchBy = kNobody;
 };
@@ -154,50 +171,104 @@ class CReasons {
     std::map<std::wstring, uint32_t> m_byText;
 };
 
+/// A contact that resembles the one searched by: the first such of its twins, and the one that stands for them.
+struct THit {
+    uint32_t contact;
+    uint32_t first;
+    uint32_t reason;
+};
+
 /// Compares until all is done or Ctrl-C is pressed.
-CResembling Compare(CComparing& comparing, const SimilarOptions& options, const std::vector<size_t>& chosen,
-                    SimilarResult& result, Progress& progress) {
-    const size_t count = result.contacts.size();
-    const bool isOne = !options.contact.empty();
-    for (const size_t a : chosen) result.toCompare += isOne ? count - 1 : count - 1 - a;
-    CResembling resembling;
-    CReasons reasons(result.reasons);
-    for (const size_t a : chosen) {
-        const auto one = static_cast<uint32_t>(a);
-        const size_t begin = isOne ? 0 : a + 1;
-        if (!comparing.IsLeftOut(a) && comparing.SearchBy(one)) {
-            for (size_t b = begin; b < count; ++b) {
-                if (b % kComparedAtOnce == 0) {
-                    progress("pairs compared", static_cast<size_t>(result.compared + b - begin),
-                             static_cast<size_t>(result.toCompare));
-                    if (Interrupted()) break;
-                }
-                if (b == a || comparing.IsLeftOut(b)) continue;
-                const wchar_t *explanation = nullptr, *fields = nullptr;
-                const auto other = static_cast<uint32_t>(b);
-                const unsigned verdict = comparing.Check(other, &explanation, &fields);
-                if (verdict == 0) continue;
-                if (result.notSame.contains(std::minmax(one, other))) {
-                    ++result.notSamePairs;
-                    continue;
-                }
-                const bool isStrict = verdict == 2;
-                const TSimilarPair pair{one, other, reasons.Find(isStrict, explanation, fields)};
-                ++(isStrict ? result.strictPairs : result.similarPairs);
-                if (isStrict || options.pairs)
-                    result.pairs.push_back(pair);
-                else
-                    resembling.Add(pair, result.reasons[pair.reason], count);
-            }
+class CAllPairs {
+  public:
+    CAllPairs(CComparing& comparing, const SimilarOptions& options, SimilarResult& result, Progress& progress)
+        : m_comparing(comparing),
+          m_twins(comparing.Twins()),
+          m_options(options),
+          m_result(result),
+          m_progress(progress),
+          m_isOne(!options.contact.empty()),
+          m_reasons(result.reasons) {}
+
+    CResembling Compare(const std::vector<size_t>& chosen) {
+        for (const size_t contact : chosen) m_result.toCompare += PairsWith(contact);
+        for (const size_t contact : chosen) {
+            const auto one = static_cast<uint32_t>(contact);
+            if (m_twins.first[one] != one) continue;
+            if (m_twins.HasTwins(one)) m_withTwins.push_back(one);
+            if (!m_comparing.IsLeftOut(one) && m_comparing.SearchBy(one)) SearchBy(one);
+            m_result.isInterrupted = Interrupted();
+            if (m_result.isInterrupted) break;
+            for (const uint32_t member : m_twins.members[one]) m_result.compared += PairsWith(member);
+            ShowProgress(0);
         }
-        result.isInterrupted = Interrupted();
-        if (result.isInterrupted) break;
-        result.compared += isOne ? count - 1 : count - 1 - a;
-        progress("pairs compared", static_cast<size_t>(result.compared),
-                 static_cast<size_t>(result.toCompare));
+        return std::move(m_resembling);
     }
-    return resembling;
-}
+
+  private:
+    size_t PairsWith(size_t contact) const { return m_twins.first.size() - 1 - (m_isOne ? 0 : contact); }
+
+    void ShowProgress(size_t checked) {
+        m_progress("pairs compared", static_cast<size_t>(m_result.compared) + checked,
+                   static_cast<size_t>(m_result.toCompare));
+    }
+
+    void SearchBy(uint32_t one) {
+        m_hits.clear();
+        const size_t begin = m_isOne ? 0 : one + size_t{1};
+        for (size_t b = begin; b < m_twins.first.size(); ++b) {
+            if (b % kComparedAtOnce == 0) {
+                ShowProgress(b - begin);
+                if (Interrupted()) break;
+            }
+            const auto other = static_cast<uint32_t>(b);
+            if (other != one && m_twins.first[other] == other && !m_comparing.IsLeftOut(other))
+                Check(other, other);
+        }
+        // Of those before it, and of its own, the twins that come behind it
+        const size_t inOrder = m_hits.size();
+        for (const uint32_t first : m_withTwins) {
+            const std::vector<uint32_t>& members = m_twins.members[first];
+            const auto later = std::upper_bound(members.begin(), members.end(), one);
+            if (later != members.end()) Check(*later, first);
+        }
+        if (m_hits.size() > inOrder)
+            std::sort(m_hits.begin(), m_hits.end(),
+                      [](const THit& a, const THit& b) { return a.contact < b.contact; });
+        for (const THit& hit : m_hits) Take(one, hit);
+    }
+
+    void Check(uint32_t contact, uint32_t first) {
+        const wchar_t *explanation = nullptr, *fields = nullptr;
+        if (const unsigned verdict = m_comparing.Check(first, &explanation, &fields))
+            m_hits.push_back({contact, first, m_reasons.Find(verdict == 2, explanation, fields)});
+    }
+
+    void Take(uint32_t one, const THit& hit) {
+        if (m_result.notSame.contains(std::minmax(one, hit.contact))) {
+            ++m_result.notSamePairs;
+            return;
+        }
+        const TSimilarPair pair{one, hit.contact, hit.reason};
+        const TReason& reason = m_result.reasons[hit.reason];
+        (reason.strict ? m_result.strictPairs : m_result.similarPairs) += m_twins.PairsOf(one, hit.first);
+        if (reason.strict || m_options.pairs)
+            m_result.pairs.push_back(pair);
+        else
+            m_resembling.Add(pair, reason, m_twins);
+    }
+
+    CComparing& m_comparing;
+    const TTwins& m_twins;
+    const SimilarOptions& m_options;
+    SimilarResult& m_result;
+    Progress& m_progress;
+    const bool m_isOne;
+    CReasons m_reasons;
+    CResembling m_resembling;
+    std::vector<uint32_t> m_withTwins;  // that were searched by
+    std::vector<THit> m_hits;
+};
 
 }  // namespace
 
@@ -208,13 +279,15 @@ SimilarResult FindSimilar(IMAPISession* session, const SimilarOptions& options, 
     const std::vector<size_t> chosen = ChooseContacts(result, options.contact);
     if (chosen.empty()) return result;
     CComparing comparing(session, StoreId(result, result.contacts[chosen[0]]), result);
-    comparing.Read(progress);
-    const CResembling resembling = Compare(comparing, options, chosen, result, progress);
+    comparing.Read(options.contact.empty() && !options.pairs, progress);
+    const CResembling resembling = CAllPairs(comparing, options, result, progress).Compare(chosen);
     if (options.pairs) return result;
     progress("clusters formed");
     const size_t count = result.contacts.size();
+    const TTwins& twins = comparing.Twins();
+    for (size_t i = 0; i < count; ++i) result.filled[i] = result.filled[twins.first[i]];
     result.clusters =
-        BuildClusters(count, result.pairs, result.reasons, result.notSame,
+        BuildClusters(twins, result.pairs, result.reasons, result.notSame,
                       [&comparing](uint32_t a, uint32_t b) { return comparing.AreRelated(a, b); });
     result.resembling = resembling.Lists();
     result.others = AttachResembling(count, result.resembling, &result.clusters);

@@ -7,7 +7,7 @@ import json
 import random
 import unittest
 
-from support import COMPANY, HostTest, contact, folder, mailbox
+from support import COMPANY, FILE_AS, FIRST, LAST, MODIFIED, HostTest, contact, folder, mailbox
 
 NICKNAME, MOBILE, HOME_PHONE = "3A4F001F", "3A1C001F", "3A09001F"
 
@@ -29,6 +29,23 @@ def people(seed: int, count: int) -> list[dict]:
     return items
 
 
+def with_copies(items: list[dict], count: int, seed: int) -> list[dict]:
+    """Some contacts again and again: told apart by what says nothing, or by one value that does."""
+    chance = random.Random(seed)
+    copies = []
+    for number in range(len(items), count):
+        properties = chance.choice(items)["properties"] | {FILE_AS: f"Copy {number}", MODIFIED: f"2024-03-04T09:00:{number % 60:02}Z"}
+        if chance.randrange(3) == 0:
+            properties[chance.choice([FIRST, LAST, COMPANY, MOBILE, NICKNAME])] = f"{number:05}"
+        copies.append({"id": f"{0xD1000000 + number:016X}", "properties": properties})
+    return items + copies
+
+
+def content(item: dict) -> str:
+    """What is compared of it."""
+    return json.dumps({tag: value for tag, value in item["properties"].items() if tag not in (FILE_AS, MODIFIED)}, sort_keys=True)
+
+
 class Similar(HostTest):
     def report(self, *arguments: str) -> dict:
         return json.loads(self.run_program("similar", "--format", "json", *arguments, status=1))
@@ -40,20 +57,24 @@ class Similar(HostTest):
 
     def test_clusters_are_what_the_pairs_say(self) -> None:
         parted = 0
-        for seed in range(3):
-            self.write(mailbox(folder(1, "People", "IPF.Contact", people(seed, 160))))
+        books = [people(seed, 160) for seed in range(2)] + [with_copies(people(2, 40), 160, 2), with_copies(people(3, 5), 60, 3)]
+        for seed, items in enumerate(books):
+            self.write(mailbox(folder(1, "People", "IPF.Contact", items)))
+            kind = {item["id"]: content(item) for item in items}
             pairs, report = self.pairs(), self.report()
+            self.assertEqual([report["summary"]["strict"], report["summary"]["similar"]],
+                             [sum(verdict == which for verdict, _ in pairs.values()) for which in ("strict", "similar")], f"book {seed}")
             clusters = [[person["entryId"] for person in cluster["contacts"]] for cluster in report["clusters"]]
             cluster_of = {person: number for number, members in enumerate(clusters) for person in members}
             self.assertEqual(len(cluster_of), sum(map(len, clusters)), "nobody is in two clusters")
             strict = {pair for pair, (verdict, _) in pairs.items() if verdict == "strict"}
-            said = {frozenset((cut["a"]["entryId"], cut["b"]["entryId"])): [person["entryId"] for person in cut["strangers"]]
+            said = {frozenset((kind[cut["a"]["entryId"]], kind[cut["b"]["entryId"]])): [person["entryId"] for person in cut["strangers"]]
                     for cluster in report["clusters"] for cut in cluster["parted"]}
             for pair in strict:
                 a, b = pair
                 if a in cluster_of and cluster_of[a] == cluster_of.get(b):
                     continue
-                self.assertFalse(frozenset(said.get(pair, (a, b))) in pairs, f"{a} and {b} are parted, and not because of strangers")
+                self.assertFalse(frozenset(said.get(frozenset((kind[a], kind[b])), (a, b))) in pairs, f"{a} and {b} are parted, and not because of strangers")
                 parted += 1
             friends = {person: {other for pair in strict if person in pair for other in pair - {person}} for person in cluster_of}
             for number, members in enumerate(clusters):
@@ -65,11 +86,20 @@ class Similar(HostTest):
                 self.assertEqual([person["filled"] for person in report["clusters"][number]["contacts"]
                                   if person["entryId"] == report["clusters"][number]["mostFilled"]["entryId"]], [most])
             lists = [*report["similar"], *(one for cluster in report["clusters"] for one in cluster["similar"])]
-            listed = {(one["fields"], person["entryId"]) for one in lists for person in one["contacts"]}
+            expected: dict[tuple[str, str], list] = {}
+            first: dict[tuple[str, str], str] = {}
             for pair, (verdict, fields) in pairs.items():
-                a, b = pair
-                together = a in cluster_of and cluster_of[a] == cluster_of.get(b)
-                self.assertTrue(verdict == "strict" or together or {(fields, a), (fields, b)} & listed, "a similar pair is named")
+                a, b = sorted(pair)  # the earlier one has the lower identifier
+                if verdict == "similar":
+                    one = expected.setdefault((fields, first.setdefault((fields, b), a)), [set(), 0])
+                    one[0].add(b)
+                    one[1] += 1
+            listed = {(one["fields"], people[0]): [set(people[1:]), one["pairs"]]
+                      for one in lists for people in [[person["entryId"] for person in one["contacts"]]]}
+            within = {key: one for key, one in expected.items()
+                      if len({cluster_of.get(person, person) for person in one[0] | {key[1]}}) == 1}
+            self.assertEqual(listed, {key: one for key, one in expected.items() if key not in within}, "the lists")
+            self.assertEqual(len(listed), len(lists), "each list once")
         self.assertGreater(parted, 0, "something was parted")
 
     def test_a_firm_is_named_once(self) -> None:
