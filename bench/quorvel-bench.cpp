@@ -95,7 +95,7 @@ void ReadBare(const Shape& shape, const std::vector<Source>& sources, const std:
 
 void CountCompares(const CDuplicateSearch& search, Figures& figures) {
     figures.compares = figures.rebuilds = 0;
-    for (const auto& data : search.Preparation()->compareData) {
+    for (const auto& data : search.Plan()->compareData) {
         const TTreeStatistics& s = data->Statistics();
         figures.compares += s.nComparesTotal;
         figures.rebuilds += s.nRebuilds;

@@ -310,7 +310,7 @@ THash CCmpData::HashOfElement(const wchar_t* text) const {
     return compare::HashText(text, ValueMethod(), m_textHash);
 }
 
-void CCmpData::AppendElements(const TDerivedValue& derived, std::vector<TElement>& elements) const {
+void CCmpData::AppendElements(const TDerivedValue& derived, std::pmr::vector<TElement>& elements) const {
     const SPropValue& value = *derived.value;
     const bool isText = PROP_TYPE(value.ulPropTag) == PT_MV_UNICODE;
     for (ULONG i = 0; i < value.Value.MVszW.cValues && i < kPhoneKinds; ++i) {

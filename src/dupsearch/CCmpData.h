@@ -13,6 +13,7 @@
 // texts live as long as this, and the items of a comparison stay where they are.
 
 #include <memory>
+#include <memory_resource>
 #include <optional>
 #include <span>
 #include <vector>
@@ -79,7 +80,7 @@ class CCmpData {
     THash HashOf(const SPropValue& value) const;
     THash HashOf(const CStreamHead& head) const;
     /// Appends the filled elements of a multi-valued value, looked up each by itself.
-    void AppendElements(const TDerivedValue& derived, std::vector<TElement>& elements) const;
+    void AppendElements(const TDerivedValue& derived, std::pmr::vector<TElement>& elements) const;
 
     /// Finds where an item that is added next belongs. What cannot be placed is logged and will not be filed.
     void Find(const TCompareContext& context, TFiling& filing);

@@ -1,12 +1,31 @@
 #include "dupsearch/CDuplicateSearch.h"
 
+#include <algorithm>
+
+#include "base/room.h"
 #include "base/text.h"
 #include "compare/CThreadLocale.h"
+#include "dupsearch/read_item.h"
 #include "log/CLog.h"
 
 namespace {
+
 constexpr char kTag[] = "CDuplicateSearch.Create";
+constexpr char kAddTag[] = "CDuplicateSearch.Add";
+/// What most additions need of memory until they are recorded, bytes.
+constexpr size_t kUsualMemory = 8192;
+
+/// Says that an item is not added, which is the result.
+int Refuse(const char* storeId) {
+    g_Log.Info(3, kAddTag, "Item(%s) removing from duplicate search\n", storeId);
+    return 0;
 }
+
+bool IsIn(uint32_t number, const std::vector<uint32_t>& numbers) {
+    return std::ranges::find(numbers, number) != numbers.end();
+}
+
+}  // namespace
 
 CDuplicateSearch::~CDuplicateSearch() = default;
 
@@ -21,7 +40,7 @@ void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
     m_bAllCounted = true;
     m_duplicates = {};
     m_matching.reset();
-    m_preparation.reset();
+    m_plan.reset();
     m_exceptions.clear();
     m_definitions = {};
     m_wanted = {};
@@ -84,4 +103,150 @@ void CDuplicateSearch::CopyDefinitions(const TComparyProps* props) {
             m_nFieldIndex = m_definitions.Count() - 1;
         }
     }
+}
+
+int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* found, unsigned nCallerRank) {
+    const CThreadLocale locale(m_locale);
+    entryId = base::OrEmpty(entryId);
+    storeId = base::OrEmpty(storeId);
+    const CItemReader::TOpened opened = m_items.Open(entryId, storeId, kAddTag);
+    if (!opened.message || !SettlePlan(entryId, opened)) return Refuse(storeId);
+
+    std::byte usual[kUsualMemory];
+    std::pmr::monotonic_buffer_resource memory(usual, sizeof(usual));
+    CItems::CNewItem record(m_items, entryId);
+    TItem& item = *record;
+    item.store = opened.store;
+    item.nCallerRank = nCallerRank;
+    TAddedItem added{item, opened.message.Get()};
+    if (!ReadItem(*m_plan, added, m_items.Memory())) return Refuse(storeId);
+    const std::optional<TPlaces> places = PlaceValues(*m_plan, m_items, added, memory);
+    if (!places) return Refuse(storeId);
+    const TRuleItem placed{item, places->filings};
+    const TMatchedItem matched = Look(placed, memory);
+    const TEquals equals = FindEquals(matched, placed);
+    const TAsked asked = AskForFacts(added, matched, placed, equals);
+    MakeRoomFor(matched, equals, asked);
+
+    Record(record, *places, matched, equals, asked);
+    if (found) *found = equals.found ? 1 : 0;
+    return 1;
+}
+
+/// The first item settles the plan, later ones what names their stores have. False, and a line, when the item
+/// cannot be added under it.
+bool CDuplicateSearch::SettlePlan(const char* entryId, const CItemReader::TOpened& opened) {
+    if (m_items.Count() != 0) return SettleNames(entryId, opened);
+    m_matching.reset();
+    m_plan = Prepare(opened.message.Get(), opened.store->number, m_definitions, m_exceptions, m_bGrouped);
+    m_matching =
+        std::make_unique<CMatching>(m_plan->compareData, m_nCompareAlgorithm, m_bGrouped, m_plan->nGroups);
+    if (!m_plan->compareData.empty()) return true;
+    g_Log.Error(kAddTag, "Number of props to compare = 0\n");
+    return false;
+}
+
+TMatchedItem CDuplicateSearch::Look(const TRuleItem& added, std::pmr::memory_resource& memory) {
+    std::vector<uint32_t> facts;
+    AppendRuleFacts(*m_plan, added, facts);
+    return m_matching->Look(added.item, added.filings, facts, memory);
+}
+
+/// Equality is one of profiles, and so is what the rules say of a pair. The first item of a profile is matched
+/// with all profiles, the second with its own as well; to those after them nothing is left to be found, but for
+/// items that are matched alone and came in between. Extra logging wants to see each pair.
+CDuplicateSearch::TEquals CDuplicateSearch::FindEquals(const TMatchedItem& matched, const TRuleItem& added) {
+    TEquals equals;
+    const uint32_t own = matched.profile;
+    if (own == kNone || g_Log.IsExtra()) {
+        equals.profiles = m_matching->FindEquals(matched);
+        if (!equals.profiles.empty()) {
+            if (g_Log.IsExtra()) LogEquals(L"\tFound equals:\n\t\titem[%d] =", added.item, equals.profiles);
+            TakeExceptionsOut(added, equals.profiles);
+        }
+        equals.found = !equals.profiles.empty();
+        if (own == kNone) return equals;
+    }
+    std::vector<uint32_t> undecided = m_duplicates.Undecided(own);
+    if (g_Log.IsExtra()) {
+        std::erase_if(equals.profiles, [&](uint32_t p) { return !IsIn(p, undecided); });
+        return equals;
+    }
+    if (!undecided.empty()) {
+        equals.profiles = m_matching->FindEqualsAmong(matched, std::move(undecided));
+        TakeExceptionsOut(added, equals.profiles);
+    }
+    equals.found = !equals.profiles.empty() || m_duplicates.HasEquals(own);
+    return equals;
+}
+
+/// A pair of profiles is decided by the first items of both; with extra logging on each pair of items is looked
+/// at, and written.
+void CDuplicateSearch::TakeExceptionsOut(const TRuleItem& added, std::vector<uint32_t>& profiles) const {
+    if (m_exceptions.empty()) return;
+    const CProfiles& all = m_matching->Profiles();
+    const auto isExempt = [&](uint32_t i) { return IsExempt(*m_plan, added, {m_items[i], {}}, true); };
+    if (!g_Log.IsExtra()) {
+        std::erase_if(profiles, [&](uint32_t profile) { return isExempt(all.First(profile)); });
+        return;
+    }
+    std::vector<uint32_t> exempt;
+    for (const uint32_t i : ItemsOf(profiles)) {
+        if (isExempt(i)) exempt.push_back(all.Of(i));
+    }
+    std::erase_if(profiles, [&](uint32_t p) { return IsIn(p, exempt); });
+    if (profiles.empty()) {
+        g_Log.Extra(L"\tFinal equals:\n\t\tnone\n");
+    } else {
+        LogEquals(L"\tFinal equals:\n\t\titem[%d] =", added.item, profiles);
+    }
+}
+
+/// In order of addition.
+std::vector<uint32_t> CDuplicateSearch::ItemsOf(const std::vector<uint32_t>& equals) const {
+    const CProfiles& profiles = m_matching->Profiles();
+    std::vector<uint32_t> items;
+    for (const uint32_t profile : equals) {
+        for (uint32_t i = profiles.First(profile); i != kNone; i = profiles.Next(i)) items.push_back(i);
+    }
+    std::sort(items.begin(), items.end());
+    return items;
+}
+
+void CDuplicateSearch::LogEquals(const wchar_t* format, const TItem& item,
+                                 const std::vector<uint32_t>& profiles) const {
+    g_Log.Extra(format, static_cast<int>(item.nIndex));
+    wchar_t separator = L' ';
+    for (const uint32_t i : ItemsOf(profiles)) {
+        g_Log.Extra(L"%cItem[%d]", separator, static_cast<int>(i));
+        separator = L',';
+    }
+    g_Log.Extra(L"\n");
+}
+
+/// After this nothing is left that can fail.
+void CDuplicateSearch::MakeRoomFor(const TMatchedItem& matched, const TEquals& equals, const TAsked& asked) {
+    m_matching->MakeRoomFor(matched);
+    m_duplicates.MakeRoomFor(equals.profiles.size());
+    base::MakeRoom(m_factsUpTo, m_matching->Profiles().Count());
+    base::MakeRoom(m_factsFailed, m_factsFailed.size() + asked.failed.size());
+}
+
+void CDuplicateSearch::Record(CItems::CNewItem& item, const TPlaces& places, const TMatchedItem& matched,
+                              const TEquals& equals, const TAsked& asked) noexcept {
+    for (const TFiling& filing : places.filings) filing.data->File((*item).nIndex, filing);
+    if (matched.profile != kNone) {
+        m_duplicates.AddTo(matched.profile, equals.profiles);
+    } else {
+        m_duplicates.AddProfile(equals.profiles, matched.bAlone);
+    }
+    m_items.Take(item);
+    if (!asked.walked.empty()) m_factsUpTo.resize(m_matching->Profiles().Count(), kNone);
+    for (const uint32_t i : asked.walked) m_factsUpTo[m_matching->Profiles().Of(i)] = i;
+    std::erase_if(m_factsFailed, [this](uint32_t i) { return m_items[i].nFilledProps != -1; });
+    for (const uint32_t i : asked.failed) {
+        if (!IsIn(i, m_factsFailed)) m_factsFailed.push_back(i);
+    }
+    m_bAllCounted = m_bAllCounted && asked.counted;
+    m_matching->Append(matched);
 }

@@ -6,16 +6,15 @@
 // was (a store that it opened stays open, and its names known). Texts are compared by the locale that the thread
 // had at the construction. Used from one thread at a time.
 
-#include <deque>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "dupsearch/CDuplicateMap.h"
 #include "dupsearch/CMatching.h"
-#include "dupsearch/TPreparation.h"
+#include "dupsearch/exceptions.h"
+#include "dupsearch/place_values.h"
 #include "dupsearch/field_value.h"
-#include "dupsearch/value_override.h"
 
 /// A change that a build made, items by number.
 struct TBuildChange {
@@ -49,16 +48,18 @@ class CDuplicateSearch {
 
     // For whoever wants to look inside.
     const CItems& Items() const { return m_items; }
-    const TPreparation* Preparation() const { return m_preparation.get(); }
+    const TPlan* Plan() const { return m_plan.get(); }
     unsigned OriginalKind() const { return m_original.nKind; }
 
   private:
-    /// What adding an item will change.
-    struct TAddition {
-        std::vector<uint32_t>
-            equals;           // profiles found now, exempted ones taken out; those known are not looked for
-        bool found = false;   // whether the item has equals
-        bool counted = true;  // its facts are known from the values read
+    /// Profiles that equal an item, exempted ones taken out; those known are not looked for.
+    struct TEquals {
+        std::vector<uint32_t> profiles;
+        bool found = false;  // whether the item has equals
+    };
+    /// What was asked of items for choosing among them.
+    struct TAsked {
+        bool counted = true;           // the new item's facts are known from the values read
         std::vector<uint32_t> walked;  // items whose facts were looked for, the last one of each profile
         std::vector<uint32_t> failed;  // and were not found
     };
@@ -73,28 +74,29 @@ class CDuplicateSearch {
     std::optional<SPropValue> ValueOfMissing(TItem& item, const TComparyProp& definition);
     void TakeFieldBack();
 
-    // Adding (intake.cpp). Only the last step changes the search, and it cannot fail.
-    bool Read(TAddedItem& added);
-    bool ReadPlain(TAddedItem& added);
-    bool ReadDerived(TAddedItem& added);
-    TFiling& NextFiling(CCmpData& data, bool empty, THash hash);
-    bool Evaluate(TAddedItem& added, CCmpData& data);
-    bool EvaluateStream(TAddedItem& added, CCmpData& data);
-    bool EvaluateValue(TAddedItem& added, CCmpData& data);
-    void FindPlaces(const TAddedItem& added);
-    void FindDuplicates(const TItem& item, TAddition& addition);
-    void RemoveExceptions(const TItem& item, std::vector<uint32_t>& profiles) const;
+    // The steps of an addition, after reading (read_item.h) and placing (place_values.h). Only the last changes the
+    // search, and it cannot fail.
+    bool SettlePlan(const char* entryId, const CItemReader::TOpened& opened);
+    TMatchedItem Look(const TRuleItem& added, std::pmr::memory_resource& memory);
+    TEquals FindEquals(const TMatchedItem& matched, const TRuleItem& added);
+    void TakeExceptionsOut(const TRuleItem& added, std::vector<uint32_t>& profiles) const;
+    TAsked AskForFacts(TAddedItem& added, const TMatchedItem& matched, const TRuleItem& placed,
+                       const TEquals& equals);
+    void MakeRoomFor(const TMatchedItem& matched, const TEquals& equals, const TAsked& asked);
+    void Record(CItems::CNewItem& item, const TPlaces& places, const TMatchedItem& matched,
+                const TEquals& equals, const TAsked& asked) noexcept;
+
     std::vector<uint32_t> ItemsOf(const std::vector<uint32_t>& profiles) const;
     void LogEquals(const wchar_t* format, const TItem& item, const std::vector<uint32_t>& profiles) const;
-    std::vector<uint32_t> EqualsAmong(std::vector<uint32_t> items, const TAddition& addition) const;
-    void MakeRoomFor(const TAddition& addition);
-    void Commit(const TItem& item, const TAddition& addition) noexcept;
+    std::vector<uint32_t> EqualsAmong(std::vector<uint32_t> items, const TMatchedItem& matched,
+                                      const TRuleItem& added, const TEquals& equals) const;
 
     // Facts for choosing originals (original_facts.cpp).
     bool NeedsODProps() const;
     bool NeedsMessage(const TItem& item) const;
     bool CountAtHand(TItem& item);
-    void CalcODPropsOfEquals(TAddition& addition);
+    void CalcODPropsOfEquals(const TMatchedItem& matched, const TRuleItem& added, const TEquals& equals,
+                             TAsked& asked);
     bool CalcODProps(TItem& item, IMessage* message);
     int CountFilledProps(TItem& item, IMessage* message);
     void CalcFieldValue(TItem& item, IMessage* message);
@@ -112,15 +114,9 @@ class CDuplicateSearch {
     CDefinitions m_definitions;
     std::vector<unsigned> m_exceptions;
 
-    std::unique_ptr<TPreparation> m_preparation;
+    std::unique_ptr<TPlan> m_plan;
     std::unique_ptr<CMatching> m_matching;
     CDuplicateMap m_duplicates;
-    // Of the item being added.
-    std::vector<TFiling> m_filings;  // their memory is used again
-    size_t m_nFilings = 0;
-    std::vector<TElement> m_elements;
-    std::deque<store::TStreamStart> m_streamStarts;
-    size_t m_starts = 0;  // in use
     // Whether each item had its facts counted from the values read when it was added.
     bool m_bAllCounted = true;
     // By profile: the last item whose facts were looked for.

@@ -1,27 +1,26 @@
 #include "dupsearch/CItems.h"
 
 #include <cstring>
+#include <new>
 
+#include "base/room.h"
 #include "log/CLog.h"
 
-TItem& CItems::Append(const char* entryId) {
-    m_records->beforeLast = m_records->memory.Now();
-    TItem& item = m_records->list.emplace_back(m_records->pool);
-    item.EntryID = entryId;
-    item.nIndex = Count() - 1;
-    return item;
+CItems::CNewItem::CNewItem(CItems& items, const char* entryId)
+    : m_records(*items.m_records), m_before(m_records.memory.Now()) {
+    base::MakeRoom(m_records.list, m_records.list.size() + 1);
+    const size_t size = std::strlen(entryId) + 1;
+    auto* const piece =
+        static_cast<std::byte*>(m_records.memory.allocate(sizeof(TItem) + size, alignof(TItem)));
+    m_item.reset(new (piece) TItem(m_records.pool));
+    m_item->EntryID = static_cast<const char*>(std::memcpy(piece + sizeof(TItem), entryId, size));
+    m_item->nIndex = items.Count();
 }
 
-void CItems::Keep() {
-    TItem& item = m_records->list.back();
-    const size_t size = std::strlen(item.EntryID) + 1;
-    void* const text = Memory().allocate(size, 1);
-    item.EntryID = static_cast<const char*>(std::memcpy(text, item.EntryID, size));
-}
-
-void CItems::RemoveLast() {
-    m_records->list.pop_back();
-    m_records->memory.GoBackTo(m_records->beforeLast);
+CItems::CNewItem::~CNewItem() {
+    if (!m_item) return;
+    m_item.reset();
+    m_records.memory.GoBackTo(m_before);
 }
 
 CItemReader::TOpened CItems::Open(const char* entryId, const char* storeId, const char* routine) {

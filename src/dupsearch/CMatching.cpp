@@ -1,6 +1,7 @@
 #include "dupsearch/CMatching.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "base/text.h"
@@ -14,27 +15,39 @@ constexpr char kIdenticalTag[] = "CDuplicateSearch.FindDuplicates_Identical_";
 constexpr char kSimilarTag[] = "CDuplicateSearch.FindDuplicates_Similar_";
 constexpr int kAllGroups = -1;
 
+/// Outcome of one pass over a group of properties.
+enum efd {
+    efdNO = 0,      // no other item is equal
+    efdYES = 1,     // the equals set holds the item and its equals
+    efdUNKNOWN = 2  // all values are empty, or only items that lack the values are left
+};
+
 efd GroupNotFound(const char* routine, int group) {
     g_Log.Error(routine, "group(%d) not found\n", group);
     return efdNO;
 }
 
-}  // namespace
+/// Whether a search of the range cannot fail.
+bool HasOnlyTimes(const TMatchRules& rules, const TMatchedItem& item, size_t property) {
+    return rules.compareData[property]->HasOnlyTimes() &&
+           PROP_TYPE(item.values[property]->ulPropTag) == PT_SYSTIME;
+}
 
 /// Whether a profile's value of one property equals the item's, or is empty.
-class CMatching::CEqualsTest {
+class CEqualsTest {
   public:
-    CEqualsTest(const CMatching& matching, size_t property)
-        : m_profiles(matching.m_profiles),
-          m_data(*matching.m_compareData[property]),
+    CEqualsTest(const TMatchRules& rules, const CProfiles& profiles, const TMatchedItem& item,
+                size_t property)
+        : m_profiles(profiles),
+          m_data(*rules.compareData[property]),
           m_property(property),
-          m_state(matching.m_states[property]),
-          m_own(matching.m_profiles.Nodes(property, m_state)),
+          m_state(item.states[property]),
+          m_own(profiles.Nodes(property, m_state)),
           m_range(m_data.IsRange()),
-          m_searched(m_range && !matching.HasOnlyTimes(property)),
-          m_value(m_range ? matching.m_values[property] : nullptr) {
+          m_searched(m_range && !HasOnlyTimes(rules, item, property)),
+          m_value(m_range ? item.values[property] : nullptr) {
         if (!m_searched) return;
-        matching.FindEqualsInRange(property, [this](uint32_t node) {
+        FindEqualsInRange(rules, item, property, [this](uint32_t node) {
             m_found.push_back(node);
             return true;
         });
@@ -71,85 +84,53 @@ class CMatching::CEqualsTest {
     std::vector<uint32_t> m_found;
 };
 
-CMatching::CMatching(const CProfiles::CompareData& compareData, unsigned nCompareAlgorithm, bool bGrouped,
-                     int nGroups)
-    : m_compareData(compareData),
-      m_nCompareAlgorithm(nCompareAlgorithm),
-      m_bGrouped(bGrouped),
-      m_nGroups(nGroups),
-      m_bWritesLines(nCompareAlgorithm > saIdentical),
-      m_profiles(compareData) {
-    for (int group = 0; bGrouped && group < nGroups; ++group) {
-        if (std::ranges::none_of(compareData, [&](const auto& d) { return d->Definition().nGroup == group; }))
-            m_bWritesLines = true;
+/// One matching of an item: the algorithms as they are written down, over candidates.
+class CAlgorithm {
+  public:
+    CAlgorithm(const TMatchRules& rules, const CProfiles& profiles, const TMatchedItem& item,
+               std::vector<uint32_t> candidates)
+        : m_rules(rules), m_profiles(profiles), m_item(item), m_candidates(std::move(candidates)) {}
+
+    std::vector<uint32_t> Equals() {
+        TOptionalSet found;
+        return Run(found) && found ? std::move(found->others) : std::vector<uint32_t>();
     }
-    for (size_t p = 0; p < m_compareData.size(); ++p) {
-        if (m_compareData[p]->IsRange()) m_ranges.push_back(p);
-    }
-}
 
-void CMatching::SetItem(const TItem& item, std::span<const TFiling> filings, CTuples::Tuple ruleFacts) {
-    m_item = &item;
-    m_profiles.GetStates(filings, ruleFacts, m_states);
-    m_values.assign(Properties(), nullptr);
-    for (const size_t p : m_ranges) {
-        const auto filing = std::ranges::find(filings, m_compareData[p].get(), &TFiling::data);
-        if (filing != filings.end() && filing->value) m_values[p] = &*filing->value;
-    }
-    m_bAlone = IsTroubled();
-    m_profile = m_bAlone ? kNone : m_profiles.Find(m_states);
-}
+  private:
+    /// A set of items: the new item itself or not, and profiles of others.
+    struct TItemSet {
+        bool holdsItem = false;
+        std::vector<uint32_t> others;
+        // A profile counts as one: only none, one and more are told apart.
+        size_t size() const { return others.size() + holdsItem; }
+    };
+    using TOptionalSet = std::optional<TItemSet>;
 
-void CMatching::Append() noexcept {
-    if (m_bAlone) {
-        m_profiles.AppendAlone(m_item->nIndex, m_states);
-    } else {
-        m_profiles.Append(m_item->nIndex, m_profile, m_states);
-    }
-}
+    bool Run(TOptionalSet& equals);
+    efd FindIdentical(TOptionalSet& equals);
+    efd FindSimilar(TOptionalSet& equals);
+    efd FindIdenticalIn(int group, TOptionalSet& pEquals, bool& allEmpty);
+    efd FindSimilarIn(int group, TOptionalSet& pEquals, TOptionalSet& pEmpties);
+    bool IsConsistent(size_t property, const char* routine) const;
 
-void CMatching::FindDuplicates(std::vector<uint32_t>& equals) {
-    // Most sets are made in the memory of the last one.
-    m_candidates.swap(equals);
-    m_candidates.clear();
-    if (m_nCompareAlgorithm <= saIdentical) FindCandidates();
-    FindEquals(equals);
-}
-
-void CMatching::FindDuplicatesAmong(std::vector<uint32_t> candidates, std::vector<uint32_t>& equals) {
-    m_candidates = std::move(candidates);
-    FindEquals(equals);
-}
-
-void CMatching::FindEquals(std::vector<uint32_t>& equals) {
-    TOptionalSet found;
-    const bool any = RunAlgorithm(found);
-    if (found) equals.swap(found->others);
-    if (!any) equals.clear();
-}
-
-void CMatching::AddProperties(int nGroups) {
-    const size_t before = m_profiles.Properties();
-    base::MakeRoom(m_ranges, m_compareData.size());
-    m_profiles.AddProperties();
-    m_nGroups = nGroups;
-    for (size_t p = before; p < m_compareData.size(); ++p) {
-        if (m_compareData[p]->IsRange()) m_ranges.push_back(p);
-    }
-}
+    const TMatchRules& m_rules;
+    const CProfiles& m_profiles;
+    const TMatchedItem& m_item;
+    std::vector<uint32_t> m_candidates;  // handed on when the first set is made of them
+};
 
 /// Whether there are others in the set.
-bool CMatching::RunAlgorithm(TOptionalSet& equals) {
+bool CAlgorithm::Run(TOptionalSet& equals) {
     efd found = efdNO;
-    switch (m_nCompareAlgorithm) {
+    switch (m_rules.nCompareAlgorithm) {
         case saIdentical:
-            found = FindDuplicates_Identical(equals);
+            found = FindIdentical(equals);
             break;
         case saSimilar:
-            found = FindDuplicates_Similar(equals);
+            found = FindSimilar(equals);
             break;
         default:
-            g_Log.Error(kTag, "Invalid CompareAlgorithm(%d)", m_nCompareAlgorithm);
+            g_Log.Error(kTag, "Invalid CompareAlgorithm(%d)", m_rules.nCompareAlgorithm);
     }
     if (found != efdYES || !equals) return false;
     if (equals->holdsItem) return !equals->others.empty();
@@ -157,22 +138,22 @@ bool CMatching::RunAlgorithm(TOptionalSet& equals) {
     return false;
 }
 
-efd CMatching::FindDuplicates_Identical(TOptionalSet& equals) {
+efd CAlgorithm::FindIdentical(TOptionalSet& equals) {
     bool allEmpty = true;
-    if (!m_bGrouped) return FindDuplicates_Identical_(kAllGroups, equals, allEmpty);
-    for (int group = 0; group < m_nGroups; ++group) {
-        const efd nFound = FindDuplicates_Identical_(group, equals, allEmpty);
+    if (!m_rules.bGrouped) return FindIdenticalIn(kAllGroups, equals, allEmpty);
+    for (int group = 0; group < m_rules.nGroups; ++group) {
+        const efd nFound = FindIdenticalIn(group, equals, allEmpty);
         if (nFound != efdUNKNOWN) return nFound;
     }
     return efdUNKNOWN;
 }
 
-efd CMatching::FindDuplicates_Similar(TOptionalSet& equals) {
+efd CAlgorithm::FindSimilar(TOptionalSet& equals) {
     TOptionalSet pEquals_, pEmpties;
-    if (!m_bGrouped) return FindDuplicates_Similar_(kAllGroups, equals, pEmpties);
+    if (!m_rules.bGrouped) return FindSimilarIn(kAllGroups, equals, pEmpties);
     const auto size = [](const TOptionalSet& set) { return set ? set->size() : 0; };
-    for (int group = 0; group < m_nGroups; ++group) {
-        const efd nFound = FindDuplicates_Similar_(group, pEquals_, pEmpties);
+    for (int group = 0; group < m_rules.nGroups; ++group) {
+        const efd nFound = FindSimilarIn(group, pEquals_, pEmpties);
         if (nFound == efdNO) {
             g_Log.Assert(size(pEquals_) <= 1, kTag, __LINE__, "nFound == efdNO:  pEquals_->size() <= 1");
             g_Log.Assert(size(pEmpties) == 0, kTag, __LINE__, "nFound == efdNO:  pEmpties->size() == 0");
@@ -193,26 +174,27 @@ efd CMatching::FindDuplicates_Similar(TOptionalSet& equals) {
 }
 
 /// Whether the item's value is filed or empty; an item that a comparator could not place is neither.
-bool CMatching::IsConsistent(size_t property, const char* routine) const {
-    if (m_states[property] != CProfiles::kUnfiled) return true;
+bool CAlgorithm::IsConsistent(size_t property, const char* routine) const {
+    if (m_item.states[property] != CProfiles::kUnfiled) return true;
     g_Log.ErrorW(routine, L"IsPropEmpty == IsPropNotEmpty, for pItem(%s), Prop(%s)\n",
-                 base::Widen(m_item->EntryID).c_str(), KeyOf(m_compareData[property]->Definition()));
+                 base::Widen(m_item.item.EntryID).c_str(),
+                 KeyOf(m_rules.compareData[property]->Definition()));
     return false;
 }
 
-efd CMatching::FindDuplicates_Identical_(int group, TOptionalSet& pEquals, bool& allEmpty) {
+efd CAlgorithm::FindIdenticalIn(int group, TOptionalSet& pEquals, bool& allEmpty) {
     bool groupFound = false;
-    for (size_t p = 0; p < m_compareData.size(); ++p) {
-        if (!IsInGroup(p, group)) continue;
+    for (size_t p = 0; p < m_rules.compareData.size(); ++p) {
+        if (!m_rules.IsInGroup(p, group)) continue;
         groupFound = true;
         if (!IsConsistent(p, kIdenticalTag)) continue;
         if (!pEquals) pEquals = TItemSet{true, std::exchange(m_candidates, {})};
         std::vector<uint32_t>& others = pEquals->others;
-        if (m_states[p] == CProfiles::kEmpty) {
+        if (m_item.states[p] == CProfiles::kEmpty) {
             std::erase_if(others, [&](uint32_t y) { return m_profiles.State(y, p) != CProfiles::kEmpty; });
         } else {
             allEmpty = false;
-            const CEqualsTest test(*this, p);
+            const CEqualsTest test(m_rules, m_profiles, m_item, p);
             std::erase_if(others, [&](uint32_t y) { return !test.IsEqual(y); });
         }
         if (pEquals->size() < 2) return efdNO;
@@ -221,13 +203,13 @@ efd CMatching::FindDuplicates_Identical_(int group, TOptionalSet& pEquals, bool&
     return allEmpty ? efdUNKNOWN : efdYES;
 }
 
-efd CMatching::FindDuplicates_Similar_(int group, TOptionalSet& pEquals, TOptionalSet& pEmpties) {
+efd CAlgorithm::FindSimilarIn(int group, TOptionalSet& pEquals, TOptionalSet& pEmpties) {
     bool groupFound = false;
-    for (size_t p = 0; p < m_compareData.size(); ++p) {
-        if (!IsInGroup(p, group)) continue;
+    for (size_t p = 0; p < m_rules.compareData.size(); ++p) {
+        if (!m_rules.IsInGroup(p, group)) continue;
         groupFound = true;
-        if (!IsConsistent(p, kSimilarTag) || m_states[p] == CProfiles::kEmpty) continue;
-        const CEqualsTest test(*this, p);
+        if (!IsConsistent(p, kSimilarTag) || m_item.states[p] == CProfiles::kEmpty) continue;
+        const CEqualsTest test(m_rules, m_profiles, m_item, p);
         const bool first = !pEquals;
         if (first) {
             // All candidates lack the values before this one, where there were none.
@@ -251,4 +233,71 @@ efd CMatching::FindDuplicates_Similar_(int group, TOptionalSet& pEquals, TOption
     }
     g_Log.Assert(!pEmpties, kSimilarTag, __LINE__, "pEmpties == NULL");
     return efdUNKNOWN;
+}
+
+}  // namespace
+
+CMatching::CMatching(const CProfiles::CompareData& compareData, unsigned nCompareAlgorithm, bool bGrouped,
+                     int nGroups)
+    : m_rules{compareData, nCompareAlgorithm, bGrouped, nGroups},
+      m_bWritesLines(nCompareAlgorithm > saIdentical),
+      m_profiles(compareData) {
+    for (int group = 0; bGrouped && group < nGroups; ++group) {
+        if (std::ranges::none_of(compareData, [&](const auto& d) { return d->Definition().nGroup == group; }))
+            m_bWritesLines = true;
+    }
+    for (size_t p = 0; p < m_rules.Properties(); ++p) {
+        if (compareData[p]->IsRange()) m_rules.ranges.push_back(p);
+    }
+}
+
+TMatchedItem CMatching::Look(const TItem& item, std::span<const TFiling> filings, CTuples::Tuple ruleFacts,
+                             std::pmr::memory_resource& memory) {
+    TMatchedItem looked{item, m_profiles.StatesOf(filings, ruleFacts, memory),
+                        std::pmr::vector<const SPropValue*>(&memory)};
+    if (!m_rules.ranges.empty()) looked.values.resize(m_rules.Properties());
+    for (const size_t p : m_rules.ranges) {
+        const auto filing = std::ranges::find(filings, m_rules.compareData[p].get(), &TFiling::data);
+        if (filing != filings.end() && filing->value) looked.values[p] = &*filing->value;
+    }
+    looked.bAlone = IsTroubled(looked);
+    if (!looked.bAlone) looked.profile = m_profiles.Find(looked.states);
+    return looked;
+}
+
+/// Whether matching this item can write a line.
+bool CMatching::IsTroubled(const TMatchedItem& item) const {
+    if (m_bWritesLines) return true;
+    if (std::ranges::find(item.states, CProfiles::kUnfiled) != item.states.end()) return true;
+    return std::ranges::any_of(m_rules.ranges,
+                               [&](size_t p) { return item.IsFiled(p) && !HasOnlyTimes(m_rules, item, p); });
+}
+
+std::vector<uint32_t> CMatching::FindEquals(const TMatchedItem& item) {
+    std::vector<uint32_t> candidates;
+    if (m_rules.nCompareAlgorithm <= saIdentical) candidates = m_candidates.Find(item);
+    return FindEqualsAmong(item, std::move(candidates));
+}
+
+std::vector<uint32_t> CMatching::FindEqualsAmong(const TMatchedItem& item,
+                                                 std::vector<uint32_t> candidates) const {
+    return CAlgorithm(m_rules, m_profiles, item, std::move(candidates)).Equals();
+}
+
+void CMatching::Append(const TMatchedItem& item) noexcept {
+    if (item.bAlone) {
+        m_profiles.AppendAlone(item.item.nIndex, item.states);
+    } else {
+        m_profiles.Append(item.item.nIndex, item.profile, item.states);
+    }
+}
+
+void CMatching::AddProperties(int nGroups) {
+    const size_t before = m_profiles.Properties();
+    base::MakeRoom(m_rules.ranges, m_rules.Properties());
+    m_profiles.AddProperties();
+    m_rules.nGroups = nGroups;
+    for (size_t p = before; p < m_rules.Properties(); ++p) {
+        if (m_rules.compareData[p]->IsRange()) m_rules.ranges.push_back(p);
+    }
 }

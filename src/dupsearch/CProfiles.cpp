@@ -1,6 +1,7 @@
 #include "dupsearch/CProfiles.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 CProfiles::CProfiles(const CompareData& compareData)
@@ -9,18 +10,21 @@ CProfiles::CProfiles(const CompareData& compareData)
 uint32_t CProfiles::StateOf(const TFiling& filing) {
     if (filing.empty) return kEmpty;
     if (!filing.data->IsMultiTree()) return filing.node == kNone ? kUnfiled : filing.node;
-    m_nodes.clear();
+    std::array<uint32_t, kPhoneKinds> few;
+    const auto nodes = few.begin();
+    auto end = nodes;
     for (const TElement& element : filing.elements) {
-        if (element.node != kNone) m_nodes.push_back(element.node);
+        if (element.node != kNone) *end++ = element.node;
     }
-    if (m_nodes.empty()) return kUnfiled;
-    std::sort(m_nodes.begin(), m_nodes.end());
-    m_nodes.erase(std::unique(m_nodes.begin(), m_nodes.end()), m_nodes.end());
-    return m_nodes.size() == 1 ? m_nodes[0] : m_sets.FindOrAdd(m_nodes) | kSetBit;
+    if (end == nodes) return kUnfiled;
+    std::sort(nodes, end);
+    end = std::unique(nodes, end);
+    return end == nodes + 1 ? *nodes : m_sets.FindOrAdd({nodes, end}) | kSetBit;
 }
 
-void CProfiles::GetStates(std::span<const TFiling> filings, CTuples::Tuple ruleFacts, States& states) {
-    states.assign(m_compareData.size() + 1, kUnfiled);
+CProfiles::States CProfiles::StatesOf(std::span<const TFiling> filings, CTuples::Tuple ruleFacts,
+                                      std::pmr::memory_resource& memory) {
+    States states(m_compareData.size() + 1, kUnfiled, &memory);
     states.back() = ruleFacts.empty() ? 0 : m_ruleFacts.FindOrAdd(ruleFacts);
     // Filings are in the order of the properties.
     size_t p = 0;
@@ -28,6 +32,7 @@ void CProfiles::GetStates(std::span<const TFiling> filings, CTuples::Tuple ruleF
         while (m_compareData[p].get() != filing.data) ++p;
         states[p] = StateOf(filing);
     }
+    return states;
 }
 
 std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& state) const {
@@ -35,13 +40,13 @@ std::span<const uint32_t> CProfiles::Nodes(size_t property, const uint32_t& stat
     return isSet ? m_sets[state & ~kSetBit] : std::span<const uint32_t>(&state, 1);
 }
 
-uint32_t CProfiles::Find(const States& states) const {
+uint32_t CProfiles::Find(std::span<const uint32_t> states) const {
     return m_profiles.Find(CTuples::Hash(states), [&](uint32_t profile) {
         return std::equal(states.begin(), states.end(), m_states.begin() + profile * states.size());
     });
 }
 
-void CProfiles::MakeRoomFor(uint32_t item, const States& states) {
+void CProfiles::MakeRoomFor(uint32_t item, std::span<const uint32_t> states) {
     base::MakeRoom(m_profileOf, size_t{item} + 1);
     m_profiles.MakeRoomFor(m_count);
     base::MakeRoom(m_states, m_states.size() + states.size());
@@ -59,7 +64,7 @@ void CProfiles::MakeRoomFor(uint32_t item, const States& states) {
     base::MakeRoom(m_cells, m_cells.size() + 2 * listings);
 }
 
-void CProfiles::Append(uint32_t item, uint32_t profile, const States& states) noexcept {
+void CProfiles::Append(uint32_t item, uint32_t profile, std::span<const uint32_t> states) noexcept {
     if (profile == kNone) {
         profile = m_count;
         m_profiles.Enter(CTuples::Hash(states), profile);
@@ -69,12 +74,12 @@ void CProfiles::Append(uint32_t item, uint32_t profile, const States& states) no
     m_profileOf.push_back(profile);
 }
 
-void CProfiles::AppendAlone(uint32_t item, const States& states) noexcept {
+void CProfiles::AppendAlone(uint32_t item, std::span<const uint32_t> states) noexcept {
     AddProfile(states);
     Append(item, m_count - 1, states);
 }
 
-void CProfiles::AddProfile(const States& states) noexcept {
+void CProfiles::AddProfile(std::span<const uint32_t> states) noexcept {
     const uint32_t profile = m_count++;
     m_states.insert(m_states.end(), states.begin(), states.end());
     List(profile, states);
@@ -83,13 +88,12 @@ void CProfiles::AddProfile(const States& states) noexcept {
 void CProfiles::AddProperties() {
     constexpr size_t kBucketsOfAHead = kMostBuckets + 2;
     const size_t before = Properties(), now = m_compareData.size();
-    States states;
+    std::vector<uint32_t> states;
     CHashIndex profiles;
     states.reserve(m_count * (now + 1));
     profiles.MakeRoomFor(m_count);
     for (uint32_t profile = 0; profile < m_count; ++profile) {
-        const States old(m_states.begin() + static_cast<ptrdiff_t>(profile * (before + 1)),
-                         m_states.begin() + static_cast<ptrdiff_t>((profile + 1) * (before + 1)));
+        const auto old = std::span(m_states).subspan(profile * (before + 1), before + 1);
         const bool isKnown =
             m_profiles.Find(CTuples::Hash(old), [&](uint32_t other) { return other == profile; }) == profile;
         const size_t first = states.size();
@@ -148,7 +152,7 @@ uint64_t CProfiles::FilledOf(uint32_t profile) const {
     return filled;
 }
 
-void CProfiles::List(uint32_t profile, const States& states) noexcept {
+void CProfiles::List(uint32_t profile, std::span<const uint32_t> states) noexcept {
     const uint64_t filled = FilledOf(profile);
     for (size_t p = 0; p < m_compareData.size(); ++p) {
         if (states[p] == kUnfiled) continue;

@@ -9,6 +9,7 @@
 // buckets by.
 
 #include <memory>
+#include <memory_resource>
 #include <vector>
 
 #include "dupsearch/CCmpData.h"
@@ -18,22 +19,23 @@ class CProfiles {
   public:
     static constexpr uint32_t kEmpty = 0xFFFFFFFF;
     static constexpr uint32_t kUnfiled = 0xFFFFFFFE;
-    using States = std::vector<uint32_t>;
+    using States = std::pmr::vector<uint32_t>;
     using CompareData = std::vector<std::unique_ptr<CCmpData>>;
 
     explicit CProfiles(const CompareData& compareData);
 
     /// The states of an item that is about to be filed: in each compared property a node, or what stands for a
     /// set of nodes, or one of the above; last a number for what the rules read.
-    void GetStates(std::span<const TFiling> filings, CTuples::Tuple ruleFacts, States& states);
+    States StatesOf(std::span<const TFiling> filings, CTuples::Tuple ruleFacts,
+                    std::pmr::memory_resource& memory);
     /// The profile of these states, or kNone.
-    uint32_t Find(const States& states) const;
+    uint32_t Find(std::span<const uint32_t> states) const;
     /// Makes room, so that appending an item of these states cannot fail.
-    void MakeRoomFor(uint32_t item, const States& states);
+    void MakeRoomFor(uint32_t item, std::span<const uint32_t> states);
     /// Adds an item to its profile, or (kNone) to a new one.
-    void Append(uint32_t item, uint32_t profile, const States& states) noexcept;
+    void Append(uint32_t item, uint32_t profile, std::span<const uint32_t> states) noexcept;
     /// The same for one that no other item shall join, whatever its states.
-    void AppendAlone(uint32_t item, const States& states) noexcept;
+    void AppendAlone(uint32_t item, std::span<const uint32_t> states) noexcept;
 
     /// Properties of single values came in at the end, in which all items of a profile are filed alike. Profiles
     /// keep their numbers. Changes nothing when memory runs out.
@@ -104,22 +106,21 @@ class CProfiles {
     static uint32_t FirstBucket(uint32_t head) { return head == kNone ? kNone : head & ~kBucketBit; }
 
     uint32_t StateOf(const TFiling& filing);
-    void AddProfile(const States& states) noexcept;
+    void AddProfile(std::span<const uint32_t> states) noexcept;
     uint32_t Head(size_t property, uint32_t node) const;
     uint32_t& HeadOf(size_t property, uint32_t node) noexcept;
     void LinkItems() const;
     uint64_t FilledOf(uint32_t profile) const;
-    void List(uint32_t profile, const States& states) noexcept;
+    void List(uint32_t profile, std::span<const uint32_t> states) noexcept;
     void ListAt(uint32_t& head, uint32_t profile, uint64_t filled) noexcept;
     void AddCell(Bucket& bucket, uint32_t profile) noexcept;
     uint32_t BucketFor(uint32_t& head, uint64_t filled) noexcept;
 
     const CompareData& m_compareData;
-    States m_states;        // of one profile after the other
-    CHashIndex m_profiles;  // by the hash of their states
-    CTuples m_sets;         // nodes of each set
+    std::vector<uint32_t> m_states;  // of one profile after the other
+    CHashIndex m_profiles;           // by the hash of their states
+    CTuples m_sets;                  // nodes of each set
     CTuples m_ruleFacts;
-    std::vector<uint32_t> m_nodes;      // of the set being looked up
     uint32_t m_count = 0;               // of profiles
     std::vector<uint32_t> m_profileOf;  // by item; kNone: it was not appended
     // The lists of items, as far as somebody asked for them: most items find no equal.

@@ -71,7 +71,7 @@ class COldGroups {
 
 /// The items with equals, the best original first.
 std::vector<uint32_t> CDuplicateSearch::RankOriginals(const std::vector<uint32_t>& keys) const {
-    const size_t sizes = m_preparation->plainTags.Count() + m_preparation->streamTags.Count();
+    const size_t sizes = m_plan->plainTags.Count() + m_plan->streamTags.Count();
     // The comparator is no order that a sort could rely on: the tree and the order of insertion are the
     // ranking.
     CPtrTree tree;

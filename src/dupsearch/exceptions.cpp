@@ -19,7 +19,7 @@ constexpr uint32_t kPersonalPhones =
 // ---- What the rules read
 // ----------------------------------------------------------------------------------------
 
-void NeedTag(TPreparation& p, ULONG tag) {
+void NeedTag(TPlan& p, ULONG tag) {
     if (!p.plainTags.Contains(tag)) {
         p.plainTags.Append(tag);
         p.plainDefinitions.push_back(nullptr);
@@ -27,39 +27,39 @@ void NeedTag(TPreparation& p, ULONG tag) {
     p.originalPlainTags.Remove(tag);
 }
 
-void NeedDerived(TPreparation& p, unsigned id) {
+void NeedDerived(TPlan& p, unsigned id) {
     if (p.DerivedIndex(id) < 0) p.derivedIds.push_back(id);
 }
 
 /// Resolves a named property that a rule needs; false when the store does not know it.
-bool NeedNamed(TPreparation& p, IMessage* item, EName name, ULONG& tag) {
+bool NeedNamed(TPlan& p, IMessage* item, EName name, ULONG& tag) {
     tag = p.tags.Resolve(item, name);
     if (tag != 0) NeedTag(p, tag);
     return tag != 0;
 }
 
-void NeedApntSubject(TPreparation& p, IMessage* item) {
+void NeedApntSubject(TPlan& p, IMessage* item) {
     if (!NeedNamed(p, item, nameApntDuration, p.tagApntDuration)) {
         g_Log.Error(kPrepareTag, "tagApntDuration\n");
     }
     NeedTag(p, PR_SUBJECT_W);
 }
 
-void NeedCompanyContact(TPreparation& p, IMessage*) {
+void NeedCompanyContact(TPlan& p, IMessage*) {
     NeedDerived(p, propexCompanyContact);
 }
 
-void NeedNames(TPreparation& p, IMessage*) {
+void NeedNames(TPlan& p, IMessage*) {
     NeedTag(p, PR_GIVEN_NAME_W);
     NeedTag(p, PR_SURNAME_W);
 }
 
-bool ComparesNamesEmailsAndPhones(const TPreparation& p) {
+bool ComparesNamesEmailsAndPhones(const TPlan& p) {
     return p.FindCompared(PR_GIVEN_NAME_W) && p.FindCompared(PR_SURNAME_W) &&
            p.FindComparedDerived(propexAnyEmail) && p.FindComparedDerived(propexAnyPhone);
 }
 
-void NeedFirstLast(TPreparation& p, IMessage* item) {
+void NeedFirstLast(TPlan& p, IMessage* item) {
     NeedNames(p, item);
     for (const unsigned id : {propexCompanyContact, propexAnyEmail, propexAnyAddress, propexAnyPhone}) {
         NeedDerived(p, id);
@@ -73,17 +73,17 @@ void NeedFirstLast(TPreparation& p, IMessage* item) {
     }
 }
 
-void NeedSubject(TPreparation& p, IMessage*) {
+void NeedSubject(TPlan& p, IMessage*) {
     NeedTag(p, PR_SUBJECT_W);
 }
 
-void NeedTaskDates(TPreparation& p, IMessage* item) {
+void NeedTaskDates(TPlan& p, IMessage* item) {
     const bool start = NeedNamed(p, item, nameTaskStart, p.tagTaskStartDate);
     const bool due = NeedNamed(p, item, nameTaskDue, p.tagTaskDueDate);
     if (!start || !due) g_Log.Error(kPrepareTag, "tagTaskStartDate or tagTaskDueDate failed\n");
 }
 
-void NeedJrnlSubject(TPreparation& p, IMessage* item) {
+void NeedJrnlSubject(TPlan& p, IMessage* item) {
     if (!NeedNamed(p, item, nameJournalDuration, p.tagJrnlDuration)) {
         g_Log.Error(kPrepareTag, "tagJrnlDuration\n");
     }
@@ -94,19 +94,19 @@ void NeedJrnlSubject(TPreparation& p, IMessage* item) {
 struct RuleTag {
     unsigned rule;
     EName name;
-    ULONG TPreparation::*tag;
+    ULONG TPlan::*tag;
 };
 constexpr RuleTag kRuleTags[] = {
-    {cleApntSubject, nameApntDuration, &TPreparation::tagApntDuration},
-    {cleTaskStartAndDueOnDiffSides, nameTaskStart, &TPreparation::tagTaskStartDate},
-    {cleTaskStartAndDueOnDiffSides, nameTaskDue, &TPreparation::tagTaskDueDate},
-    {cleJrnlSubjectEmptyOnBothSides, nameJournalDuration, &TPreparation::tagJrnlDuration}};
+    {cleApntSubject, nameApntDuration, &TPlan::tagApntDuration},
+    {cleTaskStartAndDueOnDiffSides, nameTaskStart, &TPlan::tagTaskStartDate},
+    {cleTaskStartAndDueOnDiffSides, nameTaskDue, &TPlan::tagTaskDueDate},
+    {cleJrnlSubjectEmptyOnBothSides, nameJournalDuration, &TPlan::tagJrnlDuration}};
 
 // ---- What the rules decide
 // --------------------------------------------------------------------------------------
 
 struct Pair {
-    const TPreparation& p;
+    const TPlan& p;
     const TRuleItem& sideA;
     const TRuleItem& sideB;
     const TItem& a = sideA.item;
@@ -123,9 +123,9 @@ const SPropValue* Filled(const TItem& item, ULONG tag) {
     return tag == 0 ? nullptr : Filled(item.Find(tag));
 }
 
-const SPropValue* FilledDerived(const TPreparation& p, const TItem& item, unsigned id) {
-    const int index = p.DerivedIndex(id);
-    return index < 0 ? nullptr : Filled(item.derived[static_cast<size_t>(index)].value);
+const SPropValue* FilledDerived(const TPlan& p, const TItem& item, unsigned id) {
+    const TDerivedValue* const derived = p.DerivedOf(item, id);
+    return derived ? Filled(derived->value) : nullptr;
 }
 
 bool IsEmpty(const TItem& item, ULONG tag) {
@@ -164,7 +164,7 @@ bool FirstLastOnDiffSides(const Pair& pair) {
     return OnDiffSides(pair, PR_GIVEN_NAME_W, PR_SURNAME_W);
 }
 
-bool IsCompany(const TPreparation& p, const TItem& item) {
+bool IsCompany(const TPlan& p, const TItem& item) {
     const SPropValue* company = FilledDerived(p, item, propexCompanyContact);
     return company && company->Value.b != 0;
 }
@@ -258,23 +258,23 @@ void AddTexts(const SPropValue* value, Facts& facts) {
     }
 }
 
-void ReadApntSubject(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+void ReadApntSubject(const TPlan& p, const TRuleItem& side, Facts& facts) {
     AddPresence(side.item, PR_SUBJECT_W, facts);
     AddNumber(Filled(side.item, p.tagApntDuration), facts);
 }
 
-void ReadCompanyContact(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+void ReadCompanyContact(const TPlan& p, const TRuleItem& side, Facts& facts) {
     const SPropValue* company = FilledDerived(p, side.item, propexCompanyContact);
     facts.push_back(!company ? 2 : company->Value.b != 0);
 }
 
-void ReadNames(const TPreparation&, const TRuleItem& side, Facts& facts) {
+void ReadNames(const TPlan&, const TRuleItem& side, Facts& facts) {
     AddPresence(side.item, PR_GIVEN_NAME_W, facts);
     AddPresence(side.item, PR_SURNAME_W, facts);
 }
 
 // Names, e-mails and addresses that are compared are known by their nodes.
-void ReadFirstLast(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+void ReadFirstLast(const TPlan& p, const TRuleItem& side, Facts& facts) {
     if (!ComparesNamesEmailsAndPhones(p)) return;
     ReadNames(p, side, facts);
     ReadCompanyContact(p, side, facts);
@@ -287,17 +287,17 @@ void ReadFirstLast(const TPreparation& p, const TRuleItem& side, Facts& facts) {
         AddTexts(FilledDerived(p, side.item, propexAnyAddress), facts);
 }
 
-void ReadSubject(const TPreparation&, const TRuleItem& side, Facts& facts) {
+void ReadSubject(const TPlan&, const TRuleItem& side, Facts& facts) {
     AddPresence(side.item, PR_SUBJECT_W, facts);
 }
 
-void ReadTaskDates(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+void ReadTaskDates(const TPlan& p, const TRuleItem& side, Facts& facts) {
     AddPresence(side.item, p.tagTaskStartDate, facts);
     AddPresence(side.item, p.tagTaskDueDate, facts);
 }
 
 // The duration of an item with a subject is not asked for.
-void ReadJrnlSubject(const TPreparation& p, const TRuleItem& side, Facts& facts) {
+void ReadJrnlSubject(const TPlan& p, const TRuleItem& side, Facts& facts) {
     AddPresence(side.item, PR_SUBJECT_W, facts);
     if (IsEmpty(side.item, PR_SUBJECT_W)) AddNumber(Filled(side.item, p.tagJrnlDuration), facts);
 }
@@ -309,8 +309,8 @@ struct Rule {
     unsigned number;
     const char* shortName;
     const char* longName;
-    void (*need)(TPreparation& p, IMessage* item);
-    void (*read)(const TPreparation& p, const TRuleItem& item, Facts& facts);
+    void (*need)(TPlan& p, IMessage* item);
+    void (*read)(const TPlan& p, const TRuleItem& item, Facts& facts);
     bool (*exempts)(const Pair& pair);
 };
 
@@ -353,7 +353,7 @@ const char* ExceptionName(unsigned number, bool bShort) {
     return !rule ? "unknown" : bShort ? rule->shortName : rule->longName;
 }
 
-void PrepareExceptions(IMessage* item, TPreparation& p) {
+void PrepareExceptions(IMessage* item, TPlan& p) {
     const size_t usual = static_cast<size_t>(p.definitions.Count()) + kUsualSpare;
     for (const unsigned number : p.rules) {
         g_Log.Assert(p.plainTags.Count() <= usual && p.derivedIds.size() <= usual, kPrepareTag, __LINE__,
@@ -367,7 +367,7 @@ void PrepareExceptions(IMessage* item, TPreparation& p) {
     }
 }
 
-void BringInRuleTags(TPreparation& p) {
+void BringInRuleTags(TPlan& p) {
     for (const RuleTag& needed : kRuleTags) {
         if (p.*needed.tag != 0 || std::ranges::find(p.rules, needed.rule) == p.rules.end()) continue;
         p.*needed.tag = p.tags.CanonicalOf(needed.name);
@@ -395,13 +395,13 @@ std::vector<CMultiPtrTree::Filed> TRuleItem::NodesIn(const CCmpData& data) const
     return nodes;
 }
 
-void AppendRuleFacts(const TPreparation& p, const TRuleItem& item, Facts& facts) {
+void AppendRuleFacts(const TPlan& p, const TRuleItem& item, Facts& facts) {
     for (const unsigned number : p.rules) {
         if (const Rule* rule = FindRule(number)) rule->read(p, item, facts);
     }
 }
 
-bool IsExempt(const TPreparation& p, const TRuleItem& item, const TRuleItem& equal, bool logged) {
+bool IsExempt(const TPlan& p, const TRuleItem& item, const TRuleItem& equal, bool logged) {
     logged = logged && g_Log.IsExtra();
     const Pair pair{p, item, equal};
     for (const unsigned number : p.rules) {

@@ -12,18 +12,17 @@ namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.Add";
 
-/// Puts a preparation back as it was before names came in, unless these stay.
+/// Puts a plan back as it was before names came in, unless these stay.
 class CComingIn {
   public:
-    explicit CComingIn(TPreparation& preparation)
-        : m_preparation(preparation), m_readings(static_cast<const TReadings&>(preparation)) {
-        const TComparyProps list = preparation.definitions.List();
+    explicit CComingIn(TPlan& plan) : m_plan(plan), m_readings(static_cast<const TReadings&>(plan)) {
+        const TComparyProps list = plan.definitions.List();
         m_definitions.assign(list.lpProps, list.lpProps + list.n);
     }
     CComingIn(const CComingIn&) = delete;
     ~CComingIn() {
         if (m_stay) return;
-        TPreparation& p = m_preparation;
+        TPlan& p = m_plan;
         p.compareData.erase(p.compareData.begin() + static_cast<ptrdiff_t>(m_compared), p.compareData.end());
         static_cast<TReadings&>(p) = std::move(m_readings);
         std::ranges::copy(m_definitions, p.definitions.List().lpProps);
@@ -31,10 +30,10 @@ class CComingIn {
     void Stay() noexcept { m_stay = true; }
 
   private:
-    TPreparation& m_preparation;
+    TPlan& m_plan;
     TReadings m_readings;
     std::vector<TComparyProp> m_definitions;
-    size_t m_compared = m_preparation.compareData.size();
+    size_t m_compared = m_plan.compareData.size();
     bool m_stay = false;
 };
 
@@ -44,7 +43,7 @@ class CComingIn {
 /// tell: values that cannot be asked for are not missing.
 bool CDuplicateSearch::SettleNames(const char* entryId, const CItemReader::TOpened& opened) {
     const size_t store = opened.store->number;
-    const HRESULT hr = m_preparation->tags.Settle(opened.message.Get(), store);
+    const HRESULT hr = m_plan->tags.Settle(opened.message.Get(), store);
     if (hr == S_OK) {
         BringIn(store);
         return true;
@@ -57,7 +56,7 @@ bool CDuplicateSearch::SettleNames(const char* entryId, const CItemReader::TOpen
 /// All items so far lack what comes in, so that what was found of them stays as it is. Memory that runs out leaves
 /// the search without the names, and the next item of the store brings them in.
 void CDuplicateSearch::BringIn(size_t store) {
-    TPreparation& p = *m_preparation;
+    TPlan& p = *m_plan;
     if (!p.tags.IsNew(store)) return;
     CComingIn comingIn(p);
     const size_t plain = p.plainTags.Count(), streams = p.streamTags.Count(), before = p.compareData.size();
@@ -103,7 +102,7 @@ void CDuplicateSearch::FileAllIn(CCmpData& data) {
         filing.empty = !filing.value;
         if (filing.value) filing.hash = data.HashOf(*filing.value);
         data.Find({definition, m_items, m_items[i], filing.value ? &*filing.value : nullptr, nullptr,
-                   &m_preparation->tags},
+                   &m_plan->tags},
                   filing);
         data.File(i, filing);
     }

@@ -1,7 +1,7 @@
 #pragma once
 // Which of two items is to be kept.
 
-#include "dupsearch/TItem.h"
+#include "dupsearch/CItems.h"
 
 /// 1 when a is preferred over b as original, -1 when b is; never 0. Not transitive for okLargestValues and
 /// okApntRecurrence. `sizes`: how many ValuesSizes an item has. What an item's facts leave open is logged and

@@ -39,7 +39,7 @@ bool CDuplicateSearch::NeedsODProps() const {
 
 /// Whether the values that were read when the item was added do not tell all that is asked for.
 bool CDuplicateSearch::NeedsMessage(const TItem& item) const {
-    const TPreparation& p = *m_preparation;
+    const TPlan& p = *m_plan;
     const bool kindNeeds =
         m_original.nKind >= okLargestItem && !(m_original.nKind == okLargestItem && item.nMessageSize != -1);
     return kindNeeds || !item.bAsRead || p.streamTags.Count() != 0 || p.originalPlainTags.Count() != 0 ||
@@ -106,7 +106,7 @@ bool CDuplicateSearch::CalcODProps(TItem& item, IMessage* message) {
 }
 
 int CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
-    const TPreparation& p = *m_preparation;
+    const TPlan& p = *m_plan;
     const auto count = [&](Counter counter, const CTagArray& tags, ULONG* sizes) {
         return CountFilled(counter, item, message, p.tags, tags, sizes);
     };
@@ -128,7 +128,7 @@ int CDuplicateSearch::CountFilledProps(TItem& item, IMessage* message) {
 }
 
 void CDuplicateSearch::CalcFieldValue(TItem& item, IMessage* message) {
-    TComparyProp definition = m_preparation->definitions[m_nFieldIndex];
+    TComparyProp definition = m_plan->definitions[m_nFieldIndex];
     if (definition.ulPropTag == 0) {
         item.nHasFieldValue = 0;
         g_Log.ErrorW(kTag, L"Cant use FieldValue original definition for Prop.Key=%s, reset to MostFilled\n",
@@ -136,8 +136,65 @@ void CDuplicateSearch::CalcFieldValue(TItem& item, IMessage* message) {
         m_original.nKind = okMostFilled;
         return;
     }
-    definition.ulPropTag = m_preparation->tags.TagIn(item.store->number, definition.ulPropTag);
+    definition.ulPropTag = m_plan->tags.TagIn(item.store->number, definition.ulPropTag);
     const bool has = definition.ulPropTag != 0 &&
                      HasFieldValue(m_items.Reader(), *item.store, message, definition, m_wanted);
     item.nHasFieldValue = has ? 1 : 0;
+}
+
+/// Facts of the item, and of its equals, as far as nobody looked for them yet. Items keep what they were asked.
+CDuplicateSearch::TAsked CDuplicateSearch::AskForFacts(TAddedItem& added, const TMatchedItem& matched,
+                                                       const TRuleItem& placed, const TEquals& equals) {
+    TAsked asked;
+    if (!NeedsODProps()) return asked;
+    asked.counted = CountAtHand(added.item);
+    if (!equals.found || (m_bAllCounted && asked.counted)) return asked;
+    if (added.item.nFilledProps == -1) CalcODProps(added.item, added.message);
+    CalcODPropsOfEquals(matched, placed, equals, asked);
+    return asked;
+}
+
+/// Which of these items equal the new one.
+std::vector<uint32_t> CDuplicateSearch::EqualsAmong(std::vector<uint32_t> items, const TMatchedItem& matched,
+                                                    const TRuleItem& added, const TEquals& known) const {
+    const CProfiles& profiles = m_matching->Profiles();
+    if (items.empty()) return items;
+    std::vector<uint32_t> equals = known.profiles;
+    if (matched.profile != kNone) {
+        for (const uint32_t i : items) equals.push_back(profiles.Of(i));
+        std::sort(equals.begin(), equals.end());
+        equals.erase(std::unique(equals.begin(), equals.end()), equals.end());
+        equals = m_matching->FindEqualsAmong(matched, std::move(equals));
+        std::erase_if(equals, [&](uint32_t profile) {
+            return IsExempt(*m_plan, added, {m_items[profiles.First(profile)], {}}, false);
+        });
+    }
+    std::erase_if(items,
+                  [&](uint32_t i) { return std::ranges::find(equals, profiles.Of(i)) == equals.end(); });
+    return items;
+}
+
+// Items of profiles that were known to be equal have had their facts looked for when that was found, or when they
+// were added; only those that failed are tried again.
+void CDuplicateSearch::CalcODPropsOfEquals(const TMatchedItem& matched, const TRuleItem& added,
+                                           const TEquals& equals, TAsked& asked) {
+    const CProfiles& profiles = m_matching->Profiles();
+    std::vector<uint32_t> missing;
+    for (const uint32_t profile : equals.profiles) {
+        const uint32_t upTo = profile < m_factsUpTo.size() ? m_factsUpTo[profile] : kNone;
+        uint32_t last = upTo;
+        for (uint32_t i = upTo == kNone ? profiles.First(profile) : profiles.Next(upTo); i != kNone;
+             i = profiles.Next(i)) {
+            missing.push_back(i);
+            last = i;
+        }
+        if (last != upTo) asked.walked.push_back(last);
+    }
+    const std::vector<uint32_t> again = EqualsAmong(m_factsFailed, matched, added, equals);
+    missing.insert(missing.end(), again.begin(), again.end());
+    std::sort(missing.begin(), missing.end());
+    missing.erase(std::unique(missing.begin(), missing.end()), missing.end());
+    for (const uint32_t i : missing) {
+        if (m_items[i].nFilledProps == -1 && !CalcODProps(m_items[i], nullptr)) asked.failed.push_back(i);
+    }
 }

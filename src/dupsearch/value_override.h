@@ -1,7 +1,7 @@
 #pragma once
 // Values as a search compares them: what replaces a value that was read before it is filed.
 
-#include "dupsearch/TItem.h"
+#include "dupsearch/CItems.h"
 #include "quorvel.h"
 
 /// An item while it is being added.

@@ -46,7 +46,7 @@ class SearchTest : public MailboxTest {
                 << item.nODApntAnnvrsryYear << " " << item.nHasCRMID << " " << item.cValues << "\n";
         }
         if (search.Items().Count() == 0) return out.str();
-        for (const auto& data : search.Preparation()->compareData) {
+        for (const auto& data : search.Plan()->compareData) {
             const TTreeStatistics& s = data->Statistics();
             out << s.nNodes << " " << s.nItems << " " << s.nComparesTotal << " " << s.nComparesLast << " "
                 << s.nRebuilds << " " << s.nMeasured << " " << s.fEfficiencySum << ":";

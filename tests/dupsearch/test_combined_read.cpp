@@ -50,7 +50,7 @@ class CombinedRead : public SearchTest {
     /// Values, elements and their kinds.
     static std::wstring ValuesOf(const CDuplicateSearch& search, uint32_t index) {
         const TItem& item = search.Item(index);
-        const TPreparation& p = *search.Preparation();
+        const TPlan& p = *search.Plan();
         std::wstring all;
         wchar_t text[500];
         for (ULONG i = 0; i < item.cValues; ++i) {

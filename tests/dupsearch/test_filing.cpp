@@ -127,10 +127,12 @@ TEST_P(FiledValues, AreWhereTheTreePutsThem) {
         for (int i = 0; i < n; ++i) {
             SPropValue value = GetParam().make(random, keeper, i);
             values.push_back(value);
-            TItem& item = items.Append("Item");
+            CItems::CNewItem record(items, "Item");
+            TItem& item = *record;
             TFiling filing{.data = &data, .value = value, .hash = data.HashOf(value)};
             data.Find({definition, items, item, &value, nullptr}, filing);
             data.File(item.nIndex, filing);
+            items.Take(record);
             slow.Insert(i, compare);
             if (seed % 3 == 0 && random() % 30 == 0) {
                 data.Remove(item.nIndex);
@@ -180,7 +182,7 @@ TEST_F(Filing, TextsAreWhereTheTreePutsThemUnderTheLocaleOfTheCreation) {
             ASSERT_EQ(GetThreadLocale(), ofCaller) << "not put back";
             ASSERT_TRUE(SetThreadLocale(kGerman));
         }
-        ExpectTwins(*search.Preparation()->compareData[0], slow);
+        ExpectTwins(*search.Plan()->compareData[0], slow);
     }
     SetThreadLocale(before);
 }
@@ -219,9 +221,9 @@ TEST_F(Filing, StreamsAreWhereTheTreePutsThem) {
             slow.Insert(i, [&](int a, int b, bool&) {
                 return CompareChunks(bodies[static_cast<size_t>(a)], bodies[static_cast<size_t>(b)]);
             });
-            if (random() % 25 == 0) ExpectTwins(*search.Preparation()->compareData[0], slow);
+            if (random() % 25 == 0) ExpectTwins(*search.Plan()->compareData[0], slow);
         }
-        ExpectTwins(*search.Preparation()->compareData[0], slow);
+        ExpectTwins(*search.Plan()->compareData[0], slow);
     }
 }
 
@@ -248,9 +250,9 @@ TEST_F(Filing, ElementsAreWhereTheTreePutsThem) {
                 });
             }
             Add(search, contact);
-            if (random() % 25 == 0) ExpectTwins(*search.Preparation()->compareData[0], slow);
+            if (random() % 25 == 0) ExpectTwins(*search.Plan()->compareData[0], slow);
         }
-        ExpectTwins(*search.Preparation()->compareData[0], slow);
+        ExpectTwins(*search.Plan()->compareData[0], slow);
     }
 }
 

@@ -67,7 +67,7 @@ TEST_F(Intake, TheFirstItemSettlesWhatIsCompared) {
               "Use cmp prop  (group=-3, key=\"Early\", name=\"Name\")\n"
               "Use cmp propex(group=0, key=\"People\", name=\"Name\")\n"
               "Use exception (cleContCompanyContact (CompanyContact_notequal_PersonalContact))\n");
-    const TPreparation& p = *search.Preparation();
+    const TPlan& p = *search.Plan();
     ASSERT_EQ(p.compareData.size(), 3u);
     EXPECT_EQ(p.nGroups, 3);
     EXPECT_EQ(p.compareData[0]->Definition().nGroup, 2);
@@ -84,7 +84,7 @@ TEST_F(Intake, RulesReadWhatTheyNeed) {
     subject.bCompare = 0;
     Create(search, {subject, Tagged(L"I", PR_IMPORTANCE)}, okCallerOrder, {1, 4, 6, 9});
     ASSERT_EQ(Add(search, item), 0);
-    const TPreparation& p = *search.Preparation();
+    const TPlan& p = *search.Plan();
     EXPECT_EQ(std::vector<ULONG>(p.plainTags.begin(), p.plainTags.end()),
               (std::vector<ULONG>{PR_IMPORTANCE, PR_SUBJECT_W, PR_GIVEN_NAME_W, PR_SURNAME_W, PR_BIRTHDAY}));
     EXPECT_EQ(p.originalPlainTags.Count(), 0u) << "what a rule reads is not read twice";
@@ -408,7 +408,7 @@ TEST_F(Intake, AnUncomparedStreamLeavesTheItemUnfiled) {
     mailbox::calls::Fail(vanished);
     EXPECT_EQ(Add(search, third), 1) << "opened again, it is there";
     EXPECT_EQ(TextOf(log.Lines(sevError, "CDuplicateSearch.fnCompare")), "");
-    EXPECT_EQ(search.Preparation()->compareData[0]->Statistics().nComparesLast, 1);
+    EXPECT_EQ(search.Plan()->compareData[0]->Statistics().nComparesLast, 1);
     vanished.times = 2;
     mailbox::calls::Fail(vanished);
     EXPECT_EQ(Add(search, second), 0);

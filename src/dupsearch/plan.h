@@ -29,10 +29,10 @@ struct TReadings {
     int nGroups = 0;
 };
 
-struct TPreparation : TReadings {
-    TPreparation(const CDefinitions& pristine, std::vector<unsigned> exceptionRules)
+struct TPlan : TReadings {
+    TPlan(const CDefinitions& pristine, std::vector<unsigned> exceptionRules)
         : definitions(pristine), rules(std::move(exceptionRules)) {}
-    TPreparation(const TPreparation&) = delete;
+    TPlan(const TPlan&) = delete;
 
     CDefinitions definitions;  // with tags resolved, methods and groups settled
     CTextHash textHash;
@@ -47,15 +47,17 @@ struct TPreparation : TReadings {
     CItemRequest& RequestFor(size_t store);
     /// Place of a derived id among derivedIds, -1 when it is not computed.
     int DerivedIndex(unsigned id) const;
+    /// An item's derived value of this id; null when it is not computed.
+    const TDerivedValue* DerivedOf(const TItem& item, unsigned id) const;
 };
 
 /// Makes a search ready against its first item, of this store.
-std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefinitions& definitions,
-                                      const std::vector<unsigned>& rules, bool bGrouped);
+std::unique_ptr<TPlan> Prepare(IMessage* item, size_t store, const CDefinitions& definitions,
+                               const std::vector<unsigned>& rules, bool bGrouped);
 /// Takes in the definitions and what rules read of which this store is the first to know the names; definitions:
 /// as Prepare had them. The items before lack all this, and are not filed yet in what came in. False when there is
 /// nothing to take in.
-bool BringIn(TPreparation& preparation, size_t store, const CDefinitions& definitions, bool bGrouped);
+bool BringIn(TPlan& plan, size_t store, const CDefinitions& definitions, bool bGrouped);
 
 /// Name of the n-th plain tag in log lines: its definition's key, or the fixed name of a rule's tag.
-std::wstring PlainTagName(const TPreparation& preparation, ULONG index);
+std::wstring PlainTagName(const TPlan& plan, ULONG index);

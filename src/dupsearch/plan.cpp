@@ -1,7 +1,8 @@
+#include "dupsearch/plan.h"
+
 #include <algorithm>
 #include <cwchar>
 
-#include "dupsearch/TPreparation.h"
 #include "dupsearch/exceptions.h"
 #include "log/CLog.h"
 
@@ -33,7 +34,7 @@ bool AppendTag(const TComparyProp& definition, CTagArray& plain, CTagArray& stre
     }
 }
 
-void PrepareOriginalOnly(TPreparation& p, const TComparyProp& definition) {
+void PrepareOriginalOnly(TPlan& p, const TComparyProp& definition) {
     const bool derived = IsDerived(definition);
     g_Log.Assert(!derived, kTag, __LINE__, "bCompare || !bPrivate");
     if (derived) return;
@@ -45,7 +46,7 @@ void PrepareOriginalOnly(TPreparation& p, const TComparyProp& definition) {
     AppendTag(definition, p.originalPlainTags, p.originalStreamTags);
 }
 
-void PrepareDerived(TPreparation& p, TComparyProp& definition, bool bGrouped) {
+void PrepareDerived(TPlan& p, TComparyProp& definition, bool bGrouped) {
     if (definition.nID < int{propexAnyAddress} || definition.nID > int{propexRecipients}) {
         g_Log.ErrorW(kTag, L"remove cmp propEx(key=%s,name=%s,id=%d) from search\n", KeyOf(definition),
                      NameOf(definition), definition.nID);
@@ -61,7 +62,7 @@ void PrepareDerived(TPreparation& p, TComparyProp& definition, bool bGrouped) {
            L"Use cmp propex(group=%d, key=\"%s\", name=\"%s\")\n");
 }
 
-void PrepareCompared(TPreparation& p, TComparyProp& definition, bool bGrouped) {
+void PrepareCompared(TPlan& p, TComparyProp& definition, bool bGrouped) {
     if (definition.ulPropTag == 0) {
         g_Log.ErrorW(kTag, L"remove cmp prop(key=%s,name=%s) from search\n", KeyOf(definition),
                      NameOf(definition));
@@ -76,7 +77,7 @@ void PrepareCompared(TPreparation& p, TComparyProp& definition, bool bGrouped) {
 }
 
 /// Gives the groups of the compared definitions the numbers 0, 1, 2 ... in their order.
-void RenumberGroups(TPreparation& p) {
+void RenumberGroups(TPlan& p) {
     std::vector<int> groups;
     for (const auto& data : p.compareData) groups.push_back(data->Definition().nGroup);
     std::sort(groups.begin(), groups.end());
@@ -95,11 +96,11 @@ struct TagName {
 
 }  // namespace
 
-std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefinitions& definitions,
-                                      const std::vector<unsigned>& rules, bool bGrouped) {
+std::unique_ptr<TPlan> Prepare(IMessage* item, size_t store, const CDefinitions& definitions,
+                               const std::vector<unsigned>& rules, bool bGrouped) {
     g_Log.StartTimer();
-    auto prepared = std::make_unique<TPreparation>(definitions, rules);
-    TPreparation& p = *prepared;
+    auto prepared = std::make_unique<TPlan>(definitions, rules);
+    TPlan& p = *prepared;
     p.tags.Resolve(item, store, p.definitions.List());
     for (int i = 0; i < p.definitions.Count(); ++i) {
         TComparyProp& definition = p.definitions[i];
@@ -117,7 +118,7 @@ std::unique_ptr<TPreparation> Prepare(IMessage* item, size_t store, const CDefin
     return prepared;
 }
 
-bool BringIn(TPreparation& p, size_t store, const CDefinitions& definitions, bool bGrouped) {
+bool BringIn(TPlan& p, size_t store, const CDefinitions& definitions, bool bGrouped) {
     if (!p.tags.BringIn(store)) return false;
     std::vector<bool> had(static_cast<size_t>(p.definitions.Count()));
     for (int i = 0; i < p.definitions.Count(); ++i)
@@ -140,33 +141,38 @@ bool BringIn(TPreparation& p, size_t store, const CDefinitions& definitions, boo
     return true;
 }
 
-CItemRequest& TPreparation::RequestFor(size_t store) {
+CItemRequest& TPlan::RequestFor(size_t store) {
     if (store >= requests.size()) requests.resize(store + 1);
     auto& request = requests[store];
     if (!request) request.emplace(tags, store, plainTags, derivedIds);
     return *request;
 }
 
-CCmpData* TPreparation::FindCompared(ULONG tag) const {
+CCmpData* TPlan::FindCompared(ULONG tag) const {
     for (const auto& data : compareData) {
         if (!data->IsDerived() && data->Definition().ulPropTag == tag) return data.get();
     }
     return nullptr;
 }
 
-CCmpData* TPreparation::FindComparedDerived(int id) const {
+CCmpData* TPlan::FindComparedDerived(int id) const {
     for (const auto& data : compareData) {
         if (data->IsDerived() && data->Definition().nID == id) return data.get();
     }
     return nullptr;
 }
 
-int TPreparation::DerivedIndex(unsigned id) const {
+int TPlan::DerivedIndex(unsigned id) const {
     const auto place = std::find(derivedIds.begin(), derivedIds.end(), id);
     return place == derivedIds.end() ? -1 : static_cast<int>(place - derivedIds.begin());
 }
 
-std::wstring PlainTagName(const TPreparation& p, ULONG index) {
+const TDerivedValue* TPlan::DerivedOf(const TItem& item, unsigned id) const {
+    const int index = DerivedIndex(id);
+    return index < 0 ? nullptr : &item.derived[static_cast<size_t>(index)];
+}
+
+std::wstring PlainTagName(const TPlan& p, ULONG index) {
     if (p.plainDefinitions[index]) return KeyOf(*p.plainDefinitions[index]);
     const ULONG tag = p.plainTags[index];
     const TagName names[] = {{p.tagApntDuration, L"Appointment.Duration"},

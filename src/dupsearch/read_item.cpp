@@ -1,0 +1,82 @@
+#include "dupsearch/read_item.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "log/CLog.h"
+#include "log/value_text.h"
+#include "store/properties.h"
+
+namespace {
+
+constexpr char kTag[] = "CDuplicateSearch.Add";
+constexpr size_t kValueText = 2048;
+
+bool ReadPlain(TPlan& plan, TAddedItem& added) {
+    TItem& item = added.item;
+    if (plan.plainTags.Count() == 0) return true;
+    if (!item.values) {
+        const HRESULT hr = plan.RequestFor(item.store->number).ReadPlain(added.message, item);
+        if (!store::IsReadSuccess(hr)) {
+            g_Log.Error(kTag, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n",
+                        static_cast<unsigned>(hr), item.EntryID);
+            return false;
+        }
+    }
+    item.bAsRead = item.values && item.cValues == plan.plainTags.Count();
+    item.cValues = item.values ? std::min(item.cValues, plan.plainTags.Count()) : 0;
+    for (ULONG i = 0; i < item.cValues; ++i) {
+        SPropValue& value = item.values[i];
+        const bool extra = g_Log.IsExtra();
+        const std::wstring name = extra ? PlainTagName(plan, i) : std::wstring();
+        if (extra) {
+            wchar_t text[kValueText];
+            g_Log.Extra(L"\t\t[%s]:\t%s\n", name.c_str(), PropValueText(&value, text, std::size(text), 0));
+        }
+        if (OverrideReadValue(value, added)) {
+            item.bAsRead = false;
+            if (extra) LogChangedValue(name.c_str(), value);
+        }
+        if (value.ulPropTag == PR_MESSAGE_SIZE) item.nMessageSize = static_cast<int>(value.Value.l);
+    }
+    return true;
+}
+
+bool ReadDerived(const TPlan& plan, TAddedItem& added) {
+    TItem& item = added.item;
+    for (size_t i = 0; i < item.derived.size(); ++i) {
+        const unsigned id = plan.derivedIds[i];
+        TDerivedValue& derived = item.derived[i];
+        const HRESULT hr =
+            derived.value ? S_OK : BuildDerived(kTag, id, added.message, item.store->names, derived);
+        if (!store::IsReadSuccess(hr) || !derived.value) {
+            g_Log.Error(kTag, "Failed to read propex = %d; Error = 0x%x; Item.EntryID = %s\n", id,
+                        static_cast<unsigned>(hr), item.EntryID);
+            return false;
+        }
+        if (g_Log.IsExtra()) {
+            wchar_t text[kValueText];
+            g_Log.Extra(L"\t\t[%s]:\t%s\n", QuorvelPropEx_ToStringW(id),
+                        PropValueToText(derived.value, text, std::size(text), id, false));
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+bool ReadItem(TPlan& plan, TAddedItem& added, std::pmr::memory_resource& memory) {
+    TItem& item = added.item;
+    if (g_Log.IsExtra()) {
+        g_Log.Extra(L"Add Item[%d]:\n", static_cast<int>(item.nIndex));
+        g_Log.Extra(L"\tProps:\n\t\t[EntryID]:\t%s\n", base::Widen(item.EntryID).c_str());
+    }
+    item.derived.resize(plan.derivedIds.size());
+    plan.RequestFor(item.store->number).ReadTogether(added.message, item.store->names, item, memory);
+    return ReadPlain(plan, added) && ReadDerived(plan, added);
+}
+
+void LogChangedValue(const wchar_t* name, const SPropValue& value) {
+    wchar_t text[kValueText];
+    g_Log.Extra(L"\t\t[%s]->\t%s\n", name, PropValueText(&value, text, std::size(text), 0));
+}
