@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "base/room.h"
 #include "base/text.h"
 #include "compare/CThreadLocale.h"
+#include "dupsearch/late_names.h"
 #include "dupsearch/read_item.h"
 #include "log/CLog.h"
 
@@ -33,37 +33,21 @@ void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
                               const TOriginalDefinition* original, unsigned nCompareAlgorithm, bool bGrouped,
                               const unsigned* exceptions, unsigned cExceptions) {
     const CThreadLocale locale(m_locale);
-    m_changes.clear();
-    m_groups.clear();
-    m_factsUpTo.clear();
-    m_factsFailed.clear();
-    m_bAllCounted = true;
-    m_duplicates = {};
+    m_groups = {};
     m_matching.reset();
     m_plan.reset();
     m_exceptions.clear();
     m_definitions = {};
-    m_wanted = {};
     m_items = CItems(session);
     if (g_Log.IsExtra()) {
         const std::wstring rule(99, L'-');
         g_Log.Extra(L"%s\nNew Search\n%s\n", rule.c_str(), rule.c_str());
     }
 
-    m_original = original ? *original : TOriginalDefinition{};
-    m_nFieldIndex = -1;
     m_nCompareAlgorithm = nCompareAlgorithm;
     m_bGrouped = bGrouped;
-    CopyFieldValue(m_original);
-    CopyDefinitions(props);
-    if (m_original.nKind == okFieldValue && (m_nFieldIndex == -1 || m_wanted.type != PT_UNICODE)) {
-        g_Log.Error(kTag, "FieldValue original definition:bad field, using MostFilled\n");
-        m_original.nKind = okMostFilled;
-    }
-    if (m_original.nKind > okHasCrmId) {
-        g_Log.Error(kTag, "Invalid original definition(%d), using MostFilled\n", m_original.nKind);
-        m_original.nKind = okMostFilled;
-    }
+    const int nFieldIndex = CopyDefinitions(props, original);
+    m_originals = COriginals(original, nFieldIndex);
 
     if (cExceptions == 0) return;
     if (exceptions) {
@@ -73,25 +57,10 @@ void CDuplicateSearch::Create(IMAPISession* session, const TComparyProps* props,
     }
 }
 
-// The wanted text in lower case, as values are matched; an unusable one leaves the wanted type unset.
-void CDuplicateSearch::CopyFieldValue(const TOriginalDefinition& original) {
-    if (original.nKind != okFieldValue || !original.lpszValue) return;
-    switch (original.nFieldType) {
-        case PT_STRING8:
-            m_wanted.text = base::Widen(static_cast<const char*>(original.lpszValue));
-            break;
-        case PT_UNICODE:
-            m_wanted.text = static_cast<const wchar_t*>(original.lpszValue);
-            break;
-        default:
-            return;
-    }
-    CharLowerW(m_wanted.text.data());
-    m_wanted.type = PT_UNICODE;
-}
-
-void CDuplicateSearch::CopyDefinitions(const TComparyProps* props) {
-    if (!props || !props->lpProps) return;
+/// Where the copied definitions have the field by which originals are chosen, or -1.
+int CDuplicateSearch::CopyDefinitions(const TComparyProps* props, const TOriginalDefinition* original) {
+    int nFieldIndex = -1;
+    if (!props || !props->lpProps) return nFieldIndex;
     for (int i = 0; i < props->n; ++i) {
         const TComparyProp& definition = props->lpProps[i];
         if (definition.nInterface > 1) {
@@ -99,10 +68,11 @@ void CDuplicateSearch::CopyDefinitions(const TComparyProps* props) {
             continue;
         }
         m_definitions.Add(definition);
-        if (m_original.nKind == okFieldValue && static_cast<unsigned>(i) == m_original.nField) {
-            m_nFieldIndex = m_definitions.Count() - 1;
+        if (original && original->nKind == okFieldValue && static_cast<unsigned>(i) == original->nField) {
+            nFieldIndex = m_definitions.Count() - 1;
         }
     }
+    return nFieldIndex;
 }
 
 int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* found, unsigned nCallerRank) {
@@ -125,7 +95,7 @@ int CDuplicateSearch::Add(const char* entryId, const char* storeId, unsigned* fo
     const TRuleItem placed{item, places->filings};
     const TMatchedItem matched = Look(placed, memory);
     const TEquals equals = FindEquals(matched, placed);
-    const TAsked asked = AskForFacts(added, matched, placed, equals);
+    const COriginals::TAsked asked = AskForFacts(added, matched, placed, equals);
     MakeRoomFor(matched, equals, asked);
 
     Record(record, *places, matched, equals, asked);
@@ -143,6 +113,20 @@ bool CDuplicateSearch::SettlePlan(const char* entryId, const CItemReader::TOpene
         std::make_unique<CMatching>(m_plan->compareData, m_nCompareAlgorithm, m_bGrouped, m_plan->nGroups);
     if (!m_plan->compareData.empty()) return true;
     g_Log.Error(kAddTag, "Number of props to compare = 0\n");
+    return false;
+}
+
+/// Has the names of the item's store known, those too that no store before held. False when the store does not
+/// tell: values that cannot be asked for are not missing.
+bool CDuplicateSearch::SettleNames(const char* entryId, const CItemReader::TOpened& opened) {
+    const size_t store = opened.store->number;
+    const HRESULT hr = m_plan->tags.Settle(opened.message.Get(), store);
+    if (hr == S_OK) {
+        BringInLateNames({*m_plan, m_items, *m_matching, m_originals, m_definitions, m_bGrouped}, store);
+        return true;
+    }
+    g_Log.Error(kAddTag, "Quorvel_GetIDsFromNames returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
+                entryId);
     return false;
 }
 
@@ -167,7 +151,7 @@ CDuplicateSearch::TEquals CDuplicateSearch::FindEquals(const TMatchedItem& match
         equals.found = !equals.profiles.empty();
         if (own == kNone) return equals;
     }
-    std::vector<uint32_t> undecided = m_duplicates.Undecided(own);
+    std::vector<uint32_t> undecided = m_groups.Undecided(own);
     if (g_Log.IsExtra()) {
         std::erase_if(equals.profiles, [&](uint32_t p) { return !IsIn(p, undecided); });
         return equals;
@@ -176,7 +160,7 @@ CDuplicateSearch::TEquals CDuplicateSearch::FindEquals(const TMatchedItem& match
         equals.profiles = m_matching->FindEqualsAmong(matched, std::move(undecided));
         TakeExceptionsOut(added, equals.profiles);
     }
-    equals.found = !equals.profiles.empty() || m_duplicates.HasEquals(own);
+    equals.found = !equals.profiles.empty() || m_groups.HasEquals(own);
     return equals;
 }
 
@@ -224,29 +208,64 @@ void CDuplicateSearch::LogEquals(const wchar_t* format, const TItem& item,
     g_Log.Extra(L"\n");
 }
 
+/// What choosing the original asks of the item, and of its equals as far as nobody asked them yet. Their records keep
+/// it, also where the addition fails.
+COriginals::TAsked CDuplicateSearch::AskForFacts(TAddedItem& added, const TMatchedItem& matched,
+                                                 const TRuleItem& placed, const TEquals& equals) {
+    COriginals::TAsked asked = m_originals.Ask(Source(), added, equals.found);
+    if (asked.equalsToo) {
+        m_originals.AskEquals(Source(), equals.profiles,
+                              EqualsAmong(m_originals.Failed(), matched, placed, equals), asked);
+    }
+    return asked;
+}
+
+/// Which of these items equal the new one.
+std::vector<uint32_t> CDuplicateSearch::EqualsAmong(std::vector<uint32_t> items, const TMatchedItem& matched,
+                                                    const TRuleItem& added, const TEquals& known) const {
+    const CProfiles& profiles = m_matching->Profiles();
+    if (items.empty()) return items;
+    std::vector<uint32_t> equals = known.profiles;
+    if (matched.profile != kNone) {
+        for (const uint32_t i : items) equals.push_back(profiles.Of(i));
+        std::sort(equals.begin(), equals.end());
+        equals.erase(std::unique(equals.begin(), equals.end()), equals.end());
+        equals = m_matching->FindEqualsAmong(matched, std::move(equals));
+        std::erase_if(equals, [&](uint32_t profile) {
+            return IsExempt(*m_plan, added, {m_items[profiles.First(profile)], {}}, false);
+        });
+    }
+    std::erase_if(items, [&](uint32_t i) { return !IsIn(profiles.Of(i), equals); });
+    return items;
+}
+
 /// After this nothing is left that can fail.
-void CDuplicateSearch::MakeRoomFor(const TMatchedItem& matched, const TEquals& equals, const TAsked& asked) {
+void CDuplicateSearch::MakeRoomFor(const TMatchedItem& matched, const TEquals& equals,
+                                   const COriginals::TAsked& asked) {
     m_matching->MakeRoomFor(matched);
-    m_duplicates.MakeRoomFor(equals.profiles.size());
-    base::MakeRoom(m_factsUpTo, m_matching->Profiles().Count());
-    base::MakeRoom(m_factsFailed, m_factsFailed.size() + asked.failed.size());
+    m_groups.MakeRoomFor(equals.profiles.size());
+    m_originals.MakeRoomFor(Source(), asked);
 }
 
 void CDuplicateSearch::Record(CItems::CNewItem& item, const TPlaces& places, const TMatchedItem& matched,
-                              const TEquals& equals, const TAsked& asked) noexcept {
+                              const TEquals& equals, const COriginals::TAsked& asked) noexcept {
     for (const TFiling& filing : places.filings) filing.data->File((*item).nIndex, filing);
     if (matched.profile != kNone) {
-        m_duplicates.AddTo(matched.profile, equals.profiles);
+        m_groups.AddTo(matched.profile, equals.profiles);
     } else {
-        m_duplicates.AddProfile(equals.profiles, matched.bAlone);
+        m_groups.AddProfile(equals.profiles, matched.bAlone);
     }
     m_items.Take(item);
-    if (!asked.walked.empty()) m_factsUpTo.resize(m_matching->Profiles().Count(), kNone);
-    for (const uint32_t i : asked.walked) m_factsUpTo[m_matching->Profiles().Of(i)] = i;
-    std::erase_if(m_factsFailed, [this](uint32_t i) { return m_items[i].nFilledProps != -1; });
-    for (const uint32_t i : asked.failed) {
-        if (!IsIn(i, m_factsFailed)) m_factsFailed.push_back(i);
-    }
-    m_bAllCounted = m_bAllCounted && asked.counted;
+    m_originals.Record(Source(), asked);
     m_matching->Append(matched);
+}
+
+int CDuplicateSearch::Build() {
+    const CThreadLocale locale(m_locale);
+    if (m_matching) {
+        m_groups.Build(m_matching->Profiles(), m_items.Count(), [this](const std::vector<uint32_t>& items) {
+            return m_originals.Rank(*m_plan, m_items, items);
+        });
+    }
+    return 1;
 }

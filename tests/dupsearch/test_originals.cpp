@@ -1,6 +1,6 @@
 // Choosing originals: the comparator by each kind, wanted values, recurrence, and whole groups.
 
-#include "dupsearch/original_compare.h"
+#include "dupsearch/COriginals.h"
 #include "dupsearch/recurrence.h"
 #include "log/local_time.h"
 #include "tests/dupsearch/search_fixture.h"

@@ -1,5 +1,7 @@
 #pragma once
-// Which profiles' items were found equal. An item equals those of the profiles of its profile that were added
+// Which items equal each other, and the groups that they form under their originals.
+//
+// Kept is which profiles' items were found equal. An item equals those of the profiles of its profile that were added
 // before it; a pair of profiles is kept once for each side of which items may be added still.
 //
 // The first item of a profile is matched with all profiles, the second with its own as well: that is how far a
@@ -11,7 +13,15 @@
 
 #include "dupsearch/CProfiles.h"
 
-class CDuplicateMap {
+/// A change that a build made, items by number.
+struct TBuildChange {
+    ESearchChange kind;
+    uint32_t original;
+    uint32_t duplicate;  // kNone but for scJoined and scLeft
+    int position;        // of the duplicate among the group's duplicates; -1 but for scJoined
+};
+
+class CGroups {
   public:
     /// Whether items of this profile have equals, as far as it is decided.
     bool HasEquals(uint32_t profile) const { return m_decided[profile].hasEquals; }
@@ -26,10 +36,21 @@ class CDuplicateMap {
     /// An item was added to this profile, and equals those of these profiles among the undecided ones.
     void AddTo(uint32_t profile, std::span<const uint32_t> equals) noexcept;
 
+    /// Forms the groups anew: rank(items) puts those that have equals in order, the best original first.
+    template <typename Rank>
+    void Build(const CProfiles& profiles, uint32_t nItems, Rank&& rank) {
+        const CView equals(*this, profiles, nItems);
+        Form(equals, profiles, nItems, rank(equals.Keys()));
+    }
+    /// The result of the last Build: groups are of items by number, the original first.
+    const std::vector<std::vector<uint32_t>>& Groups() const { return m_groups; }
+    const std::vector<TBuildChange>& Changes() const { return m_changes; }
+
+  private:
     /// The map as it is now, looked up from both sides.
     class CView {
       public:
-        CView(const CDuplicateMap& map, const CProfiles& profiles, uint32_t nItems);
+        CView(const CGroups& map, const CProfiles& profiles, uint32_t nItems);
 
         /// Items that have equals, in order of addition.
         const std::vector<uint32_t>& Keys() const { return m_keys; }
@@ -64,14 +85,13 @@ class CDuplicateMap {
         template <typename Key, typename Other>
         Lists ListBy(uint32_t profiles, Key&& key, Other&& other) const;
 
-        const CDuplicateMap& m_map;
+        const CGroups& m_map;
         const CProfiles& m_profiles;
         Lists m_earlier;  // profiles whose items the profile's equal where these were added later
         Lists m_later;    // the same the other way round
         std::vector<uint32_t> m_keys;
     };
 
-  private:
     struct TEdge {
         uint32_t profile;
         uint32_t other;
@@ -83,10 +103,15 @@ class CDuplicateMap {
         bool hasEquals = false;  // it has an edge
     };
 
+    void Form(const CView& equals, const CProfiles& profiles, uint32_t nItems,
+              const std::vector<uint32_t>& ranked);
     bool IsAlone(uint32_t profile) const;
     void AddEdge(uint32_t profile, uint32_t other) noexcept;
 
     std::vector<TEdge> m_edges;
     std::vector<TDecided> m_decided;  // by profile
     std::vector<uint32_t> m_alone;    // profiles that stay of one item, ascending
+
+    std::vector<std::vector<uint32_t>> m_groups;
+    std::vector<TBuildChange> m_changes;
 };
