@@ -120,7 +120,7 @@ void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<Sou
     const Clock::time_point building = Clock::now();
     search.Build();
     figures.build.Measured(SecondsSince(building));
-    // Dear, and the same each time.
+    // Expensive, and the same each time.
     if (figures.compares == 0) CountCompares(search, figures);
 }
 

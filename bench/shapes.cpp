@@ -50,7 +50,6 @@ void AddItem(mailbox::Database& database, mailbox::Store& store, mailbox::Proper
 }
 
 // ---- Mails
-// ------------------------------------------------------------------------------------------------------
 
 /// What the five properties of a mail are made of; equal numbers give equal values.
 struct MailNumbers {
@@ -185,7 +184,6 @@ void FillRecipients(mailbox::Database& database, mailbox::Store& store, unsigned
 }
 
 // ---- Contacts
-// ---------------------------------------------------------------------------------------------------
 
 constexpr LONG kEmailIds[] = {0x8083, 0x8093, 0x80A3};
 
@@ -245,7 +243,6 @@ void FillHub(mailbox::Database& database, mailbox::Store& store, unsigned n, uns
 }
 
 // ---- Stores
-// -----------------------------------------------------------------------------------------------------
 
 constexpr LONG kTextNames[] = {0x8208, 0x8210, 0x8212};
 
@@ -270,7 +267,6 @@ void FillOneOfStores(mailbox::Database& database, mailbox::Store& store, unsigne
 }
 
 // ---- The shapes
-// -------------------------------------------------------------------------------------------------
 
 TComparyProp Compared(ULONG tag, unsigned nInterface = 0) {
     return {L"Key", L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, 1, cmExact, 0};

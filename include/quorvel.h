@@ -585,7 +585,7 @@ QUORVEL_API unsigned int SimilarSearch_CheckItemW(HSimilarSearch search, IMessag
  * there: neither its store nor its modification time is looked at (except when its other fields are still to
  * be counted). Any other contact is opened, read into the cache and closed again.
  * A host that checks many contacts caches them all first: a cached contact that shares no value with the search-by
- * contact is then told without comparing. With the extra log on, each is compared and written. */
+ * contact gets its verdict then without being compared. With the extra log on, each is compared and written. */
 QUORVEL_API unsigned int SimilarSearch_CheckItemFast(HSimilarSearch search, const char* entryId,
                                                      unsigned int* verdict, unsigned int* filledCount,
                                                      const char** verdictText, const char** matchedFields);

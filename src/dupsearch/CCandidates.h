@@ -21,7 +21,7 @@ struct TMatchRules {
     }
 };
 
-/// An item as matching sees it. Nobody's like, and matched alone, is an item whose matching writes lines, or whose
+/// An item as matching sees it. In no profile with others, and matched alone, is an item whose matching writes lines, or whose
 /// equals depend on more than profiles.
 struct TMatchedItem {
     const TItem& item;

@@ -9,7 +9,6 @@
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
 #include "compare/value_hash.h"
-#include "dupsearch/value_override.h"
 #include "log/CLog.h"
 
 namespace {
@@ -54,7 +53,6 @@ void Set(std::vector<T>& values, uint32_t node, const T& value) noexcept {
 CCmpData::CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
     : m_bMultiTree(bMultiTree),
       m_bDerived(::IsDerived(definition)),
-      m_bOverridden(::IsOverridden(definition)),
       m_definition(&definition),
       m_textHash(textHash) {}
 
@@ -293,7 +291,7 @@ void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
         filing.byHash = false;
         filing.whole = filing.wholeOfAlike = std::nullopt;
     }
-    // Its way through the tree, which comes by the node that it was compared with.
+    // Its way through the tree, on which the node lies that it was compared with.
     Settle();
     filing.place = m_tree.Find([&](uint32_t node, bool& error) {
         const TOutcome found =

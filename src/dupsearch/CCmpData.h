@@ -18,13 +18,13 @@
 #include <span>
 #include <vector>
 
+#include "base/CBlockMemory.h"
 #include "compare/CDefinitions.h"
 #include "compare/text_hash.h"
-#include "dupsearch/CBlockMemory.h"
 #include "dupsearch/CMultiPtrTree.h"
+#include "dupsearch/comparators.h"
 #include "dupsearch/CPtrTree.h"
 #include "dupsearch/CStreamHead.h"
-#include "dupsearch/comparators.h"
 
 class CCmpData;
 
@@ -66,8 +66,6 @@ class CCmpData {
     void SetGroup(int nGroup) { m_definition->nGroup = nGroup; }
     bool IsMultiTree() const { return m_bMultiTree; }
     bool IsDerived() const { return m_bDerived; }
-    /// Whether something may replace a value before it is filed.
-    bool IsOverridden() const { return m_bOverridden; }
     /// Equality is a range of times, not a node.
     bool IsRange() const {
         return !m_bMultiTree && m_definition->nInterface == 0 &&
@@ -108,7 +106,7 @@ class CCmpData {
         const auto approx = [&](uint32_t node, bool& error) {
             return fnCompare_ApproxStart(&value, node == own ? &value : &m_nodeValues[node], error);
         };
-        // A node to be made is not come by in the tree, where its value would be looked at.
+        // A node to be made is not in the tree yet, where its value would be looked at.
         bool error = false;
         if (own == m_tree.NodeLimit()) approx(own, error);
         const bool done = !error && m_tree.VisitEqualsInRange(own, approx, visit);
@@ -156,7 +154,6 @@ class CCmpData {
     CMultiPtrTree m_multiTree;
     bool m_bMultiTree;
     bool m_bDerived;
-    bool m_bOverridden;
     bool m_bOnlyTimes = true;
     std::vector<bool> m_empties;  // by item
     TComparyProp* m_definition;

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "compare/CPoolMemory.h"
-#include "dupsearch/CBlockMemory.h"
+#include "base/CBlockMemory.h"
+#include "base/CPoolMemory.h"
 #include "items/CItemReader.h"
 #include "items/TItemValues.h"
 

@@ -37,7 +37,6 @@ TWantedValue WantedText(const TOriginalDefinition& definition) {
 }
 
 // ---- What is asked of an item
-// -------------------------------------------------------------------------------------
 
 using Counter = HRESULT (*)(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes);
 
@@ -57,7 +56,6 @@ int CountFilled(Counter count, const TItem& item, IMessage* message, const CDefi
 }
 
 // ---- Which of two items is kept
-// -------------------------------------------------------------------------------------
 
 /// 1 when a is the larger, -1 when b is, 0 for a tie.
 template <typename T>

@@ -17,7 +17,6 @@ constexpr uint32_t kPersonalPhones =
                                   1u << phoneCompany | 1u << phoneTelex | 1u << phoneAssistant);
 
 // ---- What the rules read
-// ----------------------------------------------------------------------------------------
 
 void NeedTag(TPlan& p, ULONG tag) {
     if (!p.plainTags.Contains(tag)) {
@@ -103,7 +102,6 @@ constexpr RuleTag kRuleTags[] = {
     {cleJrnlSubjectEmptyOnBothSides, nameJournalDuration, &TPlan::tagJrnlDuration}};
 
 // ---- What the rules decide
-// --------------------------------------------------------------------------------------
 
 struct Pair {
     const TPlan& p;
@@ -230,7 +228,6 @@ bool JrnlSubjectEmptyOnBothSides(const Pair& pair) {
 }
 
 // ---- What of an item a decision depends on
-// -------------------------------------------------------------------------------------------------------------
 
 using Facts = std::vector<uint32_t>;
 
@@ -303,7 +300,6 @@ void ReadJrnlSubject(const TPlan& p, const TRuleItem& side, Facts& facts) {
 }
 
 // ---- The rules
-// --------------------------------------------------------------------------------------------------
 
 struct Rule {
     unsigned number;

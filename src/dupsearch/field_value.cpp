@@ -7,7 +7,7 @@
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
 #include "compare/CDefinitions.h"
-#include "dupsearch/value_override.h"
+#include "dupsearch/read_item.h"
 #include "log/CLog.h"
 #include "store/properties.h"
 #include "store/streams.h"
@@ -82,7 +82,6 @@ bool DoTypesAgree(ULONG wanted, ULONG value) {
 }
 
 // ---- Reading
-// ----------------------------------------------------------------------------------------------------
 
 int EmailIndex(const TComparyProp& definition) {
     for (int i = 0; i < static_cast<int>(std::size(kEmails)); ++i) {

@@ -7,8 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "dupsearch/plan.h"
-#include "dupsearch/value_override.h"
+#include "dupsearch/read_item.h"
 #include "store/streams.h"
 
 /// Where an item's values go.
@@ -22,6 +21,13 @@ struct TPlaces {
 };
 
 /// The places of an item that was read. A value that cannot be placed is logged and stays unfiled; none, and a line,
-/// for an item of which a value cannot be told. memory: for the result.
+/// for an item of which a value cannot be evaluated. memory: for the result.
 std::optional<TPlaces> PlaceValues(const TPlan& plan, CItems& items, TAddedItem& added,
                                    std::pmr::memory_resource& memory);
+
+/// Applied to a copy of a value before it is filed under a definition: all-day-like appointments, recurrence.
+/// True when it changed. A text is left as it is; the item keeps the one that replaces it.
+bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
+/// Whether it makes a value of a missing one, and whether the item is asked for that.
+bool FillsMissing(const TComparyProp& definition);
+bool AsksItemToFill(const TComparyProp& definition);

@@ -59,5 +59,5 @@ std::unique_ptr<TPlan> Prepare(IMessage* item, size_t store, const CDefinitions&
 /// nothing to take in.
 bool BringIn(TPlan& plan, size_t store, const CDefinitions& definitions, bool bGrouped);
 
-/// Name of the n-th plain tag in log lines: its definition's key, or the fixed name of a rule's tag.
+/// The name of a plain tag, by its place, in log lines: its definition's key, or the fixed name of a rule's tag.
 std::wstring PlainTagName(const TPlan& plan, ULONG index);

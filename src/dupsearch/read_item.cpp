@@ -12,6 +12,63 @@ namespace {
 constexpr char kTag[] = "CDuplicateSearch.Add";
 constexpr size_t kValueText = 2048;
 
+// ---- What replaces a value that is read
+
+bool OverrideMessageSize(SPropValue& value, const TAddedItem& added) {
+    // The item's own subject counts, not the trimmed one among the values.
+    const ULONG size = store::GetSubjectBodyAttachmentsSize(added.message, TRUE, nullptr, 0);
+    const bool changed = PROP_TYPE(value.ulPropTag) != PT_LONG || value.Value.ul != size;
+    value.ulPropTag = PR_MESSAGE_SIZE;
+    value.Value.ul = size;
+    return changed;
+}
+
+bool OverrideContentUnread(SPropValue& value, const TAddedItem& added) {
+    return PROP_TYPE(value.ulPropTag) == PT_ERROR && ComputeContentUnread(value, added.message);
+}
+
+template <typename Char>
+bool Trim(Char*& text) {
+    if (!text) return false;
+    constexpr Char kBlanks[] = {' ', '\t', '\r', '\n', 0};
+    using View = std::basic_string_view<Char>;
+    const View whole(text), trimmed = base::Trimmed(whole, View(kBlanks));
+    if (trimmed.size() == whole.size()) return false;
+    text += trimmed.data() - whole.data();
+    text[trimmed.size()] = 0;
+    return true;
+}
+
+bool TrimText(SPropValue& value, const TAddedItem&) {
+    switch (PROP_TYPE(value.ulPropTag)) {
+        case PT_UNICODE:
+            return Trim(value.Value.lpszW);
+        case PT_STRING8:
+            return Trim(value.Value.lpszA);
+        default:
+            return false;
+    }
+}
+
+struct ReadOverride {
+    ULONG id;
+    bool (*apply)(SPropValue& value, const TAddedItem& added);
+};
+constexpr ReadOverride kReadOverrides[] = {{PROP_ID(PR_MESSAGE_SIZE), OverrideMessageSize},
+                                           {PROP_ID(PR_CONTENT_UNREAD), OverrideContentUnread},
+                                           {PROP_ID(PR_SUBJECT), TrimText},
+                                           {PROP_ID(PR_CONVERSATION_TOPIC), TrimText}};
+
+/// Applied to every value read. True when the value changed. Texts are trimmed in place.
+bool OverrideReadValue(SPropValue& value, const TAddedItem& added) {
+    for (const ReadOverride& override : kReadOverrides) {
+        if (override.id == PROP_ID(value.ulPropTag)) return override.apply(value, added);
+    }
+    return false;
+}
+
+// ---- Reading
+
 bool ReadPlain(TPlan& plan, TAddedItem& added) {
     TItem& item = added.item;
     if (plan.plainTags.Count() == 0) return true;
@@ -79,4 +136,13 @@ bool ReadItem(TPlan& plan, TAddedItem& added, std::pmr::memory_resource& memory)
 void LogChangedValue(const wchar_t* name, const SPropValue& value) {
     wchar_t text[kValueText];
     g_Log.Extra(L"\t\t[%s]->\t%s\n", name, PropValueText(&value, text, std::size(text), 0));
+}
+
+bool ComputeContentUnread(SPropValue& value, IMessage* message) {
+    MapiBuffer<SPropValue> flags;
+    const HRESULT hr = store::GetPropValue(message, PR_MESSAGE_FLAGS, Out(flags));
+    if (!store::IsReadSuccess(hr) || !flags || PROP_TYPE(flags->ulPropTag) != PT_LONG) return false;
+    value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_LONG);
+    value.Value.l = (flags->Value.l & MSGFLAG_READ) ? 0 : 1;
+    return true;
 }

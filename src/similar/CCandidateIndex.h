@@ -1,7 +1,7 @@
 #pragma once
 // Which cached contacts can resemble the one that is searched by: an index from keys of field values to contacts.
 //
-// Most contacts share nothing with another, and holding two of them against each other is dear. Each contact is
+// Most contacts share nothing with another, and holding two of them against each other is expensive. Each contact is
 // filed under keys of the fields that a verdict may begin with; a contact that shares too few keys with the
 // search-by contact for any rule is no candidate, and its verdict is "no match" unasked.
 //
@@ -77,7 +77,7 @@ class CCandidateIndex {
         EKeys keys;
         bool hasBeginnings;
     };
-    /// What contacts hold. A text is told by its units, so that it is filed under its many keys once.
+    /// What contacts hold. A text is known by its units, so that it is filed under its many keys once.
     struct TValue {
         unsigned holders;  // the first of a chain
         unsigned seen;     // the last look that met it

@@ -10,13 +10,13 @@
 #include <optional>
 #include <unordered_map>
 
-#include "compare/CPoolMemory.h"
+#include "base/CPoolMemory.h"
 #include "compare/CTagArray.h"
 #include "items/CDefinedTags.h"
 #include "items/CItemRequest.h"
 #include "similar/CCandidateIndex.h"
-#include "similar/TCmpData.h"
 #include "similar/rules.h"
+#include "similar/TCmpData.h"
 
 namespace similar {
 

@@ -90,7 +90,7 @@ bool IsAbsolute(const std::wstring& path) {
            (path.size() > 2 && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/'));
 }
 
-/// What was tried in vain, and why.
+/// What was tried without success, and why.
 using Refused = std::vector<std::wstring>;
 
 /// The module at this path if it is a messaging platform.

@@ -19,5 +19,5 @@
 #include <vector>
 
 /// Loads the module; null when there is none. The caller owns the reference. refused: a line for each module that
-/// was tried in vain, with the reason.
+/// was tried without success, with the reason.
 HMODULE LoadProvider(std::vector<std::wstring>& refused);
