@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -101,131 +102,109 @@ class ProviderLookup : public testing::Test {
     TemporaryKey m_key;
 };
 
-TEST_F(ProviderLookup, TakesTheFirstThatIsAPlatform) {
-    const std::wstring programs = L"Machine\\Software\\Microsoft\\Windows Messaging Subsystem\\MSMapiApps";
-    const std::wstring user = L"User\\Software\\Clients\\Mail", machine = L"Machine\\Software\\Clients\\Mail";
-    const std::wstring noPlatform = L"C:\\windows\\system32\\version.dll";
-    // What the installer knows: component 3 by its qualifier, as component 2 of product 1, whose file is
-    // three.dll. Identifiers are chosen so that their packed forms are plain to see.
-    const std::wstring installer = L"Machine\\Software\\Classes\\Installer\\";
-    const std::wstring product = L"1" + std::wstring(31, L'0'), file = L"2" + std::wstring(31, L'0');
-    const std::wstring component = L"3" + std::wstring(31, L'0');
-    const std::wstring rest(19, L'!'), descriptor = L"$" + rest + L"Feature>%" + rest + L'\0';
-    const std::wstring filesKey =
-        L"Machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\S-1-5-18\\";
-    constexpr wchar_t componentId[] = L"{00000003-0000-0000-0000-000000000000}";
-    struct Value {
-        std::wstring key;
-        const wchar_t* name;
-        std::wstring data;
-        DWORD type = REG_SZ;
-    };
+/// Puts values into the registry, "U=A; U/A:DLLPathEx=*one.dll": the default mail client of the user (U) or the machine
+/// (M) or what belongs to a client (U/A), the client of a program (P:store_probe.exe=A). A star stands for the folder of
+/// the copies, "(binary)" and "(expand)" behind a name for the type. "languages" and "component QUALIFIER" are what the
+/// installer knows.
+class ProviderTable : public ProviderLookup {
+  protected:
+    void Set(std::wstring_view values) const {
+        while (!values.empty()) {
+            const size_t end = values.find(L"; ");
+            SetOne(std::wstring(values.substr(0, end)));
+            values.remove_prefix(end == std::wstring_view::npos ? values.size() : end + 2);
+        }
+    }
+
+  private:
+    void SetOne(const std::wstring& value) const {
+        if (value == L"languages") {
+            m_key.Set(L"User\\Software\\Clients\\Mail\\A", L"MSIOfficeLCID", REG_MULTI_SZ,
+                      L"Software\\Languages\0UI\0"s);
+            return m_key.Set(L"User\\Software\\Languages", L"UI", REG_DWORD, L"\x0409");
+        }
+        if (value.starts_with(L"component ")) return SetComponent(value.substr(10));
+        static const std::pair<wchar_t, const wchar_t*> keys[] = {
+            {L'P', L"Machine\\Software\\Microsoft\\Windows Messaging Subsystem\\MSMapiApps"},
+            {L'U', L"User\\Software\\Clients\\Mail"},
+            {L'M', L"Machine\\Software\\Clients\\Mail"}};
+        const size_t is = value.find(L'='), at = std::min(value.find(L':'), is);
+        std::wstring key = value.substr(0, at), name = at == is ? L"" : value.substr(at + 1, is - at - 1);
+        for (const auto& [letter, path] : keys) {
+            if (key[0] == letter) key.replace(0, 1, path);
+        }
+        std::ranges::replace(key, L'/', L'\\');
+        const size_t type = name.find(L'(');
+        const DWORD number = type == std::wstring::npos ? REG_SZ
+                             : name[type + 1] == L'b'   ? REG_BINARY
+                                                        : REG_EXPAND_SZ;
+        name = name.substr(0, type);
+        const std::wstring data = value.substr(is + 1);
+        m_key.Set(key, name.empty() ? nullptr : name.c_str(), number,
+                  data.starts_with(L'*') ? Path(data.substr(1)) : data);
+    }
+
+    /// Component 3 by its qualifier, as component 2 of product 1, whose file is three.dll. Identifiers are chosen so that
+    /// their packed forms are plain to see.
+    void SetComponent(const std::wstring& qualifier) const {
+        const std::wstring installer = L"Machine\\Software\\Classes\\Installer\\", zeros(31, L'0'),
+                           rest(19, L'!');
+        const std::wstring files =
+            L"Machine\\Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\S-1-5-"
+            L"18\\Components\\";
+        m_key.Set(L"User\\Software\\Microsoft\\Installer\\Components\\3" + zeros, qualifier.c_str(),
+                  REG_MULTI_SZ, L"$" + rest + L"Feature>%" + rest + L'\0');
+        m_key.Set(installer + L"Products\\1" + zeros, L"ProductName", REG_SZ, L"Product");
+        m_key.Set(files + L"2" + zeros, (L"1" + zeros).c_str(), REG_SZ, Path(L"three.dll"));
+    }
+};
+
+TEST_F(ProviderTable, TakesTheFirstThatIsAPlatform) {
+    const std::wstring installed =
+        L"U=A; U/A:MSIComponentID={00000003-0000-0000-0000-000000000000}; U/A:DLLPathEx=*one.dll; ";
     const struct {
         const char* what;
-        std::vector<Value> values;
+        std::wstring values;
         const wchar_t* found;
     } cases[] = {
-        {"nothing is registered", {}, L""},
+        {"nothing is registered", L"", L""},
         {"the program's own client before the defaults",
-         {{programs, L"store_probe.exe", L"A"},
-          {user, nullptr, L"B"},
-          {machine + L"\\A", L"DLLPathEx", Path(L"one.dll")},
-          {user + L"\\B", L"DLLPathEx", Path(L"two.dll")}},
-         L"one.dll"},
-        {"another program's client does not count",
-         {{programs, L"other.exe", L"A"}, {machine + L"\\A", L"DLLPathEx", Path(L"one.dll")}},
-         L""},
+         L"P:store_probe.exe=A; U=B; M/A:DLLPathEx=*one.dll; U/B:DLLPathEx=*two.dll", L"one.dll"},
+        {"another program's client does not count", L"P:other.exe=A; M/A:DLLPathEx=*one.dll", L""},
         {"the user's default before the machine's",
-         {{user, nullptr, L"A"},
-          {machine, nullptr, L"B"},
-          {machine + L"\\A", L"DLLPathEx", Path(L"one.dll")},
-          {machine + L"\\B", L"DLLPathEx", Path(L"two.dll")}},
-         L"one.dll"},
+         L"U=A; M=B; M/A:DLLPathEx=*one.dll; M/B:DLLPathEx=*two.dll", L"one.dll"},
         {"the machine's default when the user's has no platform",
-         {{user, nullptr, L"A"},
-          {machine, nullptr, L"B"},
-          {user + L"\\A", L"DLLPathEx", noPlatform},
-          {machine + L"\\B", L"DLLPath", Path(L"two.dll")}},
-         L"two.dll"},
+         L"U=A; M=B; U/A:DLLPathEx=C:\\windows\\system32\\version.dll; M/B:DLLPath=*two.dll", L"two.dll"},
         {"the user's key of a client before the machine's",
-         {{machine, nullptr, L"A"},
-          {user + L"\\A", L"DLLPath", Path(L"one.dll")},
-          {machine + L"\\A", L"DLLPathEx", Path(L"two.dll")}},
-         L"one.dll"},
-        {"DLLPathEx before DLLPath",
-         {{user, nullptr, L"A"},
-          {user + L"\\A", L"DLLPath", Path(L"one.dll")},
-          {user + L"\\A", L"DLLPathEx", Path(L"two.dll")}},
-         L"two.dll"},
-        {"DLLPath when DLLPathEx does not load",
-         {{user, nullptr, L"A"},
-          {user + L"\\A", L"DLLPathEx", Path(L"missing.dll")},
-          {user + L"\\A", L"DLLPath", Path(L"two.dll")}},
+         L"M=A; U/A:DLLPath=*one.dll; M/A:DLLPathEx=*two.dll", L"one.dll"},
+        {"DLLPathEx before DLLPath", L"U=A; U/A:DLLPath=*one.dll; U/A:DLLPathEx=*two.dll", L"two.dll"},
+        {"DLLPath when DLLPathEx does not load", L"U=A; U/A:DLLPathEx=*missing.dll; U/A:DLLPath=*two.dll",
          L"two.dll"},
         {"a component that the installer does not know",
-         {{user, nullptr, L"A"},
-          {user + L"\\A", L"MSIComponentID", L"{6A5B1C9E-0000-4000-8000-00000000ABCD}"},
-          {user + L"\\A", L"MSIOfficeLCID", L"Software\\Languages\0UI\0"s, REG_MULTI_SZ},
-          {user + L"\\A", L"MSIApplicationLCID", L"1033"},
-          {user + L"\\A", L"DLLPathEx", Path(L"three.dll")}},
+         L"U=A; U/A:MSIComponentID={6A5B1C9E-0000-4000-8000-00000000ABCD}; languages; "
+         L"U/A:MSIApplicationLCID=1033; "
+         L"U/A:DLLPathEx=*three.dll",
          L"three.dll"},
         {"the installer's component, qualified as the language's value says",
-         {{user, nullptr, L"A"},
-          {user + L"\\A", L"MSIComponentID", componentId},
-          {user + L"\\A", L"MSIOfficeLCID", L"Software\\Languages\0UI\0"s, REG_MULTI_SZ},
-          {L"User\\Software\\Languages", L"UI", L"\x0409", REG_DWORD},
-          {user + L"\\A", L"DLLPathEx", Path(L"one.dll")},
-          {L"User\\Software\\Microsoft\\Installer\\Components\\" + component, L"1033", descriptor,
-           REG_MULTI_SZ},
-          {installer + L"Products\\" + product, L"ProductName", L"Product"},
-          {filesKey + L"Components\\" + file, product.c_str(), Path(L"three.dll")}},
-         L"three.dll"},
+         installed + L"languages; component 1033", L"three.dll"},
         {"the installer's component, qualified by the value itself",
-         {{user, nullptr, L"A"},
-          {user + L"\\A", L"MSIComponentID", componentId},
-          {user + L"\\A", L"MSIApplicationLCID", L"main"},
-          {user + L"\\A", L"DLLPathEx", Path(L"one.dll")},
-          {L"User\\Software\\Microsoft\\Installer\\Components\\" + component, L"main", descriptor,
-           REG_MULTI_SZ},
-          {installer + L"Products\\" + product, L"ProductName", L"Product"},
-          {filesKey + L"Components\\" + file, product.c_str(), Path(L"three.dll")}},
-         L"three.dll"},
+         installed + L"U/A:MSIApplicationLCID=main; component main", L"three.dll"},
         {"the installer's component without a language that fits",
-         {{user, nullptr, L"A"},
-          {user + L"\\A", L"MSIComponentID", componentId},
-          {user + L"\\A", L"MSIApplicationLCID", L"other"},
-          {user + L"\\A", L"DLLPathEx", Path(L"one.dll")},
-          {L"User\\Software\\Microsoft\\Installer\\Components\\" + component, L"main", descriptor,
-           REG_MULTI_SZ},
-          {installer + L"Products\\" + product, L"ProductName", L"Product"},
-          {filesKey + L"Components\\" + file, product.c_str(), Path(L"three.dll")}},
-         L"one.dll"},
-        {"the sample platform",
-         {{programs, L"store_probe.exe", L"A"},
-          {machine + L"\\A", L"DLLPathEx", ProgramFolder() + L"qvmailbox.dll"}},
+         installed + L"U/A:MSIApplicationLCID=other; component main", L"one.dll"},
+        {"the sample platform", L"P:store_probe.exe=A; M/A:DLLPathEx=" + ProgramFolder() + L"qvmailbox.dll",
          L"qvmailbox.dll"},
-        {"an expandable path",
-         {{user, nullptr, L"A"},
-          {user + L"\\A", L"DLLPathEx", L"%QUORVEL_TEST_FOLDER%\\one.dll", REG_EXPAND_SZ}},
-         L"one.dll"},
-        {"a path that is not to be expanded",
-         {{user, nullptr, L"A"}, {user + L"\\A", L"DLLPathEx", L"%QUORVEL_TEST_FOLDER%\\one.dll"}},
-         L""},
-        {"a bare name in the current directory",
-         {{user, nullptr, L"A"}, {user + L"\\A", L"DLLPathEx", L"one.dll"}},
-         L""},
-        {"a path relative to it", {{user, nullptr, L"A"}, {user + L"\\A", L"DLLPathEx", L".\\one.dll"}}, L""},
-        {"a bare name beside the program",
-         {{user, nullptr, L"A"}, {user + L"\\A", L"DLLPathEx", L"recording_platform.dll"}},
+        {"an expandable path", L"U=A; U/A:DLLPathEx(expand)=%QUORVEL_TEST_FOLDER%\\one.dll", L"one.dll"},
+        {"a path that is not to be expanded", L"U=A; U/A:DLLPathEx=%QUORVEL_TEST_FOLDER%\\one.dll", L""},
+        {"a bare name in the current directory", L"U=A; U/A:DLLPathEx=one.dll", L""},
+        {"a path relative to it", L"U=A; U/A:DLLPathEx=.\\one.dll", L""},
+        {"a bare name beside the program", L"U=A; U/A:DLLPathEx=recording_platform.dll",
          L"recording_platform.dll"},
-        {"a client without a key", {{user, nullptr, L"A"}, {machine, nullptr, L""}}, L""},
-        {"a value that is no text",
-         {{user, nullptr, L"A"}, {user + L"\\A", L"DLLPathEx", Path(L"one.dll"), REG_BINARY}},
-         L""},
+        {"a client without a key", L"U=A; M=", L""},
+        {"a value that is no text", L"U=A; U/A:DLLPathEx(binary)=*one.dll", L""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        for (const Value& value : c.values) m_key.Set(value.key, value.name, value.type, value.data);
+        Set(c.values);
         EXPECT_EQ(Find(), c.found);
     }
 }
