@@ -17,6 +17,8 @@ long g_left = 0;
 /// Whether all are refused from then on.
 bool g_exhausted = false;
 bool g_struck = false;
+/// Bytes that are allocated now.
+size_t g_bytes = 0;
 
 /// The platform's own allocations do not count: while it carries out a call, nobody watches.
 bool IsRefused() {
@@ -36,16 +38,20 @@ void* operator new(size_t size) {
     if (IsRefused()) throw std::bad_alloc();
     void* const block = HeapAlloc(GetProcessHeap(), 0, size);
     if (!block) throw std::bad_alloc();
+    g_bytes += size;
     return block;
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return IsRefused() ? nullptr : HeapAlloc(GetProcessHeap(), 0, size);
+    void* const block = IsRefused() ? nullptr : HeapAlloc(GetProcessHeap(), 0, size);
+    if (block) g_bytes += size;
+    return block;
 }
 void operator delete(void* block) noexcept {
+    if (block) g_bytes -= HeapSize(GetProcessHeap(), 0, block);
     HeapFree(GetProcessHeap(), 0, block);
 }
 void operator delete(void* block, size_t) noexcept {
-    HeapFree(GetProcessHeap(), 0, block);
+    operator delete(block);
 }
 
 namespace {
@@ -301,6 +307,21 @@ TEST_F(Memory, RunsOutWhereNamesComeInLate) {
         }
     }
     std::printf("swept allocations: %u refused where names come in late\n", g_failures);
+}
+
+TEST_F(Memory, OfARefusedItemNothingStays) {
+    CDuplicateSearch search;
+    Create(search, {Tagged(L"Subject", PR_SUBJECT_W), Tagged(L"Number", PR_IMPORTANCE),
+                    Derived(L"Phone", propexAnyPhone)});
+    TestItem refused =
+        Inbox().Item().Subject(std::wstring(1500, L's')).Error(PR_IMPORTANCE, MAPI_E_NO_ACCESS);
+    ASSERT_EQ(Add(search, Inbox().Item().Subject(L"a")), 0);
+    const CapturedLog log(0);
+    const auto refuse = [&] { ASSERT_EQ(Add(search, refused), -1); };
+    refuse();
+    const size_t before = g_bytes;
+    for (int i = 0; i < 200; ++i) refuse();
+    EXPECT_LT(g_bytes, before + 20'000) << "an item that is refused has 3,000 bytes of values";
 }
 
 // Names are changed in place by their first comparison: one pair of apostrophes is taken off, once.

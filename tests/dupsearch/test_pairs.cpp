@@ -136,10 +136,6 @@ TEST_F(Pairs, HalfANameIsNotEnough) {
          {.first = ann, .homePhone = L"555-1234"},
          {.first = ann, .homePhone = L"5551234"},
          false},
-        {"first name and work phone",
-         {.first = ann, .workPhone = L"5551234"},
-         {.first = ann, .workPhone = L"5551234"},
-         true},
         {"home phone at work",
          {.first = ann, .homePhone = L"5551234"},
          {.first = ann, .workPhone = L"5551234"},
@@ -164,6 +160,27 @@ TEST_F(Pairs, HalfANameIsNotEnough) {
             EXPECT_EQ(AreEqual(compared, saSimilar, {cleContFirstLast}, c.b, c.a), !c.exempt)
                 << c.what << ", swapped";
         }
+    }
+}
+
+// Of the telephones only those of the person tell who it is.
+TEST_F(Pairs, SomePhonesAreNobodysOwn) {
+    const ULONG shared[] = {PR_BUSINESS_TELEPHONE_NUMBER_W,
+                            PR_BUSINESS2_TELEPHONE_NUMBER_W,
+                            PR_BUSINESS_FAX_NUMBER_W,
+                            PR_COMPANY_MAIN_PHONE_NUMBER_W,
+                            PR_TELEX_NUMBER_W,
+                            PR_ASSISTANT_TELEPHONE_NUMBER_W};
+    for (const ULONG tag : kPhoneTags) {
+        const Write write = [tag](TestItem& item) {
+            item.Text(PR_MESSAGE_CLASS_W, L"IPM.Contact").Text(PR_GIVEN_NAME_W, L"Ann").Text(tag, L"5551234");
+        };
+        EXPECT_EQ(AreEqual({Tagged(L"Key", PR_MESSAGE_CLASS_W), Tagged(L"Key", PR_GIVEN_NAME_W),
+                            Tagged(L"Key", PR_SURNAME_W), Derived(L"Key", propexAnyEmail),
+                            Derived(L"", propexAnyPhone, cmLast7Digits)},
+                           saSimilar, {cleContFirstLast}, write, write),
+                  std::ranges::count(shared, tag) == 0)
+            << std::hex << tag;
     }
 }
 

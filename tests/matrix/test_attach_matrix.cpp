@@ -151,11 +151,14 @@ TEST_F(AttachMatrix, ComparesEmbeddedItemsBySubjectAndBody) {
         TestItem inner = Inbox().Item().Subject(subject).Body(body).Text(PR_DISPLAY_NAME_W, keyword);
         return Inbox().Item().AttachMessage(L"inner", inner);
     };
-    const auto matrix = MakeOf({embedding(L"s", L"body", L"1"), embedding(L"s", L"body", L"2"),
-                                embedding(L"S", L"body", L"1"), embedding(L"s", L"Body", L"1")});
-    const std::string columns = Built(matrix);
-    EXPECT_EQ(columns.substr(columns.find(':')).substr(0, 12), ": 0 0 -1 -1\n");
-    EXPECT_EQ(CmpMatrix_AttachCount(matrix.get()), 3);
+    // Of one size all of them, a body that ends before the others too.
+    const auto matrix = MakeOf({embedding(L"s", L"bod", L"11"), embedding(L"s", L"body", L"1"),
+                                embedding(L"s", L"body", L"2"), embedding(L"S", L"body", L"1"),
+                                embedding(L"s", L"Body", L"1"), embedding(L"s", L"bod", L"11")});
+    std::string columns = Built(matrix);
+    const std::string name = columns.substr(0, columns.find(':'));
+    for (size_t at; (at = columns.find(name)) != std::string::npos;) columns.erase(at, name.size());
+    EXPECT_EQ(columns, ": 0 -1 -1 -1 -1 0\n: -1 0 0 -1 -1 -1\n: -1 -1 -1 0 -1 -1\n: -1 -1 -1 -1 0 -1\n");
 }
 
 TEST_F(AttachMatrix, ComparesContentsToTheLastByte) {

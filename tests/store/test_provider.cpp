@@ -131,7 +131,7 @@ class ProviderTable : public ProviderLookup {
         const size_t is = value.find(L'='), at = std::min(value.find(L':'), is);
         std::wstring key = value.substr(0, at), name = at == is ? L"" : value.substr(at + 1, is - at - 1);
         for (const auto& [letter, path] : keys) {
-            if (key[0] == letter) key.replace(0, 1, path);
+            if (value[0] == letter) key.replace(0, 1, path);
         }
         std::ranges::replace(key, L'/', L'\\');
         const size_t type = name.find(L'(');
