@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Writes a C++ source that holds the script and the style of the HTML report, with the hash by which the page permits the script.
+"""Writes a C++ source that holds the style and the script of the HTML report, with the hash by which the page permits the script.
 
-usage: embed_page.py SCRIPT STYLE OUTPUT
+usage: embed_page.py OUTPUT STYLE SCRIPT...
 """
 import base64
 import hashlib
@@ -16,17 +16,17 @@ def literal(data: bytes) -> str:
 
 
 def main() -> None:
-    script, style, output = map(pathlib.Path, sys.argv[1:])
+    output, style, *scripts = map(pathlib.Path, sys.argv[1:])
+    script = b"".join(path.read_bytes() for path in scripts)
     lines = ['#include "host/page_files.h"', "namespace host {"]
-    for name, path in (("Script", script), ("Style", style)):
-        data = path.read_bytes()
+    for name, data in (("Script", script), ("Style", style.read_bytes())):
         # Either would end the element, or begin what hides its end.
         for forbidden in (b"</", b"<!--"):
             if forbidden in data:
-                sys.exit(f"{path} holds {forbidden.decode()}, which cannot stand in a page")
+                sys.exit(f"the {name.lower()} of the page holds {forbidden.decode()}, which cannot stand in it")
         lines.append(f"static constexpr unsigned char k{name}Bytes[] = {literal(data)};")
         lines.append(f"const std::string_view kPage{name}(reinterpret_cast<const char*>(k{name}Bytes), sizeof k{name}Bytes);")
-    digest = base64.b64encode(hashlib.sha256(script.read_bytes()).digest()).decode()
+    digest = base64.b64encode(hashlib.sha256(script).digest()).decode()
     lines += [f'const std::string_view kPageScriptHash = "sha256-{digest}";', "}  // namespace host", ""]
     output.write_text("\n".join(lines), encoding="utf-8")
 

@@ -2,7 +2,7 @@
 // What the script of the HTML report works on: the groups of all kinds, as one compact JSON text, and the values of
 // their items, a line of JSON a group, which the script reads when somebody looks.
 //
-// host/report/page.js says what stands where. Texts of the mailbox are made visible before they come in, and nothing
+// host/report/decide.js says what stands where. Texts of the mailbox are made visible before they come in, and nothing
 // in the result can end the element that it stands in.
 
 #include <map>

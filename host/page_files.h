@@ -1,5 +1,5 @@
 #pragma once
-// The script and the style of the HTML report, host/report/page.js and page.css: the build puts them into the program.
+// The script and the style of the HTML report, the files of host/report: the build puts them into the program.
 
 #include <string_view>
 

@@ -1,196 +1,16 @@
 // The report as a page to decide in. It stands in one file with what it works on and asks nobody for anything.
 //
-// #data holds the groups of all kinds, #values a line of JSON a group with the values of its items, which is read when
-// somebody looks. Rows are made when they come into view and go when they are far from it: what the page costs depends
-// on what is seen of it, and not on what was found. Without scripts, or should this one fail, the page shows the lists
-// of its noscript element.
+// Rows are made when they come into view and go when they are far from it: what the page costs depends on what is seen
+// of it, and not on what was found. Without scripts, or should this one fail, the page shows the lists of its noscript
+// element.
 'use strict';
-(() => {
-    const KEEP = 0, MOVE = 1, LEAVE = 2;
-    const DECISIONS = ['keep', 'move', 'leave'];
-    const DUPLICATES = 0, NEAR = 1, RESEMBLING = 2;
-    const FOUND = ['duplicates', 'near', 'resembling'];
-    const FOUND_NAMES = ['duplicates', 'near pair', 'resembling'];
-    const LOSS = 1;  // what the scan made of an item: it would take something with it
+function start(report) {
+    const {KEEP, MOVE, LEAVE, DECISIONS, DUPLICATES, RESEMBLING, FOUND_NAMES, ANY, ORDERS, data, groups, filter, state,
+           kept, place, titleOf, sourceText, decide, treat, valuesOf, cellText, lossesOf, passes, totals, decisions} = report;
     const GROUPS_A_CHUNK = 25;
     const FOLD_FROM = 160;  // characters of a value
-    const ANY = '';
-
     const list = document.getElementById('list');
-    const fallback = list.querySelector('noscript');
-    const data = JSON.parse(document.getElementById('data').textContent);
-    const lines = document.getElementById('values').textContent.split('\n');
-
-    // ---- what was found, and what is decided of it
-
-    // An item as the report has it: [folder, number, end of its identifier, modified, check over its values, size, fate,
-    // {t: title, w: when, s: [folder, file, entry] that it was made from, l: properties that only it has}]
-    function readItem(row, first) {
-        const [folder, number, ending, modified, values, size, fate, more = {}] = row;
-        const [path, store, folderId, prefix, isProtected] = data.folders[folder];
-        return {
-            folder, number, modified: modified.length === 19 ? modified + '.0000000Z' : modified, values, size, fate,
-            title: more.t ?? first.title, when: more.w ?? first.when, source: more.s, losses: more.l ?? [],
-            path, folderId, storeId: data.stores[store], entryId: prefix + ending, isProtected: isProtected === 1,
-            decision: LEAVE,
-        };
-    }
-
-    // A group: [found, definitions, why, check, who, items, apart]
-    function readGroup(row, index) {
-        const [found, definitions, why, check, who, rows, apart] = row;
-        const group = {index, found, why, check, who, apart, items: [], kind: data.definitions[definitions].kind,
-                       isActive: found === DUPLICATES, isOpen: false};
-        for (const one of rows) group.items.push(readItem(one, group.items[0]));
-        propose(group);
-        return group;
-    }
-
-    // What the scan would do; of what is not decided to be duplicates, nothing.
-    function propose(group) {
-        group.items.forEach((item, i) => {
-            const moves = group.found === DUPLICATES ? item.fate === 0 : group.isActive && !item.isProtected;
-            item.decision = i === 0 ? KEEP : moves ? MOVE : LEAVE;
-        });
-    }
-
-    const groups = data.groups.map(readGroup);
-    const occurrences = new Map();  // of items that are in more than one group
-    const first = new Map();
-    for (const group of groups) {
-        for (const item of group.items) {
-            const key = item.storeId + item.entryId;
-            if (!first.has(key)) first.set(key, group);
-            else occurrences.set(key, [...(occurrences.get(key) ?? [first.get(key)]), group]);
-        }
-    }
-
-    const kept = (group) => group.items.findIndex((item) => item.decision === KEEP);
-    const moves = (group) => group.isActive && group.items.some((item) => item.decision === MOVE);
-    const place = (item) => `${item.path}#${item.number}`;
-    const titleOf = (item) => item.title || '(no title)';
-
-    // Why what a group does cannot be done beside what the others do: no item goes twice, and none goes that another
-    // group rests on.
-    function conflict(group) {
-        if (!moves(group)) return '';
-        for (const item of group.items) {
-            if (item.decision === LEAVE) continue;
-            const key = item.storeId + item.entryId;
-            for (const other of occurrences.get(key) ?? []) {
-                if (other === group || !moves(other)) continue;
-                const same = other.items.find((one) => one.storeId + one.entryId === key);
-                if (same.decision === LEAVE || (same.decision === KEEP && item.decision === KEEP)) continue;
-                const what = same.decision === KEEP ? 'is the copy that is kept' : 'is moved';
-                return `${place(item)} ${what} in another group, “${titleOf(other.items[0])}”: decide there first.`;
-            }
-        }
-        return '';
-    }
-
-    function change(group, act) {
-        const before = [group.isActive, ...group.items.map((item) => item.decision)];
-        const refused = act() || conflict(group);
-        if (refused) {
-            group.isActive = before[0];
-            group.items.forEach((item, i) => { item.decision = before[i + 1]; });
-        } else {
-            isSaved = false;
-        }
-        return refused;
-    }
-
-    // One copy of each group stays: who takes that from one gives it to another. Returns why not, or nothing.
-    function decide(group, index, decision) {
-        const item = group.items[index];
-        if (item.decision === decision) return '';
-        return change(group, () => {
-            if (decision === MOVE && item.isProtected) return `${place(item)} is in a protected folder: it stays.`;
-            if (decision === KEEP) {
-                const other = group.items[kept(group)];
-                other.decision = item.decision === MOVE && !other.isProtected ? MOVE : LEAVE;
-            } else if (item.decision === KEEP) {
-                const others = group.items.filter((one) => one !== item);
-                (others.find((one) => one.decision === LEAVE) ?? others[0]).decision = KEEP;
-            }
-            item.decision = decision;
-            return '';
-        });
-    }
-
-    // Whether pairs and resembling ones are treated as duplicates.
-    function treat(group, isActive) {
-        return change(group, () => {
-            group.isActive = isActive;
-            propose(group);
-            return '';
-        });
-    }
-
-    // ---- values
-
-    const valuesOf = (group) => JSON.parse(lines[group.index] || '{}');
-    const cellText = (row, column) => {
-        const value = row[column + 2];
-        return typeof value === 'number' ? row[value + 2] : value ?? '';
-    };
-
-    // What only an item has: [property, its value, what the kept copy has]. The scan looked at everything in the items
-    // against the copy that it proposed; against another one this page sees what is in the table.
-    function lossesOf(group, index) {
-        const against = kept(group);
-        if (index === against) return [];
-        const values = valuesOf(group);
-        if (against === 0) {
-            return (values.l ?? []).filter((loss) => loss[0] === index).map((loss) => [data.texts[loss[1]], loss[2], loss[3]]);
-        }
-        return (values.r ?? []).filter((row) => row[1] === 1 && cellText(row, index) && cellText(row, index) !== cellText(row, against))
-            .map((row) => [data.texts[row[0]], cellText(row, index), cellText(row, against)]);
-    }
-
-    const hasLosses = (group, index) =>
-        kept(group) === 0 ? group.items[index].losses.length > 0 : lossesOf(group, index).length > 0;
-
-    // ---- filter and order
-
-    const filter = {text: '', kind: ANY, found: ANY, folder: ANY, why: ANY, loss: ANY, sort: 'report'};
-    const lowered = [];
-
-    function holdsText(group, text) {
-        const seen = [group.who, data.texts[group.why]];
-        for (const item of group.items) seen.push(item.title, place(item), sourceText(item));
-        if (seen.some((one) => one.toLowerCase().includes(text))) return true;
-        // The line is JSON: what looks like a find in it is looked at once more as text.
-        const raw = JSON.stringify(text).slice(1, -1).replaceAll('<', '\\u003c');
-        lowered[group.index] ??= (lines[group.index] ?? '').toLowerCase();
-        if (!lowered[group.index].includes(raw)) return false;
-        const values = valuesOf(group);
-        const texts = [...(values.r ?? []), ...(values.l ?? [])].flat();
-        return texts.some((one) => typeof one === 'string' && one.toLowerCase().includes(text));
-    }
-
-    function passes(group) {
-        return (filter.kind === ANY || group.kind === filter.kind) &&
-            (filter.found === ANY || group.found === Number(filter.found)) &&
-            (filter.why === ANY || group.why === Number(filter.why)) &&
-            (filter.folder === ANY || group.items.some((item) => item.folder === Number(filter.folder))) &&
-            (filter.loss === ANY || group.items.some((item) =>
-                filter.loss === 'any' ? item.losses.length > 0 : item.losses.includes(Number(filter.loss)))) &&
-            (filter.text === '' || holdsText(group, filter.text));
-    }
-
-    const extra = (group) => group.items.reduce((sum, item, i) => sum + (i === 0 ? 0 : item.size), 0);
-    const byDate = (a, b) => a.items[0].when < b.items[0].when ? -1 : a.items[0].when > b.items[0].when ? 1 : 0;
-    const ORDERS = {
-        report: ['as found', () => 0],
-        size: ['largest first', (a, b) => extra(b) - extra(a)],
-        newest: ['newest first', (a, b) => byDate(b, a)],
-        oldest: ['oldest first', byDate],
-        count: ['most copies first', (a, b) => b.items.length - a.items.length],
-    };
-
     let shown = groups;
-    let isSaved = true;
 
     // ---- the elements of the page
 
@@ -212,12 +32,6 @@
         let amount = bytes / 1024, unit = 0;
         for (; amount >= 1024 && unit < 3; ++unit) amount /= 1024;
         return `${amount < 10 ? amount.toFixed(1) : amount.toFixed(0)} ${['KB', 'MB', 'GB', 'TB'][unit]}`;
-    }
-
-    function sourceText(item) {
-        if (!item.source) return '';
-        const [folder, name, entry] = item.source;
-        return data.sources[folder] + name + (entry ? `, entry ${entry}` : '');
     }
 
     function cell(text) {
@@ -369,22 +183,6 @@
 
     // ---- what would be done
 
-    function totals() {
-        const sum = {moved: 0, bytes: 0, left: 0, lossy: 0, groups: 0};
-        for (const group of groups) {
-            if (!group.isActive) continue;
-            group.items.forEach((item, i) => {
-                if (item.decision === LEAVE) ++sum.left;
-                if (item.decision !== MOVE) return;
-                ++sum.moved;
-                sum.bytes += item.size;
-                if (!data.policy.allowLoss && hasLosses(group, i)) ++sum.lossy;
-            });
-            sum.groups += moves(group);
-        }
-        return sum;
-    }
-
     function summarise() {
         const sum = totals();
         summary.textContent = `${count(sum.moved, 'item', 'items')} of ${count(sum.groups, 'group', 'groups')} would be moved (${sizeText(sum.bytes)})` +
@@ -394,25 +192,13 @@
 
     const say = (text) => { status.textContent = text; };
 
-    // ---- saving: docs/schemas/decisions.schema.json
-
-    function decisions() {
-        const named = groups.filter((group) => group.found === DUPLICATES || group.isActive).map((group) => JSON.stringify({
-            found: FOUND[group.found], kind: group.kind, check: group.check,
-            items: group.items.map((item) => ({
-                decision: DECISIONS[item.decision], folder: item.path, number: item.number, title: item.title, modified: item.modified,
-                protected: item.isProtected, values: item.values, entryId: item.entryId, folderId: item.folderId, storeId: item.storeId,
-            })),
-        }));
-        const head = JSON.stringify({format: 'quorvel-decisions', version: 1, scan: data.scan, policy: data.policy, definitions: data.definitions});
-        return `${head.slice(0, -1)},"groups":[\n${named.join(',\n')}\n]}\n`;
-    }
+    // ---- saving
 
     function save() {
         const url = URL.createObjectURL(new Blob([decisions()], {type: 'application/json'}));
         make('a', {href: url, download: 'decisions.json'}).click();
         setTimeout(() => URL.revokeObjectURL(url), 60000);
-        isSaved = true;
+        state.isSaved = true;
         say('Saved as decisions.json. See what it comes to with: quorvel clean --from decisions.json');
     }
 
@@ -548,19 +334,21 @@
         for (const group of shown) group.isOpen = group.wasOpen;
         show();
     });
-    window.addEventListener('beforeunload', (event) => { if (!isSaved) event.preventDefault(); });
+    window.addEventListener('beforeunload', (event) => { if (!state.isSaved) event.preventDefault(); });
 
-    try {
-        document.getElementById('folders').open = false;
-        list.before(controls);
-        list.after(bar);
-        show();
-        summarise();
-    } catch (error) {
-        // Better a report to read than none.
-        controls.remove();
-        bar.remove();
-        list.innerHTML = fallback.textContent;
-        throw error;
-    }
-})();
+    document.getElementById('folders').open = false;
+    list.before(controls);
+    list.after(bar);
+    show();
+    summarise();
+}
+
+const withoutScripts = document.querySelector('#list noscript');
+try {
+    start(readReport());
+} catch (error) {
+    // Better a report to read than none.
+    document.querySelectorAll('#controls, #bar').forEach((part) => part.remove());
+    document.getElementById('list').innerHTML = withoutScripts.textContent;
+    throw error;
+}

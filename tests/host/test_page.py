@@ -286,6 +286,10 @@ class Page(HostTest):
         for part in ("Kept: Mailbox/In<b>ox#1", "differ in <b>Sent</b>", "Contacts that resemble one another", "Nine fathoms.", HOSTILE):
             self.assertIn(part, text)
 
+    def test_a_script_that_fails_leaves_a_report_to_read(self) -> None:
+        self.page.write_text(self.page.read_text(encoding="utf-8").replace('{"scan":', '{"scan', 1), encoding="utf-8")
+        self.assertIn("Kept: Mailbox/In<b>ox#1", self.open().run("return document.querySelector('#list').textContent"))
+
 
 BOXES = """return [...document.querySelectorAll('.bars .row')].map(
     row => [row, ...row.children].map(e => { const b = e.getBoundingClientRect(); return [b.left, b.top, b.right, b.bottom]; }))"""
