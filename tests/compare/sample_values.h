@@ -1,5 +1,5 @@
 #pragma once
-// Values for comparison tests: an arena that keeps what they point to, random texts, real data.
+// Values for comparison tests: an arena that keeps what they point to, random texts, those of the sample mailbox.
 
 #include <gtest/gtest.h>
 #include <mapidefs.h>
@@ -111,13 +111,11 @@ class RandomTexts {
     std::mt19937 m_random;
 };
 
-/// First groups of a pattern's matches in the files of the shared data with the given extension.
-inline std::vector<std::string> FromSharedData(const char* folder, const char* extension,
-                                               const char* pattern) {
+/// First groups of a pattern's matches in the sample mailbox's files with the given extension.
+inline std::vector<std::string> FromSamples(const char* extension, const char* pattern) {
     namespace fs = std::filesystem;
     std::vector<std::string> found;
-    std::error_code error;
-    for (const auto& file : fs::recursive_directory_iterator(fs::path(QUORVEL_SHARED_DATA) / folder, error)) {
+    for (const auto& file : fs::recursive_directory_iterator(QUORVEL_SAMPLES)) {
         if (file.path().extension() != extension) continue;
         std::ifstream stream(file.path(), std::ios::binary);
         const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
