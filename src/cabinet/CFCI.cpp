@@ -20,11 +20,11 @@ constexpr size_t kLongestName = 255;
 constexpr DWORD kStoredAttributes =
     FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE;
 
-struct HandleCloser {
+struct THandleCloser {
     using pointer = HANDLE;
     void operator()(HANDLE handle) const { CloseHandle(handle); }
 };
-struct HeapDeleter {
+struct THeapDeleter {
     void operator()(char* text) const { free(text); }
 };
 
@@ -187,7 +187,7 @@ bool CFCI::Admits(const char* source, const char* storedName, ULONGLONG* size) c
     if (length == 0 || length > kLongestName || m_nFiles >= m_nMostFiles) return false;
     const HANDLE handle = OpenSource(source);
     if (handle == INVALID_HANDLE_VALUE) return false;
-    const std::unique_ptr<HANDLE, HandleCloser> file(handle);
+    const std::unique_ptr<HANDLE, THandleCloser> file(handle);
     LARGE_INTEGER bytes;
     if (!GetFileSizeEx(handle, &bytes)) return false;
     *size = static_cast<ULONGLONG>(bytes.QuadPart);
@@ -252,7 +252,7 @@ int CFCI::Delete(char* name, int* error) {
 BOOL CFCI::GetTempFile(char* name, int capacity) {
     char directory[] = "";
     char prefix[] = "xx";
-    const std::unique_ptr<char, HeapDeleter> made(_tempnam(directory, prefix));
+    const std::unique_ptr<char, THeapDeleter> made(_tempnam(directory, prefix));
     if (!made || capacity <= 0) return FALSE;
     const size_t size = strlen(made.get()) + 1;
     if (size > static_cast<size_t>(capacity)) return FALSE;
@@ -282,7 +282,7 @@ INT_PTR CFCI::GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* attrib
     {
         const HANDLE handle = OpenSource(name);
         if (handle == INVALID_HANDLE_VALUE) return -1;
-        const std::unique_ptr<HANDLE, HandleCloser> file(handle);
+        const std::unique_ptr<HANDLE, THandleCloser> file(handle);
         BY_HANDLE_FILE_INFORMATION information;
         if (!GetFileInformationByHandle(handle, &information)) return -1;
         ToLocalDosTime(information.ftLastWriteTime, date, time);

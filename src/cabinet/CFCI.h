@@ -76,10 +76,10 @@ class CFCI {
                   ULONGLONG largestFolder = kLargestFolder);
 
   private:
-    struct LibraryDeleter {
+    struct TLibraryDeleter {
         void operator()(HMODULE library) const { FreeLibrary(library); }
     };
-    using Library = std::unique_ptr<std::remove_pointer_t<HMODULE>, LibraryDeleter>;
+    using Library = std::unique_ptr<std::remove_pointer_t<HMODULE>, TLibraryDeleter>;
 
     void Bind(const char* library);
     void MakeTemplate(const char* name);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr LONG kMinutesPerDay = 1440;
 
-enum Field : size_t { fieldDuration, fieldStart, fieldEnd, fieldAllDay, kFields };
+enum EField : size_t { fieldDuration, fieldStart, fieldEnd, fieldAllDay, kFields };
 // The flag is last: it is read only when somebody asks for it.
 constexpr EName kFieldNames[kFields] = {nameApntDuration, nameApntStart, nameApntEnd, nameApntAllDay};
 

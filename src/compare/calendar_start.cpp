@@ -10,9 +10,9 @@ namespace {
 constexpr WORD kCanonicalYear = 1602;
 
 /// The assertions below are known by these numbers in the log.
-enum Step { stepToLocal = 1, stepToFields, stepFromFields, stepToUtc };
+enum EStep { stepToLocal = 1, stepToFields, stepFromFields, stepToUtc };
 
-bool Check(bool succeeded, const char* tag, Step step) {
+bool Check(bool succeeded, const char* tag, EStep step) {
     g_Log.Assert(succeeded, tag, step, nullptr);
     return succeeded;
 }

@@ -14,9 +14,9 @@
 namespace {
 
 /// The item's entry-identifier text for a message; empty when it cannot be read.
-class EntryIdOf {
+class CEntryIdOf {
   public:
-    explicit EntryIdOf(IMessage* item) : m_text(store::EntryID2Str(item)) {}
+    explicit CEntryIdOf(IMessage* item) : m_text(store::EntryID2Str(item)) {}
     const char* Text() const { return m_text ? m_text.get() : ""; }
 
   private:
@@ -34,7 +34,7 @@ HRESULT compare::CountProps(IMessage* item, SPropTagArray* tags, long* filled, U
     const HRESULT hr = store::GetProps(item, tags, &count, values);
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(tag, "lpItem->GetProps returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
-                    EntryIdOf(item).Text());
+                    CEntryIdOf(item).Text());
         return hr;
     }
     if (tags->cValues != count) {
@@ -62,7 +62,7 @@ namespace {
 constexpr ULONG kChunk = 512;
 
 /// One side of a stream comparison: its stream, none for a missing property, and the chunk read last.
-struct StreamSide {
+struct TStreamSide {
     ComPtr<IStream> stream;
     // Room for a terminator, which an odd number of bytes puts across two wide characters.
     alignas(wchar_t) BYTE bytes[kChunk + 4];
@@ -91,7 +91,7 @@ struct StreamSide {
     }
 };
 
-int CompareChunkBytes(const StreamSide& a, const StreamSide& b) {
+int CompareChunkBytes(const TStreamSide& a, const TStreamSide& b) {
     const ULONG common = a.count < b.count ? a.count : b.count;
     const int order = common == 0 ? 0 : std::memcmp(a.bytes, b.bytes, common);
     return order != 0 ? order : (a.count > b.count) - (a.count < b.count);
@@ -107,17 +107,17 @@ HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2,
     const ULONG type = PROP_TYPE(tag1);
     *compared = false;
 
-    StreamSide side1, side2;
+    TStreamSide side1, side2;
     HRESULT hr = side1.Open(item1, tag1);
     if (hr != S_OK) {
         g_Log.Error(calls.tag, "lpMessage1->OpenProperty returned 0x%x, EntryID = %s\n",
-                    static_cast<unsigned>(hr), EntryIdOf(item1).Text());
+                    static_cast<unsigned>(hr), CEntryIdOf(item1).Text());
         return hr;
     }
     hr = side2.Open(item2, tag2);
     if (hr != S_OK) {
         g_Log.Error(calls.tag, "lpMessage2->OpenProperty returned 0x%x, EntryID = %s\n",
-                    static_cast<unsigned>(hr), EntryIdOf(item2).Text());
+                    static_cast<unsigned>(hr), CEntryIdOf(item2).Text());
         return hr;
     }
 
@@ -142,7 +142,7 @@ HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2,
 // may be equal to none at all there: a stream with such a block equals some that are not equal to each other.
 THash compare::HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
     const ULONG type = PROP_TYPE(tag);
-    StreamSide side;
+    TStreamSide side;
     if (side.Open(item, tag) != S_OK || side.Read() != S_OK || side.StartsEmpty(type)) return std::nullopt;
     const THash none = texts.Hash(L"", cmExact);
     uint64_t hash = 0;

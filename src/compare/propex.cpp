@@ -22,7 +22,7 @@ ULONG TextType(bool unicode) {
 }
 
 /// The tags of a derived value that the store knows, each with the kind it stands for.
-struct KindTags {
+struct TKindTags {
     SizedSPropTagArray(kPhoneKinds, tags) = {};
     ULONG kinds[kPhoneKinds] = {};
 
@@ -44,28 +44,28 @@ HRESULT NewNotFound(ULONG id, const char* tag, SPropValue** value) {
 }
 
 /// What the elements of a derived value are read from: published properties, or names of the address set.
-struct TextSources {
+struct TTextSources {
     unsigned propex;
     ULONG id;  // of the derived value's tag
     const char* logTag;
     std::span<const ULONG> tags;
     std::span<const EName> names;
 };
-constexpr TextSources kTextSources[] = {
+constexpr TTextSources kTextSources[] = {
     {propexAnyAddress, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses", {}, kPostalAddresses},
     {propexAnyEmail, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", {}, kEmails},
     {propexAnyPhone, kIdAnyPhone, "QuorvelProps.ContactItem_Phones", kPhoneTags, {}},
     {propexSenders, kIdSenders, "MailItem_Senders", kSenderTags, {}},
 };
 
-const TextSources* FindTextSources(unsigned propex) {
-    const auto found = std::ranges::find(kTextSources, propex, &TextSources::propex);
+const TTextSources* FindTextSources(unsigned propex) {
+    const auto found = std::ranges::find(kTextSources, propex, &TTextSources::propex);
     return found == std::end(kTextSources) ? nullptr : found;
 }
 
 /// Tags for the names that the item's store knows.
-HRESULT LookUpSources(IMessage* item, const TextSources& sources, bool unicode, CNames* names,
-                      KindTags& wanted) {
+HRESULT LookUpSources(IMessage* item, const TTextSources& sources, bool unicode, CNames* names,
+                      TKindTags& wanted) {
     for (ULONG kind = 0; kind < sources.names.size(); ++kind) {
         ULONG tag = 0;
         const HRESULT hr = LookUpNames(item, sources.names.subspan(kind, 1), &tag, names);
@@ -83,8 +83,8 @@ HRESULT LookUpSources(IMessage* item, const TextSources& sources, bool unicode, 
 HRESULT ReadTexts(IMessage* item, unsigned propex, bool unicode, SPropValue** value, ULONG* kinds,
                   CNames* names = nullptr) {
     *value = nullptr;
-    const TextSources& sources = *FindTextSources(propex);
-    KindTags wanted;
+    const TTextSources& sources = *FindTextSources(propex);
+    TKindTags wanted;
     for (ULONG kind = 0; kind < sources.tags.size(); ++kind) {
         wanted.Add(CHANGE_PROP_TYPE(sources.tags[kind], TextType(unicode)), kind);
     }
@@ -133,12 +133,12 @@ HRESULT MailItem_Senders(IMessage* item, bool unicode, SPropValue** value) {
 }
 
 ULONG DerivedTextsTag(unsigned propex) {
-    const TextSources* const sources = FindTextSources(propex);
+    const TTextSources* const sources = FindTextSources(propex);
     return sources ? PROP_TAG(PT_MV_UNICODE, sources->id) : 0;
 }
 
 bool AppendTextTags(unsigned propex, const CNames& names, CTagArray& tags) {
-    const TextSources& sources = *FindTextSources(propex);
+    const TTextSources& sources = *FindTextSources(propex);
     const auto isUnknown = [&](EName name) { return names.Find(name) == 0; };
     if (std::ranges::any_of(sources.names, isUnknown)) return false;
     for (const ULONG tag : sources.tags) tags.Append(CHANGE_PROP_TYPE(tag, PT_UNICODE));

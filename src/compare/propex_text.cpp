@@ -20,16 +20,16 @@ constexpr const wchar_t* kPhoneNames[kPhoneKinds] = {
     L"ISDN",     L"Primary",   L"Other",       L"OtherFax", L"TTYTDD"};
 
 /// The kinds of one derived property, and how wide their names and an unknown one print.
-struct Kinds {
+struct TKinds {
     EPropEx propex;
     const wchar_t* const* names;
     int count;
     int width;
     int unknownWidth;
 };
-constexpr Kinds kKinds[] = {{propexAnyAddress, kAddressNames, kAddressKinds, 15, 15},
-                            {propexAnyEmail, kEmailNames, kEmailKinds, 0, 15},
-                            {propexAnyPhone, kPhoneNames, kPhoneKinds, 11, 0}};
+constexpr TKinds kKinds[] = {{propexAnyAddress, kAddressNames, kAddressKinds, 15, 15},
+                             {propexAnyEmail, kEmailNames, kEmailKinds, 0, 15},
+                             {propexAnyPhone, kPhoneNames, kPhoneKinds, 11, 0}};
 
 }  // namespace
 
@@ -40,7 +40,7 @@ const wchar_t* QuorvelPropEx_ToStringW(unsigned id) {
 }
 
 const wchar_t* PropExKindText(unsigned propex, int index, wchar_t* buffer, size_t capacity) {
-    for (const Kinds& kinds : kKinds) {
+    for (const TKinds& kinds : kKinds) {
         if (kinds.propex != propex) continue;
         if (index >= 0 && index < kinds.count) {
             _snwprintf(buffer, capacity, L"%-*s", kinds.width, kinds.names[index]);

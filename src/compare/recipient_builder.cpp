@@ -18,7 +18,7 @@ constexpr char kTag[] = "MailItem_Recipients";
 constexpr ULONG kNoType = 0xFFFFFFFF;
 
 // Columns in the order that they are asked for.
-enum Column : ULONG { colName, colEmail, colType };
+enum EColumn : ULONG { colName, colEmail, colType };
 
 /// All rows: a list that lacks some would equal others that it does not. A table may give them piece by piece.
 HRESULT ReadRows(IMessage* item, std::vector<RowSet>& pieces) {
@@ -45,7 +45,7 @@ HRESULT ReadRows(IMessage* item, std::vector<RowSet>& pieces) {
 }
 
 /// The column's value, or null when the row has none; any other error than that is logged with the format.
-const SPropValue* Find(const SRow& row, unsigned rowNumber, Column column, ULONG type, const char* format,
+const SPropValue* Find(const SRow& row, unsigned rowNumber, EColumn column, ULONG type, const char* format,
                        const char* typeText) {
     const SPropValue* const found = store::ColumnOf(row, column);
     if (!found) return nullptr;

@@ -171,9 +171,9 @@ void NormalizeOnce(TRecipientList* list) {
 }
 
 /// Appends to a text of a fixed capacity whatever fits whole.
-class BoundedText {
+class CBoundedText {
   public:
-    BoundedText(wchar_t* buffer, size_t capacity) : m_at(buffer), m_left(capacity) {
+    CBoundedText(wchar_t* buffer, size_t capacity) : m_at(buffer), m_left(capacity) {
         if (capacity > 0) *buffer = 0;
     }
 
@@ -223,7 +223,7 @@ int CompareRecipientLists(TRecipientList* a, TRecipientList* b) {
 }
 
 wchar_t* RecipientsToText(const TRecipientList* list, wchar_t* buffer, size_t capacity, bool verbose) {
-    BoundedText text(buffer, capacity);
+    CBoundedText text(buffer, capacity);
     if (!list) {
         text.Append(L"NULL");
         return buffer;

@@ -92,9 +92,9 @@ int CompareDayAndMonth(const FILETIME& ft1, const FILETIME& ft2) {
 }
 
 /// A lower-case copy of a text, on the stack up to an ordinary length; null without memory for a longer one.
-class LowerCase {
+class CLowerCase {
   public:
-    LowerCase(const wchar_t* text, size_t length) {
+    CLowerCase(const wchar_t* text, size_t length) {
         wchar_t* copy = m_short;
         if (length >= std::size(m_short)) {
             m_long.reset(new (std::nothrow) wchar_t[length + 1]);
@@ -102,7 +102,7 @@ class LowerCase {
         }
         if (copy) m_text = CharLowerW(std::wmemcpy(copy, text, length + 1));
     }
-    LowerCase(const LowerCase&) = delete;
+    CLowerCase(const CLowerCase&) = delete;
     const wchar_t* Text() const { return m_text; }
 
   private:
@@ -163,7 +163,7 @@ const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle) no
     if (needleLength == 0 || needleLength > length) return nullptr;
     if (needleLength == length) return lstrcmpiW(haystack, needle) == 0 ? haystack : nullptr;
 
-    const LowerCase lowHaystack(haystack, length), lowNeedle(needle, needleLength);
+    const CLowerCase lowHaystack(haystack, length), lowNeedle(needle, needleLength);
     if (!lowHaystack.Text() || !lowNeedle.Text()) {
         const wchar_t* const end = haystack + length;
         const auto alike = [](wchar_t a, wchar_t b) { return LowerOf(a) == LowerOf(b); };

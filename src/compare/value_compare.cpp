@@ -157,13 +157,13 @@ ULONG SizeArray(const _PV& value, size_t) {
 
 // ---- The types ----
 
-struct TypeRule {
+struct TTypeRule {
     ULONG type;
     int (*compare)(const _PV& a, const _PV& b, ECompareMethod method);
     ULONG (*size)(const _PV& value, size_t most);
 };
 
-constexpr TypeRule kRules[] = {
+constexpr TTypeRule kRules[] = {
     {PT_NULL, CompareNull, SizeOne},
     {PT_I2, CompareShort, SizeOne},
     {PT_LONG, CompareLong, SizeOne},
@@ -211,7 +211,7 @@ constexpr std::array<signed char, 256> RulesBySlot() {
 
 constexpr std::array<signed char, 256> kRuleOfSlot = RulesBySlot();
 
-const TypeRule* FindRule(ULONG type) {
+const TTypeRule* FindRule(ULONG type) {
     const int index = kRuleOfSlot[Slot(type)];
     return index >= 0 && kRules[index].type == type ? &kRules[index] : nullptr;
 }
@@ -243,13 +243,13 @@ int CompareElements(const _PV& mv1, ULONG index1, const _PV& mv2, ULONG index2, 
 }  // namespace
 
 int PV_Compare(const _PV& value1, const _PV& value2, ULONG ulPropTag, ECompareMethod method) {
-    if (const TypeRule* rule = FindRule(PROP_TYPE(ulPropTag))) return rule->compare(value1, value2, method);
+    if (const TTypeRule* rule = FindRule(PROP_TYPE(ulPropTag))) return rule->compare(value1, value2, method);
     g_Log.Error(kTag, "Invalid type in tag(0x%x)\n", static_cast<unsigned>(ulPropTag));
     return -1;
 }
 
 int PV_IsEmpty(const _PV& value, ULONG propType, ULONG* size) {
-    const TypeRule* rule = FindRule(propType);
+    const TTypeRule* rule = FindRule(propType);
     // Whether there is a first character is all that matters where nobody asks for the size.
     const ULONG valueSize = rule ? rule->size(value, size ? SIZE_MAX : 1) : 1;
     if (size) *size = valueSize;

@@ -32,15 +32,15 @@ THash HashBytes(const _PV& value, ECompareMethod method, CTextHash&) {
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(value.bin.lpb), value.bin.cb});
 }
 
-struct HashRule {
+struct THashRule {
     ULONG type;
     THash (*hash)(const _PV& value, ECompareMethod method, CTextHash& texts);
 };
-constexpr HashRule kRules[] = {{PT_UNICODE, HashTextValue},
-                               {PT_SYSTIME, HashTime},
-                               {PT_LONG, HashNumber},
-                               {PT_BOOLEAN, HashFlag},
-                               {PT_BINARY, HashBytes}};
+constexpr THashRule kRules[] = {{PT_UNICODE, HashTextValue},
+                                {PT_SYSTIME, HashTime},
+                                {PT_LONG, HashNumber},
+                                {PT_BOOLEAN, HashFlag},
+                                {PT_BINARY, HashBytes}};
 
 }  // namespace
 
@@ -51,7 +51,7 @@ THash compare::HashText(const wchar_t* text, ECompareMethod method, CTextHash& t
 }
 
 THash compare::HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts) {
-    for (const HashRule& rule : kRules) {
+    for (const THashRule& rule : kRules) {
         if (rule.type == PROP_TYPE(value.ulPropTag)) return rule.hash(value.Value, method, texts);
     }
     return std::nullopt;

@@ -353,7 +353,7 @@ void CCmpData::FindByComparing(const TCompareContext& context, TFiling& filing) 
                 const auto made = std::ranges::find(filing.elements, node, &TElement::node);
                 return fnCompareSubValues(context, {derived, element.mask}, {derived, made->mask}, error);
             }
-            const SubValueNode& first = m_nodeSubValues[node];
+            const TSubValueNode& first = m_nodeSubValues[node];
             const TDerivedValue* other =
                 FindDerived(context.items[first.item], context.pPropValue->ulPropTag);
             return fnCompareSubValues(context, {derived, element.mask}, {*other, first.mask}, error);

@@ -115,7 +115,7 @@ class CCmpData {
     }
 
   private:
-    struct SubValueNode {
+    struct TSubValueNode {
         uint32_t item;
         uint32_t mask;
         const wchar_t* text;  // null where elements are no texts
@@ -162,7 +162,7 @@ class CCmpData {
     std::vector<SPropValue> m_nodeValues;  // points into the first item's values
     std::vector<TNodeHead> m_nodeHeads;    // their bytes in m_headBytes
     CBlockMemory m_headBytes;
-    std::vector<SubValueNode> m_nodeSubValues;
+    std::vector<TSubValueNode> m_nodeSubValues;
 
     CTextHash& m_textHash;
     CHashIndex m_nodes;         // by the hash of their value

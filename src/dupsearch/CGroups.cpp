@@ -117,8 +117,8 @@ CGroups::CView::CView(const CGroups& map, const CProfiles& profiles, uint32_t nI
 }
 
 template <typename Key, typename Other>
-CGroups::CView::Lists CGroups::CView::ListBy(uint32_t profiles, Key&& key, Other&& other) const {
-    Lists lists;
+CGroups::CView::TLists CGroups::CView::ListBy(uint32_t profiles, Key&& key, Other&& other) const {
+    TLists lists;
     lists.begins.resize(size_t{profiles} + 1);
     for (const TEdge& edge : m_map.m_edges) ++lists.begins[edge.*key + 1];
     for (uint32_t profile = 0; profile < profiles; ++profile)

@@ -74,7 +74,7 @@ class CGroups {
 
       private:
         /// Lists of profiles by profile, back to back.
-        struct Lists {
+        struct TLists {
             std::vector<uint32_t> begins;
             std::vector<uint32_t> numbers;
             std::span<const uint32_t> Of(uint32_t key) const {
@@ -83,12 +83,12 @@ class CGroups {
         };
         /// The others of all pairs by one side.
         template <typename Key, typename Other>
-        Lists ListBy(uint32_t profiles, Key&& key, Other&& other) const;
+        TLists ListBy(uint32_t profiles, Key&& key, Other&& other) const;
 
         const CGroups& m_map;
         const CProfiles& m_profiles;
-        Lists m_earlier;  // profiles whose items the profile's equal where these were added later
-        Lists m_later;    // the same the other way round
+        TLists m_earlier;  // profiles whose items the profile's equal where these were added later
+        TLists m_later;    // the same the other way round
         std::vector<uint32_t> m_keys;
     };
 

@@ -13,10 +13,10 @@ void CMultiPtrTree::Append(uint32_t node, uint32_t item, uint32_t mask) noexcept
     if (item > m_items.size()) m_items.resize(item);
     if (item == m_items.size()) m_items.emplace_back();
     if (node == m_holders.size()) m_holders.push_back(0);
-    Range& range = m_items[item];
+    TRange& range = m_items[item];
     if (range.count == 0) range.begin = static_cast<uint32_t>(m_filed.size());
     const auto begin = m_filed.begin() + range.begin;
-    const auto same = std::find_if(begin, m_filed.end(), [&](const Filed& f) { return f.node == node; });
+    const auto same = std::find_if(begin, m_filed.end(), [&](const TFiled& f) { return f.node == node; });
     if (same != m_filed.end()) {
         same->mask |= mask;
     } else {
@@ -27,19 +27,19 @@ void CMultiPtrTree::Append(uint32_t node, uint32_t item, uint32_t mask) noexcept
     ++range.insertions;
 }
 
-std::span<const CMultiPtrTree::Filed> CMultiPtrTree::NodesOf(uint32_t item) const {
+std::span<const CMultiPtrTree::TFiled> CMultiPtrTree::NodesOf(uint32_t item) const {
     if (item >= m_items.size()) return {};
     return {m_filed.data() + m_items[item].begin, m_items[item].count};
 }
 
 bool CMultiPtrTree::Exists(Filings item, uint32_t mask) {
-    return std::ranges::any_of(item, [&](const Filed& f) { return (f.mask & mask) != 0; });
+    return std::ranges::any_of(item, [&](const TFiled& f) { return (f.mask & mask) != 0; });
 }
 
 bool CMultiPtrTree::FindEquals(Filings item, Filings other, uint32_t mask1, uint32_t mask2, bool* found) {
     *found = !item.empty();
-    return std::ranges::any_of(item, [&](const Filed& a) {
-        return (a.mask & mask1) != 0 && std::ranges::any_of(other, [&](const Filed& b) {
+    return std::ranges::any_of(item, [&](const TFiled& a) {
+        return (a.mask & mask1) != 0 && std::ranges::any_of(other, [&](const TFiled& b) {
                    return a.node == b.node && (b.mask & mask2) != 0;
                });
     });
@@ -49,7 +49,7 @@ void CMultiPtrTree::Remove(uint32_t item) {
     const auto nodes = NodesOf(item);
     if (nodes.empty()) return;
     m_tree.ForgetInsertions(m_items[item].insertions);
-    for (const Filed& filed : nodes) {
+    for (const TFiled& filed : nodes) {
         if (--m_holders[filed.node] == 0) m_tree.Erase(filed.node);
     }
     if (m_items[item].begin + m_items[item].count == m_filed.size()) m_filed.resize(m_items[item].begin);

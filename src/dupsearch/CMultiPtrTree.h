@@ -15,7 +15,7 @@
 class CMultiPtrTree {
   public:
     static constexpr uint32_t kAnyKind = 0xFFFFFFFF;
-    struct Filed {
+    struct TFiled {
         uint32_t node;
         uint32_t mask;  // of all the item's sub-values in this node
     };
@@ -42,9 +42,9 @@ class CMultiPtrTree {
     void FileAt(uint32_t item, uint32_t mask, uint32_t node) noexcept { Append(node, item, mask); }
 
     /// The item's nodes, each once, in order of filing; none for an item that is not filed.
-    std::span<const Filed> NodesOf(uint32_t item) const;
+    std::span<const TFiled> NodesOf(uint32_t item) const;
 
-    using Filings = std::span<const Filed>;
+    using Filings = std::span<const TFiled>;
     /// Whether one of an item's sub-values is of one of these kinds.
     static bool Exists(Filings item, uint32_t mask);
     /// Whether a sub-value of the item of a kind in mask1 shares a node with one of the other item of a kind
@@ -58,7 +58,7 @@ class CMultiPtrTree {
     const TTreeStatistics& Statistics() const { return m_tree.Statistics(); }
 
   private:
-    struct Range {
+    struct TRange {
         uint32_t begin = 0;
         uint32_t count = 0;
         int insertions = 0;
@@ -69,7 +69,7 @@ class CMultiPtrTree {
     CSortTree m_tree;
     std::vector<uint32_t> m_owed;
     size_t m_settled = 0;             // of m_owed
-    std::vector<Filed> m_filed;       // item by item
-    std::vector<Range> m_items;       // by item: its part of m_filed
+    std::vector<TFiled> m_filed;      // item by item
+    std::vector<TRange> m_items;      // by item: its part of m_filed
     std::vector<uint32_t> m_holders;  // by node: how many items it holds
 };

@@ -137,7 +137,7 @@ void CProfiles::LinkItems() const {
         const auto item = static_cast<uint32_t>(m_next.size());
         m_next.push_back(kNone);
         if (m_profileOf[item] == kNone) continue;
-        Members& members = m_members[m_profileOf[item]];
+        TMembers& members = m_members[m_profileOf[item]];
         (members.first == kNone ? members.first : m_next[members.last]) = item;
         members.last = item;
     }
@@ -176,7 +176,7 @@ void CProfiles::ListAt(uint32_t& head, uint32_t profile, uint64_t filled) noexce
     AddCell(m_buckets[BucketFor(head, filled)], profile);
 }
 
-void CProfiles::AddCell(Bucket& bucket, uint32_t profile) noexcept {
+void CProfiles::AddCell(TBucket& bucket, uint32_t profile) noexcept {
     m_cells.push_back({profile, bucket.firstCell});
     bucket.firstCell = static_cast<uint32_t>(m_cells.size() - 1);
     ++bucket.count;

@@ -72,7 +72,7 @@ class CProfiles {
         const uint32_t head = Head(property, node);
         if (IsSingle(head)) return visit(head);
         for (uint32_t b = FirstBucket(head); b != kNone; b = m_buckets[b].next) {
-            const Bucket& bucket = m_buckets[b];
+            const TBucket& bucket = m_buckets[b];
             if (!bucket.mixed && (bucket.filled & withoutFilled) != 0) continue;
             for (uint32_t c = bucket.firstCell; c != kNone; c = m_cells[c].next) visit(m_cells[c].profile);
         }
@@ -84,18 +84,18 @@ class CProfiles {
     // A node of more buckets than this collects all further profiles in one.
     static constexpr int kMostBuckets = 32;
 
-    struct Bucket {
+    struct TBucket {
         uint64_t filled;  // of every profile in it
         uint32_t firstCell;
         uint32_t count;
         uint32_t next;
         bool mixed;  // profiles of any kind
     };
-    struct Cell {
+    struct TCell {
         uint32_t profile;
         uint32_t next;
     };
-    struct Members {
+    struct TMembers {
         uint32_t first = kNone;
         uint32_t last = kNone;
     };
@@ -113,7 +113,7 @@ class CProfiles {
     uint64_t FilledOf(uint32_t profile) const;
     void List(uint32_t profile, std::span<const uint32_t> states) noexcept;
     void ListAt(uint32_t& head, uint32_t profile, uint64_t filled) noexcept;
-    void AddCell(Bucket& bucket, uint32_t profile) noexcept;
+    void AddCell(TBucket& bucket, uint32_t profile) noexcept;
     uint32_t BucketFor(uint32_t& head, uint64_t filled) noexcept;
 
     const CompareData& m_compareData;
@@ -124,10 +124,10 @@ class CProfiles {
     uint32_t m_count = 0;               // of profiles
     std::vector<uint32_t> m_profileOf;  // by item; kNone: it was not appended
     // The lists of items, as far as somebody asked for them: most items find no equal.
-    mutable std::vector<Members> m_members;          // by profile
+    mutable std::vector<TMembers> m_members;         // by profile
     mutable std::vector<uint32_t> m_next;            // by item
     std::vector<std::vector<uint32_t>> m_nodeHeads;  // by property and node
     std::vector<uint32_t> m_emptyHeads;              // by property
-    std::vector<Bucket> m_buckets;
-    std::vector<Cell> m_cells;
+    std::vector<TBucket> m_buckets;
+    std::vector<TCell> m_cells;
 };

@@ -33,10 +33,10 @@ void CSortTree::CountInsertion(TTreeStatistics& s) {
 // memory is at hand.
 void CSortTree::Balance() {
     std::sort(m_hanging.begin(), m_hanging.end(),
-              [](const Hanging& a, const Hanging& b) { return a.rank < b.rank; });
+              [](const THanging& a, const THanging& b) { return a.rank < b.rank; });
     std::vector<uint32_t> fresh;
     std::vector<size_t> ends;
-    for (const Hanging& hanging : m_hanging) {
+    for (const THanging& hanging : m_hanging) {
         AppendInOrder(hanging.top, fresh);
         ends.push_back(fresh.size());
     }
@@ -69,7 +69,7 @@ void CSortTree::Take(const TPlace& place) noexcept {
     m_statistics = place.statistics;
     if (!place.isNew) return;
     if (Owe(place.node)) m_links.emplace_back();
-    const Parent& parent = place.parent;
+    const TParent& parent = place.parent;
     if (parent.balanced) m_hanging.push_back({place.rank, place.node, parent.node});
     if (parent.node == kNone) {
         m_firstRoot = place.node;

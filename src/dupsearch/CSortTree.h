@@ -91,7 +91,7 @@ class CGapArray {
 
 class CSortTree {
   public:
-    struct Parent {
+    struct TParent {
         uint32_t node = kNone;
         bool right = false;
         bool balanced = true;
@@ -100,7 +100,7 @@ class CSortTree {
     struct TPlace {
         uint32_t node = kNone;  // NodeLimit() for one that is to be made; kNone: the comparator failed
         bool isNew = false;
-        Parent parent;  // of a new node, the rank of its place among the balanced ones too
+        TParent parent;  // of a new node, the rank of its place among the balanced ones too
         size_t rank = 0;
         TTreeStatistics statistics;
     };
@@ -140,9 +140,9 @@ class CSortTree {
     /// may be owed.
     template <typename Compare, typename Visit>
     bool VisitRange(Compare&& compare, Visit&& visit) const {
-        std::vector<Pending> pending{{Root(), kNone, 0}};
+        std::vector<TPending> pending{{Root(), kNone, 0}};
         while (!pending.empty()) {
-            const Pending top = pending.back();
+            const TPending top = pending.back();
             pending.pop_back();
             if (top.node == kNone) {
                 if (IsEnd(top.branch)) continue;
@@ -173,26 +173,26 @@ class CSortTree {
     uint32_t NodeLimit() const { return m_nodeLimit; }
 
   private:
-    struct Links {
+    struct TLinks {
         uint32_t left = kNone;
         uint32_t right = kNone;
     };
     /// A subtree: the balanced one over lo..hi (hi excluded), or, where that is empty, what hangs there.
-    struct Branch {
+    struct TBranch {
         size_t lo;
         size_t hi;
         uint32_t hanging;
     };
     /// Nodes made since the last rebuild, below an end of the balanced tree: between its nodes rank - 1 and
     /// rank.
-    struct Hanging {
+    struct THanging {
         size_t rank;
         uint32_t top;
         uint32_t parent;
     };
     /// A subtree to search, or (node given) its root after its left side.
-    struct Pending {
-        Branch branch;
+    struct TPending {
+        TBranch branch;
         uint32_t node;
         int order;
     };
@@ -207,7 +207,7 @@ class CSortTree {
             CountRebuild(s);
         }
         s.nComparesLast = 0;
-        Branch at = Root();
+        TBranch at = Root();
         while (!IsEnd(at)) {
             const uint32_t node = NodeAt(at);
             bool error = false;
@@ -232,17 +232,17 @@ class CSortTree {
         return place;
     }
 
-    Branch Root() const { return {0, m_order.Size(), m_order.Size() == 0 ? m_firstRoot : kNone}; }
-    static bool IsEnd(const Branch& at) { return at.lo == at.hi && at.hanging == kNone; }
-    static size_t Middle(const Branch& at) { return (at.lo + at.hi - 1) / 2; }
-    uint32_t NodeAt(const Branch& at) const { return at.lo < at.hi ? m_order[Middle(at)] : at.hanging; }
-    Branch Left(const Branch& at, uint32_t node) const {
+    TBranch Root() const { return {0, m_order.Size(), m_order.Size() == 0 ? m_firstRoot : kNone}; }
+    static bool IsEnd(const TBranch& at) { return at.lo == at.hi && at.hanging == kNone; }
+    static size_t Middle(const TBranch& at) { return (at.lo + at.hi - 1) / 2; }
+    uint32_t NodeAt(const TBranch& at) const { return at.lo < at.hi ? m_order[Middle(at)] : at.hanging; }
+    TBranch Left(const TBranch& at, uint32_t node) const {
         const uint32_t hanging = m_links[node].left;
-        return at.lo < at.hi ? Branch{at.lo, Middle(at), hanging} : Branch{at.lo, at.lo, hanging};
+        return at.lo < at.hi ? TBranch{at.lo, Middle(at), hanging} : TBranch{at.lo, at.lo, hanging};
     }
-    Branch Right(const Branch& at, uint32_t node) const {
+    TBranch Right(const TBranch& at, uint32_t node) const {
         const uint32_t hanging = m_links[node].right;
-        return at.lo < at.hi ? Branch{Middle(at) + 1, at.hi, hanging} : Branch{at.lo, at.lo, hanging};
+        return at.lo < at.hi ? TBranch{Middle(at) + 1, at.hi, hanging} : TBranch{at.lo, at.lo, hanging};
     }
 
     static bool WantsRebuild(TTreeStatistics& s);
@@ -253,8 +253,8 @@ class CSortTree {
 
     CGapArray<uint32_t> m_order;
     uint32_t m_nodeLimit = 0;
-    std::vector<Links> m_links;  // by node; none yet of nodes that are owed
-    std::vector<Hanging> m_hanging;
+    std::vector<TLinks> m_links;  // by node; none yet of nodes that are owed
+    std::vector<THanging> m_hanging;
     uint32_t m_firstRoot = kNone;  // of a tree that was never rebuilt
     TTreeStatistics m_statistics;
 };

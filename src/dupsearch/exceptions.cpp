@@ -90,12 +90,12 @@ void NeedJrnlSubject(TPlan& p, IMessage* item) {
 }
 
 /// The named properties of the rules.
-struct RuleTag {
+struct TRuleTag {
     unsigned rule;
     EName name;
     ULONG TPlan::*tag;
 };
-constexpr RuleTag kRuleTags[] = {
+constexpr TRuleTag kRuleTags[] = {
     {cleApntSubject, nameApntDuration, &TPlan::tagApntDuration},
     {cleTaskStartAndDueOnDiffSides, nameTaskStart, &TPlan::tagTaskStartDate},
     {cleTaskStartAndDueOnDiffSides, nameTaskDue, &TPlan::tagTaskDueDate},
@@ -103,7 +103,7 @@ constexpr RuleTag kRuleTags[] = {
 
 // ---- What the rules decide
 
-struct Pair {
+struct TPair {
     const TPlan& p;
     const TRuleItem& sideA;
     const TRuleItem& sideB;
@@ -131,7 +131,7 @@ bool IsEmpty(const TItem& item, ULONG tag) {
 }
 
 /// Two durations, both missing included.
-bool AreDurationsEqual(const Pair& pair, ULONG tag) {
+bool AreDurationsEqual(const TPair& pair, ULONG tag) {
     const SPropValue* a = Filled(pair.a, tag);
     const SPropValue* b = Filled(pair.b, tag);
     if (!a || !b) return !a && !b;
@@ -139,7 +139,7 @@ bool AreDurationsEqual(const Pair& pair, ULONG tag) {
 }
 
 /// One side has only the first property filled, and the other only the second.
-bool OnDiffSides(const Pair& pair, ULONG first, ULONG second) {
+bool OnDiffSides(const TPair& pair, ULONG first, ULONG second) {
     const auto only = [](const TItem& item, ULONG filled, ULONG empty) {
         return !IsEmpty(item, filled) && IsEmpty(item, empty);
     };
@@ -147,18 +147,18 @@ bool OnDiffSides(const Pair& pair, ULONG first, ULONG second) {
            (only(pair.a, second, first) && only(pair.b, first, second));
 }
 
-bool ApntSubject(const Pair& pair) {
+bool ApntSubject(const TPair& pair) {
     const bool empty = IsEmpty(pair.a, PR_SUBJECT_W) || IsEmpty(pair.b, PR_SUBJECT_W);
     return empty && !AreDurationsEqual(pair, pair.p.tagApntDuration);
 }
 
-bool CompanyContact(const Pair& pair) {
+bool CompanyContact(const TPair& pair) {
     const SPropValue* a = FilledDerived(pair.p, pair.a, propexCompanyContact);
     const SPropValue* b = FilledDerived(pair.p, pair.b, propexCompanyContact);
     return a && b && (a->Value.b != 0) != (b->Value.b != 0);
 }
 
-bool FirstLastOnDiffSides(const Pair& pair) {
+bool FirstLastOnDiffSides(const TPair& pair) {
     return OnDiffSides(pair, PR_GIVEN_NAME_W, PR_SURNAME_W);
 }
 
@@ -168,14 +168,14 @@ bool IsCompany(const TPlan& p, const TItem& item) {
 }
 
 /// Filled on both sides and equal, as the search compares this name.
-bool IsNameEqual(const Pair& pair, ULONG tag) {
+bool IsNameEqual(const TPair& pair, ULONG tag) {
     const CCmpData& data = *pair.p.FindCompared(tag);
     const uint32_t node = pair.sideA.NodeIn(data);
     return node != kNone && node == pair.sideB.NodeIn(data);
 }
 
 /// A derived property of which one sub-value of these kinds is equal on both sides.
-bool SharesSubValue(const Pair& pair, int id, uint32_t kinds) {
+bool SharesSubValue(const TPair& pair, int id, uint32_t kinds) {
     const CCmpData& data = *pair.p.FindComparedDerived(id);
     const auto mine = pair.sideA.NodesIn(data);
     bool found;
@@ -183,7 +183,7 @@ bool SharesSubValue(const Pair& pair, int id, uint32_t kinds) {
            CMultiPtrTree::FindEquals(mine, pair.sideB.NodesIn(data), kinds, kinds, &found);
 }
 
-bool SharesAddress(const Pair& pair) {
+bool SharesAddress(const TPair& pair) {
     if (pair.p.FindComparedDerived(propexAnyAddress)) {
         return SharesSubValue(pair, propexAnyAddress, CMultiPtrTree::kAnyKind);
     }
@@ -193,14 +193,14 @@ bool SharesAddress(const Pair& pair) {
     return a && b && compare::IsMVPropsIntersects(a, b, &intersects, cmExact) == 0 && intersects != 0;
 }
 
-bool IsBirthdayEqual(const Pair& pair) {
+bool IsBirthdayEqual(const TPair& pair) {
     const SPropValue* a = Filled(pair.a, PR_BIRTHDAY);
     const SPropValue* b = Filled(pair.b, PR_BIRTHDAY);
     long order = 1;
     return a && b && compare::ComparePropValues(a, b, &order, cmDayAndMonth) && order == 0;
 }
 
-bool FirstLast(const Pair& pair) {
+bool FirstLast(const TPair& pair) {
     if (!ComparesNamesEmailsAndPhones(pair.p)) return false;
     const auto empty = [&](ULONG tag) { return IsEmpty(pair.a, tag) || IsEmpty(pair.b, tag); };
     const auto nameless = [](const TItem& item) {
@@ -214,15 +214,15 @@ bool FirstLast(const Pair& pair) {
            !SharesSubValue(pair, propexAnyPhone, kPersonalPhones) && !IsBirthdayEqual(pair);
 }
 
-bool SubjectEmptyOnOneSide(const Pair& pair) {
+bool SubjectEmptyOnOneSide(const TPair& pair) {
     return IsEmpty(pair.a, PR_SUBJECT_W) != IsEmpty(pair.b, PR_SUBJECT_W);
 }
 
-bool TaskStartAndDueOnDiffSides(const Pair& pair) {
+bool TaskStartAndDueOnDiffSides(const TPair& pair) {
     return OnDiffSides(pair, pair.p.tagTaskStartDate, pair.p.tagTaskDueDate);
 }
 
-bool JrnlSubjectEmptyOnBothSides(const Pair& pair) {
+bool JrnlSubjectEmptyOnBothSides(const TPair& pair) {
     const bool empty = IsEmpty(pair.a, PR_SUBJECT_W) && IsEmpty(pair.b, PR_SUBJECT_W);
     return empty && !AreDurationsEqual(pair, pair.p.tagJrnlDuration);
 }
@@ -301,16 +301,16 @@ void ReadJrnlSubject(const TPlan& p, const TRuleItem& side, Facts& facts) {
 
 // ---- The rules
 
-struct Rule {
+struct TRule {
     unsigned number;
     const char* shortName;
     const char* longName;
     void (*need)(TPlan& p, IMessage* item);
     void (*read)(const TPlan& p, const TRuleItem& item, Facts& facts);
-    bool (*exempts)(const Pair& pair);
+    bool (*exempts)(const TPair& pair);
 };
 
-constexpr Rule kRules[] = {
+constexpr TRule kRules[] = {
     {cleApntSubject, "cleApntSubject", "cleApntSubject (if_SubjectEmptyAtLeastOneSide_then_CompareDuration)",
      NeedApntSubject, ReadApntSubject, ApntSubject},
     {cleContCompanyContact, "cleContCompanyContact",
@@ -335,8 +335,8 @@ constexpr Rule kRules[] = {
      "cleJrnlSubjectEmptyOnBothSides (SubjectEmptyOnBothSides_then_CompareDuration)", NeedJrnlSubject,
      ReadJrnlSubject, JrnlSubjectEmptyOnBothSides}};
 
-const Rule* FindRule(unsigned number) {
-    for (const Rule& rule : kRules) {
+const TRule* FindRule(unsigned number) {
+    for (const TRule& rule : kRules) {
         if (rule.number == number) return &rule;
     }
     return nullptr;
@@ -345,7 +345,7 @@ const Rule* FindRule(unsigned number) {
 }  // namespace
 
 const char* ExceptionName(unsigned number, bool bShort) {
-    const Rule* rule = FindRule(number);
+    const TRule* rule = FindRule(number);
     return !rule ? "unknown" : bShort ? rule->shortName : rule->longName;
 }
 
@@ -354,7 +354,7 @@ void PrepareExceptions(IMessage* item, TPlan& p) {
     for (const unsigned number : p.rules) {
         g_Log.Assert(p.plainTags.Count() <= usual && p.derivedIds.size() <= usual, kPrepareTag, __LINE__,
                      "allocated memory may be not enough\n");
-        if (const Rule* rule = FindRule(number)) {
+        if (const TRule* rule = FindRule(number)) {
             rule->need(p, item);
             g_Log.Info(3, kPrepareTag, "Use exception (%s)\n", ExceptionName(number, false));
         } else {
@@ -364,7 +364,7 @@ void PrepareExceptions(IMessage* item, TPlan& p) {
 }
 
 void BringInRuleTags(TPlan& p) {
-    for (const RuleTag& needed : kRuleTags) {
+    for (const TRuleTag& needed : kRuleTags) {
         if (p.*needed.tag != 0 || std::ranges::find(p.rules, needed.rule) == p.rules.end()) continue;
         p.*needed.tag = p.tags.CanonicalOf(needed.name);
         if (p.*needed.tag != 0) NeedTag(p, p.*needed.tag);
@@ -377,8 +377,8 @@ uint32_t TRuleItem::NodeIn(const CCmpData& data) const {
     return filing == filings.end() || filing->empty ? kNone : filing->node;
 }
 
-std::vector<CMultiPtrTree::Filed> TRuleItem::NodesIn(const CCmpData& data) const {
-    std::vector<CMultiPtrTree::Filed> nodes;
+std::vector<CMultiPtrTree::TFiled> TRuleItem::NodesIn(const CCmpData& data) const {
+    std::vector<CMultiPtrTree::TFiled> nodes;
     const auto filing = std::ranges::find(filings, &data, &TFiling::data);
     if (filings.empty()) {
         const auto filed = data.MultiTree().NodesOf(item.nIndex);
@@ -393,15 +393,15 @@ std::vector<CMultiPtrTree::Filed> TRuleItem::NodesIn(const CCmpData& data) const
 
 void AppendRuleFacts(const TPlan& p, const TRuleItem& item, Facts& facts) {
     for (const unsigned number : p.rules) {
-        if (const Rule* rule = FindRule(number)) rule->read(p, item, facts);
+        if (const TRule* rule = FindRule(number)) rule->read(p, item, facts);
     }
 }
 
 bool IsExempt(const TPlan& p, const TRuleItem& item, const TRuleItem& equal, bool logged) {
     logged = logged && g_Log.IsExtra();
-    const Pair pair{p, item, equal};
+    const TPair pair{p, item, equal};
     for (const unsigned number : p.rules) {
-        const Rule* rule = FindRule(number);
+        const TRule* rule = FindRule(number);
         if (!rule) continue;
         if (logged) {
             g_Log.Extra(L"\t\tCheckException( Item[%d], Item[%d], %s ):\n",

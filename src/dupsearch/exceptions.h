@@ -22,7 +22,7 @@ struct TRuleItem {
 
     /// The node of a single value, or kNone.
     uint32_t NodeIn(const CCmpData& data) const;
-    std::vector<CMultiPtrTree::Filed> NodesIn(const CCmpData& data) const;
+    std::vector<CMultiPtrTree::TFiled> NodesIn(const CCmpData& data) const;
 };
 
 /// Appends all that the rules read of an item besides the nodes of its values: of two items with the same, they

@@ -113,11 +113,11 @@ bool OverrideRecurring(SPropValue& value, const TComparyProp&, TAddedItem&) {
     return true;
 }
 
-struct ComparedOverride {
+struct TComparedOverride {
     bool (*concerns)(const TComparyProp& definition);
     bool (*apply)(SPropValue& value, const TComparyProp& definition, TAddedItem& added);
 };
-constexpr ComparedOverride kComparedOverrides[] = {
+constexpr TComparedOverride kComparedOverrides[] = {
     {[](const TComparyProp& d) { return Overrides(d, nameApntAllDay); }, OverrideAllDayFlag},
     {[](const TComparyProp& d) { return d.nCompareMethod == cmApntAlldaylikeSubject; }, OverrideSubject},
     {[](const TComparyProp& d) {
@@ -222,7 +222,7 @@ bool AsksItemToFill(const TComparyProp& definition) {
 
 bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
     bool changed = false;
-    for (const ComparedOverride& override : kComparedOverrides) {
+    for (const TComparedOverride& override : kComparedOverrides) {
         if (override.concerns(definition)) changed |= override.apply(value, definition, added);
     }
     return changed;

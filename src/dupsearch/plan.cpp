@@ -89,7 +89,7 @@ void RenumberGroups(TPlan& p) {
     p.nGroups = static_cast<int>(groups.size());
 }
 
-struct TagName {
+struct TTagName {
     ULONG tag;
     const wchar_t* name;
 };
@@ -175,15 +175,15 @@ const TDerivedValue* TPlan::DerivedOf(const TItem& item, unsigned id) const {
 std::wstring PlainTagName(const TPlan& p, ULONG index) {
     if (p.plainDefinitions[index]) return KeyOf(*p.plainDefinitions[index]);
     const ULONG tag = p.plainTags[index];
-    const TagName names[] = {{p.tagApntDuration, L"Appointment.Duration"},
-                             {p.tagJrnlDuration, L"Journal.Duration"},
-                             {p.tagTaskDueDate, L"Task.DueDate"},
-                             {p.tagTaskStartDate, L"Task.StartDate"},
-                             {PR_BIRTHDAY, L"Contact.Birthday"},
-                             {PR_SUBJECT_W, L"Subject"},
-                             {PR_GIVEN_NAME_W, L"FirstName"},
-                             {PR_SURNAME_W, L"LastName"}};
-    for (const TagName& known : names) {
+    const TTagName names[] = {{p.tagApntDuration, L"Appointment.Duration"},
+                              {p.tagJrnlDuration, L"Journal.Duration"},
+                              {p.tagTaskDueDate, L"Task.DueDate"},
+                              {p.tagTaskStartDate, L"Task.StartDate"},
+                              {PR_BIRTHDAY, L"Contact.Birthday"},
+                              {PR_SUBJECT_W, L"Subject"},
+                              {PR_GIVEN_NAME_W, L"FirstName"},
+                              {PR_SURNAME_W, L"LastName"}};
+    for (const TTagName& known : names) {
         if (known.tag == tag) return known.name;
     }
     wchar_t text[16];

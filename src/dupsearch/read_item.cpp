@@ -50,18 +50,18 @@ bool TrimText(SPropValue& value, const TAddedItem&) {
     }
 }
 
-struct ReadOverride {
+struct TReadOverride {
     ULONG id;
     bool (*apply)(SPropValue& value, const TAddedItem& added);
 };
-constexpr ReadOverride kReadOverrides[] = {{PROP_ID(PR_MESSAGE_SIZE), OverrideMessageSize},
-                                           {PROP_ID(PR_CONTENT_UNREAD), OverrideContentUnread},
-                                           {PROP_ID(PR_SUBJECT), TrimText},
-                                           {PROP_ID(PR_CONVERSATION_TOPIC), TrimText}};
+constexpr TReadOverride kReadOverrides[] = {{PROP_ID(PR_MESSAGE_SIZE), OverrideMessageSize},
+                                            {PROP_ID(PR_CONTENT_UNREAD), OverrideContentUnread},
+                                            {PROP_ID(PR_SUBJECT), TrimText},
+                                            {PROP_ID(PR_CONVERSATION_TOPIC), TrimText}};
 
 /// Applied to every value read. True when the value changed. Texts are trimmed in place.
 bool OverrideReadValue(SPropValue& value, const TAddedItem& added) {
-    for (const ReadOverride& override : kReadOverrides) {
+    for (const TReadOverride& override : kReadOverrides) {
         if (override.id == PROP_ID(value.ulPropTag)) return override.apply(value, added);
     }
     return false;

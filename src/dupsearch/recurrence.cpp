@@ -11,15 +11,15 @@ namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.CalcODProps_RecurApntIndex_";
 
-enum class Read { kFound, kNotFound, kFailed };
-struct NamedRead {
-    Read outcome = Read::kFailed;
+enum class ERead { kFound, kNotFound, kFailed };
+struct TNamedRead {
+    ERead outcome = ERead::kFailed;
     MapiBuffer<SPropValue> value;
 };
 
 /// Reads a named appointment property; failures of the platform are logged here.
-NamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
-    NamedRead read;
+TNamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
+    TNamedRead read;
     ULONG tag = 0;
     HRESULT hr = LookUpNames(item, {&name, 1}, &tag, &names);
     if (hr != S_OK) {
@@ -27,7 +27,7 @@ NamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
         return read;
     }
     if (tag == 0) {
-        read.outcome = Read::kNotFound;
+        read.outcome = ERead::kNotFound;
         return read;
     }
     hr = store::GetPropValue(item, tag, Out(read.value));
@@ -37,15 +37,15 @@ NamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
     }
     const bool missing =
         PROP_TYPE(read.value->ulPropTag) == PT_ERROR && read.value->Value.err == MAPI_E_NOT_FOUND;
-    read.outcome = missing ? Read::kNotFound : Read::kFound;
+    read.outcome = missing ? ERead::kNotFound : ERead::kFound;
     return read;
 }
 
 /// A start that could not be read counts as one with a time of day.
 bool StartHasTimeOfDay(IMessage* item, CNames& names) {
-    const NamedRead read = ReadNamed(item, nameApntStart, names);
-    if (read.outcome == Read::kNotFound) g_Log.Warning(kTag, "Prop Start is not exists\n");
-    if (read.outcome != Read::kFound) return true;
+    const TNamedRead read = ReadNamed(item, nameApntStart, names);
+    if (read.outcome == ERead::kNotFound) g_Log.Warning(kTag, "Prop Start is not exists\n");
+    if (read.outcome != ERead::kFound) return true;
     const SPropValue* const lpvalStart = read.value.get();
     switch (PROP_TYPE(lpvalStart->ulPropTag)) {
         case PT_SYSTIME:
@@ -76,9 +76,9 @@ bool StartHasTimeOfDay(IMessage* item, CNames& names) {
 }  // namespace
 
 short CalcRecurIndex(IMessage* item, CNames& names) {
-    const NamedRead read = ReadNamed(item, nameApntRecurring, names);
-    if (read.outcome == Read::kNotFound) return 0;
-    if (read.outcome == Read::kFailed) return 1;
+    const TNamedRead read = ReadNamed(item, nameApntRecurring, names);
+    if (read.outcome == ERead::kNotFound) return 0;
+    if (read.outcome == ERead::kFailed) return 1;
     const SPropValue* const valIsRecurring = read.value.get();
     switch (PROP_TYPE(valIsRecurring->ulPropTag)) {
         case PT_BOOLEAN:

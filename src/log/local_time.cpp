@@ -43,8 +43,8 @@ bool RuleMoment(const SYSTEMTIME& rule, WORD year, uint64_t* moment) {
 }
 
 /// The minutes to add to local time for UTC, in standard and in daylight time.
-struct Offsets {
-    explicit Offsets(const TIME_ZONE_INFORMATION& zone)
+struct TOffsets {
+    explicit TOffsets(const TIME_ZONE_INFORMATION& zone)
         : standard(zone.Bias + zone.StandardBias), daylight(zone.Bias + zone.DaylightBias) {}
     int64_t standard;
     int64_t daylight;
@@ -52,7 +52,7 @@ struct Offsets {
 
 /// The minutes to add to local time for UTC that hold in the zone at a UTC time.
 bool OffsetAt(const TIME_ZONE_INFORMATION& zone, const FILETIME& utc, int64_t* offset) {
-    const Offsets offsets(zone);
+    const TOffsets offsets(zone);
     if (zone.DaylightDate.wMonth == 0) {
         *offset = offsets.standard;
         return true;
@@ -96,7 +96,7 @@ int LocalFileTimeToFileTimeFIX(const FILETIME* local, FILETIME* utc) {
     *utc = input;
     TIME_ZONE_INFORMATION zone;
     if (GetTimeZoneInformation(&zone) == TIME_ZONE_ID_INVALID) return 0;
-    const Offsets offsets(zone);
+    const TOffsets offsets(zone);
     // Standard time is tried first, so that it is meant when the clock shows a time twice; and it is also
     // meant by a time that the clock skips, which thus becomes the moment after the change.
     bool found = false;

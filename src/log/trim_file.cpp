@@ -12,21 +12,21 @@ namespace {
 constexpr size_t kChunk = 65536;
 constexpr unsigned char kMark[3] = {0xEF, 0xBB, 0xBF};
 
-struct StreamCloser {
+struct TStreamCloser {
     void operator()(FILE* stream) const { fclose(stream); }
 };
-using Stream = std::unique_ptr<FILE, StreamCloser>;
+using Stream = std::unique_ptr<FILE, TStreamCloser>;
 
-struct HandleCloser {
+struct THandleCloser {
     using pointer = HANDLE;
     void operator()(HANDLE handle) const {
         if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
     }
 };
-using FileHandle = std::unique_ptr<HANDLE, HandleCloser>;
+using FileHandle = std::unique_ptr<HANDLE, THandleCloser>;
 
 // The buffers of one copy: too large for the stack of an unknown host's thread.
-struct CopyBuffers {
+struct TCopyBuffers {
     char bytes[kChunk];
     wchar_t wide[kChunk];
     char utf8[kChunk * 3];
@@ -52,7 +52,7 @@ size_t FirstLineStart(const char* block, size_t size) {
 }
 
 void SeekToLastHalf(FILE* source, unsigned long size, unsigned long limit, bool hasMark,
-                    CopyBuffers& buffers) {
+                    TCopyBuffers& buffers) {
     long long start = static_cast<long long>(size) - limit / 2;
     if (hasMark && start < 3) start = 3;
     _fseeki64(source, start, SEEK_SET);
@@ -61,7 +61,7 @@ void SeekToLastHalf(FILE* source, unsigned long size, unsigned long limit, bool 
     if (cut != 0) _fseeki64(source, start + static_cast<long long>(cut), SEEK_SET);
 }
 
-bool CopyBytes(FILE* source, FILE* target, CopyBuffers& buffers) {
+bool CopyBytes(FILE* source, FILE* target, TCopyBuffers& buffers) {
     while (const size_t read = fread(buffers.bytes, 1, kChunk, source)) {
         if (fwrite(buffers.bytes, 1, read, target) != read) return false;
     }
@@ -78,7 +78,7 @@ size_t ConvertibleSize(const char* block, size_t size, bool isLast) {
     return size;
 }
 
-bool CopyAnsiAsUtf8(FILE* source, FILE* target, CopyBuffers& buffers) {
+bool CopyAnsiAsUtf8(FILE* source, FILE* target, TCopyBuffers& buffers) {
     size_t held = 0;
     for (;;) {
         const size_t read = fread(buffers.bytes + held, 1, kChunk - held, source);
@@ -98,7 +98,7 @@ bool CopyAnsiAsUtf8(FILE* source, FILE* target, CopyBuffers& buffers) {
 }
 
 bool WriteTrimmed(FILE* source, FILE* target, unsigned long size, unsigned long limit, bool hasMark) {
-    const std::unique_ptr<CopyBuffers> buffers(new (std::nothrow) CopyBuffers);
+    const std::unique_ptr<TCopyBuffers> buffers(new (std::nothrow) TCopyBuffers);
     if (!buffers) return false;
     if (size > limit) SeekToLastHalf(source, size, limit, hasMark, *buffers);
     if (fwrite(kMark, 1, sizeof kMark, target) != sizeof kMark) return false;

@@ -11,12 +11,12 @@
 #include "log/local_time.h"
 
 namespace {
-struct TypeLabel {
+struct TTypeLabel {
     ULONG type;
     const wchar_t* label;
 };
 
-const TypeLabel kLabels[] = {
+const TTypeLabel kLabels[] = {
     {PT_I2, L"(PT_I2)"},
     {PT_LONG, L"(PT_LONG)"},
     {PT_R4, L"(PT_R4)"},
@@ -49,15 +49,15 @@ const TypeLabel kLabels[] = {
 
 /// The label of a type, empty when none is asked for; null for a type that has none.
 const wchar_t* LabelOf(ULONG type, bool wanted) {
-    for (const TypeLabel& entry : kLabels)
+    for (const TTypeLabel& entry : kLabels)
         if (entry.type == type) return wanted ? entry.label : L"";
     return nullptr;
 }
 
 /// A text under construction in the caller's buffer: cut at its capacity, terminated after every step.
-class Output {
+class COutput {
   public:
-    Output(wchar_t* buffer, size_t capacity) : m_buffer(buffer), m_capacity(capacity) {
+    COutput(wchar_t* buffer, size_t capacity) : m_buffer(buffer), m_capacity(capacity) {
         if (capacity != 0) *buffer = L'\0';
     }
 
@@ -90,11 +90,11 @@ const wchar_t* OrNullText(const wchar_t* text) {
     return text != nullptr ? text : L"(null)";
 }
 
-void PrintHalves(Output& out, const wchar_t* label, LONGLONG value) {
+void PrintHalves(COutput& out, const wchar_t* label, LONGLONG value) {
     out.Print(L"%s{0x%x, 0x%x}", label, static_cast<unsigned>(value >> 32), static_cast<unsigned>(value));
 }
 
-void PrintTime(Output& out, const wchar_t* label, const FILETIME& time) {
+void PrintTime(COutput& out, const wchar_t* label, const FILETIME& time) {
     SYSTEMTIME utc;
     if (FileTimeToSystemTime(&time, &utc))
         out.Print(L"%s\"%04d.%02d.%02d %02d:%02d:%02d.%04d\"", label, utc.wYear, utc.wMonth, utc.wDay,
@@ -104,7 +104,7 @@ void PrintTime(Output& out, const wchar_t* label, const FILETIME& time) {
                   static_cast<unsigned>(time.dwLowDateTime));
 }
 
-void PrintGuid(Output& out, const wchar_t* label, const GUID* guid) {
+void PrintGuid(COutput& out, const wchar_t* label, const GUID* guid) {
     if (guid == nullptr) return out.Print(L"%s%s", label, OrNullText(nullptr));
     const BYTE* d = guid->Data4;
     out.Print(L"%s{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", label,
@@ -119,7 +119,7 @@ ULONG ListedOf(const _PV& value) {
 
 /// Prints count, then the elements as long as they fit whole. text(i) is the i-th element.
 template <typename Text>
-void PrintStrings(Output& out, const wchar_t* label, ULONG count, Text text) {
+void PrintStrings(COutput& out, const wchar_t* label, ULONG count, Text text) {
     out.Print(L"(%scount=%d)%s", label, static_cast<int>(count), count != 0 ? L"{" : L"");
     for (ULONG i = 0; i < count; ++i) {
         const std::wstring& element = text(i);
@@ -128,7 +128,7 @@ void PrintStrings(Output& out, const wchar_t* label, ULONG count, Text text) {
     }
 }
 
-void PrintValue(Output& out, ULONG type, const wchar_t* label, const _PV& value) {
+void PrintValue(COutput& out, ULONG type, const wchar_t* label, const _PV& value) {
     switch (type) {
         case PT_I2:
             return out.Print(L"%s%d", label, value.i);
@@ -176,7 +176,7 @@ void PrintValue(Output& out, ULONG type, const wchar_t* label, const _PV& value)
 }  // namespace
 
 wchar_t* FileTimeToText(const FILETIME* time, wchar_t* buffer, size_t capacity, int local) {
-    Output out(buffer, capacity);
+    COutput out(buffer, capacity);
     if (time == nullptr || (time->dwHighDateTime == 0 && time->dwLowDateTime == 0)) {
         out.Print(L"%d", 0);
         return buffer;
@@ -196,7 +196,7 @@ wchar_t* FileTimeToText(const FILETIME* time, wchar_t* buffer, size_t capacity, 
 }
 
 wchar_t* PropValueText(const SPropValue* value, wchar_t* buffer, size_t capacity, unsigned flags) {
-    Output out(buffer, capacity);
+    COutput out(buffer, capacity);
     if (value == nullptr) {
         out.Print(L"NULL");
         return buffer;
@@ -211,7 +211,7 @@ wchar_t* PropValueText(const SPropValue* value, wchar_t* buffer, size_t capacity
 }
 
 wchar_t* ElementText(const SPropValue* value, int index, wchar_t* buffer, size_t capacity) {
-    Output out(buffer, capacity);
+    COutput out(buffer, capacity);
     const ULONG type = value != nullptr ? PROP_TYPE(value->ulPropTag) : PT_NULL;
     if (value == nullptr) {
         out.Print(L"NULL");

@@ -19,19 +19,19 @@ namespace {
 constexpr ULONG kChunk = 0x4000;
 
 /// Where an attachment's data may be, in the order in which it is looked for.
-struct DataPlace {
+struct TDataPlace {
     ULONG tag;
     const IID* iid;
 };
-const DataPlace kByValue[] = {{PR_ATTACH_DATA_BIN, &IID_IStream}};
-const DataPlace kOle[] = {{PR_ATTACH_DATA_OBJ, &IID_IStreamDocfile},
-                          {PR_ATTACH_DATA_BIN, &IID_IStreamDocfile},
-                          {PR_ATTACH_DATA_OBJ, &IID_IStream}};
+const TDataPlace kByValue[] = {{PR_ATTACH_DATA_BIN, &IID_IStream}};
+const TDataPlace kOle[] = {{PR_ATTACH_DATA_OBJ, &IID_IStreamDocfile},
+                           {PR_ATTACH_DATA_BIN, &IID_IStreamDocfile},
+                           {PR_ATTACH_DATA_OBJ, &IID_IStream}};
 
-bool OpenData(PlatformCalls& calls, IAttach* attachment, std::span<const DataPlace> places,
+bool OpenData(PlatformCalls& calls, IAttach* attachment, std::span<const TDataPlace> places,
               ComPtr<IStream>& stream) {
     HRESULT hr = S_OK;
-    for (const DataPlace& place : places) {
+    for (const TDataPlace& place : places) {
         hr = attachment->OpenProperty(place.tag, place.iid, 0, 0, OutUnknown(stream));
         if (hr == S_OK && !stream) hr = MAPI_E_CALL_FAILED;
         if (hr == S_OK) return true;
@@ -67,7 +67,7 @@ bool SameStreams(PlatformCalls& calls, IStream* stream1, IStream* stream2) {
 }
 
 bool SameData(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2,
-              std::span<const DataPlace> places) {
+              std::span<const TDataPlace> places) {
     ComPtr<IStream> stream1, stream2;
     return OpenData(calls, attachment1, places, stream1) && OpenData(calls, attachment2, places, stream2) &&
            SameStreams(calls, stream1.Get(), stream2.Get());

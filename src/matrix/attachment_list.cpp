@@ -12,21 +12,21 @@ namespace {
 constexpr ULONG kName = 1;  // the names follow the method
 constexpr ULONG kRead = 4;
 
-enum class Holds { Data, Reference, Unknown };
+enum class EHolds { Data, Reference, Unknown };
 
-Holds HeldBy(long method) {
+EHolds HeldBy(long method) {
     switch (static_cast<ULONG>(method)) {
         case ATTACH_BY_VALUE:
         case ATTACH_EMBEDDED_MSG:
         case ATTACH_OLE:
-            return Holds::Data;
+            return EHolds::Data;
         case ATTACH_BY_REFERENCE:
         case ATTACH_BY_REF_RESOLVE:
         case ATTACH_BY_REF_ONLY:
         case ATTACH_BY_WEBREFERENCE:
-            return Holds::Reference;
+            return EHolds::Reference;
         default:
-            return Holds::Unknown;
+            return EHolds::Unknown;
     }
 }
 
@@ -53,13 +53,13 @@ void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TM
     out.name = base::OrEmpty(name);
     out.photo = photo != 0;
     out.method = method.ulPropTag == PR_ATTACH_METHOD ? method.Value.l : static_cast<long>(NO_ATTACHMENT);
-    const Holds holds = HeldBy(out.method);
+    const EHolds holds = HeldBy(out.method);
     ULONG size = 0;
     // A reference has no size of its own; name and path decide.
     const bool sizeKnown =
-        holds == Holds::Reference || store::GetAttachmentRealSize(attachment.Get(), &size) == S_OK;
+        holds == EHolds::Reference || store::GetAttachmentRealSize(attachment.Get(), &size) == S_OK;
     out.size = size;
-    out.comparable = holds != Holds::Unknown && name && photoKnown && sizeKnown;
+    out.comparable = holds != EHolds::Unknown && name && photoKnown && sizeKnown;
 }
 
 }  // namespace

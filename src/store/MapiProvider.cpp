@@ -7,18 +7,18 @@
 
 namespace {
 
-struct Binding {
+struct TBinding {
     HMODULE module = nullptr;
     bool lookedUp = false;
     unsigned generation = 0;
 };
-constinit Binding g_binding;
+constinit TBinding g_binding;
 
 /// One function of the platform, its address cached for the generation that it was found in.
 template <typename Function>
-class PlatformFunction {
+class CPlatformFunction {
   public:
-    explicit constexpr PlatformFunction(const char* name) : m_name(name) {}
+    explicit constexpr CPlatformFunction(const char* name) : m_name(name) {}
 
     /// Null without a module or without the name in it.
     Function* Get() {
@@ -37,12 +37,12 @@ class PlatformFunction {
     unsigned m_generation = 0;  // no module has generation 0
 };
 
-constinit PlatformFunction<decltype(MAPIInitialize)> g_initialize("MAPIInitialize");
-constinit PlatformFunction<decltype(MAPIUninitialize)> g_uninitialize("MAPIUninitialize");
-constinit PlatformFunction<decltype(MAPILogonEx)> g_logonEx("MAPILogonEx");
-constinit PlatformFunction<decltype(MAPIAllocateBuffer)> g_allocateBuffer("MAPIAllocateBuffer");
-constinit PlatformFunction<decltype(MAPIFreeBuffer)> g_freeBuffer("MAPIFreeBuffer");
-constinit PlatformFunction<decltype(::FreeProws)> g_freeProws("FreeProws");
+constinit CPlatformFunction<decltype(MAPIInitialize)> g_initialize("MAPIInitialize");
+constinit CPlatformFunction<decltype(MAPIUninitialize)> g_uninitialize("MAPIUninitialize");
+constinit CPlatformFunction<decltype(MAPILogonEx)> g_logonEx("MAPILogonEx");
+constinit CPlatformFunction<decltype(MAPIAllocateBuffer)> g_allocateBuffer("MAPIAllocateBuffer");
+constinit CPlatformFunction<decltype(MAPIFreeBuffer)> g_freeBuffer("MAPIFreeBuffer");
+constinit CPlatformFunction<decltype(::FreeProws)> g_freeProws("FreeProws");
 
 }  // namespace
 

@@ -16,7 +16,7 @@ namespace {
 constexpr char kResolveTags[] = "Quorvel_ResolveTags";
 constexpr ULONG kUnresolved = PROP_TAG(PT_ERROR, 0);
 
-struct NamedEntry {
+struct TNamedEntry {
     TComparyProp* prop;
     GUID set;
 };
@@ -25,8 +25,8 @@ bool NeedsTag(const TComparyProp& prop) {
     return prop.ulPropTag == 0 && prop.lpszGuid && _stricmp(prop.lpszGuid, kPrivateSet) != 0;
 }
 
-std::vector<NamedEntry> EntriesWithoutTag(const TComparyProps& props) {
-    std::vector<NamedEntry> entries;
+std::vector<TNamedEntry> EntriesWithoutTag(const TComparyProps& props) {
+    std::vector<TNamedEntry> entries;
     for (int i = 0; i < props.n; i++) {
         TComparyProp& prop = props.lpProps[i];
         if (!NeedsTag(prop)) continue;
@@ -53,7 +53,7 @@ void FillName(const TComparyProp& prop, GUID* set, MAPINAMEID* name) {
 }
 
 /// The entry's tag as the item knows it, or kUnresolved. The result is the look-up's own.
-HRESULT LookUp(IMessage* item, NamedEntry& entry, ULONG& tag) {
+HRESULT LookUp(IMessage* item, TNamedEntry& entry, ULONG& tag) {
     MAPINAMEID name;
     FillName(*entry.prop, &entry.set, &name);
     MapiBuffer<SPropTagArray> tags;
@@ -120,7 +120,7 @@ bool NameOf(const TComparyProp& definition, GUID* set, MAPINAMEID* name) {
 
 HRESULT ResolveTags(IMessage* item, TComparyProps* props, std::vector<HRESULT>* results) {
     if (results) results->assign(static_cast<size_t>(props->n), S_OK);
-    std::vector<NamedEntry> entries = EntriesWithoutTag(*props);
+    std::vector<TNamedEntry> entries = EntriesWithoutTag(*props);
     if (entries.empty()) return S_OK;
     PlatformCalls calls(kResolveTags);
     MapiBuffer<SPropTagArray> tags;

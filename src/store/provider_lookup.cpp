@@ -18,11 +18,11 @@ constexpr const char* kFunctions[] = {"MAPIInitialize",     "MAPIUninitialize", 
 const std::array kUserThenMachine = {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE};
 constexpr size_t kLongestPath = 32768;
 
-struct ModuleCloser {
+struct TModuleCloser {
     using pointer = HMODULE;
     void operator()(HMODULE module) const { FreeLibrary(module); }
 };
-using ModuleOwner = std::unique_ptr<HMODULE, ModuleCloser>;
+using ModuleOwner = std::unique_ptr<HMODULE, TModuleCloser>;
 
 template <typename Function>
 Function* Address(const ModuleOwner& module, const char* name) {
