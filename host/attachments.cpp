@@ -3,6 +3,7 @@
 #include <mapitags.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <optional>
@@ -117,20 +118,91 @@ std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Cat
     const Matrix matrix = MakeMatrix(session);
     const bool hasItem = CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str());
     if (!CmpMatrix_Add(matrix.get(), other.entryId.c_str(), StoreId(catalog, other).c_str()))
-        return {{"unreadable", false}};
+        return {{"unreadable", false, -1}};
     const int row = hasItem ? 1 : 0;
     CmpMatrix_BuildAttachMatrix(matrix.get());
     std::vector<TAttachmentName> missing;
     for (const Family& family : kFamilies) {
         for (int column = 0; column < family.count(matrix.get()); ++column) {
-            const bool isThere = hasItem && family.value(matrix.get(), 0, column) >= 0;
-            if (isThere || family.value(matrix.get(), row, column) < 0) continue;
+            const bool isThere = hasItem && family.value(matrix.get(), 0, column) != -1;
+            if (isThere || family.value(matrix.get(), row, column) == -1) continue;
             const wchar_t* name = nullptr;
             family.info(matrix.get(), column, &name, nullptr);
-            missing.push_back({OneLine(name ? Narrow(name) : std::string()), &family == &kFamilies[1]});
+            missing.push_back({OneLine(name ? Narrow(name) : std::string()), &family == &kFamilies[1],
+                               family.value(matrix.get(), row, column)});
         }
     }
     return missing;
+}
+
+std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const Catalog& catalog,
+                                                 const std::vector<Item>& items) {
+    const Matrix matrix = MakeMatrix(session);
+    for (const Item& item : items) {
+        if (!CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str())) return {};
+    }
+    CmpMatrix_BuildAttachMatrix(matrix.get());
+    std::vector<TSharedAttachment> shared;
+    for (const Family& family : kFamilies) {
+        for (int column = 0; column < family.count(matrix.get()); ++column) {
+            TSharedAttachment one{&family == &kFamilies[1], {}};
+            for (size_t row = 0; row < items.size(); ++row)
+                one.numbers.push_back(family.value(matrix.get(), static_cast<int>(row), column));
+            shared.push_back(std::move(one));
+        }
+    }
+    return shared;
+}
+
+namespace {
+
+// Method, name and what it holds run into one number: against accidents, not against malice.
+std::string HashText(const std::string& text) {
+    unsigned long long hash = 0xCBF29CE484222325u;
+    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
+    char number[20];
+    snprintf(number, sizeof number, "%016llX", hash);
+    return number;
+}
+
+std::optional<std::string> StreamBytes(IMAPIProp* object, ULONG tag) {
+    void* raw = nullptr;
+    unsigned long bytes = 0;
+    const HRESULT hr = Quorvel_GetStreamPropValue(object, static_cast<long>(tag), &raw, &bytes, 0);
+    const MapiPtr<void> content(raw);
+    if (hr != S_OK) return {};
+    return content ? std::string(static_cast<const char*>(content.get()), bytes) : std::string();
+}
+
+std::optional<std::string> EmbeddedBytes(IAttach* attachment) {
+    ComPtr<IMessage> message;
+    if (attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0,
+                                 reinterpret_cast<IUnknown**>(message.GetAddressOf())) != S_OK ||
+        !message)
+        return {};
+    const std::optional<std::string> body = StreamBytes(message.Get(), PR_BODY_W);
+    if (!body) return {};
+    return TextOf(ReadValue(message.Get(), PR_SUBJECT_W).get()) + '\n' + *body;
+}
+
+}  // namespace
+
+std::string AttachmentMark(IMessage* message, long number) {
+    ComPtr<IAttach> attachment;
+    if (Quorvel_OpenAttachment(message, number, attachment.GetAddressOf()) != S_OK) return {};
+    const auto text = [&](ULONG tag) { return TextOf(ReadValue(attachment.Get(), tag).get()); };
+    const long method = LongOf(ReadValue(attachment.Get(), PR_ATTACH_METHOD).get());
+    std::optional<std::string> bytes = text(PR_ATTACH_LONG_PATHNAME_W) + '\n' + text(PR_ATTACH_PATHNAME_W);
+    if (method == ATTACH_EMBEDDED_MSG) {
+        bytes = EmbeddedBytes(attachment.Get());
+    } else if (method == ATTACH_BY_VALUE || method == ATTACH_OLE) {
+        bytes = StreamBytes(attachment.Get(), PR_ATTACH_DATA_BIN);
+        if (bytes && bytes->empty()) bytes = StreamBytes(attachment.Get(), PR_ATTACH_DATA_OBJ);
+    }
+    if (!bytes) return {};
+    return std::to_string(method) + ' ' +
+           HashText(text(PR_ATTACH_LONG_FILENAME_W) + '\n' + text(PR_ATTACH_FILENAME_W) + '\n' +
+                    text(PR_DISPLAY_NAME_W) + '\n' + *bytes);
 }
 
 std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,

@@ -25,12 +25,27 @@ AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog
 struct TAttachmentName {
     std::string name;
     bool isPhoto = false;
+    int number = -1;  // in other; negative: not known
 };
 
 /// The attachments of other that no attachment of item is equal to. All of them when one of the two cannot
 /// be read.
 std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Catalog& catalog,
                                                 const Item& item, const Item& other);
+
+/// An attachment of several items, as one of them has it first: by item the number, negative where the item has none or
+/// does not tell.
+struct TSharedAttachment {
+    bool isPhoto = false;
+    std::vector<int> numbers;
+};
+/// Nothing when an item cannot be read.
+std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const Catalog& catalog,
+                                                 const std::vector<Item>& items);
+
+/// What tells an attachment from others wherever it is copied: method, name, and what it holds. Empty when it cannot
+/// be read.
+std::string AttachmentMark(IMessage* message, long number);
 
 /// A group of equal items, parted into those that hold the same attachments, in order.
 std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,

@@ -8,7 +8,9 @@
 #include <memory>
 #include <set>
 
+#include "host/clean_merge.h"
 #include "host/item_moves.h"
+#include "host/merge_item.h"
 #include "host/plan_check.h"
 #include "host/text.h"
 #include "host/undo_file.h"
@@ -31,6 +33,13 @@ std::string NameOf(const PlannedItem& item) {
 
 void SayLeftAlone(const PlannedItem& item, const std::string& why) {
     printf("left alone: %s %s\n", NameOf(item).c_str(), why.c_str());
+}
+
+void SayLosses(const PlannedItem& item) {
+    for (const TLoss& loss : item.losses) {
+        printf("   %s: %s; the kept copy has %s; %s\n", loss.property.c_str(), loss.value.c_str(),
+               loss.kept.empty() ? "none" : loss.kept.c_str(), MergeText(loss).c_str());
+    }
 }
 
 // A duplicate that waits for its turn.
@@ -103,6 +112,7 @@ std::vector<TTurn> Movable(CPlanCheck& check, const TPlan& plan, TMoved& result,
             if (item.fate == EFate::Move) continue;
             SayLeftAlone(item, WhyItStays(item));
             result.stays.emplace(&item, WhyItStays(item));
+            if (plan.isMerging && item.fate == EFate::Loss) SayLosses(item);
         }
     }
     for (const TTurn& turn : turns) {
@@ -183,6 +193,24 @@ Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::
     return target;
 }
 
+// What goes into a kept copy from a duplicate.
+void SayTaken(const PlannedItem& item, const std::vector<TLoss>& losses) {
+    for (const TLoss& loss : losses) {
+        if (!IsTaken(loss)) continue;
+        printf("   %s: %s from %s; %s\n", loss.property.c_str(), loss.value.c_str(), item.folder.c_str(),
+               MergeText(loss).c_str());
+    }
+}
+
+// What merging made of a group before the first of its duplicates moves.
+struct TCompletedGroup {
+    bool isChanged = false;
+    std::string modified;  // of the kept copy since then
+    std::string why;       // it cannot be completed, and no duplicate moves
+    std::map<const PlannedItem*, std::string>
+        leftAlone{};  // duplicates that it was not completed from, and why
+};
+
 // The moves of one run, with the undo file that it writes.
 class CMoving {
   public:
@@ -200,6 +228,8 @@ class CMoving {
   private:
     Target& TargetOf(const std::string& storeId, const std::vector<TTurn>& turns);
     void Move(const TTurn& turn, Target& target);
+    void Complete(const TTurn& turn);
+    std::string WhyNotNow(const TTurn& turn, const TCompletedGroup* completed);
     void FindMoved();
     void Refuse(const PlannedItem& item, const std::string& why);
 
@@ -210,18 +240,23 @@ class CMoving {
     TMoved& m_result;
     Progress& m_progress;
     std::map<std::string, Target> m_targets;  // by store
-    size_t m_moves = 0;                       // lines of the undo file
+    std::map<const PlannedGroup*, std::vector<const TTurn*>> m_turns;
+    std::map<const PlannedGroup*, TCompletedGroup> m_completed;
+    size_t m_moves = 0;  // lines of the undo file
 };
 
 void CMoving::Run(std::vector<TTurn>& turns) {
     const size_t rounds = PlanRounds(turns);
+    for (const TTurn& turn : turns) m_turns[turn.group].push_back(&turn);
     size_t done = 0;
     for (size_t round = 0; round < rounds && !m_result.isInterrupted; ++round) {
         for (; done < turns.size() && turns[done].round == round; ++done) {
             m_result.isInterrupted = Interrupted();
             if (m_result.isInterrupted) break;
             m_progress("items moved", done, turns.size());
-            Move(turns[done], TargetOf(turns[done].item->storeId, turns));
+            Target& target = TargetOf(turns[done].item->storeId, turns);
+            if (m_check.Plan().isMerging) Complete(turns[done]);
+            Move(turns[done], target);
         }
         FindMoved();
     }
@@ -248,14 +283,73 @@ void CMoving::Refuse(const PlannedItem& item, const std::string& why) {
     ++m_result.refused;
 }
 
+// What was looked at a while ago may be another by now. A copy that was completed may have come to differ from a
+// duplicate in what only a third one has: they were held against each other before.
+std::string CMoving::WhyNotNow(const TTurn& turn, const TCompletedGroup* completed) {
+    PlannedItem kept = turn.group->keep;
+    if (completed) {
+        if (!completed->why.empty()) return completed->why;
+        if (const auto left = completed->leftAlone.find(turn.item); left != completed->leftAlone.end())
+            return left->second;
+        kept.modified = completed->modified;
+    }
+    std::string why = m_check.Look(kept).why;
+    if (!why.empty()) return "stays: the copy that is kept " + why;
+    why = m_check.Look(*turn.item).why;
+    if (why.empty() && !completed) why = m_check.WhyNot(*turn.group, *turn.item, true);
+    return why;
+}
+
+// Once for each group, when the first of its duplicates has its turn.
+void CMoving::Complete(const TTurn& turn) {
+    const bool isTaken = std::ranges::any_of(turn.group->duplicates, [](const PlannedItem& item) {
+        return std::ranges::any_of(item.losses, IsTaken);
+    });
+    const auto [found, isNew] = m_completed.try_emplace(turn.group);
+    if (!isNew || !isTaken) return;
+    TCompletedGroup& completed = found->second;
+    std::vector<const PlannedItem*> duplicates;
+    for (const TTurn* other : m_turns[turn.group]) {
+        const std::string why = WhyNotNow(*other, nullptr);
+        if (why.empty())
+            duplicates.push_back(other->item);
+        else
+            completed.leftAlone.emplace(other->item, why);
+    }
+    std::optional<TLiveGroup> live = ReadLive(m_check, *turn.group, duplicates);
+    if (live) {
+        std::erase_if(live->duplicates, [&](const TLiveGroup::TDuplicate& one) {
+            if (IsMergeable(one.losses, m_check.Plan().allowLoss)) return false;
+            completed.leftAlone.emplace(one.planned, WhyItStays(EFate::Loss, one.losses));
+            return true;
+        });
+    }
+    const PlannedItem& kept = turn.group->keep;
+    if (live && !live->IsCompleted() && completed.leftAlone.empty()) return;
+    completed.isChanged = true;
+    completed.modified = kept.modified;
+    if (live && !live->IsCompleted()) return;
+    completed.why =
+        live ? CompleteItem(m_check.Reader(), live->kept, live->Copies(), kept.title, kept.folder, m_undo)
+             : "it or a duplicate cannot be read";
+    if (!completed.why.empty()) {
+        completed.why = "stays: the copy that is kept cannot be completed: " + completed.why;
+        return;
+    }
+    completed.modified = m_check.Modified(kept);
+    ++m_result.completed;
+    m_progress.Clear();
+    printf("completed: %s\n", NameOf(kept).c_str());
+    for (const TLiveGroup::TDuplicate& one : live->duplicates) SayTaken(*one.planned, one.losses);
+    fflush(stdout);
+}
+
 void CMoving::Move(const TTurn& turn, Target& target) {
     const PlannedItem& item = *turn.item;
-    // What was looked at a while ago may be another by now.
-    std::string why = m_check.Look(turn.group->keep).why;
-    if (!why.empty()) return Refuse(item, "stays: the copy that is kept " + why);
-    why = m_check.Look(item).why;
-    if (why.empty()) why = m_check.WhyNot(*turn.group, item, true);
-    if (!why.empty()) return Refuse(item, why);
+    const auto completed = m_completed.find(turn.group);
+    const bool isCompleted = completed != m_completed.end() && completed->second.isChanged;
+    if (const std::string why = WhyNotNow(turn, isCompleted ? &completed->second : nullptr); !why.empty())
+        return Refuse(item, why);
     m_undo.WillMove(UndoMove{item.entryId,
                              turn.look.searchKey,
                              item.title,
@@ -302,15 +396,41 @@ std::string Quoted(const std::string& path) {
 
 }  // namespace
 
-TMoved Clean(Session& session, const TPlan& plan, const CleanOptions& options, Progress& progress) {
+namespace {
+
+// The kept copies that the duplicates which may be moved would complete.
+size_t SayCompletions(const TPlan& plan, const std::vector<TTurn>& turns) {
+    std::set<const PlannedItem*> moving;
+    for (const TTurn& turn : turns) {
+        if (std::ranges::any_of(turn.item->losses, IsTaken)) moving.insert(turn.item);
+    }
+    size_t count = 0;
+    for (const PlannedGroup& group : plan.groups) {
+        bool isSaid = false;
+        for (const PlannedItem& item : group.duplicates) {
+            if (!moving.contains(&item)) continue;
+            if (!isSaid) printf("would complete: %s\n", NameOf(group.keep).c_str());
+            count += !isSaid;
+            isSaid = true;
+            SayTaken(item, item.losses);
+        }
+    }
+    return count;
+}
+
+}  // namespace
+
+TMoved Clean(Session& session, TPlan plan, const CleanOptions& options, Progress& progress) {
     if (options.folder.find_first_not_of(' ') == std::string::npos ||
         OneLine(options.folder) != options.folder)
         throw Failure("\"" + OneLine(options.folder) + "\" is no name for a folder.");
     // It holds what belongs to the session, which is closed below.
     auto check = std::make_unique<CPlanCheck>(session.get(), plan, options.folder);
     TMoved result;
+    if (plan.isMerging) PlanMerging(*check, plan, progress);
     std::vector<TTurn> turns = Movable(*check, plan, result, progress);
     if (!options.yes) {
+        if (plan.isMerging) result.completed = SayCompletions(plan, turns);
         for (const TTurn& turn : turns) printf("would move: %s\n", NameOf(*turn.item).c_str());
         result.moved = turns.size();
     }

@@ -1,5 +1,6 @@
 #include "host/clean_plan.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -25,6 +26,11 @@ std::string IdOf(const json& object, const char* member) {
     return id;
 }
 
+// A choice that nobody offered.
+struct TNoChoice : Failure {
+    using Failure::Failure;
+};
+
 }  // namespace
 
 PlannedItem PlannedItemFrom(const json& object) {
@@ -41,13 +47,31 @@ PlannedItem PlannedItemFrom(const json& object) {
 
 namespace {
 
-PlannedItem DuplicateFromJson(const json& object) {
+TLoss LossFromJson(const json& object) {
+    TLoss loss{OneLine(object.at("property").get<std::string>()),
+               OneLine(object.at("value").get<std::string>()), OneLine(object.at("kept").get<std::string>()),
+               object.at("id").get<std::string>()};
+    if (!object.contains("choice")) return loss;
+    // Only what the scan offered can be chosen.
+    const json& choices = object.at("choices");
+    if (object.at("merge") != MergeName(EMerge::Conflict) ||
+        std::find(choices.begin(), choices.end(), object.at("choice")) == choices.end()) {
+        throw TNoChoice("choice");
+    }
+    loss.choice = ChoiceOf(object.at("choice").get<std::string>());
+    return loss;
+}
+
+PlannedItem DuplicateFromJson(const json& object, const std::string& place) {
     PlannedItem item = PlannedItemFrom(object);
     item.fate = FateOf(object.at("fate").get<std::string>());
     for (const json& loss : object.at("losses")) {
-        item.losses.push_back({OneLine(loss.at("property").get<std::string>()),
-                               OneLine(loss.at("value").get<std::string>()),
-                               OneLine(loss.at("kept").get<std::string>())});
+        try {
+            item.losses.push_back(LossFromJson(loss));
+        } catch (const TNoChoice&) {
+            throw TNoChoice("\"" + place + ".losses[" + std::to_string(item.losses.size()) +
+                            "].choice\" is none of the choices that the scan gave; nothing was moved.");
+        }
     }
     return item;
 }
@@ -108,7 +132,10 @@ TPlan PlanFromReport(const json& report, const std::string& path) {
                          {},
                          false,
                          {}};
-        for (const json& item : group.at("duplicates")) one.duplicates.push_back(DuplicateFromJson(item));
+        const std::string place = "groups[" + std::to_string(plan.groups.size()) + "].duplicates[";
+        for (const json& item : group.at("duplicates"))
+            one.duplicates.push_back(
+                DuplicateFromJson(item, place + std::to_string(one.duplicates.size()) + "]"));
         plan.groups.push_back(std::move(one));
     }
     return plan;
@@ -123,6 +150,8 @@ TPlan PlanFromFile(const std::string& path) {
     try {
         file = json::parse(stream);
         if (!AreDecisions(file)) return PlanFromReport(file, path);
+    } catch (const TNoChoice&) {
+        throw;
     } catch (const std::exception&) {
         throw Failure("\"" + path + "\" is no JSON report of a scan by this version, or was changed.");
     }
@@ -153,6 +182,16 @@ std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::
         file["groups"].push_back(std::move(one));
     }
     return EscapeActing(file.dump(1, ' ', false, json::error_handler_t::replace)) + "\n";
+}
+
+bool HasChoices(const TPlan& plan) {
+    const auto isChosen = [](const TLoss& loss) { return loss.choice != EChoice::None; };
+    for (const PlannedGroup& group : plan.groups) {
+        for (const PlannedItem& item : group.duplicates) {
+            if (std::ranges::any_of(item.losses, isChosen)) return true;
+        }
+    }
+    return false;
 }
 
 void AllowLoss(TPlan& plan) {

@@ -47,6 +47,7 @@ struct TPlan {
     bool isVerified = false;  // this run has held each duplicate against the kept copy
     bool allowLoss = false;   // what would be lost is no reason to stay
     bool isDecided = false;   // by somebody, item by item: what it names must be there
+    bool isMerging = false;   // what would be lost goes into the kept copy where it can
     bool sentCopies = false;  // the sent and the received copy of a mail are duplicates too
 };
 
@@ -60,6 +61,9 @@ PlannedItem PlannedItemFrom(const nlohmann::json& object);
 /// What comes of a plan, as docs/schemas/plan.schema.json says: for who moves the items by other means. stays: why, of
 /// those that do not move.
 std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::string>& stays);
+
+/// Whether somebody chose between two values for merging (merge_plan.h).
+bool HasChoices(const TPlan& plan);
 
 /// Duplicates that stayed for what the kept copy lacks move all the same.
 void AllowLoss(TPlan& plan);

@@ -1,12 +1,14 @@
 #include "host/groups.h"
 
 #include <algorithm>
+#include <map>
 
 #include "host/attachments.h"
 #include "host/digest.h"
 #include "host/duplicate_search.h"
 #include "host/identity.h"
 #include "host/losses.h"
+#include "host/merge_plan.h"
 
 namespace host {
 
@@ -33,6 +35,18 @@ TCopyFate FateOfCopy(CItemReader& reader, const ScanResult& result, const KindSc
     return fate;
 }
 
+// What merging would do about the losses of a group; values: of those of its items that have any.
+void PlanMergeOf(CItemReader& reader, const ScanResult& result, const KindScan& scan, Group& group,
+                 const TItemValues& kept, const std::map<size_t, TItemValues>& values) {
+    std::vector<TMergeCopy> copies;
+    for (const auto& [index, own] : values) {
+        TCopyFate& fate = group.fates[index];
+        copies.push_back(
+            {&result.items[group.items[index]], &own, &fate.losses, fate.fate != EFate::Protected});
+    }
+    PlanMerge(reader, scan.definitions, result.items[group.items[0]], kept, copies, result.policy.allowLoss);
+}
+
 // One group around the copy that stays. Returns the copies that are not equal to it; those that cannot be
 // read are noted.
 std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_t scanIndex,
@@ -49,6 +63,7 @@ std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_
         if (kept) group.fates.front().values = DigestOf(*kept);
         std::vector<size_t> apart;
         std::vector<size_t> unreadable;
+        std::map<size_t, TItemValues> losing;
         for (const size_t copy : copies) {
             if (copy == keptIndex || !isReadable) continue;
             const Item& item = result.items[copy];
@@ -57,13 +72,15 @@ std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_
             if (pair == EPair::Apart) apart.push_back(copy);
             if (pair == EPair::SecondUnreadable) unreadable.push_back(copy);
             if (pair != EPair::Equal) continue;
-            const std::optional<TItemValues> values = reader.Read(item);
+            std::optional<TItemValues> values = reader.Read(item);
             if (!values) {
                 unreadable.push_back(copy);
                 continue;
             }
             group.items.push_back(copy);
             group.fates.push_back(FateOfCopy(reader, result, scan, keptItem, *kept, item, *values));
+            if (!group.fates.back().losses.empty())
+                losing.emplace(group.items.size() - 1, std::move(*values));
         }
         if (!isReadable) {
             // Another one has to stay.
@@ -72,6 +89,7 @@ std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_
             continue;
         }
         scan.unreadable.insert(scan.unreadable.end(), unreadable.begin(), unreadable.end());
+        if (!losing.empty()) PlanMergeOf(reader, result, scan, group, *kept, losing);
         if (group.items.size() > 1) result.groups.push_back(std::move(group));
         return apart;
     }

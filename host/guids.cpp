@@ -3,5 +3,6 @@
 #include <objbase.h>
 
 #define USES_IID_IMAPIFolder
+#define USES_IID_IMessage
 #include <initguid.h>
 #include <mapiguid.h>

@@ -19,7 +19,9 @@ std::string Cut(const std::string& text) {
     return Width(line) <= kShown ? line : Fit(line, kShown);
 }
 
-std::string Shown(const TItemValue& value, bool isMark) {
+}  // namespace
+
+std::string ShownValue(const TItemValue& value, bool isMark) {
     if (isMark) return "set";
     std::string text;
     for (const std::string& element : value.elements) {
@@ -33,6 +35,8 @@ std::string Shown(const TItemValue& value, bool isMark) {
     return Cut(text);
 }
 
+namespace {
+
 // Texts are equal without blanks and line breaks at their ends, and whatever their form: plain or in a set.
 std::string Trimmed(const std::string& text) {
     const size_t end = text.find_last_not_of(" \t\r\n");
@@ -45,7 +49,8 @@ bool Holds(const TItemValue& kept, const std::string& element, bool isText) {
     });
 }
 
-// The part of a value that the kept copy does not hold.
+}  // namespace
+
 TItemValue Missing(const TItemValue* kept, const TItemValue& value) {
     if (!kept) return value;
     const bool isText = (value.type & ~MV_FLAG) == PT_UNICODE;
@@ -55,6 +60,8 @@ TItemValue Missing(const TItemValue* kept, const TItemValue& value) {
     }
     return missing;
 }
+
+namespace {
 
 // Properties that the definitions compare, by how.
 struct TCompared {
@@ -82,6 +89,8 @@ TCompared ComparedProperties(const Definitions& definitions) {
     return compared;
 }
 
+}  // namespace
+
 bool AreEqualTexts(const std::string& a, const std::string& b, ECompareMethod method) {
     std::wstring wideA = Widen(a);
     std::wstring wideB = Widen(b);
@@ -95,6 +104,8 @@ bool AreEqualTexts(const std::string& a, const std::string& b, ECompareMethod me
     int intersects = 0;
     return Quorvel_IsMVPropsIntersects(&one, &other, &intersects, method) == 0 && intersects;
 }
+
+namespace {
 
 // Whether the kept copy has the text in any of the fields that the property is gathered from.
 bool HasAnywhere(const TItemValues& kept, const TCompared& compared, const PropertyChoice& choice,
@@ -145,8 +156,9 @@ std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, c
             continue;
         }
         const bool isMark = reader.bookkeeping().Meaningful(name) != kAllBits;
-        losses.push_back({OneLine(reader.bookkeeping().Name(definitions.kind, name)), Shown(missing, isMark),
-                          keptValue ? Shown(*keptValue, isMark) : std::string()});
+        losses.push_back({OneLine(reader.bookkeeping().Name(definitions.kind, name)),
+                          ShownValue(missing, isMark),
+                          keptValue ? ShownValue(*keptValue, isMark) : std::string(), name});
     }
     // Where they are compared they agree, unless another property decided or the kept copy has none.
     const bool decides = compared.hasRecipients && !definitions.grouped;
@@ -154,12 +166,15 @@ std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, c
         const std::string recipients = Recipients(reader, duplicateItem);
         const std::string other = recipients.empty() ? std::string() : Recipients(reader, keptItem);
         if (recipients != other && (!decides || other.empty()))
-            losses.push_back({"Recipients", Cut(recipients), Cut(other)});
+            losses.push_back({"Recipients", Cut(recipients), Cut(other), "recipients"});
     }
     if (duplicate.attachments != 0 && !definitions.attachments) {
         for (const TAttachmentName& missing :
              MissingAttachments(reader.session(), reader.catalog(), keptItem, duplicateItem)) {
-            losses.push_back({missing.isPhoto ? "Photo" : "Attachment", missing.name, {}});
+            losses.push_back({missing.isPhoto ? "Photo" : "Attachment",
+                              missing.name,
+                              {},
+                              (missing.isPhoto ? "photo:" : "attachment:") + std::to_string(missing.number)});
         }
     }
     return losses;

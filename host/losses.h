@@ -21,4 +21,12 @@ std::vector<TLoss> LossesOfUnlike(CItemReader& reader, const Definitions& defini
                                   const TItemValues& kept, const Item& duplicateItem,
                                   const TItemValues& duplicate);
 
+/// The part of a value that the kept copy does not hold; kept may be null. Texts are equal without blanks at their
+/// end.
+TItemValue Missing(const TItemValue* kept, const TItemValue& value);
+/// As the searches compare texts.
+bool AreEqualTexts(const std::string& a, const std::string& b, ECompareMethod method);
+/// A value for people, on one line and cut. isMark: it says no more than that it is there.
+std::string ShownValue(const TItemValue& value, bool isMark);
+
 }  // namespace host

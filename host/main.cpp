@@ -31,6 +31,8 @@
 namespace host {
 namespace {
 
+constexpr char kAsk[] = "ask";
+
 enum ExitStatus { kNoneFound = 0, kFound = 1, kError = 2, kPartlyMoved = 3 };
 
 struct Options {
@@ -55,6 +57,7 @@ struct Options {
 
     std::string from;
     std::string plan;
+    std::string merge;  // "all" or "ask"; empty: nothing is merged
     CleanOptions clean;
     std::string undo;
 
@@ -242,9 +245,11 @@ int RunSimilar(const Options& options) {
 }
 
 // What a command that moves items says and ends with once everything is saved.
-int SayMoved(const TMoved& result, const char* done) {
-    printf("%s %s%s\n", Count(result.moved, "item", "items").c_str(), done,
-           result.refused == 0 ? "" : (", " + std::to_string(result.refused) + " not").c_str());
+int SayMoved(const TMoved& result, const std::string& done, const char* completed) {
+    std::string line = Count(result.moved, "item", "items") + " " + done;
+    if (result.completed != 0) line += ", " + Count(result.completed, "item", "items") + " " + completed;
+    if (result.refused != 0) line += ", " + std::to_string(result.refused) + " not";
+    printf("%s\n", line.c_str());
     if (result.isInterrupted) {
         fflush(stdout);
         fputs("quorvel: interrupted; what was done is saved\n", stderr);
@@ -255,7 +260,7 @@ int SayMoved(const TMoved& result, const char* done) {
 
 int RunUndo(Session& session, const Options& options, Progress& progress) {
     const TMoved result = Undo(session, options.undo, progress);
-    const int status = SayMoved(result, "put back");
+    const int status = SayMoved(result, "put back", "restored");
     return status == kNoneFound && result.refused != 0 ? kError : status;
 }
 
@@ -267,16 +272,22 @@ int RunClean(const Options& options) {
     TPlan plan = options.from.empty() ? PlanOf(Scan(session.get(), options.scan, progress))
                                       : PlanFromFile(options.from);
     if (options.scan.policy.allowLoss) AllowLoss(plan);
+    plan.isMerging = !options.merge.empty();
+    if (HasChoices(plan) && options.merge != kAsk)
+        throw Failure(
+            "The report holds choices between values: --merge=ask follows them; nothing was moved.");
     CleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
-    const TMoved result = Clean(session, plan, clean, progress);
+    const TMoved result = Clean(session, std::move(plan), clean, progress);
     if (!clean.yes) {
         if (!options.plan.empty()) WriteFileWhole(options.plan, PlanText(plan, result.stays));
-        printf("%s would be moved to \"%s\"; nothing was done. Add --yes to do it.\n",
-               Count(result.moved, "item", "items").c_str(), clean.folder.c_str());
+        const std::string completed =
+            result.completed == 0 ? "" : ", " + Count(result.completed, "item", "items") + " completed";
+        printf("%s would be moved to \"%s\"%s; nothing was done. Add --yes to do it.\n",
+               Count(result.moved, "item", "items").c_str(), clean.folder.c_str(), completed.c_str());
         return kNoneFound;
     }
-    const int status = SayMoved(result, ("moved to \"" + clean.folder + "\"").c_str());
+    const int status = SayMoved(result, "moved to \"" + clean.folder + "\"", "completed");
     if (status != kNoneFound || result.refused == 0) return status;
     return result.moved == 0 ? kError : kPartlyMoved;
 }
@@ -286,8 +297,11 @@ void CheckCleanOptions(const CLI::App& clean) {
     static constexpr const char* kOfTheScan[] = {"--folder",      "--kind",       "--algorithm", "--except",
                                                  "--keep",        "--prefer",     "--protect",   "--skip",
                                                  "--definitions", "--sent-copies"};
-    static constexpr const char* kOfTheMoves[] = {"--from", "--to", "--undo-file", "--allow-loss", "--plan"};
+    static constexpr const char* kOfTheMoves[] = {"--from",       "--to",    "--undo-file",
+                                                  "--allow-loss", "--merge", "--plan"};
     const auto given = [&](const char* name) { return clean.get_option(name)->count() != 0; };
+    if (given("--merge") && clean.get_option("--merge")->as<std::string>() == kAsk && !given("--from"))
+        throw Failure("--merge=ask follows the choices of a report: name it with --from.");
     for (const char* name : kOfTheScan) {
         if (given("--from") && given(name)) {
             throw Failure(std::string("--from does what the report says: ") + name +
@@ -375,6 +389,11 @@ int Run(const std::vector<std::string>& arguments) {
         ->type_name("FILE");
     clean.add_option("--plan", options.plan, "Without --yes: write what would be moved to this file")
         ->type_name("FILE");
+    clean
+        .add_flag("--merge{all}", options.merge,
+                  "Complete the kept copy from its duplicates before they move; --merge=ask: by the choices "
+                  "of the report")
+        ->check(CLI::IsMember({"all", kAsk}));
     clean.add_option("--to", options.clean.folder, "The folder, made if missing")
         ->type_name("NAME")
         ->capture_default_str();

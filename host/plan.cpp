@@ -9,6 +9,23 @@ namespace host {
 
 namespace {
 constexpr const char* kFates[] = {"move", "loss", "protected"};
+constexpr const char* kChoices[] = {"", "kept", "duplicate"};
+
+// By EMerge: the name in reports, and what is done for people. What is left says why.
+constexpr struct {
+    const char* name;
+    const char* text;
+} kMerges[] = {
+    {"copy", "copies it"},
+    {"slot", "puts it to "},
+    {"unite", "adds it to the list"},
+    {"join", "writes it below the kept one"},
+    {"mark", "sets it"},
+    {"attach", "copies it"},
+    {"photo", "copies it"},
+    {"held", "leaves it: "},
+    {"conflict", "leaves it: "},
+};
 }  // namespace
 
 const char* FateName(EFate fate) {
@@ -20,6 +37,39 @@ EFate FateOf(const std::string& name) {
         if (name == kFates[i]) return static_cast<EFate>(i);
     }
     throw Failure("\"" + name + "\" is nothing that becomes of a duplicate.");
+}
+
+const char* MergeName(EMerge merge) {
+    return kMerges[static_cast<size_t>(merge)].name;
+}
+
+const char* ChoiceName(EChoice choice) {
+    return kChoices[static_cast<size_t>(choice)];
+}
+
+EChoice ChoiceOf(const std::string& name) {
+    for (size_t i = 1; i < std::size(kChoices); ++i) {
+        if (name == kChoices[i]) return static_cast<EChoice>(i);
+    }
+    throw Failure("\"" + name + "\" is no choice: kept or duplicate.");
+}
+
+bool IsSettled(const TLoss& loss) {
+    return loss.merge != EMerge::Conflict || loss.choice != EChoice::None;
+}
+
+std::string MergeText(const TLoss& loss) {
+    const bool isChosen = loss.merge == EMerge::Conflict && loss.choice == EChoice::Duplicate;
+    if (isChosen) return "merging puts it in the place of the kept one, as chosen";
+    if (loss.choice == EChoice::Kept) return "merging leaves it, as chosen";
+    return std::string("merging ") + kMerges[static_cast<size_t>(loss.merge)].text + loss.note;
+}
+
+std::string MergesText(const std::vector<TLoss>& losses) {
+    std::string text;
+    for (const TLoss& loss : losses)
+        text += (text.empty() ? "" : "; ") + loss.property + ": " + MergeText(loss);
+    return text;
 }
 
 std::string WhyItStays(EFate fate, const std::vector<TLoss>& losses) {

@@ -83,6 +83,14 @@ TLook CPlanCheck::Look(const PlannedItem& item) {
     return look;
 }
 
+std::string CPlanCheck::Modified(const PlannedItem& item) {
+    ComPtr<IMessage> message;
+    if (Quorvel_OpenItem(m_reader.session(), item.entryId.c_str(), item.storeId.c_str(),
+                         message.GetAddressOf()) != S_OK)
+        return {};
+    return IsoTime(TimeOf(ReadValue(message.Get(), PR_LAST_MODIFICATION_TIME).get()));
+}
+
 std::optional<Item> CPlanCheck::Find(const PlannedItem& item) {
     const auto [known, isNew] = m_folders.emplace(std::pair{item.storeId, item.folderId}, std::nullopt);
     for (size_t i = 0; isNew && i < m_catalog.folders.size() && !known->second; ++i) {
@@ -114,7 +122,8 @@ std::string CPlanCheck::WhyNotByScan(const Definitions& definitions, const Item&
     const std::optional<TItemValues> keptValues = m_reader.Read(kept);
     const std::optional<TItemValues> values = m_reader.Read(item);
     if (!keptValues || !values) return "or the copy that is kept cannot be read";
-    if (m_plan.allowLoss) return {};
+    // What merging makes of losses is settled by itself.
+    if (m_plan.allowLoss || m_plan.isMerging) return {};
     const std::vector<TLoss> losses = Losses(m_reader, definitions, kept, *keptValues, item, *values);
     return losses.empty() ? std::string() : WhyItStays(EFate::Loss, losses);
 }

@@ -29,13 +29,19 @@ class CPlanCheck {
     CPlanCheck& operator=(const CPlanCheck&) = delete;
 
     TLook Look(const PlannedItem& item);
+    /// When it was changed last, in the form of plans.
+    std::string Modified(const PlannedItem& item);
     /// Why this is not moved for the copy that its group keeps; empty when it is. A plan that this run has not
     /// verified is held to all that makes a scan call two items duplicates and move one; `isAgain`, when its turn
     /// has come: to a search of the two.
     std::string WhyNot(const PlannedGroup& group, const PlannedItem& item, bool isAgain);
 
-  private:
+    /// The item's record; nothing when its folder is not there any more.
     std::optional<Item> Find(const PlannedItem& item);
+    CItemReader& Reader() { return m_reader; }
+    const TPlan& Plan() const { return m_plan; }
+
+  private:
     std::string WhyNotByScan(const Definitions& definitions, const Item& kept, const Item& item);
     std::string WhyNotAsRecorded(const PlannedGroup& group, const PlannedItem& planned, const Item& kept,
                                  const Item& item, bool isAgain);

@@ -112,7 +112,8 @@ std::string StayingHtml(const ScanResult& result, const Group& group) {
         html += "<ul class=\"losses\">";
         for (const TLoss& loss : fate.losses) {
             html += "<li>" + Escape(loss.property) + ": <b>" + Escape(loss.value) +
-                    "</b>; the kept copy has " + (loss.kept.empty() ? "none" : Escape(loss.kept)) + "</li>";
+                    "</b>; the kept copy has " + (loss.kept.empty() ? "none" : Escape(loss.kept)) + "; " +
+                    Escape(MergeText(loss)) + "</li>";
         }
         html += "</ul>\n";
     }

@@ -31,6 +31,16 @@ json ItemJson(const ScanResult& result, size_t index) {
     return object;
 }
 
+json LossJson(const TLoss& loss) {
+    json object{
+        {"property", loss.property},      {"value", loss.value},         {"kept", loss.kept}, {"id", loss.id},
+        {"merge", MergeName(loss.merge)}, {"mergeText", MergeText(loss)}};
+    if (loss.merge != EMerge::Conflict) return object;
+    object["choices"] = {ChoiceName(EChoice::Kept)};
+    if (loss.isReplaceable) object["choices"].push_back(ChoiceName(EChoice::Duplicate));
+    return object;
+}
+
 json DuplicateJson(const ScanResult& result, const Group& group, size_t index) {
     const TCopyFate& fate = group.fates[index];
     json object = ItemJson(result, group.items[index]);
@@ -39,7 +49,7 @@ json DuplicateJson(const ScanResult& result, const Group& group, size_t index) {
     object["why"] = WhyItStays(fate.fate, fate.losses);
     object["losses"] = json::array();
     for (const TLoss& loss : fate.losses) {
-        object["losses"].push_back({{"property", loss.property}, {"value", loss.value}, {"kept", loss.kept}});
+        object["losses"].push_back(LossJson(loss));
     }
     return object;
 }

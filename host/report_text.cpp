@@ -43,7 +43,7 @@ std::string GroupText(const ScanResult& result, const Group& group, size_t numbe
             text += "      " + loss.property + ": " + Shorten(loss.value) +
                     (loss.kept.empty() ? "; the kept copy has none"
                                        : "; the kept copy has " + Shorten(loss.kept)) +
-                    "\n";
+                    "; " + MergeText(loss) + "\n";
         }
     }
     return text;
@@ -90,7 +90,9 @@ std::string TextReport(const ScanResult& result) {
     if (!result.nearPairs.empty()) text += NearText(result);
     if (result.Staying() != 0) {
         text += "\n" + std::to_string(result.Staying()) + " of " +
-                Count(result.Duplicates(), "duplicate", "duplicates") + " would not be moved\n";
+                Count(result.Duplicates(), "duplicate", "duplicates") + " would not be moved";
+        const size_t merged = result.StayingUnmerged();
+        text += (merged == result.Staying() ? "" : ", with --merge " + std::to_string(merged)) + "\n";
     }
     return text + "\n" + Count(result.items.size(), "item", "items") + ", " +
            Count(result.groups.size(), "group", "groups") + ", " +

@@ -8,6 +8,7 @@
 #include "host/duplicate_search.h"
 #include "host/groups.h"
 #include "host/identity.h"
+#include "host/merge_plan.h"
 #include "host/text.h"
 #include "quorvel.h"
 
@@ -154,6 +155,17 @@ size_t ScanResult::Staying() const {
     size_t count = 0;
     for (const Group& group : groups) {
         for (const TCopyFate& fate : group.fates) count += fate.fate != EFate::Move;
+    }
+    return count;
+}
+
+size_t ScanResult::StayingUnmerged() const {
+    size_t count = 0;
+    for (const Group& group : groups) {
+        for (const TCopyFate& fate : group.fates) {
+            count += fate.fate == EFate::Protected ||
+                     (fate.fate == EFate::Loss && !IsMergeable(fate.losses, false));
+        }
     }
     return count;
 }

@@ -72,6 +72,8 @@ struct ScanResult {
     size_t Duplicates() const;
     /// Those that are not moved.
     size_t Staying() const;
+    /// Those that are not moved when groups are merged.
+    size_t StayingUnmerged() const;
     unsigned long long DuplicateBytes() const;
 };
 

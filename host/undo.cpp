@@ -8,6 +8,7 @@
 
 #include "host/clean.h"
 #include "host/item_moves.h"
+#include "host/merge_item.h"
 #include "host/text.h"
 #include "host/undo_file.h"
 #include "quorvel.h"
@@ -134,6 +135,7 @@ std::vector<TReturn> CReturns::Plan() {
 void CheckStores(IMAPISession* session, const UndoLog& log, const std::string& undoFile) {
     std::set<std::string> stores;
     for (const UndoMove& move : log.moves) stores.insert(move.storeId);
+    for (const UndoMerge& merge : log.merges) stores.insert(merge.storeId);
     for (const std::string& store : stores) {
         if (!HasStore(session, store)) {
             throw Failure("The undo file \"" + undoFile +
@@ -170,6 +172,30 @@ std::string NameOf(const UndoMove& move) {
     return (move.title.empty() ? "(no title)" : move.title) + " to " + move.folder;
 }
 
+// Items that were completed are what they were, the last one first.
+void RestoreItems(IMAPISession* session, const UndoLog& log, TMoved& result, Progress& progress) {
+    if (log.merges.empty()) return;
+    const Catalog catalog = ReadCatalog(session);
+    const TBookkeeping bookkeeping = LoadBookkeeping();
+    CItemReader reader(session, catalog, bookkeeping);
+    for (size_t i = log.merges.size(); i > 0 && !result.isInterrupted; --i) {
+        const UndoMerge& merge = log.merges[i - 1];
+        progress("items restored", log.merges.size() - i, log.merges.size());
+        const TRestored restored = RestoreItem(reader, merge);
+        progress.Clear();
+        const std::string name = (merge.title.empty() ? "(no title)" : merge.title) + " in " + merge.folder;
+        for (const std::string& left : restored.left) {
+            printf("not restored: %s of %s: it was changed since\n", left.c_str(), name.c_str());
+        }
+        if (!restored.why.empty()) printf("not restored: %s: %s\n", name.c_str(), restored.why.c_str());
+        if (restored.isChanged) printf("restored: %s\n", name.c_str());
+        fflush(stdout);
+        result.refused += restored.left.size() + !restored.why.empty();
+        result.completed += restored.isChanged;
+        result.isInterrupted = Interrupted();
+    }
+}
+
 // The journal goes on while it can: without it the items go back all the same, and a second undo would only
 // miss them where they no longer are.
 void Note(std::optional<UndoWriter>& journal, size_t move) {
@@ -198,6 +224,7 @@ TMoved Undo(Session& session, const std::string& undoFile, Progress& progress) {
     const std::vector<TReturn> returns = CReturns(session.get(), log).Plan();
     std::optional<UndoWriter> journal = OpenJournal(undoFile);
     TMoved result;
+    RestoreItems(session.get(), log, result, progress);
     for (size_t i = 0; i < log.moves.size() && !result.isInterrupted; ++i) {
         const UndoMove& move = log.moves[i];
         std::string why = returns[i].why;

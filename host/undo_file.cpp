@@ -14,7 +14,7 @@ namespace host {
 namespace {
 using json = nlohmann::ordered_json;
 constexpr char kFormat[] = "quorvel-undo";
-constexpr int kVersion = 2;
+constexpr int kVersion = 3;
 
 constexpr struct {
     const char* name;
@@ -28,6 +28,53 @@ constexpr struct {
     {"storeId", &UndoMove::storeId},
     {"targetFolderId", &UndoMove::targetFolderId},
 };
+
+json ToJson(const TRawValue& value) {
+    json object{{"type", value.type}, {"parts", json::array()}};
+    for (const std::string& part : value.parts) object["parts"].push_back(Hex(part.data(), part.size()));
+    return object;
+}
+
+TRawValue RawFrom(const json& object) {
+    TRawValue value{object.at("type").get<ULONG>(), {}};
+    for (const json& part : object.at("parts")) value.parts.push_back(FromHex(part.get<std::string>()));
+    return value;
+}
+
+json ToJson(const UndoMerge& merge) {
+    json object{{"entryId", merge.entryId}, {"storeId", merge.storeId}, {"title", merge.title},
+                {"folder", merge.folder},   {"values", json::array()},  {"attachments", json::array()}};
+    for (const UndoValue& value : merge.values) {
+        object["values"].push_back({{"property", value.property},
+                                    {"name", value.name},
+                                    {"was", ToJson(value.was)},
+                                    {"is", ToJson(value.is)}});
+    }
+    for (const UndoAttachment& one : merge.attachments) {
+        object["attachments"].push_back(
+            {{"name", one.name}, {"mark", one.mark}, {"had", one.had}, {"added", one.added}});
+    }
+    return object;
+}
+
+UndoMerge MergeFrom(const json& object) {
+    const auto text = [](const json& from, const char* name) { return from.at(name).get<std::string>(); };
+    UndoMerge merge{text(object, "entryId"),
+                    text(object, "storeId"),
+                    OneLine(text(object, "title")),
+                    OneLine(text(object, "folder")),
+                    {},
+                    {}};
+    for (const json& value : object.at("values")) {
+        merge.values.push_back({text(value, "property"), OneLine(text(value, "name")),
+                                RawFrom(value.at("was")), RawFrom(value.at("is"))});
+    }
+    for (const json& one : object.at("attachments")) {
+        merge.attachments.push_back({OneLine(text(one, "name")), text(one, "mark"),
+                                     one.at("had").get<size_t>(), one.at("added").get<size_t>()});
+    }
+    return merge;
+}
 
 // 64-bit FNV-1a over the check of the line before and this line's text: against accidents, not against
 // malice.
@@ -84,6 +131,8 @@ void CReader::Line(const std::string& line) {
     const json::const_iterator member = object.begin();
     if (member.key() == "move") {
         Move(*member);
+    } else if (member.key() == "merge") {
+        log.merges.push_back(MergeFrom(*member));
     } else if (member.key() == "moved") {
         Moved(*member);
     } else if (member.key() == "target") {
@@ -227,6 +276,10 @@ void UndoWriter::Target(const UndoTarget& target) {
                       {"made", target.isMade},
                       {"had", target.had}}}}),
           true);
+}
+
+void UndoWriter::WillMerge(const UndoMerge& merge) {
+    Write(Dump(json{{"merge", ToJson(merge)}}), true);
 }
 
 void UndoWriter::WillMove(const UndoMove& move) {

@@ -1,15 +1,17 @@
 #pragma once
 // The undo file of `clean`: a journal of one run and of its undo, one JSON object a line.
 //
-//   {"format":"quorvel-undo","version":2}
+//   {"format":"quorvel-undo","version":3}
 //   {"target":{...}}             a folder that items go to, with what stood in it under their search keys
+//   {"merge":{...}}              before an item is completed, on the disk: its old values whole, and the new ones
 //   {"move":{...}}               before each move, on the disk before the program goes on
 //   {"moved":{"move":0,"newEntryId":"..."}}   once it is known
 //   {"end":"saved"}              or "nothing was saved"; missing: the run was stopped
 //   {"back":0}                   before an item is put back
 //
 // Each line holds a check over all before it: a file that somebody changed is refused. A last line that was
-// cut short by the end of the program is no fault. Files of version 1 have neither checks nor targets.
+// cut short by the end of the program is no fault. Files of version 2 have no merges, those of version 1
+// neither checks nor targets.
 
 #include <windows.h>
 
@@ -17,6 +19,8 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "host/raw_values.h"
 
 namespace host {
 
@@ -39,7 +43,33 @@ struct UndoTarget {
     std::map<std::string, std::vector<std::string>> had;  // identifiers by search key, before the run
 };
 
+/// A value of an item that was completed.
+struct UndoValue {
+    std::string property;  // PropertyName
+    std::string name;      // for people
+    TRawValue was;         // without a value: it had none
+    TRawValue is;
+};
+
+/// Attachments that came with it, alike ones together.
+struct UndoAttachment {
+    std::string name;
+    std::string mark;  // AttachmentMark
+    size_t had = 0;    // of the same mark, before
+    size_t added = 1;
+};
+
+struct UndoMerge {
+    std::string entryId;
+    std::string storeId;
+    std::string title;
+    std::string folder;  // path and number, for people
+    std::vector<UndoValue> values;
+    std::vector<UndoAttachment> attachments;
+};
+
 struct UndoLog {
+    std::vector<UndoMerge> merges;
     std::vector<UndoMove> moves;
     std::vector<UndoTarget> targets;
     bool isEnded = false;  // the run came to its end, saved or not
@@ -56,6 +86,7 @@ class UndoWriter {
 
     const std::string& Path() const { return m_path; }
     void Target(const UndoTarget& target);
+    void WillMerge(const UndoMerge& merge);
     void WillMove(const UndoMove& move);
     void Moved(size_t move, const std::string& newEntryId);
     void End(bool isSaved);

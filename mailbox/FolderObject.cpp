@@ -94,11 +94,29 @@ class FolderObject final : public PropObject<IMAPIFolder, kFolder> {
     HRESULT STDMETHODCALLTYPE SetReadFlags(SBinaryArray*, ULONG, IMAPIProgress*, ULONG) override {
         return Unsupported("IMAPIFolder::SetReadFlags");
     }
-    HRESULT STDMETHODCALLTYPE GetMessageStatus(ULONG, ENTRYID*, ULONG, ULONG*) override {
-        return Unsupported("IMAPIFolder::GetMessageStatus");
+    HRESULT STDMETHODCALLTYPE GetMessageStatus(ULONG size, ENTRYID* id, ULONG, ULONG* status) override {
+        if (status == nullptr) return MAPI_E_INVALID_PARAMETER;
+        *status = 0;
+        return Call(Site("IMAPIFolder::GetMessageStatus"), [&] {
+            if (IsGone()) return MAPI_E_OBJECT_DELETED;
+            const auto item = Find(size, id);
+            if (item == nullptr) return MAPI_E_NOT_FOUND;
+            *status = Marks(*item, PR_MSG_STATUS);
+            return S_OK;
+        });
     }
-    HRESULT STDMETHODCALLTYPE SetMessageStatus(ULONG, ENTRYID*, ULONG, ULONG, ULONG*) override {
-        return Unsupported("IMAPIFolder::SetMessageStatus");
+    HRESULT STDMETHODCALLTYPE SetMessageStatus(ULONG size, ENTRYID* id, ULONG status, ULONG mask,
+                                               ULONG* old) override {
+        return Call(Site("IMAPIFolder::SetMessageStatus"), [&] {
+            const HRESULT hr = CheckChange();
+            if (hr != S_OK) return hr;
+            const auto item = Find(size, id);
+            if (item == nullptr) return MAPI_E_NOT_FOUND;
+            if (old != nullptr) *old = Marks(*item, PR_MSG_STATUS);
+            SetMarks(*item, PR_MSG_STATUS, status, mask);
+            Mailbox()->dirty = true;
+            return S_OK;
+        });
     }
     HRESULT STDMETHODCALLTYPE SaveContentsSort(SSortOrderSet*, ULONG) override {
         return Unsupported("IMAPIFolder::SaveContentsSort");
@@ -176,6 +194,14 @@ class FolderObject final : public PropObject<IMAPIFolder, kFolder> {
              PR_CONTENT_COUNT, PR_SUBFOLDERS, PR_FOLDER_TYPE, PR_DEPTH, PR_PARENT_ENTRYID},
             flags);
         return S_OK;
+    }
+
+    /// An item of this folder.
+    std::shared_ptr<Item> Find(ULONG size, const ENTRYID* id) const {
+        std::string_view bytes;
+        if (!ToEntryId(size, id, bytes)) return nullptr;
+        auto item = OwnStore()->itemsById.Find(bytes);
+        return item != nullptr && item->folder == m_record.folder.get() ? item : nullptr;
     }
 
     /// Does something with each listed item of this folder. Missing ones make the result a partial

@@ -42,7 +42,9 @@ class MessageObject final : public PropObject<IMessage, kMessage> {
     HRESULT STDMETHODCALLTYPE GetRecipientTable(ULONG flags, IMAPITable** table) override;
     HRESULT STDMETHODCALLTYPE ModifyRecipients(ULONG flags, ADRLIST* list) override;
     HRESULT STDMETHODCALLTYPE SubmitMessage(ULONG) override { return Unsupported("IMessage::SubmitMessage"); }
-    HRESULT STDMETHODCALLTYPE SetReadFlag(ULONG) override { return Unsupported("IMessage::SetReadFlag"); }
+    HRESULT STDMETHODCALLTYPE SetReadFlag(ULONG flags) override {
+        return Call(Site("IMessage::SetReadFlag"), [&] { return SetRead((flags & CLEAR_READ_FLAG) == 0); });
+    }
 
     HRESULT Save(ULONG flags) override;
     std::string_view EntryId() const override {
@@ -66,6 +68,7 @@ class MessageObject final : public PropObject<IMessage, kMessage> {
     bool Implements(REFIID iid) const override { return iid == IID_IMessage || iid == IID_IMAPIProp; }
 
   private:
+    HRESULT SetRead(bool isRead);
     HRESULT SaveItem(ULONG flags, std::shared_ptr<const MessageData> data);
     HRESULT SaveNew(std::shared_ptr<const MessageData> data);
     HRESULT AttachmentTable(ULONG flags, IMAPITable** table);
@@ -191,6 +194,22 @@ HRESULT MessageObject::SaveItem(ULONG flags, std::shared_ptr<const MessageData> 
     if (m_item->data != m_base && (flags & FORCE_SAVE) == 0) return MAPI_E_OBJECT_CHANGED;
     m_item->data = std::move(data);
     Mailbox()->dirty = true;
+    return S_OK;
+}
+
+/// Seen at once and by everybody, whether this message is saved or not.
+HRESULT MessageObject::SetRead(bool isRead) {
+    if (m_item == nullptr) return MAPI_E_NO_SUPPORT;
+    if (m_item->folder == nullptr) return MAPI_E_OBJECT_DELETED;
+    if (!IsWritable()) return MAPI_E_NO_ACCESS;
+    const HRESULT hr = mailbox::CheckChange(*Mailbox());
+    if (hr != S_OK) return hr;
+    const bool isOwn = m_item->data == m_base;
+    SetMarks(*m_item, PR_MESSAGE_FLAGS, isRead ? MSGFLAG_READ : 0, MSGFLAG_READ);
+    Mailbox()->dirty = true;
+    if (!isOwn) return S_OK;
+    m_base = m_item->data;
+    if (m_working == nullptr) m_record.data = m_base;
     return S_OK;
 }
 
@@ -389,6 +408,19 @@ HRESULT AttachObject::CopyParts(PropCore& target, const std::function<bool(ULONG
 }
 
 }  // namespace
+
+ULONG Marks(const Item& item, ULONG tag) {
+    const Properties& properties = item.data->properties;
+    const Properties::Slot* const slot = properties.Find(PROP_ID(tag));
+    if (slot != nullptr && PROP_TYPE(slot->tag) == PT_LONG) return As<ULONG>(properties.Bytes(*slot));
+    return tag == PR_MESSAGE_FLAGS ? MSGFLAG_READ : 0;
+}
+
+void SetMarks(Item& item, ULONG tag, ULONG bits, ULONG mask) {
+    auto data = std::make_shared<MessageData>(*item.data);
+    data->properties.Long(tag, (Marks(item, tag) & ~mask) | (bits & mask));
+    item.data = std::move(data);
+}
 
 IMessage* NewMessageObject(std::shared_ptr<Database> database, std::shared_ptr<Item> item, bool writable) {
     Store* store = item->folder->store;

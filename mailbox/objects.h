@@ -20,6 +20,10 @@ IMessage* NewMessageObject(std::shared_ptr<Database> database, std::shared_ptr<I
 /// A new message, which comes into the folder with its first save.
 IMessage* NewMessageIn(std::shared_ptr<Database> database, std::shared_ptr<Folder> folder, bool associated);
 
+/// Marks of an item (PR_MESSAGE_FLAGS, PR_MSG_STATUS), which change at once and without a save.
+ULONG Marks(const Item& item, ULONG tag);
+void SetMarks(Item& item, ULONG tag, ULONG bits, ULONG mask);
+
 /// Opens a folder or message of the store (OpenEntry of session, store and folder); no identifier: the root
 /// folder.
 HRESULT OpenStoreEntry(const std::shared_ptr<Database>& database, Store& store, ULONG size, const ENTRYID* id,

@@ -1,0 +1,89 @@
+#include "host/clean_merge.h"
+
+#include <algorithm>
+
+#include "host/losses.h"
+#include "host/text.h"
+
+namespace host {
+
+namespace {
+
+std::vector<TMergeCopy> CopiesOf(std::vector<TLiveGroup::TDuplicate>& duplicates) {
+    std::vector<TMergeCopy> copies;
+    for (TLiveGroup::TDuplicate& one : duplicates)
+        copies.push_back({&one.item, &one.values, &one.losses, true});
+    return copies;
+}
+
+// What somebody chose, by the values that the choices are about.
+void Choose(const PlannedItem& planned, std::vector<TLoss>& losses) {
+    for (const TLoss& chosen : planned.losses) {
+        if (chosen.choice == EChoice::None) continue;
+        const auto found = std::ranges::find(losses, chosen.id, &TLoss::id);
+        if (found == losses.end()) {
+            throw Failure("The choice for " + chosen.property + " of " + planned.folder +
+                          " is about a value that the item does not have; nothing was moved.");
+        }
+        found->choice = chosen.choice;
+    }
+}
+
+}  // namespace
+
+std::vector<TMergeCopy> TLiveGroup::Copies() {
+    return CopiesOf(duplicates);
+}
+
+bool TLiveGroup::IsCompleted() const {
+    return std::ranges::any_of(
+        duplicates, [](const TDuplicate& one) { return std::ranges::any_of(one.losses, IsTaken); });
+}
+
+std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
+                                   const std::vector<const PlannedItem*>& duplicates) {
+    CItemReader& reader = check.Reader();
+    const Definitions& definitions = check.Plan().definitions[group.definitions];
+    const std::optional<Item> kept = check.Find(group.keep);
+    std::optional<TItemValues> keptValues = kept ? reader.Read(*kept) : std::nullopt;
+    if (!keptValues) return {};
+    TLiveGroup live{*kept, std::move(*keptValues), {}};
+    for (const PlannedItem* planned : duplicates) {
+        const std::optional<Item> item = check.Find(*planned);
+        std::optional<TItemValues> values = item ? reader.Read(*item) : std::nullopt;
+        if (!values) return {};
+        std::vector<TLoss> losses = Losses(reader, definitions, live.kept, live.keptValues, *item, *values);
+        Choose(*planned, losses);
+        live.duplicates.push_back({planned, *item, std::move(*values), std::move(losses)});
+    }
+    PlanMerge(reader, definitions, live.kept, live.keptValues, CopiesOf(live.duplicates),
+              check.Plan().allowLoss);
+    return live;
+}
+
+void PlanMerging(CPlanCheck& check, TPlan& plan, Progress& progress) {
+    size_t done = 0;
+    for (PlannedGroup& group : plan.groups) {
+        progress("groups merged", ++done, plan.groups.size());
+        StopIfInterrupted();
+        std::vector<const PlannedItem*> duplicates;
+        bool hasLosses = !plan.isVerified;
+        for (const PlannedItem& item : group.duplicates) {
+            if (item.fate != EFate::Protected) duplicates.push_back(&item);
+            hasLosses = hasLosses || !item.losses.empty();
+        }
+        if (!hasLosses) continue;
+        std::optional<TLiveGroup> live = ReadLive(check, group, duplicates);
+        if (!live) continue;
+        for (TLiveGroup::TDuplicate& one : live->duplicates) {
+            PlannedItem& item = group.duplicates[static_cast<size_t>(one.planned - group.duplicates.data())];
+            const bool goes = IsMergeable(one.losses, plan.allowLoss);
+            item.fate = goes ? EFate::Move : EFate::Loss;
+            // Of one that stays, what keeps it.
+            if (!goes) std::erase_if(one.losses, IsSettled);
+            item.losses = std::move(one.losses);
+        }
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,41 @@
+#pragma once
+// Merging in a clean: what becomes of the duplicates of a plan when the kept copies are completed from them, by what the
+// items hold now.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/merge_plan.h"
+#include "host/plan_check.h"
+
+namespace host {
+
+/// A group as its items are now, with what merging does about each loss.
+struct TLiveGroup {
+    Item kept;
+    TItemValues keptValues;
+    struct TDuplicate {
+        const PlannedItem* planned = nullptr;
+        Item item;
+        TItemValues values;
+        std::vector<TLoss> losses;
+    };
+    std::vector<TDuplicate> duplicates;
+
+    /// Those that go, for writing what is taken of them.
+    std::vector<TMergeCopy> Copies();
+    /// Whether the kept copy changes.
+    bool IsCompleted() const;
+};
+
+/// Of these duplicates of the group. Nothing when an item cannot be read. Throws Failure when somebody chose about a
+/// value that is not there.
+std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
+                                   const std::vector<const PlannedItem*>& duplicates);
+
+/// Duplicates that stayed for what the kept copy lacks move when it goes into the kept copy; those that have a conflict
+/// stay for it, unless the plan allows the loss. What cannot be read is left as it is planned.
+void PlanMerging(CPlanCheck& check, TPlan& plan, Progress& progress);
+
+}  // namespace host
