@@ -53,7 +53,7 @@ TLoss LossFromJson(const json& object) {
                object.at("id").get<std::string>()};
     if (!object.contains("choice")) return loss;
     // Only what the scan offered can be chosen.
-    const json& choices = object.at("choices");
+    const json choices = object.value("choices", json::array());
     if (object.at("merge") != MergeName(EMerge::Conflict) ||
         std::find(choices.begin(), choices.end(), object.at("choice")) == choices.end()) {
         throw TNoChoice("choice");

@@ -274,7 +274,7 @@ void CMerge::Settle(const TMergeCopy& copy, size_t row, bool allowLoss) {
     // none once the others are in.
     for (int turn = 0; turn < 2; ++turn) {
         for (TLoss& loss : *copy.losses) {
-            if (turn != 0 && loss.merge != EMerge::Conflict) continue;
+            if (turn != 0 && (loss.merge != EMerge::Conflict || IsTaken(loss))) continue;
             Settle(copy, row, loss);
             if (IsTaken(loss)) Take(*copy.values, row, loss);
         }

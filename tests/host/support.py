@@ -5,6 +5,8 @@ from __future__ import annotations
 import json
 import os
 import pathlib
+import shutil
+import signal
 import subprocess
 import tempfile
 import unittest
@@ -120,6 +122,23 @@ class HostTest(unittest.TestCase):
         if status is not None:
             self.assertEqual(process.returncode, status, f"quorvel {' '.join(arguments)} printed:\n{self.out}{self.err}")
         return self.out
+
+    def killed(self, call: str, nth: int, file: str, *arguments: str) -> bool:
+        """Whether the program was killed with its nth call of this name for this file, before it is carried out."""
+        subprocess.run([WINE, "cmd", "/c", "exit"], check=True, capture_output=True, timeout=300)
+        kill = ["strace", "-f", "-qq", "-o", "/dev/null", "-P", str(self.dir / file), "-e", f"inject={call}:signal=KILL:when={nth}"]
+        done = subprocess.run([*kill, str(WINE), str(self.bin / "quorvel.exe"), *arguments, "--mailbox", str(self.box)], cwd=self.dir,
+                              capture_output=True, timeout=300, check=False)
+        self.assertIn(done.returncode, (0, -signal.SIGKILL), done.stderr)
+        return done.returncode != 0
+
+    def use_faulty_mailbox(self) -> None:
+        """From now on QUORVEL_TEST_FAULT says which call fails."""
+        self.bin = self.dir / "bin"
+        self.bin.mkdir()
+        for name in ("quorvel.exe", "Quorvel.dll", "definitions"):
+            (self.bin / name).symlink_to(BIN / name)
+        shutil.copy(BIN / "faulty_mailbox.dll", self.bin / "qvmailbox.dll")
 
     def scan(self, *arguments: str, status: int) -> dict:
         report = json.loads(self.run_program("scan", "--format", "json", *arguments, status=status))

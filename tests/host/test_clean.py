@@ -4,11 +4,10 @@ from __future__ import annotations
 
 import json
 import signal
-import subprocess
 import time
 import unittest
 
-from support import BIN, MODIFIED, WINE, HostTest, attachment, folder, inventory, mail, mailbox
+from support import MODIFIED, HostTest, attachment, folder, inventory, mail, mailbox
 
 KEY = "300B0102"
 
@@ -124,15 +123,6 @@ class Clean(HostTest):
                 self.write(BOX)
                 self.assertIn("0 items put back", self.undo_with(b"".join(whole[:count])))
                 self.assert_as_before(f"the old mailbox, {count} lines of the undo file")
-
-    def killed(self, call: str, nth: int, file: str, *arguments: str) -> bool:
-        """Whether the program was killed with its nth call of this name for this file, before it is carried out."""
-        subprocess.run([WINE, "cmd", "/c", "exit"], check=True, capture_output=True, timeout=300)
-        kill = ["strace", "-f", "-qq", "-o", "/dev/null", "-P", str(self.dir / file), "-e", f"inject={call}:signal=KILL:when={nth}"]
-        done = subprocess.run([*kill, str(WINE), str(BIN / "quorvel.exe"), *arguments, "--mailbox", str(self.box)], cwd=self.dir,
-                              capture_output=True, timeout=300, check=False)
-        self.assertIn(done.returncode, (0, -signal.SIGKILL), done.stderr)
-        return done.returncode != 0
 
     def test_killed_at_every_write(self) -> None:
         """The run and the undo of it, killed before each byte of the undo file and of the mailbox, then undone (again)."""
@@ -267,7 +257,7 @@ class Clean(HostTest):
             "other.jsonl": b'{"format":"quorvel-undo","version":1}\n' + json.dumps({"move": version1}).encode() + b"\n",
             "broken.jsonl": b'{"format":"quorvel-undo","version":1}\n{"mov\n{"moved":"00"}\n',
             "edited.jsonl": b"".join(edited), "swapped.jsonl": b"".join(swapped),
-            "newer.jsonl": lines[0].replace(b"2", b"9") + b"".join(lines[1:]), "foreign.jsonl": b'{"format":"some',
+            "newer.jsonl": lines[0].replace(b"3", b"9") + b"".join(lines[1:]), "foreign.jsonl": b'{"format":"some',
             "r.json": b'{"groups": 7}', "foreign.json": foreign.encode(), "cut.json": json.dumps(report).encode()[:-40],
             "newer.json": json.dumps({**report, "version": 99}).encode(),
         }

@@ -5,11 +5,10 @@ from __future__ import annotations
 import json
 import os
 import re
-import shutil
 import unittest
 import unittest.mock
 
-from support import (BIN, BODY, HostTest, attachment, contact, folder, inventory, mail, mailbox)
+from support import (BODY, HostTest, attachment, contact, folder, inventory, mail, mailbox)
 
 FLAGS, STATUS, FLAG, VERB, ARRIVED = "0E070003", "0E170003", "10900003", "10810003", "0E060040"
 CATEGORIES = "{00020329-0000-0000-C000-000000000046}:Keywords:101F"
@@ -214,13 +213,6 @@ class Verified(HostTest):
         report = self.scan("--definitions", "d.json", status=1)
         self.assertEqual(self.groups(report), [["Inbox#1", "Inbox#3"]])
         self.assertEqual([item["number"] for item in report["scans"][0]["unreadable"]], [2])
-
-    def use_faulty_mailbox(self) -> None:
-        (self.dir / "bin").mkdir()
-        for name in ("quorvel.exe", "Quorvel.dll", "definitions"):
-            (self.dir / "bin" / name).symlink_to(BIN / name)
-        shutil.copy(BIN / "faulty_mailbox.dll", self.dir / "bin" / "qvmailbox.dll")
-        self.bin = self.dir / "bin"
 
     def test_attachments_that_cannot_be_listed(self) -> None:
         """Listing number n fails: the item equals nothing, and is not shown as one without attachments."""
