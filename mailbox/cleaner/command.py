@@ -76,8 +76,11 @@ def parse(arguments: list[str] | None) -> argparse.Namespace:
     parser.add_argument("--yes", action="store_true", help="do it")
     parser.add_argument("--journal", metavar="FILE", help="the journal; default: a new file here, with the time in its name")
     parser.add_argument("--undo", metavar="JOURNAL", help="put back what the journal says was moved")
+    parser.add_argument("--merge", nargs="?", const="all", help=argparse.SUPPRESS)
     parser.add_argument("input", nargs="*", metavar="INPUT", help="what was imported")
     options = parser.parse_args(arguments)
+    if options.merge:
+        sys.exit(fail("files are moved as they are: --merge completes items of a mailbox, with quorvel clean"))
     if not options.undo and not (options.mailbox and options.report):
         parser.error("--mailbox and --report are needed, or --undo")
     return options

@@ -7,6 +7,7 @@ import copy
 import json
 import os
 import random
+import subprocess
 import unittest
 import unittest.mock
 
@@ -314,6 +315,9 @@ class Merge(HostTest):
                 self.assertEqual(self.box.read_bytes(), before)
         self.assert_refused("clean", "--merge=ask", because="name it with --from")
         self.run_program("clean", "--merge=maybe", status=2)
+        for command in (ROOT / "run", "--clean", "--merge", str(self.dir)), (ROOT / "mailbox" / "clean", "--merge"):
+            done = subprocess.run(command, capture_output=True, text=True, check=False)
+            self.assertEqual((done.returncode, done.stderr.count("\n"), "iles are moved as they are" in done.stderr), (2, 1, True), done.stderr)
 
     def test_what_changed_since_is_left_alone(self) -> None:
         self.write_small()
