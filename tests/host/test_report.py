@@ -84,7 +84,7 @@ class Forms(HostTest):
         text = self.run_program("scan", "--format", "csv", status=1)
         self.assertTrue(text.startswith("\ufeff"), "spreadsheets are not told that this is UTF-8")
         rows = list(csv.reader(io.StringIO(text[1:], newline=""), strict=True))
-        self.assertEqual(rows[0], ["group", "copy", "store", "folder", "identifier", "subject", "reason"])
+        self.assertEqual(rows[0], ["group", "copy", "store", "folder", "identifier", "subject", "reason", "merge"])
         listed = [[str(number), copy, item["folder"].split("/")[0], item["entryId"]] for number, group in enumerate(report["groups"], 1)
                   for copy, items in (("keep", [group["keep"]]), ("duplicate", group["duplicates"])) for item in items]
         self.assertEqual([[row[0], row[1], row[2].lstrip("'"), row[4]] for row in rows[1:]], listed)
