@@ -420,7 +420,7 @@ size_t SayCompletions(const TPlan& plan, const std::vector<TTurn>& turns) {
 
 }  // namespace
 
-TMoved Clean(Session& session, TPlan plan, const CleanOptions& options, Progress& progress) {
+TMoved Clean(Session& session, TPlan& plan, const CleanOptions& options, Progress& progress) {
     if (options.folder.find_first_not_of(' ') == std::string::npos ||
         OneLine(options.folder) != options.folder)
         throw Failure("\"" + OneLine(options.folder) + "\" is no name for a folder.");

@@ -26,17 +26,17 @@ struct CleanOptions {
 struct TMoved {
     std::map<const PlannedItem*, std::string> stays;  // duplicates of the plan that stay, and why
     size_t moved = 0;                                 // without `yes`: that would be
-    size_t completed = 0;                             // kept copies that merging changed; of an undo, those that are as they were
+    size_t completed = 0;        // kept copies that merging changed; of an undo, those that are as they were
     size_t refused = 0;          // were to be moved and were not: changed, gone, or the platform refused
     bool isInterrupted = false;  // by Ctrl-C: the rest was left
 };
 
 /// Says what it does, and does it only with `yes`. Items that changed since the scan, and groups whose kept
 /// copy did, are left alone and named, as is what a fresh search of the two does not find to be a duplicate; all
-/// of this is asked again when their turn comes. A plan that merges completes the kept copy of a group first; where that
+/// of this is asked again when their turn comes. A plan that merges says then what merging makes of it, and completes the kept copy of a group first; where that
 /// fails its duplicates stay. Throws Failure: for a plan that moves what it keeps or that is of
 /// another mailbox, before anything is done; and when nothing could be saved, which the undo file then says.
-TMoved Clean(Session& session, TPlan plan, const CleanOptions& options, Progress& progress);
+TMoved Clean(Session& session, TPlan& plan, const CleanOptions& options, Progress& progress);
 
 /// Puts back what a run of Clean moved and completed, whole or killed. Items that are in their place are passed over; those
 /// that are not put back are named, and counted as refused. Throws Failure when the file is none of ours, was

@@ -52,7 +52,9 @@ std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
         const std::optional<Item> item = check.Find(*planned);
         std::optional<TItemValues> values = item ? reader.Read(*item) : std::nullopt;
         if (!values) return {};
-        std::vector<TLoss> losses = Losses(reader, definitions, live.kept, live.keptValues, *item, *values);
+        // Of what somebody decided, equality was not asked for.
+        const auto lossesOf = group.isRecorded ? LossesOfUnlike : Losses;
+        std::vector<TLoss> losses = lossesOf(reader, definitions, live.kept, live.keptValues, *item, *values);
         Choose(*planned, losses);
         live.duplicates.push_back({planned, *item, std::move(*values), std::move(losses)});
     }

@@ -181,8 +181,11 @@ int CompareItems(const Options& options, const std::vector<std::string>& names) 
         if (catalog.folders[item.folder].kind != kind)
             throw Failure("Items of different kinds cannot be compared.");
     }
-    const MatrixView view =
-        BuildMatrix(session.get(), catalog, items, DefinitionsFor(options, kind), 400, EMatrixItems::Any);
+    const Definitions definitions = DefinitionsFor(options, kind);
+    MatrixView view = BuildMatrix(session.get(), catalog, items, definitions, 400, EMatrixItems::Any);
+    const TBookkeeping bookkeeping = LoadBookkeeping();
+    CItemReader reader(session.get(), catalog, bookkeeping);
+    if (const auto losses = MergeLosses(reader, items, definitions)) AddOrigins(view, definitions, *losses);
     Deliver(options,
             options.format == "json" ? MatrixJson(view, catalog, items) : MatrixTable(view, catalog, items));
     return kNoneFound;
@@ -278,7 +281,7 @@ int RunClean(const Options& options) {
             "The report holds choices between values: --merge=ask follows them; nothing was moved.");
     CleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
-    const TMoved result = Clean(session, std::move(plan), clean, progress);
+    const TMoved result = Clean(session, plan, clean, progress);
     if (!clean.yes) {
         if (!options.plan.empty()) WriteFileWhole(options.plan, PlanText(plan, result.stays));
         const std::string completed =

@@ -210,6 +210,7 @@ const char* VerdictName(Verdict verdict) {
 std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items) {
     constexpr size_t kNameWidth = 22;
     constexpr size_t kVerdictWidth = 9;
+    constexpr size_t kOriginWidth = 8;
     constexpr size_t kCellWidth = 32;
     const auto letter = [](size_t i) {
         return std::string(1, static_cast<char>('A' + static_cast<int>(i % 26)));
@@ -218,12 +219,13 @@ std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const st
     for (size_t i = 0; i < items.size(); ++i) {
         text += letter(i) + "  " + Place(catalog, items[i]) + "  " + items[i].title + "\n";
     }
-    text += "\n" + Fit("", kNameWidth) + "  " + Fit("", kVerdictWidth);
+    text += "\n" + Fit("", kNameWidth) + "  " + Fit("", kVerdictWidth) + "  " + Fit("merged", kOriginWidth);
     for (size_t i = 0; i < items.size(); ++i) text += "  " + Fit(letter(i), kCellWidth);
     text.erase(text.find_last_not_of(' ') + 1);
     text += "\n";
     for (const MatrixRow& row : view.rows) {
-        text += Fit(row.property, kNameWidth) + "  " + Fit(VerdictName(row.verdict), kVerdictWidth);
+        text += Fit(row.property, kNameWidth) + "  " + Fit(VerdictName(row.verdict), kVerdictWidth) + "  " +
+                Fit(OriginText(row), kOriginWidth);
         for (size_t i = 0; i < row.marks.size(); ++i) {
             const std::string mark = row.marks[i] == 0 ? "-" : std::to_string(row.marks[i]);
             text += "  " + Fit(mark + " " + OneLine(row.texts[i]), kCellWidth);
@@ -231,7 +233,8 @@ std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const st
         text.erase(text.find_last_not_of(' ') + 1);
         text += "\n";
     }
-    return text + "\nEqual numbers in a row are equal values.\n" + view.sentence + "\n";
+    return text + "\nEqual numbers in a row are equal values; merged: where it would come from.\n" +
+           view.sentence + "\n";
 }
 
 std::string MatrixJson(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items) {
@@ -247,7 +250,9 @@ std::string MatrixJson(const MatrixView& view, const Catalog& catalog, const std
         report["rows"].push_back(json{{"property", row.property},
                                       {"verdict", VerdictName(row.verdict)},
                                       {"marks", row.marks},
-                                      {"values", row.texts}});
+                                      {"values", row.texts},
+                                      {"from", row.from},
+                                      {"left", row.left}});
     }
     report["apart"] = view.apart;
     report["sentence"] = view.sentence;

@@ -2,11 +2,14 @@
 // A few items side by side: a row a property, a column an item, and what the duplicate search thinks of each
 // row.
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/definitions.h"
 #include "host/folders.h"
+#include "host/item_values.h"
+#include "host/plan.h"
 
 namespace host {
 
@@ -17,6 +20,9 @@ struct MatrixRow {
     std::vector<unsigned> marks;  // an item's mark; equal values share one; 0: the item has no value
     std::vector<std::string> texts;
     Verdict verdict = Verdict::Equal;  // as the search compares the property, by its method
+    // When all items are merged into the first one: those that the value comes from, and those whose own is left.
+    std::vector<size_t> from{};
+    std::vector<size_t> left{};
 };
 
 struct MatrixView {
@@ -39,6 +45,17 @@ enum class EMatrixItems {
 /// characters of a value's text.
 MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
                        const Definitions& definitions, size_t limit, EMatrixItems known);
+
+/// From where each row's value comes when the items are merged into the first one, by what merging does about the
+/// losses of each item (PlanMerge). losses: one list an item; that of the first is empty.
+void AddOrigins(MatrixView& view, const Definitions& definitions,
+                const std::vector<std::vector<TLoss>>& losses);
+/// The losses of each item when it is merged into the first one; nothing when one cannot be read.
+std::optional<std::vector<std::vector<TLoss>>> MergeLosses(CItemReader& reader,
+                                                           const std::vector<Item>& items,
+                                                           const Definitions& definitions);
+/// "A", "A+B", "A, not B"; empty when no item has a value.
+std::string OriginText(const MatrixRow& row);
 
 /// The matrix as a table for a terminal.
 std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items);

@@ -325,4 +325,10 @@ void PlanMerge(CItemReader& reader, const Definitions& definitions, const Item& 
     }
 }
 
+void PlanMergeOfTwo(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+                    const TItemValues& kept, const Item& item, const TItemValues& values,
+                    std::vector<TLoss>& losses) {
+    PlanMerge(reader, definitions, keptItem, kept, {{&item, &values, &losses, true}}, false);
+}
+
 }  // namespace host

@@ -43,6 +43,11 @@ struct TMergeCopy {
 void PlanMerge(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
                const TItemValues& kept, const std::vector<TMergeCopy>& copies, bool allowLoss);
 
+/// The same for two alone; the losses are those of a copy that goes.
+void PlanMergeOfTwo(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+                    const TItemValues& kept, const Item& item, const TItemValues& values,
+                    std::vector<TLoss>& losses);
+
 /// Whether the kept copy changes for it.
 bool IsTaken(const TLoss& loss);
 /// Of an attachment or a photo.

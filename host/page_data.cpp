@@ -4,6 +4,7 @@
 
 #include "host/digest.h"
 #include "host/losses.h"
+#include "host/merge_plan.h"
 #include "host/text.h"
 
 namespace host {
@@ -131,7 +132,7 @@ void CPageData::Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses,
     for (size_t i = 0; i < losses.size(); ++i) {
         for (const TLoss& loss : losses[i]) {
             const size_t name = TextOf(loss.property);
-            values["l"].push_back({i, name, Visible(loss.value), Visible(loss.kept)});
+            values["l"].push_back({i, name, Visible(loss.value), Visible(loss.kept), MergeText(loss)});
             std::vector<size_t>& names = entry.items[i].losses;
             if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
         }
@@ -169,8 +170,11 @@ void CPageData::AddNear(const NearPair& pair, const MatrixView* view) {
     std::vector<std::vector<TLoss>> losses(2);
     const std::optional<TItemValues> kept = m_reader.Read(a);
     const std::optional<TItemValues> values = m_reader.Read(b);
-    if (kept && values)
-        losses[1] = LossesOfUnlike(m_reader, m_result.scans[pair.scan].definitions, a, *kept, b, *values);
+    if (kept && values) {
+        const Definitions& definitions = m_result.scans[pair.scan].definitions;
+        losses[1] = LossesOfUnlike(m_reader, definitions, a, *kept, b, *values);
+        PlanMergeOfTwo(m_reader, definitions, a, *kept, b, *values, losses[1]);
+    }
     Add(std::move(entry), losses, view);
 }
 
@@ -193,6 +197,8 @@ void CPageData::AddResembling(const SimilarResult& similar, const std::vector<ui
         losses.push_back(&item == &first || !kept || !values
                              ? std::vector<TLoss>()
                              : LossesOfUnlike(m_reader, scan->definitions, first, *kept, item, *values));
+        if (!losses.back().empty())
+            PlanMergeOfTwo(m_reader, scan->definitions, first, *kept, item, *values, losses.back());
     }
     Add(std::move(entry), losses, view);
 }

@@ -140,7 +140,7 @@ std::string CPlanCheck::WhyNotAsRecorded(const PlannedGroup& group, const Planne
     if (!isAsRecorded(kept, group.keep))
         return "stays: the copy that is kept does not hold what the report recorded";
     if (!isAsRecorded(item, planned)) return "does not hold what the report recorded";
-    if (!group.isRecorded || isAgain || m_plan.allowLoss) return {};
+    if (!group.isRecorded || isAgain || m_plan.allowLoss || m_plan.isMerging) return {};
     const std::optional<TItemValues> keptValues = m_reader.Read(kept);
     const std::optional<TItemValues> values = m_reader.Read(item);
     if (!keptValues || !values) return "or the copy that is kept cannot be read";

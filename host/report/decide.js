@@ -129,14 +129,14 @@ function readReport() {
         return typeof value === 'number' ? row[value + 2] : value ?? '';
     };
 
-    // What only an item has: [property, its value, what the kept copy has]. The scan looked at everything in the items
+    // What only an item has: [property, its value, what the kept copy has, what merging does]. The scan looked at everything in the items
     // against the copy that it proposed; against another one this page sees what is in the table.
     function lossesOf(group, index) {
         const against = kept(group);
         if (index === against) return [];
         const values = valuesOf(group);
         if (against === 0) {
-            return (values.l ?? []).filter((loss) => loss[0] === index).map((loss) => [data.texts[loss[1]], loss[2], loss[3]]);
+            return (values.l ?? []).filter((loss) => loss[0] === index).map((loss) => [data.texts[loss[1]], loss[2], loss[3], loss[4]]);
         }
         return (values.r ?? []).filter((row) => row[1] === 1 && cellText(row, index) && cellText(row, index) !== cellText(row, against))
             .map((row) => [data.texts[row[0]], cellText(row, index), cellText(row, against)]);

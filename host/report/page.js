@@ -58,10 +58,10 @@ function start(report) {
         const losses = lossesOf(group, index);
         if (losses.length === 0 || !group.isActive) return '';
         const goes = group.items[index].decision === MOVE;
-        const said = goes && !data.policy.allowLoss ? 'Holds what the kept copy lacks; clean moves it only with --allow-loss:'
+        const said = goes && !data.policy.allowLoss ? 'Holds what the kept copy lacks; clean moves it only with --allow-loss, or --merge:'
             : goes ? 'Goes with what the kept copy lacks:' : 'Stays, and holds what the kept copy lacks:';
-        return make('div', {class: 'losses'}, said, make('ul', {}, ...losses.map(([property, value, own]) =>
-            make('li', {}, `${property}: `, make('b', {}, value), own ? `; the kept copy has ${own}` : '; the kept copy has none'))));
+        return make('div', {class: 'losses'}, said, make('ul', {}, ...losses.map(([property, value, own, merging]) =>
+            make('li', {}, `${property}: `, make('b', {}, value), own ? `; the kept copy has ${own}` : '; the kept copy has none', merging ? `; ${merging}` : ''))));
     }
 
     function itemRow(group, index) {

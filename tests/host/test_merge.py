@@ -319,6 +319,15 @@ class Merge(HostTest):
             done = subprocess.run(command, capture_output=True, text=True, check=False)
             self.assertEqual((done.returncode, done.stderr.count("\n"), "iles are moved as they are" in done.stderr), (2, 1, True), done.stderr)
 
+    def test_the_matrix_says_where_values_come_from(self) -> None:
+        self.write(mailbox(folder(1, "People", "IPF.Contact", [
+            contact(1, "Hale", properties={HOME: "111 2222"}), contact(2, "Voss", properties={"3A44001F": "Mae", HOME: "333 4444"}),
+            contact(3, "Hale", attachments=[attachment("a.txt", "AAAA")])])))
+        rows = json.loads(self.run_program("compare", "People#1", "People#2", "People#3", "--format", "json", status=0))["rows"]
+        self.assertEqual({row["property"]: (row["from"], row["left"]) for row in rows if row["from"]}, {
+            "First name": ([0], []), "Last name": ([0], [1]), "Middle name": ([1], []), "Company": ([0], []), "Any phone": ([0, 1], []),
+            "Attachments": ([2], [])})
+
     def test_what_changed_since_is_left_alone(self) -> None:
         self.write_small()
         self.clean()

@@ -1,0 +1,97 @@
+#include <algorithm>
+#include <set>
+
+#include "host/losses.h"
+#include "host/matrix_view.h"
+#include "host/merge_plan.h"
+#include "host/show_value.h"
+
+namespace host {
+
+namespace {
+
+// The properties that a row stands for: its own, or all that a derived one is gathered from.
+std::set<std::string> NamesOf(const CatalogueEntry& property) {
+    if (!property.set || std::string_view(property.set) != kDerivedSet)
+        return {PropertyName(property.tag, property.set, property.id, property.stringId)};
+    std::set<std::string> names;
+    for (const int id : DerivedNumbers(property.id)) names.insert(PropertyName(0, kAddressSet, id, nullptr));
+    for (const ULONG tag : DerivedTags(property.id)) names.insert(PropertyName(tag, nullptr, 0, nullptr));
+    if (property.key == std::string_view("Mail.Recipients")) names.insert("recipients");
+    return names;
+}
+
+void Insert(std::vector<size_t>& items, size_t item) {
+    if (std::ranges::find(items, item) == items.end()) items.push_back(item);
+}
+
+// What merging one item does about a value of the row.
+void Add(MatrixRow& row, size_t item, const TLoss& loss, bool isGathered) {
+    if (!IsTaken(loss)) {
+        if (loss.merge == EMerge::Conflict) Insert(row.left, item);
+        return;
+    }
+    // A value that takes the place of another one leaves nothing of it.
+    const bool isInstead = loss.merge == EMerge::Copy || loss.merge == EMerge::Conflict;
+    if (isInstead && !isGathered) {
+        row.left.insert(row.left.end(), row.from.begin(), row.from.end());
+        row.from.clear();
+    }
+    Insert(row.from, item);
+}
+
+bool IsAttachment(const TLoss& loss) {
+    return loss.id.starts_with("attachment:") || loss.id.starts_with("photo:");
+}
+
+}  // namespace
+
+void AddOrigins(MatrixView& view, const Definitions& definitions,
+                const std::vector<std::vector<TLoss>>& losses) {
+    for (size_t i = 0; i < view.rows.size(); ++i) {
+        MatrixRow& row = view.rows[i];
+        // The last row may be the one of the attachments.
+        const bool isProperty = i < definitions.properties.size();
+        const std::set<std::string> names =
+            isProperty ? NamesOf(*definitions.properties[i].property) : std::set<std::string>();
+        if (row.marks[0] != 0) row.from = {0};
+        for (size_t item = 1; item < losses.size(); ++item) {
+            for (const TLoss& loss : losses[item]) {
+                if (isProperty ? names.contains(loss.id) || names.contains(loss.into) : IsAttachment(loss))
+                    Add(row, item, loss, !isProperty || names.size() > 1);
+            }
+        }
+    }
+}
+
+std::optional<std::vector<std::vector<TLoss>>> MergeLosses(CItemReader& reader,
+                                                           const std::vector<Item>& items,
+                                                           const Definitions& definitions) {
+    std::vector<TItemValues> values;
+    for (const Item& item : items) {
+        std::optional<TItemValues> read = reader.Read(item);
+        if (!read) return {};
+        values.push_back(std::move(*read));
+    }
+    std::vector<std::vector<TLoss>> losses(items.size());
+    std::vector<TMergeCopy> copies;
+    for (size_t i = 1; i < items.size(); ++i) {
+        losses[i] = LossesOfUnlike(reader, definitions, items[0], values[0], items[i], values[i]);
+        copies.push_back({&items[i], &values[i], &losses[i], true});
+    }
+    PlanMerge(reader, definitions, items[0], values[0], copies, true);
+    return losses;
+}
+
+std::string OriginText(const MatrixRow& row) {
+    const auto letters = [](const std::vector<size_t>& items, const char* between) {
+        std::string text;
+        for (const size_t item : items)
+            text += (text.empty() ? "" : between) + std::string(1, static_cast<char>('A' + item % 26));
+        return text;
+    };
+    const std::string left = letters(row.left, ", ");
+    return letters(row.from, "+") + (left.empty() ? "" : ", not " + left);
+}
+
+}  // namespace host
