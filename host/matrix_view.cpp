@@ -210,7 +210,6 @@ const char* VerdictName(Verdict verdict) {
 std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items) {
     constexpr size_t kNameWidth = 22;
     constexpr size_t kVerdictWidth = 9;
-    constexpr size_t kOriginWidth = 8;
     constexpr size_t kCellWidth = 32;
     const auto letter = [](size_t i) {
         return std::string(1, static_cast<char>('A' + static_cast<int>(i % 26)));
@@ -219,17 +218,16 @@ std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const st
     for (size_t i = 0; i < items.size(); ++i) {
         text += letter(i) + "  " + Place(catalog, items[i]) + "  " + items[i].title + "\n";
     }
-    text += "\n" + Fit("", kNameWidth) + "  " + Fit("", kVerdictWidth) + "  " + Fit("merged", kOriginWidth);
+    text += "\n" + Fit("", kNameWidth) + "  " + Fit("", kVerdictWidth);
     for (size_t i = 0; i < items.size(); ++i) text += "  " + Fit(letter(i), kCellWidth);
-    text.erase(text.find_last_not_of(' ') + 1);
-    text += "\n";
+    text += "  merged\n";
     for (const MatrixRow& row : view.rows) {
-        text += Fit(row.property, kNameWidth) + "  " + Fit(VerdictName(row.verdict), kVerdictWidth) + "  " +
-                Fit(OriginText(row), kOriginWidth);
+        text += Fit(row.property, kNameWidth) + "  " + Fit(VerdictName(row.verdict), kVerdictWidth);
         for (size_t i = 0; i < row.marks.size(); ++i) {
             const std::string mark = row.marks[i] == 0 ? "-" : std::to_string(row.marks[i]);
             text += "  " + Fit(mark + " " + OneLine(row.texts[i]), kCellWidth);
         }
+        text += "  " + OriginText(row);
         text.erase(text.find_last_not_of(' ') + 1);
         text += "\n";
     }

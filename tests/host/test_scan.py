@@ -150,7 +150,7 @@ class Scan(HostTest):
         self.write(mailbox(folder(1, "Inbox", "IPF.Note", items)))
         matrix = json.loads(self.run_program("compare", "Inbox#1", "Inbox#2", "--format", "json", status=0))
         self.assertEqual(matrix["apart"], ["Sent"])
-        self.assertIn({"property": "Sent", "verdict": "different", "marks": [1, 2], "values": ["(cannot be read)"] * 2}, matrix["rows"])
+        self.assertIn({"property": "Sent", "verdict": "different", "marks": [1, 2], "values": ["(cannot be read)"] * 2, "from": [0], "left": []}, matrix["rows"])
 
     def test_show_definitions_prints_files_that_load(self) -> None:
         text = self.run_program("scan", "--show-definitions", "--kind", "contact", status=0, box=False)
