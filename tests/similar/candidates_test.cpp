@@ -22,17 +22,11 @@ constexpr LCID kLocales[] = {
 
 const wchar_t* const kFirstNames[] = {L"Jon",    L"John",     L"Anna", L"Smith",
                                       L"Jordan", L"Zo\u00eb", L"J.",   L"\u0130da"};
-const wchar_t* const kLastNames[] = {L"Smith",
-                                     L"Smyth",
-                                     L"Jordan",
-                                     L"John",
-                                     L"M\u00fcller",
-                                     L"Strau\u00df",
-                                     L"S",
-                                     L"O'Ma",
-                                     L"Machova",
-                                     L"Aagaard",
-                                     L"\u041f\u0435\u0442\u0440\u043e\u0432"};
+const wchar_t* const kLastNames[] = {L"Smith", L"Smyth", L"Jordan", L"John", L"M\u00fcller", L"Strau\u00df",
+                                     L"S", L"O'Ma", L"Machova", L"Aagaard",
+                                     L"\u041f\u0435\u0442\u0440\u043e\u0432",
+                                     // A sign that repeats the letter in front of it
+                                     L"O\u30fcMa\u30fc", L"OOMaa"};
 const wchar_t* const kCompanies[] = {L"Acme", L"Acme Ltd.", L"Nordwerft AG", L"\u682a\u5f0f\u4f1a\u793e"};
 const wchar_t* const kPhones[] = {L"n/a",         L"0000",     L"1",
                                   L"12",          L"12 a",     L"+1 (555) 010-2030",
