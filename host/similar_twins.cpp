@@ -13,10 +13,11 @@ namespace {
 /// What tells copies apart, in the form of PropertyName. The search compares none of it.
 constexpr std::string_view kOfTheCopy[] = {
     // Where it is, and what the store calls it
-    "0FFF", "0FF9", "0FF6", "0FF8", "0FFA", "0FFB", "0E09", "300B", "0E23", "0E2B", "6619", "6645", "664A",
+    "0FFF", "0FF9", "0FF6", "0FF8", "0FFA", "0FFB", "0E05", "0E09", "300B", "0E23", "0E2B", "6619", "6645",
+    "664A", "6748", "674A",
     // When and by whom it was made and changed, and how large it is
     "3007", "3008", "3FF8", "3FF9", "3FFA", "3FFB", "0E06", "0E08", "65E0", "65E1", "65E2", "65E3", "65E5",
-    "65E6",
+    "65E6", "6709",
     // How it is called in a list
     "0037", "003D", "0070", "0071", "0E1D", "3013", "{00062004-0000-0000-C000-000000000046}:0x8005",
     // Where it came from
@@ -26,65 +27,63 @@ constexpr std::string_view kOfTheCopy[] = {
 
 void AppendBytes(const void* bytes, size_t count, std::string* content) {
     content->append(reinterpret_cast<const char*>(&count), sizeof count);
-    content->append(static_cast<const char*>(bytes), count);
+    if (count > 0) content->append(static_cast<const char*>(bytes), count);
 }
 
 void AppendText(const wchar_t* text, std::string* content) {
-    AppendBytes(text, wcslen(text) * sizeof *text, content);
+    AppendBytes(text, text ? wcslen(text) * sizeof *text : 0, content);
 }
 void AppendText(const char* text, std::string* content) {
-    AppendBytes(text, strlen(text), content);
+    AppendBytes(text, text ? strlen(text) : 0, content);
 }
 
 /// False for a value that is not there to be compared.
 bool AppendValue(const SPropValue& value, std::string* content) {
     const auto append = [content](const auto& plain) { AppendBytes(&plain, sizeof plain, content); };
+    const auto text = [content](const auto* of) { AppendText(of, content); };
+    const auto bytes = [content](const SBinary& of) { AppendBytes(of.lpb, of.cb, content); };
+    const auto each = [&append](ULONG count, const auto* values, const auto& appendOne) {
+        append(count);
+        for (ULONG i = 0; i < count; ++i) appendOne(values[i]);
+        return true;
+    };
     const auto& of = value.Value;
     append(value.ulPropTag);
     switch (PROP_TYPE(value.ulPropTag)) {
         case PT_I2:
-            append(of.i);
-            return true;
+            return append(of.i), true;
         case PT_BOOLEAN:
-            append(of.b);
-            return true;
+            return append(of.b), true;
         case PT_LONG:
-            append(of.l);
-            return true;
+            return append(of.l), true;
         case PT_R4:
-            append(of.flt);
-            return true;
+            return append(of.flt), true;
         case PT_DOUBLE:
         case PT_APPTIME:
-            append(of.dbl);
-            return true;
+            return append(of.dbl), true;
         case PT_CURRENCY:
         case PT_I8:
-            append(of.li);
-            return true;
+            return append(of.li), true;
         case PT_SYSTIME:
-            append(of.ft);
-            return true;
+            return append(of.ft), true;
         case PT_UNICODE:
-            AppendText(of.lpszW, content);
-            return true;
+            return text(of.lpszW), true;
         case PT_STRING8:
-            AppendText(of.lpszA, content);
-            return true;
+            return text(of.lpszA), true;
         case PT_BINARY:
-            AppendBytes(of.bin.lpb, of.bin.cb, content);
-            return true;
+            return bytes(of.bin), true;
         case PT_CLSID:
-            append(*of.lpguid);
-            return true;
+            return append(*of.lpguid), true;
+        case PT_MV_LONG:
+            return each(of.MVl.cValues, of.MVl.lpl, append);
         case PT_MV_UNICODE:
-            append(of.MVszW.cValues);
-            for (ULONG i = 0; i < of.MVszW.cValues; ++i) AppendText(of.MVszW.lppszW[i], content);
-            return true;
+            return each(of.MVszW.cValues, of.MVszW.lppszW, text);
+        case PT_MV_STRING8:
+            return each(of.MVszA.cValues, of.MVszA.lppszA, text);
         case PT_MV_BINARY:
-            append(of.MVbin.cValues);
-            for (ULONG i = 0; i < of.MVbin.cValues; ++i)
-                AppendBytes(of.MVbin.lpbin[i].lpb, of.MVbin.lpbin[i].cb, content);
+            return each(of.MVbin.cValues, of.MVbin.lpbin, bytes);
+        case PT_NULL:
+        case PT_OBJECT:  // recipients and attachments, which nobody compares
             return true;
         default:
             return false;
