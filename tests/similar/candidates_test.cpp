@@ -28,9 +28,17 @@ const wchar_t* const kLastNames[] = {L"Smith", L"Smyth", L"Jordan", L"John", L"M
                                      // A sign that repeats the letter in front of it
                                      L"O\u30fcMa\u30fc", L"OOMaa"};
 const wchar_t* const kCompanies[] = {L"Acme", L"Acme Ltd.", L"Nordwerft AG", L"\u682a\u5f0f\u4f1a\u793e"};
-const wchar_t* const kPhones[] = {L"n/a",         L"0000",     L"1",
-                                  L"12",          L"12 a",     L"+1 (555) 010-2030",
-                                  L"555010-2031", L"555 0203", L"\uff15\uff15\uff15"};
+const wchar_t* const kPhones[] = {L"n/a",
+                                  L"n/a1",
+                                  L"555",
+                                  L"0000",
+                                  L"1",
+                                  L"12",
+                                  L"12 a",
+                                  L"+1 (555) 010-2030",
+                                  L"555010-2031",
+                                  L"555 0203",
+                                  L"\uff15\uff15\uff15"};
 const wchar_t* const kEmails[] = {L"jon@example.org", L"john@example.org", L"michal@example.org",
                                   L"info@acme.com"};
 const wchar_t* const kUrls[] = {L"http://www.acme.com/", L"acme.com", L"HTTP://acme.com\\",
