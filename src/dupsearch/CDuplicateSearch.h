@@ -51,8 +51,8 @@ class CDuplicateSearch {
 
     int CopyDefinitions(const TComparyProps* props, const TOriginalDefinition* original);
 
-    // The steps of an addition, after reading (read_item.h) and placing (place_values.h). Only the last changes the
-    // search, and it cannot fail.
+    // The steps of an addition, after reading (read_item.h) and placing (place_values.h). Only the last changes
+    // what the search finds, and it cannot fail.
     bool SettlePlan(const char* entryId, const CItemReader::TOpened& opened);
     bool SettleNames(const char* entryId, const CItemReader::TOpened& opened);
     TMatchedItem Look(const TRuleItem& added, std::pmr::memory_resource& memory);
