@@ -38,6 +38,12 @@ void Add(TItemValue& value, std::string element) {
     if (!element.empty()) value.elements.push_back(std::move(element));
 }
 
+std::string RealText(double number) {
+    char text[48];
+    snprintf(text, sizeof text, "%.17g", number);
+    return text;
+}
+
 // Of several: each by itself.
 void AddMany(TItemValue& value, const SPropValue& read) {
     switch (PROP_TYPE(read.ulPropTag)) {
@@ -59,6 +65,28 @@ void AddMany(TItemValue& value, const SPropValue& read) {
         case PT_MV_SYSTIME:
             for (ULONG i = 0; i < read.Value.MVft.cValues; ++i) Add(value, IsoTime(read.Value.MVft.lpft[i]));
             break;
+        case PT_MV_I2:
+            for (ULONG i = 0; i < read.Value.MVi.cValues; ++i)
+                Add(value, std::to_string(read.Value.MVi.lpi[i]));
+            break;
+        case PT_MV_I8:
+        case PT_MV_CURRENCY:
+            for (ULONG i = 0; i < read.Value.MVli.cValues; ++i)
+                Add(value, std::to_string(read.Value.MVli.lpli[i].QuadPart));
+            break;
+        case PT_MV_R4:
+            for (ULONG i = 0; i < read.Value.MVflt.cValues; ++i)
+                Add(value, RealText(read.Value.MVflt.lpflt[i]));
+            break;
+        case PT_MV_DOUBLE:
+        case PT_MV_APPTIME:
+            for (ULONG i = 0; i < read.Value.MVdbl.cValues; ++i)
+                Add(value, RealText(read.Value.MVdbl.lpdbl[i]));
+            break;
+        case PT_MV_CLSID:
+            for (ULONG i = 0; i < read.Value.MVguid.cValues; ++i)
+                Add(value, SetText(read.Value.MVguid.lpguid[i]));
+            break;
         default:
             break;
     }
@@ -66,7 +94,6 @@ void AddMany(TItemValue& value, const SPropValue& read) {
 
 // Nothing for zero and "no": they are what an item without the property means.
 void AddOne(TItemValue& value, const SPropValue& read, ULONG meaningful) {
-    char number[48] = "";
     const auto whole = [&](long long n) { return n == 0 ? std::string() : std::to_string(n); };
     switch (PROP_TYPE(read.ulPropTag)) {
         case PT_UNICODE:
@@ -107,8 +134,7 @@ void AddOne(TItemValue& value, const SPropValue& read, ULONG meaningful) {
         case PT_APPTIME: {
             const double n =
                 PROP_TYPE(read.ulPropTag) == PT_R4 ? static_cast<double>(read.Value.flt) : read.Value.dbl;
-            snprintf(number, sizeof number, "%.17g", n);
-            if (n != 0) Add(value, number);
+            if (n != 0) Add(value, RealText(n));
             break;
         }
         case PT_SYSTIME:

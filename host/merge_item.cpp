@@ -273,7 +273,7 @@ std::string CompleteItem(CItemReader& reader, const Item& kept, const std::vecto
                          const std::string& title, const std::string& place, UndoWriter& undo) {
     const Folder& folder = reader.catalog().folders[kept.folder];
     const std::string& storeId = reader.StoreId(kept);
-    UndoMerge merge{kept.entryId, storeId, title, place, {}, {}};
+    UndoMerge merge{kept.entryId, storeId, title, place, {}, {}, {}};
     ComPtr<IMessage> message;
     HRESULT hr = Quorvel_OpenItemEx(reader.session(), kept.entryId.c_str(), storeId.c_str(), MAPI_MODIFY,
                                     message.GetAddressOf());
@@ -287,6 +287,8 @@ std::string CompleteItem(CItemReader& reader, const Item& kept, const std::vecto
             other ? ReadRaw(reader, other.Get(), reader.catalog().folders[copy.item->folder].store)
                   : std::nullopt;
         if (!values) return "a duplicate cannot be read";
+        if (std::ranges::any_of(*copy.losses, IsTaken))
+            merge.from.push_back({copy.item->entryId, reader.StoreId(*copy.item)});
         for (const TLoss& loss : *copy.losses) {
             if (IsTaken(loss)) completion.Add(other.Get(), *values, loss);
         }

@@ -2,7 +2,10 @@
 
 #include <mapitags.h>
 
+#include <algorithm>
+#include <charconv>
 #include <cstring>
+#include <string_view>
 
 #include "host/text.h"
 #include "quorvel.h"
@@ -189,20 +192,30 @@ HRESULT SetOne(IMessage* message, ULONG id, const TRawValue& value) {
     return ResultOf(hr, problems.get(), S_OK);
 }
 
+// The number that PropertyName writes. Nothing for a text, which may begin alike.
+std::optional<ULONG> NumberIn(std::string_view text) {
+    ULONG number = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), number, 16);
+    const bool isUpper = text.find_first_of("abcdef") == std::string_view::npos;
+    if (text.size() < 4 || !isUpper || read.ec != std::errc() || read.ptr != text.data() + text.size())
+        return {};
+    return number;
+}
+
 // The identifier of a name in the item's store, made when it has none. 0: the store refuses it.
 ULONG IdOf(IMessage* message, const std::string& name) {
     const size_t colon = name.find(':');
-    if (colon == std::string::npos) return static_cast<ULONG>(std::stoul(name, nullptr, 16));
+    if (colon == std::string::npos) return NumberIn(name).value_or(0);
     GUID set{};
     if (CLSIDFromString(Widen(name.substr(0, colon)).c_str(), &set) != S_OK) return 0;
     std::wstring text = Widen(name.substr(colon + 1));
     MAPINAMEID id{};
     id.lpguid = &set;
-    // As PropertyName writes a number.
-    const bool isNumber = text.starts_with(L"0x") && text.size() >= 6;
-    id.ulKind = isNumber ? MNID_ID : MNID_STRING;
-    if (isNumber)
-        id.Kind.lID = static_cast<LONG>(std::stoul(text, nullptr, 16));
+    const std::optional<ULONG> number =
+        text.starts_with(L"0x") ? NumberIn(std::string_view(name).substr(colon + 3)) : std::nullopt;
+    id.ulKind = number ? MNID_ID : MNID_STRING;
+    if (number)
+        id.Kind.lID = static_cast<LONG>(*number);
     else
         id.Kind.lpwstrName = text.data();
     MAPINAMEID* names = &id;
@@ -218,6 +231,17 @@ bool IsSame(const TRawValue& a, const TRawValue& b) {
     if (a.type != b.type || a.parts.size() != b.parts.size()) return false;
     if (a.type != PT_UNICODE) return a.parts == b.parts;
     return Reading(a.parts[0]) == Reading(b.parts[0]);
+}
+
+bool IsWhole(const TRawValue& value) {
+    const ULONG single = value.type & ~MV_FLAG;
+    const size_t size = FixedSize(single);
+    if (!value.HasValue()) return value.parts.empty();
+    if (size == 0 && single != PT_UNICODE && single != PT_BINARY) return false;
+    if (value.type == single && value.parts.size() != 1) return false;
+    return std::ranges::all_of(value.parts, [&](const std::string& part) {
+        return size != 0 ? part.size() == size : single == PT_BINARY || part.size() % sizeof(wchar_t) == 0;
+    });
 }
 
 std::string RawText(const TRawValue& value) {

@@ -24,6 +24,9 @@ struct TRawValue {
 /// stores change when they save.
 bool IsSame(const TRawValue& a, const TRawValue& b);
 
+/// Whether the parts are what a value of the type has: what a file says need not be.
+bool IsWhole(const TRawValue& value);
+
 /// A wide text of a value, and a value of a text.
 std::string RawText(const TRawValue& value);
 TRawValue TextValue(const std::string& utf8);

@@ -172,8 +172,22 @@ std::string NameOf(const UndoMove& move) {
     return (move.title.empty() ? "(no title)" : move.title) + " to " + move.folder;
 }
 
+// Whether a duplicate that an item was completed from is neither there nor comes back: what the item has of it may be
+// all that is left of it.
+bool IsSourceGone(IMAPISession* session, const UndoLog& log, const std::vector<TReturn>& returns,
+                  const UndoSource& source) {
+    const auto move = std::ranges::find_if(log.moves, [&](const UndoMove& one) {
+        return one.entryId == source.entryId && one.storeId == source.storeId;
+    });
+    if (move != log.moves.end()) return !returns[static_cast<size_t>(move - log.moves.begin())].why.empty();
+    ComPtr<IMessage> message;
+    return Quorvel_OpenItem(session, source.entryId.c_str(), source.storeId.c_str(),
+                            message.GetAddressOf()) != S_OK;
+}
+
 // Items that were completed are what they were, the last one first.
-void RestoreItems(IMAPISession* session, const UndoLog& log, TMoved& result, Progress& progress) {
+void RestoreItems(IMAPISession* session, const UndoLog& log, const std::vector<TReturn>& returns,
+                  TMoved& result, Progress& progress) {
     if (log.merges.empty()) return;
     const Catalog catalog = ReadCatalog(session);
     const TBookkeeping bookkeeping = LoadBookkeeping();
@@ -181,7 +195,12 @@ void RestoreItems(IMAPISession* session, const UndoLog& log, TMoved& result, Pro
     for (size_t i = log.merges.size(); i > 0 && !result.isInterrupted; --i) {
         const UndoMerge& merge = log.merges[i - 1];
         progress("items restored", log.merges.size() - i, log.merges.size());
-        const TRestored restored = RestoreItem(reader, merge);
+        const bool isAllThatIsLeft = std::ranges::any_of(merge.from, [&](const UndoSource& source) {
+            return IsSourceGone(session, log, returns, source);
+        });
+        const TRestored restored =
+            isAllThatIsLeft ? TRestored{false, {}, "a duplicate that it has values of does not come back"}
+                            : RestoreItem(reader, merge);
         progress.Clear();
         const std::string name = (merge.title.empty() ? "(no title)" : merge.title) + " in " + merge.folder;
         for (const std::string& left : restored.left) {
@@ -224,7 +243,7 @@ TMoved Undo(Session& session, const std::string& undoFile, Progress& progress) {
     const std::vector<TReturn> returns = CReturns(session.get(), log).Plan();
     std::optional<UndoWriter> journal = OpenJournal(undoFile);
     TMoved result;
-    RestoreItems(session.get(), log, result, progress);
+    RestoreItems(session.get(), log, returns, result, progress);
     for (size_t i = 0; i < log.moves.size() && !result.isInterrupted; ++i) {
         const UndoMove& move = log.moves[i];
         std::string why = returns[i].why;

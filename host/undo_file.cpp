@@ -38,12 +38,14 @@ json ToJson(const TRawValue& value) {
 TRawValue RawFrom(const json& object) {
     TRawValue value{object.at("type").get<ULONG>(), {}};
     for (const json& part : object.at("parts")) value.parts.push_back(FromHex(part.get<std::string>()));
+    if (!IsWhole(value)) throw std::out_of_range("parts");
     return value;
 }
 
 json ToJson(const UndoMerge& merge) {
     json object{{"entryId", merge.entryId}, {"storeId", merge.storeId}, {"title", merge.title},
-                {"folder", merge.folder},   {"values", json::array()},  {"attachments", json::array()}};
+                {"folder", merge.folder},   {"values", json::array()},  {"attachments", json::array()},
+                {"from", json::array()}};
     for (const UndoValue& value : merge.values) {
         object["values"].push_back({{"property", value.property},
                                     {"name", value.name},
@@ -54,6 +56,8 @@ json ToJson(const UndoMerge& merge) {
         object["attachments"].push_back(
             {{"name", one.name}, {"mark", one.mark}, {"had", one.had}, {"added", one.added}});
     }
+    for (const UndoSource& one : merge.from)
+        object["from"].push_back({{"entryId", one.entryId}, {"storeId", one.storeId}});
     return object;
 }
 
@@ -64,6 +68,7 @@ UndoMerge MergeFrom(const json& object) {
                     OneLine(text(object, "title")),
                     OneLine(text(object, "folder")),
                     {},
+                    {},
                     {}};
     for (const json& value : object.at("values")) {
         merge.values.push_back({text(value, "property"), OneLine(text(value, "name")),
@@ -73,6 +78,8 @@ UndoMerge MergeFrom(const json& object) {
         merge.attachments.push_back({OneLine(text(one, "name")), text(one, "mark"),
                                      one.at("had").get<size_t>(), one.at("added").get<size_t>()});
     }
+    for (const json& one : object.value("from", json::array()))
+        merge.from.push_back({text(one, "entryId"), text(one, "storeId")});
     return merge;
 }
 

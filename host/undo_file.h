@@ -59,6 +59,12 @@ struct UndoAttachment {
     size_t added = 1;
 };
 
+/// A duplicate that an item was completed from.
+struct UndoSource {
+    std::string entryId;  // before it moved
+    std::string storeId;
+};
+
 struct UndoMerge {
     std::string entryId;
     std::string storeId;
@@ -66,6 +72,7 @@ struct UndoMerge {
     std::string folder;  // path and number, for people
     std::vector<UndoValue> values;
     std::vector<UndoAttachment> attachments;
+    std::vector<UndoSource> from;
 };
 
 struct UndoLog {

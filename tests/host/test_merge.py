@@ -16,6 +16,7 @@ from support import BODY, CLASS, LAST, ROOT, SENT, HostTest, attachment, contact
 COMMON, ADDRESS, PUBLIC = (f"{{{n}-0000-0000-C000-000000000046}}:" for n in ("00062008", "00062004", "00020329"))
 APPOINTMENT = "{00062002-0000-0000-C000-000000000046}:"
 CATEGORIES, READ, STATUS, FLAG, VERB = PUBLIC + "Keywords:101F", "0E070003", "0E170003", "10900003", "10810003"
+BORN = "1980-05-06T00:00:00Z"
 HTML, BIRTHDAY, NICKNAME = "10130102", "3A420040", "3A4F001F"
 HOME, HOME2, WORK, WORK2, MOBILE, OTHER, FAX, ANYFAX = (
     f"{n}001F" for n in ("3A09", "3A2F", "3A08", "3A1B", "3A1C", "3A1F", "3A24", "3A23"))
@@ -242,6 +243,19 @@ class Merge(HostTest):
                     self.assertIn("not restored: ", self.run_program("clean", "--undo", "undo.jsonl", status=None))
                 self.take_back(box, "an undo with a fault")
 
+    def test_values_of_every_type(self) -> None:
+        guid = "{00062002-0000-0000-C000-000000000046}"
+        values = {"66001002": [1, 2], "66011003": [0, 2], "66021004": [1.5], "66031005": [2.5], "66041006": [5], "66051007": [1.5], "66061014": [7],
+                  "66071040": [BORN], "66081048": [guid], "6609101F": ["a", "b"], "660A1102": ["AAAA"], "660B0048": guid, "660C0014": 7,
+                  "660D0102": "QUFB" * 20_000, PUBLIC + "0xhello:001F": "a text that begins like a number", "3A4F001F": "B" * 40_000}
+        box = mailbox(folder(1, "People", "IPF.Contact", [contact(1, "Hale"), contact(2, "Hale", properties=values)]))
+        self.write(box)
+        self.clean()
+        kept, = items(self.read()).keys() & {item["id"] for item in box["stores"][0]["root"]["folders"][0]["items"]}
+        own = items(self.read())[kept]["properties"]
+        self.assertEqual({key: own.get(key) for key in values}, values)
+        self.take_back(box, "every type")
+
     def test_an_end_at_any_moment(self) -> None:
         box = self.write_small()
         self.clean()
@@ -327,6 +341,46 @@ class Merge(HostTest):
         self.assertEqual({row["property"]: (row["from"], row["left"]) for row in rows if row["from"]}, {
             "First name": ([0], []), "Last name": ([0], [1]), "Middle name": ([1], []), "Company": ([0], []), "Any phone": ([0, 1], []),
             "Attachments": ([2], [])})
+
+    def test_what_is_left_of_a_duplicate_stays(self) -> None:
+        """Somebody empties the folder of duplicates, and undoes later: nothing of a duplicate that is gone is taken out of the kept copy."""
+        box = self.write_small()
+        self.clean()
+        merged, undo = self.read(), self.undo.read_bytes()
+        folders = merged["stores"][0]["root"]["folders"]
+        for gone, left in (("IPM.Contact", [False, True]), ("IPM.Note", [True, False]), ("IPM", [False, False])):
+            with self.subTest(gone=gone):
+                state = copy.deepcopy(merged)
+                moved = state["stores"][0]["root"]["folders"][-1]
+                moved["items"] = [item for item in moved["items"] if not item["properties"][CLASS].startswith(gone)]
+                self.write(state)
+                self.undo.write_bytes(undo)
+                out = self.run_program("clean", "--undo", "undo.jsonl", status=None)
+                after = items(self.read())
+                for one, isBack in zip(folders[:2], left, strict=True):
+                    kept = one["items"][0]["id"]
+                    self.assertEqual(bared(after[kept]), bared(items(box if isBack else merged)[kept]), out)
+                self.assertEqual(out.count("a duplicate that it has values of does not come back"), left.count(False))
+
+    def test_a_changed_undo_file_is_refused(self) -> None:
+        """Also where the check of each line is right: no value is taken that is none of its type."""
+        self.write_small()
+        self.clean()
+        merged, lines = self.box.read_bytes(), self.undo.read_text().splitlines()
+        place = next(n for n, line in enumerate(lines) if line.startswith('{"merge"'))
+        for kind, parts in ((0x1003, ["AA"]), (0x48, ["AA"]), (0x40, []), (0x1E, ["4142"]), (0x101E, ["4142434445464748"]), (0x1F, ["41"]), (0x1F, []),
+                            (0x1102FFFF, ["41"]), (0xD, ["4142434445464748"]), (1, ["41"]), (0x3, ["01000000", "01000000"])):
+            with self.subTest(kind=kind, parts=parts):
+                line = json.loads(lines[place])
+                del line["check"]
+                line["merge"]["values"] = [{"property": "6600", "name": "", "was": {"type": kind, "parts": parts}, "is": {"type": 1, "parts": []}}]
+                text = json.dumps(line, separators=(",", ":"))
+                check = 0xCBF29CE484222325
+                for byte in (json.loads(lines[place - 1])["check"] + text).encode():
+                    check = (check ^ byte) * 0x100000001B3 % 2**64
+                self.undo.write_text("\n".join([*lines[:place], f'{text[:-1]},"check":"{check:016X}"}}', ""]))
+                self.assert_refused("clean", "--undo", "undo.jsonl", because=f"line {place + 1}: this is not as it was written")
+                self.assertEqual(self.box.read_bytes(), merged)
 
     def test_what_changed_since_is_left_alone(self) -> None:
         self.write_small()
