@@ -102,6 +102,30 @@ class Similar(HostTest):
             self.assertEqual(len(listed), len(lists), "each list once")
         self.assertGreater(parted, 0, "something was parted")
 
+    def test_a_chain_is_parted_at_its_weakest_pairs(self) -> None:
+        """Neighbours in a chain agree by firm and telephone, or, which is weaker, by a name with a letter missing."""
+        def firm(number: int) -> dict[str, str]:
+            return {COMPANY: f"{'Quay Dock Pier'.split()[number]} Works {number * 7}", HOME_PHONE: f"555 {number + 1}{number + 4}{number + 7} 0{number}1{number}"}
+
+        nora, nor_a, ines, ine_s = ("Quistberg", "Nora"), ("Quistber", "Nora"), ("Okaforum", "Ines"), ("Okaforu", "Ines")
+        chain = [(firm(0), ("", "")), (firm(0), nora), (firm(1), nor_a), (firm(1), ines), (firm(2), ine_s), (firm(2), ("", ""))]
+        strong, weak = "Company, Home Phone", "First Name, Last Name"
+        cases = (
+            (chain[:3], [([0, 1, 2], strong)]),  # the third is strict to both
+            (chain[:2] + [(firm(1), nor_a), (firm(1), ("", ""))], [([0, 1], strong), ([2, 3], strong)]),
+            (chain, [([0, 1], strong), ([2, 3], strong), ([4, 5], strong)]),
+            (chain[1:3], [([0, 1], weak)]),
+        )
+        for people_of, expected in cases:
+            with self.subTest(count=len(people_of)):
+                items = [contact(n, *names, properties=properties) for n, (properties, names) in enumerate(people_of)]
+                for item in items:
+                    item["properties"] = {tag: text for tag, text in item["properties"].items() if text}
+                self.write(mailbox(folder(1, "People", "IPF.Contact", items)))
+                clusters = self.report()["clusters"]
+                numbers = {item["id"]: n for n, item in enumerate(items)}
+                self.assertEqual([(sorted(numbers[person["entryId"]] for person in one["contacts"]), one["fields"]) for one in clusters], expected)
+
     def test_a_firm_is_named_once(self) -> None:
         self.write(mailbox(folder(1, "People", "IPF.Contact", [contact(n, f"{chr(65 + n % 26)}{n}x{n * n}", f"P{n}") for n in range(40)])))
         text = self.run_program("similar", status=1)
