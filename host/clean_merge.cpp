@@ -11,6 +11,7 @@ namespace {
 
 std::vector<TMergeCopy> CopiesOf(std::vector<TLiveGroup::TDuplicate>& duplicates) {
     std::vector<TMergeCopy> copies;
+    copies.reserve(duplicates.size());
     for (TLiveGroup::TDuplicate& one : duplicates)
         copies.push_back({&one.item, &one.values, &one.losses, true});
     return copies;

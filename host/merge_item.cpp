@@ -231,7 +231,7 @@ std::string CCompletion::Note(IMessage* kept, Kind kind, UndoMerge& merge) {
 }
 
 std::string CCompletion::Write(IMessage* kept) {
-    const std::string why = SetOwn(m_reader, kept, m_values);
+    std::string why = SetOwn(m_reader, kept, m_values);
     if (!why.empty()) return why;
     for (const TAttachment& one : m_attachments) {
         unsigned long number = 0;

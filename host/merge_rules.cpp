@@ -39,6 +39,8 @@ constexpr TNever kNever[] = {
 
 constexpr char kAddressWhy[] = "the parts of an address belong together";
 
+// Each name is a property set and a number, joined.
+// NOLINTBEGIN(bugprone-suspicious-missing-comma)
 const std::vector<TTogether>& Together() {
     static const std::vector<TTogether> kTable{
         {kAddressWhy, {"3A5D", "3A59", "3A5C", "3A5B", "3A5A", "3A5E", ADDRESS "0x801A", ADDRESS "0x80DA"}},
@@ -62,6 +64,7 @@ const std::vector<TTogether>& Together() {
     };
     return kTable;
 }
+// NOLINTEND(bugprone-suspicious-missing-comma)
 
 const std::vector<std::string> kPhones{"3A1E", "3A09", "3A2F", "3A25", "3A1C", "3A21", "3A1D",
                                        "3A08", "3A1B", "3A24", "3A57", "3A2C", "3A2E", "3A02",
