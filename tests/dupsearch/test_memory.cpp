@@ -47,7 +47,8 @@ void* operator new(size_t size, const std::nothrow_t&) noexcept {
     return block;
 }
 void operator delete(void* block) noexcept {
-    if (block) g_bytes -= HeapSize(GetProcessHeap(), 0, block);
+    if (!block) return;
+    g_bytes -= HeapSize(GetProcessHeap(), 0, block);
     HeapFree(GetProcessHeap(), 0, block);
 }
 void operator delete(void* block, size_t) noexcept {
