@@ -46,49 +46,38 @@ std::string RealText(double number) {
 
 // Of several: each by itself.
 void AddMany(TItemValue& value, const SPropValue& read) {
+    const auto each = [&value](ULONG count, const auto* elements, const auto& textOf) {
+        for (ULONG i = 0; i < count; ++i) Add(value, textOf(elements[i]));
+    };
+    const auto whole = [](auto number) { return std::to_string(number); };
+    const auto& of = read.Value;
     switch (PROP_TYPE(read.ulPropTag)) {
         case PT_MV_UNICODE:
-            for (ULONG i = 0; i < read.Value.MVszW.cValues; ++i)
-                Add(value, Narrow(read.Value.MVszW.lppszW[i]));
-            break;
+            return each(of.MVszW.cValues, of.MVszW.lppszW, [](const wchar_t* text) { return Narrow(text); });
         case PT_MV_STRING8:
-            for (ULONG i = 0; i < read.Value.MVszA.cValues; ++i)
-                Add(value, Narrow(WidenAnsi(read.Value.MVszA.lppszA[i])));
-            break;
+            return each(of.MVszA.cValues, of.MVszA.lppszA,
+                        [](const char* text) { return Narrow(WidenAnsi(text)); });
         case PT_MV_BINARY:
-            for (ULONG i = 0; i < read.Value.MVbin.cValues; ++i) Add(value, Bytes(read.Value.MVbin.lpbin[i]));
-            break;
+            return each(of.MVbin.cValues, of.MVbin.lpbin, Bytes);
         case PT_MV_LONG:
-            for (ULONG i = 0; i < read.Value.MVl.cValues; ++i)
-                Add(value, std::to_string(read.Value.MVl.lpl[i]));
-            break;
+            return each(of.MVl.cValues, of.MVl.lpl, whole);
         case PT_MV_SYSTIME:
-            for (ULONG i = 0; i < read.Value.MVft.cValues; ++i) Add(value, IsoTime(read.Value.MVft.lpft[i]));
-            break;
+            return each(of.MVft.cValues, of.MVft.lpft, [](const FILETIME& time) { return IsoTime(time); });
         case PT_MV_I2:
-            for (ULONG i = 0; i < read.Value.MVi.cValues; ++i)
-                Add(value, std::to_string(read.Value.MVi.lpi[i]));
-            break;
+            return each(of.MVi.cValues, of.MVi.lpi, whole);
         case PT_MV_I8:
         case PT_MV_CURRENCY:
-            for (ULONG i = 0; i < read.Value.MVli.cValues; ++i)
-                Add(value, std::to_string(read.Value.MVli.lpli[i].QuadPart));
-            break;
+            return each(of.MVli.cValues, of.MVli.lpli,
+                        [](const LARGE_INTEGER& number) { return std::to_string(number.QuadPart); });
         case PT_MV_R4:
-            for (ULONG i = 0; i < read.Value.MVflt.cValues; ++i)
-                Add(value, RealText(read.Value.MVflt.lpflt[i]));
-            break;
+            return each(of.MVflt.cValues, of.MVflt.lpflt, RealText);
         case PT_MV_DOUBLE:
         case PT_MV_APPTIME:
-            for (ULONG i = 0; i < read.Value.MVdbl.cValues; ++i)
-                Add(value, RealText(read.Value.MVdbl.lpdbl[i]));
-            break;
+            return each(of.MVdbl.cValues, of.MVdbl.lpdbl, RealText);
         case PT_MV_CLSID:
-            for (ULONG i = 0; i < read.Value.MVguid.cValues; ++i)
-                Add(value, SetText(read.Value.MVguid.lpguid[i]));
-            break;
+            return each(of.MVguid.cValues, of.MVguid.lpguid, SetText);
         default:
-            break;
+            return;
     }
 }
 
