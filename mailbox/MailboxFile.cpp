@@ -16,6 +16,8 @@ namespace mailbox {
 
 struct MailboxFileState {
     std::wstring path;
+    /// Where a save puts the mailbox until it is whole: under a name that nobody else gives to a file.
+    std::wstring newPath;
     /// Open as long as the mailbox is in use, shared with nobody.
     File lock;
     /// The folder of the file cannot be written to: the mailbox is only read.
@@ -76,9 +78,22 @@ std::wstring ConfiguredFile() {
     return ResolveLinks(full);
 }
 
-/// Where a save puts the mailbox until it is whole: under a name that nobody else gives to a file.
-std::wstring NewName(const MailboxFileState& file) {
-    return file.path + L".quorvel-new";
+/// Whether no file is there any more.
+bool Remove(const std::wstring& path) {
+    const auto isGone = [&] { return DeleteFileW(path.c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND; };
+    // A file that is read-only has to be freed of that first.
+    return isGone() || (SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL) && isGone());
+}
+
+/// Removes what a process left behind that was stopped while it saved: the mailbox is the file as it was before. Stopped
+/// within the moment in which the new file has no rights yet (CreateLike), it leaves one under Wine that only the
+/// superuser can remove: then saves go under another name.
+void ChooseNewPath(MailboxFileState& file) {
+    for (int number = 1; number < 100; ++number) {
+        file.newPath = file.path + L".quorvel-new" + (number == 1 ? L"" : std::to_wstring(number));
+        if (file.isReadOnly || Remove(file.newPath)) return;
+        if ((GetFileAttributesW(file.newPath.c_str()) & FILE_ATTRIBUTE_DIRECTORY) != 0) return;
+    }
 }
 
 /// One process at a time: the next one is refused, before it could overwrite what this one saves.
@@ -160,8 +175,7 @@ HRESULT OpenMailbox(std::shared_ptr<Database>& database) {
     auto read = std::make_shared<Database>();
     hr = Read(*state, *read);
     if (hr != S_OK) return hr;
-    // What a process left behind that was stopped while it saved: the mailbox is the file as it was before.
-    if (!state->isReadOnly) DeleteFileW(NewName(*state).c_str());
+    ChooseNewPath(*state);
     read->file = std::move(state);
     Open()[key] = read;
     database = std::move(read);
@@ -241,7 +255,7 @@ HRESULT WriteMailbox(Database& database) {
         return Fail(MAPI_E_NO_ACCESS, state.path + L": nothing can be saved beside this file");
     if (!isUnchanged()) return failChanged();
 
-    const std::wstring path = NewName(state);
+    const std::wstring& path = state.newPath;
     Stamp stamp;
     text.BeginMoves();
     DWORD error = WriteNew(database, state.path, path, stamp);
@@ -257,7 +271,7 @@ HRESULT WriteMailbox(Database& database) {
         database.dirty = false;
         return S_OK;
     }
-    DeleteFileW(path.c_str());
+    Remove(path);
     if (error == ERROR_FILE_INVALID || (!isReplaceable && error == ERROR_SUCCESS)) return failChanged();
     return FailWrite(state.path, error);
 }

@@ -562,6 +562,8 @@ TEST_F(FileTest, AFailedWriteLeavesTheOldFileAndCanBeRepeated) {
     Write(OneItem(""));
     const std::string old = Read();
     std::ofstream((m_path + L".quorvel-new").c_str()) << "half of a mailb";
+    // Under Wine without any right, as long as it is being made.
+    SetFileAttributesW((m_path + L".quorvel-new").c_str(), FILE_ATTRIBUTE_READONLY);
     ComPtr<IMAPISession> session;
     ASSERT_EQ(Logon(session), S_OK);
     EXPECT_FALSE(Exists(L".quorvel-new")) << "what a killed process left behind";
