@@ -17,8 +17,8 @@ std::vector<TMergeCopy> CopiesOf(std::vector<TLiveGroup::TDuplicate>& duplicates
     return copies;
 }
 
-// What somebody chose, by the values that the choices are about.
-void Choose(const PlannedItem& planned, std::vector<TLoss>& losses) {
+// What somebody chose in a report, by the values that the choices are about.
+void ChooseByReport(const PlannedItem& planned, std::vector<TLoss>& losses) {
     for (const TLoss& chosen : planned.losses) {
         if (chosen.choice == EChoice::None) continue;
         const auto found = std::ranges::find(losses, chosen.id, &TLoss::id);
@@ -27,6 +27,40 @@ void Choose(const PlannedItem& planned, std::vector<TLoss>& losses) {
                           " is about a value that the item does not have; nothing was moved.");
         }
         found->choice = chosen.choice;
+    }
+}
+
+// What somebody decided on the page: of each conflict the copy whose value stays.
+void Choose(const PlannedGroup& group, const std::vector<PlannedGroup::TChosen>& chosen,
+            std::vector<TLiveGroup::TDuplicate>& duplicates) {
+    for (TLiveGroup::TDuplicate& one : duplicates) {
+        const auto place = static_cast<size_t>(one.planned - group.duplicates.data());
+        for (TLoss& loss : one.losses) {
+            const auto about = std::ranges::find(chosen, ConflictId(loss), &PlannedGroup::TChosen::id);
+            loss.choice = about == chosen.end()   ? EChoice::None
+                          : about->copy == place ? EChoice::Duplicate
+                                                 : EChoice::Kept;
+        }
+    }
+}
+
+// The planned duplicates' losses, settled. A choice for the value of a copy that does not go is none: for it the
+// others would go with theirs.
+void PlanLive(CPlanCheck& check, const PlannedGroup& group, TLiveGroup& live) {
+    const bool isLossAllowed = check.Plan().allowLoss;
+    std::vector<PlannedGroup::TChosen> chosen = group.chosen;
+    const auto goes = [&](const PlannedGroup::TChosen& one) {
+        return !one.copy || std::ranges::any_of(live.duplicates, [&](const TLiveGroup::TDuplicate& copy) {
+            return copy.planned == &group.duplicates[*one.copy] && IsMergeable(copy.losses, isLossAllowed);
+        });
+    };
+    for (bool isSettled = false; !isSettled;) {
+        if (check.Plan().isDecided) Choose(group, chosen, live.duplicates);
+        PlanMerge(check.Reader(), check.Plan().definitions[group.definitions], live.kept, live.keptValues,
+                  CopiesOf(live.duplicates), isLossAllowed);
+        const auto dropped = std::ranges::find_if_not(chosen, goes);
+        isSettled = dropped == chosen.end();
+        if (!isSettled) chosen.erase(dropped);
     }
 }
 
@@ -56,11 +90,10 @@ std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
         // Of what somebody decided, equality was not asked for.
         const auto lossesOf = group.isRecorded ? LossesOfUnlike : Losses;
         std::vector<TLoss> losses = lossesOf(reader, definitions, live.kept, live.keptValues, *item, *values);
-        Choose(*planned, losses);
+        if (!check.Plan().isDecided) ChooseByReport(*planned, losses);
         live.duplicates.push_back({planned, *item, std::move(*values), std::move(losses)});
     }
-    PlanMerge(reader, definitions, live.kept, live.keptValues, CopiesOf(live.duplicates),
-              check.Plan().allowLoss);
+    PlanLive(check, group, live);
     return live;
 }
 

@@ -29,8 +29,8 @@ struct TLiveGroup {
     bool IsCompleted() const;
 };
 
-/// Of these duplicates of the group. Nothing when an item cannot be read. Throws Failure when somebody chose about a
-/// value that is not there.
+/// Of these duplicates of the group. What somebody decided holds as far as the copies are among them. Nothing when an
+/// item cannot be read. Throws Failure when a report has a choice about a value that is not there.
 std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
                                    const std::vector<const PlannedItem*>& duplicates);
 

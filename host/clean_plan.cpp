@@ -106,7 +106,9 @@ TPlan PlanOf(const ScanResult& result) {
     TPlan plan;
     for (const KindScan& scan : result.scans) plan.definitions.push_back(scan.definitions);
     for (const Group& group : result.groups) {
-        PlannedGroup one{group.scan, planned(group, 0), {}, {}, false, {}};
+        PlannedGroup one;
+        one.definitions = group.scan;
+        one.keep = planned(group, 0);
         for (size_t i = 1; i < group.items.size(); ++i) one.duplicates.push_back(planned(group, i));
         plan.groups.push_back(std::move(one));
     }
@@ -126,12 +128,9 @@ TPlan PlanFromReport(const json& report, const std::string& path) {
     for (const json& scan : report.at("scans"))
         plan.definitions.push_back(ParseDefinitions(path, scan.at("definitions").dump()));
     for (const json& group : report.at("groups")) {
-        PlannedGroup one{DefinitionsOf(plan, KindOf(group.at("kind").get<std::string>())),
-                         PlannedItemFrom(group.at("keep")),
-                         {},
-                         {},
-                         false,
-                         {}};
+        PlannedGroup one;
+        one.definitions = DefinitionsOf(plan, KindOf(group.at("kind").get<std::string>()));
+        one.keep = PlannedItemFrom(group.at("keep"));
         const std::string place = "groups[" + std::to_string(plan.groups.size()) + "].duplicates[";
         for (const json& item : group.at("duplicates"))
             one.duplicates.push_back(
@@ -187,6 +186,7 @@ std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::
 bool HasChoices(const TPlan& plan) {
     const auto isChosen = [](const TLoss& loss) { return loss.choice != EChoice::None; };
     for (const PlannedGroup& group : plan.groups) {
+        if (!group.chosen.empty()) return true;
         for (const PlannedItem& item : group.duplicates) {
             if (std::ranges::any_of(item.losses, isChosen)) return true;
         }

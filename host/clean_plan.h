@@ -3,6 +3,7 @@
 // earlier one.
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,12 @@ struct PlannedGroup {
     std::vector<PlannedItem> duplicates;
     // Of decisions only.
     std::vector<PlannedItem> left;  // stay where they are
+    /// Which copy's value stays, where merging found two.
+    struct TChosen {
+        std::string id;               // ConflictId
+        std::optional<size_t> copy;  // of the duplicates; nothing: the kept one
+    };
+    std::vector<TChosen> chosen;
     /// Somebody said that they are duplicates: they are held against what was recorded of them, not against each other.
     bool isRecorded = false;
     std::string place;  // in the file of decisions

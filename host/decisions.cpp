@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
+#include <optional>
 
 #include "host/digest.h"
+#include "host/merge_plan.h"
 #include "host/text.h"
 
 namespace host {
@@ -44,6 +47,7 @@ size_t DefinitionsOf(const TPlan& plan, Kind kind) {
 struct TDecidedGroup {
     TFoundGroup group;
     std::vector<EDecision> decisions;
+    std::vector<std::optional<size_t>> choices;  // by conflict
     std::string check;
 };
 
@@ -66,6 +70,58 @@ std::string NameOf(const char* what, size_t index, const json& item) {
     return name;
 }
 
+// "item 2", from 1.
+size_t CopyOf(const json& number, size_t copies) {
+    const auto copy = number.get<unsigned>();
+    if (copy == 0 || copy > copies) throw TWrong("names a copy that is not in the group");
+    return copy - 1;
+}
+
+// A value is chosen of the copy that stays, or of one that goes and so can give it.
+std::optional<size_t> ReadChoice(const json& object, const TConflict& conflict,
+                                 const TDecidedGroup& decided) {
+    if (!object.contains("choice")) return {};
+    const size_t copy = CopyOf(object["choice"], decided.decisions.size());
+    const auto value = std::ranges::find(conflict.values, copy, &TConflict::TValue::copy);
+    if (value == conflict.values.end()) throw TWrong("is chosen of a copy that does not conflict");
+    if (decided.decisions[copy] == EDecision::Keep) return copy;
+    if (decided.decisions[copy] == EDecision::Leave) throw TWrong("is chosen of a copy that does not move");
+    if (!conflict.isReplaceable || value->text.empty()) throw TWrong("can only be left as the kept copy has it");
+    return copy;
+}
+
+void ReadConflict(const json& object, TDecidedGroup& decided) {
+    TConflict conflict{object.at("property").get<std::string>(), object.at("name").get<std::string>(),
+                       object.at("replaceable").get<bool>(),
+                       {}};
+    for (const json& value : object.at("values")) {
+        conflict.values.push_back(
+            {CopyOf(value.at("copy"), decided.decisions.size()), value.at("value").get<std::string>()});
+    }
+    decided.choices.push_back(ReadChoice(object, conflict, decided));
+    decided.group.conflicts.push_back(std::move(conflict));
+}
+
+// "conflict 1 (Nickname)"
+std::string ConflictName(size_t index, const json& conflict) {
+    std::string name = "conflict " + std::to_string(index + 1);
+    if (conflict.is_object() && conflict.contains("name") && conflict["name"].is_string())
+        name += " (" + OneLine(conflict["name"].get<std::string>()) + ")";
+    return name;
+}
+
+void ReadConflicts(const json& conflicts, TDecidedGroup& decided) {
+    for (size_t i = 0; i < conflicts.size(); ++i) {
+        try {
+            ReadConflict(conflicts.at(i), decided);
+        } catch (const TWrong& wrong) {
+            throw TWrong(ConflictName(i, conflicts[i]) + " " + wrong.what());
+        } catch (const std::exception&) {
+            throw TWrong(ConflictName(i, conflicts[i]) + " is not as the page wrote it");
+        }
+    }
+}
+
 TDecidedGroup ReadGroup(const json& object) {
     TDecidedGroup decided;
     decided.group.found = FoundOf(object.at("found").get<std::string>());
@@ -84,6 +140,7 @@ TDecidedGroup ReadGroup(const json& object) {
     const auto kept = std::count(decided.decisions.begin(), decided.decisions.end(), EDecision::Keep);
     if (kept == 0) throw TWrong("nothing of it is kept");
     if (kept > 1) throw TWrong("more than one copy is to be the one that is kept");
+    if (object.contains("conflicts")) ReadConflicts(object["conflicts"], decided);
     return decided;
 }
 
@@ -92,15 +149,24 @@ PlannedGroup PlannedFrom(const TPlan& plan, TDecidedGroup decided, std::string p
     group.definitions = DefinitionsOf(plan, decided.group.kind);
     group.isRecorded = decided.group.found != EFound::Duplicates;
     group.place = std::move(place);
+    std::map<size_t, size_t> moving;  // by copy the place among the duplicates
     for (size_t i = 0; i < decided.decisions.size(); ++i) {
         PlannedItem& item = decided.group.items[i];
         item.fate = EFate::Move;
         if (decided.decisions[i] == EDecision::Keep) {
             group.keep = std::move(item);
+        } else if (decided.decisions[i] == EDecision::Move) {
+            moving.emplace(i, group.duplicates.size());
+            group.duplicates.push_back(std::move(item));
         } else {
-            (decided.decisions[i] == EDecision::Move ? group.duplicates : group.left)
-                .push_back(std::move(item));
+            group.left.push_back(std::move(item));
         }
+    }
+    for (size_t i = 0; i < decided.choices.size(); ++i) {
+        if (!decided.choices[i]) continue;
+        const auto copy = moving.find(*decided.choices[i]);
+        group.chosen.push_back({decided.group.conflicts[i].id,
+                                copy == moving.end() ? std::nullopt : std::optional(copy->second)});
     }
     return group;
 }
@@ -121,12 +187,36 @@ const char* FoundName(EFound found) {
     return kFound[static_cast<size_t>(found)];
 }
 
+std::vector<TConflict> ConflictsOf(const std::vector<std::vector<TLoss>>& losses) {
+    std::vector<TConflict> conflicts;
+    for (size_t copy = 1; copy < losses.size(); ++copy) {
+        for (const TLoss& loss : losses[copy]) {
+            if (loss.merge != EMerge::Conflict) continue;
+            const std::string id = ConflictId(loss);
+            auto found = std::ranges::find(conflicts, id, &TConflict::id);
+            if (found == conflicts.end()) {
+                conflicts.push_back({id, Visible(loss.property), true, {{0, Visible(loss.kept)}}});
+                found = conflicts.end() - 1;
+            }
+            found->isReplaceable = found->isReplaceable && loss.isReplaceable;
+            // Two photos of one copy are one thing to choose.
+            if (found->values.back().copy != copy) found->values.push_back({copy, Visible(loss.value)});
+        }
+    }
+    return conflicts;
+}
+
 std::string CheckOf(const TFoundGroup& group) {
     CDigest digest;
     digest.Add(FoundName(group.found)).Add(KindName(group.kind));
     for (const PlannedItem& item : group.items) {
         digest.Add(item.storeId).Add(item.folderId).Add(item.entryId).Add(item.folder).Add(item.modified);
         digest.Add(item.values).Add(item.fate == EFate::Protected ? "protected" : "");
+    }
+    for (const TConflict& conflict : group.conflicts) {
+        digest.Add(conflict.id).Add(conflict.property).Add(conflict.isReplaceable ? "replaceable" : "");
+        for (const TConflict::TValue& value : conflict.values)
+            digest.Add(std::to_string(value.copy)).Add(value.text);
     }
     return digest.Text();
 }

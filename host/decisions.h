@@ -13,12 +13,29 @@
 
 namespace host {
 
-/// A group as a scan found it, in the order of the report.
 enum class EFound { Duplicates, Near, Resembling };
+
+/// A property that copies of a group have different values of, so that merging asks.
+struct TConflict {
+    struct TValue {
+        size_t copy;       // of the group's items
+        std::string text;  // for people
+    };
+    std::string id;        // ConflictId
+    std::string property;  // for people
+    bool isReplaceable = false;
+    /// Of the first copy, and of each that differs from it.
+    std::vector<TValue> values;
+};
+/// losses: of each copy, against the first, with what merging does about them.
+std::vector<TConflict> ConflictsOf(const std::vector<std::vector<TLoss>>& losses);
+
+/// A group as a scan found it, in the order of the report.
 struct TFoundGroup {
     EFound found = EFound::Duplicates;
     Kind kind = Kind::Other;
     std::vector<PlannedItem> items;  // fate: Protected when its folder is
+    std::vector<TConflict> conflicts;
 };
 /// "duplicates", "near", "resembling".
 const char* FoundName(EFound found);
@@ -31,7 +48,8 @@ std::string CheckWithin(const std::string& scan, const std::string& group);
 
 bool AreDecisions(const nlohmann::json& file);
 /// Throws Failure with the place: for a group of which nothing or more than one copy is kept, for anything that is
-/// not as the scan found it, and for what moves out of a protected folder.
+/// not as the scan found it, for what moves out of a protected folder, and for a value that is chosen of a copy which
+/// neither stays nor moves.
 TPlan PlanFromDecisions(const nlohmann::json& file, const std::string& path);
 
 }  // namespace host

@@ -278,7 +278,7 @@ int RunClean(const Options& options) {
     plan.isMerging = !options.merge.empty();
     if (HasChoices(plan) && options.merge != kAsk)
         throw Failure(
-            "The report holds choices between values: --merge=ask follows them; nothing was moved.");
+            "The file holds choices between values: --merge=ask follows them; nothing was moved.");
     CleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
     const TMoved result = Clean(session, plan, clean, progress);

@@ -208,6 +208,9 @@ void CMerge::SettleValue(const TItemValues& duplicate, TLoss& loss) {
 }
 
 void CMerge::Settle(const TMergeCopy& copy, size_t row, TLoss& loss) {
+    loss.into.clear();
+    loss.note.clear();
+    loss.isReplaceable = false;
     if (loss.id == "recipients")
         Conflict(loss, "who an item went to is its sender's", false);
     else if (loss.id.starts_with("attachment:") || loss.id.starts_with("photo:"))
@@ -285,6 +288,10 @@ void CMerge::Settle(const TMergeCopy& copy, size_t row, bool allowLoss) {
 }
 
 }  // namespace
+
+std::string ConflictId(const TLoss& loss) {
+    return loss.id.starts_with("photo:") ? "photo" : loss.id;
+}
 
 int NumberOf(const TLoss& loss) {
     return std::stoi(loss.id.substr(loss.id.find(':') + 1));

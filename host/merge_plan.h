@@ -50,6 +50,8 @@ void PlanMergeOfTwo(CItemReader& reader, const Definitions& definitions, const I
 
 /// Whether the kept copy changes for it.
 bool IsTaken(const TLoss& loss);
+/// What a conflict is about, the same in all copies of a group: TLoss::id, or "photo".
+std::string ConflictId(const TLoss& loss);
 /// Of an attachment or a photo.
 int NumberOf(const TLoss& loss);
 

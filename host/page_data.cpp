@@ -124,7 +124,7 @@ CPageData::TPageItem CPageData::ItemOf(const Catalog& catalog, const Item& item,
 }
 
 void CPageData::Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses, const MatrixView* view) {
-    TFoundGroup group{entry.found, m_result.scans[entry.definitions].kind, {}};
+    TFoundGroup group{entry.found, m_result.scans[entry.definitions].kind, {}, ConflictsOf(losses)};
     for (const TPageItem& item : entry.items) group.items.push_back(item.planned);
     entry.check = CheckOf(group);
     json values = json::object();
@@ -137,6 +137,13 @@ void CPageData::Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses,
             if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
         }
     }
+    for (const TConflict& conflict : group.conflicts) {
+        json one{conflict.id, TextOf(conflict.property), conflict.isReplaceable ? 1 : 0, json::array()};
+        for (const TConflict::TValue& value : conflict.values)
+            one.back().push_back({value.copy, value.text});
+        values["c"].push_back(std::move(one));
+    }
+    entry.hasConflicts = !group.conflicts.empty();
     m_values += Inlined(values) + "\n";
     m_entries.push_back(std::move(entry));
 }
@@ -254,6 +261,7 @@ std::string CPageData::Data() const {
             if (!item.sourceName.empty())
                 more["s"] = {sources.at(item.sourceFolder), item.sourceName, item.sourcePlace};
             if (!item.losses.empty()) more["l"] = item.losses;
+            if (&item == &first && entry.hasConflicts) more["c"] = 1;
             json one{item.folder,
                      item.number,
                      item.planned.entryId.substr(prefixes[item.folder].size()),

@@ -55,6 +55,7 @@ class CPageData {
         std::string who;
         std::string check;
         std::vector<TPageItem> items;
+        bool hasConflicts = false;
     };
     struct TFolder {
         std::string path, storeId, folderId;

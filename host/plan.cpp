@@ -55,13 +55,14 @@ EChoice ChoiceOf(const std::string& name) {
 }
 
 bool IsSettled(const TLoss& loss) {
-    return loss.merge != EMerge::Conflict || loss.choice != EChoice::None;
+    if (loss.merge != EMerge::Conflict) return true;
+    return loss.choice == EChoice::Kept || (loss.choice == EChoice::Duplicate && loss.isReplaceable);
 }
 
 std::string MergeText(const TLoss& loss) {
-    const bool isChosen = loss.merge == EMerge::Conflict && loss.choice == EChoice::Duplicate;
-    if (isChosen) return "merging puts it in the place of the kept one, as chosen";
-    if (loss.choice == EChoice::Kept) return "merging leaves it, as chosen";
+    if (loss.choice == EChoice::Kept && loss.merge != EMerge::Held) return "merging leaves it, as chosen";
+    if (loss.merge == EMerge::Conflict && IsSettled(loss))
+        return "merging puts it in the place of the kept one, as chosen";
     return std::string("merging ") + kMerges[static_cast<size_t>(loss.merge)].text + loss.note;
 }
 

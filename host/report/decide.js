@@ -18,7 +18,8 @@ function readReport() {
     // ---- what was found, and what is decided of it
 
     // An item as the report has it: [folder, number, end of its identifier, modified, check over its values, size, fate,
-    // {t: title, w: when, s: [folder, file, entry] that it was made from, l: properties that only it has}]
+    // {t: title, w: when, s: [folder, file, entry] that it was made from, l: properties that only it has, c: of the first, 1 when
+    // merging found conflicts}]
     function readItem(row, first) {
         const [folder, number, ending, modified, values, size, fate, more = {}] = row;
         const [path, store, folderId, prefix, isProtected] = data.folders[folder];
@@ -34,7 +35,7 @@ function readReport() {
     function readGroup(row, index) {
         const [found, definitions, why, check, who, rows, apart] = row;
         const group = {index, found, why, check, who, apart, items: [], kind: data.definitions[definitions].kind,
-                       isActive: found === DUPLICATES, isOpen: false};
+                       isActive: found === DUPLICATES, isOpen: false, hasConflicts: rows[0][7]?.c === 1, choices: new Map()};
         for (const one of rows) group.items.push(readItem(one, group.items[0]));
         propose(group);
         return group;
@@ -136,7 +137,8 @@ function readReport() {
         if (index === against) return [];
         const values = valuesOf(group);
         if (against === 0) {
-            return (values.l ?? []).filter((loss) => loss[0] === index).map((loss) => [data.texts[loss[1]], loss[2], loss[3], loss[4]]);
+            return (values.l ?? []).filter((loss) => loss[0] === index)
+                .map(([, name, value, own, merging]) => [data.texts[name], value, own, choiceText(group, index, data.texts[name], value) ?? merging]);
         }
         return (values.r ?? []).filter((row) => row[1] === 1 && cellText(row, index) && cellText(row, index) !== cellText(row, against))
             .map((row) => [data.texts[row[0]], cellText(row, index), cellText(row, against)]);
@@ -148,6 +150,54 @@ function readReport() {
         if (against === 0) return item.losses.length > 0;
         if (item.seen?.against !== against) item.seen = {against, has: lossesOf(group, index).length > 0};
         return item.seen.has;
+    }
+
+    // ---- what merging asks: of a property with two values, which copy's stays
+
+    // As the report has it: [which property, its name, whether another copy's value can be taken, [[copy, value], ...]]
+    function conflictsOf(group) {
+        group.conflicts ??= group.hasConflicts ? valuesOf(group).c.map(([id, name, isReplaceable, values]) =>
+            ({id, name: data.texts[name], isReplaceable: isReplaceable === 1, values})) : [];
+        return group.conflicts;
+    }
+
+    // The values to choose between, [copy, value], the kept copy's first. None while no copy goes that has another one.
+    function offersOf(group, conflict) {
+        const own = kept(group);
+        const moving = conflict.values.filter(([copy]) => group.items[copy].decision === MOVE);
+        const first = conflict.values.filter(([copy]) => copy === own);
+        const others = moving.filter(([copy, value]) => value !== first[0]?.[1]);
+        if (!group.isActive || !others.some(([copy]) => copy !== 0 || first.length > 0)) return [];
+        const offers = [...first];
+        for (const one of conflict.isReplaceable ? others : []) {
+            if (one[1] !== '' && !offers.some(([, value]) => value === one[1])) offers.push(one);
+        }
+        return offers;
+    }
+
+    // Which of them was chosen; undefined: none, and the copies with another value than the kept one stay.
+    function chosenOf(group, conflict) {
+        const copy = group.choices.get(conflict.id);
+        if (copy === undefined) return undefined;
+        const [, chosen] = conflict.values.find(([one]) => one === copy);
+        return offersOf(group, conflict).find(([, value]) => value === chosen)?.[0];
+    }
+
+    // What was chosen about a value that a copy loses.
+    function choiceText(group, index, name, value) {
+        const isIt = ([copy, text]) => copy === index && text === value;
+        const conflict = conflictsOf(group).find((one) => one.name === name && one.values.some(isIt));
+        const chosen = conflict && chosenOf(group, conflict);
+        if (chosen === undefined) return undefined;
+        return conflict.values.some(([copy, text]) => copy === chosen && text === value) ? 'merging puts it in the place of the kept one, as chosen'
+            : 'merging leaves it, as chosen';
+    }
+
+    function choose(group, conflict, copy) {
+        if (copy === undefined) group.choices.delete(conflict.id);
+        else group.choices.set(conflict.id, copy);
+        state.isSaved = false;
+        return '';
     }
 
     function sourceText(item) {
@@ -180,7 +230,8 @@ function readReport() {
             (filter.why === ANY || group.why === Number(filter.why)) &&
             (filter.folder === ANY || group.items.some((item) => item.folder === Number(filter.folder))) &&
             (filter.loss === ANY || group.items.some((item) =>
-                filter.loss === 'any' ? item.losses.length > 0 : item.losses.includes(Number(filter.loss)))) &&
+                filter.loss === 'any' ? item.losses.length > 0
+                    : filter.loss === 'conflict' ? group.hasConflicts : item.losses.includes(Number(filter.loss)))) &&
             (filter.text === '' || holdsText(group, filter.text));
     }
 
@@ -197,7 +248,7 @@ function readReport() {
     // ---- what comes of it
 
     function totals() {
-        const sum = {moved: 0, bytes: 0, left: 0, lossy: 0, groups: 0};
+        const sum = {moved: 0, bytes: 0, left: 0, lossy: 0, groups: 0, conflicts: 0, chosen: 0};
         for (const group of groups) {
             if (!group.isActive) continue;
             group.items.forEach((item, i) => {
@@ -208,6 +259,10 @@ function readReport() {
                 if (!data.policy.allowLoss && hasLosses(group, i)) ++sum.lossy;
             });
             sum.groups += moves(group);
+            for (const conflict of conflictsOf(group)) {
+                sum.conflicts += offersOf(group, conflict).length > 0;
+                sum.chosen += chosenOf(group, conflict) !== undefined;
+            }
         }
         return sum;
     }
@@ -220,11 +275,18 @@ function readReport() {
                 decision: DECISIONS[item.decision], folder: item.path, number: item.number, title: item.title, modified: item.modified,
                 protected: item.isProtected, values: item.values, entryId: item.entryId, folderId: item.folderId, storeId: item.storeId,
             })),
+            // Copies are counted from 1. A member that is undefined is not in the file.
+            conflicts: group.hasConflicts ? conflictsOf(group).map((conflict) => ({
+                property: conflict.id, name: conflict.name, replaceable: conflict.isReplaceable,
+                values: conflict.values.map(([copy, value]) => ({copy: copy + 1, value})),
+                choice: chosenOf(group, conflict) === undefined ? undefined : chosenOf(group, conflict) + 1,
+            })) : undefined,
         }));
         const head = JSON.stringify({format: 'quorvel-decisions', version: 1, scan: data.scan, policy: data.policy, definitions: data.definitions});
         return `${head.slice(0, -1)},"groups":[\n${named.join(',\n')}\n]}\n`;
     }
 
     return {KEEP, MOVE, LEAVE, DECISIONS, DUPLICATES, RESEMBLING, FOUND_NAMES, ANY, ORDERS, data, groups, filter, state,
-            kept, moves, place, titleOf, sourceText, decide, treat, valuesOf, cellText, lossesOf, hasLosses, passes, totals, decisions};
+            kept, moves, place, titleOf, sourceText, decide, treat, valuesOf, cellText, lossesOf, hasLosses, conflictsOf, offersOf,
+            chosenOf, choose, passes, totals, decisions};
 }

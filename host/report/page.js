@@ -6,7 +6,8 @@
 'use strict';
 function start(report) {
     const {KEEP, MOVE, LEAVE, DECISIONS, DUPLICATES, RESEMBLING, FOUND_NAMES, ANY, ORDERS, data, groups, filter, state,
-           kept, place, titleOf, sourceText, decide, treat, valuesOf, cellText, lossesOf, passes, totals, decisions} = report;
+           kept, place, titleOf, sourceText, decide, treat, valuesOf, cellText, lossesOf, conflictsOf, offersOf, chosenOf, choose,
+           passes, totals, decisions} = report;
     const GROUPS_A_CHUNK = 25;
     const FOLD_FROM = 160;  // characters of a value
     const list = document.getElementById('list');
@@ -59,7 +60,7 @@ function start(report) {
         if (losses.length === 0 || !group.isActive) return '';
         const goes = group.items[index].decision === MOVE;
         const said = goes && !data.policy.allowLoss ? 'Holds what the kept copy lacks; clean moves it only with --allow-loss, or --merge:'
-            : goes ? 'Goes with what the kept copy lacks:' : 'Stays, and holds what the kept copy lacks:';
+            : goes ? 'Goes with what the kept copy lacks:' : 'Stays, and holds what the kept copy lacks. On “move”, --merge brings it there, and asks where both have a value:';
         return make('div', {class: 'losses'}, said, make('ul', {}, ...losses.map(([property, value, own, merging]) =>
             make('li', {}, `${property}: `, make('b', {}, value), own ? `; the kept copy has ${own}` : '; the kept copy has none', merging ? `; ${merging}` : ''))));
     }
@@ -77,6 +78,23 @@ function start(report) {
             make('div', {class: 'where'}, place(item), ' ', make('span', {class: 'soft'}, sizeText(item.size),
                 item.isProtected ? ', in a protected folder' : '', index > 0 && item.title !== group.items[0].title ? ` · ${titleOf(item)}` : ''),
                 from ? make('div', {class: 'soft source'}, from) : '', lossList(group, index)));
+    }
+
+    // Of a property with two values: which of them stays when the copies are merged.
+    function choiceRow(group, conflict, number) {
+        const offers = offersOf(group, conflict);
+        if (offers.length === 0) return '';
+        const chosen = chosenOf(group, conflict);
+        const name = `g${group.index}c${number}`;
+        const option = (copy, ...said) => {
+            const id = `${name}v${copy ?? ''}`;
+            return make('label', {}, make('input', {type: 'radio', name, id, checked: chosen === copy,
+                change: () => act(group, () => choose(group, conflict, copy), id)}), make('span', {}, ...said));
+        };
+        return make('fieldset', {class: 'choice'}, make('legend', {}, `Merging: which ${conflict.name} stays?`),
+            option(undefined, make('span', {class: 'soft'}, 'not chosen: the kept copy\'s, and the copies with another one are not moved')),
+            ...offers.map(([copy, value]) => option(copy, value || 'nothing', make('span', {class: 'soft'},
+                ` ${place(group.items[copy])}${group.items[copy].decision === KEEP ? ', kept' : ''}`))));
     }
 
     function copyButton(text) {
@@ -124,7 +142,8 @@ function start(report) {
         return make('article', {class: 'card', id: `g${group.index}`, tabindex: '-1', 'aria-label': titleOf(item)},
             make('h3', {}, titleOf(item), about ? make('span', {class: 'about'}, ` · ${about}`) : ''),
             make('p', {class: 'soft'}, `${group.kind}, ${FOUND_NAMES[group.found]}, ${group.found === DUPLICATES ? count(group.items.length, 'copy', 'copies') : count(group.items.length, 'item', 'items')}`),
-            whyRow(group), make('ul', {class: 'items'}, ...group.items.map((one, i) => itemRow(group, i))), values);
+            whyRow(group), make('ul', {class: 'items'}, ...group.items.map((one, i) => itemRow(group, i))),
+            ...conflictsOf(group).map((conflict, i) => choiceRow(group, conflict, i)), values);
     }
 
     // ---- rows that come and go
@@ -187,7 +206,8 @@ function start(report) {
         const sum = totals();
         summary.textContent = `${count(sum.moved, 'item', 'items')} of ${count(sum.groups, 'group', 'groups')} would be moved (${sizeText(sum.bytes)})` +
             `, ${sum.left.toLocaleString('en')} left where ${sum.left === 1 ? 'it is' : 'they are'}.` +
-            (sum.lossy ? ` ${count(sum.lossy, 'moves', 'move')} only with --allow-loss.` : '');
+            (sum.lossy ? ` ${count(sum.lossy, 'moves', 'move')} only with --allow-loss, or --merge.` : '') +
+            (sum.conflicts ? ` ${count(sum.conflicts, 'conflict', 'conflicts')} of merging, ${sum.chosen.toLocaleString('en')} chosen.` : '');
     }
 
     const say = (text) => { status.textContent = text; };
@@ -199,7 +219,7 @@ function start(report) {
         make('a', {href: url, download: 'decisions.json'}).click();
         setTimeout(() => URL.revokeObjectURL(url), 60000);
         state.isSaved = true;
-        say('Saved as decisions.json. See what it comes to with: quorvel clean --from decisions.json');
+        say(`Saved as decisions.json. See what it comes to with: quorvel clean --from decisions.json${totals().chosen ? ' --merge=ask' : ''}`);
     }
 
     // ---- controls
@@ -257,7 +277,7 @@ function start(report) {
 
     const KEYS = [
         ['j, k', 'next and previous group'], ['1 … 9', 'keep that copy of the group'], ['m', 'move the other copies'],
-        ['l', 'leave the other copies where they are'], ['d', 'treat as duplicates, or take that back'], ['v', 'values side by side'],
+        ['l', 'leave the other copies where they are'], ['d', 'treat as duplicates, or take that back'], ['c', 'the next choice of merging'], ['v', 'values side by side'],
         ['/', 'filter by text'], ['r', 'all in a folder'], ['s', 'save decisions'], ['?', 'this list'],
     ];
     const help = make('details', {id: 'help'}, make('summary', {}, 'Keys'), make('dl', {}, ...KEYS.flatMap(([key, does]) =>
@@ -269,7 +289,7 @@ function start(report) {
             choice('Found as', 'found', [[ANY, 'all'], ...FOUND_NAMES.map((name, i) => [i, name]).filter(([i]) => groups.some((group) => group.found === i))]),
             choice('Folder', 'folder', [[ANY, 'all'], ...folders]),
             choice('Reason', 'why', [[ANY, 'all'], ...texts(groups.map((group) => group.why))]),
-            choice('Only the duplicate has', 'loss', [[ANY, 'does not matter'], ['any', 'anything'],
+            choice('Only the duplicate has', 'loss', [[ANY, 'does not matter'], ['any', 'anything'], ['conflict', 'another value: a conflict'],
                 ...texts(groups.flatMap((group) => group.items.flatMap((item) => item.losses)))]),
             choice('Order', 'sort', Object.entries(ORDERS).map(([value, [text]]) => [value, text]))),
         make('div', {class: 'row'}, make('label', {class: 'wide'}, 'All in folder', ruleFolder),
@@ -302,12 +322,19 @@ function start(report) {
         return group.items.map((item, i) => item.decision === KEEP ? '' : decide(group, i, decision)).find(Boolean) ?? '';
     }
 
+    function nextChoice(element) {
+        const choices = [...element.querySelectorAll('.choice')];
+        const next = choices[(choices.indexOf(document.activeElement.closest('.choice')) + 1) % choices.length];
+        next?.querySelector('input:checked').focus();
+    }
+
     const ACTS = {
         j: () => step(1), k: () => step(-1), '/': () => search.focus(), s: save, r: () => ruleFolder.focus(),
         '?': () => { help.open = !help.open; help.firstChild.focus(); },
         m: () => ofCurrent((group) => group.isActive && act(group, () => others(group, MOVE))),
         l: () => ofCurrent((group) => group.isActive && act(group, () => others(group, LEAVE))),
         d: () => ofCurrent((group) => group.found !== DUPLICATES && act(group, () => treat(group, !group.isActive))),
+        c: () => ofCurrent((group) => nextChoice(document.getElementById(`g${group.index}`))),
         v: () => ofCurrent((group) => { group.isOpen = !group.isOpen; act(group, () => ''); }),
     };
     for (let digit = 1; digit <= 9; ++digit) {

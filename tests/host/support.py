@@ -22,6 +22,9 @@ SCHEMAS = ROOT / "docs" / "schemas"
 SUBJECT, BODY, FROM, SENT, CLASS, NAME = "0037001F", "1000001F", "0065001F", "00390040", "001A001F", "3001001F"
 MODIFIED, FIRST, LAST, COMPANY = "30080040", "3A06001F", "3A11001F", "3A16001F"
 FILE_AS = "{00062004-0000-0000-C000-000000000046}:0x8005:001F"
+BIRTHDAY, NICKNAME, HOME = "3A420040", "3A4F001F", "3A09001F"
+READ, STATUS = "0E070003", "0E170003"
+MARKS = {READ: 1, STATUS: 0x203}
 
 
 def mail(number: int, subject: str = "Minutes", body: str = "All present.\r\n", **more: object) -> dict:
@@ -91,6 +94,21 @@ def inventory(box: dict) -> list[str]:
     for store in box["stores"]:
         walk(store["root"], store["properties"][NAME])
     return sorted(found)
+
+
+def items(box: dict) -> dict[str, dict]:
+    return {item["id"]: item for one in box["stores"][0]["root"]["folders"] for item in one.get("items", [])}
+
+
+def bared(item: dict) -> dict:
+    """Without what stores work out or note at each save; a mark that is not set is none."""
+    kept = {key: value & MARKS[key] if key in MARKS else value for key, value in item["properties"].items()
+            if key[:4] not in ("0E08", "0E1B", "300B", "0E02", "0E03", "0E04", "3007", "3008") and (key not in MARKS or value & MARKS[key])}
+    return {name: value for name, value in {**item, "properties": kept}.items() if name != "id" and value not in ([], {})}
+
+
+def settled(box: dict) -> list[dict]:
+    return sorted(map(bared, items(box).values()), key=lambda item: json.dumps(item, sort_keys=True))
 
 
 class HostTest(unittest.TestCase):

@@ -11,20 +11,20 @@ import subprocess
 import unittest
 import unittest.mock
 
-from support import BODY, CLASS, LAST, ROOT, SENT, HostTest, attachment, contact, folder, mail, mailbox
+from support import (BIRTHDAY, BODY, CLASS, HOME, LAST, MARKS, NICKNAME, READ, ROOT, SENT, STATUS, HostTest, attachment, bared, contact, folder, items, mail,
+                     mailbox, settled)
 
 COMMON, ADDRESS, PUBLIC = (f"{{{n}-0000-0000-C000-000000000046}}:" for n in ("00062008", "00062004", "00020329"))
 APPOINTMENT = "{00062002-0000-0000-C000-000000000046}:"
-CATEGORIES, READ, STATUS, FLAG, VERB = PUBLIC + "Keywords:101F", "0E070003", "0E170003", "10900003", "10810003"
+CATEGORIES, FLAG, VERB = PUBLIC + "Keywords:101F", "10900003", "10810003"
 BORN = "1980-05-06T00:00:00Z"
-HTML, BIRTHDAY, NICKNAME = "10130102", "3A420040", "3A4F001F"
-HOME, HOME2, WORK, WORK2, MOBILE, OTHER, FAX, ANYFAX = (
-    f"{n}001F" for n in ("3A09", "3A2F", "3A08", "3A1B", "3A1C", "3A1F", "3A24", "3A23"))
+HTML = "10130102"
+HOME2, WORK, WORK2, MOBILE, OTHER, FAX, ANYFAX = (
+    f"{n}001F" for n in ("3A2F", "3A08", "3A1B", "3A1C", "3A1F", "3A24", "3A23"))
 PHONES = (HOME, HOME2, WORK, WORK2, MOBILE, OTHER, FAX, ANYFAX)
 EMAILS = tuple(f"{ADDRESS}0x80{n}3:001F" for n in "89A")
 MEMBERS, NAMES = ADDRESS + "0x8055:1102", ADDRESS + "0x8054:1102"
 RANKS = {FLAG: [2, 1, 0], VERB: [103, 102, 104, 0]}
-MARKS = {READ: 1, STATUS: 0x203}
 PHOTO = {"properties": {"37050003": 1, "3707001F": "ContactPicture.jpg", "37010102": "AAAA", "7FFF000B": True}}
 KEPT_BY_STORES = {row["property"] for row in json.loads((ROOT / "host/definitions/bookkeeping.json").read_text())["bookkeeping"]
                   if "meaningful" not in row and "key" not in row}
@@ -118,21 +118,6 @@ def drawn(seed: int) -> dict:
         for key in (SENT, "0065001F", BODY):
             del item["properties"][key]
     return mailbox(folder(1, "People", "IPF.Contact", people), folder(2, "Inbox", "IPF.Note", mails), folder(3, "Dates", "IPF.Appointment", dates))
-
-
-def items(box: dict) -> dict[str, dict]:
-    return {item["id"]: item for one in box["stores"][0]["root"]["folders"] for item in one.get("items", [])}
-
-
-def bared(item: dict) -> dict:
-    """Without what stores work out or note at each save; a mark that is not set is none."""
-    kept = {key: value & MARKS[key] if key in MARKS else value for key, value in item["properties"].items()
-            if key[:4] not in ("0E08", "0E1B", "300B", "0E02", "0E03", "0E04", "3007", "3008") and (key not in MARKS or value & MARKS[key])}
-    return {name: value for name, value in {**item, "properties": kept}.items() if name != "id" and value not in ([], {})}
-
-
-def settled(box: dict) -> list[dict]:
-    return sorted(map(bared, items(box).values()), key=lambda item: json.dumps(item, sort_keys=True))
 
 
 class Merge(HostTest):

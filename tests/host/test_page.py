@@ -12,9 +12,10 @@ import unittest
 from collections.abc import Callable
 
 from browser import Browser, Keys
-from support import MODIFIED, SENT, SUBJECT, HostTest, contact, folder, inventory, mail, mailbox
+from support import BIRTHDAY, BODY, COMPANY, HOME, MODIFIED, NICKNAME, SENT, SUBJECT, HostTest, contact, folder, inventory, items, mail, mailbox, settled
 
 HOSTILE = "</script><script>alert(1)</script><!--\"'&<img src=http://example.org/x onerror=alert(2)></noscript>"
+BORN = "1980-05-06T00:00:00Z"
 LATER = {SENT: "2024-03-04T10:15:00Z"}
 BOX = mailbox(
     folder(1, "In<b>ox", "IPF.Note", [
@@ -26,6 +27,11 @@ BOX = mailbox(
 )
 SCAN = ("scan", "--near", "--similar", "--protect", "Safe", "--format", "html", "--output", "report.html")
 MINUTES, ROPE = "g0", "g2"
+PEOPLE = mailbox(folder(1, "People", "IPF.Contact", [
+    contact(1, "Voss", properties={NICKNAME: "Bob"}), contact(2, "Voss", properties={NICKNAME: "Bo", BODY: "Met in Oslo"}),
+    contact(3, "Voss", properties={NICKNAME: "Bobby", BIRTHDAY: BORN}),
+    contact(4, "Hale", "Ida"), contact(5, "Hale", "Ida", properties={COMPANY: "Harbour Ltd", NICKNAME: "Ann"}),
+    contact(6, "Moe", "Per", properties={HOME: "555 0100"}), contact(7, "Moe", "Per", properties={COMPANY: "Pier Ltd", HOME: "555 0199"})]))
 
 
 class Page(HostTest):
@@ -131,6 +137,43 @@ class Page(HostTest):
         self.run_program("clean", "--undo", "undo.jsonl", status=0)
         self.assertEqual(inventory(self.read()), before)
 
+    def test_decisions_are_merged(self) -> None:
+        """Equal groups, near pairs and resembling contacts: what was chosen of two values stays, nobody goes for whom nobody chose, and undo
+        gives all back."""
+        self.write(PEOPLE)
+        self.run_program(*SCAN[:3], "--keep", "first", *SCAN[5:], status=1)
+        both = ("g0i1move", "g0i2move")
+        for what, clicks, chosen, moved, kept, holds in (
+            ("nobody chose", both, 0, 0, 1, {NICKNAME: "Bob"}),
+            ("the kept copy's", (*both, "g0c0v0"), 1, 2, 1, {NICKNAME: "Bob", BODY: "Met in Oslo", BIRTHDAY: BORN}),
+            ("one duplicate's", (*both, "g0c0v1"), 1, 2, 1, {NICKNAME: "Bo", BODY: "Met in Oslo", BIRTHDAY: BORN}),
+            ("chosen, and not any more", (*both, "g0c0v1", "g0c0v"), 0, 0, 1, {NICKNAME: "Bob"}),
+            ("the kept copy is another", (*both, "g0i1keep", "g0c0v0"), 1, 2, 2, {NICKNAME: "Bob", BODY: "Met in Oslo"}),
+            ("and its own", (*both, "g0c0v1", "g0i1keep"), 1, 2, 2, {NICKNAME: "Bo", BIRTHDAY: BORN}),
+            ("the chosen copy stays", (*both, "g0c0v1", "g0i1leave"), 0, 0, 1, {NICKNAME: "Bob"}),
+            ("another copy stays", ("g0i1move", "g0c0v1"), 1, 1, 1, {NICKNAME: "Bo", BODY: "Met in Oslo"}),
+            ("a near pair", ("g1treat", "g1c0v1"), 1, 1, 4, {COMPANY: "Harbour Ltd", NICKNAME: "Ann"}),
+            ("a near pair, the kept copy's", ("g1treat", "g1c0v0"), 1, 1, 4, {COMPANY: "Quay Ltd", NICKNAME: "Ann"}),
+            ("resembling ones", ("g4treat", "g4c0v1"), 1, 1, 6, {COMPANY: "Pier Ltd", HOME: "555 0100", "3A2F001F": "555 0199"}),
+        ):
+            with self.subTest(what):
+                self.write(PEOPLE)
+                page = self.open()
+                for click in clicks:
+                    page.click("#" + click)
+                self.assertIn(f", {chosen} chosen." if page.texts(".choice") else "moved", page.text("#summary"))
+                self.save()
+                if chosen:
+                    self.assert_refused("clean", "--from", "decisions.json", "--merge", because="--merge=ask follows them")
+                self.assertEqual(self.clean("--merge=ask").count("would move: "), moved)
+                (self.dir / "undo.jsonl").unlink(missing_ok=True)
+                self.assertEqual(self.clean("--merge=ask", "--yes", "--undo-file", "undo.jsonl").count("\nmoved: "), moved)
+                own = items(self.read())[f"{0xD1000000 + kept:016X}"]["properties"]
+                self.assertEqual({key: own.get(key) for key in holds}, holds)
+                if moved:
+                    self.run_program("clean", "--undo", "undo.jsonl", status=0)
+                self.assertEqual(settled(self.read()), settled(PEOPLE))
+
     def test_no_item_goes_twice_and_none_that_another_group_rests_on(self) -> None:
         """Two near pairs share the copy that a group keeps."""
         self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(1), mail(2), mail(3, properties=LATER), mail(4, properties={SENT: "2024-03-05T10:15:00Z"})])))
@@ -146,12 +189,16 @@ class Page(HostTest):
         self.assertIn("2 items would be moved", self.clean("--allow-loss"))
 
     def test_what_is_not_as_the_page_wrote_it_is_refused_whole(self) -> None:
-        self.open()
+        self.open().click("#g4treat")
+        self.browser.click("#g4c0v1")
         decisions = self.save()
         before = self.box.read_bytes()
 
         def item(change: dict, group: int = 0, number: int = 1) -> Callable[[dict], object]:
             return lambda file: file["groups"][group]["items"][number].update(change)
+
+        def conflict(change: dict) -> Callable[[dict], object]:
+            return lambda file: file["groups"][3]["conflicts"][0].update(change)
 
         other = {**decisions["groups"][2]["items"][0], "decision": "move"}
         table: list[tuple[str, Callable[[dict], object], str]] = [
@@ -164,12 +211,21 @@ class Page(HostTest):
             ("out of a protected folder", item({"decision": "move"}, number=3), "group 1 (Minutes): item 4 (Minutes) is to move out of a protected folder"),
             ("and not said to be", item({"decision": "move", "protected": False}, number=3), "group 1 (Minutes): it is not what the scan found"),
             ("an item less", lambda file: file["groups"][0]["items"].pop(), "group 1 (Minutes): it is not what the scan found"),
-            ("a group less", lambda file: file["groups"].pop(), "groups that the scan found are missing"),
+            ("a group less", lambda file: file["groups"].pop(2), "groups that the scan found are missing"),
             ("a group twice", lambda file: file["groups"].append(file["groups"][0]), "groups that the scan found are missing"),
             ("another scan", lambda file: file.update(scan="0" * 16), "group 1 (Minutes): it is not what the scan found"),
             ("compared otherwise", lambda file: file["definitions"][0].update(attachments=False), "how it was asked for was changed"),
             ("found otherwise", lambda file: file["groups"][0].update(found="near"), "group 1 (Minutes): it is not what the scan found"),
             ("another version", lambda file: file.update(version=2), "of this version"),
+            ("a value of nobody", conflict({"choice": 3}), "group 4 (Ann Hale): conflict 1 (Company) names a copy that is not in the group"),
+            ("a value of none", conflict({"choice": 0}), "group 4 (Ann Hale): conflict 1 (Company) names a copy that is not in the group"),
+            ("a value that stays", item({"decision": "leave"}, 3), "group 4 (Ann Hale): conflict 1 (Company) is chosen of a copy that does not move"),
+            ("a value that is not named", lambda file: file["groups"][3]["conflicts"][0]["values"].pop(), "conflict 1 (Company) is chosen of a copy that does not conflict"),
+            ("no choice", conflict({"choice": "Quay Ltd"}), "conflict 1 (Company) is not as the page wrote it"),
+            ("of another property", conflict({"property": "3A4F"}), "group 4 (Ann Hale): it is not what the scan found"),
+            ("of another value", lambda file: file["groups"][3]["conflicts"][0]["values"][1].update(value="Pier Ltd"), "group 4 (Ann Hale): it is not what"),
+            ("where there is no conflict", lambda file: file["groups"][0].update(conflicts=file["groups"][3]["conflicts"]), "group 1 (Minutes): it is not what"),
+            ("a conflict less", lambda file: file["groups"][3].pop("conflicts"), "group 4 (Ann Hale): it is not what the scan found"),
             ("no items", lambda file: file["groups"][0].pop("items"), "group 1: it is not as the page wrote it"),
             ("no identifier", lambda file: file["groups"][0]["items"][1].pop("storeId"), "group 1 (Minutes): item 2 (Minutes) is not as"),
         ]
@@ -185,7 +241,7 @@ class Page(HostTest):
         box = json.loads(json.dumps(BOX))
         del box["stores"][0]["root"]["folders"][2]["items"][0]
         self.write(box)
-        self.assert_refused("clean", "--from", "decisions.json", "--yes", because="in group 1 (Minutes), Minutes in Mailbox/Safe#1, which is not there")
+        self.assert_refused("clean", "--from", "decisions.json", "--merge=ask", "--yes", because="in group 1 (Minutes), Minutes in Mailbox/Safe#1, which is not there")
         self.assertEqual(inventory(self.read()), inventory(box))
 
     def test_pairs_are_held_against_what_was_recorded(self) -> None:
@@ -232,6 +288,10 @@ class Page(HostTest):
         self.assertIn("All present.", page.text(f"#{MINUTES} .values"))
         page.press("j", "j", "j", "d")
         self.assertEqual(self.decided("g3"), ["keep", "move"])
+        page.press("j", "d", "c", Keys.ARROW_DOWN)
+        self.assertIn("2 conflicts of merging, 1 chosen", page.text("#summary"))
+        page.press("c", Keys.ARROW_DOWN)
+        self.assertEqual(page.text("#g4 .choice :checked + span"), "Harbour Ltd Mailbox/Contacts#2")
         page.press(Keys.TAB, Keys.TAB)
         page.press("/", *"rope")
         page.until(lambda: self.titles() == ["Rope"], "the filter by keyboard")
@@ -247,6 +307,7 @@ class Page(HostTest):
                 with self.subTest(width=width, scheme=scheme):
                     page = self.open(width)
                     page.size(width, scheme=scheme)
+                    page.click("#g4treat")
                     page.run("document.getElementById('folders').open = true; document.querySelectorAll('.fold').forEach(one => { one.open = true; })")
                     self.assertLessEqual(page.run("return document.documentElement.scrollWidth"), width, "nothing reaches beyond the screen")
                     for name, ratio in page.run(CONTRASTS).items():
@@ -254,9 +315,11 @@ class Page(HostTest):
                     for row, name, bar, number in page.run(BOXES) if width == 400 else []:
                         self.assertGreaterEqual(bar[1], max(name[3], number[3]) - 1, "the bar is below the name and the count")
                         self.assertLess(abs((bar[2] - bar[0]) - (row[2] - row[0])), 2, "the bar has the full width")
-        (self.dir / "page.pdf").write_bytes(self.open().pdf())
+        self.open().click("#g4treat")
+        (self.dir / "page.pdf").write_bytes(self.browser.pdf())
         text = subprocess.run(["pdftotext", self.dir / "page.pdf", "-"], capture_output=True, text=True, check=True).stdout
         self.assertIn("Nine fathoms.", text, "values are unfolded")
+        self.assertIn("which Company stays", text)
         self.assertNotIn("Save decisions", text)
 
     def test_a_page_of_ten_thousand_groups_is_made_as_it_is_looked_at(self) -> None:
@@ -302,7 +365,7 @@ CONTRASTS = """
     function behind(e) { for (; e; e = e.parentElement) { const c = channels(getComputedStyle(e).backgroundColor); if (c[3] !== 0) return c; } return [255, 255, 255]; }
     const found = {};
     for (const selector of ['body', '.soft', '.card h3', '.card .about', '.switch .keep input:checked + span', '.switch .move input:checked + span',
-                            '.switch .leave input:checked + span', '.switch .move input:not(:checked):enabled + span', '#save', '.differs td', '.role.keep', 'kbd', '#controls label']) {
+                            '.switch .leave input:checked + span', '.switch .move input:not(:checked):enabled + span', '#save', '.differs td', '.role.keep', 'kbd', '#controls label', '.choice legend', '.choice label', '.choice label .soft']) {
         const element = document.querySelector(selector);
         if (!element) throw new Error(selector + ' is not there');
         const [a, b] = [light(channels(getComputedStyle(element).color)), light(behind(element))].sort((x, y) => y - x);
