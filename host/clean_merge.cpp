@@ -37,7 +37,7 @@ void Choose(const PlannedGroup& group, const std::vector<PlannedGroup::TChosen>&
         const auto place = static_cast<size_t>(one.planned - group.duplicates.data());
         for (TLoss& loss : one.losses) {
             const auto about = std::ranges::find(chosen, ConflictId(loss), &PlannedGroup::TChosen::id);
-            loss.choice = about == chosen.end()   ? EChoice::None
+            loss.choice = about == chosen.end()  ? EChoice::None
                           : about->copy == place ? EChoice::Duplicate
                                                  : EChoice::Kept;
         }

@@ -39,7 +39,7 @@ struct PlannedGroup {
     std::vector<PlannedItem> left;  // stay where they are
     /// Which copy's value stays, where merging found two.
     struct TChosen {
-        std::string id;               // ConflictId
+        std::string id;              // ConflictId
         std::optional<size_t> copy;  // of the duplicates; nothing: the kept one
     };
     std::vector<TChosen> chosen;

@@ -86,12 +86,14 @@ std::optional<size_t> ReadChoice(const json& object, const TConflict& conflict,
     if (value == conflict.values.end()) throw TWrong("is chosen of a copy that does not conflict");
     if (decided.decisions[copy] == EDecision::Keep) return copy;
     if (decided.decisions[copy] == EDecision::Leave) throw TWrong("is chosen of a copy that does not move");
-    if (!conflict.isReplaceable || value->text.empty()) throw TWrong("can only be left as the kept copy has it");
+    if (!conflict.isReplaceable || value->text.empty())
+        throw TWrong("can only be left as the kept copy has it");
     return copy;
 }
 
 void ReadConflict(const json& object, TDecidedGroup& decided) {
-    TConflict conflict{object.at("property").get<std::string>(), object.at("name").get<std::string>(),
+    TConflict conflict{object.at("property").get<std::string>(),
+                       object.at("name").get<std::string>(),
                        object.at("replaceable").get<bool>(),
                        {}};
     for (const json& value : object.at("values")) {

@@ -277,8 +277,7 @@ int RunClean(const Options& options) {
     if (options.scan.policy.allowLoss) AllowLoss(plan);
     plan.isMerging = !options.merge.empty();
     if (HasChoices(plan) && options.merge != kAsk)
-        throw Failure(
-            "The file holds choices between values: --merge=ask follows them; nothing was moved.");
+        throw Failure("The file holds choices between values: --merge=ask follows them; nothing was moved.");
     CleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
     const TMoved result = Clean(session, plan, clean, progress);
