@@ -58,8 +58,7 @@ unsigned CheckFast(HSimilarSearch handle, const char* entryId, unsigned* verdict
 
 HSimilarSearch SimilarSearch_Create(IMAPISession* session, const char* storeEntryId, unsigned int countMode) {
     Trace("SimilarSearch_Create");
-    auto search = std::make_unique<CSimilarSearch>();
-    search->Create(session, storeEntryId, countMode);
+    auto search = std::make_unique<CSimilarSearch>(session, storeEntryId, countMode);
     return reinterpret_cast<HSimilarSearch>(search.release());
 }
 

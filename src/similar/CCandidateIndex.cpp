@@ -152,9 +152,9 @@ uint32_t TextTag(int space, const TText& text) {
 
 }  // namespace
 
-void CCandidateIndex::Create(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                             const TRuleTables& tables) {
+void CCandidateIndex::Create(const TContactFields& fields, const TRuleTables& tables) {
     *this = CCandidateIndex();
+    const TSimilarPropIndexes& indexes = fields.indexes;
     m_rules = BuildCandidateRules(tables, indexes);
     m_unkeyed = m_rules.all;
     m_nFirstName = indexes.FirstName;
@@ -167,15 +167,14 @@ void CCandidateIndex::Create(const std::vector<TComparyProp>& fields, const TSim
         if (isMember(indexes.Phones)) return indexes.Phones[0];
         return isMember(indexes.Emails) ? indexes.Emails[0] : field;
     };
-    for (int field = 0; field < static_cast<int>(fields.size()); ++field) {
+    for (int field = 0; field < fields.Count(); ++field) {
         if (!(m_rules.all & SetOf(field))) continue;
         const TMethods& methods = MethodsOf(field);
         const auto has = [&methods](ECompareMethod method) {
             return std::find(methods.begin(), methods.end(), method) != methods.end();
         };
-        const bool isDate = field == indexes.Birthday || field == indexes.Anniversary;
-        if (field == indexes.Notes || (!isDate && fields[static_cast<size_t>(field)].nType != PT_UNICODE))
-            continue;
+        const bool isDate = fields.IsDate(field);
+        if (field == indexes.Notes || (!isDate && fields.TypeOf(field) != PT_UNICODE)) continue;
         const EKeys keys = isDate                     ? keysOfDay
                            : has(Last7Digits)         ? keysOfPhone
                            : ComparesByUnits(methods) ? keysOfUnits

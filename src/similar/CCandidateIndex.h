@@ -45,8 +45,7 @@ namespace similar {
 
 class CCandidateIndex {
   public:
-    void Create(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                const TRuleTables& tables);
+    void Create(const TContactFields& fields, const TRuleTables& tables);
 
     /// Works out the keys of a contact whose texts are prepared, and makes room for it. Exhausted memory throws,
     /// and nobody sees a difference.

@@ -1,18 +1,27 @@
-// Life of a search, and the checks.
-
 #include "similar/CSimilarSearch.h"
 
 #include <algorithm>
-#include <cwchar>
 
+#include "base/text.h"
 #include "compare/CThreadLocale.h"
 #include "log/CLog.h"
+#include "similar/compare_fields.h"
+#include "similar/explain.h"
 
 namespace similar {
 namespace {
 
-/// The rule tables are the same for every search of the process: one dump is enough.
-bool g_rulesLogged = false;
+enum ECountMode : unsigned { countNever = 0, countAll = 1, countStrict = 2 };
+
+/// Whether a contact with this verdict is worth the reading of its other fields.
+bool IsCounted(unsigned verdict, unsigned mode) {
+    return (verdict != verdictNone && mode == countAll) || (verdict == verdictStrict && mode == countStrict);
+}
+
+template <size_t N>
+void Copy(std::wstring_view text, wchar_t (&buffer)[N]) {
+    *std::copy_n(text.data(), std::min(text.size(), N - 1), buffer) = 0;
+}
 
 /// ANSI text of a wide one, cut to the buffer.
 template <size_t N>
@@ -23,175 +32,90 @@ const char* ToAnsi(const wchar_t* text, char (&buffer)[N]) {
 
 }  // namespace
 
-CSimilarSearch::~CSimilarSearch() = default;
-
-void CSimilarSearch::Create(IMAPISession* session, const char* storeEntryId, unsigned countMode) {
-    const CThreadLocale locale(m_locale);
-    Reset();
+CSimilarSearch::CSimilarSearch(IMAPISession* session, const char* storeEntryId, unsigned countMode)
+    : m_nCountMode(countMode),
+      m_reader(session, storeEntryId, m_fields, countMode != countNever),
+      m_cache(m_fields, m_rules) {
     const std::wstring line(110, L'-');
     g_Log.Extra(L"%s\nNew Similar Search\n%s\n", line.c_str(), line.c_str());
-    m_lpSession = session;
-    m_reader = CItemReader(session);
-    m_storeEntryId = storeEntryId ? storeEntryId : "";
-    m_nCountMode = countMode;
-    BuildFields(&m_fields, &m_indexes);
-    m_rules = BuildRules(m_indexes, FieldCount());
-    m_index.Create(m_fields, m_indexes, m_rules);
-    if (m_nCountMode != 0) BuildOtherFields(m_fields, m_indexes, &m_otherFields);
-    if (g_Log.IsExtra() && !g_rulesLogged) {
-        g_rulesLogged = true;
-        LogRules();
-    }
+    LogRulesOnce(m_fields, m_rules);
 }
 
-void CSimilarSearch::Reset() {
-    m_storeEntryId.clear();
-    m_nCountMode = 0;
-    m_fields.clear();
-    m_tags = {};
-    m_infoRequests.clear();
-    m_valueRequests.clear();
-    m_ulFileAsTag = 0;
-    m_indexes = TSimilarPropIndexes();
-    m_pSearchByProps = nullptr;
-    m_bCollected = false;
-    m_cache.clear();
-    m_index = {};
-    m_known.clear();
-    m_entryIds.clear();
-    m_nFound = kUnknown;
-    m_reader = CItemReader();
-    m_nSearchByPos = 0;
-    m_otherFields.clear();
-    m_otherTags = {};
-    m_rules = TRuleTables();
-}
+CSimilarSearch::~CSimilarSearch() = default;
 
 bool CSimilarSearch::SetSearchByItem(IMessage* item, unsigned* filledCount) {
     const CThreadLocale locale(m_locale);
     *filledCount = 0;
-    bool fromCache = false;
-    TItemProps* props = CacheItem(item, &fromCache);
-    if (props) {
-        CountFilledOtherPropsIf(props, item, verdictStrict);
-        *filledCount = FilledCount(*props);
-        LogItem(*props, m_nSearchByPos + 1, L'+', !fromCache);
+    const TCached contact = CacheItem(item);
+    if (contact.props) {
+        CountFilledOtherPropsIf(contact.props, item, verdictStrict);
+        *filledCount = contact.props->AllFilled();
+        LogContact(m_fields, *contact.props, m_nSearchByPos + 1, L'+', contact.fresh);
     }
     ++m_nSearchByPos;
-    m_pSearchByProps = props;
-    m_bCollected = false;
-    return props != nullptr;
+    m_cache.SetSearchBy(contact.props);
+    return contact.props != nullptr;
 }
 
 bool CSimilarSearch::AddToCache(IMessage* item) {
     const CThreadLocale locale(m_locale);
-    bool fromCache = false;
-    const TItemProps* props = CacheItem(item, &fromCache);
-    if (!props) {
-        g_Log.Error("CSimilarSearch.AddToCache", "GetItemProps failed\n");
-        return false;
-    }
-    LogItem(*props, L'_', !fromCache);
-    return true;
+    const TCached contact = CacheItem("CSimilarSearch.AddToCache", item);
+    if (contact.props) LogItem(*contact.props, L'_', contact.fresh);
+    return contact.props != nullptr;
 }
 
 bool CSimilarSearch::CheckItem(IMessage* item, TCheckResult* result) {
     const CThreadLocale locale(m_locale);
     constexpr char kTag[] = "CSimilarSearch.CheckItem";
-    *result = TCheckResult();
-    ClearTexts();
-    if (!m_pSearchByProps) {
-        g_Log.Error(kTag, "m_pSearchByProps == NULL\n");
-        return false;
-    }
-    bool fromCache = false;
-    TItemProps* props = CacheItem(item, &fromCache);
-    if (!props) {
-        g_Log.Error(kTag, "GetItemProps failed\n");
-        return false;
-    }
-    FinishCheck(props, item, !fromCache, result);
-    return true;
+    if (!BeginCheck(kTag, result)) return false;
+    const TCached contact = CacheItem(kTag, item);
+    if (contact.props) *result = FinishCheck(contact, item);
+    return contact.props != nullptr;
 }
 
 bool CSimilarSearch::CheckItemFast(const char* entryId, TCheckResult* result) {
     const CThreadLocale locale(m_locale);
     constexpr char kTag[] = "CSimilarSearch.CheckItemFast";
-    *result = TCheckResult();
-    ClearTexts();
-    if (!m_pSearchByProps) {
-        g_Log.Error(kTag, "m_pSearchByProps == NULL\n");
-        return false;
-    }
-    if (!entryId) entryId = "";
-    if (const unsigned contact = Find(entryId); contact != kUnknown) {
-        const TKnown& known = m_known[contact];
-        if (IsCandidate(contact))
-            FinishCheck(known.props, nullptr, false, result);
+    if (!BeginCheck(kTag, result)) return false;
+    entryId = base::OrEmpty(entryId);
+    if (const unsigned number = m_cache.Find(entryId); number != CContactCache::kUnknown) {
+        const CContactCache::TKnown& known = m_cache.At(number);
+        // Each comparison is written while extra logging is on.
+        if (g_Log.IsExtra() || m_cache.IsCandidate(number))
+            *result = FinishCheck({known.props, false}, nullptr);
         else
             result->filledCount = known.filledCount;
         return true;
     }
-    const ComPtr<IMessage> item = OpenItem(entryId);
+    const ComPtr<IMessage> item = m_reader.OpenItem(entryId);
     if (!item) {
         g_Log.Error(kTag, "OpenItem failed\n");
         return false;
     }
-    bool fromCache = false;
-    TItemProps* props = CacheItem(item.Get(), &fromCache);
-    if (!props) {
-        g_Log.Error(kTag, "GetItemProps failed\n");
-        return false;
-    }
-    g_Log.Assert(!fromCache, kTag, __LINE__, "the contact was not cached");
-    FinishCheck(props, item.Get(), !fromCache, result);
+    const TCached contact = CacheItem(kTag, item.Get());
+    if (!contact.props) return false;
+    g_Log.Assert(contact.fresh, kTag, __LINE__, "the contact was not cached");
+    *result = FinishCheck(contact, item.Get());
     return true;
-}
-
-/// Candidates are collected by the first check that asks: contacts that are cached before it are among them.
-bool CSimilarSearch::IsCandidate(unsigned contact) {
-    if (g_Log.IsExtra()) return true;  // each comparison is written
-    if (!m_bCollected) m_index.Collect(*m_pSearchByProps, m_weights);
-    m_bCollected = true;
-    return m_index.IsCandidate(*m_pSearchByProps, contact);
-}
-
-/// The search-by contact may be the checked one in a newer version, and its record has then been replaced by
-/// now.
-void CSimilarSearch::FinishCheck(TItemProps* props, IMessage* item, bool fresh, TCheckResult* result) {
-    result->verdict = GetSimilarType(*m_pSearchByProps, *props, fresh);
-    CountFilledOtherPropsIf(props, item, result->verdict);
-    result->filledCount = FilledCount(*props);
-    const size_t length = wcslen(m_verdictTextW);
-    if (length > 0 && m_verdictTextW[length - 1] == L'\n') m_verdictTextW[length - 1] = 0;
 }
 
 bool CSimilarSearch::RemoveFromCache(const char* entryId, bool force) {
     const CThreadLocale locale(m_locale);
-    const std::string_view key = entryId ? entryId : "";
-    if (!force && m_pSearchByProps && m_pSearchByProps->entryId == key) {
+    const std::string_view key = base::OrEmpty(entryId);
+    if (!force && m_cache.SearchBy() && m_cache.SearchBy()->entryId == key) {
         g_Log.Error("CSimilarSearch.RemoveFromCache", "Cant remove SearchByItem\n");
         return false;
     }
-    Forget(key);
+    m_cache.Forget(key);
     return true;
 }
 
 void CSimilarSearch::LogSearchByPos() {
     const CThreadLocale locale(m_locale);
-    if (m_pSearchByProps)
-        LogItem(*m_pSearchByProps, L'+', false);
+    if (m_cache.SearchBy())
+        LogItem(*m_cache.SearchBy(), L'+', false);
     else
         g_Log.Error("CSimilarSearch.LogSearchByPos", "m_pSearchByProps == NULL\n");
-}
-
-void CSimilarSearch::ClearTexts() {
-    m_verdictTextW[0] = 0;
-    m_matchedFieldsW[0] = 0;
-}
-
-unsigned CSimilarSearch::FilledCount(const TItemProps& props) {
-    return static_cast<unsigned>(std::max(props.filledCount, 0L) + std::max(props.otherFilledCount, 0L));
 }
 
 const char* CSimilarSearch::VerdictTextA() {
@@ -199,6 +123,73 @@ const char* CSimilarSearch::VerdictTextA() {
 }
 const char* CSimilarSearch::MatchedFieldsA() {
     return ToAnsi(m_matchedFieldsW, m_matchedFieldsA);
+}
+
+// ---- Steps of the calls ----
+
+CSimilarSearch::TCached CSimilarSearch::CacheItem(IMessage* item) {
+    std::optional<TItemInfo> info;
+    if (item) info = m_reader.ReadItemInfo(item, m_cache.Memory());
+    if (!info) {
+        g_Log.Error("CSimilarSearch.CacheItem", "ReadItemInfo failed\n");
+        return {};
+    }
+    if (TItemProps* const props = m_cache.Find(*info)) return {props, false};
+    std::optional<TPlainValues> values = m_reader.ReadValues(item, *info);
+    if (!values) {
+        m_cache.Forget(info->entryId);
+        return {};
+    }
+    CContactCache::TRecord record = m_cache.NewRecord(std::move(*info), std::move(*values));
+    m_reader.Complete(item, &record.mapped());
+    return {m_cache.Add(std::move(record)), true};
+}
+
+CSimilarSearch::TCached CSimilarSearch::CacheItem(const char* routine, IMessage* item) {
+    const TCached contact = CacheItem(item);
+    if (!contact.props) g_Log.Error(routine, "GetItemProps failed\n");
+    return contact;
+}
+
+bool CSimilarSearch::BeginCheck(const char* routine, TCheckResult* result) {
+    *result = TCheckResult();
+    Explain({}, {});
+    if (m_cache.SearchBy()) return true;
+    g_Log.Error(routine, "m_pSearchByProps == NULL\n");
+    return false;
+}
+
+/// The search-by contact may be the checked one in a newer version, and its record has then been replaced by
+/// now.
+TCheckResult CSimilarSearch::FinishCheck(const TCached& contact, IMessage* item) {
+    ++m_nCompared;
+    LogItem(*contact.props, L'+', contact.fresh);
+    TCmpData data(*m_cache.SearchBy(), *contact.props, m_fields);
+    const TVerdict verdict = GetSimilarType(data, m_rules);
+    std::wstring text, matchedFields;
+    if (verdict.type != verdictNone) {
+        text = VerdictText(data, verdict);
+        matchedFields = MatchedFields(m_fields, verdict);
+        LogVerdict(data, verdict, text);
+    }
+    CountFilledOtherPropsIf(contact.props, item, verdict.type);
+    Explain(text, matchedFields);
+    return {verdict.type, contact.props->AllFilled()};
+}
+
+void CSimilarSearch::CountFilledOtherPropsIf(TItemProps* props, IMessage* item, unsigned verdict) {
+    if (props->otherFilledCount != -1 || !IsCounted(verdict, m_nCountMode)) return;
+    if (const std::optional<long> filled = m_reader.CountOtherFields(*props, item))
+        m_cache.SetOtherFilledCount(props, *filled);
+}
+
+void CSimilarSearch::LogItem(const TItemProps& item, wchar_t marker, bool fresh) const {
+    LogContact(m_fields, item, &item == m_cache.SearchBy() ? m_nSearchByPos : 0, marker, fresh);
+}
+
+void CSimilarSearch::Explain(std::wstring_view text, std::wstring_view matchedFields) {
+    Copy(text, m_verdictTextW);
+    Copy(matchedFields, m_matchedFieldsW);
 }
 
 }  // namespace similar

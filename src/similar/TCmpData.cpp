@@ -29,12 +29,12 @@ TFieldGroup GroupOf(const TSimilarPropIndexes& indexes, EGroup group) {
     }
 }
 
-TCmpData::TCmpData(const TItemProps& searchBy, const TItemProps& checked, const TSimilarPropIndexes& indexes,
-                   int fieldCount)
-    : item1(&searchBy), item2(&checked) {
-    for (int field = 0; field < fieldCount; ++field) fields[field] = {NotCompared, field, &MethodsOf(field)};
+TCmpData::TCmpData(const TItemProps& searchBy, const TItemProps& checked, const TContactFields& compared)
+    : item1(searchBy), item2(checked), fields(compared) {
+    for (int field = 0; field < fields.Count(); ++field)
+        entries[field] = {NotCompared, field, &MethodsOf(field)};
     for (int group = 0; group < grpCount; ++group)
-        groups[group] = GroupOf(indexes, static_cast<EGroup>(group));
+        groups[group] = GroupOf(fields.indexes, static_cast<EGroup>(group));
 }
 
 void TCmpData::EnableGroups(const std::array<EGroup, 3>& enabled) {
@@ -45,8 +45,8 @@ void TCmpData::EnableGroups(const std::array<EGroup, 3>& enabled) {
         group.enabled = wanted;
         for (int member = 0; member < group.count; ++member) {
             const int field = group.members[member];
-            fields[field].result = NotCompared;
-            fields[field].counterpart = field;
+            entries[field].result = NotCompared;
+            entries[field].counterpart = field;
         }
     }
 }

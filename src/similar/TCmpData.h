@@ -1,6 +1,6 @@
 #pragma once
-// What one check of two contacts finds out, field by field. Lives on the stack for one check and refers to
-// the two cached contacts and to the field indexes of the search.
+// What is known of the match of two contacts, field by field. Lives on the stack for one check and refers to the two
+// cached contacts and to the fields of the search.
 
 #include "similar/TItemProps.h"
 
@@ -30,12 +30,12 @@ struct TFieldEntry {
 
 struct TCmpData {
     /// No field compared yet, no group enabled.
-    TCmpData(const TItemProps& searchBy, const TItemProps& checked, const TSimilarPropIndexes& indexes,
-             int fieldCount);
+    TCmpData(const TItemProps& searchBy, const TItemProps& checked, const TContactFields& compared);
 
-    const TItemProps* item1;
-    const TItemProps* item2;
-    TFieldEntry fields[kFieldCapacity];
+    const TItemProps& item1;
+    const TItemProps& item2;
+    const TContactFields& fields;
+    TFieldEntry entries[kFieldCapacity];
     int reversedMode = 0;  // 1, 2: the names of item 1 or 2 are taken the other way round
     bool firstNameOk = false;
     bool lastNameOk = false;

@@ -57,17 +57,17 @@ bool TItemProps::HasSameBody(const TItemProps& other) const {
            lstrcmpiW(body.c_str(), other.body.c_str()) == 0;
 }
 
-void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                              CUnitWeights* weights, std::vector<unsigned char>* scratch) {
+void TItemProps::PrepareTexts(const TContactFields& fields, CUnitWeights* weights) {
+    const auto& emails = fields.indexes.Emails;
     const wchar_t* texts[kFieldCapacity] = {};
     size_t count = 0;
-    for (size_t i = 0; i < fields.size(); ++i) {
-        if (fields[i].nType != PT_UNICODE) continue;
+    for (size_t i = 0; i < fields.list.size(); ++i) {
+        if (fields.list[i].nType != PT_UNICODE) continue;
         const SPropValue& value = values[i];
         const ULONG type = PROP_TYPE(value.ulPropTag);
-        const auto email = std::find(indexes.Emails.begin(), indexes.Emails.end(), static_cast<int>(i));
-        if (email != indexes.Emails.end())
-            texts[i] = smtpEmails[email - indexes.Emails.begin()];
+        const auto email = std::find(emails.begin(), emails.end(), static_cast<int>(i));
+        if (email != emails.end())
+            texts[i] = smtpEmails[email - emails.begin()];
         else if (type == PT_UNICODE)
             texts[i] = value.Value.lpszW;
         else if (type != PT_ERROR)
@@ -76,10 +76,11 @@ void TItemProps::PrepareTexts(const std::vector<TComparyProp>& fields, const TSi
     }
     m_texts.reserve(count + 1);
     m_texts.emplace_back();
-    for (size_t i = 0; i < fields.size(); ++i)
+    std::vector<unsigned char> scratch;
+    for (size_t i = 0; i < fields.list.size(); ++i)
         if (m_slots[i] != kNoText && m_slots[i] != kWrongType)
             m_texts.push_back(
-                PrepareText(texts[i], MethodsOf(static_cast<int>(i)), &m_kept, weights, scratch));
+                PrepareText(texts[i], MethodsOf(static_cast<int>(i)), &m_kept, weights, &scratch));
 }
 
 }  // namespace similar

@@ -8,6 +8,7 @@
 #include <windows.h>
 #include <mapidefs.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "items/CItemReader.h"
@@ -18,11 +19,12 @@
 
 namespace similar {
 
-/// Who a contact is and which version of it.
+/// Who a contact is, where it comes from and which version of it.
 struct TItemInfo {
-    explicit TItemInfo(std::pmr::memory_resource* memory)
-        : entryId(memory), fileAs(memory), fullName(memory) {}
+    TItemInfo(CItemReader::TStore& from, std::pmr::memory_resource* memory)
+        : store(&from), entryId(memory), fileAs(memory), fullName(memory) {}
 
+    CItemReader::TStore* store;
     std::pmr::string entryId;  // upper-case hexadecimal text
     std::pmr::wstring fileAs;
     std::pmr::wstring fullName;
@@ -35,10 +37,9 @@ struct TItemProps : TItemInfo, TPlainValues {
     static constexpr size_t kStoredBody = 511;
 
     /// Takes its memory from where the identity has it.
-    TItemProps(TItemInfo info, CItemReader::TStore& from, TPlainValues plain)
+    TItemProps(TItemInfo info, TPlainValues plain)
         : TItemInfo(std::move(info)),
           TPlainValues(std::move(plain)),
-          store(from),
           body(fullName.get_allocator()),
           m_texts(fullName.get_allocator()),
           m_kept(fullName.get_allocator()) {}
@@ -46,8 +47,7 @@ struct TItemProps : TItemInfo, TPlainValues {
     TItemProps& operator=(const TItemProps&) = delete;
 
     long filledCount = -1;
-    long otherFilledCount = -1;  // -1 until counted
-    CItemReader::TStore& store;
+    long otherFilledCount = -1;                            // -1 until counted
     const wchar_t* smtpEmails[kEmails] = {L"", L"", L""};  // into the values, or kept
     std::pmr::wstring body;  // the start of the trimmed body, at most kStoredBody characters
     int bodyLength = 0;      // of the whole trimmed body
@@ -68,8 +68,11 @@ struct TItemProps : TItemInfo, TPlainValues {
     void TakeBody(wchar_t* text, size_t length);
     bool HasSameBody(const TItemProps& other) const;
     /// Works out what comparisons need, once values and e-mails are complete.
-    void PrepareTexts(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                      CUnitWeights* weights, std::vector<unsigned char>* scratch);
+    void PrepareTexts(const TContactFields& fields, CUnitWeights* weights);
+    /// Of all filled fields that are counted so far.
+    unsigned AllFilled() const {
+        return static_cast<unsigned>(std::max(filledCount, 0L) + std::max(otherFilledCount, 0L));
+    }
     /// Whether asking for the text of a field leaves an error line.
     bool IsOfWrongType(int field) const { return m_slots[field] == kWrongType; }
 

@@ -4,6 +4,7 @@
 
 #include <mapidefs.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <iterator>
 
@@ -260,29 +261,34 @@ int TSimilarPropIndexes::Phone(int number) const {
     return valid ? Phones[static_cast<size_t>(number - 1)] : -1;
 }
 
-void BuildFields(std::vector<TComparyProp>* fields, TSimilarPropIndexes* indexes) {
-    fields->reserve(std::size(kFields));
+TContactFields BuildFields() {
+    TContactFields fields;
+    TSimilarPropIndexes& indexes = fields.indexes;
+    fields.list.reserve(std::size(kFields));
     for (const TField& field : kFields) {
-        indexes->*field.index = static_cast<int>(fields->size());
-        fields->push_back(Definition(field.name, field.property, field.group));
+        indexes.*field.index = fields.Count();
+        fields.list.push_back(Definition(field.name, field.property, field.group));
     }
-    CollectGroup(fgStreet, &indexes->StreetAddresses);
-    CollectGroup(fgEmail, &indexes->Emails);
-    CollectGroup(fgPhone, &indexes->Phones);
-    indexes->BusinessPhones = {indexes->BusinessPhone, indexes->BusinessPhone2};
-    indexes->HomePhones = {indexes->HomePhone, indexes->HomePhone2};
+    CollectGroup(fgStreet, &indexes.StreetAddresses);
+    CollectGroup(fgEmail, &indexes.Emails);
+    CollectGroup(fgPhone, &indexes.Phones);
+    indexes.BusinessPhones = {indexes.BusinessPhone, indexes.BusinessPhone2};
+    indexes.HomePhones = {indexes.HomePhone, indexes.HomePhone2};
+    return fields;
 }
 
-void BuildOtherFields(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                      std::vector<TComparyProp>* others) {
+std::vector<TComparyProp> BuildOtherFields(const TContactFields& fields) {
+    std::vector<TComparyProp> others;
     for (const TOtherField& other : kOtherFields) {
-        TComparyProp definition = Definition(other.name, other.property, fgNone);
-        if (other.sameAs)
-            definition = Definition(other.name, kFields[indexes.*other.sameAs].property, fgNone);
-        bool held = false;
-        for (const TComparyProp& field : fields) held = held || SameProperty(field, definition);
-        if (!held) others->push_back(definition);
+        const TProperty& property =
+            other.sameAs ? kFields[fields.indexes.*other.sameAs].property : other.property;
+        const TComparyProp definition = Definition(other.name, property, fgNone);
+        const bool held = std::any_of(fields.list.begin(), fields.list.end(), [&](const TComparyProp& field) {
+            return SameProperty(field, definition);
+        });
+        if (!held) others.push_back(definition);
     }
+    return others;
 }
 
 const TMethods& MethodsOf(int field) {

@@ -4,6 +4,8 @@
 // Both are tables in fields.cpp. A compared field's position in its table is its index everywhere in this
 // engine, and TSimilarPropIndexes gives each index its name.
 
+#include <windows.h>
+
 #include <cstdint>
 #include <vector>
 
@@ -59,11 +61,21 @@ struct TSimilarPropIndexes {
 /// Names one field in a table.
 using TFieldName = int TSimilarPropIndexes::*;
 
-/// Fills the list of compared fields, tags of named fields unresolved, and the indexes into it.
-void BuildFields(std::vector<TComparyProp>* fields, TSimilarPropIndexes* indexes);
-/// Fills the list of counted fields: those of the second table that the compared fields do not hold already.
-void BuildOtherFields(const std::vector<TComparyProp>& fields, const TSimilarPropIndexes& indexes,
-                      std::vector<TComparyProp>* others);
+/// The compared fields: their definitions, named ones without a tag, and the indexes into these.
+struct TContactFields {
+    std::vector<TComparyProp> list;
+    TSimilarPropIndexes indexes;
+
+    int Count() const { return static_cast<int>(list.size()); }
+    const wchar_t* Name(int field) const { return list.data()[field].lpszName; }
+    ULONG TypeOf(int field) const { return list.data()[field].nType; }
+    bool IsName(int field) const { return field == indexes.FirstName || field == indexes.LastName; }
+    bool IsDate(int field) const { return field == indexes.Birthday || field == indexes.Anniversary; }
+};
+
+TContactFields BuildFields();
+/// The counted fields: those of the second table that the compared fields do not hold already.
+std::vector<TComparyProp> BuildOtherFields(const TContactFields& fields);
 
 /// Methods by which the values of a compared field may match.
 const TMethods& MethodsOf(int field);

@@ -194,10 +194,10 @@ TRule Resolve(const TRuleRow& row, const TSimilarPropIndexes& indexes) {
     return {indexes.*row.first, row.second ? indexes.*row.second : -1};
 }
 
-std::vector<TRule> BuildAnyFields(const TSimilarPropIndexes& indexes, int fieldCount) {
-    const TRule webPages = Resolve(kWebPages, indexes);
+std::vector<TRule> BuildAnyFields(const TContactFields& fields) {
+    const TRule webPages = Resolve(kWebPages, fields.indexes);
     std::vector<TRule> rules;
-    for (int field = 0; field < fieldCount; ++field)
+    for (int field = 0; field < fields.Count(); ++field)
         if (field != webPages.first && field != webPages.second) rules.push_back({field, -1});
     rules.push_back(webPages);
     return rules;
@@ -205,13 +205,13 @@ std::vector<TRule> BuildAnyFields(const TSimilarPropIndexes& indexes, int fieldC
 
 }  // namespace
 
-TRuleTables BuildRules(const TSimilarPropIndexes& indexes, int fieldCount) {
+TRuleTables BuildRules(const TContactFields& fields) {
     TRuleTables tables;
     for (size_t i = 0; i < tables.size(); ++i) {
         tables[i] = {kTables[i].heading, kTables[i].kind, {}};
-        for (const TRuleRow& row : kTables[i].rows) tables[i].rules.push_back(Resolve(row, indexes));
+        for (const TRuleRow& row : kTables[i].rows) tables[i].rules.push_back(Resolve(row, fields.indexes));
     }
-    tables[rtAnyFields].rules = BuildAnyFields(indexes, fieldCount);
+    tables[rtAnyFields].rules = BuildAnyFields(fields);
     return tables;
 }
 

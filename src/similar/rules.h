@@ -38,7 +38,6 @@ struct TRuleTable {
 
 using TRuleTables = std::array<TRuleTable, rtCount>;
 
-/// fieldCount: number of compared fields, whose indexes are given.
-TRuleTables BuildRules(const TSimilarPropIndexes& indexes, int fieldCount);
+TRuleTables BuildRules(const TContactFields& fields);
 
 }  // namespace similar

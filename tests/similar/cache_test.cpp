@@ -378,7 +378,7 @@ TEST(CachedBody, KeepsItsStartItsLengthAndItsHash) {
     };
     for (const auto& c : kCases) {
         CItemReader::TStore store;
-        TItemProps props(TItemInfo(std::pmr::get_default_resource()), store, TPlainValues());
+        TItemProps props(TItemInfo(store, std::pmr::get_default_resource()), TPlainValues());
         std::wstring text = c.text;
         props.TakeBody(text.data(), text.size());
         EXPECT_EQ(props.bodyLength, c.length);
@@ -399,7 +399,7 @@ TEST_F(SimilarCache, ValuesOfAWrongTypeAreEmptyAndSaySo) {
     plain.values = values;
     plain.cValues = 3;
     CItemReader::TStore store;
-    const TItemProps props(TItemInfo(std::pmr::get_default_resource()), store, std::move(plain));
+    const TItemProps props(TItemInfo(store, std::pmr::get_default_resource()), std::move(plain));
 
     CapturedLog log;
     EXPECT_EQ(props.szw(0), nullptr);
@@ -416,13 +416,12 @@ TEST_F(SimilarCache, ValuesOfAWrongTypeAreEmptyAndSaySo) {
 }
 
 TEST(SimilarPropIndexes, NamePhonesByNumber) {
-    std::vector<TComparyProp> fields;
-    similar::TSimilarPropIndexes indexes;
-    EXPECT_EQ(indexes.Phone(1), -1) << "unset";
-    similar::BuildFields(&fields, &indexes);
-    ASSERT_EQ(fields.size(), 64u);
-    EXPECT_STREQ(fields.data()[indexes.Phone(1)].lpszName, L"Assistant's Phone");
-    EXPECT_STREQ(fields.data()[indexes.Phone(19)].lpszName, L"TTY/TDD Phone");
+    EXPECT_EQ(similar::TSimilarPropIndexes().Phone(1), -1) << "unset";
+    const similar::TContactFields fields = similar::BuildFields();
+    const similar::TSimilarPropIndexes& indexes = fields.indexes;
+    ASSERT_EQ(fields.Count(), 64);
+    EXPECT_STREQ(fields.Name(indexes.Phone(1)), L"Assistant's Phone");
+    EXPECT_STREQ(fields.Name(indexes.Phone(19)), L"TTY/TDD Phone");
     CapturedLog log;
     EXPECT_EQ(indexes.Phone(0), -1);
     EXPECT_EQ(indexes.Phone(20), -1);

@@ -177,8 +177,7 @@ TEST_F(Candidates, AreAllThatHaveAVerdictOrLeaveALine) {
         for (int i = 0; i < kContacts; ++i) items.push_back(AddRandom(book));
         for (const unsigned countMode : {0u, 1u, 2u}) {
             if (!set && countMode != n % 3) continue;
-            CSimilarSearch search;
-            search.Create(Session(), Store().Id().c_str(), countMode);
+            CSimilarSearch search(Session(), Store().Id().c_str(), countMode);
             CapturedLog log(3);
             for (const TestItem& item : items) search.AddToCache(Open(item).Get());
             ExpectTheSameOfAllPairs(search, items, log);
@@ -192,8 +191,7 @@ TEST_F(Candidates, StayRightWhileContactsComeAndGo) {
     CBook book(1);
     std::vector<TestItem> items;
     for (int i = 0; i < 20; ++i) items.push_back(AddRandom(book));
-    CSimilarSearch search;
-    search.Create(Session(), Store().Id().c_str(), 0);
+    CSimilarSearch search(Session(), Store().Id().c_str(), 0);
     CapturedLog log(3);
     unsigned filled = 0;
     ASSERT_TRUE(search.SetSearchByItem(Open(items[0]).Get(), &filled));
