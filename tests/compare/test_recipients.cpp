@@ -201,48 +201,4 @@ TEST(Recipients, TextFormTakesWholeRecipientsOnly) {
     EXPECT_STREQ(PropValueToText(&value, buffer, 64, 0, false), L"(cb=24)");
 }
 
-// The same mail received over two ways names its recipients in the same way, whatever quotes and order do to
-// them.
-TEST(Recipients, OfMailsCompareEqualHoweverTheyAreWritten) {
-    std::vector<Person> people;
-    for (const auto& field : FromSamples(".eml", "^(?:To|Cc|From): (.*[^\\r\\n])")) {
-        const std::regex person("\\s*\"?([^\",<]*)\"?\\s*<([^>]+)>|([^,<\\s]+@[^,\\s]+)");
-        for (std::sregex_iterator match(field.begin(), field.end(), person), end; match != end; ++match) {
-            const std::wstring email = Widen((*match)[2].matched ? (*match)[2] : (*match)[3]);
-            people.push_back(
-                {Widen((*match)[1]), email, people.size() % 3 ? ULONG{MAPI_TO} : ULONG{MAPI_CC}});
-        }
-    }
-    ASSERT_GE(people.size(), 50u);
-    std::mt19937 random(3);
-    for (int round = 0; round < 50; ++round) {
-        std::vector<Person> mail;
-        for (size_t i = 0, count = 1 + random() % 12; i < count; ++i)
-            mail.push_back(people[random() % people.size()]);
-        std::vector<Person> other = mail;
-        std::shuffle(other.begin(), other.end(), random);
-        for (Person& p : other) {
-            const bool plain = !FindTextNoCase(p.name.c_str(), p.email.c_str());
-            switch (random() % 3) {
-                case 0:
-                    p.name = L"'" + p.name + L"' ";
-                    break;
-                case 1:
-                    if (plain) p.name += L" (" + p.email + L")";
-                    break;
-                default:
-                    if (p.name.empty()) p.name = p.email;
-            }
-        }
-        List first(mail), second(other);
-        ASSERT_EQ(CompareRecipientLists(first.Get(), second.Get()), 0)
-            << testing::PrintToString(first.Text(4000)) << "\n"
-            << testing::PrintToString(second.Text(4000));
-        other = second.People();
-        other.front().email += L"x";
-        List third(other);
-        ASSERT_NE(CompareRecipientLists(first.Get(), third.Get()), 0);
-    }
-}
-
 }  // namespace

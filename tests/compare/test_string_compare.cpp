@@ -69,27 +69,6 @@ TEST(StringCompare, ExtractsDigitsFromTheEnd) {
     }
 }
 
-TEST(StringCompare, PhoneNumbersOfOnePersonAgree) {
-    const auto numbers = FromSamples(".vcf", "^TEL[^:\\r\\n]*:([^\\r\\n]*)");
-    ASSERT_GE(numbers.size(), 20u);
-    for (const auto& a : numbers) {
-        for (const auto& b : numbers) {
-            const auto key = [](const std::string& text) {
-                std::string digits;
-                for (const char c : text) {
-                    if (c >= '0' && c <= '9') digits += c;
-                }
-                return digits.empty() ? text : digits.substr(digits.size() > 7 ? digits.size() - 7 : 0);
-            };
-            EXPECT_EQ(LPCWSTR_Compare(Widen(a).c_str(), Widen(b).c_str(), cmLast7Digits) == 0,
-                      lstrcmpiA(key(a).c_str(), key(b).c_str()) == 0)
-                << a << " and " << b;
-        }
-    }
-    EXPECT_EQ(LPCSTR_Compare("(905) 555-1234", "905-555-1234", cmLast7Digits), 0)
-        << "two programs, one number";
-}
-
 TEST(StringCompare, FindsTextWithoutRegardToCase) {
     const struct {
         const wchar_t *haystack, *needle;

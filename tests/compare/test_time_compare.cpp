@@ -9,7 +9,7 @@
 namespace {
 
 TEST(TimeCompare, TolerantMethodsAtTheirLastTick) {
-    const auto base = TicksOf(UtcTime(2024, 5, 6, 7, 8, 9));
+    const auto base = TicksOf(Utc(2024, 5, 6, 7, 8, 9));
     const struct {
         unsigned long long apart;
         bool within10Min, withinDay;
@@ -56,19 +56,19 @@ TEST_F(DayAndMonth, YearsWithinReason) {
         FILETIME first, second;
         bool equal;
     } rows[] = {
-        {"the same day", UtcTime(1980, 3, 14), UtcTime(1980, 3, 14, 23, 59, 59), true},
-        {"two years apart", UtcTime(1980, 3, 14), UtcTime(1982, 3, 14), true},
-        {"three years apart", UtcTime(1980, 3, 14), UtcTime(1983, 3, 14), false},
-        {"a placeholder and a real year", UtcTime(2025, 3, 14), UtcTime(1980, 3, 14), true},
-        {"the oldest placeholder", UtcTime(2021, 3, 14), UtcTime(1980, 3, 14), true},
-        {"one year older", UtcTime(2020, 3, 14), UtcTime(1980, 3, 14), false},
-        {"the latest real year", UtcTime(2024, 3, 14), UtcTime(2016, 3, 14), true},
-        {"one year later", UtcTime(2024, 3, 14), UtcTime(2017, 3, 14), false},
-        {"a placeholder in the future", UtcTime(4500, 3, 14), UtcTime(1980, 3, 14), true},
-        {"neither is recent", UtcTime(2019, 3, 14), UtcTime(1980, 3, 14), false},
-        {"another day", UtcTime(2026, 3, 14), UtcTime(2026, 3, 15), false},
-        {"another month", UtcTime(2026, 3, 14), UtcTime(2026, 4, 14), false},
-        {"first year of all", UtcTime(1601, 1, 1), UtcTime(1603, 1, 1), true},
+        {"the same day", Utc(1980, 3, 14), Utc(1980, 3, 14, 23, 59, 59), true},
+        {"two years apart", Utc(1980, 3, 14), Utc(1982, 3, 14), true},
+        {"three years apart", Utc(1980, 3, 14), Utc(1983, 3, 14), false},
+        {"a placeholder and a real year", Utc(2025, 3, 14), Utc(1980, 3, 14), true},
+        {"the oldest placeholder", Utc(2021, 3, 14), Utc(1980, 3, 14), true},
+        {"one year older", Utc(2020, 3, 14), Utc(1980, 3, 14), false},
+        {"the latest real year", Utc(2024, 3, 14), Utc(2016, 3, 14), true},
+        {"one year later", Utc(2024, 3, 14), Utc(2017, 3, 14), false},
+        {"a placeholder in the future", Utc(4500, 3, 14), Utc(1980, 3, 14), true},
+        {"neither is recent", Utc(2019, 3, 14), Utc(1980, 3, 14), false},
+        {"another day", Utc(2026, 3, 14), Utc(2026, 3, 15), false},
+        {"another month", Utc(2026, 3, 14), Utc(2026, 4, 14), false},
+        {"first year of all", Utc(1601, 1, 1), Utc(1603, 1, 1), true},
     };
     for (const auto& row : rows) {
         const int order = CompareFileTime(&row.first, &row.second);
@@ -78,7 +78,7 @@ TEST_F(DayAndMonth, YearsWithinReason) {
 }
 
 TEST_F(DayAndMonth, TimesThatDoNotConvertKeepTheirOrder) {
-    const FILETIME good = UtcTime(2020, 1, 1), bad = FileTime(~0ULL), worse = FileTime(~0ULL - kDay);
+    const FILETIME good = Utc(2020, 1, 1), bad = FileTime(~0ULL), worse = FileTime(~0ULL - kDay);
     const char* tag = "FILETIME_Compare";
     CapturedLog log;
     EXPECT_EQ(FILETIME_Compare(bad, good, cmDayAndMonth), 1);

@@ -35,15 +35,7 @@ GUID ToGuid(const char* text) {
     return guid;
 }
 
-mailbox::Name NumberName(const char* set, LONG number) {
-    return {ToGuid(set), true, number, {}};
-}
-
 }  // namespace
-
-std::string HexText(std::string_view bytes) {
-    return mailbox::ToHex(bytes);
-}
 
 FILETIME Utc(int year, int month, int day, int hour, int minute, int second) {
     SYSTEMTIME time{};
@@ -64,95 +56,16 @@ mailbox::MessageData& TestItem::Edit() {
     return const_cast<mailbox::MessageData&>(*m_item->data);
 }
 
-TestItem& TestItem::Text(ULONG tag, std::wstring_view value) {
-    return Edit().properties.Text(tag, value), *this;
-}
-TestItem& TestItem::Text8(ULONG tag, std::string_view value) {
-    return Edit().properties.Text8(tag, value), *this;
-}
-TestItem& TestItem::Long(ULONG tag, ULONG value) {
-    return Edit().properties.Long(tag, value), *this;
-}
-TestItem& TestItem::Bool(ULONG tag, bool value) {
-    return Edit().properties.Bool(tag, value), *this;
-}
-TestItem& TestItem::Time(ULONG tag, FILETIME value) {
-    return Edit().properties.Time(tag, value), *this;
-}
-TestItem& TestItem::Double(ULONG tag, double value) {
-    return Edit().properties.Double(tag, value), *this;
-}
-TestItem& TestItem::Binary(ULONG tag, std::string_view value) {
-    return Edit().properties.Binary(tag, value), *this;
-}
-TestItem& TestItem::Texts(ULONG tag, const std::vector<std::wstring>& values) {
-    return Edit().properties.Texts(tag, values), *this;
-}
-TestItem& TestItem::Error(ULONG tag, HRESULT error) {
-    return Edit().properties.Error(tag, error), *this;
-}
-TestItem& TestItem::Remove(ULONG tag) {
-    return Edit().properties.Remove(PROP_ID(tag)), *this;
-}
-TestItem& TestItem::Subject(std::wstring_view value) {
-    return Text(PR_SUBJECT_W, value);
-}
-TestItem& TestItem::Body(std::wstring_view value) {
-    return Text(PR_BODY_W, value);
-}
-
 ULONG TestItem::NamedTag(const char* set, LONG number, ULONG type) {
-    return PROP_TAG(type, m_store->names.FindOrAdd(NumberName(set, number)));
+    return PROP_TAG(type, m_store->names.FindOrAdd({ToGuid(set), true, number, {}}));
 }
 ULONG TestItem::NamedTag(const char* set, const wchar_t* name, ULONG type) {
     return PROP_TAG(type, m_store->names.FindOrAdd({ToGuid(set), false, 0, name}));
 }
-TestItem& TestItem::Named(const char* set, LONG number, std::wstring_view text) {
-    return Text(NamedTag(set, number, PT_UNICODE), text);
-}
-TestItem& TestItem::Named(const char* set, LONG number, const wchar_t* text) {
-    return Text(NamedTag(set, number, PT_UNICODE), text);
-}
-TestItem& TestItem::Named(const char* set, LONG number, bool value) {
-    return Bool(NamedTag(set, number, PT_BOOLEAN), value);
-}
-TestItem& TestItem::Named(const char* set, LONG number, LONG value) {
-    return Long(NamedTag(set, number, PT_LONG), static_cast<ULONG>(value));
-}
-TestItem& TestItem::Named(const char* set, LONG number, FILETIME value) {
-    return Time(NamedTag(set, number, PT_SYSTIME), value);
-}
-TestItem& TestItem::NamedBinary(const char* set, LONG number, std::string_view bytes) {
-    return Binary(NamedTag(set, number, PT_BINARY), bytes);
-}
-TestItem& TestItem::NamedTexts(const char* set, const wchar_t* name,
-                               const std::vector<std::wstring>& values) {
-    return Texts(NamedTag(set, name, PT_MV_UNICODE), values);
-}
-
-namespace {
-mailbox::Properties RecipientRow(ULONG type, std::wstring_view name, std::wstring_view email) {
+TestItem& TestItem::Recipient(ULONG type, std::wstring_view name, std::wstring_view email) {
     mailbox::Properties row;
-    row.Long(PR_RECIPIENT_TYPE, type)
-        .Text(PR_DISPLAY_NAME_W, name)
-        .Text(PR_ADDRTYPE_W, L"SMTP")
-        .Text(PR_EMAIL_ADDRESS_W, email);
-    return row;
-}
-}  // namespace
-
-TestItem& TestItem::To(std::wstring_view name, std::wstring_view email) {
-    return Recipient(RecipientRow(MAPI_TO, name, email));
-}
-TestItem& TestItem::Cc(std::wstring_view name, std::wstring_view email) {
-    return Recipient(RecipientRow(MAPI_CC, name, email));
-}
-TestItem& TestItem::Bcc(std::wstring_view name, std::wstring_view email) {
-    return Recipient(RecipientRow(MAPI_BCC, name, email));
-}
-TestItem& TestItem::Recipient(const mailbox::Properties& row) {
-    Edit().recipients.push_back(row);
-    return *this;
+    row.Long(PR_RECIPIENT_TYPE, type).Text(PR_DISPLAY_NAME_W, name);
+    return Recipient(row.Text(PR_ADDRTYPE_W, L"SMTP").Text(PR_EMAIL_ADDRESS_W, email));
 }
 
 TestItem& TestItem::Attach(std::wstring_view name, std::string_view data) {
@@ -181,10 +94,6 @@ TestItem& TestItem::AttachMessage(std::wstring_view name, const TestItem& embedd
     return *this;
 }
 
-std::string TestItem::Id() const {
-    return HexText(m_item->id);
-}
-
 TestFolder TestFolder::Folder(std::wstring_view name, std::wstring_view containerClass) {
     mailbox::Properties properties;
     properties.Text(PR_DISPLAY_NAME_W, name).Text(PR_CONTAINER_CLASS_W, containerClass);
@@ -195,13 +104,6 @@ TestItem TestFolder::Item(std::wstring_view messageClass) {
     auto data = std::make_shared<mailbox::MessageData>();
     data->properties.Text(PR_MESSAGE_CLASS_W, messageClass);
     return {m_folder->store, m_database->AddItem(*m_folder, {}, std::move(data))};
-}
-
-std::string TestFolder::Id() const {
-    return HexText(m_folder->id);
-}
-std::string TestFolder::StoreId() const {
-    return HexText(m_folder->store->id);
 }
 
 TestStore& TestStore::Service(const char* dll, const char* entry, const char* name, const char* displayName) {
@@ -220,10 +122,6 @@ TestStore& TestStore::Service(const char* dll, const char* entry, const char* na
     m_store->serviceUid = service->uid;
     m_database->services.push_back(std::move(service));
     return *this;
-}
-
-std::string TestStore::Id() const {
-    return HexText(m_store->id);
 }
 
 MailboxTest::MailboxTest()

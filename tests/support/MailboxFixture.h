@@ -20,7 +20,13 @@
 
 #include "mailbox/Database.h"
 #include "mailbox/Platform.h"
+#include "mailbox/text.h"
 #include "store/resources.h"
+
+/// Entry identifier as upper-case hexadecimal text.
+inline std::string HexText(std::string_view bytes) {
+    return mailbox::ToHex(bytes);
+}
 
 /// Builds one item, embedded messages included. Cheap to copy; all copies are the same item.
 class TestItem {
@@ -28,36 +34,54 @@ class TestItem {
     TestItem(mailbox::Store* store, mailbox::Item* item) : m_store(store), m_item(item) {}
 
     // Properties by tag; the type of the tag is replaced by that of the function.
-    TestItem& Text(ULONG tag, std::wstring_view value);
-    TestItem& Text8(ULONG tag, std::string_view value);
-    TestItem& Long(ULONG tag, ULONG value);
-    TestItem& Bool(ULONG tag, bool value);
-    TestItem& Time(ULONG tag, FILETIME value);
-    TestItem& Double(ULONG tag, double value);
-    TestItem& Binary(ULONG tag, std::string_view value);
-    TestItem& Texts(ULONG tag, const std::vector<std::wstring>& values);
+    TestItem& Text(ULONG tag, std::wstring_view value) { return Changed().Text(tag, value), *this; }
+    TestItem& Text8(ULONG tag, std::string_view value) { return Changed().Text8(tag, value), *this; }
+    TestItem& Long(ULONG tag, ULONG value) { return Changed().Long(tag, value), *this; }
+    TestItem& Bool(ULONG tag, bool value) { return Changed().Bool(tag, value), *this; }
+    TestItem& Time(ULONG tag, FILETIME value) { return Changed().Time(tag, value), *this; }
+    TestItem& Binary(ULONG tag, std::string_view value) { return Changed().Binary(tag, value), *this; }
+    TestItem& Texts(ULONG tag, const std::vector<std::wstring>& all) {
+        return Changed().Texts(tag, all), *this;
+    }
     /// Reading the property gives this error; MAPI_E_NOT_FOUND hides a computed property.
-    TestItem& Error(ULONG tag, HRESULT error);
-    TestItem& Remove(ULONG tag);
-    TestItem& Subject(std::wstring_view value);
+    TestItem& Error(ULONG tag, HRESULT error) { return Changed().Error(tag, error), *this; }
+    TestItem& Remove(ULONG tag) { return Changed().Remove(PROP_ID(tag)), *this; }
+    TestItem& Subject(std::wstring_view value) { return Text(PR_SUBJECT_W, value); }
     /// PR_BODY, wide.
-    TestItem& Body(std::wstring_view value);
+    TestItem& Body(std::wstring_view value) { return Text(PR_BODY_W, value); }
 
     /// The tag of a named property of the given type, made when the store does not know the name.
     ULONG NamedTag(const char* set, LONG number, ULONG type);
     ULONG NamedTag(const char* set, const wchar_t* name, ULONG type);
-    TestItem& Named(const char* set, LONG number, std::wstring_view text);
-    TestItem& Named(const char* set, LONG number, const wchar_t* text);
-    TestItem& Named(const char* set, LONG number, bool value);
-    TestItem& Named(const char* set, LONG number, LONG value);
-    TestItem& Named(const char* set, LONG number, FILETIME value);
-    TestItem& NamedBinary(const char* set, LONG number, std::string_view bytes);
-    TestItem& NamedTexts(const char* set, const wchar_t* name, const std::vector<std::wstring>& values);
+    TestItem& Named(const char* set, LONG id, std::wstring_view value) {
+        return Text(NamedTag(set, id, PT_UNICODE), value);
+    }
+    TestItem& Named(const char* set, LONG id, const wchar_t* value) {
+        return Text(NamedTag(set, id, PT_UNICODE), value);
+    }
+    TestItem& Named(const char* set, LONG id, bool value) {
+        return Bool(NamedTag(set, id, PT_BOOLEAN), value);
+    }
+    TestItem& Named(const char* set, LONG id, LONG value) {
+        return Long(NamedTag(set, id, PT_LONG), static_cast<ULONG>(value));
+    }
+    TestItem& Named(const char* set, LONG id, FILETIME value) {
+        return Time(NamedTag(set, id, PT_SYSTIME), value);
+    }
+    TestItem& NamedBinary(const char* set, LONG id, std::string_view bytes) {
+        return Binary(NamedTag(set, id, PT_BINARY), bytes);
+    }
+    TestItem& NamedTexts(const char* set, const wchar_t* name, const std::vector<std::wstring>& values) {
+        return Texts(NamedTag(set, name, PT_MV_UNICODE), values);
+    }
 
-    TestItem& To(std::wstring_view name, std::wstring_view email);
-    TestItem& Cc(std::wstring_view name, std::wstring_view email);
-    TestItem& Bcc(std::wstring_view name, std::wstring_view email);
-    TestItem& Recipient(const mailbox::Properties& row);
+    TestItem& To(std::wstring_view name, std::wstring_view email) { return Recipient(MAPI_TO, name, email); }
+    TestItem& Cc(std::wstring_view name, std::wstring_view email) { return Recipient(MAPI_CC, name, email); }
+    TestItem& Bcc(std::wstring_view name, std::wstring_view email) {
+        return Recipient(MAPI_BCC, name, email);
+    }
+    TestItem& Recipient(ULONG type, std::wstring_view name, std::wstring_view email);
+    TestItem& Recipient(const mailbox::Properties& row) { return Edit().recipients.push_back(row), *this; }
 
     /// An attachment by value.
     TestItem& Attach(std::wstring_view name, std::string_view data);
@@ -66,7 +90,7 @@ class TestItem {
     TestItem& AttachMessage(std::wstring_view name, const TestItem& embedded);
 
     /// Entry identifier as upper-case hexadecimal text, and as bytes.
-    std::string Id() const;
+    std::string Id() const { return HexText(m_item->id); }
     const std::string& IdBytes() const { return m_item->id; }
     mailbox::Item& Record() const { return *m_item; }
     const mailbox::Properties& Properties() const { return m_item->data->properties; }
@@ -74,6 +98,8 @@ class TestItem {
     mailbox::MessageData& Edit();
 
   private:
+    mailbox::Properties& Changed() { return Edit().properties; }
+
     mailbox::Store* m_store;
     mailbox::Item* m_item;
 };
@@ -87,8 +113,8 @@ class TestFolder {
     /// A new item of class IPM.Note without any other property.
     TestItem Item(std::wstring_view messageClass = L"IPM.Note");
 
-    std::string Id() const;
-    std::string StoreId() const;
+    std::string Id() const { return HexText(m_folder->id); }
+    std::string StoreId() const { return HexText(m_folder->store->id); }
     mailbox::Folder& Record() const { return *m_folder; }
 
   private:
@@ -104,7 +130,7 @@ class TestStore {
     /// Puts a service of these names behind the store; null leaves a name out.
     TestStore& Service(const char* dll, const char* entry, const char* name = "Service",
                        const char* displayName = "Service of the store");
-    std::string Id() const;
+    std::string Id() const { return HexText(m_store->id); }
     mailbox::Store& Record() const { return *m_store; }
 
   private:
@@ -140,8 +166,6 @@ class MailboxTest : public testing::Test {
     ComPtr<IMAPISession> m_session;
 };
 
-/// Entry identifier as upper-case hexadecimal text.
-std::string HexText(std::string_view bytes);
 /// FILETIME of a UTC date and time.
 FILETIME Utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0);
 /// Runs body with call 1, 2, 3 ... of the platform failing, until a run is not struck any more. body sets up
