@@ -1,15 +1,42 @@
-// Every rule decides the pair of contacts that it is made for, and no pair that lacks something of it.
+// Every rule of rules.txt decides the pair of contacts that it is made for, and no pair that lacks something of it; there
+// are no other rules.
 
 #include <algorithm>
+#include <fstream>
+#include <regex>
 
 #include "tests/similar/SimilarFixture.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
 using Names = std::vector<std::wstring>;
 
-Names Of(const wchar_t* names) {
-    return Split(names, L';');
+/// The dump of all rules, as it has to be.
+std::vector<std::string> RuleLines() {
+    std::ifstream file(QUORVEL_RULES);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.push_back(line);
+    EXPECT_FALSE(lines.empty()) << QUORVEL_RULES;
+    return lines;
+}
+
+/// The rules below a heading, each as the names of its fields.
+std::vector<Names> Rules(const std::string& heading) {
+    std::vector<Names> rules;
+    bool isBelow = false;
+    for (const std::string& line : RuleLines()) {
+        const bool isRule = line.starts_with("        ");
+        if (!isRule) isBelow = line.starts_with("    " + heading + " --");
+        if (!isRule || !isBelow) continue;
+        const std::regex apart(" [+/] |, ");
+        rules.emplace_back();
+        for (std::sregex_token_iterator name(line.begin() + 12, line.end(), apart, -1), end; name != end;
+             ++name)
+            rules.back().emplace_back(name->first, name->second);
+    }
+    EXPECT_FALSE(rules.empty()) << heading;
+    return rules;
 }
 
 /// A value for a field, and another that matches it by no method.
@@ -35,13 +62,6 @@ const Contact kPeter = L"First Name=Peter";
 const Contact kWalter = L"First Name=Walter";
 constexpr wchar_t kLastNameOk[] = L" // LastNameOK";
 
-const Names kStreets = Of(L"Business Address Street;Home Address Street;Other Address Street");
-const Names kPhones =
-    Of(L"Assistant's Phone;Business Fax;Business Phone;Business Phone 2;Callback;Car Phone;"
-       L"Company Main Phone;Home Fax;Home Phone;Home Phone 2;ISDN;Mobile Phone;Other Fax;Other Phone;"
-       L"Pager;Primary Phone;Radio Phone;Telex;TTY/TDD Phone");
-const Names kEmails = Of(L"E-mail;E-mail 2;E-mail 3");
-
 class SimilarRules : public SimilarTest {
   protected:
     /// The fields alone decide; one of them alone, or with another value in the second contact, does not.
@@ -63,16 +83,9 @@ class SimilarRules : public SimilarTest {
 };
 
 TEST_F(SimilarRules, StrictPairs) {
-    const Names kPairs =
-        Of(L"First Name+Last Name;Last Name+Birthday;Last Name+IM Address;Last Name+Nickname;"
-           L"Birthday+Home Address Street;Birthday+Home Phone;Birthday+Home Phone 2;Birthday+Job Title;"
-           L"Job Title+IM Address;E-mail+E-mail 2;E-mail+E-mail 3;E-mail 2+E-mail 3;"
-           L"Business Phone+Business Phone 2");
-    for (const std::wstring& both : kPairs) {
-        const Names pair = Split(both, L'+');
+    for (const Names& pair : Rules("StrictPairs")) {
         ExpectPair(pair, Expected(2, pair));
-        const bool byName = std::count(pair.begin(), pair.end(), L"First Name") != 0;
-        if (byName) continue;
+        if (pair[0] == L"First Name") continue;
         // Other first names keep any strict rule from being tried.
         EXPECT_NE(Compare(With(pair, kPeter), With(pair, kWalter)).verdict, 2u)
             << Narrow(pair[0] + L" + " + pair[1]);
@@ -80,19 +93,16 @@ TEST_F(SimilarRules, StrictPairs) {
 }
 
 TEST_F(SimilarRules, StrictPairsWhenLastNamesDoNotDiffer) {
-    for (const std::wstring second : {L"IM Address", L"Mobile Phone"}) {
-        const Names pair = {L"Nickname", second};
+    for (const Names& pair : Rules("StrictPairs if LNameFilterPassed")) {
         ExpectPair(pair, Expected(2, pair, kLastNameOk));
-        EXPECT_EQ(Compare(With(pair, kSmith), With(pair, kJones)), Verdict()) << Narrow(second);
+        EXPECT_EQ(Compare(With(pair, kSmith), With(pair, kJones)), Verdict()) << Narrow(pair[1]);
     }
 }
 
 TEST_F(SimilarRules, CompanyContacts) {
-    const Names kFields =
-        Of(L"Business Address Street;Business Phone;Business Phone 2;E-mail;E-mail 2;E-mail 3;"
-           L"Home Address Street;Home Phone;Home Phone 2");
     const std::wstring rule = L" // Company Contacts Rule";
-    for (const std::wstring& field : kFields) {
+    for (const Names& fields : Rules("StrictFields If SameCompanyContacts")) {
+        const std::wstring& field = fields[0];
         const Names pair = {L"Company", field};
         ExpectPair(pair, Expected(2, pair, rule));
         // The rule is for companies, not for colleagues.
@@ -107,75 +117,37 @@ TEST_F(SimilarRules, CompanyContacts) {
     EXPECT_EQ(Compare(With(pair, kPeter), With(pair, kWalter)), Expected(2, pair, rule));
 }
 
-const std::pair<std::wstring, Names> kAnyFieldPairs[] = {
-    {L"First Name", Of(L"IM Address;Pager;Personal Home Page")},
-    {L"Last Name", Of(L"Pager;Personal Home Page;Mobile Phone")},
-    {L"IM Address", Of(L"Birthday;Business Address Street;Business Phone;Business Phone 2;Company;Department;"
-                       L"E-mail;E-mail 2;E-mail 3;Home Address Street;Home Phone;Home Phone 2;Pager;"
-                       L"Personal Home Page")},
-    {L"Pager", Of(L"Birthday;Business Address Street;Business Phone;Business Phone 2;Company;Department;"
-                  L"E-mail;E-mail 2;E-mail 3;Home Address Street;Home Phone;Home Phone 2;Job Title")},
-    {L"Personal Home Page",
-     Of(L"Birthday;Business Address Street;Business Phone;Business Phone 2;Company;Department;E-mail;"
-        L"E-mail 2;E-mail 3;Home Address Street;Home Phone;Home Phone 2;Job Title;Pager")},
-};
-
 TEST_F(SimilarRules, PairsWithAnyThirdField) {
-    int count = 0;
     const Contact third = L"Suffix=Jr.";
     const Contact person = L"Full Name=Peter Smith";  // companies have a rule of their own
-    for (const auto& [first, seconds] : kAnyFieldPairs) {
-        for (const std::wstring& second : seconds) {
-            const Names pair = {first, second};
-            ExpectPair(pair, Expected(2, {first, second, L"Suffix"}), Plus(third, person));
-            EXPECT_NE(Compare(With(pair, person), With(pair, person)).verdict, 2u)
-                << Narrow(first + L" + " + second) << " without a third field";
-            ++count;
-        }
+    for (const Names& pair : Rules("StrictPairs if AnyField")) {
+        ExpectPair(pair, Expected(2, {pair[0], pair[1], L"Suffix"}), Plus(third, person));
+        EXPECT_NE(Compare(With(pair, person), With(pair, person)).verdict, 2u)
+            << Narrow(pair[0] + L" + " + pair[1]) << " without a third field";
     }
-    EXPECT_EQ(count, 47);
 }
 
-const std::pair<std::wstring, Names> kLastNameAnyFieldPairs[] = {
-    {L"First Name", Of(L"Mobile Phone")},
-    {L"Mobile Phone", Of(L"Birthday;Business Address Street;Business Phone;Business Phone 2;Company;"
-                         L"Department;E-mail;E-mail 2;E-mail 3;Home Address Street;Home Phone;Home Phone 2;"
-                         L"IM Address;Job Title;Pager;Personal Home Page")},
-    {L"Nickname", Of(L"Pager;Personal Home Page")},
-};
-
 TEST_F(SimilarRules, PairsWithAnyThirdFieldWhenLastNamesDoNotDiffer) {
-    int count = 0;
     const Contact third = L"Suffix=Jr.;Full Name=Peter Smith";
-    for (const auto& [first, seconds] : kLastNameAnyFieldPairs) {
-        for (const std::wstring& second : seconds) {
-            const Names pair = {first, second};
-            ExpectPair(pair, Expected(2, {first, second, L"Suffix"}, kLastNameOk), third);
-            EXPECT_NE(Compare(With(pair, Plus(third, kSmith)), With(pair, Plus(third, kJones))).verdict, 2u)
-                << Narrow(first + L" + " + second) << " of people with other last names";
-            ++count;
-        }
+    for (const Names& pair : Rules("StrictPairs if LNameFilterPassed and AnyField")) {
+        ExpectPair(pair, Expected(2, {pair[0], pair[1], L"Suffix"}, kLastNameOk), third);
+        EXPECT_NE(Compare(With(pair, Plus(third, kSmith)), With(pair, Plus(third, kJones))).verdict, 2u)
+            << Narrow(pair[0] + L" + " + pair[1]) << " of people with other last names";
     }
-    EXPECT_EQ(count, 19);
 }
 
 // First name, last name and IM address are never the third field: with a pair of the table each of them makes
 // a pair that comes before.
 TEST_F(SimilarRules, ThirdFields) {
-    const Names kMore =
-        Of(L"Account;Anniversary;Assistant's Name;Billing Information;Birthday;Categories;Children;Company;"
-           L"Customer ID;Department;FTP Site;Government ID Number;Hobbies;Internet Free/Busy Address;"
-           L"Language;Location;Manager's Name;Mileage;Nickname;Notes;Office Location;"
-           L"Organizational ID Number;Personal Home Page;Profession;Referred By;Spouse;User Field 1;"
-           L"User Field 2;User Field 3;User Field 4;Web Page;Business Home Page");
-    Names thirds = Of(L"Title;Middle Name;Suffix");
-    for (const Names& more : {kStreets, kPhones, kEmails, kMore})
-        thirds.insert(thirds.end(), more.begin(), more.end());
     const Contact personSmith = L"Full Name=Peter Smith;Last Name=Smith";
     const Contact personJones = L"Full Name=Peter Jones;Last Name=Jones";
-    for (const std::wstring& third : thirds) {
-        const Names fields = {L"First Name", L"IM Address", third};
-        EXPECT_EQ(Compare(With(fields, personSmith), With(fields, personJones)), Expected(2, fields));
+    const Names before = {L"First Name", L"Last Name", L"IM Address", L"Job Title"};
+    for (const Names& rule : Rules("AnyFields")) {
+        for (const std::wstring& third : rule) {
+            if (std::ranges::count(before, third) != 0) continue;
+            const Names fields = {L"First Name", L"IM Address", third};
+            EXPECT_EQ(Compare(With(fields, personSmith), With(fields, personJones)), Expected(2, fields));
+        }
     }
     const Names jobTitle = {L"First Name", L"Pager", L"Job Title"};
     EXPECT_EQ(Compare(With(jobTitle, kSmith), With(jobTitle, kJones)), Expected(2, jobTitle));
@@ -197,7 +169,8 @@ TEST_F(SimilarRules, ALaterPairHasNoThirdField) {
 }
 
 TEST_F(SimilarRules, SuggestedFields) {
-    for (const std::wstring field : {L"Company", L"Last Name"}) {
+    for (const Names& rule : Rules("SuggestedFields")) {
+        const std::wstring& field = rule[0];
         EXPECT_EQ(Compare(With({field}), With({field})), Expected(1, {field}));
         EXPECT_EQ(Compare(With({field}, kPeter), With({field}, kWalter)), Expected(1, {field}));
     }
@@ -205,12 +178,8 @@ TEST_F(SimilarRules, SuggestedFields) {
 }
 
 TEST_F(SimilarRules, SuggestedFieldsWhenLastNamesDoNotDiffer) {
-    Names fields;
-    for (const Names& more :
-         {kStreets, kPhones, kEmails, Names{L"Birthday", L"IM Address", L"Nickname", L"Personal Home Page"}})
-        fields.insert(fields.end(), more.begin(), more.end());
-    EXPECT_EQ(fields.size(), 29u);
-    for (const std::wstring& field : fields) {
+    for (const Names& rule : Rules("SuggestedFields  If LNameFilterPassed")) {
+        const std::wstring& field = rule[0];
         EXPECT_EQ(Compare(With({field}), With({field})), Expected(1, {field}, kLastNameOk));
         EXPECT_EQ(Compare(With({field}, kPeter), With({field}, kWalter)), Expected(1, {field}, kLastNameOk));
         EXPECT_EQ(Compare(With({field}, kSmith), With({field}, kJones)), Verdict()) << Narrow(field);
@@ -218,15 +187,15 @@ TEST_F(SimilarRules, SuggestedFieldsWhenLastNamesDoNotDiffer) {
 }
 
 TEST_F(SimilarRules, SuggestedTwoFieldsWhenLastNamesDoNotDiffer) {
-    const Names kTriple = {L"First Name", L"Department", L"Job Title"};
+    Names triple;  // any two of them
+    for (const Names& rule : Rules("Suggested2Fields If LNameFilterPassed")) triple.push_back(rule[0]);
     for (int without = 0; without < 3; ++without) {
-        Names pair = kTriple;
+        Names pair = triple;
         pair.erase(pair.begin() + without);
         ExpectPair(pair, Expected(1, pair, kLastNameOk));
         EXPECT_EQ(Compare(With(pair, kSmith), With(pair, kJones)), Verdict());
     }
-    EXPECT_EQ(Compare(With(kTriple), With(kTriple)),
-              Expected(1, {L"First Name", L"Department"}, kLastNameOk));
+    EXPECT_EQ(Compare(With(triple), With(triple)), Expected(1, {L"First Name", L"Department"}, kLastNameOk));
 }
 
 // What no rule names makes nobody similar.
@@ -236,6 +205,33 @@ TEST_F(SimilarRules, OtherFieldsAloneDecideNothing) {
           L"Hobbies", L"Notes", L"Spouse", L"Web Page", L"First Name", L"Department"})
         EXPECT_EQ(Compare(With({field}), With({field})), Verdict()) << Narrow(field);
     EXPECT_EQ(Compare({}, {}), Verdict()) << "contacts without any field";
+}
+
+// A fresh copy of the library in a process of its own state writes its rules, once.
+TEST(SimilarRuleDump, IsWrittenOnceWithEveryRule) {
+    HMODULE module = LoadLibraryW(L"Quorvel.dll");
+    ASSERT_TRUE(module) << "Quorvel.dll is not beside the test";
+    const auto configure = reinterpret_cast<decltype(&Quorvel_ConfigLogEx)>(
+        reinterpret_cast<void*>(GetProcAddress(module, "Quorvel_ConfigLogEx")));
+    const auto create = reinterpret_cast<decltype(&SimilarSearch_Create)>(
+        reinterpret_cast<void*>(GetProcAddress(module, "SimilarSearch_Create")));
+    const auto destroy = reinterpret_cast<decltype(&SimilarSearch_Delete)>(
+        reinterpret_cast<void*>(GetProcAddress(module, "SimilarSearch_Delete")));
+    ASSERT_TRUE(configure && create && destroy);
+
+    TemporaryFolder folder;
+    const std::string file = folder.File("rules.log");
+    configure(nullptr, nullptr, 0, 1, 0);
+    destroy(create(nullptr, "", 0));
+    configure(nullptr, file.c_str(), 0, 1, 1);
+    for (int i = 0; i < 2; ++i) destroy(create(nullptr, "", 0));
+    configure(nullptr, nullptr, 0, 1, 0);
+    FreeLibrary(module);
+    std::string dump, expected;
+    for (const LogLine& line : ParseLog(ReadWholeFile(file)))
+        if (line.text.starts_with("    ")) dump += line.text;
+    for (const std::string& line : RuleLines()) expected += line + "\n";
+    EXPECT_EQ(dump, expected) << "once, for the first search while extra logging is on";
 }
 
 }  // namespace
