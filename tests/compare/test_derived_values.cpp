@@ -331,13 +331,11 @@ TEST_F(DerivedValues, RecipientsComeAllOrNone) {
         const char* line;
     } rows[] = {{2, S_OK, ""}, {0, MAPI_E_CALL_FAILED, "lpTable->QueryRows return 0x80004005\n"}};
     for (const auto& row : rows) {
-        mailbox::Fault fewer;
-        fewer.method = "IMAPITable::QueryRows";
-        fewer.times = 9;
-        fewer.result = S_OK;
-        fewer.perform = true;
-        fewer.limit = row.rowsAtATime;
-        mailbox::calls::Fail(fewer);
+        mailbox::calls::Fail({.method = "IMAPITable::QueryRows",
+                              .result = S_OK,
+                              .times = 9,
+                              .perform = true,
+                              .limit = row.rowsAtATime});
         CapturedLog log;
         Value value;
         EXPECT_EQ(MailItem_Recipients(message.Get(), Out(value)), row.result);

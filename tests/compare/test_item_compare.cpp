@@ -78,11 +78,8 @@ TEST_F(ItemCompare, NothingToCompareIsNoResult) {
         EXPECT_EQ(Compare(with.Get(), without.Get(), tag), undecided);
         EXPECT_EQ(Compare(without.Get(), without.Get(), tag), undecided);
     }
-    mailbox::Fault missing;  // with a stream in hand all the same
-    missing.method = "IMAPIProp::OpenProperty";
-    missing.result = MAPI_E_NOT_FOUND;
-    missing.perform = true;
-    mailbox::calls::Fail(missing);
+    // with a stream in hand all the same
+    mailbox::calls::Fail({.method = "IMAPIProp::OpenProperty", .result = MAPI_E_NOT_FOUND, .perform = true});
     EXPECT_EQ(Compare(with.Get(), with.Get(), kBytes), undecided);
     EXPECT_EQ(CompareBytes("", "x"), undecided);
     EXPECT_EQ(CompareBodies(std::wstring(L"\0x", 2), L"x"), undecided)

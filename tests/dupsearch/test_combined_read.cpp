@@ -82,9 +82,7 @@ TEST_F(CombinedRead, GivesWhatSeparateReadingGives) {
             << "one request, three that tell companies from people, and two while names are unknown";
         // The request for all fails: they are read one by one, and nobody hears of it.
         CapturedLog log(3);
-        mailbox::Fault fault;
-        fault.method = "IMAPIProp::GetProps";
-        mailbox::calls::Fail(fault);
+        mailbox::calls::Fail({.method = "IMAPIProp::GetProps"});
         EXPECT_EQ(Add(apart, items[i]), found);
         mailbox::calls::Reset();
         EXPECT_EQ(TextOf(log.Lines(sevError)), "");
@@ -107,8 +105,7 @@ TEST_F(CombinedRead, WhatFailsIsSaidByTheSeparateReadings) {
         ASSERT_EQ(Add(search, first), 0);
         const std::string before = Describe(search);
         CapturedLog log(3);
-        mailbox::Fault fault;
-        fault.method = "IMAPIProp::GetProps";
+        mailbox::Fault fault{.method = "IMAPIProp::GetProps"};
         mailbox::calls::Fail(fault);
         fault.nth = failing;
         mailbox::calls::Fail(fault);

@@ -401,10 +401,8 @@ TEST_F(Intake, AnUncomparedStreamLeavesTheItemUnfiled) {
     TestItem first = Inbox().Item().Body(text), second = Inbox().Item().Body(text), third = second;
     ASSERT_EQ(Add(search, first), 0);
     CapturedLog log;
-    mailbox::Fault vanished;
-    vanished.method = "IMsgStore::OpenEntry";
-    vanished.entryId = first.IdBytes();
-    vanished.result = MAPI_E_NOT_FOUND;
+    mailbox::Fault vanished{
+        .method = "IMsgStore::OpenEntry", .result = MAPI_E_NOT_FOUND, .entryId = first.IdBytes()};
     mailbox::calls::Fail(vanished);
     EXPECT_EQ(Add(search, third), 1) << "opened again, it is there";
     EXPECT_EQ(TextOf(log.Lines(sevError, "CDuplicateSearch.fnCompare")), "");

@@ -265,13 +265,8 @@ TEST_F(Originals, AStreamEndsWithItsLastWholeCharacter) {
     for (const auto& [wanted, original] : {std::pair{L"home", placed}, std::pair{L"homes", plain}}) {
         const TOriginalDefinition definition{okFieldValue, 1, PT_UNICODE, {}, wanted};
         HSearch const search = Search_Create2(Session(), &props, &definition, saIdentical, 0, nullptr, 0);
-        mailbox::Fault odd;
-        odd.method = "IStream::Read";
-        odd.result = S_FALSE;
-        odd.times = 99;
-        odd.perform = true;
-        odd.limit = 9;
-        mailbox::calls::Fail(odd);
+        mailbox::calls::Fail(
+            {.method = "IStream::Read", .result = S_FALSE, .times = 99, .perform = true, .limit = 9});
         for (const std::string& id : {plain, placed})
             EXPECT_EQ(Search_Add(search, id.c_str(), storeId.c_str(), nullptr, 0), 1);
         mailbox::calls::Reset();

@@ -9,6 +9,7 @@
 #include "store/named_properties.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
+#include "tests/support/definitions.h"
 #include "tests/support/store_names.h"
 
 namespace {
@@ -27,21 +28,10 @@ struct Meeting {
     const wchar_t* place;
 };
 
-TComparyProp Definition(const wchar_t* key, ULONG tag, LONG id = 0, ULONG type = PT_UNICODE) {
-    TComparyProp definition{};
-    definition.lpszKey = key;
-    definition.lpszName = key;
-    definition.ulPropTag = tag;
-    definition.nType = tag ? PROP_TYPE(tag) : type;
-    definition.bCompare = 1;
-    if (tag == 0) definition.lpszGuid = kSetAppointment;
-    definition.nID = static_cast<int>(id);
-    return definition;
-}
-
 std::vector<TComparyProp> MeetingDefinitions() {
-    return {Definition(L"Subject", PR_SUBJECT_W), Definition(L"Start", 0, kStart, PT_SYSTIME),
-            Definition(L"Duration", 0, kDuration, PT_LONG), Definition(L"Place", 0, kPlace)};
+    return {Tagged(L"Subject", PR_SUBJECT_W), Named(L"Start", kSetAppointment, kStart, PT_SYSTIME),
+            Named(L"Duration", kSetAppointment, kDuration, PT_LONG),
+            Named(L"Place", kSetAppointment, kPlace, PT_UNICODE)};
 }
 
 class Stores : public MailboxTest {
@@ -176,7 +166,7 @@ TEST_F(Stores, MeetingsAreToldApartAndFoundAcrossStores) {
         EXPECT_EQ(Matrix(items, MeetingDefinitions()), c.matrix);
         const bool lacksPlace = c.first != mailbox;
         EXPECT_EQ(log.Count(sevError, "CDuplicateSearch.OnFirstAdd",
-                            "remove cmp prop(key=Place,name=Place) from search\n"),
+                            "remove cmp prop(key=Place,name=Name) from search\n"),
                   lacksPlace ? 1u : 0u);
         EXPECT_EQ(log.Lines(sevError).size(), lacksPlace ? 6u : 0u) << "of the first store's look-ups alone";
     }
@@ -191,12 +181,12 @@ TEST_F(Stores, RulesAndOriginalsReadTheStoresOwnTags) {
         Add(second, {L"", 3, 60, nullptr}),  Add(first, {L"A", 4, 0, nullptr}),
         Add(second, {L"A", 4, 30, L"Room"}), Add(second, {L"A", 4, 30, L"Hall"}),
         Add(first, {L"A", 4, 0, L"room"})};
-    const TComparyProp subject = Definition(L"Subject", PR_SUBJECT_W),
-                       start = Definition(L"Start", 0, kStart, PT_SYSTIME);
+    const TComparyProp subject = Tagged(L"Subject", PR_SUBJECT_W),
+                       start = Named(L"Start", kSetAppointment, kStart, PT_SYSTIME);
     EXPECT_EQ(Groups(items, {subject, start}), "1 2;3 4 5 6;");
     EXPECT_EQ(Groups(items, {subject, start}, saIdentical, {cleApntSubject}), "3 4 5 6;")
         << "the rule reads durations that the first store never held";
-    TComparyProp place = Definition(L"Place", 0, kPlace);
+    TComparyProp place = Named(L"Place", kSetAppointment, kPlace, PT_UNICODE);
     place.bCompare = 0;
     EXPECT_EQ(Groups(items, {subject, start, place}, saIdentical, {}, okMostFilled), "4 5 6 3;1 2;")
         << "the place counts for originals where it stands under another tag";
@@ -205,7 +195,7 @@ TEST_F(Stores, RulesAndOriginalsReadTheStoresOwnTags) {
                                      items[5], items[4]};
     EXPECT_EQ(Groups(late, {subject, start, place}, saIdentical, {}, okFieldValue), "3 2 0 1;")
         << "the field is taken for originals again when a store knows it";
-    TComparyProp stream = Definition(L"Place", 0, kPlace);
+    TComparyProp stream = Named(L"Place", kSetAppointment, kPlace, PT_UNICODE);
     stream.nInterface = 1;
     EXPECT_EQ(Groups(items, {subject, stream}), "4 6;");
 }
@@ -243,7 +233,7 @@ TEST_F(Stores, ALookUpThatFailsOnceLeavesNoTrace) {
     std::vector<TComparyProp> definitions = MeetingDefinitions();
     definitions[0].nCompareMethod = cmApntAlldaylikeSubject;
     definitions[1].nCompareMethod = cmApntAlldaylikeStart;
-    TComparyProp emails = Definition(L"Mail", 0, 2);
+    TComparyProp emails = Named(L"Mail", kSetAppointment, 2, PT_UNICODE);
     emails.lpszGuid = kPrivateSet;
     definitions.push_back(emails);
     const std::function<std::string()> runs[] = {
@@ -272,11 +262,8 @@ TEST_F(Stores, ALookUpThatFailsOnceLeavesNoTrace) {
         EXPECT_NE(undisturbed, "");
         for (unsigned nth = 1;; ++nth) {
             mailbox::calls::Reset();
-            mailbox::Fault fault;
-            fault.method = "IMAPIProp::GetIDsFromNames";
-            fault.nth = nth;
-            fault.result = MAPI_E_NETWORK_ERROR;
-            mailbox::calls::Fail(fault);
+            mailbox::calls::Fail(
+                {.method = "IMAPIProp::GetIDsFromNames", .nth = nth, .result = MAPI_E_NETWORK_ERROR});
             EXPECT_EQ(run(), undisturbed) << "look-up " << nth;
             const bool struck = mailbox::calls::Struck() != 0;
             mailbox::calls::Reset();
@@ -284,11 +271,7 @@ TEST_F(Stores, ALookUpThatFailsOnceLeavesNoTrace) {
         }
     }
     // Three look-ups in the first store; the second fails at its first item, twice, and answers at the next.
-    mailbox::Fault fault;
-    fault.method = "IMAPIProp::GetIDsFromNames";
-    fault.nth = 4;
-    fault.times = 2;
-    mailbox::calls::Fail(fault);
+    mailbox::calls::Fail({.method = "IMAPIProp::GetIDsFromNames", .nth = 4, .times = 2});
     CapturedLog log(0);
     EXPECT_EQ(Groups(items, MeetingDefinitions()), "!2 0 4 6;1 5;3 7;");
     mailbox::calls::Reset();

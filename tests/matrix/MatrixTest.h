@@ -8,28 +8,13 @@
 #include "quorvel.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
+#include "tests/support/definitions.h"
 
 inline TComparyProp Plain(ULONG tag, const wchar_t* key = L"key") {
-    TComparyProp definition{};
-    definition.lpszKey = key;
-    definition.lpszName = L"name";
-    definition.ulPropTag = tag;
-    definition.nType = PROP_TYPE(tag);
-    return definition;
+    return Tagged(key, tag);
 }
-
-inline TComparyProp Streamed(ULONG tag, const wchar_t* key = L"stream") {
-    TComparyProp definition = Plain(tag, key);
-    definition.nInterface = 1;
-    return definition;
-}
-
-inline TComparyProp NamedText(const char* set, int number, const wchar_t* key) {
-    TComparyProp definition = Plain(0, key);
-    definition.lpszGuid = set;
-    definition.nID = number;
-    definition.nType = PT_UNICODE;
-    return definition;
+inline TComparyProp Streamed(ULONG tag) {
+    return Tagged(L"stream", tag, cmExact, 1);
 }
 
 class MatrixTest : public MailboxTest {

@@ -172,12 +172,7 @@ TEST_F(AttachMatrix, ComparesContentsToTheLastByte) {
         const std::string name = "a/" + std::to_string(size);
         EXPECT_EQ(Built(matrix), name + ": 0 0 -1\n" + name + ": -1 -1 0\n");
         // A stream may give less at a time than it is asked for.
-        mailbox::Fault shortRead;
-        shortRead.method = "IStream::Read";
-        shortRead.result = S_OK;
-        shortRead.perform = true;
-        shortRead.limit = 1000;
-        mailbox::calls::Fail(shortRead);
+        mailbox::calls::Fail({.method = "IStream::Read", .result = S_OK, .perform = true, .limit = 1000});
         EXPECT_EQ(Built(matrix), name + ": 0 0 -1\n" + name + ": -1 -1 0\n");
         EXPECT_EQ(mailbox::calls::Struck(), 1u);
         mailbox::calls::Reset();
@@ -323,19 +318,11 @@ TEST_F(AttachMatrix, WhatCannotBeReadIsAlone) {
     EXPECT_EQ(Built(MakeOf({first, second})), "a/1: 0 -1\nb/2: 1 1\n/0: -1 0\n");
     EXPECT_EQ(log.Lines(sevError).size(), 1u);
     // A row of the table that did not come.
-    mailbox::Fault fewer;
-    fewer.method = "IMAPITable::QueryRows";
-    fewer.result = S_OK;
-    fewer.perform = true;
-    fewer.limit = 1;
-    mailbox::calls::Fail(fewer);
+    mailbox::calls::Fail({.method = "IMAPITable::QueryRows", .result = S_OK, .perform = true, .limit = 1});
     EXPECT_EQ(Built(MakeOf({first, second})), "a/1: 0 0\n/0: -2 -1\nb/2: -1 1\n");
     // An item that went away in between equals nothing, and says so once.
     const auto matrix = MakeOf({first, second});
-    mailbox::Fault gone;
-    gone.method = "IMsgStore::OpenEntry";
-    gone.entryId = second.IdBytes();
-    mailbox::calls::Fail(gone);
+    mailbox::calls::Fail({.method = "IMsgStore::OpenEntry", .entryId = second.IdBytes()});
     log.Clear();
     EXPECT_EQ(Built(matrix), "a/1: 0 -1\nb/2: 1 -1\na/1: -1 0\nb/2: -1 1\n");
     EXPECT_EQ(log.Lines(sevError, "CCmpMatrix.BuildAttachMatrix"),

@@ -246,10 +246,7 @@ TEST_F(SimilarCache, OtherFieldsAreThoseThatAreNotCompared) {
     // All are asked for in one call, which a fault on one of them strikes.
     for (ULONG tag : {PR_HASATTACH, PR_COMPUTER_NETWORK_NAME_W, PR_HOME_ADDRESS_CITY_W, PR_POSTAL_ADDRESS_W,
                       PR_OTHER_ADDRESS_STATE_OR_PROVINCE_W}) {
-        mailbox::Fault fault;
-        fault.method = "IMAPIProp::GetProps";
-        fault.tag = tag;
-        mailbox::calls::Fail(fault);
+        mailbox::calls::Fail({.method = "IMAPIProp::GetProps", .tag = tag});
         CapturedLog log;
         unsigned filled = 0;
         EXPECT_EQ(SimilarSearch_SetSearchByItem(search, Open(item).Get(), &filled), 1u);
@@ -333,10 +330,8 @@ TEST_F(SimilarEmails, StayAsTheyAreWithoutAnAddressBook) {
 
 // A provider that did not load leaves an address book that works.
 TEST_F(SimilarEmails, AnAddressBookThatOpensWithAWarningIsUsed) {
-    mailbox::Fault fault;
-    fault.method = "IMAPISession::OpenAddressBook";
-    fault.result = MAPI_W_ERRORS_RETURNED;
-    fault.perform = true;
+    mailbox::Fault fault{
+        .method = "IMAPISession::OpenAddressBook", .result = MAPI_W_ERRORS_RETURNED, .perform = true};
     Search search(Session(), Store().Id());
     search.SetSearchBy(Open(Add(L"E-mail=one@example.org")).Get());
     mailbox::calls::Fail(fault);

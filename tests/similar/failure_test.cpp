@@ -72,12 +72,8 @@ TEST_F(SimilarFailures, UnreadableValuesAndBodiesAreSaid) {
     std::vector<Case> cases;
     const auto add = [&](const char* what, const char* method, ULONG tag, HRESULT result,
                          std::optional<ULONG> limit, const char* routine, const char* text, bool cached) {
-        mailbox::Fault fault;
-        fault.method = method;
-        fault.tag = tag;
-        fault.result = result;
-        fault.perform = limit.has_value();
-        fault.limit = limit;
+        mailbox::Fault fault{
+            .method = method, .result = result, .perform = limit.has_value(), .tag = tag, .limit = limit};
         cases.push_back({what, fault, {sevError, std::string("CSimilarSearch.") + routine, text}, cached});
     };
     add("identity refused", "IMAPIProp::GetProps", PR_ENTRYID, MAPI_E_NO_ACCESS, {}, "ReadItemInfo",
