@@ -67,13 +67,6 @@ class SlowTree {
         return groups;
     }
 
-    std::vector<int> Range(int item, const Compare& compare) const {
-        std::vector<int> found = m_index.at(item)->items;
-        bool error = false;
-        Search(m_root, item, compare, found, error);
-        return found;
-    }
-
     TTreeStatistics s;
 
   private:
@@ -117,18 +110,6 @@ class SlowTree {
         s.fLastEfficiency = s.fEfficiencySum = s.fEfficiencyAvg = 100.0;
         s.nMeasured = 1;
     }
-    void Search(const Node* node, int item, const Compare& compare, std::vector<int>& found,
-                bool& error) const {
-        if (!node || error) return;
-        const int order = compare(item, node->items[0], error);
-        if (error) return;
-        if (order <= 0) Search(node->left, item, compare, found, error);
-        if (error || order < 0) return;
-        if (order == 0 && node != m_index.at(item))
-            found.insert(found.end(), node->items.begin(), node->items.end());
-        Search(node->right, item, compare, found, error);
-    }
-
     std::vector<std::unique_ptr<Node>> m_nodes;
     Node* m_root = nullptr;
     std::map<int, Node*> m_index;
