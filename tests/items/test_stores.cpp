@@ -172,34 +172,6 @@ TEST_F(Stores, MeetingsAreToldApartAndFoundAcrossStores) {
     }
 }
 
-/// What is read besides the compared values: rules, originals by their facts, streams.
-TEST_F(Stores, RulesAndOriginalsReadTheStoresOwnTags) {
-    TestFolder first = StoreThatKnows({kPlace, kStart});
-    TestFolder second = StoreThatKnows({kStart, kDuration, kPlace});
-    const std::vector<Added> items = {
-        Add(first, {L"", 1, 0, nullptr}),    Add(second, {L"", 3, 30, nullptr}),
-        Add(second, {L"", 3, 60, nullptr}),  Add(first, {L"A", 4, 0, nullptr}),
-        Add(second, {L"A", 4, 30, L"Room"}), Add(second, {L"A", 4, 30, L"Hall"}),
-        Add(first, {L"A", 4, 0, L"room"})};
-    const TComparyProp subject = Tagged(L"Subject", PR_SUBJECT_W),
-                       start = Named(L"Start", kSetAppointment, kStart, PT_SYSTIME);
-    EXPECT_EQ(Groups(items, {subject, start}), "1 2;3 4 5 6;");
-    EXPECT_EQ(Groups(items, {subject, start}, saIdentical, {cleApntSubject}), "3 4 5 6;")
-        << "the rule reads durations that the first store never held";
-    TComparyProp place = Named(L"Place", kSetAppointment, kPlace, PT_UNICODE);
-    place.bCompare = 0;
-    EXPECT_EQ(Groups(items, {subject, start, place}, saIdentical, {}, okMostFilled), "4 5 6 3;1 2;")
-        << "the place counts for originals where it stands under another tag";
-    TestFolder third = StoreThatKnows({kStart});
-    const std::vector<Added> late = {Add(third, {L"A", 4, 0, nullptr}), Add(third, {L"A", 4, 0, nullptr}),
-                                     items[5], items[4]};
-    EXPECT_EQ(Groups(late, {subject, start, place}, saIdentical, {}, okFieldValue), "3 2 0 1;")
-        << "the field is taken for originals again when a store knows it";
-    TComparyProp stream = Named(L"Place", kSetAppointment, kPlace, PT_UNICODE);
-    stream.nInterface = 1;
-    EXPECT_EQ(Groups(items, {subject, stream}), "4 6;");
-}
-
 /// A second store is asked once.
 TEST_F(Stores, EachStoreIsAskedForNamesOnce) {
     std::vector<TestFolder> folders;

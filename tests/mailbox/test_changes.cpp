@@ -151,9 +151,7 @@ TEST_F(Changes, EveryTypeComesBackAsItWasSet) {
     EXPECT_EQ(get(12)[0].Value.MVi.lpi[1], -2);
     EXPECT_EQ(get(13)[0].Value.MVdbl.lpdbl[1], -1e300);
     EXPECT_EQ(get(14)[0].Value.MVguid.lpguid[1], guids[1]);
-    const Values binary = get(15);
-    ASSERT_EQ(binary[0].Value.MVbin.cValues, 2u);
-    EXPECT_EQ(binary[0].Value.MVbin.lpbin[1].cb, 0u);
+    EXPECT_EQ(get(15)[0].Value.MVbin.lpbin[1].cb, 0u);
     EXPECT_STREQ(get(16)[0].Value.MVszW.lppszW[1], wide + 1);
 }
 

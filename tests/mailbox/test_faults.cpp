@@ -10,28 +10,6 @@ namespace calls = mailbox::calls;
 
 class Faults : public MailboxTest {};
 
-TEST_F(Faults, RecordNamesTheCallsInOrder) {
-    TestItem item = Inbox().Item();
-    Session();
-    calls::Record();
-    const ComPtr<IMessage> message = Open(item);
-    Get(message.Get(), {PR_SUBJECT_W});
-    void* buffer = nullptr;
-    EXPECT_EQ(mapi::AllocateBuffer(10, &buffer), S_OK);
-    mapi::FreeBuffer(buffer);
-    EXPECT_EQ(calls::Recorded(), (std::vector<std::string>{"IMAPISession::OpenEntry", "IMAPIProp::GetProps",
-                                                           "MAPIAllocateBuffer"}));
-    EXPECT_EQ(calls::Count("IMAPIProp::GetProps"), 1u);
-    const ComPtr<IMessage> target = Open(Inbox().Item());
-    calls::Record();
-    EXPECT_EQ(message->CopyTo(0, nullptr, nullptr, 0, nullptr, &IID_IMessage, target.Get(), 0, nullptr),
-              S_OK);
-    EXPECT_EQ(calls::Recorded(), std::vector<std::string>{"IMAPIProp::CopyTo"})
-        << "the platform's own calls do not count";
-    calls::Record();
-    EXPECT_EQ(calls::Count(), 0u);
-}
-
 TEST_F(Faults, AliveCountsObjectsAndBuffers) {
     const mailbox::Alive before = mailbox::WhatIsAlive();
     void* root = nullptr;

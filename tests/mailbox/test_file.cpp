@@ -295,19 +295,6 @@ TEST(MailboxText, RefusesWhatIsMalformedAndSaysWhere) {
         << "and no crash";
 }
 
-TEST(MailboxText, EveryCutShortFileIsRefused) {
-    const std::string whole =
-        OneItem(R"("0037001F": "x", "68001003": [1, 2], "6801001F": {"base64": "AAA="})");
-    std::wstring why;
-    mailbox::Database complete;
-    ASSERT_TRUE(ReadMailbox(whole, complete, why)) << mailbox::FromWide(why);
-    for (size_t length = 0; length < whole.size(); ++length) {
-        mailbox::Database database;
-        ASSERT_FALSE(ReadMailbox(whole.substr(0, length), database, why)) << length;
-        ASSERT_FALSE(why.empty());
-    }
-}
-
 TEST(MailboxText, IdentifiersThatAreNotGivenAreTheSameEachTime) {
     const std::string text = OneItem("");
     mailbox::Database first, second;

@@ -17,15 +17,10 @@ TEST_F(Reading, GivesTextsInTheWidthAskedFor) {
     const Values got = Get(message.Get(), {PR_SUBJECT_W, PR_SUBJECT_A, PR_SENDER_NAME_W, PR_SENDER_NAME_A,
                                            PROP_TAG(PT_MV_UNICODE, 0x6800), PROP_TAG(PT_MV_STRING8, 0x6800)});
     ASSERT_EQ(got.result, S_OK);
-    EXPECT_STREQ(got[0].Value.lpszW, L"Grüße");
-    EXPECT_STREQ(got[1].Value.lpszA, "Gr\xFC\xDF\x65");
-    EXPECT_STREQ(got[2].Value.lpszW, L"Müller");
-    EXPECT_STREQ(got[3].Value.lpszA, "M\xFCller");
-    ASSERT_EQ(got[4].Value.MVszW.cValues, 2u);
-    EXPECT_STREQ(got[4].Value.MVszW.lppszW[0], L"ä");
-    EXPECT_STREQ(got[4].Value.MVszW.lppszW[1], L"");
-    ASSERT_EQ(got[5].Value.MVszA.cValues, 2u);
-    EXPECT_STREQ(got[5].Value.MVszA.lppszA[0], "\xE4");
+    EXPECT_EQ(got[1].ulPropTag, PR_SUBJECT_A);
+    EXPECT_EQ(got[2].ulPropTag, PR_SENDER_NAME_W);
+    EXPECT_EQ(Shown(got),
+              L"\"Grüße\" \"Grüße\" \"Müller\" \"Müller\" (count=2){\"ä\",\"\"} (count=2){\"ä\",\"\"}");
 }
 
 TEST_F(Reading, UnspecifiedTypeIsThePropertysOwnWithTextsInTheWidthOfTheCall) {
@@ -287,31 +282,19 @@ TEST_F(Reading, ComputesWhatAHostExpects) {
                         .Attach(L"n", "data");
     Inbox().Folder(L"Sub");
     const ComPtr<IMessage> message = Open(item);
-    const Values got = Get(
-        message.Get(), {PR_ENTRYID, PR_PARENT_ENTRYID, PR_STORE_ENTRYID, PR_OBJECT_TYPE, PR_HASATTACH,
-                        PR_DISPLAY_TO_W, PR_DISPLAY_CC_W, PR_DISPLAY_BCC_W, PR_MESSAGE_SIZE, PR_SEARCH_KEY});
-    ASSERT_EQ(got.result, S_OK);
-    EXPECT_EQ(BytesOf(got[0].Value.bin), item.IdBytes());
-    EXPECT_EQ(BytesOf(got[1].Value.bin), Inbox().Record().id);
-    EXPECT_EQ(BytesOf(got[2].Value.bin), Store().Record().id);
-    EXPECT_EQ(got[3].Value.l, static_cast<LONG>(MAPI_MESSAGE));
-    EXPECT_EQ(got[4].Value.b, 1);
-    EXPECT_STREQ(got[5].Value.lpszW, L"Ann; Cid");
-    EXPECT_STREQ(got[6].Value.lpszW, L"Bob");
-    EXPECT_STREQ(got[7].Value.lpszW, L"");
-    EXPECT_GT(got[8].Value.l, 4);
-    EXPECT_EQ(got[9].Value.bin.cb, 16u);
-
-    const Values folder =
-        Get(Open(Inbox()).Get(), {PR_CONTENT_COUNT, PR_SUBFOLDERS, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE});
-    EXPECT_EQ(folder[0].Value.l, 1);
-    EXPECT_EQ(folder[1].Value.b, 1);
-    EXPECT_STREQ(folder[2].Value.lpszW, L"Inbox");
-    EXPECT_EQ(folder[3].Value.l, static_cast<LONG>(MAPI_FOLDER));
-    const Values store = Get(Open(Store()).Get(), {PR_DEFAULT_STORE, PR_IPM_SUBTREE_ENTRYID, PR_SERVICE_UID});
-    EXPECT_EQ(store[0].Value.b, 1);
-    EXPECT_EQ(BytesOf(store[1].Value.bin), Store().Root().Record().id);
-    EXPECT_EQ(store[2].Value.bin.cb, 16u);
+    const auto hex = [](std::string_view bytes) { return mailbox::ToWide(mailbox::ToHex(bytes)); };
+    EXPECT_EQ(Shown(Get(message.Get(), {PR_ENTRYID, PR_PARENT_ENTRYID, PR_STORE_ENTRYID, PR_OBJECT_TYPE,
+                                        PR_HASATTACH, PR_DISPLAY_TO_W, PR_DISPLAY_CC_W, PR_DISPLAY_BCC_W})),
+              hex(item.IdBytes()) + L" " + hex(Inbox().Record().id) + L" " + hex(Store().Record().id) +
+                  L" 5 true \"Ann; Cid\" \"Bob\" \"\"");
+    const Values sizes = Get(message.Get(), {PR_MESSAGE_SIZE, PR_SEARCH_KEY});
+    EXPECT_GT(sizes[0].Value.l, 4);
+    EXPECT_EQ(sizes[1].Value.bin.cb, 16u);
+    EXPECT_EQ(
+        Shown(Get(Open(Inbox()).Get(), {PR_CONTENT_COUNT, PR_SUBFOLDERS, PR_DISPLAY_NAME_W, PR_OBJECT_TYPE})),
+        L"1 true \"Inbox\" 3");
+    EXPECT_EQ(Shown(Get(Open(Store()).Get(), {PR_DEFAULT_STORE, PR_IPM_SUBTREE_ENTRYID, PR_SERVICE_UID})),
+              L"true " + hex(Store().Root().Record().id) + L" " + hex(Store().Record().serviceUid));
 }
 
 TEST_F(Reading, OpensWhatAnIdentifierNamesAndNothingElse) {

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "log/value_text.h"
 #include "mailbox/platform_headers.h"
+#include "mailbox/text.h"
 #include "store/resources.h"
 
 /// The values of some tags, and what GetProps returned.
@@ -37,6 +39,27 @@ inline Values Get(IMAPIProp* object, Tags tags, ULONG flags = 0) {
 inline std::wstring GetText(IMAPIProp* object, ULONG tag) {
     const Values got = Get(object, {tag});
     return got.count == 1 && PROP_TYPE(got[0].ulPropTag) == PT_UNICODE ? got[0].Value.lpszW : L"(none)";
+}
+
+/// Values as a text, a blank between them; bytes in hexadecimal.
+inline std::wstring Shown(const SPropValue* values, ULONG count) {
+    std::wstring all;
+    for (ULONG i = 0; i < count; ++i) {
+        const SBinary& bin = values[i].Value.bin;
+        wchar_t text[200];
+        all += i == 0 ? L"" : L" ";
+        if (PROP_TYPE(values[i].ulPropTag) == PT_BINARY)
+            all += mailbox::ToWide(mailbox::ToHex({reinterpret_cast<const char*>(bin.lpb), bin.cb}));
+        else
+            all += PropValueText(&values[i], text, std::size(text), 0);
+    }
+    return all;
+}
+inline std::wstring Shown(const Values& got) {
+    return Shown(got.values.get(), got.count);
+}
+inline std::wstring Shown(const SRow& row) {
+    return Shown(row.lpProps, row.cValues);
 }
 
 inline HRESULT SetText(IMAPIProp* object, ULONG tag, const wchar_t* text) {

@@ -1,8 +1,6 @@
 // The cells of the matrix.
 
-#include <algorithm>
 #include <functional>
-#include <random>
 
 #include "base/mapi_extra.h"
 #include "store/named_properties.h"
@@ -287,39 +285,6 @@ TEST_F(ComparisonMatrix, ReadsAllValuesInOneRequest) {
     mailbox::calls::Record();
     ASSERT_EQ(Add(streams, item), 1);
     EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), 0u) << "no tags, no request";
-}
-
-// What equality means is restated here over what the items were made from.
-TEST_F(ComparisonMatrix, AgreesWithPairwiseComparison) {
-    const std::wstring texts[] = {L"", L"alpha", L"ALPHA", L"beta", L"Béta"};
-    const std::wstring folded[] = {L"", L"alpha", L"alpha", L"beta", L"béta"};
-    std::mt19937 random(20260711);
-    const auto pick = [&](size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(random); };
-    for (int trial = 0; trial < 40; ++trial) {
-        SCOPED_TRACE("trial " + std::to_string(trial));
-        const auto matrix = Make({Plain(PR_SUBJECT_W), Plain(kLong), Plain(kTexts), Streamed(PR_BODY_W)});
-        std::vector<std::vector<std::wstring>> made;  // per row: an empty text for an empty property
-        const size_t rows = 1 + pick(8);
-        for (size_t row = 0; row < rows; ++row) {
-            const size_t subject = pick(5), number = pick(4), list = pick(5), body = pick(5);
-            TestItem item = Inbox().Item().Subject(texts[subject]).Body(texts[body]);
-            if (number) item.Long(kLong, static_cast<ULONG>(number));
-            if (list) item.Texts(kTexts, {texts[list], L"", texts[list]});
-            made.push_back(
-                {folded[subject], number ? std::to_wstring(number) : L"", folded[list], folded[body]});
-            ASSERT_EQ(Add(matrix, item), 1);
-        }
-        for (int column = 0; column < 4; ++column) {
-            for (size_t row = 0; row < rows; ++row) {
-                const std::wstring& value = made[row][static_cast<size_t>(column)];
-                size_t first = 0;
-                while (made[first][static_cast<size_t>(column)] != value) ++first;
-                EXPECT_EQ(CmpMatrix_Value(matrix.get(), static_cast<int>(row), column),
-                          value.empty() ? 0 : first + 1)
-                    << "row " << row << ", column " << column;
-            }
-        }
-    }
 }
 
 }  // namespace

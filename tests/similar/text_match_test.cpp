@@ -194,41 +194,6 @@ TEST(TextMatch, AgreesWithTheOracle) {
     }
 }
 
-TEST(TextMatch, DecidesAsAPersonWould) {
-    const struct {
-        const wchar_t* a;
-        const wchar_t* b;
-        ECompareMethod method;
-        int matched;
-    } kCases[] = {
-        {L"Jon", L"John", MissChar, MissChar},
-        {L"Jon", L"Jan", DiffChar, DiffChar},
-        {L"Jon", L"Jon", DiffChar, Unequal},
-        {L"J", L"K", DiffChar, Unequal},
-        {L"Ann", L"ANNE-marie", StartWith, StartWith},
-        {L"", L"Anne", StartWith, Unequal},
-        {L"", L"A", MissChar, Unequal},
-        {L"+1 (555) 123-4567", L"555-123-4567", Last7Digits, Last7Digits},
-        {L"12", L"+49 12", Last7Digits, Unequal},
-        {L"555 123 456", L"555-1234-56", Last7Digits, Last7Digits},
-        {L"123 456", L"123 4567", Last7Digits1Miss, Last7Digits1Miss},
-        {L"123 4567", L"123 4568", Last7DigitsAnyMethod, Last7Digits1Diff},
-        {L"123 4567", L"123 456", Last7DigitsAnyMethod, Last7Digits1Miss},
-        {L"extension", L"EXTENSION", Last7DigitsAnyMethod, Last7Digits},
-        {L"office", L"offices", Last7Digits1Miss, Last7Digits1Miss},  // no digits: the texts themselves
-        {L"x1", L"y1", Last7Digits1Diff, Last7Digits1Diff},           // too few digits: the texts themselves
-        {L"x11", L"y11", Last7Digits1Diff, Unequal},                  // the digits are the same
-        {L"HTTP://WWW.example.org/", L"example.org", HttpUrlCompare, HttpUrlCompare},
-        {L" http:\\\\example.org\\a\\ ", L"www.example.org/A//", HttpUrlCompare, HttpUrlCompare},
-        {L"https://example.org", L"example.org", HttpUrlCompare, Unequal},
-        {L"http://", L"http://www.", HttpUrlCompare, Unequal},
-        {L"www.http://example.org", L"http://example.org", HttpUrlCompare, Unequal},  // one prefix only
-    };
-    for (const auto& c : kCases)
-        EXPECT_EQ(Match(c.a, c.b, c.method), c.matched)
-            << Show(c.a) << " and " << Show(c.b) << ", " << c.method;
-}
-
 TEST(TextMatch, WithoutAMatchTheMethodAskedForIsGivenBack) {
     for (int method = Exact; method <= HttpUrlCompare; ++method) {
         ECompareMethod matched = Unequal;

@@ -14,18 +14,6 @@ namespace {
 
 class Reading : public MailboxTest {};
 
-TEST_F(Reading, MissingPropertyIsAnErrorValue) {
-    ComPtr<IMessage> message = Open(Inbox().Item().Subject(L"x"));
-    CapturedLog log;
-    SPropValue* raw = nullptr;
-    ASSERT_EQ(Quorvel_GetPropValue(message.Get(), static_cast<long>(PR_COMPANY_NAME_W), &raw),
-              MAPI_W_ERRORS_RETURNED);
-    const MapiBuffer<SPropValue> value(raw);
-    EXPECT_EQ(value->ulPropTag, PROP_TAG(PT_ERROR, PROP_ID(PR_COMPANY_NAME_W)));
-    EXPECT_EQ(value->Value.err, MAPI_E_NOT_FOUND);
-    EXPECT_EQ(log.Lines(), LogLines());
-}
-
 TEST_F(Reading, FewerValuesThanTagsIsAWarning) {
     ComPtr<IMessage> message = Open(Inbox().Item().Subject(L"x"));
     TagList tags(PR_SUBJECT_W, PR_ENTRYID, PR_BODY_W);

@@ -47,24 +47,6 @@ TEST(Logon, FlagsAndOrderOfCalls) {
     }
 }
 
-TEST_F(Sessions, LogoffMakesItsThreeCallsWhateverFails) {
-    for (const bool failing : {false, true}) {
-        IMAPISession* session = nullptr;
-        ASSERT_EQ(Quorvel_Logon(&session, 1, 0), S_OK);
-        CapturedLog log;
-        mailbox::calls::Record();
-        if (failing) mailbox::calls::FailNth("IMAPISession::Logoff", 1, MAPI_E_BUSY);
-        EXPECT_EQ(Quorvel_Logoff(session), failing ? MAPI_E_BUSY : S_OK);
-        EXPECT_EQ(mailbox::calls::Recorded(),
-                  (std::vector<std::string>{"IMAPISession::Logoff", "MAPIUninitialize"}));
-        EXPECT_EQ(log.Lines(),
-                  failing ? LogLines({{sevError, "Quorvel_Logoff", "lpSession->Logoff return 0x8004010b\n"}})
-                          : LogLines());
-        mailbox::calls::Reset();
-        EXPECT_EQ(mailbox::WhatIsAlive().objects, 0) << mailbox::DescribeAlive();
-    }
-}
-
 // Identifiers that name nothing: the platform's result, one line with the text as it was given, the output
 // untouched.
 TEST_F(Sessions, OpensOnlyWhatIsThere) {
