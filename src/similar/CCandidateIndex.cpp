@@ -35,6 +35,8 @@ constexpr size_t kHalf = 24;
 constexpr size_t kShort = 2 * (kHalf + CUnitWeights::kMostWeights);
 /// A phone number with more digits is never compared as a whole but for being equal.
 constexpr size_t kDigitsOfWhole = 2;
+/// Keys of a contact whose values are all new.
+constexpr size_t kUsualTags = 128;
 /// Fewer contacts that are no more are not worth the renewing.
 constexpr unsigned kFewRetired = 1000;
 
@@ -191,37 +193,38 @@ bool CCandidateIndex::IsWorn() const {
 
 // ---- Filing ----
 
-void CCandidateIndex::Prepare(const TItemProps& contact, const CUnitWeights& weights) {
-    m_prepared = {};
-    m_prepared.number = static_cast<unsigned>(m_marks.size());
-    m_held.clear();
-    m_newValues.clear();
-    m_newTags.clear();
-    for (const TKeyedField& keyed : m_fields) PrepareField(keyed, contact, weights);
-    ReserveRoom();
+CCandidateIndex::TKeys CCandidateIndex::Prepare(const TItemProps& contact, const CUnitWeights& weights) {
+    TKeys keys;
+    keys.indexed.number = static_cast<unsigned>(m_marks.size());
+    keys.held.reserve(m_fields.size());
+    keys.newValues.reserve(m_fields.size());
+    keys.newTags.reserve(kUsualTags);
+    for (const TKeyedField& keyed : m_fields) PrepareField(keyed, contact, weights, keys);
+    ReserveRoom(keys);
+    return keys;
 }
 
 void CCandidateIndex::PrepareField(const TKeyedField& keyed, const TItemProps& contact,
-                                   const CUnitWeights& weights) {
+                                   const CUnitWeights& weights, TKeys& keys) const {
     if (keyed.keys == keysOfDay) {
-        PrepareDay(keyed, contact.values[keyed.field]);
+        PrepareDay(keyed, contact.values[keyed.field], keys);
         return;
     }
     if (contact.IsOfWrongType(keyed.field)) {
-        m_prepared.always = true;
+        keys.indexed.always = true;
         return;
     }
     const TFieldText& text = contact.Text(keyed.field);
     if (text.IsEmpty()) return;
-    if (keyed.field == m_nFirstName) m_prepared.hasFirstName = true;
-    if (keyed.field == m_nLastName) m_prepared.hasLastName = true;
+    if (keyed.field == m_nFirstName) keys.indexed.hasFirstName = true;
+    if (keyed.field == m_nLastName) keys.indexed.hasLastName = true;
     const auto prepareKey = [&](const TText& of, ERole role) {
         if (of.key == 0)
-            m_prepared.always = true;
+            keys.indexed.always = true;
         else
-            PrepareTag(keyed, Tag(keyed.space, role, of.key));
+            PrepareTag(keyed, Tag(keyed.space, role, of.key), keys);
     };
-    const auto prepareUnits = [&](const TText& of) { PrepareUnits(keyed, of, weights); };
+    const auto prepareUnits = [&](const TText& of) { PrepareUnits(keyed, of, weights, keys); };
     switch (keyed.keys) {
         case keysOfUnits:
             prepareUnits(text.whole);
@@ -238,51 +241,52 @@ void CCandidateIndex::PrepareField(const TKeyedField& keyed, const TItemProps& c
     }
 }
 
-void CCandidateIndex::PrepareDay(const TKeyedField& keyed, const SPropValue& value) {
+void CCandidateIndex::PrepareDay(const TKeyedField& keyed, const SPropValue& value, TKeys& keys) const {
     const ULONG type = PROP_TYPE(value.ulPropTag);
     if (type == PT_ERROR) return;
     TDate date{};
     if (type != PT_SYSTIME || MayHaveNoDate(value.Value.ft) || !ToDate(value.Value.ft, &date)) {
-        m_prepared.always = true;
+        keys.indexed.always = true;
         return;
     }
-    if (MayBePlaceholder(value.Value.ft)) m_prepared.placeholder = true;
+    if (MayBePlaceholder(value.Value.ft)) keys.indexed.placeholder = true;
     if (!PlaceholderOf(date, value.Value.ft))
-        PrepareTag(keyed, Tag(keyed.space, roleDay, static_cast<uint64_t>(DayOf(value.Value.ft))));
+        PrepareTag(keyed, Tag(keyed.space, roleDay, static_cast<uint64_t>(DayOf(value.Value.ft))), keys);
 }
 
 /// A value that has one key.
-void CCandidateIndex::PrepareTag(const TKeyedField& keyed, TTag tag) {
+void CCandidateIndex::PrepareTag(const TKeyedField& keyed, TTag tag, TKeys& keys) const {
     if (const unsigned value = Find(tag, nullptr, keyed.space); value != kNone) {
-        m_held.push_back(value);
+        keys.held.push_back(value);
         return;
     }
-    m_newValues.push_back({nullptr, static_cast<uint16_t>(keyed.space), 1});
-    m_newTags.push_back(tag);
+    keys.newValues.push_back({nullptr, static_cast<uint16_t>(keyed.space), 1});
+    keys.newTags.push_back(tag);
 }
 
-void CCandidateIndex::PrepareUnits(const TKeyedField& keyed, const TText& text, const CUnitWeights& weights) {
+void CCandidateIndex::PrepareUnits(const TKeyedField& keyed, const TText& text, const CUnitWeights& weights,
+                                   TKeys& keys) const {
     if (!text.byUnits) {
-        m_prepared.always = true;
+        keys.indexed.always = true;
         return;
     }
     const bool isKnown = IsKnownByUnits(text);
     const TTag textTag = isKnown ? TextTag(keyed.space, text) : 0;
     if (isKnown) {
         if (const unsigned value = Find(textTag, &text, keyed.space); value != kNone) {
-            m_held.push_back(value);
+            keys.held.push_back(value);
             return;
         }
     }
-    const size_t before = m_newTags.size();
-    if (isKnown) m_newTags.push_back(textTag);
+    const size_t before = keys.newTags.size();
+    if (isKnown) keys.newTags.push_back(textTag);
     ForEachKey(text, keyed.hasBeginnings, weights, [&](ERole role, uint64_t hash) {
         const TTag tag = Tag(keyed.space, role, hash);
         // Without either of two equal units in a row a text is the same.
-        if (m_newTags.size() == before || m_newTags.back() != tag) m_newTags.push_back(tag);
+        if (keys.newTags.size() == before || keys.newTags.back() != tag) keys.newTags.push_back(tag);
     });
-    m_newValues.push_back(
-        {isKnown ? &text : nullptr, static_cast<uint16_t>(keyed.space), m_newTags.size() - before});
+    keys.newValues.push_back(
+        {isKnown ? &text : nullptr, static_cast<uint16_t>(keyed.space), keys.newTags.size() - before});
 }
 
 /// The value of this tag: of this text, or whatever has the tag.
@@ -303,14 +307,14 @@ unsigned CCandidateIndex::Head(TTag tag) const {
     return m_heads.empty() ? kNone : m_heads[tag & (m_heads.size() - 1)];
 }
 
-void CCandidateIndex::ReserveRoom() {
+void CCandidateIndex::ReserveRoom(const TKeys& keys) {
     size_t units = 0;
-    for (const TNewValue& value : m_newValues) units += value.text ? value.text->length : 0;
-    base::MakeRoom(m_values, m_values.size() + m_newValues.size());
-    base::MakeRoom(m_holders, m_holders.size() + m_held.size() + m_newValues.size());
+    for (const TNewValue& value : keys.newValues) units += value.text ? value.text->length : 0;
+    base::MakeRoom(m_values, m_values.size() + keys.newValues.size());
+    base::MakeRoom(m_holders, m_holders.size() + keys.held.size() + keys.newValues.size());
     base::MakeRoom(m_texts, m_texts.size() + units);
     base::MakeRoom(m_marks, m_marks.size() + 1);
-    const size_t postings = m_postings.size() + m_newTags.size();
+    const size_t postings = m_postings.size() + keys.newTags.size();
     base::MakeRoom(m_postings, postings);
     if (postings <= m_heads.size()) return;
     std::vector<unsigned> heads(std::bit_ceil(postings), kNone);
@@ -321,12 +325,12 @@ void CCandidateIndex::ReserveRoom() {
     m_heads.swap(heads);
 }
 
-TIndexed CCandidateIndex::File() {
-    m_marks.push_back(
-        {0, m_prepared.always, m_prepared.placeholder, m_prepared.hasFirstName, m_prepared.hasLastName, 0});
-    for (const unsigned value : m_held) Hold(value);
+TIndexed CCandidateIndex::File(const TKeys& keys) {
+    m_marks.push_back({0, keys.indexed.always, keys.indexed.placeholder, keys.indexed.hasFirstName,
+                       keys.indexed.hasLastName, 0});
+    for (const unsigned value : keys.held) Hold(keys.indexed.number, value);
     size_t tag = 0;
-    for (const TNewValue& added : m_newValues) {
+    for (const TNewValue& added : keys.newValues) {
         const auto value = static_cast<unsigned>(m_values.size());
         TValue filed{kNone, 0, kNone, 0, added.space};
         if (added.text) {
@@ -336,19 +340,18 @@ TIndexed CCandidateIndex::File() {
         }
         m_values.push_back(filed);
         for (size_t i = 0; i < added.tags; ++i, ++tag) {
-            unsigned& head = m_heads[m_newTags[tag] & (m_heads.size() - 1)];
+            unsigned& head = m_heads[keys.newTags[tag] & (m_heads.size() - 1)];
             const auto at = static_cast<unsigned>(m_postings.size());
-            m_postings.push_back({m_newTags[tag], value, std::exchange(head, at)});
+            m_postings.push_back({keys.newTags[tag], value, std::exchange(head, at)});
         }
-        Hold(value);
+        Hold(keys.indexed.number, value);
     }
-    return m_prepared;
+    return keys.indexed;
 }
 
-/// The contact filed last holds a value.
-void CCandidateIndex::Hold(unsigned value) {
+void CCandidateIndex::Hold(unsigned contact, unsigned value) {
     const auto at = static_cast<unsigned>(m_holders.size());
-    m_holders.push_back({m_prepared.number, std::exchange(m_values[value].holders, at)});
+    m_holders.push_back({contact, std::exchange(m_values[value].holders, at)});
 }
 
 // ---- Collecting ----

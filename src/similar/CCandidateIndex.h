@@ -44,14 +44,29 @@
 namespace similar {
 
 class CCandidateIndex {
+    using TTag = uint32_t;
+    struct TNewValue {
+        const TText* text;  // null where none is kept
+        uint16_t space;
+        size_t tags;  // how many of the new tags are its own
+    };
+
   public:
+    /// What a contact is to be filed under. Refers to its texts.
+    struct TKeys {
+        TIndexed indexed;
+        std::vector<unsigned> held;  // values that are known already
+        std::vector<TNewValue> newValues;
+        std::vector<TTag> newTags;
+    };
+
     void Create(const TContactFields& fields, const TRuleTables& tables);
 
-    /// Works out the keys of a contact whose texts are prepared, and makes room for it. Exhausted memory throws,
+    /// Works out the keys of a contact whose texts are prepared, and makes room for them. Exhausted memory throws,
     /// and nobody sees a difference.
-    void Prepare(const TItemProps& contact, const CUnitWeights& weights);
-    /// Files the contact that was prepared last, and gives what to keep at it. Cannot fail.
-    TIndexed File();
+    TKeys Prepare(const TItemProps& contact, const CUnitWeights& weights);
+    /// Files a contact under the keys that were prepared last, and gives what to keep at it. Cannot fail.
+    TIndexed File(const TKeys& keys);
     /// A filed contact is no more.
     void Retire() { ++m_nRetired; }
     /// Most of what is filed is no more: filing the others in a new index costs less than looking it all through.
@@ -65,7 +80,6 @@ class CCandidateIndex {
     bool IsCandidate(const TItemProps& searchBy, unsigned checked) const;
 
   private:
-    using TTag = uint32_t;
     static constexpr unsigned kNone = ~0u;
     enum EKeys : uint8_t { keysOfText, keysOfUrl, keysOfUnits, keysOfPhone, keysOfDay };
 
@@ -102,20 +116,17 @@ class CCandidateIndex {
         bool hasLastName = false;
         TFieldSet fields = 0;
     };
-    struct TNewValue {
-        const TText* text;  // null where none is kept
-        uint16_t space;
-        size_t tags;  // how many of m_newTags are its own
-    };
 
-    void PrepareField(const TKeyedField& keyed, const TItemProps& contact, const CUnitWeights& weights);
-    void PrepareDay(const TKeyedField& keyed, const SPropValue& value);
-    void PrepareTag(const TKeyedField& keyed, TTag tag);
-    void PrepareUnits(const TKeyedField& keyed, const TText& text, const CUnitWeights& weights);
+    void PrepareField(const TKeyedField& keyed, const TItemProps& contact, const CUnitWeights& weights,
+                      TKeys& keys) const;
+    void PrepareDay(const TKeyedField& keyed, const SPropValue& value, TKeys& keys) const;
+    void PrepareTag(const TKeyedField& keyed, TTag tag, TKeys& keys) const;
+    void PrepareUnits(const TKeyedField& keyed, const TText& text, const CUnitWeights& weights,
+                      TKeys& keys) const;
     unsigned Find(TTag tag, const TText* text, int space) const;
     unsigned Head(TTag tag) const;
-    void ReserveRoom();
-    void Hold(unsigned value);
+    void ReserveRoom(const TKeys& keys);
+    void Hold(unsigned contact, unsigned value);
 
     void CollectField(const TKeyedField& keyed, const TItemProps& searchBy, const CUnitWeights& weights);
     void CollectUnits(const TKeyedField& keyed, const TText& text, const CUnitWeights& weights);
@@ -134,12 +145,6 @@ class CCandidateIndex {
     std::vector<wchar_t> m_texts;
     std::vector<TMark> m_marks;  // by number
     unsigned m_nRetired = 0;
-
-    // The contact that is prepared
-    TIndexed m_prepared;
-    std::vector<unsigned> m_held;  // values that are known already
-    std::vector<TNewValue> m_newValues;
-    std::vector<TTag> m_newTags;
 
     unsigned m_nCollection = 0;
     unsigned m_nCollected = 0;  // contacts filed by then

@@ -6,7 +6,6 @@
 #include "base/ticks.h"
 
 namespace similar {
-
 CContactCache::CContactCache(const TContactFields& fields, const TRuleTables& rules)
     : m_fields(fields), m_rules(rules) {
     m_index.Create(fields, rules);
@@ -23,14 +22,14 @@ TItemProps* CContactCache::Add(TRecord record) {
     TItemProps& props = record.mapped();
     props.PrepareTexts(m_fields, &m_weights);
     PrepareRoom(props.entryId);
-    m_index.Prepare(props, m_weights);
+    const CCandidateIndex::TKeys keys = m_index.Prepare(props, m_weights);
 
     // From here on nothing can fail. An older version goes; or, since the host may have been called while the
     // platform read, one that it has cached by itself.
     const bool isSearchBy = m_pSearchBy && m_pSearchBy->entryId == props.entryId;
     Forget(props.entryId);
     m_contacts.insert(std::move(record));
-    props.indexed = m_index.File();
+    props.indexed = m_index.File(keys);
     m_known.push_back({&props, m_entryIds.size(), props.AllFilled()});
     const char* const entryId = props.entryId.c_str();
     m_entryIds.insert(m_entryIds.end(), entryId, entryId + props.entryId.size() + 1);
@@ -95,8 +94,7 @@ void CContactCache::RenewIndex() {
     std::vector<char> entryIds;
     renewed.Create(m_fields, m_rules);
     for (auto& [id, props] : m_contacts) {
-        renewed.Prepare(props, m_weights);
-        renewed.File();
+        renewed.File(renewed.Prepare(props, m_weights));
         known.push_back({&props, entryIds.size(), props.AllFilled()});
         entryIds.insert(entryIds.end(), id.c_str(), id.c_str() + id.size() + 1);
     }
