@@ -11,7 +11,7 @@ CContactCache::CContactCache(const TContactFields& fields, const TRuleTables& ru
     m_index.Create(fields, rules);
 }
 
-CContactCache::TRecord CContactCache::NewRecord(TItemInfo info, TPlainValues plain) {
+CContactCache::TRecord CContactCache::NewRecord(TItemInfo&& info, TPlainValues&& plain) {
     TContacts aside(&m_memory);
     std::pmr::string key(info.entryId, &m_memory);
     aside.try_emplace(std::move(key), std::move(info), std::move(plain));

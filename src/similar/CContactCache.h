@@ -39,7 +39,7 @@ class CContactCache {
 
     /// For what records are made of.
     std::pmr::memory_resource* Memory() { return &m_memory; }
-    TRecord NewRecord(TItemInfo info, TPlainValues plain);
+    TRecord NewRecord(TItemInfo&& info, TPlainValues&& plain);
     /// Takes a complete record: prepares its texts, files it, and only then lets go of an older version, whose place it
     /// takes as the contact that is searched by, too.
     TItemProps* Add(TRecord record);
