@@ -3,9 +3,9 @@
 // value is empty. An item that a comparator could not place is neither.
 //
 // The node of a value is found by a hash where one respects the comparison (most values: texts, times, small
-// numbers), and the tree is owed its way down: matching asks for nodes alone. As soon as a value comes that
-// has no such hash, or an item is taken out, the tree is settled and every value goes its way through it. A
-// stream that begins as another one does and goes on otherwise is found by a hash of the whole.
+// numbers), and its way down the tree is put off (CSortTree.h says what that is): matching asks for nodes alone. As
+// soon as a value comes that has no such hash, or an item is taken out, the tree is settled and every value goes its
+// way through it. A stream that begins as another one does and goes on otherwise is found by a hash of the whole.
 //
 // An item is filed in two steps: the first finds where it belongs and changes nothing, the second cannot fail.
 //

@@ -21,8 +21,8 @@ class CMultiPtrTree {
     };
     /// Makes room, so that filing so many sub-values of an item cannot fail.
     void MakeRoomFor(uint32_t item, size_t count);
-    /// Files a sub-value whose node is known, NodeLimit() for one that needs a node of its own, without
-    /// comparing: Settle makes up for that.
+    /// Files a sub-value whose node is known, NodeLimit() for one that needs a node of its own; its way down is owed
+    /// (see CSortTree.h).
     void FileKnown(uint32_t item, uint32_t mask, uint32_t node) noexcept {
         m_owed.push_back(node);
         m_tree.Owe(node);

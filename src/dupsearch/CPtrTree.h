@@ -3,7 +3,8 @@
 //
 // Items are known by their number in order of addition (nIndex). The tree owns no values: the comparator
 // knows the new item, and what belongs to a node (its first item's value) is kept by the tree's user under
-// the node's number. After FileKnown, only NodeOf, FirstOf and FindEquals answer before Settle.
+// the node's number. NodeOf, FirstOf and FindEquals are right while the tree is owed something (see CSortTree.h);
+// all else waits for Settle.
 
 #include <vector>
 
@@ -24,8 +25,8 @@ class CPtrTree {
     }
     /// Files an item added after all that are filed at the place found; one without a node stays unfiled.
     void File(uint32_t item, const CSortTree::TPlace& place) noexcept;
-    /// The same for an item whose node is known, NodeLimit() for one that needs a node of its own, without
-    /// comparing: Settle makes up for that.
+    /// The same for an item whose node is known, NodeLimit() for one that needs a node of its own; its way down is
+    /// owed.
     void FileKnown(uint32_t item, uint32_t node) noexcept {
         m_tree.Owe(node);
         Append(node, item);

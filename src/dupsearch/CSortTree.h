@@ -10,8 +10,14 @@
 // is the node at (lo + hi) / 2. Nodes made since the last rebuild hang below it by links, so that a rebuild
 // puts only these in their place, which keeps ascending values (a rebuild every few insertions) cheap.
 //
-// A caller that knows without comparing which node a value belongs to, or that it belongs to none, gets the
-// node at once and owes the tree the value's way down: shape and counters do not tell of it before Settle.
+// What is put off: who knows a value's node by a hash, or that it needs one of its own, takes the node at once (Owe).
+// Which node holds what is right from then on; the value's way down is owed, and with it the links of a new node, the
+// counters and the rebuilds.
+//
+// When it is made up for: Settle sends what is owed down the tree, in the order in which it came, with every
+// comparison that was left out; shape and counters are then what they would be had nothing been put off. It is called
+// where these are used, and nowhere else: for a value that only the tree can place, when an item is taken out, and
+// when the statistics are asked for (all of it in CCmpData). Where it says "nothing may be owed", call it first.
 //
 // Nodes are numbered in order of their making; the numbers stay, and what is filed under a node is its
 // owner's. A comparator is int(node, bool& error): the value being placed against the node's; negative: it
