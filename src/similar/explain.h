@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include "similar/verdict.h"
+#include "similar/TCmpData.h"
+#include "similar/TVerdict.h"
+#include "similar/rules.h"
 
 namespace similar {
 
