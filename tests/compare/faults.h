@@ -3,10 +3,6 @@
 
 #include "mailbox/Platform.h"
 
-/// The nth call of a method from now on fails; perform: after it was carried out, outputs included.
-inline void FailCall(const char* method, unsigned nth, bool perform) {
-    mailbox::calls::Fail({.method = method, .nth = nth, .perform = perform});
-}
 /// The next read of a property fails.
 inline void FailRead(ULONG tag) {
     mailbox::calls::Fail({.method = "IMAPIProp::GetProps", .tag = tag});

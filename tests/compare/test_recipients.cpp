@@ -86,23 +86,6 @@ TEST(Recipients, NormalisesANameAndItsEmail) {
     }
 }
 
-TEST(Recipients, SortByTypeThenNameThenEmail) {
-    const std::vector<Person> sorted = {
-        {L"z", L"", 0xFFFFFFFF}, {L"", L"b@x", MAPI_TO}, {L"a", L"a@x", MAPI_TO}, {L"A", L"b@x", MAPI_TO},
-        {L"b", L"", MAPI_TO},    {L"a", L"", MAPI_CC},   {L"a", L"", MAPI_BCC}};
-    std::vector<size_t> order = {0, 1, 2, 3, 4, 5, 6};
-    do {
-        std::vector<Person> people;
-        for (const size_t i : order) people.push_back(sorted[i]);
-        List list(people);
-        ASSERT_EQ(NormalizeRecipients(list.Get()), people != sorted);
-        ASSERT_EQ(list.People(), sorted);
-    } while (std::next_permutation(order.begin(), order.end()));
-    List ties({{L"x", L""}, {L"B", L"", MAPI_TO}, {L"b", L"", MAPI_TO}, {L"a", L""}});
-    NormalizeRecipients(ties.Get());
-    EXPECT_EQ(ties.Text(), L"(count=4) { {\"a\",\"\",1}, {\"B\",\"\",1}, {\"b\",\"\",1}, {\"x\",\"\",1} }");
-}
-
 // Equal recipients are told apart by their case: they end where a selection sort puts them.
 TEST(Recipients, ManySortAsASelectionSortDoes) {
     std::mt19937 random(11);

@@ -48,12 +48,6 @@ class Module : public testing::Test {
     HMODULE m_module = nullptr;
 };
 
-TEST_F(Module, CompatibleCode) {
-    auto* code = Find<int()>("Quorvel_GetCompatibleCode");
-    EXPECT_EQ(code(), 4);
-    EXPECT_EQ(code(), 4);
-}
-
 TEST_F(Module, DeleteOfNullLeavesItsTraceOnly) {
     struct Case {
         const char* name;

@@ -98,11 +98,6 @@ class Times(unittest.TestCase):
         calendar("DTSTART;TZID=Own:20240115T140000", before=rushed, report=report)
         self.assertIn("no known time zone 'Own'", report.problems[0][1])
 
-    def test_components_within_components_without_end(self) -> None:
-        report = Report()
-        read_calendar(b"BEGIN:VCALENDAR\n" * 5000, "deep.ics", report, BERLIN)
-        self.assertIn("nested too deep", " ".join(text for _, text in report.problems))
-
     def test_a_zone_of_one_file_does_not_reach_the_next(self) -> None:
         line = "DTSTART;TZID=Own:20240115T140000"
         calendar(line, before=ZONE.replace("\n", "\r\n"))

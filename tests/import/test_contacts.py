@@ -149,11 +149,6 @@ class Files(unittest.TestCase):
                 self.assertEqual([by_key(item.values).get(DISPLAY_NAME) for item in items], names)
                 self.assertEqual(len(report.problems), problems, report.problems)
 
-    def test_a_megabyte_of_one_property_takes_no_time_worth_mentioning(self) -> None:
-        photo = "\n ".join(["QUJD" * 18] * 30_000)
-        (item,) = read_contacts(f"BEGIN:VCARD\nPHOTO;ENCODING=b:{photo}\nEND:VCARD\n".encode(), "x.vcf", Report())
-        self.assertEqual(len(item.attachments[0].data), 30_000 * 54)
-
 
 class AgainstAnotherReader(unittest.TestCase):
     """The vobject library reads cards its own way; names, companies, notes and addresses must come out the same."""

@@ -201,12 +201,6 @@ class Bodies(unittest.TestCase):
             assert item.attachments[0].item is not None
             item = item.attachments[0].item
 
-    def test_parts_within_parts_without_end(self) -> None:
-        text = "".join(f"Content-Type: multipart/mixed; boundary=b{n}\r\n\r\n--b{n}\r\n" for n in range(3000))
-        report = Report()
-        item = read_mail(text.encode(), "deep.eml", report)
-        self.assertTrue(item is not None or report.problems)
-
     def test_attachment_names(self) -> None:
         table = [
             ('Content-Disposition: attachment; filename="../../etc/pass.txt"', "pass.txt", "pass.txt", ".txt"),

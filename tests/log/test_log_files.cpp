@@ -271,10 +271,4 @@ TEST_F(LogBadPaths, FileHeldByAnotherProgramLosesNothing) {
     EXPECT_EQ(ParseLog(now.substr(content.size())), (LogLines{{sevError, "T", "afterwards\n"}}));
 }
 
-TEST(LogFileSize, OfFilesAndOfWhatIsNone) {
-    TemporaryFolder folder;
-    WriteWholeFile(folder.File("five"), "12345");
-    EXPECT_EQ(LogFileSize(folder.File("five").c_str()), 5u);
-    EXPECT_EQ(LogFileSize(folder.File("missing").c_str()), 0u);
-}
 }  // namespace
