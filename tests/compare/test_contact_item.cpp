@@ -112,20 +112,4 @@ TEST_F(ContactItem, SmtpEmailIsThatOfTheEntryBehindIt) {
     EXPECT_TRUE(log.Lines()[0].text.ends_with(", EntryID=\"01AB\"\n")) << log.Lines()[0];
 }
 
-TEST_F(ContactItem, SmtpEmailUnderEveryFaultIsAnAddressOrNothing) {
-    mailbox::Properties entry;
-    const std::string id = AddAddress(entry.Text(PR_DISPLAY_NAME_W, L"Bare"));
-    TestItem contact = Inbox().Item(L"IPM.Contact");
-    contact.NamedBinary(kSetAddress, 0x8095, id);
-    const ComPtr<IMessage> item = Open(contact);
-    const ComPtr<IAddrBook> book = AddressBook();
-    SweepFaults([&](auto arm) {
-        arm();
-        MapiBuffer<SPropValue> value;
-        const HRESULT hr = ContactItem_SmtpEmail(book.Get(), item.Get(), 2, true, Out(value));
-        EXPECT_EQ(hr == S_OK, mailbox::calls::Struck() == 0);
-        EXPECT_EQ(value != nullptr, hr == S_OK);
-    });
-}
-
 }  // namespace

@@ -102,18 +102,6 @@ class Mapping(unittest.TestCase):
                          ("ContactPicture.jpg", True, "image/png"))  # fmt: skip
         self.assertIs(by_key(item.values)[f"{ADDRESS}:0x8015:000B"], True)
 
-    def test_the_full_sample_fills_every_field(self) -> None:
-        (item,) = read_contacts((SAMPLES / "Contacts" / "ines-okafor.vcf").read_bytes(), "ines", Report())
-        values = by_key(item.values)
-        tags = """3A45 3A06 3A44 3A11 3A5D 3A63 3A2E 3A24 3A08 3A1B 3A02 3A1E 3A57 3A25 3A09 3A2F 3A2D 3A1C 3A23 3A1F
-            3A21 3A1A 3A1D 3A2C 3A4B 3A00 3A30 3A16 3A4A 3A18 3A4C 3A07 3A43 3A17 3A0C 3A0D 3A4E 3A4F 3A19 3A10 3A50
-            3A46 3A47 3A48 3A51 3A49 3A59 3A5A 3A5B 3A5E 3A5C 3A15 3A5F 3A60 3A61 3A62""".split()
-        numbers = """8045 8083 8093 80A3 8062 80D8 804F 8050 8051 8052 802B 801A 801B 801C 8046 8047 8048 8049
-            8005""".split()
-        wanted = [f"{number}001F" for number in tags] + [f"{ADDRESS}:0x{number}:001F" for number in numbers]
-        wanted += ["3A410040", "3A420040", "3A58101F", KEYWORDS, f"{COMMON}:0x8534:001F", f"{COMMON}:0x8535:001F", BODY]
-        self.assertEqual([key for key in wanted if key not in values], [])
-
 
 class Files(unittest.TestCase):
     def test_files_in_other_encodings(self) -> None:

@@ -47,6 +47,16 @@ TEST(Logon, FlagsAndOrderOfCalls) {
     }
 }
 
+TEST_F(Sessions, LogoffEndsAllThatALogonBegan) {
+    IMAPISession* session = nullptr;
+    ASSERT_EQ(Quorvel_Logon(&session, 1, 0), S_OK);
+    mailbox::calls::Record();
+    mailbox::calls::FailNth("IMAPISession::Logoff", 1, MAPI_E_BUSY);
+    EXPECT_EQ(Quorvel_Logoff(session), MAPI_E_BUSY);
+    EXPECT_EQ(mailbox::calls::Recorded(),
+              (std::vector<std::string>{"IMAPISession::Logoff", "MAPIUninitialize"}));
+}
+
 // Identifiers that name nothing: the platform's result, one line with the text as it was given, the output
 // untouched.
 TEST_F(Sessions, OpensOnlyWhatIsThere) {
