@@ -47,6 +47,7 @@ struct TTurn {
     const PlannedGroup* group;
     const PlannedItem* item;
     TLook look;
+    std::string kept{};  // identity of the copy that is kept
     size_t round = 0;
 };
 
@@ -90,11 +91,31 @@ std::vector<TTurn> LookAtAll(CPlanCheck& check, const TPlan& plan, Progress& pro
         for (const PlannedItem& item : group.duplicates) {
             if (item.fate != EFate::Move) continue;
             turns.push_back({&group, &item, LookAt(check, plan, group, item)});
+            turns.back().kept = keep.identity;
             if (!keep.why.empty()) turns.back().look.why = "stays: the copy that is kept " + keep.why;
         }
     }
     CheckDisjoint(kept, turns);
     return turns;
+}
+
+// Whether the copy that is kept takes values of this duplicate.
+bool IsGiving(const PlannedItem& item) {
+    return std::ranges::any_of(item.losses, IsTaken);
+}
+
+// Once a group has completed its kept copy, that is not what another group keeps any more: what the other one would
+// move stays.
+void LeaveWhatAnotherGroupCompletes(std::vector<TTurn>& turns) {
+    std::map<std::string, const PlannedGroup*> completed;  // by the kept copy
+    for (TTurn& turn : turns) {
+        if (!turn.look.why.empty()) continue;
+        const auto known = completed.find(turn.kept);
+        if (known != completed.end() && known->second != turn.group)
+            turn.look.why = "stays: another group completes the copy that is kept; scan again afterwards";
+        else if (IsGiving(*turn.item))
+            completed.emplace(turn.kept, turn.group);
+    }
 }
 
 // Those that may be moved; all others are named.
@@ -106,6 +127,7 @@ std::vector<TTurn> Movable(CPlanCheck& check, const TPlan& plan, TMoved& result,
         TTurn& turn = turns[i];
         if (turn.look.why.empty()) turn.look.why = check.WhyNot(*turn.group, *turn.item, false);
     }
+    if (plan.isMerging) LeaveWhatAnotherGroupCompletes(turns);
     progress.Clear();
     for (const PlannedGroup& group : plan.groups) {
         for (const PlannedItem& item : group.duplicates) {
@@ -302,11 +324,8 @@ std::string CMoving::WhyNotNow(const TTurn& turn, const TCompletedGroup* complet
 
 // Once for each group, when the first of its duplicates has its turn.
 void CMoving::Complete(const TTurn& turn) {
-    const bool isTaken = std::ranges::any_of(turn.group->duplicates, [](const PlannedItem& item) {
-        return std::ranges::any_of(item.losses, IsTaken);
-    });
     const auto [found, isNew] = m_completed.try_emplace(turn.group);
-    if (!isNew || !isTaken) return;
+    if (!isNew || std::ranges::none_of(turn.group->duplicates, IsGiving)) return;
     TCompletedGroup& completed = found->second;
     std::vector<const PlannedItem*> duplicates;
     for (const TTurn* other : m_turns[turn.group]) {
@@ -402,7 +421,7 @@ namespace {
 size_t SayCompletions(const TPlan& plan, const std::vector<TTurn>& turns) {
     std::set<const PlannedItem*> moving;
     for (const TTurn& turn : turns) {
-        if (std::ranges::any_of(turn.item->losses, IsTaken)) moving.insert(turn.item);
+        if (IsGiving(*turn.item)) moving.insert(turn.item);
     }
     size_t count = 0;
     for (const PlannedGroup& group : plan.groups) {

@@ -1,8 +1,10 @@
 #include "host/clean_plan.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 
 #include <nlohmann/json.hpp>
 
@@ -33,10 +35,16 @@ struct TNoChoice : Failure {
 
 }  // namespace
 
+unsigned CountFrom(const json& number) {
+    const auto count = number.is_number_unsigned() ? number.get<std::uint64_t>() : 0;
+    if (count == 0 || count > std::numeric_limits<unsigned>::max()) throw std::out_of_range("number");
+    return static_cast<unsigned>(count);
+}
+
 PlannedItem PlannedItemFrom(const json& object) {
     PlannedItem item;
     item.folder = OneLine(object.at("folder").get<std::string>()) + "#" +
-                  std::to_string(object.at("number").get<unsigned>());
+                  std::to_string(CountFrom(object.at("number")));
     item.title = OneLine(object.at("title").get<std::string>());
     item.modified = object.at("modified").get<std::string>();
     item.entryId = IdOf(object, "entryId");

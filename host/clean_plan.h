@@ -62,6 +62,8 @@ TPlan PlanOf(const ScanResult& result);
 /// Reads a JSON report, or decisions (decisions.h); throws Failure.
 TPlan PlanFromFile(const std::string& path);
 
+/// A number from 1, and no other value that could be taken for one. Throws as PlannedItemFrom does.
+unsigned CountFrom(const nlohmann::json& number);
 /// What a file says of an item, whatever becomes of it. Throws an exception of the standard library for anything else.
 PlannedItem PlannedItemFrom(const nlohmann::json& object);
 

@@ -72,8 +72,8 @@ std::string NameOf(const char* what, size_t index, const json& item) {
 
 // "item 2", from 1.
 size_t CopyOf(const json& number, size_t copies) {
-    const auto copy = number.get<unsigned>();
-    if (copy == 0 || copy > copies) throw TWrong("names a copy that is not in the group");
+    const unsigned copy = CountFrom(number);
+    if (copy > copies) throw TWrong("names a copy that is not in the group");
     return copy - 1;
 }
 
