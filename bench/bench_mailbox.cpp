@@ -13,8 +13,8 @@
 #include <random>
 #include <string>
 
-#include "mailbox/Database.h"
-#include "mailbox/Platform.h"
+#include "mailbox/CDatabase.h"
+#include "mailbox/platform.h"
 #include "mailbox/file_writer.h"
 #include "mailbox/platform_headers.h"
 #include "mailbox/text.h"
@@ -41,10 +41,10 @@ std::wstring Words(std::mt19937& random, size_t count) {
     return text;
 }
 
-std::shared_ptr<const mailbox::MessageData> MakeMail(mailbox::Store& store, std::mt19937& random,
-                                                     unsigned long long index) {
+std::shared_ptr<const mailbox::TMessageData> MakeMail(mailbox::TStore& store, std::mt19937& random,
+                                                      unsigned long long index) {
     const GUID common = {0x00062008, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-    auto data = std::make_shared<mailbox::MessageData>();
+    auto data = std::make_shared<mailbox::TMessageData>();
     const unsigned long long ticks = 133000000000000000ull + index * 60 * 10000000;
     const FILETIME time{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
     const std::wstring sender = Words(random, 2);
@@ -78,11 +78,11 @@ std::shared_ptr<const mailbox::MessageData> MakeMail(mailbox::Store& store, std:
 }
 
 int Make(const char* path, unsigned long long items) {
-    mailbox::Database database;
-    mailbox::Store* store = database.AddStore({}, L"Bench");
+    mailbox::CDatabase database;
+    mailbox::TStore* store = database.AddStore({}, L"Bench");
     std::mt19937 random(1);
-    mailbox::Folder* folder =
-        database.AddFolder(*store->root, {}, mailbox::Properties().Text(PR_DISPLAY_NAME_W, L"Inbox"));
+    mailbox::TFolder* folder =
+        database.AddFolder(*store->root, {}, mailbox::CProperties().Text(PR_DISPLAY_NAME_W, L"Inbox"));
     for (unsigned long long index = 0; index < items; ++index)
         database.AddItem(*folder, {}, MakeMail(*store, random, index));
     std::ofstream file(path, std::ios::binary);

@@ -14,7 +14,7 @@
 #include "base/mapi_extra.h"
 #include "base/ticks.h"
 #include "bench/contact_items.h"
-#include "mailbox/Platform.h"
+#include "mailbox/platform.h"
 #include "quorvel.h"
 #include "similar/CSimilarSearch.h"
 #include "store/sessions.h"
@@ -120,9 +120,9 @@ class CPeople {
     std::mt19937 m_random{1};
 };
 
-std::string AddPerson(mailbox::Database& database, mailbox::Store& store, mailbox::Folder& folder,
+std::string AddPerson(mailbox::CDatabase& database, mailbox::TStore& store, mailbox::TFolder& folder,
                       const TPerson& p) {
-    mailbox::Properties values;
+    mailbox::CProperties values;
     values.Text(PR_DISPLAY_NAME_W, p.first + L" " + p.last)
         .Text(PR_GIVEN_NAME_W, p.first)
         .Text(PR_SURNAME_W, p.last);
@@ -155,9 +155,9 @@ size_t PrivateBytes() {
 
 class CBook {
   public:
-    explicit CBook(unsigned people) : m_database(std::make_shared<mailbox::Database>()) {
-        mailbox::Store* store = m_database->AddStore({}, L"Contacts");
-        mailbox::Folder* folder = m_database->AddFolder(*store->root, {}, {});
+    explicit CBook(unsigned people) : m_database(std::make_shared<mailbox::CDatabase>()) {
+        mailbox::TStore* store = m_database->AddStore({}, L"Contacts");
+        mailbox::TFolder* folder = m_database->AddFolder(*store->root, {}, {});
         CPeople make(people);
         TPerson earlier = make.Next();
         while (m_ids.size() < people) {
@@ -166,24 +166,24 @@ class CBook {
             if (make.OneIn(50)) earlier = person;
         }
         mailbox::Install(m_database);
-        store::Logon(&m_session, 0, 0);
+        store::Logon(&m_pSession, 0, 0);
         m_storeId = bench::HexOf(store->id);
-        m_opener.emplace(m_session, m_storeId);
+        m_opener.emplace(m_pSession, m_storeId);
     }
     CBook(const CBook&) = delete;
     ~CBook() {
         m_opener.reset();
-        store::Logoff(m_session);
+        store::Logoff(m_pSession);
         mailbox::Install(nullptr);
     }
 
     const std::vector<std::string>& Ids() const { return m_ids; }
     ComPtr<IMessage> Open(size_t contact) const { return m_opener->Open(m_ids[contact]); }
-    HSimilarSearch NewSearch() const { return SimilarSearch_Create(m_session, m_storeId.c_str(), 0); }
+    HSimilarSearch NewSearch() const { return SimilarSearch_Create(m_pSession, m_storeId.c_str(), 0); }
 
   private:
-    std::shared_ptr<mailbox::Database> m_database;
-    IMAPISession* m_session = nullptr;
+    std::shared_ptr<mailbox::CDatabase> m_database;
+    IMAPISession* m_pSession = nullptr;
     std::string m_storeId;
     std::optional<bench::COpener> m_opener;
     std::vector<std::string> m_ids;
@@ -218,7 +218,7 @@ double Fill(HSimilarSearch search, const CBook& book) {
     return *middle;
 }
 
-void MeasurePairs(HSimilarSearch search, const CBook& book, unsigned searchedBy, BookFigures& figures) {
+void MeasurePairs(HSimilarSearch search, const CBook& book, unsigned searchedBy, TBookFigures& figures) {
     const size_t people = book.Ids().size();
     const unsigned long long before = Compared(search);
     const double begin = Worked();
@@ -271,8 +271,8 @@ double MeasureComparing(const CBook& book) {
 
 }  // namespace
 
-BookFigures MeasureBook(unsigned people, unsigned searchedBy) {
-    BookFigures figures{};
+TBookFigures MeasureBook(unsigned people, unsigned searchedBy) {
+    TBookFigures figures{};
     const CBook book(people);
     const size_t before = PrivateBytes();
     const HSimilarSearch search = book.NewSearch();

@@ -3,7 +3,7 @@
 // for persons that are there twice.
 
 /// Times in microseconds of a call, but for the seconds that the process works for all pairs.
-struct BookFigures {
+struct TBookFigures {
     double add;           // to the cache, an opened contact; the median
     double bytes;         // a cached contact
     double pairsSeconds;  // all pairs
@@ -16,4 +16,4 @@ struct BookFigures {
 
 /// An address book of so many people made of names, firms and domains as frequent as they are in life, one in twenty
 /// twice in another writing. searchedBy: so many of them, evenly spread; the time of all pairs is brought up to all.
-BookFigures MeasureBook(unsigned people, unsigned searchedBy);
+TBookFigures MeasureBook(unsigned people, unsigned searchedBy);

@@ -7,7 +7,7 @@
 
 namespace bench {
 
-ULONG AddressTag(mailbox::Store& store, LONG id, ULONG type) {
+ULONG AddressTag(mailbox::TStore& store, LONG id, ULONG type) {
     GUID set;
     Str2GUID(kSetAddress, &set);
     return PROP_TAG(type, store.names.FindOrAdd({set, true, id, L""}));
@@ -25,8 +25,9 @@ std::string HexOf(const std::string& bytes) {
     return text;
 }
 
-std::string AddContact(mailbox::Database& database, mailbox::Folder& folder, mailbox::Properties properties) {
-    auto data = std::make_shared<mailbox::MessageData>();
+std::string AddContact(mailbox::CDatabase& database, mailbox::TFolder& folder,
+                       mailbox::CProperties properties) {
+    auto data = std::make_shared<mailbox::TMessageData>();
     data->properties = std::move(properties);
     data->properties.Text(PR_MESSAGE_CLASS_W, L"IPM.Contact");
     return HexOf(database.AddItem(folder, {}, std::move(data))->id);

@@ -3,18 +3,19 @@
 
 #include <string>
 
-#include "mailbox/Database.h"
+#include "mailbox/CDatabase.h"
 #include "store/resources.h"
 
 namespace bench {
 
 /// Of a named property of contacts in a store.
-ULONG AddressTag(mailbox::Store& store, LONG id, ULONG type);
+ULONG AddressTag(mailbox::TStore& store, LONG id, ULONG type);
 /// Midnight of a day, counted from some day of the 1970s.
 FILETIME Day(unsigned long long day);
 std::string HexOf(const std::string& bytes);
 /// The new contact's identifier.
-std::string AddContact(mailbox::Database& database, mailbox::Folder& folder, mailbox::Properties properties);
+std::string AddContact(mailbox::CDatabase& database, mailbox::TFolder& folder,
+                       mailbox::CProperties properties);
 
 /// Opens items of a store, which it opens once.
 class COpener {

@@ -19,7 +19,7 @@
 #include "bench/similar_shape.h"
 #include "dupsearch/CDuplicateSearch.h"
 #include "log/CLog.h"
-#include "mailbox/Platform.h"
+#include "mailbox/platform.h"
 #include "mailbox/platform_headers.h"
 #include "mailbox/text.h"
 #include "store/sessions.h"
@@ -47,17 +47,17 @@ class CFastest {
     double m_seconds = std::numeric_limits<double>::max();
 };
 
-struct Figures {
+struct TFigures {
     CFastest bare, add, build;
     size_t memory = 0;  // bytes
     long long compares = 0;
     long long rebuilds = 0;
 };
 
-using Clock = std::chrono::steady_clock;
+using CClock = std::chrono::steady_clock;
 
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
+double SecondsSince(CClock::time_point start) {
+    return std::chrono::duration<double>(CClock::now() - start).count();
 }
 
 PROCESS_MEMORY_COUNTERS Memory() {
@@ -71,14 +71,14 @@ PROCESS_MEMORY_COUNTERS Memory() {
     std::exit(1);
 }
 
-struct Source {
+struct TSource {
     std::string id;
     ComPtr<IMsgStore> msgStore;
 };
 
 /// What any host must pay: each item opened by its identifier's text, its values read with one request,
 /// released.
-void ReadBare(const Shape& shape, const std::vector<Source>& sources, const std::vector<std::string>& ids) {
+void ReadBare(const TShape& shape, const std::vector<TSource>& sources, const std::vector<std::string>& ids) {
     std::vector<ULONG> tags{static_cast<ULONG>(shape.bareTags.size())};
     tags.insert(tags.end(), shape.bareTags.begin(), shape.bareTags.end());
     for (size_t i = 0; i < ids.size(); ++i) {
@@ -93,7 +93,7 @@ void ReadBare(const Shape& shape, const std::vector<Source>& sources, const std:
     }
 }
 
-void CountCompares(const CDuplicateSearch& search, Figures& figures) {
+void CountCompares(const CDuplicateSearch& search, TFigures& figures) {
     figures.compares = figures.rebuilds = 0;
     for (const auto& data : search.Plan()->compareData) {
         const TTreeStatistics& s = data->Statistics();
@@ -102,39 +102,39 @@ void CountCompares(const CDuplicateSearch& search, Figures& figures) {
     }
 }
 
-void SearchOnce(const Shape& shape, IMAPISession* session, const std::vector<Source>& sources,
-                const std::vector<std::string>& ids, Figures& figures) {
+void SearchOnce(const TShape& shape, IMAPISession* session, const std::vector<TSource>& sources,
+                const std::vector<std::string>& ids, TFigures& figures) {
     std::vector<TComparyProp> definitions = shape.definitions;
     const TComparyProps props{static_cast<int>(definitions.size()), definitions.data()};
     const TOriginalDefinition original{okMostFilled, 0, 0, {}, nullptr};
     CDuplicateSearch search;
     search.Create(session, &props, &original, shape.algorithm, false, shape.rules.data(),
                   static_cast<unsigned>(shape.rules.size()));
-    const Clock::time_point adding = Clock::now();
+    const CClock::time_point adding = CClock::now();
     for (size_t i = 0; i < ids.size(); ++i) {
         unsigned found;
         if (!search.Add(ids[i].c_str(), sources[i % sources.size()].id.c_str(), &found, 0))
             Stop("an item is not added");
     }
     figures.add.Measured(SecondsSince(adding));
-    const Clock::time_point building = Clock::now();
+    const CClock::time_point building = CClock::now();
     search.Build();
     figures.build.Measured(SecondsSince(building));
     // Expensive, and the same each time.
     if (figures.compares == 0) CountCompares(search, figures);
 }
 
-Figures Measure(const Shape& shape, unsigned n, unsigned seed) {
-    const auto database = std::make_shared<mailbox::Database>();
+TFigures Measure(const TShape& shape, unsigned n, unsigned seed) {
+    const auto database = std::make_shared<mailbox::CDatabase>();
     const unsigned share = n / shape.stores;
     for (unsigned i = 0; i < shape.stores; ++i)
         shape.fill(*database, *database->AddStore({}, L"Benchmark"), share, seed);
     mailbox::Install(database);
     ComPtr<IMAPISession> session;
     if (store::Logon(&session, TRUE, FALSE) != S_OK) Stop("no logon");
-    std::vector<Source> sources;
+    std::vector<TSource> sources;
     for (const auto& store : database->stores) {
-        Source& source = sources.emplace_back();
+        TSource& source = sources.emplace_back();
         source.id = mailbox::ToHex(store->id);
         if (store::OpenStore(session.Get(), source.id.c_str(), &source.msgStore) != S_OK)
             Stop("the store does not open");
@@ -144,17 +144,17 @@ Figures Measure(const Shape& shape, unsigned n, unsigned seed) {
         for (const auto& store : database->stores) ids.push_back(mailbox::ToHex(store->root->items[i]->id));
     }
 
-    Figures figures;
+    TFigures figures;
     ReadBare(shape, sources, ids);
     const size_t before = Memory().WorkingSetSize;
-    const Clock::time_point start = Clock::now();
+    const CClock::time_point start = CClock::now();
     const auto isEnough = [&](int rounds) {
         const double measured = SecondsSince(start);
         return measured >= kLongestMeasurement ||
                (rounds >= kFewestRounds && measured >= kShortestMeasurement);
     };
     for (int round = 0; round == 0 || !isEnough(round); ++round) {
-        const Clock::time_point reading = Clock::now();
+        const CClock::time_point reading = CClock::now();
         ReadBare(shape, sources, ids);
         figures.bare.Measured(SecondsSince(reading));
         SearchOnce(shape, session.Get(), sources, ids, figures);
@@ -167,13 +167,13 @@ Figures Measure(const Shape& shape, unsigned n, unsigned seed) {
 
 /// The similar search has no build: its column holds a check of each contact.
 void PrintSimilar(unsigned n) {
-    const SimilarFigures f = MeasureSimilar(n);
+    const TSimilarFigures f = MeasureSimilar(n);
     std::printf("similar,%u,,%.6f,%.6f,,,\n", n, f.add * n * 1e-6, f.check * n * 1e-6);
 }
 
 /// A line of its own: an address book has no seed, and its third argument is how many contacts are searched by.
 void PrintBook(unsigned n, unsigned searchedBy) {
-    const BookFigures f = MeasureBook(n, std::min(searchedBy, n));
+    const TBookFigures f = MeasureBook(n, std::min(searchedBy, n));
     std::printf("n,add us,bytes,all pairs s,candidates,non-candidate us,compared us,none,similar,strict\n");
     std::printf("%u,%.2f,%.0f,%.2f,%.5f,%.3f,%.2f,%llu,%llu,%llu\n", n, f.add, f.bytes, f.pairsSeconds,
                 f.candidates, f.nonCandidate, f.compared, f.verdicts[0], f.verdicts[1], f.verdicts[2]);
@@ -183,7 +183,7 @@ int PrintUsage() {
     std::puts(
         "usage: quorvel-bench SHAPE N [SEED]\n"
         "prints: shape,n,bare s,add s,build s,peak bytes,compares,rebuilds");
-    for (const Shape& s : AllShapes()) std::printf("  %-10s %s\n", s.name, s.about);
+    for (const TShape& s : AllShapes()) std::printf("  %-10s %s\n", s.name, s.about);
     std::printf("  %-10s %s\n", "similar", "similar contacts: added to the cache, then each checked");
     std::printf("  %-10s %s\n", "book",
                 "an address book, each contact against each later one: book N [SEARCHED BY]");
@@ -194,15 +194,15 @@ int PrintUsage() {
 
 int main(int argc, char** argv) {
     g_Log.Configure(nullptr, nullptr, false, 0, 0);
-    MapiProvider::Bind(GetModuleHandleW(nullptr));
+    CMapiProvider::Bind(GetModuleHandleW(nullptr));
     const unsigned n = argc >= 3 ? static_cast<unsigned>(std::strtoul(argv[2], nullptr, 10)) : 0;
     const unsigned seed = argc > 3 ? static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10)) : 1;
     if (n == 0) return PrintUsage();
     if (std::string(argv[1]) == "similar") return PrintSimilar(n), 0;
     if (std::string(argv[1]) == "book") return PrintBook(n, argc > 3 ? seed : n), 0;
-    const Shape* const shape = FindShape(argv[1]);
+    const TShape* const shape = FindShape(argv[1]);
     if (!shape) return PrintUsage();
-    const Figures f = Measure(*shape, n, seed);
+    const TFigures f = Measure(*shape, n, seed);
     std::printf("%s,%u,%.6f,%.6f,%.6f,%llu,%lld,%lld\n", shape->name, n, f.bare.Seconds(), f.add.Seconds(),
                 f.build.Seconds(), static_cast<unsigned long long>(f.memory), f.compares, f.rebuilds);
     return 0;

@@ -40,9 +40,9 @@ std::vector<unsigned> Shuffled(unsigned n, Random& random) {
     return order;
 }
 
-void AddItem(mailbox::Database& database, mailbox::Store& store, mailbox::Properties properties,
-             std::vector<mailbox::Properties> recipients = {}) {
-    auto data = std::make_shared<mailbox::MessageData>();
+void AddItem(mailbox::CDatabase& database, mailbox::TStore& store, mailbox::CProperties properties,
+             std::vector<mailbox::CProperties> recipients = {}) {
+    auto data = std::make_shared<mailbox::TMessageData>();
     data->properties = std::move(properties);
     data->properties.Compact();
     data->recipients = std::move(recipients);
@@ -52,13 +52,13 @@ void AddItem(mailbox::Database& database, mailbox::Store& store, mailbox::Proper
 // ---- Mails
 
 /// What the five properties of a mail are made of; equal numbers give equal values.
-struct MailNumbers {
+struct TMailNumbers {
     unsigned subject, sender, time, size, id;
     unsigned missing = 0;  // a bit a property
 };
 
-mailbox::Properties Mail(const MailNumbers& numbers) {
-    mailbox::Properties mail;
+mailbox::CProperties Mail(const TMailNumbers& numbers) {
+    mailbox::CProperties mail;
     const auto has = [&](unsigned property) { return (numbers.missing >> property & 1) == 0; };
     Random subject(numbers.subject), sender(numbers.sender * 7 + 1), id(numbers.id * 13 + 5);
     if (has(0)) mail.Text(PR_SUBJECT_W, Words(subject, 4, numbers.subject));
@@ -70,72 +70,72 @@ mailbox::Properties Mail(const MailNumbers& numbers) {
 }
 
 template <typename Numbers>
-void FillMails(mailbox::Database& database, mailbox::Store& store, unsigned n, Numbers&& numbersOf) {
+void FillMails(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, Numbers&& numbersOf) {
     for (unsigned i = 0; i < n; ++i) AddItem(database, store, Mail(numbersOf(i)));
 }
 
-void FillDistinct(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillDistinct(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
     FillMails(database, store, n, [&](unsigned i) {
         const unsigned k = order[i];
-        return MailNumbers{k, k, k, k, k};
+        return TMailNumbers{k, k, k, k, k};
     });
 }
 
-void FillAscending(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillAscending(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
     FillMails(database, store, n, [&](unsigned i) {
-        return MailNumbers{order[i], order[i], i, order[i], order[i]};
+        return TMailNumbers{order[i], order[i], i, order[i], order[i]};
     });
 }
 
-void FillCommon(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillCommon(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
     const auto few = [&] { return static_cast<unsigned>(random() % 3); };
     FillMails(database, store, n, [&](unsigned i) {
-        return MailNumbers{few(), few(), few(), few(), order[i]};
+        return TMailNumbers{few(), few(), few(), few(), order[i]};
     });
 }
 
-void FillSparse(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillSparse(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
     FillMails(database, store, n, [&](unsigned i) {
         unsigned missing = 0;
         for (unsigned p = 0; p < 5; ++p) missing |= (random() % 10 < 6 ? 1u : 0u) << p;
         const unsigned k = order[i];
-        return MailNumbers{k, k, k, k, k, missing};
+        return TMailNumbers{k, k, k, k, k, missing};
     });
 }
 
-void FillPairs(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillPairs(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
     FillMails(database, store, n, [&](unsigned i) {
         const unsigned k = order[i] / 2;
-        return MailNumbers{k, k, k, k, k};
+        return TMailNumbers{k, k, k, k, k};
     });
 }
 
-void FillClumps(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillClumps(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     const auto order = Shuffled(n, random);
     FillMails(database, store, n, [&](unsigned i) {
         const unsigned k = order[i] / 1000;
-        return MailNumbers{k, k, k, k, k};
+        return TMailNumbers{k, k, k, k, k};
     });
 }
 
-void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed,
+void FillStreams(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed,
                  unsigned copies) {
     constexpr size_t kCharacters = 2048;  // 4 KB
     Random random(seed);
     for (const unsigned i : Shuffled(n, random)) {
         const unsigned k = i / copies;
-        mailbox::Properties mail = Mail({k, k, k, k, k});
+        mailbox::CProperties mail = Mail({k, k, k, k, k});
         std::wstring body = L"Dear all, ";
         for (Random words(k); body.size() < kCharacters;) body += Words(words, 10, words() % 1000);
         body.resize(kCharacters);
@@ -144,19 +144,19 @@ void FillStreams(mailbox::Database& database, mailbox::Store& store, unsigned n,
     }
 }
 
-void FillStreamsOnce(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillStreamsOnce(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     FillStreams(database, store, n, seed, 1);
 }
 
-void FillStreamsTwice(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillStreamsTwice(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     FillStreams(database, store, n, seed, 2);
 }
 
 // Bodies that begin alike for a kilobyte, as newsletters and replies do, and then go on otherwise.
-void FillHeads(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillHeads(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     for (const unsigned k : Shuffled(n, random)) {
-        mailbox::Properties mail = Mail({k, k, k, k, k});
+        mailbox::CProperties mail = Mail({k, k, k, k, k});
         std::wstring body(600, L'-');
         for (Random words(k); body.size() < 1024;) body += Words(words, 10, k);
         mail.Text(PR_BODY_W, body);
@@ -165,15 +165,15 @@ void FillHeads(mailbox::Database& database, mailbox::Store& store, unsigned n, u
 }
 
 // Each mail twice, its recipients in another order.
-void FillRecipients(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillRecipients(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     constexpr unsigned kRecipients = 500;
     Random random(seed);
     for (const unsigned i : Shuffled(n, random)) {
         const unsigned k = i / 2;
-        std::vector<mailbox::Properties> recipients;
+        std::vector<mailbox::CProperties> recipients;
         for (const unsigned r : Shuffled(kRecipients, random)) {
             const std::wstring name = L"person" + std::to_wstring(k + r);
-            mailbox::Properties recipient;
+            mailbox::CProperties recipient;
             recipient.Text(PR_DISPLAY_NAME_W, name);
             recipient.Text(PR_EMAIL_ADDRESS_W, name + L"@example.org");
             recipient.Long(PR_RECIPIENT_TYPE, MAPI_TO);
@@ -187,14 +187,14 @@ void FillRecipients(mailbox::Database& database, mailbox::Store& store, unsigned
 
 constexpr LONG kEmailIds[] = {0x8083, 0x8093, 0x80A3};
 
-mailbox::Name EmailName(LONG id) {
+mailbox::TName EmailName(LONG id) {
     GUID set{};
     CLSIDFromString(L"{00062004-0000-0000-C000-000000000046}", &set);
     return {set, true, id, {}};
 }
 
 // One in ten shares an e-mail or a phone with another contact.
-void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillContacts(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     ULONG emailTags[3];
     for (int e = 0; e < 3; ++e)
@@ -202,7 +202,7 @@ void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n
     for (const unsigned k : Shuffled(n, random)) {
         const unsigned person = k % 10 == 0 && k > 0 ? k - 1 : k;
         Random first(person * 3 + 1), last(person * 5 + 2);
-        mailbox::Properties contact;
+        mailbox::CProperties contact;
         contact.Text(PR_GIVEN_NAME_W, Words(first, 1, person));
         contact.Text(PR_SURNAME_W, Words(last, 1, person));
         contact.Text(PR_COMPANY_NAME_W, Words(first, 2, person));
@@ -218,9 +218,9 @@ void FillContacts(mailbox::Database& database, mailbox::Store& store, unsigned n
     }
 }
 
-void FillRuled(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned) {
+void FillRuled(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned) {
     for (unsigned i = 0; i < n; ++i) {
-        mailbox::Properties contact;
+        mailbox::CProperties contact;
         contact.Text(PR_GIVEN_NAME_W, L"Ann");
         contact.Text(PR_SURNAME_W, L"Lee");
         contact.Text(PR_COMPANY_NAME_W, L"Acme");
@@ -229,10 +229,10 @@ void FillRuled(mailbox::Database& database, mailbox::Store& store, unsigned n, u
 }
 
 // The company alone is like each of its people, and they are not like each other.
-void FillHub(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillHub(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     Random random(seed);
     for (const unsigned k : Shuffled(n, random)) {
-        mailbox::Properties contact;
+        mailbox::CProperties contact;
         contact.Text(PR_COMPANY_NAME_W, L"Acme");
         if (k % 2 == 0) {
             Random first(k * 3 + 1);
@@ -247,7 +247,7 @@ void FillHub(mailbox::Database& database, mailbox::Store& store, unsigned n, uns
 constexpr LONG kTextNames[] = {0x8208, 0x8210, 0x8212};
 
 /// Mails with three named texts, all values distinct. Each store has the names in another order.
-void FillOneOfStores(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed) {
+void FillOneOfStores(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     GUID set;
     Str2GUID(kSetAppointment, &set);
     Random random(seed);
@@ -260,7 +260,7 @@ void FillOneOfStores(mailbox::Database& database, mailbox::Store& store, unsigne
     }
     for (unsigned i = 0; i < n; ++i) {
         const unsigned k = order[i] * 4 + stores - 1;
-        mailbox::Properties mail = Mail({k, k, k, k, k});
+        mailbox::CProperties mail = Mail({k, k, k, k, k});
         for (const ULONG tag : tags) mail.Text(tag, L"text " + std::to_wstring(k));
         AddItem(database, store, std::move(mail));
     }
@@ -329,8 +329,8 @@ const std::vector<ULONG> kContactTags{PR_GIVEN_NAME_W,
 
 }  // namespace
 
-const std::vector<Shape>& AllShapes() {
-    static const std::vector<Shape> shapes{
+const std::vector<TShape>& AllShapes() {
+    static const std::vector<TShape> shapes{
         {"distinct", "all values distinct", saIdentical, FillDistinct, kMail, kMailTags},
         {"ascending", "times in order of addition", saIdentical, FillAscending, kMail, kMailTags},
         {"common", "4 of 5 properties take 3 values", saIdentical, FillCommon, kMail, kMailTags},
@@ -364,9 +364,9 @@ const std::vector<Shape>& AllShapes() {
     return shapes;
 }
 
-const Shape* FindShape(const std::string& name) {
+const TShape* FindShape(const std::string& name) {
     const auto& shapes = AllShapes();
     const auto found =
-        std::find_if(shapes.begin(), shapes.end(), [&](const Shape& s) { return s.name == name; });
+        std::find_if(shapes.begin(), shapes.end(), [&](const TShape& s) { return s.name == name; });
     return found == shapes.end() ? nullptr : &*found;
 }

@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "mailbox/Database.h"
+#include "mailbox/CDatabase.h"
 #include "quorvel.h"
 
-struct Shape {
+struct TShape {
     const char* name;
     const char* about;
     unsigned algorithm;  // ESearchAlgorithm
     /// Adds n items to a store in the order in which they are to be added to the search.
-    void (*fill)(mailbox::Database& database, mailbox::Store& store, unsigned n, unsigned seed);
+    void (*fill)(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed);
     std::vector<TComparyProp> definitions;
     /// Tags that a host reads to have the same values in its hands.
     std::vector<ULONG> bareTags;
@@ -22,5 +22,5 @@ struct Shape {
 };
 
 /// The shape of this name, or null.
-const Shape* FindShape(const std::string& name);
-const std::vector<Shape>& AllShapes();
+const TShape* FindShape(const std::string& name);
+const std::vector<TShape>& AllShapes();

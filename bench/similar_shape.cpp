@@ -11,8 +11,8 @@
 
 #include "base/mapi_extra.h"
 #include "bench/contact_items.h"
-#include "mailbox/Database.h"
-#include "mailbox/Platform.h"
+#include "mailbox/CDatabase.h"
+#include "mailbox/platform.h"
 #include "quorvel.h"
 #include "store/sessions.h"
 
@@ -76,13 +76,13 @@ constexpr ULONG kTextTags[] = {PR_BUSINESS_TELEPHONE_NUMBER_W,
                                PR_BUSINESS_HOME_PAGE_W};
 constexpr size_t kPhones = 19;
 
-class Contacts {
+class CContacts {
   public:
-    explicit Contacts(mailbox::Store& store) : m_store(store) {}
+    explicit CContacts(mailbox::TStore& store) : m_store(store) {}
 
     /// As people fill contacts: names, company, one or two phones, an e-mail, some a street and a birthday.
-    mailbox::Properties Usual() {
-        mailbox::Properties p = Named();
+    mailbox::CProperties Usual() {
+        mailbox::CProperties p = Named();
         const std::wstring number = std::to_wstring(1000000 + m_random() % 9000000);
         p.Text(PR_BUSINESS_TELEPHONE_NUMBER_W, L"+49 (40) " + number);
         p.Text(PR_MOBILE_TELEPHONE_NUMBER_W, L"+49 171 " + std::to_wstring(1000000 + m_random() % 9000000));
@@ -95,8 +95,8 @@ class Contacts {
     }
     /// Every text field filled with what nobody else has, phones with a common country code; names are
     /// missing, so that every rule is tried.
-    mailbox::Properties Filled() {
-        mailbox::Properties p;
+    mailbox::CProperties Filled() {
+        mailbox::CProperties p;
         for (size_t i = 0; i < std::size(kTextTags); ++i) {
             const std::wstring number = std::to_wstring(100000 + m_random() % 90000000);
             p.Text(kTextTags[i], (i < kPhones ? L"+49 (40) " : L"value ") + number);
@@ -113,19 +113,19 @@ class Contacts {
     const wchar_t* Of(const wchar_t* const (&texts)[N]) {
         return texts[m_random() % N];
     }
-    mailbox::Properties Named() {
-        mailbox::Properties p;
+    mailbox::CProperties Named() {
+        mailbox::CProperties p;
         const std::wstring first = Of(kFirstNames), last = Of(kLastNames) + std::to_wstring(m_random() % 100);
         p.Text(PR_DISPLAY_NAME_W, first + L" " + last).Text(PR_GIVEN_NAME_W, first).Text(PR_SURNAME_W, last);
         p.Text(PR_COMPANY_NAME_W, Of(kCompanies)).Text(Tag(0x8005, PT_UNICODE), last);
         return p;
     }
 
-    mailbox::Store& m_store;
+    mailbox::TStore& m_store;
     std::mt19937 m_random{1};
 };
 
-class Clock {
+class CClock {
   public:
     double Microseconds() const {
         return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - m_start).count();
@@ -142,23 +142,23 @@ double Median(std::vector<double> times) {
 }
 
 /// A search with all contacts cached; addMicroseconds is the time of caching one.
-class CachedSearch {
+class CCachedSearch {
   public:
-    CachedSearch(IMAPISession* session, const std::string& storeId, const std::vector<std::string>& ids)
+    CCachedSearch(IMAPISession* session, const std::string& storeId, const std::vector<std::string>& ids)
         : m_ids(ids),
           m_opener(session, storeId),
           m_search(SimilarSearch_Create(session, storeId.c_str(), 0)) {
         std::vector<double> times;
         for (const std::string& id : ids) {
             const ComPtr<IMessage> item = Open(id);
-            const Clock clock;
+            const CClock clock;
             SimilarSearch_AddToCache(m_search, item.Get());
             times.push_back(clock.Microseconds());
         }
         addMicroseconds = Median(times);
     }
-    CachedSearch(const CachedSearch&) = delete;
-    ~CachedSearch() { SimilarSearch_Delete(m_search); }
+    CCachedSearch(const CCachedSearch&) = delete;
+    ~CCachedSearch() { SimilarSearch_Delete(m_search); }
 
     /// Time of one check of all contacts against one of them, a contact.
     double Check(const std::string& searchBy, unsigned (&verdicts)[3]) {
@@ -166,7 +166,7 @@ class CachedSearch {
         SimilarSearch_SetSearchByItem(m_search, Open(searchBy).Get(), &filled);
         std::vector<double> times;
         for (const std::string& id : m_ids) {
-            const Clock clock;
+            const CClock clock;
             SimilarSearch_CheckItemFast(m_search, id.c_str(), &verdict, &filled, nullptr, nullptr);
             times.push_back(clock.Microseconds());
             ++verdicts[verdict];
@@ -186,14 +186,14 @@ class CachedSearch {
 
 }  // namespace
 
-SimilarFigures MeasureSimilar(unsigned contacts) {
+TSimilarFigures MeasureSimilar(unsigned contacts) {
     constexpr unsigned kSearchBy = 5, kFilled = 500;
-    SimilarFigures figures{};
+    TSimilarFigures figures{};
     {
-        const auto database = std::make_shared<mailbox::Database>();
-        mailbox::Store* msgStore = database->AddStore({}, L"Contacts");
-        mailbox::Folder* folder = database->AddFolder(*msgStore->root, {}, {});
-        Contacts make(*msgStore);
+        const auto database = std::make_shared<mailbox::CDatabase>();
+        mailbox::TStore* msgStore = database->AddStore({}, L"Contacts");
+        mailbox::TFolder* folder = database->AddFolder(*msgStore->root, {}, {});
+        CContacts make(*msgStore);
         std::vector<std::string> usual, filled;
         for (unsigned i = 0; i < contacts; ++i)
             usual.push_back(bench::AddContact(*database, *folder, make.Usual()));
@@ -205,7 +205,7 @@ SimilarFigures MeasureSimilar(unsigned contacts) {
         store::Logon(&session, 0, 0);
         const std::string storeId = bench::HexOf(msgStore->id);
         {
-            CachedSearch search(session, storeId, usual);
+            CCachedSearch search(session, storeId, usual);
             figures.add = search.addMicroseconds;
             for (unsigned i = 0; i < kSearchBy; ++i)
                 figures.check = std::max(figures.check,
@@ -213,7 +213,7 @@ SimilarFigures MeasureSimilar(unsigned contacts) {
         }
         {
             unsigned verdicts[3] = {};
-            CachedSearch search(session, storeId, filled);
+            CCachedSearch search(session, storeId, filled);
             for (unsigned i = 0; i < kSearchBy; ++i)
                 figures.checkFilled = std::max(figures.checkFilled, search.Check(filled[i], verdicts));
         }

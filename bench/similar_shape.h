@@ -2,7 +2,7 @@
 // The benchmark shape "similar": one contact held against many that are cached.
 
 /// Times in microseconds, medians over single calls: what a call costs when nothing else wants the processor.
-struct SimilarFigures {
+struct TSimilarFigures {
     /// SimilarSearch_AddToCache of an opened contact.
     double add;
     /// SimilarSearch_CheckItemFast of a cached contact; the slowest of several search-by contacts.
@@ -15,4 +15,4 @@ struct SimilarFigures {
 
 /// Builds a mailbox of so many contacts, logs on to it and times the search. The program exports the
 /// mailbox's functions; no other session is open.
-SimilarFigures MeasureSimilar(unsigned contacts);
+TSimilarFigures MeasureSimilar(unsigned contacts);

@@ -8,7 +8,7 @@
 #include "base/mapi_extra.h"
 #include "compare/propex.h"
 #include "fuzz/fuzz.h"
-#include "mailbox/Platform.h"
+#include "mailbox/platform.h"
 #include "mailbox/file_reader.h"
 #include "mailbox/text.h"
 #include "quorvel.h"
@@ -60,8 +60,9 @@ constexpr ULONG kOtherTypes[] = {PT_I2,     PT_LONG,   PT_BOOLEAN,    PT_SYSTIME
                                  PT_BINARY, PT_DOUBLE, PT_MV_UNICODE, PT_MV_BINARY, PT_ERROR,   PT_OBJECT};
 
 /// Changes some properties: gone, an error, another type, other bytes, as long as its type wants them.
-void Damage(mailbox::Properties& properties, CChoices& choices) {
-    const std::vector<mailbox::Properties::Slot> slots(properties.Slots().begin(), properties.Slots().end());
+void Damage(mailbox::CProperties& properties, CChoices& choices) {
+    const std::vector<mailbox::CProperties::TSlot> slots(properties.Slots().begin(),
+                                                         properties.Slots().end());
     for (const auto& slot : slots) {
         if (!choices.OneIn(8)) continue;
         const ULONG type = choices.OneIn(2) ? PROP_TYPE(slot.tag) : choices.Of(kOtherTypes);
@@ -83,14 +84,14 @@ void Damage(mailbox::Properties& properties, CChoices& choices) {
     }
 }
 
-void Damage(mailbox::MessageData& data, CChoices& choices) {
+void Damage(mailbox::TMessageData& data, CChoices& choices) {
     Damage(data.properties, choices);
-    for (mailbox::Properties& row : data.recipients) Damage(row, choices);
+    for (mailbox::CProperties& row : data.recipients) Damage(row, choices);
     for (auto& attachment : data.attachments) {
-        auto changed = std::make_shared<mailbox::Attachment>(*attachment);
+        auto changed = std::make_shared<mailbox::TAttachment>(*attachment);
         Damage(changed->properties, choices);
         if (changed->message) {
-            auto inner = std::make_shared<mailbox::MessageData>(*changed->message);
+            auto inner = std::make_shared<mailbox::TMessageData>(*changed->message);
             Damage(*inner, choices);
             changed->message = std::move(inner);
         }
@@ -103,19 +104,19 @@ struct TItem {
 };
 
 /// Every item of the mailbox some times over, each time damaged otherwise.
-std::vector<TItem> Multiply(mailbox::Database& database, CChoices& choices) {
+std::vector<TItem> Multiply(mailbox::CDatabase& database, CChoices& choices) {
     std::vector<TItem> items;
     for (const auto& store : database.stores) {
-        std::vector<mailbox::Folder*> folders{store->root.get()};
+        std::vector<mailbox::TFolder*> folders{store->root.get()};
         for (size_t at = 0; at < folders.size(); ++at) {
             for (const auto& below : folders[at]->folders) folders.push_back(below.get());
         }
-        for (mailbox::Folder* folder : folders) {
-            std::vector<std::shared_ptr<const mailbox::MessageData>> originals;
+        for (mailbox::TFolder* folder : folders) {
+            std::vector<std::shared_ptr<const mailbox::TMessageData>> originals;
             for (const auto& item : folder->items) originals.push_back(item->data);
             for (const auto& original : originals) {
                 for (uint32_t copies = choices.Below(3); copies > 0; --copies) {
-                    auto data = std::make_shared<mailbox::MessageData>(*original);
+                    auto data = std::make_shared<mailbox::TMessageData>(*original);
                     if (!choices.OneIn(3)) Damage(*data, choices);
                     database.AddItem(*folder, {}, std::move(data));
                 }
@@ -226,14 +227,14 @@ using TUse = std::string (*)(IMAPISession*, const TSearch&, const std::vector<TI
 }  // namespace
 
 void Items(const TCorpus& corpus, CChoices& choices) {
-    const auto database = std::make_shared<mailbox::Database>();
+    const auto database = std::make_shared<mailbox::CDatabase>();
     std::wstring why;
     const std::string& text = choices.Of(corpus);
-    Require(mailbox::ReadMailbox(std::make_shared<mailbox::FileText>(text), *database, why),
+    Require(mailbox::ReadMailbox(std::make_shared<mailbox::CFileText>(text), *database, why),
             "the corpus is no mailbox", text);
     const std::vector<TItem> items = Multiply(*database, choices);
     if (items.empty()) return;
-    MapiProvider::Bind(GetModuleHandleW(nullptr));
+    CMapiProvider::Bind(GetModuleHandleW(nullptr));
     mailbox::Install(database);
     mapi::Initialize(nullptr);
     {
@@ -247,7 +248,7 @@ void Items(const TCorpus& corpus, CChoices& choices) {
                     once);
             static const HRESULT results[] = {E_FAIL, MAPI_E_NOT_FOUND, S_OK, S_FALSE,
                                               MAPI_W_ERRORS_RETURNED};
-            mailbox::Fault fault;
+            mailbox::TFault fault;
             fault.nth = 1 + choices.Below(60);
             fault.times = 1 + choices.Below(3);
             fault.result = choices.Of(results);

@@ -129,7 +129,7 @@ void ValuePair(const TCorpus&, CChoices& choices) {
               back = PV_Compare(b.Value, a.Value, type, method);
     if (IsSymmetric(type)) Require((order == 0) == (back == 0), "equal one way only", input);
     static CTextHash texts;
-    const THash hashA = compare::HashValue(a, method, texts), hashB = compare::HashValue(b, method, texts);
+    const CHash hashA = compare::HashValue(a, method, texts), hashB = compare::HashValue(b, method, texts);
     if (order == 0 && hashA && hashB) Require(hashA == hashB, "equal values of different hashes", input);
 
     ULONG size = 99;

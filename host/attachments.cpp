@@ -15,11 +15,11 @@ namespace host {
 
 namespace {
 
-struct MatrixDeleter {
+struct TMatrixDeleter {
     using pointer = HCmpMatrix;
     void operator()(HCmpMatrix matrix) const { CmpMatrix_Delete(matrix); }
 };
-using Matrix = std::unique_ptr<HCmpMatrix, MatrixDeleter>;
+using Matrix = std::unique_ptr<HCmpMatrix, TMatrixDeleter>;
 
 // A matrix of any one property: only its attachments are looked at.
 Matrix MakeMatrix(IMAPISession* session) {
@@ -36,19 +36,19 @@ using ValueFunction = int (*)(HCmpMatrix, int, int);
 using InfoFunction = int (*)(HCmpMatrix, int, const wchar_t**, unsigned*);
 
 // The columns that a row fills, photos apart from the others.
-struct Family {
+struct TFamily {
     CountFunction count;
     ValueFunction value;
     InfoFunction info;
 };
-const Family kFamilies[] = {
+const TFamily kFamilies[] = {
     {CmpMatrix_AttachCount, CmpMatrix_AttachValue, CmpMatrix_AttachInfoW},
     {CmpMatrix_PhotoAttachCount, CmpMatrix_PhotoAttachValue, CmpMatrix_PhotoAttachInfoW},
 };
 
 std::vector<int> FilledColumns(HCmpMatrix matrix, int row, std::string& names) {
     std::vector<int> filled;
-    for (const Family& family : kFamilies) {
+    for (const TFamily& family : kFamilies) {
         for (int column = 0; column < family.count(matrix); ++column) {
             const bool isFilled = family.value(matrix, row, column) != -1;
             filled.push_back(isFilled);
@@ -75,18 +75,18 @@ std::optional<ULONG> CountAttachments(IMAPISession* session, const std::string& 
     return count;
 }
 
-const std::string& StoreId(const Catalog& catalog, const Item& item) {
+const std::string& StoreId(const TCatalog& catalog, const TItem& item) {
     return catalog.stores[catalog.folders[item.folder].store].entryId;
 }
 
 }  // namespace
 
-AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog,
-                                   const std::vector<Item>& items) {
-    AttachmentMarks result{std::vector<unsigned>(items.size(), 0), std::vector<std::string>(items.size())};
+TAttachmentMarks CompareAttachments(IMAPISession* session, const TCatalog& catalog,
+                                    const std::vector<TItem>& items) {
+    TAttachmentMarks result{std::vector<unsigned>(items.size(), 0), std::vector<std::string>(items.size())};
     std::vector<std::optional<ULONG>> counts;
     counts.reserve(items.size());
-    for (const Item& item : items)
+    for (const TItem& item : items)
         counts.push_back(CountAttachments(session, item.entryId, StoreId(catalog, item)));
     if (std::ranges::all_of(counts, [](const auto& count) { return count == 0u; })) return result;
     const Matrix matrix = MakeMatrix(session);
@@ -113,8 +113,8 @@ AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog
     return result;
 }
 
-std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Catalog& catalog,
-                                                const Item& item, const Item& other) {
+std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const TCatalog& catalog,
+                                                const TItem& item, const TItem& other) {
     const Matrix matrix = MakeMatrix(session);
     const bool hasItem = CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str());
     if (!CmpMatrix_Add(matrix.get(), other.entryId.c_str(), StoreId(catalog, other).c_str()))
@@ -122,7 +122,7 @@ std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Cat
     const int row = hasItem ? 1 : 0;
     CmpMatrix_BuildAttachMatrix(matrix.get());
     std::vector<TAttachmentName> missing;
-    for (const Family& family : kFamilies) {
+    for (const TFamily& family : kFamilies) {
         for (int column = 0; column < family.count(matrix.get()); ++column) {
             const bool isThere = hasItem && family.value(matrix.get(), 0, column) != -1;
             if (isThere || family.value(matrix.get(), row, column) == -1) continue;
@@ -135,15 +135,15 @@ std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Cat
     return missing;
 }
 
-std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const Catalog& catalog,
-                                                 const std::vector<Item>& items) {
+std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const TCatalog& catalog,
+                                                 const std::vector<TItem>& items) {
     const Matrix matrix = MakeMatrix(session);
-    for (const Item& item : items) {
+    for (const TItem& item : items) {
         if (!CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str())) return {};
     }
     CmpMatrix_BuildAttachMatrix(matrix.get());
     std::vector<TSharedAttachment> shared;
-    for (const Family& family : kFamilies) {
+    for (const TFamily& family : kFamilies) {
         for (int column = 0; column < family.count(matrix.get()); ++column) {
             TSharedAttachment one{&family == &kFamilies[1], {}};
             for (size_t row = 0; row < items.size(); ++row)
@@ -205,10 +205,10 @@ std::string AttachmentMark(IMessage* message, long number) {
                     text(PR_DISPLAY_NAME_W) + '\n' + *bytes);
 }
 
-std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,
-                                                   const std::vector<Item>& items,
+std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const TCatalog& catalog,
+                                                   const std::vector<TItem>& items,
                                                    const std::vector<size_t>& group) {
-    std::vector<Item> members;
+    std::vector<TItem> members;
     members.reserve(group.size());
     for (const size_t item : group) members.push_back(items[item]);
     const std::vector<unsigned> marks = CompareAttachments(session, catalog, members).marks;

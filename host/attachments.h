@@ -9,7 +9,7 @@
 
 namespace host {
 
-struct AttachmentMarks {
+struct TAttachmentMarks {
     /// For each item: 0 for no attachments, else 1 + the first item that holds the same.
     std::vector<unsigned> marks;
     /// For each item: the names of its attachments; kUnlisted when they cannot be listed.
@@ -19,8 +19,8 @@ inline constexpr char kUnlisted[] = "(cannot be listed)";
 
 /// Reads the items' attachments, by their tables, whatever else an item says of having any. An item that cannot
 /// be read, or whose attachments cannot all be listed, equals no other.
-AttachmentMarks CompareAttachments(IMAPISession* session, const Catalog& catalog,
-                                   const std::vector<Item>& items);
+TAttachmentMarks CompareAttachments(IMAPISession* session, const TCatalog& catalog,
+                                    const std::vector<TItem>& items);
 
 struct TAttachmentName {
     std::string name;
@@ -30,8 +30,8 @@ struct TAttachmentName {
 
 /// The attachments of other that no attachment of item is equal to. All of them when one of the two cannot
 /// be read.
-std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const Catalog& catalog,
-                                                const Item& item, const Item& other);
+std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const TCatalog& catalog,
+                                                const TItem& item, const TItem& other);
 
 /// An attachment of several items, as one of them has it first: by item the number, negative where the item has none or
 /// does not tell.
@@ -40,16 +40,16 @@ struct TSharedAttachment {
     std::vector<int> numbers;
 };
 /// Nothing when an item cannot be read.
-std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const Catalog& catalog,
-                                                 const std::vector<Item>& items);
+std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const TCatalog& catalog,
+                                                 const std::vector<TItem>& items);
 
 /// What tells an attachment from others wherever it is copied: method, name, and what it holds. Empty when it cannot
 /// be read.
 std::string AttachmentMark(IMessage* message, long number);
 
 /// A group of equal items, parted into those that hold the same attachments, in order.
-std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const Catalog& catalog,
-                                                   const std::vector<Item>& items,
+std::vector<std::vector<size_t>> PartByAttachments(IMAPISession* session, const TCatalog& catalog,
+                                                   const std::vector<TItem>& items,
                                                    const std::vector<size_t>& group);
 
 }  // namespace host

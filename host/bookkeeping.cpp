@@ -16,7 +16,7 @@ unsigned long TBookkeeping::Meaningful(const std::string& property) const {
     return found == properties.end() ? kAllBits : found->second;
 }
 
-std::string TBookkeeping::Name(Kind kind, const std::string& property) const {
+std::string TBookkeeping::Name(EKind kind, const std::string& property) const {
     for (const std::string& key : {KindName(kind) + ("/" + property), property}) {
         if (const auto found = names.find(key); found != names.end()) return found->second;
     }
@@ -27,11 +27,11 @@ namespace {
 
 // The names of the catalogue of comparable properties: its keys begin with the kind, "Contact.Notes".
 void AddCatalogue(std::map<std::string, std::string>& names) {
-    for (const CatalogueEntry& known : Catalogue()) {
+    for (const TCatalogueEntry& known : Catalogue()) {
         const std::string key = known.key;
         const std::string property = PropertyName(known.tag, known.set, known.id, known.stringId);
         std::string kind;
-        for (const Kind one : kScannedKinds) {
+        for (const EKind one : kScannedKinds) {
             const std::string name = KindName(one);
             if (EqualNoCase(key.substr(0, key.find('.')), name)) kind = name + "/";
         }
@@ -44,7 +44,7 @@ void AddCatalogue(std::map<std::string, std::string>& names) {
 TBookkeeping LoadBookkeeping() {
     const std::filesystem::path file = BuiltInFile("bookkeeping.json");
     const auto fail = [&](const std::string& what) {
-        return Failure("The file \"" + Narrow(file.wstring()) + "\" " + what + ".");
+        return TFailure("The file \"" + Narrow(file.wstring()) + "\" " + what + ".");
     };
     std::ifstream stream(file, std::ios::binary);
     if (!stream) throw fail("is missing");

@@ -23,7 +23,7 @@ struct TBookkeeping {
 
     unsigned long Meaningful(const std::string& property) const;
     /// For people; the property itself when it has no name.
-    std::string Name(Kind kind, const std::string& property) const;
+    std::string Name(EKind kind, const std::string& property) const;
 };
 
 /// Throws Failure naming the file and what is wrong with it.

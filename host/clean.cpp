@@ -27,15 +27,15 @@ namespace {
 // Of the folder that duplicates are moved to: no kind of item, so that the next scan passes it over.
 wchar_t kDuplicatesClass[] = L"IPF.Quorvel.Duplicates";
 
-std::string NameOf(const PlannedItem& item) {
+std::string NameOf(const TPlannedItem& item) {
     return (item.title.empty() ? "(no title)" : item.title) + " in " + item.folder;
 }
 
-void SayLeftAlone(const PlannedItem& item, const std::string& why) {
+void SayLeftAlone(const TPlannedItem& item, const std::string& why) {
     printf("left alone: %s %s\n", NameOf(item).c_str(), why.c_str());
 }
 
-void SayLosses(const PlannedItem& item) {
+void SayLosses(const TPlannedItem& item) {
     for (const TLoss& loss : item.losses) {
         printf("   %s: %s; the kept copy has %s; %s\n", loss.property.c_str(), loss.value.c_str(),
                loss.kept.empty() ? "none" : loss.kept.c_str(), MergeText(loss).c_str());
@@ -44,8 +44,8 @@ void SayLosses(const PlannedItem& item) {
 
 // A duplicate that waits for its turn.
 struct TTurn {
-    const PlannedGroup* group;
-    const PlannedItem* item;
+    const TPlannedGroup* group;
+    const TPlannedItem* item;
     TLook look;
     std::string kept{};  // identity of the copy that is kept
     size_t round = 0;
@@ -56,39 +56,39 @@ void CheckDisjoint(const std::set<std::string>& kept, const std::vector<TTurn>& 
     std::set<std::string> moved;
     for (const TTurn& turn : turns) {
         if (kept.contains(turn.look.identity)) {
-            throw Failure("The report contradicts itself: " + NameOf(*turn.item) +
-                          " is kept by one group and moved by another; nothing was moved.");
+            throw TFailure("The report contradicts itself: " + NameOf(*turn.item) +
+                           " is kept by one group and moved by another; nothing was moved.");
         }
         if (!moved.insert(turn.look.identity).second) {
-            throw Failure("The report contradicts itself: " + NameOf(*turn.item) +
-                          " is moved by two groups; nothing was moved.");
+            throw TFailure("The report contradicts itself: " + NameOf(*turn.item) +
+                           " is moved by two groups; nothing was moved.");
         }
     }
 }
 
 // What somebody decided about must all be there.
-TLook LookAt(CPlanCheck& check, const TPlan& plan, const PlannedGroup& group, const PlannedItem& item) {
+TLook LookAt(CPlanCheck& check, const TPlan& plan, const TPlannedGroup& group, const TPlannedItem& item) {
     TLook look = check.Look(item);
     if (look.isGone && plan.isDecided) {
-        throw Failure("The decisions name, in " + group.place + ", " + NameOf(item) +
-                      ", which is not there; nothing was moved.");
+        throw TFailure("The decisions name, in " + group.place + ", " + NameOf(item) +
+                       ", which is not there; nothing was moved.");
     }
     return look;
 }
 
 // The duplicates that are to be moved, and whether they and the copies that are kept are what the scan saw.
-std::vector<TTurn> LookAtAll(CPlanCheck& check, const TPlan& plan, Progress& progress) {
+std::vector<TTurn> LookAtAll(CPlanCheck& check, const TPlan& plan, CProgress& progress) {
     std::vector<TTurn> turns;
     std::set<std::string> kept;
     size_t done = 0;
-    for (const PlannedGroup& group : plan.groups) {
+    for (const TPlannedGroup& group : plan.groups) {
         progress("groups looked at", ++done, plan.groups.size());
         StopIfInterrupted();
         const TLook keep = LookAt(check, plan, group, group.keep);
         // What is kept of decisions that move nothing of the group is free for another one.
         if (!plan.isDecided || !group.duplicates.empty()) kept.insert(keep.identity);
-        for (const PlannedItem& item : group.left) LookAt(check, plan, group, item);
-        for (const PlannedItem& item : group.duplicates) {
+        for (const TPlannedItem& item : group.left) LookAt(check, plan, group, item);
+        for (const TPlannedItem& item : group.duplicates) {
             if (item.fate != EFate::Move) continue;
             turns.push_back({&group, &item, LookAt(check, plan, group, item)});
             turns.back().kept = keep.identity;
@@ -100,14 +100,14 @@ std::vector<TTurn> LookAtAll(CPlanCheck& check, const TPlan& plan, Progress& pro
 }
 
 // Whether the copy that is kept takes values of this duplicate.
-bool IsGiving(const PlannedItem& item) {
+bool IsGiving(const TPlannedItem& item) {
     return std::ranges::any_of(item.losses, IsTaken);
 }
 
 // Once a group has completed its kept copy, that is not what another group keeps any more: what the other one would
 // move stays.
 void LeaveWhatAnotherGroupCompletes(std::vector<TTurn>& turns) {
-    std::map<std::string, const PlannedGroup*> completed;  // by the kept copy
+    std::map<std::string, const TPlannedGroup*> completed;  // by the kept copy
     for (TTurn& turn : turns) {
         if (!turn.look.why.empty()) continue;
         const auto known = completed.find(turn.kept);
@@ -119,7 +119,7 @@ void LeaveWhatAnotherGroupCompletes(std::vector<TTurn>& turns) {
 }
 
 // Those that may be moved; all others are named.
-std::vector<TTurn> Movable(CPlanCheck& check, const TPlan& plan, TMoved& result, Progress& progress) {
+std::vector<TTurn> Movable(CPlanCheck& check, const TPlan& plan, TMoved& result, CProgress& progress) {
     std::vector<TTurn> turns = LookAtAll(check, plan, progress);
     for (size_t i = 0; i < turns.size(); ++i) {
         progress("duplicates looked at", i, turns.size());
@@ -129,8 +129,8 @@ std::vector<TTurn> Movable(CPlanCheck& check, const TPlan& plan, TMoved& result,
     }
     if (plan.isMerging) LeaveWhatAnotherGroupCompletes(turns);
     progress.Clear();
-    for (const PlannedGroup& group : plan.groups) {
-        for (const PlannedItem& item : group.duplicates) {
+    for (const TPlannedGroup& group : plan.groups) {
+        for (const TPlannedItem& item : group.duplicates) {
             if (item.fate == EFate::Move) continue;
             SayLeftAlone(item, WhyItStays(item));
             result.stays.emplace(&item, WhyItStays(item));
@@ -166,7 +166,7 @@ size_t PlanRounds(std::vector<TTurn>& turns) {
 }
 
 // The folder of one store that duplicates go to.
-struct Target {
+struct TTarget {
     std::string folderId;
     bool isNew = false;
     FolderRows known;                                    // what stood in it when it was last read
@@ -174,10 +174,10 @@ struct Target {
 };
 
 // The folder beside the store's others, made when it is missing.
-Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::string& name) {
+TTarget OpenTarget(IMAPISession* session, const std::string& storeId, const std::string& name) {
     ComPtr<IMsgStore> store;
     HRESULT hr = Quorvel_OpenStore(session, storeId.c_str(), store.GetAddressOf());
-    if (hr != S_OK) throw Failure("A store cannot be opened: " + ResultText(hr) + ".");
+    if (hr != S_OK) throw TFailure("A store cannot be opened: " + ResultText(hr) + ".");
     const MapiPtr<SPropValue> subtree = ReadValue(store.Get(), PR_IPM_SUBTREE_ENTRYID);
     const SBinary id = subtree ? subtree->Value.bin : SBinary{};
     ULONG type = 0;
@@ -187,7 +187,7 @@ Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::
     ComPtr<IMAPIFolder> parent;
     if (hr == S_OK)
         hr = root->QueryInterface(IID_IMAPIFolder, reinterpret_cast<void**>(parent.GetAddressOf()));
-    Target target;
+    TTarget target;
     ComPtr<IMAPIFolder> folder;
     std::wstring wideName = Widen(name);
     const auto make = [&](ULONG flags) {
@@ -199,7 +199,7 @@ Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::
         target.isNew = hr == S_OK;
         if (hr == MAPI_E_COLLISION) hr = make(OPEN_IF_EXISTS);
     }
-    if (hr != S_OK) throw Failure("The folder \"" + name + "\" cannot be made: " + ResultText(hr) + ".");
+    if (hr != S_OK) throw TFailure("The folder \"" + name + "\" cannot be made: " + ResultText(hr) + ".");
     // One that has no class and nothing in it is what an end behind its making left.
     if (target.isNew || (LongOf(ReadValue(folder.Get(), PR_CONTENT_COUNT).get()) == 0 &&
                          TextOf(ReadValue(folder.Get(), PR_CONTAINER_CLASS_W).get()).empty())) {
@@ -210,13 +210,13 @@ Target OpenTarget(IMAPISession* session, const std::string& storeId, const std::
     }
     target.folderId = HexOf(ReadValue(folder.Get(), PR_ENTRYID).get());
     std::optional<FolderRows> rows = ReadRows(session, storeId, target.folderId);
-    if (!rows) throw Failure("The folder \"" + name + "\" cannot be read.");
+    if (!rows) throw TFailure("The folder \"" + name + "\" cannot be read.");
     target.known = std::move(*rows);
     return target;
 }
 
 // What goes into a kept copy from a duplicate.
-void SayTaken(const PlannedItem& item, const std::vector<TLoss>& losses) {
+void SayTaken(const TPlannedItem& item, const std::vector<TLoss>& losses) {
     for (const TLoss& loss : losses) {
         if (!IsTaken(loss)) continue;
         printf("   %s: %s from %s; %s\n", loss.property.c_str(), loss.value.c_str(), item.folder.c_str(),
@@ -229,16 +229,16 @@ struct TCompletedGroup {
     bool isChanged = false;
     std::string modified;  // of the kept copy since then
     std::string why;       // it cannot be completed, and no duplicate moves
-    std::map<const PlannedItem*, std::string>
+    std::map<const TPlannedItem*, std::string>
         leftAlone{};  // duplicates that it was not completed from, and why
 };
 
 // The moves of one run, with the undo file that it writes.
 class CMoving {
   public:
-    CMoving(IMAPISession* session, CPlanCheck& check, const CleanOptions& options, UndoWriter& undo,
-            TMoved& result, Progress& progress)
-        : m_session(session),
+    CMoving(IMAPISession* session, CPlanCheck& check, const TCleanOptions& options, CUndoWriter& undo,
+            TMoved& result, CProgress& progress)
+        : m_pSession(session),
           m_check(check),
           m_options(options),
           m_undo(undo),
@@ -248,23 +248,23 @@ class CMoving {
     void Run(std::vector<TTurn>& turns);
 
   private:
-    Target& TargetOf(const std::string& storeId, const std::vector<TTurn>& turns);
-    void Move(const TTurn& turn, Target& target);
+    TTarget& TargetOf(const std::string& storeId, const std::vector<TTurn>& turns);
+    void Move(const TTurn& turn, TTarget& target);
     void Complete(const TTurn& turn);
     std::string WhyNotNow(const TTurn& turn, const TCompletedGroup* completed);
     void FindMoved();
-    void Refuse(const PlannedItem& item, const std::string& why);
+    void Refuse(const TPlannedItem& item, const std::string& why);
 
-    IMAPISession* m_session;
+    IMAPISession* m_pSession;
     CPlanCheck& m_check;
-    const CleanOptions& m_options;
-    UndoWriter& m_undo;
+    const TCleanOptions& m_options;
+    CUndoWriter& m_undo;
     TMoved& m_result;
-    Progress& m_progress;
-    std::map<std::string, Target> m_targets;  // by store
-    std::map<const PlannedGroup*, std::vector<const TTurn*>> m_turns;
-    std::map<const PlannedGroup*, TCompletedGroup> m_completed;
-    size_t m_moves = 0;  // lines of the undo file
+    CProgress& m_progress;
+    std::map<std::string, TTarget> m_targets;  // by store
+    std::map<const TPlannedGroup*, std::vector<const TTurn*>> m_turns;
+    std::map<const TPlannedGroup*, TCompletedGroup> m_completed;
+    size_t m_nMoves = 0;  // lines of the undo file
 };
 
 void CMoving::Run(std::vector<TTurn>& turns) {
@@ -276,7 +276,7 @@ void CMoving::Run(std::vector<TTurn>& turns) {
             m_result.isInterrupted = Interrupted();
             if (m_result.isInterrupted) break;
             m_progress("items moved", done, turns.size());
-            Target& target = TargetOf(turns[done].item->storeId, turns);
+            TTarget& target = TargetOf(turns[done].item->storeId, turns);
             if (m_check.Plan().isMerging) Complete(turns[done]);
             Move(turns[done], target);
         }
@@ -285,11 +285,11 @@ void CMoving::Run(std::vector<TTurn>& turns) {
     m_progress("saving");
 }
 
-Target& CMoving::TargetOf(const std::string& storeId, const std::vector<TTurn>& turns) {
+TTarget& CMoving::TargetOf(const std::string& storeId, const std::vector<TTurn>& turns) {
     const auto found = m_targets.find(storeId);
     if (found != m_targets.end()) return found->second;
-    Target target = OpenTarget(m_session, storeId, m_options.folder);
-    UndoTarget line{storeId, target.folderId, target.isNew, {}};
+    TTarget target = OpenTarget(m_pSession, storeId, m_options.folder);
+    TUndoTarget line{storeId, target.folderId, target.isNew, {}};
     std::set<std::string> keys;
     for (const TTurn& turn : turns) keys.insert(turn.look.searchKey);
     for (const auto& [entryId, searchKey] : target.known) {
@@ -299,7 +299,7 @@ Target& CMoving::TargetOf(const std::string& storeId, const std::vector<TTurn>& 
     return m_targets.emplace(storeId, std::move(target)).first->second;
 }
 
-void CMoving::Refuse(const PlannedItem& item, const std::string& why) {
+void CMoving::Refuse(const TPlannedItem& item, const std::string& why) {
     m_progress.Clear();
     SayLeftAlone(item, why);
     ++m_result.refused;
@@ -308,7 +308,7 @@ void CMoving::Refuse(const PlannedItem& item, const std::string& why) {
 // What was looked at a while ago may be another by now. A copy that was completed may have come to differ from a
 // duplicate in what only a third one has: they were held against each other before.
 std::string CMoving::WhyNotNow(const TTurn& turn, const TCompletedGroup* completed) {
-    PlannedItem kept = turn.group->keep;
+    TPlannedItem kept = turn.group->keep;
     if (completed) {
         if (!completed->why.empty()) return completed->why;
         if (const auto left = completed->leftAlone.find(turn.item); left != completed->leftAlone.end())
@@ -327,7 +327,7 @@ void CMoving::Complete(const TTurn& turn) {
     const auto [found, isNew] = m_completed.try_emplace(turn.group);
     if (!isNew || std::ranges::none_of(turn.group->duplicates, IsGiving)) return;
     TCompletedGroup& completed = found->second;
-    std::vector<const PlannedItem*> duplicates;
+    std::vector<const TPlannedItem*> duplicates;
     for (const TTurn* other : m_turns[turn.group]) {
         const std::string why = WhyNotNow(*other, nullptr);
         if (why.empty())
@@ -343,7 +343,7 @@ void CMoving::Complete(const TTurn& turn) {
             return true;
         });
     }
-    const PlannedItem& kept = turn.group->keep;
+    const TPlannedItem& kept = turn.group->keep;
     if (live && !live->IsCompleted() && completed.leftAlone.empty()) return;
     completed.isChanged = true;
     completed.modified = kept.modified;
@@ -363,22 +363,22 @@ void CMoving::Complete(const TTurn& turn) {
     fflush(stdout);
 }
 
-void CMoving::Move(const TTurn& turn, Target& target) {
-    const PlannedItem& item = *turn.item;
+void CMoving::Move(const TTurn& turn, TTarget& target) {
+    const TPlannedItem& item = *turn.item;
     const auto completed = m_completed.find(turn.group);
     const bool isCompleted = completed != m_completed.end() && completed->second.isChanged;
     if (const std::string why = WhyNotNow(turn, isCompleted ? &completed->second : nullptr); !why.empty())
         return Refuse(item, why);
-    m_undo.WillMove(UndoMove{item.entryId,
-                             turn.look.searchKey,
-                             item.title,
-                             item.folder,
-                             item.folderId,
-                             item.storeId,
-                             target.folderId,
-                             {}});
-    const size_t move = m_moves++;
-    const HRESULT hr = MoveItem(m_session, item.entryId, item.storeId, item.folderId, target.folderId);
+    m_undo.WillMove(TUndoMove{item.entryId,
+                              turn.look.searchKey,
+                              item.title,
+                              item.folder,
+                              item.folderId,
+                              item.storeId,
+                              target.folderId,
+                              {}});
+    const size_t move = m_nMoves++;
+    const HRESULT hr = MoveItem(m_pSession, item.entryId, item.storeId, item.folderId, target.folderId);
     if (hr != S_OK) return Refuse(item, "cannot be moved: " + ResultText(hr));
     target.pending[turn.look.searchKey].push_back(move);
     ++m_result.moved;
@@ -393,7 +393,7 @@ void CMoving::Move(const TTurn& turn, Target& target) {
 void CMoving::FindMoved() {
     for (auto& [storeId, target] : m_targets) {
         if (target.pending.empty()) continue;
-        std::optional<FolderRows> rows = ReadRows(m_session, storeId, target.folderId);
+        std::optional<FolderRows> rows = ReadRows(m_pSession, storeId, target.folderId);
         if (!rows) continue;
         std::map<std::string, std::vector<std::string>> fresh;
         for (const auto& [entryId, searchKey] : *rows) {
@@ -419,14 +419,14 @@ namespace {
 
 // The kept copies that the duplicates which may be moved would complete.
 size_t SayCompletions(const TPlan& plan, const std::vector<TTurn>& turns) {
-    std::set<const PlannedItem*> moving;
+    std::set<const TPlannedItem*> moving;
     for (const TTurn& turn : turns) {
         if (IsGiving(*turn.item)) moving.insert(turn.item);
     }
     size_t count = 0;
-    for (const PlannedGroup& group : plan.groups) {
+    for (const TPlannedGroup& group : plan.groups) {
         bool isSaid = false;
-        for (const PlannedItem& item : group.duplicates) {
+        for (const TPlannedItem& item : group.duplicates) {
             if (!moving.contains(&item)) continue;
             if (!isSaid) printf("would complete: %s\n", NameOf(group.keep).c_str());
             count += !isSaid;
@@ -439,10 +439,10 @@ size_t SayCompletions(const TPlan& plan, const std::vector<TTurn>& turns) {
 
 }  // namespace
 
-TMoved Clean(Session& session, TPlan& plan, const CleanOptions& options, Progress& progress) {
+TMoved Clean(CSession& session, TPlan& plan, const TCleanOptions& options, CProgress& progress) {
     if (options.folder.find_first_not_of(' ') == std::string::npos ||
         OneLine(options.folder) != options.folder)
-        throw Failure("\"" + OneLine(options.folder) + "\" is no name for a folder.");
+        throw TFailure("\"" + OneLine(options.folder) + "\" is no name for a folder.");
     // It holds what belongs to the session, which is closed below.
     auto check = std::make_unique<CPlanCheck>(session.get(), plan, options.folder);
     TMoved result;
@@ -455,14 +455,14 @@ TMoved Clean(Session& session, TPlan& plan, const CleanOptions& options, Progres
     }
     if (turns.empty() || !options.yes) return result;
 
-    UndoWriter undo = UndoWriter::Create(options.undoFile);
+    CUndoWriter undo = CUndoWriter::Create(options.undoFile);
     const std::string mailbox = options.mailbox.empty() ? "" : "--mailbox " + Quoted(options.mailbox) + " ";
     printf("to undo: quorvel %sclean --undo %s\n", mailbox.c_str(), Quoted(undo.Path()).c_str());
     fflush(stdout);
     std::string failure;
     try {
         CMoving(session.get(), *check, options, undo, result, progress).Run(turns);
-    } catch (const Failure& why) {
+    } catch (const TFailure& why) {
         failure = why.what();
     }
     check.reset();
@@ -470,13 +470,13 @@ TMoved Clean(Session& session, TPlan& plan, const CleanOptions& options, Progres
     progress.Clear();
     if (!unsaved.empty() && session.IsMailboxFile()) {
         undo.End(false);
-        throw Failure("Nothing was moved: " + unsaved + ".");
+        throw TFailure("Nothing was moved: " + unsaved + ".");
     }
     if (!failure.empty()) {
-        throw Failure(failure + " Stopped after " + Count(result.moved, "item", "items") + "; \"" +
-                      undo.Path() + "\" puts back what was moved.");
+        throw TFailure(failure + " Stopped after " + Count(result.moved, "item", "items") + "; \"" +
+                       undo.Path() + "\" puts back what was moved.");
     }
-    if (!unsaved.empty()) throw Failure("The items were moved, but " + unsaved + ".");
+    if (!unsaved.empty()) throw TFailure("The items were moved, but " + unsaved + ".");
     undo.End(true);
     return result;
 }

@@ -16,7 +16,7 @@
 
 namespace host {
 
-struct CleanOptions {
+struct TCleanOptions {
     std::string folder = "Duplicates";
     std::string undoFile;  // empty: a new name in the current folder
     std::string mailbox;   // as the user named it, for the line that says how to undo
@@ -24,8 +24,8 @@ struct CleanOptions {
 };
 
 struct TMoved {
-    std::map<const PlannedItem*, std::string> stays;  // duplicates of the plan that stay, and why
-    size_t moved = 0;                                 // without `yes`: that would be
+    std::map<const TPlannedItem*, std::string> stays;  // duplicates of the plan that stay, and why
+    size_t moved = 0;                                  // without `yes`: that would be
     size_t completed = 0;        // kept copies that merging changed; of an undo, those that are as they were
     size_t refused = 0;          // were to be moved and were not: changed, gone, or the platform refused
     bool isInterrupted = false;  // by Ctrl-C: the rest was left
@@ -36,11 +36,11 @@ struct TMoved {
 /// of this is asked again when their turn comes. A plan that merges says then what merging makes of it, and completes the kept copy of a group first; where that
 /// fails its duplicates stay. Throws Failure: for a plan that moves what it keeps or that is of
 /// another mailbox, before anything is done; and when nothing could be saved, which the undo file then says.
-TMoved Clean(Session& session, TPlan& plan, const CleanOptions& options, Progress& progress);
+TMoved Clean(CSession& session, TPlan& plan, const TCleanOptions& options, CProgress& progress);
 
 /// Puts back what a run of Clean moved and completed, whole or killed. Items that are in their place are passed over; those
 /// that are not put back are named, and counted as refused. Throws Failure when the file is none of ours, was
 /// changed or belongs to another mailbox, before anything is moved; and when nothing could be saved.
-TMoved Undo(Session& session, const std::string& undoFile, Progress& progress);
+TMoved Undo(CSession& session, const std::string& undoFile, CProgress& progress);
 
 }  // namespace host

@@ -18,25 +18,25 @@ std::vector<TMergeCopy> CopiesOf(std::vector<TLiveGroup::TDuplicate>& duplicates
 }
 
 // What somebody chose in a report, by the values that the choices are about.
-void ChooseByReport(const PlannedItem& planned, std::vector<TLoss>& losses) {
+void ChooseByReport(const TPlannedItem& planned, std::vector<TLoss>& losses) {
     for (const TLoss& chosen : planned.losses) {
         if (chosen.choice == EChoice::None) continue;
         const auto found = std::ranges::find(losses, chosen.id, &TLoss::id);
         if (found == losses.end()) {
-            throw Failure("The choice for " + chosen.property + " of " + planned.folder +
-                          " is about a value that the item does not have; nothing was moved.");
+            throw TFailure("The choice for " + chosen.property + " of " + planned.folder +
+                           " is about a value that the item does not have; nothing was moved.");
         }
         found->choice = chosen.choice;
     }
 }
 
 // What somebody decided on the page: of each conflict the copy whose value stays.
-void Choose(const PlannedGroup& group, const std::vector<PlannedGroup::TChosen>& chosen,
+void Choose(const TPlannedGroup& group, const std::vector<TPlannedGroup::TChosen>& chosen,
             std::vector<TLiveGroup::TDuplicate>& duplicates) {
     for (TLiveGroup::TDuplicate& one : duplicates) {
         const auto place = static_cast<size_t>(one.planned - group.duplicates.data());
         for (TLoss& loss : one.losses) {
-            const auto about = std::ranges::find(chosen, ConflictId(loss), &PlannedGroup::TChosen::id);
+            const auto about = std::ranges::find(chosen, ConflictId(loss), &TPlannedGroup::TChosen::id);
             loss.choice = about == chosen.end()  ? EChoice::None
                           : about->copy == place ? EChoice::Duplicate
                                                  : EChoice::Kept;
@@ -46,10 +46,10 @@ void Choose(const PlannedGroup& group, const std::vector<PlannedGroup::TChosen>&
 
 // The planned duplicates' losses, settled. A choice for the value of a copy that does not go is none: for it the
 // others would go with theirs.
-void PlanLive(CPlanCheck& check, const PlannedGroup& group, TLiveGroup& live) {
+void PlanLive(CPlanCheck& check, const TPlannedGroup& group, TLiveGroup& live) {
     const bool isLossAllowed = check.Plan().allowLoss;
-    std::vector<PlannedGroup::TChosen> chosen = group.chosen;
-    const auto goes = [&](const PlannedGroup::TChosen& one) {
+    std::vector<TPlannedGroup::TChosen> chosen = group.chosen;
+    const auto goes = [&](const TPlannedGroup::TChosen& one) {
         return !one.copy || std::ranges::any_of(live.duplicates, [&](const TLiveGroup::TDuplicate& copy) {
             return copy.planned == &group.duplicates[*one.copy] && IsMergeable(copy.losses, isLossAllowed);
         });
@@ -75,16 +75,16 @@ bool TLiveGroup::IsCompleted() const {
         duplicates, [](const TDuplicate& one) { return std::ranges::any_of(one.losses, IsTaken); });
 }
 
-std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
-                                   const std::vector<const PlannedItem*>& duplicates) {
+std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const TPlannedGroup& group,
+                                   const std::vector<const TPlannedItem*>& duplicates) {
     CItemReader& reader = check.Reader();
-    const Definitions& definitions = check.Plan().definitions[group.definitions];
-    const std::optional<Item> kept = check.Find(group.keep);
+    const TDefinitions& definitions = check.Plan().definitions[group.definitions];
+    const std::optional<TItem> kept = check.Find(group.keep);
     std::optional<TItemValues> keptValues = kept ? reader.Read(*kept) : std::nullopt;
     if (!keptValues) return {};
     TLiveGroup live{*kept, std::move(*keptValues), {}};
-    for (const PlannedItem* planned : duplicates) {
-        const std::optional<Item> item = check.Find(*planned);
+    for (const TPlannedItem* planned : duplicates) {
+        const std::optional<TItem> item = check.Find(*planned);
         std::optional<TItemValues> values = item ? reader.Read(*item) : std::nullopt;
         if (!values) return {};
         // Of what somebody decided, equality was not asked for.
@@ -97,14 +97,14 @@ std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
     return live;
 }
 
-void PlanMerging(CPlanCheck& check, TPlan& plan, Progress& progress) {
+void PlanMerging(CPlanCheck& check, TPlan& plan, CProgress& progress) {
     size_t done = 0;
-    for (PlannedGroup& group : plan.groups) {
+    for (TPlannedGroup& group : plan.groups) {
         progress("groups merged", ++done, plan.groups.size());
         StopIfInterrupted();
-        std::vector<const PlannedItem*> duplicates;
+        std::vector<const TPlannedItem*> duplicates;
         bool hasLosses = !plan.isVerified;
-        for (const PlannedItem& item : group.duplicates) {
+        for (const TPlannedItem& item : group.duplicates) {
             if (item.fate != EFate::Protected) duplicates.push_back(&item);
             hasLosses = hasLosses || !item.losses.empty();
         }
@@ -112,7 +112,7 @@ void PlanMerging(CPlanCheck& check, TPlan& plan, Progress& progress) {
         std::optional<TLiveGroup> live = ReadLive(check, group, duplicates);
         if (!live) continue;
         for (TLiveGroup::TDuplicate& one : live->duplicates) {
-            PlannedItem& item = group.duplicates[static_cast<size_t>(one.planned - group.duplicates.data())];
+            TPlannedItem& item = group.duplicates[static_cast<size_t>(one.planned - group.duplicates.data())];
             const bool goes = IsMergeable(one.losses, plan.allowLoss);
             item.fate = goes ? EFate::Move : EFate::Loss;
             // Of one that stays, what keeps it.

@@ -13,11 +13,11 @@ namespace host {
 
 /// A group as its items are now, with what merging does about each loss.
 struct TLiveGroup {
-    Item kept;
+    TItem kept;
     TItemValues keptValues;
     struct TDuplicate {
-        const PlannedItem* planned = nullptr;
-        Item item;
+        const TPlannedItem* planned = nullptr;
+        TItem item;
         TItemValues values;
         std::vector<TLoss> losses;
     };
@@ -31,11 +31,11 @@ struct TLiveGroup {
 
 /// Of these duplicates of the group. What somebody decided holds as far as the copies are among them. Nothing when an
 /// item cannot be read. Throws Failure when a report has a choice about a value that is not there.
-std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const PlannedGroup& group,
-                                   const std::vector<const PlannedItem*>& duplicates);
+std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const TPlannedGroup& group,
+                                   const std::vector<const TPlannedItem*>& duplicates);
 
 /// Duplicates that stayed for what the kept copy lacks move when it goes into the kept copy; those that have a conflict
 /// stay for it, unless the plan allows the loss. What cannot be read is left as it is planned.
-void PlanMerging(CPlanCheck& check, TPlan& plan, Progress& progress);
+void PlanMerging(CPlanCheck& check, TPlan& plan, CProgress& progress);
 
 }  // namespace host

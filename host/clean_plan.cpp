@@ -29,8 +29,8 @@ std::string IdOf(const json& object, const char* member) {
 }
 
 // A choice that nobody offered.
-struct TNoChoice : Failure {
-    using Failure::Failure;
+struct TNoChoice : TFailure {
+    using TFailure::TFailure;
 };
 
 }  // namespace
@@ -41,8 +41,8 @@ unsigned CountFrom(const json& number) {
     return static_cast<unsigned>(count);
 }
 
-PlannedItem PlannedItemFrom(const json& object) {
-    PlannedItem item;
+TPlannedItem PlannedItemFrom(const json& object) {
+    TPlannedItem item;
     item.folder = OneLine(object.at("folder").get<std::string>()) + "#" +
                   std::to_string(CountFrom(object.at("number")));
     item.title = OneLine(object.at("title").get<std::string>());
@@ -70,8 +70,8 @@ TLoss LossFromJson(const json& object) {
     return loss;
 }
 
-PlannedItem DuplicateFromJson(const json& object, const std::string& place) {
-    PlannedItem item = PlannedItemFrom(object);
+TPlannedItem DuplicateFromJson(const json& object, const std::string& place) {
+    TPlannedItem item = PlannedItemFrom(object);
     item.fate = FateOf(object.at("fate").get<std::string>());
     for (const json& loss : object.at("losses")) {
         try {
@@ -84,7 +84,7 @@ PlannedItem DuplicateFromJson(const json& object, const std::string& place) {
     return item;
 }
 
-size_t DefinitionsOf(const TPlan& plan, const Kind kind) {
+size_t DefinitionsOf(const TPlan& plan, const EKind kind) {
     for (size_t i = 0; i < plan.definitions.size(); ++i) {
         if (plan.definitions[i].kind == kind) return i;
     }
@@ -93,28 +93,28 @@ size_t DefinitionsOf(const TPlan& plan, const Kind kind) {
 
 }  // namespace
 
-std::string WhyItStays(const PlannedItem& item) {
+std::string WhyItStays(const TPlannedItem& item) {
     return WhyItStays(item.fate, item.losses);
 }
 
-TPlan PlanOf(const ScanResult& result) {
-    const auto planned = [&](const Group& group, size_t index) {
-        const Item& item = result.items[group.items[index]];
-        const Folder& folder = result.catalog.folders[item.folder];
-        return PlannedItem{Place(result.catalog, item),
-                           item.title,
-                           IsoTime(item.modified),
-                           item.entryId,
-                           folder.entryId,
-                           result.catalog.stores[folder.store].entryId,
-                           group.fates[index].values,
-                           group.fates[index].fate,
-                           group.fates[index].losses};
+TPlan PlanOf(const TScanResult& result) {
+    const auto planned = [&](const TGroup& group, size_t index) {
+        const TItem& item = result.items[group.items[index]];
+        const TFolder& folder = result.catalog.folders[item.folder];
+        return TPlannedItem{Place(result.catalog, item),
+                            item.title,
+                            IsoTime(item.modified),
+                            item.entryId,
+                            folder.entryId,
+                            result.catalog.stores[folder.store].entryId,
+                            group.fates[index].values,
+                            group.fates[index].fate,
+                            group.fates[index].losses};
     };
     TPlan plan;
-    for (const KindScan& scan : result.scans) plan.definitions.push_back(scan.definitions);
-    for (const Group& group : result.groups) {
-        PlannedGroup one;
+    for (const TKindScan& scan : result.scans) plan.definitions.push_back(scan.definitions);
+    for (const TGroup& group : result.groups) {
+        TPlannedGroup one;
         one.definitions = group.scan;
         one.keep = planned(group, 0);
         for (size_t i = 1; i < group.items.size(); ++i) one.duplicates.push_back(planned(group, i));
@@ -136,7 +136,7 @@ TPlan PlanFromReport(const json& report, const std::string& path) {
     for (const json& scan : report.at("scans"))
         plan.definitions.push_back(ParseDefinitions(path, scan.at("definitions").dump()));
     for (const json& group : report.at("groups")) {
-        PlannedGroup one;
+        TPlannedGroup one;
         one.definitions = DefinitionsOf(plan, KindOf(group.at("kind").get<std::string>()));
         one.keep = PlannedItemFrom(group.at("keep"));
         const std::string place = "groups[" + std::to_string(plan.groups.size()) + "].duplicates[";
@@ -152,7 +152,7 @@ TPlan PlanFromReport(const json& report, const std::string& path) {
 
 TPlan PlanFromFile(const std::string& path) {
     std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
-    if (!stream) throw Failure("The report \"" + path + "\" cannot be read.");
+    if (!stream) throw TFailure("The report \"" + path + "\" cannot be read.");
     json file;
     try {
         file = json::parse(stream);
@@ -160,31 +160,31 @@ TPlan PlanFromFile(const std::string& path) {
     } catch (const TNoChoice&) {
         throw;
     } catch (const std::exception&) {
-        throw Failure("\"" + path + "\" is no JSON report of a scan by this version, or was changed.");
+        throw TFailure("\"" + path + "\" is no JSON report of a scan by this version, or was changed.");
     }
     return PlanFromDecisions(file, path);
 }
 
-std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::string>& stays) {
+std::string PlanText(const TPlan& plan, const std::map<const TPlannedItem*, std::string>& stays) {
     using ordered = nlohmann::ordered_json;
     ordered file{{"format", "quorvel-plan"}, {"version", 1}};
     file["groups"] = ordered::array();
-    const auto itemJson = [](const PlannedItem& item) {
+    const auto itemJson = [](const TPlannedItem& item) {
         return ordered{{"place", item.folder}, {"title", item.title}, {"entryId", item.entryId}};
     };
-    const auto staying = [&](const PlannedItem& item, const std::string& why) {
+    const auto staying = [&](const TPlannedItem& item, const std::string& why) {
         ordered object = itemJson(item);
         object["move"] = why.empty();
         object["why"] = why;
         return object;
     };
-    for (const PlannedGroup& group : plan.groups) {
+    for (const TPlannedGroup& group : plan.groups) {
         ordered one{{"keep", itemJson(group.keep)}, {"duplicates", ordered::array()}};
-        for (const PlannedItem& item : group.duplicates) {
+        for (const TPlannedItem& item : group.duplicates) {
             const auto found = stays.find(&item);
             one["duplicates"].push_back(staying(item, found == stays.end() ? "" : found->second));
         }
-        for (const PlannedItem& item : group.left)
+        for (const TPlannedItem& item : group.left)
             one["duplicates"].push_back(staying(item, "left there by the decisions"));
         file["groups"].push_back(std::move(one));
     }
@@ -193,9 +193,9 @@ std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::
 
 bool HasChoices(const TPlan& plan) {
     const auto isChosen = [](const TLoss& loss) { return loss.choice != EChoice::None; };
-    for (const PlannedGroup& group : plan.groups) {
+    for (const TPlannedGroup& group : plan.groups) {
         if (!group.chosen.empty()) return true;
-        for (const PlannedItem& item : group.duplicates) {
+        for (const TPlannedItem& item : group.duplicates) {
             if (std::ranges::any_of(item.losses, isChosen)) return true;
         }
     }
@@ -204,8 +204,8 @@ bool HasChoices(const TPlan& plan) {
 
 void AllowLoss(TPlan& plan) {
     plan.allowLoss = true;
-    for (PlannedGroup& group : plan.groups) {
-        for (PlannedItem& item : group.duplicates) {
+    for (TPlannedGroup& group : plan.groups) {
+        for (TPlannedItem& item : group.duplicates) {
             if (item.fate == EFate::Loss) item.fate = EFate::Move;
         }
     }

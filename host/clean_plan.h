@@ -16,7 +16,7 @@
 namespace host {
 
 /// An item that is to be moved, or kept, as a scan saw it.
-struct PlannedItem {
+struct TPlannedItem {
     std::string folder;  // path and number, for people
     std::string title;
     std::string modified;  // IsoTime of the last modification
@@ -29,14 +29,14 @@ struct PlannedItem {
     std::vector<TLoss> losses;
 };
 
-std::string WhyItStays(const PlannedItem& item);
+std::string WhyItStays(const TPlannedItem& item);
 
-struct PlannedGroup {
+struct TPlannedGroup {
     size_t definitions = 0;  // index into the plan's
-    PlannedItem keep;
-    std::vector<PlannedItem> duplicates;
+    TPlannedItem keep;
+    std::vector<TPlannedItem> duplicates;
     // Of decisions only.
-    std::vector<PlannedItem> left;  // stay where they are
+    std::vector<TPlannedItem> left;  // stay where they are
     /// Which copy's value stays, where merging found two.
     struct TChosen {
         std::string id;              // ConflictId
@@ -49,8 +49,8 @@ struct PlannedGroup {
 };
 
 struct TPlan {
-    std::vector<Definitions> definitions;
-    std::vector<PlannedGroup> groups;
+    std::vector<TDefinitions> definitions;
+    std::vector<TPlannedGroup> groups;
     bool isVerified = false;  // this run has held each duplicate against the kept copy
     bool allowLoss = false;   // what would be lost is no reason to stay
     bool isDecided = false;   // by somebody, item by item: what it names must be there
@@ -58,18 +58,18 @@ struct TPlan {
     bool sentCopies = false;  // the sent and the received copy of a mail are duplicates too
 };
 
-TPlan PlanOf(const ScanResult& result);
+TPlan PlanOf(const TScanResult& result);
 /// Reads a JSON report, or decisions (decisions.h); throws Failure.
 TPlan PlanFromFile(const std::string& path);
 
 /// A number from 1, and no other value that could be taken for one. Throws as PlannedItemFrom does.
 unsigned CountFrom(const nlohmann::json& number);
 /// What a file says of an item, whatever becomes of it. Throws an exception of the standard library for anything else.
-PlannedItem PlannedItemFrom(const nlohmann::json& object);
+TPlannedItem PlannedItemFrom(const nlohmann::json& object);
 
 /// What comes of a plan, as docs/schemas/plan.schema.json says: for who moves the items by other means. stays: why, of
 /// those that do not move.
-std::string PlanText(const TPlan& plan, const std::map<const PlannedItem*, std::string>& stays);
+std::string PlanText(const TPlan& plan, const std::map<const TPlannedItem*, std::string>& stays);
 
 /// Whether somebody chose between two values for merging (merge_plan.h).
 bool HasChoices(const TPlan& plan);

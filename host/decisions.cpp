@@ -28,7 +28,7 @@ EFound FoundOf(const std::string& name) {
     return static_cast<EFound>(found - std::begin(kFound));
 }
 
-enum class EDecision { Keep, Move, Leave };
+enum class EDecision { TKeep, Move, Leave };
 
 EDecision DecisionOf(const std::string& name) {
     static constexpr const char* kNames[] = {"keep", "move", "leave"};
@@ -37,9 +37,9 @@ EDecision DecisionOf(const std::string& name) {
     return static_cast<EDecision>(found - std::begin(kNames));
 }
 
-size_t DefinitionsOf(const TPlan& plan, Kind kind) {
+size_t DefinitionsOf(const TPlan& plan, EKind kind) {
     const auto found = std::find_if(plan.definitions.begin(), plan.definitions.end(),
-                                    [&](const Definitions& one) { return one.kind == kind; });
+                                    [&](const TDefinitions& one) { return one.kind == kind; });
     if (found == plan.definitions.end()) throw std::out_of_range("kind");
     return static_cast<size_t>(found - plan.definitions.begin());
 }
@@ -52,7 +52,7 @@ struct TDecidedGroup {
 };
 
 void ReadItem(const json& object, TDecidedGroup& decided) {
-    PlannedItem item = PlannedItemFrom(object);
+    TPlannedItem item = PlannedItemFrom(object);
     item.values = object.at("values").get<std::string>();
     if (object.at("protected").get<bool>()) item.fate = EFate::Protected;
     const EDecision decision = DecisionOf(object.at("decision").get<std::string>());
@@ -84,7 +84,7 @@ std::optional<size_t> ReadChoice(const json& object, const TConflict& conflict,
     const size_t copy = CopyOf(object["choice"], decided.decisions.size());
     const auto value = std::ranges::find(conflict.values, copy, &TConflict::TValue::copy);
     if (value == conflict.values.end()) throw TWrong("is chosen of a copy that does not conflict");
-    if (decided.decisions[copy] == EDecision::Keep) return copy;
+    if (decided.decisions[copy] == EDecision::TKeep) return copy;
     if (decided.decisions[copy] == EDecision::Leave) throw TWrong("is chosen of a copy that does not move");
     if (!conflict.isReplaceable || value->text.empty())
         throw TWrong("can only be left as the kept copy has it");
@@ -139,23 +139,23 @@ TDecidedGroup ReadGroup(const json& object) {
             throw TWrong(NameOf("item", i, items[i]) + " is not as the page wrote it");
         }
     }
-    const auto kept = std::count(decided.decisions.begin(), decided.decisions.end(), EDecision::Keep);
+    const auto kept = std::count(decided.decisions.begin(), decided.decisions.end(), EDecision::TKeep);
     if (kept == 0) throw TWrong("nothing of it is kept");
     if (kept > 1) throw TWrong("more than one copy is to be the one that is kept");
     if (object.contains("conflicts")) ReadConflicts(object["conflicts"], decided);
     return decided;
 }
 
-PlannedGroup PlannedFrom(const TPlan& plan, TDecidedGroup decided, std::string place) {
-    PlannedGroup group;
+TPlannedGroup PlannedFrom(const TPlan& plan, TDecidedGroup decided, std::string place) {
+    TPlannedGroup group;
     group.definitions = DefinitionsOf(plan, decided.group.kind);
     group.isRecorded = decided.group.found != EFound::Duplicates;
     group.place = std::move(place);
     std::map<size_t, size_t> moving;  // by copy the place among the duplicates
     for (size_t i = 0; i < decided.decisions.size(); ++i) {
-        PlannedItem& item = decided.group.items[i];
+        TPlannedItem& item = decided.group.items[i];
         item.fate = EFate::Move;
-        if (decided.decisions[i] == EDecision::Keep) {
+        if (decided.decisions[i] == EDecision::TKeep) {
             group.keep = std::move(item);
         } else if (decided.decisions[i] == EDecision::Move) {
             moving.emplace(i, group.duplicates.size());
@@ -211,7 +211,7 @@ std::vector<TConflict> ConflictsOf(const std::vector<std::vector<TLoss>>& losses
 std::string CheckOf(const TFoundGroup& group) {
     CDigest digest;
     digest.Add(FoundName(group.found)).Add(KindName(group.kind));
-    for (const PlannedItem& item : group.items) {
+    for (const TPlannedItem& item : group.items) {
         digest.Add(item.storeId).Add(item.folderId).Add(item.entryId).Add(item.folder).Add(item.modified);
         digest.Add(item.values).Add(item.fate == EFate::Protected ? "protected" : "");
     }
@@ -226,7 +226,7 @@ std::string CheckOf(const TFoundGroup& group) {
 std::string CheckOfScan(const TPlan& scan, const std::vector<std::string>& groups) {
     CDigest digest;
     digest.Add(scan.allowLoss ? "allow-loss" : "").Add(scan.sentCopies ? "sent-copies" : "");
-    for (const Definitions& definitions : scan.definitions) digest.Add(DefinitionsText(definitions));
+    for (const TDefinitions& definitions : scan.definitions) digest.Add(DefinitionsText(definitions));
     for (const std::string& group : groups) digest.Add(group);
     return digest.Text();
 }
@@ -241,7 +241,7 @@ bool AreDecisions(const json& file) {
 
 TPlan PlanFromDecisions(const json& file, const std::string& path) {
     const auto refuse = [&](const std::string& why) {
-        throw Failure("\"" + path + "\"" + why + "; nothing was moved.");
+        throw TFailure("\"" + path + "\"" + why + "; nothing was moved.");
     };
     TPlan plan;
     std::string scan;

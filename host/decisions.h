@@ -33,8 +33,8 @@ std::vector<TConflict> ConflictsOf(const std::vector<std::vector<TLoss>>& losses
 /// A group as a scan found it, in the order of the report.
 struct TFoundGroup {
     EFound found = EFound::Duplicates;
-    Kind kind = Kind::Other;
-    std::vector<PlannedItem> items;  // fate: Protected when its folder is
+    EKind kind = EKind::Other;
+    std::vector<TPlannedItem> items;  // fate: Protected when its folder is
     std::vector<TConflict> conflicts;
 };
 /// "duplicates", "near", "resembling".

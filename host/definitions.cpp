@@ -57,26 +57,26 @@ std::vector<std::string> MethodNames() {
 }
 
 // One file while it is read: its text tells the line of what is wrong.
-class Reader {
+class CReader {
   public:
-    Reader(std::string name, std::string text) : m_name(std::move(name)), m_text(std::move(text)) {}
+    CReader(std::string name, std::string text) : m_name(std::move(name)), m_text(std::move(text)) {}
 
-    Definitions Read();
+    TDefinitions Read();
 
   private:
     [[noreturn]] void Fail(size_t offset, const std::string& what) const {
         const auto end = m_text.begin() + static_cast<std::ptrdiff_t>(std::min(offset, m_text.size()));
         const auto line = 1 + std::count(m_text.begin(), end, '\n');
-        throw Failure(m_name + ", line " + std::to_string(line) + ": " + what + ".");
+        throw TFailure(m_name + ", line " + std::to_string(line) + ": " + what + ".");
     }
 
     // Where a text stands in quotes, looked for from the place of the last one found.
     size_t Find(const std::string& text) {
         const std::string quoted = json(text).dump();
-        size_t at = m_text.find(quoted, m_at);
+        size_t at = m_text.find(quoted, m_nAt);
         if (at == std::string::npos) at = m_text.find(quoted);
-        if (at == std::string::npos) at = m_at;
-        m_at = at;
+        if (at == std::string::npos) at = m_nAt;
+        m_nAt = at;
         return at;
     }
 
@@ -115,7 +115,7 @@ class Reader {
         const std::string text = name.get<std::string>();
         try {
             return lookUp(text);
-        } catch (const Failure& failure) {
+        } catch (const TFailure& failure) {
             std::string what = failure.what();
             if (!what.empty() && what.back() == '.') what.pop_back();
             Fail(Find(text), what);
@@ -129,17 +129,17 @@ class Reader {
         return At(json(text), lookUp);
     }
 
-    PropertyChoice ReadChoice(const json& entry) {
+    TPropertyChoice ReadChoice(const json& entry) {
         if (!entry.is_object()) Fail(Find("properties"), "every entry of \"properties\" is an object");
         CheckMembers(entry, {"property", "method", "compare", "identifies", "group", "why"});
-        PropertyChoice choice{};
+        TPropertyChoice choice{};
         choice.property = Checked("property", entry, [](const std::string& key) {
-            const CatalogueEntry* property = FindProperty(key);
+            const TCatalogueEntry* property = FindProperty(key);
             if (property) return property;
             std::vector<std::string> keys;
-            for (const CatalogueEntry& known : Catalogue()) keys.emplace_back(known.key);
-            throw Failure("\"" + key + "\" is no property;" + Suggestion(key, keys) + " allowed are " +
-                          Joined(keys));
+            for (const TCatalogueEntry& known : Catalogue()) keys.emplace_back(known.key);
+            throw TFailure("\"" + key + "\" is no property;" + Suggestion(key, keys) + " allowed are " +
+                           Joined(keys));
         });
         choice.method = cmExact;
         if (entry.contains("method")) {
@@ -147,7 +147,7 @@ class Reader {
                 for (const auto& row : kMethods) {
                     if (EqualNoCase(name, row.name)) return row.method;
                 }
-                throw Failure("\"" + name + "\" is no method; allowed are " + Joined(MethodNames()));
+                throw TFailure("\"" + name + "\" is no method; allowed are " + Joined(MethodNames()));
             });
         }
         choice.compare = Flag(entry, "compare", true);
@@ -162,10 +162,10 @@ class Reader {
 
     std::string m_name;
     std::string m_text;
-    size_t m_at = 0;
+    size_t m_nAt = 0;
 };
 
-Definitions Reader::Read() {
+TDefinitions CReader::Read() {
     json document;
     try {
         document = json::parse(m_text);
@@ -175,7 +175,7 @@ Definitions Reader::Read() {
     if (!document.is_object()) Fail(0, "the file holds one object");
     CheckMembers(document, {"kind", "about", "algorithm", "grouped", "attachments", "keep", "exceptions",
                             "properties"});
-    Definitions definitions;
+    TDefinitions definitions;
     definitions.kind = Checked("kind", document, [](const std::string& name) { return KindOf(name); });
     definitions.about = Text(document, "about");
     if (document.contains("algorithm")) definitions.algorithm = Checked("algorithm", document, AlgorithmOf);
@@ -196,7 +196,7 @@ Definitions Reader::Read() {
     for (const json& entry : List(document, "properties"))
         definitions.properties.push_back(ReadChoice(entry));
     if (std::none_of(definitions.properties.begin(), definitions.properties.end(),
-                     [](const PropertyChoice& choice) { return choice.compare; })) {
+                     [](const TPropertyChoice& choice) { return choice.compare; })) {
         Fail(Find("properties"), "at least one property has to be compared");
     }
     return definitions;
@@ -204,30 +204,30 @@ Definitions Reader::Read() {
 
 }  // namespace
 
-Definitions LoadDefinitions(const std::filesystem::path& file) {
+TDefinitions LoadDefinitions(const std::filesystem::path& file) {
     const std::string name = Narrow(file.wstring());
     std::ifstream stream(file, std::ios::binary);
     std::stringstream text;
     text << stream.rdbuf();
-    if (!stream) throw Failure("The definitions file \"" + name + "\" cannot be read.");
+    if (!stream) throw TFailure("The definitions file \"" + name + "\" cannot be read.");
     return ParseDefinitions(name, text.str());
 }
 
-Definitions ParseDefinitions(const std::string& name, std::string text) {
-    return Reader(name, std::move(text)).Read();
+TDefinitions ParseDefinitions(const std::string& name, std::string text) {
+    return CReader(name, std::move(text)).Read();
 }
 
-std::string DefinitionsText(const Definitions& definitions) {
+std::string DefinitionsText(const TDefinitions& definitions) {
     nlohmann::ordered_json text;
     text["kind"] = KindName(definitions.kind);
-    text["algorithm"] = definitions.algorithm == Algorithm::Identical ? "identical" : "similar";
+    text["algorithm"] = definitions.algorithm == EAlgorithm::Identical ? "identical" : "similar";
     text["grouped"] = definitions.grouped;
     text["attachments"] = definitions.attachments;
     text["keep"] = definitions.keep;
     text["exceptions"] = json::array();
     for (const unsigned rule : definitions.exceptions) text["exceptions"].push_back(kRules[rule - 1]);
     text["properties"] = json::array();
-    for (const PropertyChoice& choice : definitions.properties) {
+    for (const TPropertyChoice& choice : definitions.properties) {
         const auto method = std::find_if(std::begin(kMethods), std::end(kMethods),
                                          [&](const auto& row) { return row.method == choice.method; });
         text["properties"].push_back({{"property", choice.property->key},
@@ -246,7 +246,7 @@ std::filesystem::path BuiltInFile(const std::string& name) {
     return folder / "definitions" / name;
 }
 
-std::filesystem::path BuiltInDefinitions(Kind kind) {
+std::filesystem::path BuiltInDefinitions(EKind kind) {
     return BuiltInFile(std::string(KindName(kind)) + ".json");
 }
 
@@ -254,19 +254,19 @@ unsigned ExceptionRule(const std::string& name) {
     for (unsigned i = 0; i < std::size(kRules); ++i) {
         if (EqualNoCase(name, kRules[i])) return i + 1;
     }
-    throw Failure("\"" + name + "\" is no exception rule; allowed are " +
-                  Joined({std::begin(kRules), std::end(kRules)}) + ".");
+    throw TFailure("\"" + name + "\" is no exception rule; allowed are " +
+                   Joined({std::begin(kRules), std::end(kRules)}) + ".");
 }
 
-Algorithm AlgorithmOf(const std::string& name) {
-    if (EqualNoCase(name, "similar")) return Algorithm::Similar;
-    if (EqualNoCase(name, "identical")) return Algorithm::Identical;
-    throw Failure("\"" + name + "\" is no algorithm: similar or identical.");
+EAlgorithm AlgorithmOf(const std::string& name) {
+    if (EqualNoCase(name, "similar")) return EAlgorithm::Similar;
+    if (EqualNoCase(name, "identical")) return EAlgorithm::Identical;
+    throw TFailure("\"" + name + "\" is no algorithm: similar or identical.");
 }
 
-PropertyList::PropertyList(const Definitions& definitions) {
-    for (const PropertyChoice& choice : definitions.properties) {
-        const CatalogueEntry& property = *choice.property;
+CPropertyList::CPropertyList(const TDefinitions& definitions) {
+    for (const TPropertyChoice& choice : definitions.properties) {
+        const TCatalogueEntry& property = *choice.property;
         TComparyProp entry{};
         entry.lpszKey = property.keyW;
         entry.lpszName = property.name;

@@ -11,10 +11,10 @@
 
 namespace host {
 
-enum class Algorithm : unsigned { Similar = 0, Identical = 1 };
+enum class EAlgorithm : unsigned { Similar = 0, Identical = 1 };
 
-struct PropertyChoice {
-    const CatalogueEntry* property;
+struct TPropertyChoice {
+    const TCatalogueEntry* property;
     ECompareMethod method = cmExact;
     bool compare = true;     // false: only read for choosing the copy to keep
     bool identifies = true;  // an equal value means something by itself; flags and sizes do not
@@ -22,37 +22,37 @@ struct PropertyChoice {
     std::string why;
 };
 
-struct Definitions {
-    Kind kind = Kind::Other;
+struct TDefinitions {
+    EKind kind = EKind::Other;
     std::string about;
-    Algorithm algorithm = Algorithm::Identical;
+    EAlgorithm algorithm = EAlgorithm::Identical;
     bool grouped = false;
     /// Items that hold different attachments are no duplicates, whatever the properties say.
     bool attachments = false;
     std::vector<std::string> keep;
     std::vector<unsigned> exceptions;
-    std::vector<PropertyChoice> properties;
+    std::vector<TPropertyChoice> properties;
 };
 
 /// Reads a file. Throws Failure naming the file, the line and what is allowed there.
-Definitions LoadDefinitions(const std::filesystem::path& file);
+TDefinitions LoadDefinitions(const std::filesystem::path& file);
 /// The same of a text; name: what it comes from, for the sentence of a failure.
-Definitions ParseDefinitions(const std::string& name, std::string text);
+TDefinitions ParseDefinitions(const std::string& name, std::string text);
 /// The text of a file of these definitions, without its explanations.
-std::string DefinitionsText(const Definitions& definitions);
+std::string DefinitionsText(const TDefinitions& definitions);
 /// A file of the folder "definitions" beside the program.
 std::filesystem::path BuiltInFile(const std::string& name);
 /// The file beside the program for a kind.
-std::filesystem::path BuiltInDefinitions(Kind kind);
+std::filesystem::path BuiltInDefinitions(EKind kind);
 
 /// The numbers of the exception rules by name; throws Failure with the names.
 unsigned ExceptionRule(const std::string& name);
-Algorithm AlgorithmOf(const std::string& name);
+EAlgorithm AlgorithmOf(const std::string& name);
 
 /// The library's form of the definitions; points into the catalogue and lives on its own.
-class PropertyList {
+class CPropertyList {
   public:
-    explicit PropertyList(const Definitions& definitions);
+    explicit CPropertyList(const TDefinitions& definitions);
     TComparyProps* get() { return &m_list; }
 
   private:

@@ -14,7 +14,7 @@ constexpr size_t kAllOfIt = 1'000'000;
 }  // namespace
 
 CDigest& CDigest::Add(std::string_view part) {
-    const auto step = [&](unsigned char c) { m_hash = (m_hash ^ c) * 0x100000001B3u; };
+    const auto step = [&](unsigned char c) { m_nHash = (m_nHash ^ c) * 0x100000001B3u; };
     for (const char c : part) step(static_cast<unsigned char>(c));
     // The length behind it: "a", "bc" is not "ab", "c".
     for (size_t rest = part.size(), i = 0; i < sizeof(uint64_t); ++i, rest >>= 8)
@@ -24,7 +24,7 @@ CDigest& CDigest::Add(std::string_view part) {
 
 std::string CDigest::Text() const {
     char text[17];
-    snprintf(text, sizeof text, "%016llX", static_cast<unsigned long long>(m_hash));
+    snprintf(text, sizeof text, "%016llX", static_cast<unsigned long long>(m_nHash));
     return text;
 }
 
@@ -37,11 +37,11 @@ std::string DigestOf(const TItemValues& values) {
     return digest.Add(std::to_string(values.attachments)).Text();
 }
 
-std::string DigestOfWhole(CItemReader& reader, const Item& item) {
+std::string DigestOfWhole(CItemReader& reader, const TItem& item) {
     const std::optional<TItemValues> values = reader.Read(item);
     const ComPtr<IMessage> message = reader.Open(item);
     if (!values || !message) return {};
-    const AttachmentMarks attachments = CompareAttachments(reader.session(), reader.catalog(), {item});
+    const TAttachmentMarks attachments = CompareAttachments(reader.session(), reader.catalog(), {item});
     if (attachments.names.front() == kUnlisted) return {};
     return CDigest()
         .Add(DigestOf(*values))

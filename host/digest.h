@@ -18,12 +18,12 @@ class CDigest {
     std::string Text() const;
 
   private:
-    uint64_t m_hash = 0xCBF29CE484222325u;
+    uint64_t m_nHash = 0xCBF29CE484222325u;
 };
 
 /// Of everything that was read of an item.
 std::string DigestOf(const TItemValues& values);
 /// Of that and of the recipients and the attachments' names; empty when the item cannot be read.
-std::string DigestOfWhole(CItemReader& reader, const Item& item);
+std::string DigestOfWhole(CItemReader& reader, const TItem& item);
 
 }  // namespace host

@@ -12,14 +12,14 @@ namespace host {
 
 namespace {
 
-struct SearchDeleter {
+struct TSearchDeleter {
     using pointer = HSearch;
     void operator()(HSearch search) const { Search_Delete(search); }
 };
-using Search = std::unique_ptr<HSearch, SearchDeleter>;
+using Search = std::unique_ptr<HSearch, TSearchDeleter>;
 
-Search CreateSearch(const CItemReader& reader, const Definitions& definitions) {
-    PropertyList properties(definitions);
+Search CreateSearch(const CItemReader& reader, const TDefinitions& definitions) {
+    CPropertyList properties(definitions);
     // Which copy stays is decided here, over more than the search reads: it goes by the ranks alone.
     TOriginalDefinition original{};
     original.nKind = okCallerOrder;
@@ -27,17 +27,17 @@ Search CreateSearch(const CItemReader& reader, const Definitions& definitions) {
                                  static_cast<unsigned>(definitions.algorithm), definitions.grouped,
                                  definitions.exceptions.data(),
                                  static_cast<unsigned>(definitions.exceptions.size())));
-    if (!search) throw Failure("The search cannot be created.");
+    if (!search) throw TFailure("The search cannot be created.");
     return search;
 }
 
-bool AddItem(const Search& search, const CItemReader& reader, const Item& item, unsigned rank) {
+bool AddItem(const Search& search, const CItemReader& reader, const TItem& item, unsigned rank) {
     unsigned found = 0;
     return Search_Add(search.get(), item.entryId.c_str(), reader.StoreId(item).c_str(), &found, rank) != 0;
 }
 
 void Build(const Search& search) {
-    if (!Search_Build(search.get())) throw Failure("Grouping the duplicates failed; --log FILE tells more.");
+    if (!Search_Build(search.get())) throw TFailure("Grouping the duplicates failed; --log FILE tells more.");
 }
 
 std::string KeyOf(const std::string& entryId, const std::string& storeId) {
@@ -60,14 +60,14 @@ std::string ReadKey(Getter getter) {
 
 }  // namespace
 
-TSearchOutcome RunSearch(const CItemReader& reader, const Definitions& definitions,
-                         const std::vector<Item>& items, const std::vector<TSearchItem>& searched,
-                         std::string_view what, Progress& progress) {
+TSearchOutcome RunSearch(const CItemReader& reader, const TDefinitions& definitions,
+                         const std::vector<TItem>& items, const std::vector<TSearchItem>& searched,
+                         std::string_view what, CProgress& progress) {
     const Search search = CreateSearch(reader, definitions);
     TSearchOutcome outcome;
     std::unordered_map<std::string, size_t> byKey;
     for (size_t i = 0; i < searched.size(); ++i) {
-        const Item& item = items[searched[i].item];
+        const TItem& item = items[searched[i].item];
         if (AddItem(search, reader, item, searched[i].rank)) {
             byKey.emplace(KeyOf(item.entryId, reader.StoreId(item)), searched[i].item);
         } else {
@@ -104,9 +104,9 @@ namespace {
 
 // A stream that fails to be read leaves a pair to the other properties, and the search does not tell: what two items
 // are found equal by is read once more, with an answer of its own.
-EPair CompareStreams(CItemReader& reader, const Definitions& definitions, const Item& first,
-                     const Item& second) {
-    const auto isRead = [](const PropertyChoice& choice) {
+EPair CompareStreams(CItemReader& reader, const TDefinitions& definitions, const TItem& first,
+                     const TItem& second) {
+    const auto isRead = [](const TPropertyChoice& choice) {
         return choice.compare && choice.property->stream;
     };
     // In groups one property decides, and the others may differ.
@@ -115,7 +115,7 @@ EPair CompareStreams(CItemReader& reader, const Definitions& definitions, const 
     const ComPtr<IMessage> other = reader.Open(second);
     if (!one) return EPair::FirstUnreadable;
     if (!other) return EPair::SecondUnreadable;
-    for (const PropertyChoice& choice : definitions.properties) {
+    for (const TPropertyChoice& choice : definitions.properties) {
         if (!isRead(choice)) continue;
         long order = 0;
         bool isCompared = false;
@@ -129,8 +129,8 @@ EPair CompareStreams(CItemReader& reader, const Definitions& definitions, const 
 
 }  // namespace
 
-EPair ComparePair(CItemReader& reader, const Definitions& definitions, const Item& first,
-                  const Item& second) {
+EPair ComparePair(CItemReader& reader, const TDefinitions& definitions, const TItem& first,
+                  const TItem& second) {
     const Search search = CreateSearch(reader, definitions);
     if (!AddItem(search, reader, first, 0)) return EPair::FirstUnreadable;
     if (!AddItem(search, reader, second, 1)) return EPair::SecondUnreadable;

@@ -24,13 +24,14 @@ struct TSearchOutcome {
 };
 
 /// Throws Failure, and TInterrupted on Ctrl-C. what: for the progress line.
-TSearchOutcome RunSearch(const CItemReader& reader, const Definitions& definitions,
-                         const std::vector<Item>& items, const std::vector<TSearchItem>& searched,
-                         std::string_view what, Progress& progress);
+TSearchOutcome RunSearch(const CItemReader& reader, const TDefinitions& definitions,
+                         const std::vector<TItem>& items, const std::vector<TSearchItem>& searched,
+                         std::string_view what, CProgress& progress);
 
 /// Two items by a search of their own, with nothing of an earlier one. Equal only when every stream that is
 /// compared could be read.
 enum class EPair { Equal, Apart, FirstUnreadable, SecondUnreadable };
-EPair ComparePair(CItemReader& reader, const Definitions& definitions, const Item& first, const Item& second);
+EPair ComparePair(CItemReader& reader, const TDefinitions& definitions, const TItem& first,
+                  const TItem& second);
 
 }  // namespace host

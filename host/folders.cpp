@@ -29,20 +29,20 @@ constexpr wchar_t kSourcePlace[] = L"Place";
 constexpr size_t kListedFolders = 30;
 
 constexpr struct {
-    Kind kind;
+    EKind kind;
     const char* name;
     const char* containerClass;
 } kKinds[] = {
-    {Kind::Mail, "mail", "IPF.Note"},
-    {Kind::Contact, "contact", "IPF.Contact"},
-    {Kind::Appointment, "appointment", "IPF.Appointment"},
-    {Kind::Task, "task", "IPF.Task"},
-    {Kind::Journal, "journal", "IPF.Journal"},
+    {EKind::Mail, "mail", "IPF.Note"},
+    {EKind::Contact, "contact", "IPF.Contact"},
+    {EKind::Appointment, "appointment", "IPF.Appointment"},
+    {EKind::Task, "task", "IPF.Task"},
+    {EKind::Journal, "journal", "IPF.Journal"},
 };
 
 // Classes nest with points: "IPF.Note.Report" is a mail folder. A folder without a class holds mail.
-Kind KindOfClass(const std::string& containerClass) {
-    if (containerClass.empty()) return Kind::Mail;
+EKind KindOfClass(const std::string& containerClass) {
+    if (containerClass.empty()) return EKind::Mail;
     for (const auto& row : kKinds) {
         const size_t length = strlen(row.containerClass);
         if (EqualNoCase(containerClass.substr(0, length), row.containerClass) &&
@@ -50,14 +50,14 @@ Kind KindOfClass(const std::string& containerClass) {
             return row.kind;
         }
     }
-    return Kind::Other;
+    return EKind::Other;
 }
 
-ComPtr<IMsgStore> OpenStore(IMAPISession* session, const Store& store) {
+ComPtr<IMsgStore> OpenStore(IMAPISession* session, const TStore& store) {
     ComPtr<IMsgStore> opened;
     const HRESULT hr = Quorvel_OpenStore(session, store.entryId.c_str(), opened.GetAddressOf());
     if (hr != S_OK)
-        throw Failure("The store \"" + store.name + "\" cannot be opened: " + ResultText(hr) + ".");
+        throw TFailure("The store \"" + store.name + "\" cannot be opened: " + ResultText(hr) + ".");
     return opened;
 }
 
@@ -72,7 +72,7 @@ ComPtr<IMAPIFolder> OpenRoot(IMsgStore* store, const std::string& name) {
     if (hr == S_OK)
         hr = root->QueryInterface(IID_IMAPIFolder, reinterpret_cast<void**>(folder.GetAddressOf()));
     if (hr != S_OK)
-        throw Failure("The folders of \"" + name + "\" cannot be opened: " + ResultText(hr) + ".");
+        throw TFailure("The folders of \"" + name + "\" cannot be opened: " + ResultText(hr) + ".");
     return folder;
 }
 
@@ -181,7 +181,7 @@ bool IsSame(IMsgStore* store, const std::string& a, const std::string& b) {
 // A folder's own role, by its identifier, else by its name when it is for mail; else that of the folder
 // above.
 void SetRole(IMsgStore* store, const std::vector<TSpecial>& specials, const std::string& id,
-             const Folder& above, Folder& folder) {
+             const TFolder& above, TFolder& folder) {
     folder.roleFolder = folder.name;
     for (const TSpecial& special : specials) {
         if (!IsSame(store, special.id, id)) continue;
@@ -191,7 +191,7 @@ void SetRole(IMsgStore* store, const std::vector<TSpecial>& specials, const std:
     folder.role = above.role;
     if (above.role != ERole::Ordinary && above.role != ERole::Inbox) {
         folder.roleFolder = above.roleFolder;
-    } else if (folder.kind == Kind::Mail) {
+    } else if (folder.kind == EKind::Mail) {
         for (const auto& row : kRoleNames) {
             if (EqualNoCase(folder.name, row.name)) folder.role = row.role;
         }
@@ -199,15 +199,15 @@ void SetRole(IMsgStore* store, const std::vector<TSpecial>& specials, const std:
 }
 
 void ReadSubfolders(IMsgStore* store, const std::vector<TSpecial>& specials, IMAPIFolder* parent,
-                    const Folder& above, Catalog& catalog) {
+                    const TFolder& above, TCatalog& catalog) {
     ComPtr<IMAPITable> table;
     const HRESULT hr = parent->GetHierarchyTable(0, table.GetAddressOf());
     if (hr != S_OK)
-        throw Failure("The folders below \"" + above.path + "\" cannot be read: " + ResultText(hr) + ".");
-    std::vector<std::pair<Folder, std::string>> found;
+        throw TFailure("The folders below \"" + above.path + "\" cannot be read: " + ResultText(hr) + ".");
+    std::vector<std::pair<TFolder, std::string>> found;
     const std::vector<ULONG> columns{PR_ENTRYID, PR_DISPLAY_NAME_W, PR_CONTENT_COUNT};
     ForEachRow(table.Get(), columns, "the folders below \"" + above.path + "\"", [&](const SRow& row) {
-        Folder folder;
+        TFolder folder;
         folder.entryId = HexOf(FindValue(row.lpProps, row.cValues, PR_ENTRYID));
         folder.name = OneLine(TextOf(FindValue(row.lpProps, row.cValues, PR_DISPLAY_NAME_W)));
         folder.items = static_cast<unsigned>(LongOf(FindValue(row.lpProps, row.cValues, PR_CONTENT_COUNT)));
@@ -238,27 +238,27 @@ const char* RoleName(ERole role) {
     return "";
 }
 
-const char* KindName(Kind kind) {
+const char* KindName(EKind kind) {
     for (const auto& row : kKinds) {
         if (row.kind == kind) return row.name;
     }
     return "other";
 }
 
-Kind KindOf(const std::string& name) {
+EKind KindOf(const std::string& name) {
     for (const auto& row : kKinds) {
         if (EqualNoCase(name, row.name)) return row.kind;
     }
-    throw Failure("\"" + name + "\" is no kind of item: mail, contact, appointment, task or journal.");
+    throw TFailure("\"" + name + "\" is no kind of item: mail, contact, appointment, task or journal.");
 }
 
-Catalog ReadCatalog(IMAPISession* session) {
+TCatalog ReadCatalog(IMAPISession* session) {
     ComPtr<IMAPITable> table;
     const HRESULT hr = session->GetMsgStoresTable(0, table.GetAddressOf());
-    if (hr != S_OK) throw Failure("The list of stores cannot be read: " + ResultText(hr) + ".");
-    Catalog catalog;
+    if (hr != S_OK) throw TFailure("The list of stores cannot be read: " + ResultText(hr) + ".");
+    TCatalog catalog;
     ForEachRow(table.Get(), {PR_ENTRYID, PR_DISPLAY_NAME_W}, "the list of stores", [&](const SRow& row) {
-        Store store;
+        TStore store;
         store.entryId = HexOf(FindValue(row.lpProps, row.cValues, PR_ENTRYID));
         store.name = OneLine(TextOf(FindValue(row.lpProps, row.cValues, PR_DISPLAY_NAME_W)));
         Quorvel_GetStoreType(session, store.entryId.c_str(), &store.type);
@@ -266,9 +266,9 @@ Catalog ReadCatalog(IMAPISession* session) {
         return true;
     });
     for (size_t i = 0; i < catalog.stores.size(); ++i) {
-        const Store& store = catalog.stores[i];
+        const TStore& store = catalog.stores[i];
         const ComPtr<IMsgStore> opened = OpenStore(session, store);
-        Folder root;
+        TFolder root;
         root.path = store.name;
         root.store = i;
         root.depth = static_cast<size_t>(-1);
@@ -297,14 +297,14 @@ ULONG SourceTag(IMAPIFolder* folder, const wchar_t* name, ULONG type) {
 
 }  // namespace
 
-void ReadItems(IMAPISession* session, const Catalog& catalog, size_t index, std::vector<Item>& items) {
-    const Folder& folder = catalog.folders[index];
+void ReadItems(IMAPISession* session, const TCatalog& catalog, size_t index, std::vector<TItem>& items) {
+    const TFolder& folder = catalog.folders[index];
     const ComPtr<IMAPIFolder> opened =
         OpenFolder(session, catalog.stores[folder.store].entryId, folder.entryId);
     ComPtr<IMAPITable> table;
     const HRESULT hr = opened->GetContentsTable(0, table.GetAddressOf());
     if (hr != S_OK)
-        throw Failure("The items of \"" + folder.path + "\" cannot be listed: " + ResultText(hr) + ".");
+        throw TFailure("The items of \"" + folder.path + "\" cannot be listed: " + ResultText(hr) + ".");
     const ULONG pathTag = SourceTag(opened.Get(), kSourcePath, PT_UNICODE);
     const ULONG placeTag = SourceTag(opened.Get(), kSourcePlace, PT_LONG);
     std::vector<ULONG> columns{PR_ENTRYID,
@@ -328,12 +328,12 @@ void ReadItems(IMAPISession* session, const Catalog& catalog, size_t index, std:
             return OneLine(TextOf(FindValue(row.lpProps, row.cValues, tag)));
         };
         const auto time = [&](ULONG tag) { return TimeOf(FindValue(row.lpProps, row.cValues, tag)); };
-        Item item;
+        TItem item;
         item.number = ++number;
         item.folder = index;
         item.entryId = HexOf(FindValue(row.lpProps, row.cValues, PR_ENTRYID));
         if (item.entryId.empty()) return true;
-        const bool isContact = folder.kind == Kind::Contact;
+        const bool isContact = folder.kind == EKind::Contact;
         item.title = text(isContact ? PR_DISPLAY_NAME_W : PR_SUBJECT_W);
         if (item.title.empty()) item.title = text(isContact ? PR_SUBJECT_W : PR_DISPLAY_NAME_W);
         item.who = text(isContact ? PR_COMPANY_NAME_W : PR_SENT_REPRESENTING_NAME_W);
@@ -341,7 +341,7 @@ void ReadItems(IMAPISession* session, const Catalog& catalog, size_t index, std:
         if (item.when.dwHighDateTime == 0) item.when = time(PR_MESSAGE_DELIVERY_TIME);
         item.modified = time(PR_LAST_MODIFICATION_TIME);
         item.arrived = time(PR_MESSAGE_DELIVERY_TIME);
-        if (item.arrived.dwHighDateTime == 0 && folder.kind == Kind::Mail) item.arrived = item.when;
+        if (item.arrived.dwHighDateTime == 0 && folder.kind == EKind::Mail) item.arrived = item.when;
         if (item.arrived.dwHighDateTime == 0) item.arrived = item.modified;
         const auto bits = [&](ULONG tag) { return LongOf(FindValue(row.lpProps, row.cValues, tag)); };
         item.sourcePath = text(pathTag);
@@ -355,7 +355,7 @@ void ReadItems(IMAPISession* session, const Catalog& catalog, size_t index, std:
     });
 }
 
-std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path) {
+std::vector<size_t> FindFolders(const TCatalog& catalog, const std::string& path) {
     std::string wanted = path;
     while (!wanted.empty() && wanted.back() == '/') wanted.pop_back();
     std::vector<size_t> whole;
@@ -376,13 +376,13 @@ std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path)
             known += (i == 0 ? " There are \"" : ", \"") + paths[i] + "\"";
         if (paths.size() > kListedFolders)
             known += " and " + std::to_string(paths.size() - kListedFolders) + " more";
-        throw Failure("There is no folder \"" + path + "\"." + Suggestion(path, paths) + known +
-                      (known.empty() ? "" : "."));
+        throw TFailure("There is no folder \"" + path + "\"." + Suggestion(path, paths) + known +
+                       (known.empty() ? "" : "."));
     }
     return whole.empty() ? tails : whole;
 }
 
-std::vector<size_t> TreeOf(const Catalog& catalog, size_t top) {
+std::vector<size_t> TreeOf(const TCatalog& catalog, size_t top) {
     // The folders of a tree stand behind its top.
     std::vector<size_t> tree{top};
     for (size_t one = top + 1;
@@ -394,7 +394,7 @@ std::vector<size_t> TreeOf(const Catalog& catalog, size_t top) {
     return tree;
 }
 
-std::vector<size_t> FindTrees(const Catalog& catalog, const std::string& path) {
+std::vector<size_t> FindTrees(const TCatalog& catalog, const std::string& path) {
     std::vector<size_t> found;
     for (const size_t top : FindFolders(catalog, path)) {
         for (const size_t one : TreeOf(catalog, top)) {
@@ -404,11 +404,11 @@ std::vector<size_t> FindTrees(const Catalog& catalog, const std::string& path) {
     return found;
 }
 
-std::string Place(const Catalog& catalog, const Item& item) {
+std::string Place(const TCatalog& catalog, const TItem& item) {
     return catalog.folders[item.folder].path + "#" + std::to_string(item.number);
 }
 
-std::string SourceText(const Item& item) {
+std::string SourceText(const TItem& item) {
     return item.sourcePlace == 0 ? item.sourcePath
                                  : item.sourcePath + ", entry " + std::to_string(item.sourcePlace);
 }
@@ -419,16 +419,16 @@ ComPtr<IMAPIFolder> OpenFolder(IMAPISession* session, const std::string& storeId
     ComPtr<IMAPIFolder> folder;
     HRESULT hr = Quorvel_OpenStore(session, storeId.c_str(), store.GetAddressOf());
     if (hr == S_OK) hr = Quorvel_OpenStoreFolder(store.Get(), folderId.c_str(), folder.GetAddressOf());
-    if (hr != S_OK) throw Failure("A folder cannot be opened: " + ResultText(hr) + ".");
+    if (hr != S_OK) throw TFailure("A folder cannot be opened: " + ResultText(hr) + ".");
     return folder;
 }
 
-void PrintFolders(const Catalog& catalog) {
+void PrintFolders(const TCatalog& catalog) {
     static constexpr const char* kTypes[] = {"other service", "personal folders file", "server store"};
     for (size_t i = 0; i < catalog.stores.size(); ++i) {
-        const Store& store = catalog.stores[i];
+        const TStore& store = catalog.stores[i];
         printf("%s (%s)\n", store.name.c_str(), kTypes[store.type + 1]);
-        for (const Folder& folder : catalog.folders) {
+        for (const TFolder& folder : catalog.folders) {
             if (folder.store != i) continue;
             const std::string name = std::string(2 * folder.depth + 2, ' ') + folder.name;
             printf("%s %7u  %s\n", Fit(name, 40).c_str(), folder.items, KindName(folder.kind));

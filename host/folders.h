@@ -8,32 +8,32 @@
 
 namespace host {
 
-enum class Kind { Mail, Contact, Appointment, Task, Journal, Other };
-inline constexpr Kind kScannedKinds[] = {Kind::Mail, Kind::Contact, Kind::Appointment, Kind::Task,
-                                         Kind::Journal};
+enum class EKind { Mail, Contact, Appointment, Task, Journal, Other };
+inline constexpr EKind kScannedKinds[] = {EKind::Mail, EKind::Contact, EKind::Appointment, EKind::Task,
+                                          EKind::Journal};
 
 /// "mail", "contact", ...; Other is "other".
-const char* KindName(Kind kind);
+const char* KindName(EKind kind);
 /// Throws Failure for a name that is no kind.
-Kind KindOf(const std::string& name);
+EKind KindOf(const std::string& name);
 
 /// What a folder is to its owner.
 enum class ERole { Inbox, Ordinary, Sent, Archive, Drafts, Outbox, Junk, Deleted };
 /// "inbox", "ordinary", ...
 const char* RoleName(ERole role);
 
-struct Store {
+struct TStore {
     std::string name;
     std::string entryId;  // entry-identifier text
     int type = -1;        // of Quorvel_GetStoreType: 0 local file, 1 server, -1 other
 };
 
-struct Folder {
+struct TFolder {
     std::string path;  // "Store/Inbox/Lists"
     std::string name;
     std::string entryId;
     std::string containerClass;
-    Kind kind = Kind::Other;
+    EKind kind = EKind::Other;
     ERole role = ERole::Ordinary;
     std::string roleFolder;  // name of the folder that has the role: a folder
                              // below it shares it
@@ -42,7 +42,7 @@ struct Folder {
     unsigned items = 0;
 };
 
-struct Item {
+struct TItem {
     std::string entryId;
     size_t folder = 0;    // index into the folders
     unsigned number = 0;  // 1-based place in its folder: "Inbox#3"
@@ -61,34 +61,34 @@ struct Item {
 };
 
 /// What a session holds, in the platform's order.
-struct Catalog {
-    std::vector<Store> stores;
-    std::vector<Folder> folders;
+struct TCatalog {
+    std::vector<TStore> stores;
+    std::vector<TFolder> folders;
 };
 
-Catalog ReadCatalog(IMAPISession* session);
+TCatalog ReadCatalog(IMAPISession* session);
 /// Items of one folder, appended to items. Rows of messages only; rows that cannot be named are left out.
-void ReadItems(IMAPISession* session, const Catalog& catalog, size_t folder, std::vector<Item>& items);
+void ReadItems(IMAPISession* session, const TCatalog& catalog, size_t folder, std::vector<TItem>& items);
 
 /// Indexes of the folders that a path names: a whole path, or its tail ("Inbox", "Lists/dev"), in any
 /// letter case. Throws Failure with the names that there are when there is none.
-std::vector<size_t> FindFolders(const Catalog& catalog, const std::string& path);
+std::vector<size_t> FindFolders(const TCatalog& catalog, const std::string& path);
 /// A folder and all below it.
-std::vector<size_t> TreeOf(const Catalog& catalog, size_t top);
+std::vector<size_t> TreeOf(const TCatalog& catalog, size_t top);
 /// The folders of a path with all folders below them, each once.
-std::vector<size_t> FindTrees(const Catalog& catalog, const std::string& path);
+std::vector<size_t> FindTrees(const TCatalog& catalog, const std::string& path);
 
 /// "Store/Inbox#3"
-std::string Place(const Catalog& catalog, const Item& item);
+std::string Place(const TCatalog& catalog, const TItem& item);
 
 /// "/home/ann/mail/1.eml", "/home/ann/cards.vcf, entry 3"; empty without a source.
-std::string SourceText(const Item& item);
+std::string SourceText(const TItem& item);
 
 /// Opens a folder; throws Failure.
 ComPtr<IMAPIFolder> OpenFolder(IMAPISession* session, const std::string& storeId,
                                const std::string& folderId);
 
 /// The `folders` command: stores with their type, folders with their item counts.
-void PrintFolders(const Catalog& catalog);
+void PrintFolders(const TCatalog& catalog);
 
 }  // namespace host

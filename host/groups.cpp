@@ -14,15 +14,15 @@ namespace host {
 
 namespace {
 
-std::vector<const Item*> ItemsOf(const ScanResult& result, const std::vector<size_t>& group) {
-    std::vector<const Item*> items;
+std::vector<const TItem*> ItemsOf(const TScanResult& result, const std::vector<size_t>& group) {
+    std::vector<const TItem*> items;
     items.reserve(group.size());
     for (const size_t item : group) items.push_back(&result.items[item]);
     return items;
 }
 
-TCopyFate FateOfCopy(CItemReader& reader, const ScanResult& result, const KindScan& scan,
-                     const Item& keptItem, const TItemValues& kept, const Item& item,
+TCopyFate FateOfCopy(CItemReader& reader, const TScanResult& result, const TKindScan& scan,
+                     const TItem& keptItem, const TItemValues& kept, const TItem& item,
                      const TItemValues& values) {
     TCopyFate fate;
     fate.values = DigestOf(values);
@@ -36,7 +36,7 @@ TCopyFate FateOfCopy(CItemReader& reader, const ScanResult& result, const KindSc
 }
 
 // What merging would do about the losses of a group; values: of those of its items that have any.
-void PlanMergeOf(CItemReader& reader, const ScanResult& result, const KindScan& scan, Group& group,
+void PlanMergeOf(CItemReader& reader, const TScanResult& result, const TKindScan& scan, TGroup& group,
                  const TItemValues& kept, const std::map<size_t, TItemValues>& values) {
     std::vector<TMergeCopy> copies;
     for (const auto& [index, own] : values) {
@@ -49,24 +49,24 @@ void PlanMergeOf(CItemReader& reader, const ScanResult& result, const KindScan& 
 
 // One group around the copy that stays. Returns the copies that are not equal to it; those that cannot be
 // read are noted.
-std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_t scanIndex,
+std::vector<size_t> AddAroundKept(CItemReader& reader, TScanResult& result, size_t scanIndex,
                                   std::vector<size_t> copies) {
-    KindScan& scan = result.scans[scanIndex];
+    TKindScan& scan = result.scans[scanIndex];
     while (copies.size() > 1) {
         const TChoice choice =
             ChooseCopy(reader, result.policy, scan.definitions, scan.keep, ItemsOf(result, copies));
         const size_t keptIndex = copies[choice.kept];
-        const Item& keptItem = result.items[keptIndex];
+        const TItem& keptItem = result.items[keptIndex];
         const std::optional<TItemValues> kept = reader.Read(keptItem);
         bool isReadable = kept.has_value();
-        Group group{scanIndex, {keptIndex}, std::vector<TCopyFate>(1), choice.reason};
+        TGroup group{scanIndex, {keptIndex}, std::vector<TCopyFate>(1), choice.reason};
         if (kept) group.fates.front().values = DigestOf(*kept);
         std::vector<size_t> apart;
         std::vector<size_t> unreadable;
         std::map<size_t, TItemValues> losing;
         for (const size_t copy : copies) {
             if (copy == keptIndex || !isReadable) continue;
-            const Item& item = result.items[copy];
+            const TItem& item = result.items[copy];
             const EPair pair = ComparePair(reader, scan.definitions, keptItem, item);
             isReadable = pair != EPair::FirstUnreadable;
             if (pair == EPair::Apart) apart.push_back(copy);
@@ -96,7 +96,7 @@ std::vector<size_t> AddAroundKept(CItemReader& reader, ScanResult& result, size_
     return {};
 }
 
-void AddPart(CItemReader& reader, ScanResult& result, size_t scanIndex, const std::vector<size_t>& part) {
+void AddPart(CItemReader& reader, TScanResult& result, size_t scanIndex, const std::vector<size_t>& part) {
     const auto sides = PartBySentAndReceived(reader, result.policy, ItemsOf(result, part));
     if (sides.size() > 1) result.scans[scanIndex].sentAndReceived.push_back(part);
     for (const std::vector<size_t>& side : sides) {
@@ -110,14 +110,14 @@ void AddPart(CItemReader& reader, ScanResult& result, size_t scanIndex, const st
 
 }  // namespace
 
-std::vector<std::vector<size_t>> PartGroup(CItemReader& reader, const ScanResult& result,
-                                           const KindScan& scan, const std::vector<size_t>& group) {
+std::vector<std::vector<size_t>> PartGroup(CItemReader& reader, const TScanResult& result,
+                                           const TKindScan& scan, const std::vector<size_t>& group) {
     if (!scan.definitions.attachments) return {group};
     return PartByAttachments(reader.session(), result.catalog, result.items, group);
 }
 
-void AddGroup(CItemReader& reader, ScanResult& result, size_t scanIndex, const std::vector<size_t>& group) {
-    KindScan& scan = result.scans[scanIndex];
+void AddGroup(CItemReader& reader, TScanResult& result, size_t scanIndex, const std::vector<size_t>& group) {
+    TKindScan& scan = result.scans[scanIndex];
     if (!HasIdentity(reader.session(), result.catalog, result.items[group.front()], scan.definitions)) {
         scan.unidentified.insert(scan.unidentified.end(), group.begin(), group.end());
         return;
@@ -125,7 +125,7 @@ void AddGroup(CItemReader& reader, ScanResult& result, size_t scanIndex, const s
     for (const std::vector<size_t>& part : PartGroup(reader, result, scan, group)) {
         if (part.front() != group.front()) {
             result.nearPairs.push_back(
-                NearPair{scanIndex, group.front(), part.front(), "Attachments", kNoProperty});
+                TNearPair{scanIndex, group.front(), part.front(), "Attachments", kNoProperty});
         }
         AddPart(reader, result, scanIndex, part);
     }

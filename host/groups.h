@@ -11,10 +11,10 @@ namespace host {
 
 /// Adds to the result what a group of the search comes to: groups of copies that are equal to the kept one
 /// now, near pairs that their attachments keep apart, items that nothing identifies or that cannot be read.
-void AddGroup(CItemReader& reader, ScanResult& result, size_t scan, const std::vector<size_t>& group);
+void AddGroup(CItemReader& reader, TScanResult& result, size_t scan, const std::vector<size_t>& group);
 
 /// A group parted by what the attachments hold, where the definitions say so.
-std::vector<std::vector<size_t>> PartGroup(CItemReader& reader, const ScanResult& result,
-                                           const KindScan& scan, const std::vector<size_t>& group);
+std::vector<std::vector<size_t>> PartGroup(CItemReader& reader, const TScanResult& result,
+                                           const TKindScan& scan, const std::vector<size_t>& group);
 
 }  // namespace host

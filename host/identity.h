@@ -9,7 +9,7 @@ namespace host {
 
 /// True when at least one compared property that identifies has a value. An item that cannot be opened has
 /// none.
-bool HasIdentity(IMAPISession* session, const Catalog& catalog, const Item& item,
-                 const Definitions& definitions);
+bool HasIdentity(IMAPISession* session, const TCatalog& catalog, const TItem& item,
+                 const TDefinitions& definitions);
 
 }  // namespace host

@@ -24,7 +24,7 @@ std::optional<FolderRows> ReadRows(IMAPISession* session, const std::string& sto
                          HexOf(FindValue(row.lpProps, row.cValues, PR_SEARCH_KEY)));
             return true;
         });
-    } catch (const Failure&) {
+    } catch (const TFailure&) {
         return {};
     }
     return rows;

@@ -173,13 +173,13 @@ std::string PropertyName(unsigned tag, const char* set, int id, const wchar_t* s
     return name + text;
 }
 
-const std::string& CItemReader::StoreId(const Item& item) const {
+const std::string& CItemReader::StoreId(const TItem& item) const {
     return m_catalog.stores[m_catalog.folders[item.folder].store].entryId;
 }
 
-ComPtr<IMessage> CItemReader::Open(const Item& item) {
+ComPtr<IMessage> CItemReader::Open(const TItem& item) {
     ComPtr<IMsgStore>& store = m_stores[m_catalog.folders[item.folder].store];
-    if (!store && Quorvel_OpenStore(m_session, StoreId(item).c_str(), store.GetAddressOf()) != S_OK)
+    if (!store && Quorvel_OpenStore(m_pSession, StoreId(item).c_str(), store.GetAddressOf()) != S_OK)
         store.Reset();
     ComPtr<IMessage> message;
     if (store && Quorvel_OpenStoreItem(store.Get(), item.entryId.c_str(), message.GetAddressOf()) != S_OK)
@@ -209,7 +209,7 @@ const std::string& CItemReader::NameOf(IMessage* message, size_t store, ULONG ta
     return found->second;
 }
 
-std::optional<TItemValues> CItemReader::Read(const Item& item) {
+std::optional<TItemValues> CItemReader::Read(const TItem& item) {
     const ComPtr<IMessage> message = Open(item);
     if (!message) return std::nullopt;
     ULONG count = 0;

@@ -36,24 +36,24 @@ std::string PropertyName(unsigned tag, const char* set, int id, const wchar_t* s
 class CItemReader {
   public:
     /// All three outlive the reader.
-    CItemReader(IMAPISession* session, const Catalog& catalog, const TBookkeeping& bookkeeping)
-        : m_session(session), m_catalog(catalog), m_bookkeeping(bookkeeping) {}
+    CItemReader(IMAPISession* session, const TCatalog& catalog, const TBookkeeping& bookkeeping)
+        : m_pSession(session), m_catalog(catalog), m_bookkeeping(bookkeeping) {}
 
     /// Null when it cannot be opened.
-    ComPtr<IMessage> Open(const Item& item);
+    ComPtr<IMessage> Open(const TItem& item);
     /// Nothing when it cannot be opened or read.
-    std::optional<TItemValues> Read(const Item& item);
-    const std::string& StoreId(const Item& item) const;
+    std::optional<TItemValues> Read(const TItem& item);
+    const std::string& StoreId(const TItem& item) const;
     /// The property of a tag of that store, as PropertyName gives it. message: any of the store's.
     const std::string& NameOf(IMessage* message, size_t store, ULONG tag);
 
-    IMAPISession* session() const { return m_session; }
-    const Catalog& catalog() const { return m_catalog; }
+    IMAPISession* session() const { return m_pSession; }
+    const TCatalog& catalog() const { return m_catalog; }
     const TBookkeeping& bookkeeping() const { return m_bookkeeping; }
 
   private:
-    IMAPISession* m_session;
-    const Catalog& m_catalog;
+    IMAPISession* m_pSession;
+    const TCatalog& m_catalog;
     const TBookkeeping& m_bookkeeping;
     std::map<size_t, ComPtr<IMsgStore>> m_stores;
     std::map<std::pair<size_t, ULONG>, std::string> m_names;  // by store and property id

@@ -14,28 +14,28 @@ namespace host {
 namespace {
 
 constexpr struct {
-    Keep::Rule rule;
+    TKeep::ERule rule;
     const char* name;
 } kKeeps[] = {
-    {Keep::Rule::MostFilled, "most-filled"},
-    {Keep::Rule::First, "first"},
-    {Keep::Rule::Last, "last"},
-    {Keep::Rule::Newest, "newest"},
-    {Keep::Rule::Oldest, "oldest"},
-    {Keep::Rule::Read, "read"},
-    {Keep::Rule::Flagged, "flagged"},
-    {Keep::Rule::LargestValues, "largest-values"},
-    {Keep::Rule::Largest, "largest"},
-    {Keep::Rule::Field, "field"},
-    {Keep::Rule::Recurrence, "recurrence"},
-    {Keep::Rule::CrmId, "crm-id"},
+    {TKeep::ERule::MostFilled, "most-filled"},
+    {TKeep::ERule::First, "first"},
+    {TKeep::ERule::Last, "last"},
+    {TKeep::ERule::Newest, "newest"},
+    {TKeep::ERule::Oldest, "oldest"},
+    {TKeep::ERule::Read, "read"},
+    {TKeep::ERule::Flagged, "flagged"},
+    {TKeep::ERule::LargestValues, "largest-values"},
+    {TKeep::ERule::Largest, "largest"},
+    {TKeep::ERule::Field, "field"},
+    {TKeep::ERule::Recurrence, "recurrence"},
+    {TKeep::ERule::CrmId, "crm-id"},
 };
 
 constexpr char kAppointment[] = "{00062002-0000-0000-C000-000000000046}";
 constexpr char kPublic[] = "{00020329-0000-0000-C000-000000000046}";
 
-const PropertyChoice* FindField(const Definitions& definitions, const std::string& name) {
-    for (const PropertyChoice& choice : definitions.properties) {
+const TPropertyChoice* FindField(const TDefinitions& definitions, const std::string& name) {
+    for (const TPropertyChoice& choice : definitions.properties) {
         if (EqualNoCase(name, choice.property->key) || EqualNoCase(name, Narrow(choice.property->name)))
             return &choice;
     }
@@ -54,8 +54,8 @@ long long Ticks(const FILETIME& time) {
 }
 
 // A text holds the wanted one, in any letter case; any other value reads like it.
-long long HasField(IMessage* message, const Keep& keep, const Definitions& definitions) {
-    const PropertyChoice* choice = FindField(definitions, keep.field);
+long long HasField(IMessage* message, const TKeep& keep, const TDefinitions& definitions) {
+    const TPropertyChoice* choice = FindField(definitions, keep.field);
     if (!choice) return 0;
     const std::string value = ShowValue(message, *choice->property, 1 << 20);
     const unsigned type = choice->property->type & ~MV_FLAG;
@@ -91,8 +91,8 @@ long long HasCrmId(IMessage* message) {
 }
 
 // The sizes of the compared values, in the order of the definitions.
-std::vector<unsigned long> Sizes(IMessage* message, const Definitions& definitions) {
-    PropertyList properties(definitions);
+std::vector<unsigned long> Sizes(IMessage* message, const TDefinitions& definitions) {
+    CPropertyList properties(definitions);
     Quorvel_ResolveTags(message, properties.get());
     std::vector<unsigned long> sizes;
     for (int i = 0; i < properties.get()->n; ++i) {
@@ -112,11 +112,11 @@ std::vector<unsigned long> Sizes(IMessage* message, const Definitions& definitio
 }
 
 // In how many compared properties no other copy has a larger value.
-std::vector<long long> LargestValues(CItemReader& reader, const Definitions& definitions,
-                                     const std::vector<const Item*>& items) {
+std::vector<long long> LargestValues(CItemReader& reader, const TDefinitions& definitions,
+                                     const std::vector<const TItem*>& items) {
     std::vector<std::vector<unsigned long>> sizes;
     std::vector<unsigned long> largest;
-    for (const Item* item : items) {
+    for (const TItem* item : items) {
         const ComPtr<IMessage> message = reader.Open(*item);
         sizes.push_back(message ? Sizes(message.Get(), definitions) : std::vector<unsigned long>());
         largest.resize(std::max(largest.size(), sizes.back().size()));
@@ -132,22 +132,22 @@ std::vector<long long> LargestValues(CItemReader& reader, const Definitions& def
     return facts;
 }
 
-long long FilledCount(CItemReader& reader, const Item& item) {
+long long FilledCount(CItemReader& reader, const TItem& item) {
     const std::optional<TItemValues> values = reader.Read(item);
     return values ? static_cast<long long>(values->Filled()) : -1;
 }
 
-long long Fact(CItemReader& reader, const Keep& keep, const Definitions& definitions, const Item& item) {
+long long Fact(CItemReader& reader, const TKeep& keep, const TDefinitions& definitions, const TItem& item) {
     switch (keep.rule) {
-        case Keep::Rule::Newest:
+        case TKeep::ERule::Newest:
             return Ticks(item.arrived);
-        case Keep::Rule::Oldest:
+        case TKeep::ERule::Oldest:
             return Ticks(item.arrived) == 0 ? std::numeric_limits<long long>::min() : -Ticks(item.arrived);
-        case Keep::Rule::Read:
+        case TKeep::ERule::Read:
             return item.isRead;
-        case Keep::Rule::Flagged:
+        case TKeep::ERule::Flagged:
             return item.isFlagged;
-        case Keep::Rule::MostFilled:
+        case TKeep::ERule::MostFilled:
             return FilledCount(reader, item);
         default:
             break;
@@ -155,12 +155,12 @@ long long Fact(CItemReader& reader, const Keep& keep, const Definitions& definit
     const ComPtr<IMessage> message = reader.Open(item);
     if (!message) return -1;
     switch (keep.rule) {
-        case Keep::Rule::Largest:
+        case TKeep::ERule::Largest:
             return static_cast<long long>(
                 Quorvel_GetSubjectBodyAttachmentsSize(message.Get(), 1, nullptr, 0));
-        case Keep::Rule::Field:
+        case TKeep::ERule::Field:
             return HasField(message.Get(), keep, definitions);
-        case Keep::Rule::Recurrence:
+        case TKeep::ERule::Recurrence:
             return Recurrence(message.Get());
         default:
             return HasCrmId(message.Get());
@@ -169,86 +169,86 @@ long long Fact(CItemReader& reader, const Keep& keep, const Definitions& definit
 
 }  // namespace
 
-Keep KeepOf(const std::string& text) {
+TKeep KeepOf(const std::string& text) {
     std::string names;
     for (const auto& row : kKeeps) {
-        if (row.rule == Keep::Rule::Field) continue;
-        if (EqualNoCase(text, row.name)) return Keep{row.rule, {}, {}};
+        if (row.rule == TKeep::ERule::Field) continue;
+        if (EqualNoCase(text, row.name)) return TKeep{row.rule, {}, {}};
         names += std::string(row.name) + ", ";
     }
     if (text.rfind("field=", 0) == 0) {
         const size_t colon = text.find(':', 6);
         if (colon != std::string::npos && colon > 6 && colon + 1 < text.size()) {
-            return Keep{Keep::Rule::Field, text.substr(6, colon - 6), text.substr(colon + 1)};
+            return TKeep{TKeep::ERule::Field, text.substr(6, colon - 6), text.substr(colon + 1)};
         }
     }
-    throw Failure("\"" + text + "\" does not say which copy to keep; allowed are " + names +
-                  "field=NAME:TEXT.");
+    throw TFailure("\"" + text + "\" does not say which copy to keep; allowed are " + names +
+                   "field=NAME:TEXT.");
 }
 
-std::string KeepText(const std::vector<Keep>& rules) {
+std::string KeepText(const std::vector<TKeep>& rules) {
     std::string text;
-    for (const Keep& keep : rules) {
+    for (const TKeep& keep : rules) {
         if (!text.empty()) text += ", then ";
         for (const auto& row : kKeeps) {
             if (row.rule == keep.rule) text += row.name;
         }
-        if (keep.rule == Keep::Rule::Field) text += "=" + keep.field + ":" + keep.text;
+        if (keep.rule == TKeep::ERule::Field) text += "=" + keep.field + ":" + keep.text;
     }
     return text;
 }
 
-void CheckKeep(const Definitions& definitions, const std::vector<Keep>& rules) {
+void CheckKeep(const TDefinitions& definitions, const std::vector<TKeep>& rules) {
     std::vector<std::string> known;
     known.reserve(definitions.properties.size());
-    for (const PropertyChoice& choice : definitions.properties) known.emplace_back(choice.property->key);
-    for (const Keep& keep : rules) {
-        if (keep.rule != Keep::Rule::Field || FindField(definitions, keep.field)) continue;
-        throw Failure("--keep field=" + keep.field + ": the definitions of " + KindName(definitions.kind) +
-                      " items have no such property." + Suggestion(keep.field, known));
+    for (const TPropertyChoice& choice : definitions.properties) known.emplace_back(choice.property->key);
+    for (const TKeep& keep : rules) {
+        if (keep.rule != TKeep::ERule::Field || FindField(definitions, keep.field)) continue;
+        throw TFailure("--keep field=" + keep.field + ": the definitions of " + KindName(definitions.kind) +
+                       " items have no such property." + Suggestion(keep.field, known));
     }
 }
 
-std::vector<long long> KeepFacts(CItemReader& reader, const Keep& keep, const Definitions& definitions,
-                                 const std::vector<const Item*>& items) {
-    if (keep.rule == Keep::Rule::LargestValues) return LargestValues(reader, definitions, items);
+std::vector<long long> KeepFacts(CItemReader& reader, const TKeep& keep, const TDefinitions& definitions,
+                                 const std::vector<const TItem*>& items) {
+    if (keep.rule == TKeep::ERule::LargestValues) return LargestValues(reader, definitions, items);
     std::vector<long long> facts;
     facts.reserve(items.size());
     for (size_t i = 0; i < items.size(); ++i) {
         // The order of the folders is that of the items.
         const long long place = static_cast<long long>(i);
-        facts.push_back(keep.rule == Keep::Rule::First  ? -place
-                        : keep.rule == Keep::Rule::Last ? place
-                                                        : Fact(reader, keep, definitions, *items[i]));
+        facts.push_back(keep.rule == TKeep::ERule::First  ? -place
+                        : keep.rule == TKeep::ERule::Last ? place
+                                                          : Fact(reader, keep, definitions, *items[i]));
     }
     return facts;
 }
 
-std::string KeepSentence(const Keep& keep, long long kept, long long next) {
+std::string KeepSentence(const TKeep& keep, long long kept, long long next) {
     switch (keep.rule) {
-        case Keep::Rule::MostFilled:
+        case TKeep::ERule::MostFilled:
             return "most filled: " + std::to_string(kept) + " values, the next has " + std::to_string(next);
-        case Keep::Rule::First:
+        case TKeep::ERule::First:
             return "the first in the order of the folders";
-        case Keep::Rule::Last:
+        case TKeep::ERule::Last:
             return "the last in the order of the folders";
-        case Keep::Rule::Newest:
+        case TKeep::ERule::Newest:
             return "the newest";
-        case Keep::Rule::Oldest:
+        case TKeep::ERule::Oldest:
             return "the oldest";
-        case Keep::Rule::Read:
+        case TKeep::ERule::Read:
             return "it is read";
-        case Keep::Rule::Flagged:
+        case TKeep::ERule::Flagged:
             return "it is flagged";
-        case Keep::Rule::LargestValues:
+        case TKeep::ERule::LargestValues:
             return "the longest values: in " + std::to_string(kept) + " of the compared properties";
-        case Keep::Rule::Largest:
+        case TKeep::ERule::Largest:
             return "the largest: " + SizeText(static_cast<unsigned long long>(kept));
-        case Keep::Rule::Field:
+        case TKeep::ERule::Field:
             return "by field=" + keep.field + ":" + keep.text;
-        case Keep::Rule::Recurrence:
+        case TKeep::ERule::Recurrence:
             return "it is a recurring series";
-        case Keep::Rule::CrmId:
+        case TKeep::ERule::CrmId:
             return "it carries a CRM identifier";
     }
     return {};

@@ -10,8 +10,8 @@
 namespace host {
 
 /// One rule. "field=NAME:TEXT" names a property of the definitions.
-struct Keep {
-    enum class Rule {
+struct TKeep {
+    enum class ERule {
         MostFilled,
         First,
         Last,
@@ -25,22 +25,22 @@ struct Keep {
         Recurrence,
         CrmId
     };
-    Rule rule = Rule::MostFilled;
+    ERule rule = ERule::MostFilled;
     std::string field;
     std::string text;
 };
 /// Throws Failure naming what is allowed.
-Keep KeepOf(const std::string& text);
+TKeep KeepOf(const std::string& text);
 /// Rules in order: "newest, then most-filled".
-std::string KeepText(const std::vector<Keep>& rules);
+std::string KeepText(const std::vector<TKeep>& rules);
 /// Throws Failure when a rule names a property that the definitions do not have.
-void CheckKeep(const Definitions& definitions, const std::vector<Keep>& rules);
+void CheckKeep(const TDefinitions& definitions, const std::vector<TKeep>& rules);
 
 /// What a rule goes by, one number for each of these items: the larger, the rather kept. -1: cannot be
 /// known.
-std::vector<long long> KeepFacts(CItemReader& reader, const Keep& keep, const Definitions& definitions,
-                                 const std::vector<const Item*>& items);
+std::vector<long long> KeepFacts(CItemReader& reader, const TKeep& keep, const TDefinitions& definitions,
+                                 const std::vector<const TItem*>& items);
 /// Why the item with the larger fact was taken: "the newest".
-std::string KeepSentence(const Keep& keep, long long kept, long long next);
+std::string KeepSentence(const TKeep& keep, long long kept, long long next);
 
 }  // namespace host

@@ -65,16 +65,16 @@ namespace {
 
 // Properties that the definitions compare, by how.
 struct TCompared {
-    std::map<std::string, const PropertyChoice*> alone;
-    std::map<std::string, const PropertyChoice*> gathered;  // one of several fields that count as one
+    std::map<std::string, const TPropertyChoice*> alone;
+    std::map<std::string, const TPropertyChoice*> gathered;  // one of several fields that count as one
     bool hasRecipients = false;
 };
 
-TCompared ComparedProperties(const Definitions& definitions) {
+TCompared ComparedProperties(const TDefinitions& definitions) {
     TCompared compared;
-    for (const PropertyChoice& choice : definitions.properties) {
+    for (const TPropertyChoice& choice : definitions.properties) {
         if (!choice.compare) continue;
-        const CatalogueEntry& property = *choice.property;
+        const TCatalogueEntry& property = *choice.property;
         if (!property.set || std::string_view(property.set) != kDerivedSet) {
             compared.alone.emplace(PropertyName(property.tag, property.set, property.id, property.stringId),
                                    &choice);
@@ -108,7 +108,7 @@ bool AreEqualTexts(const std::string& a, const std::string& b, ECompareMethod me
 namespace {
 
 // Whether the kept copy has the text in any of the fields that the property is gathered from.
-bool HasAnywhere(const TItemValues& kept, const TCompared& compared, const PropertyChoice& choice,
+bool HasAnywhere(const TItemValues& kept, const TCompared& compared, const TPropertyChoice& choice,
                  const std::string& text) {
     return std::any_of(kept.values.begin(), kept.values.end(), [&](const auto& entry) {
         const auto field = compared.gathered.find(entry.first);
@@ -120,23 +120,23 @@ bool HasAnywhere(const TItemValues& kept, const TCompared& compared, const Prope
 }
 
 // In grouped mode an equal pair may differ in what was not asked: the property is compared by itself.
-bool IsEqualByDefinitions(CItemReader& reader, const Definitions& definitions, const PropertyChoice& choice,
-                          const Item& kept, const Item& duplicate) {
+bool IsEqualByDefinitions(CItemReader& reader, const TDefinitions& definitions, const TPropertyChoice& choice,
+                          const TItem& kept, const TItem& duplicate) {
     if (!definitions.grouped) return true;
-    Definitions one;
+    TDefinitions one;
     one.properties = {choice};
     return ComparePair(reader, one, kept, duplicate) == EPair::Equal;
 }
 
-std::string Recipients(CItemReader& reader, const Item& item) {
+std::string Recipients(CItemReader& reader, const TItem& item) {
     const ComPtr<IMessage> message = reader.Open(item);
     return message ? ShowValue(message.Get(), *FindProperty("Mail.Recipients"), kShown * 100) : std::string();
 }
 
 }  // namespace
 
-std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
-                          const TItemValues& kept, const Item& duplicateItem, const TItemValues& duplicate) {
+std::vector<TLoss> Losses(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
+                          const TItemValues& kept, const TItem& duplicateItem, const TItemValues& duplicate) {
     std::vector<TLoss> losses;
     const TCompared compared = ComparedProperties(definitions);
     for (const auto& [name, value] : duplicate.values) {
@@ -162,7 +162,7 @@ std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, c
     }
     // Where they are compared they agree, unless another property decided or the kept copy has none.
     const bool decides = compared.hasRecipients && !definitions.grouped;
-    if (!decides || definitions.algorithm == Algorithm::Similar) {
+    if (!decides || definitions.algorithm == EAlgorithm::Similar) {
         const std::string recipients = Recipients(reader, duplicateItem);
         const std::string other = recipients.empty() ? std::string() : Recipients(reader, keptItem);
         if (recipients != other && (!decides || other.empty()))
@@ -180,10 +180,10 @@ std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, c
     return losses;
 }
 
-std::vector<TLoss> LossesOfUnlike(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
-                                  const TItemValues& kept, const Item& duplicateItem,
+std::vector<TLoss> LossesOfUnlike(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
+                                  const TItemValues& kept, const TItem& duplicateItem,
                                   const TItemValues& duplicate) {
-    Definitions unlike = definitions;
+    TDefinitions unlike = definitions;
     unlike.grouped = true;
     unlike.attachments = false;
     return Losses(reader, unlike, keptItem, kept, duplicateItem, duplicate);

@@ -12,13 +12,13 @@ namespace host {
 /// duplicate equals kept by these definitions: what they compare is no loss where both have a value, or, of
 /// properties gathered from several fields, where the kept copy has it in any of them. Attachments and
 /// recipients count as values. kept, duplicate: the items with their values.
-std::vector<TLoss> Losses(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
-                          const TItemValues& kept, const Item& duplicateItem, const TItemValues& duplicate);
+std::vector<TLoss> Losses(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
+                          const TItemValues& kept, const TItem& duplicateItem, const TItemValues& duplicate);
 
 /// The same of two that are no duplicates by these definitions: what they compare is no loss where it is equal by
 /// itself.
-std::vector<TLoss> LossesOfUnlike(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
-                                  const TItemValues& kept, const Item& duplicateItem,
+std::vector<TLoss> LossesOfUnlike(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
+                                  const TItemValues& kept, const TItem& duplicateItem,
                                   const TItemValues& duplicate);
 
 /// The part of a value that the kept copy does not hold; kept may be null. Texts are equal without blanks at their

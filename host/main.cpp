@@ -33,16 +33,16 @@ namespace {
 
 constexpr char kAsk[] = "ask";
 
-enum ExitStatus { kNoneFound = 0, kFound = 1, kError = 2, kPartlyMoved = 3 };
+enum EExitStatus { kNoneFound = 0, kFound = 1, kError = 2, kPartlyMoved = 3 };
 
-struct Options {
+struct TOptions {
     std::string mailbox;
     bool profileUi = false;
     bool quiet = false;
     bool verbose = false;
     std::string log;
 
-    ScanOptions scan;
+    TScanOptions scan;
     std::vector<std::string> kinds;
     std::string algorithm;
     std::string format = "text";
@@ -53,12 +53,12 @@ struct Options {
     std::vector<std::string> explain;
 
     std::vector<std::string> items;
-    SimilarOptions similar;
+    TSimilarOptions similar;
 
     std::string from;
     std::string plan;
     std::string merge;  // "all" or "ask"; empty: nothing is merged
-    CleanOptions clean;
+    TCleanOptions clean;
     std::string undo;
 
     std::string cabinet;
@@ -88,7 +88,7 @@ void AddPolicyOptions(CLI::App& command, TPolicyOptions& policy) {
                      "Take the sent and the received copy of a mail for duplicates too");
 }
 
-void AddScanOptions(CLI::App& command, Options& options) {
+void AddScanOptions(CLI::App& command, TOptions& options) {
     command
         .add_option("--folder", options.scan.folders,
                     "Scan only this folder: a path or its tail; may be repeated")
@@ -110,14 +110,14 @@ void AddScanOptions(CLI::App& command, Options& options) {
         ->type_name("FILE");
 }
 
-void AddOutputOptions(CLI::App& command, Options& options, const std::vector<std::string>& formats) {
+void AddOutputOptions(CLI::App& command, TOptions& options, const std::vector<std::string>& formats) {
     command.add_option("--format", options.format, "Form of the report")->check(CLI::IsMember(formats));
     command.add_option("--output", options.output, "Write the report to this file")->type_name("FILE");
     command.add_flag("--force", options.force, "Overwrite a file that is no such report, too");
 }
 
 // Nothing that is written may be something that is read.
-void CheckOutputs(const Options& options, EOutput kind) {
+void CheckOutputs(const TOptions& options, EOutput kind) {
     const std::vector<std::string> inputs{options.mailbox, options.from, options.undo,
                                           options.scan.definitionsFile, options.similar.notSame};
     if (!options.output.empty()) CheckOutput(options.output, kind, inputs, options.force);
@@ -130,59 +130,59 @@ void CheckOutputs(const Options& options, EOutput kind) {
     CheckOutput(options.log, EOutput::Log, others, false);
 }
 
-void ApplyLog(const Options& options) {
+void ApplyLog(const TOptions& options) {
     std::string log = options.log;
     if (log.empty() && options.verbose) log = "quorvel.log";
     Quorvel_ConfigLogEx(nullptr, log.empty() ? nullptr : log.c_str(), 0, options.verbose ? 3 : 1,
                         options.verbose);
 }
 
-void FinishScanOptions(Options& options) {
+void FinishScanOptions(TOptions& options) {
     for (const std::string& kind : options.kinds) options.scan.kinds.push_back(KindOf(kind));
     if (!options.algorithm.empty()) options.scan.algorithm = AlgorithmOf(options.algorithm);
 }
 
-void Deliver(const Options& options, const std::string& report) {
+void Deliver(const TOptions& options, const std::string& report) {
     if (!options.output.empty()) {
         WriteFileWhole(options.output, report);
     } else if (fwrite(report.data(), 1, report.size(), stdout) != report.size() || fflush(stdout) != 0) {
-        throw Failure("The report cannot be written to standard output.");
+        throw TFailure("The report cannot be written to standard output.");
     }
 }
 
-int ShowDefinitions(const Options& options) {
-    for (const Kind kind : options.scan.kinds.empty()
-                               ? std::vector<Kind>(std::begin(kScannedKinds), std::end(kScannedKinds))
-                               : options.scan.kinds) {
+int ShowDefinitions(const TOptions& options) {
+    for (const EKind kind : options.scan.kinds.empty()
+                                ? std::vector<EKind>(std::begin(kScannedKinds), std::end(kScannedKinds))
+                                : options.scan.kinds) {
         const std::filesystem::path file = BuiltInDefinitions(kind);
         std::ifstream stream(file, std::ios::binary);
-        if (!stream) throw Failure("The definitions file \"" + Narrow(file.wstring()) + "\" is missing.");
+        if (!stream) throw TFailure("The definitions file \"" + Narrow(file.wstring()) + "\" is missing.");
         const std::string text{std::istreambuf_iterator<char>(stream), {}};
         fwrite(text.data(), 1, text.size(), stdout);
     }
     return kNoneFound;
 }
 
-Definitions DefinitionsFor(const Options& options, Kind kind) {
-    Definitions definitions = LoadDefinitions(
+TDefinitions DefinitionsFor(const TOptions& options, EKind kind) {
+    TDefinitions definitions = LoadDefinitions(
         options.scan.definitionsFile.empty() ? BuiltInDefinitions(kind)
                                              : std::filesystem::path(Widen(options.scan.definitionsFile)));
     if (options.scan.algorithm) definitions.algorithm = *options.scan.algorithm;
     return definitions;
 }
 
-int CompareItems(const Options& options, const std::vector<std::string>& names) {
-    if (names.size() < 2) throw Failure("Two items at least are needed to compare.");
-    const Session session(options.mailbox, options.profileUi);
-    const Catalog catalog = ReadCatalog(session.get());
-    const std::vector<Item> items = FindItems(session.get(), catalog, names);
-    const Kind kind = catalog.folders[items[0].folder].kind;
-    for (const Item& item : items) {
+int CompareItems(const TOptions& options, const std::vector<std::string>& names) {
+    if (names.size() < 2) throw TFailure("Two items at least are needed to compare.");
+    const CSession session(options.mailbox, options.profileUi);
+    const TCatalog catalog = ReadCatalog(session.get());
+    const std::vector<TItem> items = FindItems(session.get(), catalog, names);
+    const EKind kind = catalog.folders[items[0].folder].kind;
+    for (const TItem& item : items) {
         if (catalog.folders[item.folder].kind != kind)
-            throw Failure("Items of different kinds cannot be compared.");
+            throw TFailure("Items of different kinds cannot be compared.");
     }
-    const Definitions definitions = DefinitionsFor(options, kind);
-    MatrixView view = BuildMatrix(session.get(), catalog, items, definitions, 400, EMatrixItems::Any);
+    const TDefinitions definitions = DefinitionsFor(options, kind);
+    TMatrixView view = BuildMatrix(session.get(), catalog, items, definitions, 400, EMatrixItems::Any);
     const TBookkeeping bookkeeping = LoadBookkeeping();
     CItemReader reader(session.get(), catalog, bookkeeping);
     if (const auto losses = MergeLosses(reader, items, definitions)) AddOrigins(view, definitions, *losses);
@@ -192,10 +192,11 @@ int CompareItems(const Options& options, const std::vector<std::string>& names) 
 }
 
 // The contacts of a scan that resemble one another; nothing when it looked at no contacts.
-std::optional<SimilarResult> SimilarOf(IMAPISession* session, const ScanResult& result, Progress& progress) {
-    SimilarOptions similar;
-    for (const KindScan& scan : result.scans) {
-        if (scan.kind != Kind::Contact) continue;
+std::optional<TSimilarResult> SimilarOf(IMAPISession* session, const TScanResult& result,
+                                        CProgress& progress) {
+    TSimilarOptions similar;
+    for (const TKindScan& scan : result.scans) {
+        if (scan.kind != EKind::Contact) continue;
         for (const size_t folder : scan.folders)
             similar.folders.push_back(result.catalog.folders[folder].path);
     }
@@ -203,16 +204,16 @@ std::optional<SimilarResult> SimilarOf(IMAPISession* session, const ScanResult& 
     return FindSimilar(session, similar, progress);
 }
 
-int RunScan(Options& options) {
+int RunScan(TOptions& options) {
     if (options.findSimilar && options.format != "html")
-        throw Failure("--similar is for --format html; `quorvel similar` has the other forms.");
+        throw TFailure("--similar is for --format html; `quorvel similar` has the other forms.");
     if (options.showDefinitions) return ShowDefinitions(options);
     if (!options.explain.empty()) return CompareItems(options, options.explain);
-    Progress progress(options.quiet);
+    CProgress progress(options.quiet);
     progress("reading the mailbox");
-    const Session session(options.mailbox, options.profileUi);
-    const ScanResult result = Scan(session.get(), options.scan, progress);
-    std::optional<SimilarResult> similar;
+    const CSession session(options.mailbox, options.profileUi);
+    const TScanResult result = Scan(session.get(), options.scan, progress);
+    std::optional<TSimilarResult> similar;
     if (options.findSimilar) similar = SimilarOf(session.get(), result, progress);
     const std::string report =
         options.format == "json"  ? JsonReport(result)
@@ -225,14 +226,14 @@ int RunScan(Options& options) {
     return result.groups.empty() ? kNoneFound : kFound;
 }
 
-int RunSimilar(const Options& options) {
-    Progress progress(options.quiet);
+int RunSimilar(const TOptions& options) {
+    CProgress progress(options.quiet);
     progress("reading the mailbox");
-    const Session session(options.mailbox, options.profileUi);
-    SimilarOptions similar = options.similar;
+    const CSession session(options.mailbox, options.profileUi);
+    TSimilarOptions similar = options.similar;
     similar.folders = options.scan.folders;
-    if (similar.pairs && options.format == "html") throw Failure("--pairs has no HTML form.");
-    const SimilarResult result = FindSimilar(session.get(), similar, progress);
+    if (similar.pairs && options.format == "html") throw TFailure("--pairs has no HTML form.");
+    const TSimilarResult result = FindSimilar(session.get(), similar, progress);
     const std::string report = options.format == "json"
                                    ? SimilarJson(session.get(), result, similar.pairs, progress)
                                : options.format == "html" ? SimilarHtml(session.get(), result, progress)
@@ -261,24 +262,24 @@ int SayMoved(const TMoved& result, const std::string& done, const char* complete
     return kNoneFound;
 }
 
-int RunUndo(Session& session, const Options& options, Progress& progress) {
+int RunUndo(CSession& session, const TOptions& options, CProgress& progress) {
     const TMoved result = Undo(session, options.undo, progress);
     const int status = SayMoved(result, "put back", "restored");
     return status == kNoneFound && result.refused != 0 ? kError : status;
 }
 
-int RunClean(const Options& options) {
-    Progress progress(options.quiet);
+int RunClean(const TOptions& options) {
+    CProgress progress(options.quiet);
     progress("reading the mailbox");
-    Session session(options.mailbox, options.profileUi);
+    CSession session(options.mailbox, options.profileUi);
     if (!options.undo.empty()) return RunUndo(session, options, progress);
     TPlan plan = options.from.empty() ? PlanOf(Scan(session.get(), options.scan, progress))
                                       : PlanFromFile(options.from);
     if (options.scan.policy.allowLoss) AllowLoss(plan);
     plan.isMerging = !options.merge.empty();
     if (HasChoices(plan) && options.merge != kAsk)
-        throw Failure("The file holds choices between values: --merge=ask follows them; nothing was moved.");
-    CleanOptions clean = options.clean;
+        throw TFailure("The file holds choices between values: --merge=ask follows them; nothing was moved.");
+    TCleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
     const TMoved result = Clean(session, plan, clean, progress);
     if (!clean.yes) {
@@ -303,33 +304,33 @@ void CheckCleanOptions(const CLI::App& clean) {
                                                   "--allow-loss", "--merge", "--plan"};
     const auto given = [&](const char* name) { return clean.get_option(name)->count() != 0; };
     if (given("--merge") && clean.get_option("--merge")->as<std::string>() == kAsk && !given("--from"))
-        throw Failure("--merge=ask follows the choices of a report: name it with --from.");
+        throw TFailure("--merge=ask follows the choices of a report: name it with --from.");
     for (const char* name : kOfTheScan) {
         if (given("--from") && given(name)) {
-            throw Failure(std::string("--from does what the report says: ") + name +
-                          " belongs to the scan that writes it.");
+            throw TFailure(std::string("--from does what the report says: ") + name +
+                           " belongs to the scan that writes it.");
         }
         if (given("--undo") && given(name))
-            throw Failure(std::string("--undo puts back all that a run moved: ") + name +
-                          " does not go with it.");
+            throw TFailure(std::string("--undo puts back all that a run moved: ") + name +
+                           " does not go with it.");
     }
     if (given("--plan") && given("--yes"))
-        throw Failure("--plan says what would be moved: it does not go with --yes.");
+        throw TFailure("--plan says what would be moved: it does not go with --yes.");
     for (const char* name : kOfTheMoves) {
         if (given("--undo") && given(name))
-            throw Failure(std::string("--undo puts back all that a run moved: ") + name +
-                          " does not go with it.");
+            throw TFailure(std::string("--undo puts back all that a run moved: ") + name +
+                           " does not go with it.");
     }
 }
 
-int RunFolders(const Options& options) {
-    const Session session(options.mailbox, options.profileUi);
+int RunFolders(const TOptions& options) {
+    const CSession session(options.mailbox, options.profileUi);
     PrintFolders(ReadCatalog(session.get()));
     return kNoneFound;
 }
 
 int Run(const std::vector<std::string>& arguments) {
-    Options options;
+    TOptions options;
     CLI::App app(
         "Finds duplicate and similar items in mail stores, shows why, "
         "and clears them away.",

@@ -11,7 +11,7 @@ namespace host {
 namespace {
 
 // The properties that a row stands for: its own, or all that a derived one is gathered from.
-std::set<std::string> NamesOf(const CatalogueEntry& property) {
+std::set<std::string> NamesOf(const TCatalogueEntry& property) {
     if (!property.set || std::string_view(property.set) != kDerivedSet)
         return {PropertyName(property.tag, property.set, property.id, property.stringId)};
     std::set<std::string> names;
@@ -26,7 +26,7 @@ void Insert(std::vector<size_t>& items, size_t item) {
 }
 
 // What merging one item does about a value of the row.
-void Add(MatrixRow& row, size_t item, const TLoss& loss, bool isGathered) {
+void Add(TMatrixRow& row, size_t item, const TLoss& loss, bool isGathered) {
     if (!IsTaken(loss)) {
         if (loss.merge == EMerge::Conflict) Insert(row.left, item);
         return;
@@ -46,10 +46,10 @@ bool IsAttachment(const TLoss& loss) {
 
 }  // namespace
 
-void AddOrigins(MatrixView& view, const Definitions& definitions,
+void AddOrigins(TMatrixView& view, const TDefinitions& definitions,
                 const std::vector<std::vector<TLoss>>& losses) {
     for (size_t i = 0; i < view.rows.size(); ++i) {
-        MatrixRow& row = view.rows[i];
+        TMatrixRow& row = view.rows[i];
         // The last row may be the one of the attachments.
         const bool isProperty = i < definitions.properties.size();
         const std::set<std::string> names =
@@ -65,10 +65,10 @@ void AddOrigins(MatrixView& view, const Definitions& definitions,
 }
 
 std::optional<std::vector<std::vector<TLoss>>> MergeLosses(CItemReader& reader,
-                                                           const std::vector<Item>& items,
-                                                           const Definitions& definitions) {
+                                                           const std::vector<TItem>& items,
+                                                           const TDefinitions& definitions) {
     std::vector<TItemValues> values;
-    for (const Item& item : items) {
+    for (const TItem& item : items) {
         std::optional<TItemValues> read = reader.Read(item);
         if (!read) return {};
         values.push_back(std::move(*read));
@@ -83,7 +83,7 @@ std::optional<std::vector<std::vector<TLoss>>> MergeLosses(CItemReader& reader,
     return losses;
 }
 
-std::string OriginText(const MatrixRow& row) {
+std::string OriginText(const TMatrixRow& row) {
     const auto letters = [](const std::vector<size_t>& items, const char* between) {
         std::string text;
         for (const size_t item : items)

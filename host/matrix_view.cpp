@@ -16,38 +16,38 @@ namespace host {
 
 namespace {
 
-struct SearchDeleter {
+struct TSearchDeleter {
     using pointer = HSearch;
     void operator()(HSearch search) const { Search_Delete(search); }
 };
-struct MatrixDeleter {
+struct TMatrixDeleter {
     using pointer = HCmpMatrix;
     void operator()(HCmpMatrix matrix) const { CmpMatrix_Delete(matrix); }
 };
 
-const std::string& StoreId(const Catalog& catalog, const Item& item) {
+const std::string& StoreId(const TCatalog& catalog, const TItem& item) {
     return catalog.stores[catalog.folders[item.folder].store].entryId;
 }
 
 // Whether the search takes two items for equal in one property; an item against itself tells whether it has a
 // value.
-bool SearchSaysEqual(IMAPISession* session, const Catalog& catalog, const PropertyChoice& choice,
-                     const Item& a, const Item& b) {
-    Definitions one;
+bool SearchSaysEqual(IMAPISession* session, const TCatalog& catalog, const TPropertyChoice& choice,
+                     const TItem& a, const TItem& b) {
+    TDefinitions one;
     one.properties = {choice};
-    PropertyList properties(one);
+    CPropertyList properties(one);
     TOriginalDefinition original{};
     original.nKind = okCallerOrder;
-    const std::unique_ptr<HSearch, SearchDeleter> search(
-        Search_Create(session, properties.get(), &original, static_cast<unsigned>(Algorithm::Identical), 0));
+    const std::unique_ptr<HSearch, TSearchDeleter> search(
+        Search_Create(session, properties.get(), &original, static_cast<unsigned>(EAlgorithm::Identical), 0));
     unsigned found = 0;
     return search && Search_Add(search.get(), a.entryId.c_str(), StoreId(catalog, a).c_str(), &found, 0) &&
            Search_Add(search.get(), b.entryId.c_str(), StoreId(catalog, b).c_str(), &found, 0) && found != 0;
 }
 
 // Marks as the search compares: 0 for no value, else 1 + the first item with an equal value.
-std::vector<unsigned> SearchMarks(IMAPISession* session, const Catalog& catalog,
-                                  const std::vector<Item>& items, const PropertyChoice& choice) {
+std::vector<unsigned> SearchMarks(IMAPISession* session, const TCatalog& catalog,
+                                  const std::vector<TItem>& items, const TPropertyChoice& choice) {
     std::vector<unsigned> marks(items.size(), 0);
     for (size_t j = 0; j < items.size(); ++j) {
         if (!SearchSaysEqual(session, catalog, choice, items[j], items[j])) continue;
@@ -92,7 +92,7 @@ std::vector<unsigned> EqualMarks(const std::vector<std::string>& texts) {
     return marks;
 }
 
-Verdict Judge(const std::vector<unsigned>& marks) {
+EVerdict Judge(const std::vector<unsigned>& marks) {
     unsigned value = 0;
     bool hasEmpty = false;
     for (const unsigned mark : marks) {
@@ -101,11 +101,11 @@ Verdict Judge(const std::vector<unsigned>& marks) {
         } else if (value == 0) {
             value = mark;
         } else if (value != mark) {
-            return Verdict::Different;
+            return EVerdict::Different;
         }
     }
-    if (value == 0) return Verdict::AllEmpty;
-    return hasEmpty ? Verdict::OneSided : Verdict::Equal;
+    if (value == 0) return EVerdict::AllEmpty;
+    return hasEmpty ? EVerdict::OneSided : EVerdict::Equal;
 }
 
 std::string Listed(const std::vector<std::string>& names) {
@@ -116,10 +116,11 @@ std::string Listed(const std::vector<std::string>& names) {
     return text;
 }
 
-std::string Sentence(const MatrixView& view, const Definitions& definitions) {
+std::string Sentence(const TMatrixView& view, const TDefinitions& definitions) {
     if (!view.apart.empty()) return "These items are kept apart by " + Listed(view.apart) + ".";
-    const bool sharesValue = std::any_of(view.rows.begin(), view.rows.end(),
-                                         [](const MatrixRow& row) { return row.verdict == Verdict::Equal; });
+    const bool sharesValue = std::any_of(view.rows.begin(), view.rows.end(), [](const TMatrixRow& row) {
+        return row.verdict == EVerdict::Equal;
+    });
     if (!sharesValue) return "These items have no compared value in common.";
     return definitions.exceptions.empty() ? "Nothing keeps these items apart: they are duplicates."
                                           : "No property keeps these items apart: they are duplicates "
@@ -128,37 +129,38 @@ std::string Sentence(const MatrixView& view, const Definitions& definitions) {
 }
 
 // A last row for what the attachments hold, when there are any.
-void AddAttachments(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
-                    const Definitions& definitions, MatrixView& view) {
-    AttachmentMarks attachments = CompareAttachments(session, catalog, items);
-    MatrixRow row{"Attachments", std::move(attachments.marks), std::move(attachments.names), Verdict::Equal};
+void AddAttachments(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& items,
+                    const TDefinitions& definitions, TMatrixView& view) {
+    TAttachmentMarks attachments = CompareAttachments(session, catalog, items);
+    TMatrixRow row{"Attachments", std::move(attachments.marks), std::move(attachments.names),
+                   EVerdict::Equal};
     row.verdict = Judge(row.marks);
-    if (row.verdict == Verdict::AllEmpty) return;
-    if (definitions.attachments && row.verdict != Verdict::Equal) view.apart.push_back(row.property);
+    if (row.verdict == EVerdict::AllEmpty) return;
+    if (definitions.attachments && row.verdict != EVerdict::Equal) view.apart.push_back(row.property);
     view.rows.push_back(std::move(row));
 }
 
 }  // namespace
 
-MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
-                       const Definitions& definitions, size_t limit, EMatrixItems known) {
-    PropertyList properties(definitions);
-    const std::unique_ptr<HCmpMatrix, MatrixDeleter> matrix(CmpMatrix_Create(session, properties.get()));
-    if (!matrix) throw Failure("The comparison matrix cannot be created.");
+TMatrixView BuildMatrix(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& items,
+                        const TDefinitions& definitions, size_t limit, EMatrixItems known) {
+    CPropertyList properties(definitions);
+    const std::unique_ptr<HCmpMatrix, TMatrixDeleter> matrix(CmpMatrix_Create(session, properties.get()));
+    if (!matrix) throw TFailure("The comparison matrix cannot be created.");
     std::vector<ComPtr<IMessage>> messages;
-    for (const Item& item : items) {
+    for (const TItem& item : items) {
         ComPtr<IMessage> message;
         if (!CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str()) ||
             Quorvel_OpenItem(session, item.entryId.c_str(), StoreId(catalog, item).c_str(),
                              message.GetAddressOf()) != S_OK) {
-            throw Failure("The item " + Place(catalog, item) + " cannot be read.");
+            throw TFailure("The item " + Place(catalog, item) + " cannot be read.");
         }
         messages.push_back(message);
     }
-    MatrixView view;
+    TMatrixView view;
     for (size_t column = 0; column < definitions.properties.size(); ++column) {
-        const PropertyChoice& choice = definitions.properties[column];
-        MatrixRow row;
+        const TPropertyChoice& choice = definitions.properties[column];
+        TMatrixRow row;
         row.property = Narrow(choice.property->name);
         bool hasRawMark = false;
         for (size_t i = 0; i < items.size(); ++i) {
@@ -192,8 +194,8 @@ MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std:
         }
         row.verdict = Judge(choice.compare ? searchMarks : row.marks);
         const bool isApart =
-            row.verdict == Verdict::Different ||
-            (row.verdict == Verdict::OneSided && definitions.algorithm == Algorithm::Identical);
+            row.verdict == EVerdict::Different ||
+            (row.verdict == EVerdict::OneSided && definitions.algorithm == EAlgorithm::Identical);
         if (choice.compare && isApart) view.apart.push_back(row.property);
         view.rows.push_back(std::move(row));
     }
@@ -202,12 +204,12 @@ MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std:
     return view;
 }
 
-const char* VerdictName(Verdict verdict) {
+const char* VerdictName(EVerdict verdict) {
     static constexpr const char* kNames[] = {"equal", "empty", "one-sided", "different"};
     return kNames[static_cast<size_t>(verdict)];
 }
 
-std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items) {
+std::string MatrixTable(const TMatrixView& view, const TCatalog& catalog, const std::vector<TItem>& items) {
     constexpr size_t kNameWidth = 22;
     constexpr size_t kVerdictWidth = 9;
     constexpr size_t kCellWidth = 32;
@@ -221,7 +223,7 @@ std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const st
     text += "\n" + Fit("", kNameWidth) + "  " + Fit("", kVerdictWidth);
     for (size_t i = 0; i < items.size(); ++i) text += "  " + Fit(letter(i), kCellWidth);
     text += "  merged\n";
-    for (const MatrixRow& row : view.rows) {
+    for (const TMatrixRow& row : view.rows) {
         text += Fit(row.property, kNameWidth) + "  " + Fit(VerdictName(row.verdict), kVerdictWidth);
         for (size_t i = 0; i < row.marks.size(); ++i) {
             const std::string mark = row.marks[i] == 0 ? "-" : std::to_string(row.marks[i]);
@@ -235,16 +237,16 @@ std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const st
            view.sentence + "\n";
 }
 
-std::string MatrixJson(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items) {
+std::string MatrixJson(const TMatrixView& view, const TCatalog& catalog, const std::vector<TItem>& items) {
     using json = nlohmann::ordered_json;
     json report{{"format", "quorvel-matrix"}, {"version", 1}};
     report["items"] = json::array();
-    for (const Item& item : items) {
+    for (const TItem& item : items) {
         report["items"].push_back(
             json{{"place", Place(catalog, item)}, {"title", item.title}, {"entryId", item.entryId}});
     }
     report["rows"] = json::array();
-    for (const MatrixRow& row : view.rows) {
+    for (const TMatrixRow& row : view.rows) {
         report["rows"].push_back(json{{"property", row.property},
                                       {"verdict", VerdictName(row.verdict)},
                                       {"marks", row.marks},

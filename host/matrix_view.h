@@ -13,20 +13,20 @@
 
 namespace host {
 
-enum class Verdict { Equal, AllEmpty, OneSided, Different };
+enum class EVerdict { Equal, AllEmpty, OneSided, Different };
 
-struct MatrixRow {
+struct TMatrixRow {
     std::string property;         // for people
     std::vector<unsigned> marks;  // an item's mark; equal values share one; 0: the item has no value
     std::vector<std::string> texts;
-    Verdict verdict = Verdict::Equal;  // as the search compares the property, by its method
+    EVerdict verdict = EVerdict::Equal;  // as the search compares the property, by its method
     // When all items are merged into the first one: those that the value comes from, and those whose own is left.
     std::vector<size_t> from{};
     std::vector<size_t> left{};
 };
 
-struct MatrixView {
-    std::vector<MatrixRow> rows;
+struct TMatrixView {
+    std::vector<TMatrixRow> rows;
     /// Names of the rows that keep the items apart under the definitions' algorithm.
     std::vector<std::string> apart;
     /// One sentence on them.
@@ -43,26 +43,26 @@ enum class EMatrixItems {
 
 /// items: at least two, by catalog and item record. Throws Failure when an item cannot be read. limit:
 /// characters of a value's text.
-MatrixView BuildMatrix(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& items,
-                       const Definitions& definitions, size_t limit, EMatrixItems known);
+TMatrixView BuildMatrix(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& items,
+                        const TDefinitions& definitions, size_t limit, EMatrixItems known);
 
 /// From where each row's value comes when the items are merged into the first one, by what merging does about the
 /// losses of each item (PlanMerge). losses: one list an item; that of the first is empty.
-void AddOrigins(MatrixView& view, const Definitions& definitions,
+void AddOrigins(TMatrixView& view, const TDefinitions& definitions,
                 const std::vector<std::vector<TLoss>>& losses);
 /// The losses of each item when it is merged into the first one; nothing when one cannot be read.
 std::optional<std::vector<std::vector<TLoss>>> MergeLosses(CItemReader& reader,
-                                                           const std::vector<Item>& items,
-                                                           const Definitions& definitions);
+                                                           const std::vector<TItem>& items,
+                                                           const TDefinitions& definitions);
 /// "A", "A+B", "A, not B"; empty when no item has a value.
-std::string OriginText(const MatrixRow& row);
+std::string OriginText(const TMatrixRow& row);
 
 /// The matrix as a table for a terminal.
-std::string MatrixTable(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items);
+std::string MatrixTable(const TMatrixView& view, const TCatalog& catalog, const std::vector<TItem>& items);
 
-std::string MatrixJson(const MatrixView& view, const Catalog& catalog, const std::vector<Item>& items);
+std::string MatrixJson(const TMatrixView& view, const TCatalog& catalog, const std::vector<TItem>& items);
 
 /// "equal", "empty", "one-sided", "different".
-const char* VerdictName(Verdict verdict);
+const char* VerdictName(EVerdict verdict);
 
 }  // namespace host

@@ -38,9 +38,9 @@ TRawValue ValueOf(const CItemReader& reader, const TRawItem& item, const std::st
 }
 
 size_t StoreOf(const CItemReader& reader, const std::string& storeId) {
-    const std::vector<Store>& stores = reader.catalog().stores;
-    const auto found =
-        std::ranges::find_if(stores, [&](const Store& store) { return EqualNoCase(store.entryId, storeId); });
+    const std::vector<TStore>& stores = reader.catalog().stores;
+    const auto found = std::ranges::find_if(
+        stores, [&](const TStore& store) { return EqualNoCase(store.entryId, storeId); });
     return static_cast<size_t>(found - stores.begin());
 }
 
@@ -98,7 +98,7 @@ class CCompletion {
     CCompletion(CItemReader& reader, const TRawItem& kept) : m_reader(reader), m_kept(kept) {}
     void Add(IMessage* message, const TRawItem& copy, const TLoss& loss);
     /// What changes, with what it was. Says why when something that changes could not be read.
-    std::string Note(IMessage* kept, Kind kind, UndoMerge& merge);
+    std::string Note(IMessage* kept, EKind kind, TUndoMerge& merge);
     /// Into the open item, unsaved.
     std::string Write(IMessage* kept);
     const std::map<std::string, TRawValue>& values() const { return m_values; }
@@ -208,7 +208,7 @@ void CCompletion::Add(IMessage* message, const TRawItem& copy, const TLoss& loss
     }
 }
 
-std::string CCompletion::Note(IMessage* kept, Kind kind, UndoMerge& merge) {
+std::string CCompletion::Note(IMessage* kept, EKind kind, TUndoMerge& merge) {
     if (!m_unreadable.empty()) return m_unreadable.begin()->second;
     std::erase_if(m_values, [&](const auto& entry) {
         return IsSame(entry.second, ValueOf(m_reader, m_kept, entry.first));
@@ -221,7 +221,7 @@ std::string CCompletion::Note(IMessage* kept, Kind kind, UndoMerge& merge) {
     for (const TAttachment& one : m_attachments) {
         const std::string mark = AttachmentMark(one.message.Get(), one.number);
         if (mark.empty()) return "an attachment cannot be read";
-        const auto known = std::ranges::find(merge.attachments, mark, &UndoAttachment::mark);
+        const auto known = std::ranges::find(merge.attachments, mark, &TUndoAttachment::mark);
         if (known == merge.attachments.end())
             merge.attachments.push_back({one.name, mark, CountOf(own, mark), 1});
         else
@@ -249,19 +249,19 @@ std::string CCompletion::Write(IMessage* kept) {
 }
 
 // Whether a saved item holds what was written.
-std::string WhyNotAsWritten(CItemReader& reader, const UndoMerge& merge) {
+std::string WhyNotAsWritten(CItemReader& reader, const TUndoMerge& merge) {
     ComPtr<IMessage> message;
     if (Quorvel_OpenItem(reader.session(), merge.entryId.c_str(), merge.storeId.c_str(),
                          message.GetAddressOf()) != S_OK)
         return "it cannot be read any more";
     const std::optional<TRawItem> item = ReadRaw(reader, message.Get(), StoreOf(reader, merge.storeId));
     if (!item) return "it cannot be read any more";
-    for (const UndoValue& value : merge.values) {
+    for (const TUndoValue& value : merge.values) {
         if (!IsSame(ValueOf(reader, *item, value.property), value.is))
             return "the store did not keep " + value.name;
     }
     const auto attachments = AttachmentsOf(message.Get());
-    for (const UndoAttachment& one : merge.attachments) {
+    for (const TUndoAttachment& one : merge.attachments) {
         if (CountOf(attachments, one.mark) < one.had + one.added) return "the store did not keep " + one.name;
     }
     return {};
@@ -269,11 +269,11 @@ std::string WhyNotAsWritten(CItemReader& reader, const UndoMerge& merge) {
 
 }  // namespace
 
-std::string CompleteItem(CItemReader& reader, const Item& kept, const std::vector<TMergeCopy>& copies,
-                         const std::string& title, const std::string& place, UndoWriter& undo) {
-    const Folder& folder = reader.catalog().folders[kept.folder];
+std::string CompleteItem(CItemReader& reader, const TItem& kept, const std::vector<TMergeCopy>& copies,
+                         const std::string& title, const std::string& place, CUndoWriter& undo) {
+    const TFolder& folder = reader.catalog().folders[kept.folder];
     const std::string& storeId = reader.StoreId(kept);
-    UndoMerge merge{kept.entryId, storeId, title, place, {}, {}, {}};
+    TUndoMerge merge{kept.entryId, storeId, title, place, {}, {}, {}};
     ComPtr<IMessage> message;
     HRESULT hr = Quorvel_OpenItemEx(reader.session(), kept.entryId.c_str(), storeId.c_str(), MAPI_MODIFY,
                                     message.GetAddressOf());
@@ -308,7 +308,7 @@ std::string CompleteItem(CItemReader& reader, const Item& kept, const std::vecto
     return why + (isRestored ? "" : "; it is not as it was: the undo file has its values");
 }
 
-TRestored RestoreItem(CItemReader& reader, const UndoMerge& merge) {
+TRestored RestoreItem(CItemReader& reader, const TUndoMerge& merge) {
     TRestored result;
     ComPtr<IMessage> message;
     HRESULT hr = Quorvel_OpenItemEx(reader.session(), merge.entryId.c_str(), merge.storeId.c_str(),
@@ -320,7 +320,7 @@ TRestored RestoreItem(CItemReader& reader, const UndoMerge& merge) {
         return result;
     }
     std::map<std::string, TRawValue> values;
-    for (const UndoValue& value : merge.values) {
+    for (const TUndoValue& value : merge.values) {
         const TRawValue now = ValueOf(reader, *item, value.property);
         if (IsSame(now, value.was)) continue;
         if (IsSame(now, value.is))
@@ -331,7 +331,7 @@ TRestored RestoreItem(CItemReader& reader, const UndoMerge& merge) {
     result.why = SetOwn(reader, message.Get(), values);
     bool isSaving = !values.empty();
     const auto attachments = AttachmentsOf(message.Get());
-    for (const UndoAttachment& one : merge.attachments) {
+    for (const TUndoAttachment& one : merge.attachments) {
         const size_t now = CountOf(attachments, one.mark);
         size_t surplus = std::min(now > one.had ? now - one.had : 0, one.added);
         // The newest of them are the ones that came.

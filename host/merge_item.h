@@ -14,8 +14,8 @@ namespace host {
 /// Brings into the kept copy what PlanMerge took of the copies' losses. title, place: of the kept copy, for people.
 /// Empty when it is done and saved; else why not, and the item is as it was. Throws Failure when the undo file cannot
 /// be written: then nothing is changed.
-std::string CompleteItem(CItemReader& reader, const Item& kept, const std::vector<TMergeCopy>& copies,
-                         const std::string& title, const std::string& place, UndoWriter& undo);
+std::string CompleteItem(CItemReader& reader, const TItem& kept, const std::vector<TMergeCopy>& copies,
+                         const std::string& title, const std::string& place, CUndoWriter& undo);
 
 struct TRestored {
     bool isChanged = false;         // something was put back
@@ -24,6 +24,6 @@ struct TRestored {
 };
 /// Puts back the values that an item had before it was completed, where it still holds what merging wrote, and deletes
 /// the attachments that came with it. What is as it was before is passed over.
-TRestored RestoreItem(CItemReader& reader, const UndoMerge& merge);
+TRestored RestoreItem(CItemReader& reader, const TUndoMerge& merge);
 
 }  // namespace host

@@ -16,7 +16,7 @@ constexpr char kTwoValues[] = "two values";
 // The kept copy as it has become, and what settles the next loss.
 class CMerge {
   public:
-    CMerge(CItemReader& reader, const Definitions& definitions, const TItemValues& kept)
+    CMerge(CItemReader& reader, const TDefinitions& definitions, const TItemValues& kept)
         : m_reader(reader), m_definitions(definitions), m_state(kept) {}
     /// shared: the attachments of the kept copy, which is the first, and all duplicates. row: the copy's.
     void Attachments(std::vector<TSharedAttachment> shared) { m_shared = std::move(shared); }
@@ -40,7 +40,7 @@ class CMerge {
     void Unite(const TItemValues& duplicate, const std::string& name);
 
     CItemReader& m_reader;
-    const Definitions& m_definitions;
+    const TDefinitions& m_definitions;
     TItemValues m_state;
     std::vector<TSharedAttachment> m_shared;
 };
@@ -314,13 +314,13 @@ bool IsMergeable(const std::vector<TLoss>& losses, bool allowLoss) {
     return allowLoss || std::ranges::all_of(losses, IsSettled);
 }
 
-void PlanMerge(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+void PlanMerge(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
                const TItemValues& kept, const std::vector<TMergeCopy>& copies, bool allowLoss) {
     CMerge merge(reader, definitions, kept);
     const auto isAttachment = [](const TLoss& loss) {
         return loss.id.starts_with("attachment:") || loss.id.starts_with("photo:");
     };
-    std::vector<Item> items{keptItem};
+    std::vector<TItem> items{keptItem};
     bool hasAttachments = false;
     for (const TMergeCopy& copy : copies) {
         items.push_back(*copy.item);
@@ -332,8 +332,8 @@ void PlanMerge(CItemReader& reader, const Definitions& definitions, const Item& 
     }
 }
 
-void PlanMergeOfTwo(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
-                    const TItemValues& kept, const Item& item, const TItemValues& values,
+void PlanMergeOfTwo(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
+                    const TItemValues& kept, const TItem& item, const TItemValues& values,
                     std::vector<TLoss>& losses) {
     PlanMerge(reader, definitions, keptItem, kept, {{&item, &values, &losses, true}}, false);
 }

@@ -31,7 +31,7 @@ namespace host {
 
 /// A duplicate with what would be lost with it.
 struct TMergeCopy {
-    const Item* item = nullptr;
+    const TItem* item = nullptr;
     const TItemValues* values = nullptr;
     std::vector<TLoss>* losses = nullptr;
     bool mayMove = true;  // nothing is taken from one that stays in any case
@@ -40,12 +40,12 @@ struct TMergeCopy {
 /// Settles what merging does about each loss, one duplicate after the other: what one brings, the next one meets.
 /// Of a duplicate that stays, because of a conflict that nobody chose for (and not allowLoss), or because it may not
 /// move, nothing is taken.
-void PlanMerge(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
+void PlanMerge(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
                const TItemValues& kept, const std::vector<TMergeCopy>& copies, bool allowLoss);
 
 /// The same for two alone; the losses are those of a copy that goes.
-void PlanMergeOfTwo(CItemReader& reader, const Definitions& definitions, const Item& keptItem,
-                    const TItemValues& kept, const Item& item, const TItemValues& values,
+void PlanMergeOfTwo(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
+                    const TItemValues& kept, const TItem& item, const TItemValues& values,
                     std::vector<TLoss>& losses);
 
 /// Whether the kept copy changes for it.

@@ -118,9 +118,9 @@ bool Has(const std::vector<std::string>& list, const std::string& name) {
 
 }  // namespace
 
-const char* WhyNever(Kind kind, const std::string& property) {
+const char* WhyNever(EKind kind, const std::string& property) {
     for (const TNever& row : kNever) {
-        if (property == row.property && (!row.isOfMails || kind == Kind::Mail)) return row.why;
+        if (property == row.property && (!row.isOfMails || kind == EKind::Mail)) return row.why;
     }
     return nullptr;
 }

@@ -10,7 +10,7 @@
 namespace host {
 
 /// Why a property of such an item never changes, not even where the kept copy has none; null when it may.
-const char* WhyNever(Kind kind, const std::string& property);
+const char* WhyNever(EKind kind, const std::string& property);
 
 /// Properties that say one thing together: what the kept copy lacks of them is copied only while nothing that both
 /// copies have differs. Null when the property stands for itself.

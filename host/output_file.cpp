@@ -54,7 +54,7 @@ constexpr struct {
     {EOutput::Log, "log"},
 };
 
-struct HandleCloser {
+struct THandleCloser {
     using pointer = HANDLE;
     void operator()(HANDLE handle) const {
         if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
@@ -62,7 +62,7 @@ struct HandleCloser {
 };
 
 bool Identity(const std::string& path, BY_HANDLE_FILE_INFORMATION& info) {
-    const std::unique_ptr<HANDLE, HandleCloser> file(CreateFileW(
+    const std::unique_ptr<HANDLE, THandleCloser> file(CreateFileW(
         Widen(path).c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
         nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     return file.get() != INVALID_HANDLE_VALUE && GetFileInformationByHandle(file.get(), &info);
@@ -136,15 +136,15 @@ const char* NameOf(EOutput kind) {
 void CheckOutput(const std::string& path, EOutput kind, const std::vector<std::string>& inputs, bool force) {
     for (const std::string& input : inputs) {
         if (IsSameFile(path, input))
-            throw Failure("\"" + path + "\" is what is read here, and is not overwritten.");
+            throw TFailure("\"" + path + "\" is what is read here, and is not overwritten.");
     }
     BY_HANDLE_FILE_INFORMATION info;
     if (!Identity(path, info)) return;
     if ((info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
-        throw Failure("\"" + path + "\" is a folder, no file.");
+        throw TFailure("\"" + path + "\" is a folder, no file.");
     if (!force && !IsOfKind(path, kind)) {
-        throw Failure("\"" + path + "\" exists and is no " + NameOf(kind) +
-                      (kind == EOutput::Log ? "." : "; --force overwrites it all the same."));
+        throw TFailure("\"" + path + "\" exists and is no " + NameOf(kind) +
+                       (kind == EOutput::Log ? "." : "; --force overwrites it all the same."));
     }
 }
 
@@ -152,7 +152,7 @@ CNewFile::CNewFile(const std::string& path)
     : m_target(std::filesystem::absolute(Widen(path))), m_temporary(m_target) {
     std::error_code error;
     if (!std::filesystem::is_directory(m_target.parent_path(), error))
-        throw Failure("\"" + path + "\" cannot be written: its folder does not exist.");
+        throw TFailure("\"" + path + "\" cannot be written: its folder does not exist.");
     m_temporary += kTemporaryEnding;
 }
 
@@ -177,7 +177,7 @@ void WriteFileWhole(const std::string& path, const std::string& content) {
         isWritten = stream && fwrite(content.data(), 1, content.size(), stream.get()) == content.size() &&
                     fflush(stream.get()) == 0;
     }
-    if (!isWritten || !file.TakePlace()) throw Failure("The file \"" + path + "\" cannot be written.");
+    if (!isWritten || !file.TakePlace()) throw TFailure("The file \"" + path + "\" cannot be written.");
 }
 
 }  // namespace host

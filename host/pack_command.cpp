@@ -15,7 +15,7 @@ namespace host {
 
 namespace {
 
-struct CabinetDeleter {
+struct TCabinetDeleter {
     using pointer = HFci;
     void operator()(HFci cabinet) const { FCI_Delete(cabinet); }
 };
@@ -35,17 +35,17 @@ std::string AnsiPath(const std::filesystem::path& path) {
     GetShortPathNameW(path.c_str(), shortPath, static_cast<DWORD>(std::size(shortPath)));
     text = convert(shortPath);
     if (text.empty())
-        throw Failure("The path \"" + Narrow(path.wstring()) + "\" has no form in the system's code page.");
+        throw TFailure("The path \"" + Narrow(path.wstring()) + "\" has no form in the system's code page.");
     return text;
 }
 
-struct LessNoCase {
+struct TLessNoCase {
     bool operator()(const std::string& a, const std::string& b) const {
         return lstrcmpiA(a.c_str(), b.c_str()) < 0;
     }
 };
 // Whoever unpacks on Windows has one file of names that differ in case alone.
-using Names = std::set<std::string, LessNoCase>;
+using Names = std::set<std::string, TLessNoCase>;
 
 std::string DistinctName(const std::filesystem::path& file, Names& names) {
     const std::string stem = AnsiPath(file.stem());
@@ -57,15 +57,15 @@ std::string DistinctName(const std::filesystem::path& file, Names& names) {
 
 bool WriteCabinet(const std::filesystem::path& path, const std::vector<std::string>& files) {
     const std::string folder = AnsiPath(path.parent_path()) + "\\";
-    const std::unique_ptr<HFci, CabinetDeleter> writer(
+    const std::unique_ptr<HFci, TCabinetDeleter> writer(
         FCI_Create(folder.c_str(), AnsiPath(path.filename()).c_str()));
-    if (!writer) throw Failure("The system's cabinet library is missing or refuses to start.");
+    if (!writer) throw TFailure("The system's cabinet library is missing or refuses to start.");
     Names names;
     for (const std::string& file : files) {
         const std::filesystem::path source = std::filesystem::absolute(Widen(file));
         if (!FCI_AddFile(writer.get(), AnsiPath(source).c_str(),
                          DistinctName(source.filename(), names).c_str())) {
-            throw Failure("The file \"" + file + "\" cannot be packed.");
+            throw TFailure("The file \"" + file + "\" cannot be packed.");
         }
     }
     return FCI_FlushCabinet(writer.get()) != 0;
@@ -77,13 +77,13 @@ void Pack(const std::string& cabinet, const std::vector<std::string>& files, boo
     std::error_code error;
     for (const std::string& file : files) {
         if (!std::filesystem::is_regular_file(Widen(file), error)) {
-            throw Failure("The file \"" + file + "\" does not exist.");
+            throw TFailure("The file \"" + file + "\" does not exist.");
         }
     }
     CheckOutput(cabinet, EOutput::Cabinet, files, force);
     CNewFile target(cabinet);
     if (!WriteCabinet(target.Path(), files) || !target.TakePlace())
-        throw Failure("The cabinet \"" + cabinet + "\" cannot be written.");
+        throw TFailure("The cabinet \"" + cabinet + "\" cannot be written.");
     printf("%s: %s, %s\n", cabinet.c_str(), Count(files.size(), "file", "files").c_str(),
            SizeText(std::filesystem::file_size(Widen(cabinet), error)).c_str());
 }

@@ -36,11 +36,11 @@ std::string ShortTime(const std::string& time) {
 
 // Of each property of which any item has a value: its name, whether the values differ, and the values; a number
 // stands for the value of an earlier item.
-json RowsJson(const MatrixView& view, const auto& numberOf) {
+json RowsJson(const TMatrixView& view, const auto& numberOf) {
     json rows = json::array();
-    for (const MatrixRow& row : view.rows) {
-        if (row.verdict == Verdict::AllEmpty) continue;
-        json one = json::array({numberOf(row.property), row.verdict == Verdict::Equal ? 0 : 1});
+    for (const TMatrixRow& row : view.rows) {
+        if (row.verdict == EVerdict::AllEmpty) continue;
+        json one = json::array({numberOf(row.property), row.verdict == EVerdict::Equal ? 0 : 1});
         for (auto text = row.texts.begin(); text != row.texts.end(); ++text) {
             const auto same = std::find(row.texts.begin(), text, *text);
             if (same == text) {
@@ -61,9 +61,9 @@ std::string CommonStart(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-CPageData::CPageData(CItemReader& reader, const ScanResult& result) : m_reader(reader), m_result(result) {
+CPageData::CPageData(CItemReader& reader, const TScanResult& result) : m_reader(reader), m_result(result) {
     for (size_t i = 0; i < result.catalog.folders.size(); ++i) {
-        const Folder& folder = result.catalog.folders[i];
+        const TFolder& folder = result.catalog.folders[i];
         const std::string& storeId = result.catalog.stores[folder.store].entryId;
         m_folderNumbers.emplace(std::pair{storeId, folder.entryId}, i);
         m_folders.push_back({OneLine(folder.path), storeId, folder.entryId, result.policy.isProtected[i]});
@@ -76,8 +76,8 @@ size_t CPageData::TextOf(const std::string& text) {
     return known->second;
 }
 
-size_t CPageData::FolderOf(const Catalog& catalog, size_t index) {
-    const Folder& folder = catalog.folders[index];
+size_t CPageData::FolderOf(const TCatalog& catalog, size_t index) {
+    const TFolder& folder = catalog.folders[index];
     const std::string& storeId = catalog.stores[folder.store].entryId;
     const auto [known, isNew] = m_folderNumbers.emplace(std::pair{storeId, folder.entryId}, m_folders.size());
     if (isNew) m_folders.push_back({OneLine(folder.path), storeId, folder.entryId, false});
@@ -85,10 +85,10 @@ size_t CPageData::FolderOf(const Catalog& catalog, size_t index) {
 }
 
 // The line that makes items equal which differ in this alone, and what else has to be changed for it.
-size_t CPageData::ApartOf(const NearPair& pair) {
+size_t CPageData::ApartOf(const TNearPair& pair) {
     const auto [known, isNew] = m_apartNumbers.emplace(std::pair{pair.scan, pair.left}, m_apart.size());
     if (!isNew) return known->second;
-    const Definitions& definitions = m_result.scans[pair.scan].definitions;
+    const TDefinitions& definitions = m_result.scans[pair.scan].definitions;
     if (pair.left == kNoProperty) {
         m_apart.emplace_back("\"attachments\": false", std::string());
         return known->second;
@@ -101,9 +101,9 @@ size_t CPageData::ApartOf(const NearPair& pair) {
     return known->second;
 }
 
-CPageData::TPageItem CPageData::ItemOf(const Catalog& catalog, const Item& item, std::string values) {
+CPageData::TPageItem CPageData::ItemOf(const TCatalog& catalog, const TItem& item, std::string values) {
     TPageItem one;
-    const Folder& folder = catalog.folders[item.folder];
+    const TFolder& folder = catalog.folders[item.folder];
     one.folder = FolderOf(catalog, item.folder);
     one.number = item.number;
     one.size = item.size;
@@ -123,7 +123,7 @@ CPageData::TPageItem CPageData::ItemOf(const Catalog& catalog, const Item& item,
     return one;
 }
 
-void CPageData::Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses, const MatrixView* view) {
+void CPageData::Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses, const TMatrixView* view) {
     TFoundGroup group{entry.found, m_result.scans[entry.definitions].kind, {}, ConflictsOf(losses)};
     for (const TPageItem& item : entry.items) group.items.push_back(item.planned);
     entry.check = CheckOf(group);
@@ -147,7 +147,7 @@ void CPageData::Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses,
     m_entries.push_back(std::move(entry));
 }
 
-void CPageData::AddGroup(const Group& group, const MatrixView* view) {
+void CPageData::AddGroup(const TGroup& group, const TMatrixView* view) {
     TEntry entry;
     entry.definitions = group.scan;
     entry.why = TextOf(group.reason);
@@ -162,42 +162,42 @@ void CPageData::AddGroup(const Group& group, const MatrixView* view) {
     Add(std::move(entry), losses, view);
 }
 
-void CPageData::AddNear(const NearPair& pair, const MatrixView* view) {
+void CPageData::AddNear(const TNearPair& pair, const TMatrixView* view) {
     TEntry entry;
     entry.found = EFound::Near;
     entry.definitions = pair.scan;
     entry.why = TextOf(pair.property);
     entry.apart = ApartOf(pair);
-    const Item& a = m_result.items[pair.a];
-    const Item& b = m_result.items[pair.b];
+    const TItem& a = m_result.items[pair.a];
+    const TItem& b = m_result.items[pair.b];
     entry.who = OneLine(a.who);
-    for (const Item* item : {&a, &b})
+    for (const TItem* item : {&a, &b})
         entry.items.push_back(ItemOf(m_result.catalog, *item, DigestOfWhole(m_reader, *item)));
     std::vector<std::vector<TLoss>> losses(2);
     const std::optional<TItemValues> kept = m_reader.Read(a);
     const std::optional<TItemValues> values = m_reader.Read(b);
     if (kept && values) {
-        const Definitions& definitions = m_result.scans[pair.scan].definitions;
+        const TDefinitions& definitions = m_result.scans[pair.scan].definitions;
         losses[1] = LossesOfUnlike(m_reader, definitions, a, *kept, b, *values);
         PlanMergeOfTwo(m_reader, definitions, a, *kept, b, *values, losses[1]);
     }
     Add(std::move(entry), losses, view);
 }
 
-void CPageData::AddResembling(const SimilarResult& similar, const std::vector<uint32_t>& contacts,
-                              const std::string& why, const MatrixView* view) {
-    const auto scan = std::ranges::find(m_result.scans, Kind::Contact, &KindScan::kind);
+void CPageData::AddResembling(const TSimilarResult& similar, const std::vector<uint32_t>& contacts,
+                              const std::string& why, const TMatrixView* view) {
+    const auto scan = std::ranges::find(m_result.scans, EKind::Contact, &TKindScan::kind);
     if (scan == m_result.scans.end()) return;
     TEntry entry;
     entry.found = EFound::Resembling;
     entry.definitions = static_cast<size_t>(scan - m_result.scans.begin());
     entry.why = TextOf(why);
-    const Item& first = similar.contacts[contacts.front()];
+    const TItem& first = similar.contacts[contacts.front()];
     entry.who = OneLine(first.who);
     std::vector<std::vector<TLoss>> losses;
     const std::optional<TItemValues> kept = m_reader.Read(first);
     for (const uint32_t contact : contacts) {
-        const Item& item = similar.contacts[contact];
+        const TItem& item = similar.contacts[contact];
         entry.items.push_back(ItemOf(similar.catalog, item, DigestOfWhole(m_reader, item)));
         const std::optional<TItemValues> values = m_reader.Read(item);
         losses.push_back(&item == &first || !kept || !values
@@ -217,7 +217,7 @@ std::string CPageData::Data() const {
     std::vector<std::string> prefixes(m_folders.size());
     std::vector<bool> hasPrefix(m_folders.size());
     std::map<std::string, size_t> sources;
-    for (const KindScan& scan : m_result.scans) head.definitions.push_back(scan.definitions);
+    for (const TKindScan& scan : m_result.scans) head.definitions.push_back(scan.definitions);
     for (const TEntry& entry : m_entries) {
         if (entry.found == EFound::Duplicates) found.push_back(entry.check);
         for (const TPageItem& item : entry.items) {
@@ -237,10 +237,10 @@ std::string CPageData::Data() const {
               {"texts", m_texts},
               {"apart", m_apart},
               {"groups", json::array()}};
-    for (const Definitions& definitions : head.definitions)
+    for (const TDefinitions& definitions : head.definitions)
         data["definitions"].push_back(json::parse(DefinitionsText(definitions)));
     std::map<std::string, size_t> stores;
-    for (const TFolder& folder : m_folders) {
+    for (const TPageFolder& folder : m_folders) {
         const auto [store, isNew] = stores.emplace(folder.storeId, stores.size());
         if (isNew) data["stores"].push_back(folder.storeId);
         const size_t index = static_cast<size_t>(&folder - m_folders.data());

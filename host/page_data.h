@@ -23,21 +23,21 @@ inline constexpr size_t kItemsWithValues = 64;
 class CPageData {
   public:
     /// Both outlive it.
-    CPageData(CItemReader& reader, const ScanResult& result);
+    CPageData(CItemReader& reader, const TScanResult& result);
 
     /// view: the values of the group's first items; null when they cannot be read.
-    void AddGroup(const Group& group, const MatrixView* view);
-    void AddNear(const NearPair& pair, const MatrixView* view);
+    void AddGroup(const TGroup& group, const TMatrixView* view);
+    void AddNear(const TNearPair& pair, const TMatrixView* view);
     /// contacts: of the cluster, the one that is proposed to stay first, with why they resemble one another.
-    void AddResembling(const SimilarResult& similar, const std::vector<uint32_t>& contacts,
-                       const std::string& why, const MatrixView* view);
+    void AddResembling(const TSimilarResult& similar, const std::vector<uint32_t>& contacts,
+                       const std::string& why, const TMatrixView* view);
 
     std::string Data() const;
     const std::string& Values() const { return m_values; }
 
   private:
     struct TPageItem {
-        PlannedItem planned;
+        TPlannedItem planned;
         size_t folder = 0;  // of the table
         unsigned number = 0;
         unsigned size = 0;
@@ -57,21 +57,21 @@ class CPageData {
         std::vector<TPageItem> items;
         bool hasConflicts = false;
     };
-    struct TFolder {
+    struct TPageFolder {
         std::string path, storeId, folderId;
         bool isProtected = false;
     };
     size_t TextOf(const std::string& text);
-    size_t FolderOf(const Catalog& catalog, size_t folder);
-    size_t ApartOf(const NearPair& pair);
-    TPageItem ItemOf(const Catalog& catalog, const Item& item, std::string values);
-    void Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses, const MatrixView* view);
+    size_t FolderOf(const TCatalog& catalog, size_t folder);
+    size_t ApartOf(const TNearPair& pair);
+    TPageItem ItemOf(const TCatalog& catalog, const TItem& item, std::string values);
+    void Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses, const TMatrixView* view);
 
     CItemReader& m_reader;
-    const ScanResult& m_result;
+    const TScanResult& m_result;
     std::vector<std::string> m_texts;
     std::map<std::string, size_t> m_textNumbers;
-    std::vector<TFolder> m_folders;
+    std::vector<TPageFolder> m_folders;
     std::map<std::pair<std::string, std::string>, size_t> m_folderNumbers;
     std::vector<std::pair<std::string, std::string>> m_apart;  // a line of a definitions file, and what else
     std::map<std::pair<size_t, size_t>, size_t> m_apartNumbers;

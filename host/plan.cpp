@@ -36,7 +36,7 @@ EFate FateOf(const std::string& name) {
     for (size_t i = 0; i < std::size(kFates); ++i) {
         if (name == kFates[i]) return static_cast<EFate>(i);
     }
-    throw Failure("\"" + name + "\" is nothing that becomes of a duplicate.");
+    throw TFailure("\"" + name + "\" is nothing that becomes of a duplicate.");
 }
 
 const char* MergeName(EMerge merge) {
@@ -51,7 +51,7 @@ EChoice ChoiceOf(const std::string& name) {
     for (size_t i = 1; i < std::size(kChoices); ++i) {
         if (name == kChoices[i]) return static_cast<EChoice>(i);
     }
-    throw Failure("\"" + name + "\" is no choice: kept or duplicate.");
+    throw TFailure("\"" + name + "\" is no choice: kept or duplicate.");
 }
 
 bool IsSettled(const TLoss& loss) {

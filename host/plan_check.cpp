@@ -44,13 +44,13 @@ CPlanCheck::CPlanCheck(IMAPISession* session, const TPlan& plan, const std::stri
       m_bookkeeping(LoadBookkeeping()),
       m_reader(session, m_catalog, m_bookkeeping) {
     std::set<std::string> stores;
-    for (const PlannedGroup& group : plan.groups) {
+    for (const TPlannedGroup& group : plan.groups) {
         stores.insert(group.keep.storeId);
-        for (const PlannedItem& item : group.duplicates) stores.insert(item.storeId);
+        for (const TPlannedItem& item : group.duplicates) stores.insert(item.storeId);
     }
     for (const std::string& store : stores) {
         if (!HasStore(session, store))
-            throw Failure("The report belongs to another mailbox; nothing was moved.");
+            throw TFailure("The report belongs to another mailbox; nothing was moved.");
     }
     for (size_t i = 0; i < m_catalog.folders.size(); ++i) {
         if (m_catalog.folders[i].depth == 0 && EqualNoCase(m_catalog.folders[i].name, target)) {
@@ -60,7 +60,7 @@ CPlanCheck::CPlanCheck(IMAPISession* session, const TPlan& plan, const std::stri
     }
 }
 
-TLook CPlanCheck::Look(const PlannedItem& item) {
+TLook CPlanCheck::Look(const TPlannedItem& item) {
     TLook look{{}, false, {}, item.storeId + '|' + item.entryId};
     ComPtr<IMessage> message;
     if (Quorvel_OpenItem(m_reader.session(), item.entryId.c_str(), item.storeId.c_str(),
@@ -83,7 +83,7 @@ TLook CPlanCheck::Look(const PlannedItem& item) {
     return look;
 }
 
-std::string CPlanCheck::Modified(const PlannedItem& item) {
+std::string CPlanCheck::Modified(const TPlannedItem& item) {
     ComPtr<IMessage> message;
     if (Quorvel_OpenItem(m_reader.session(), item.entryId.c_str(), item.storeId.c_str(),
                          message.GetAddressOf()) != S_OK)
@@ -91,24 +91,24 @@ std::string CPlanCheck::Modified(const PlannedItem& item) {
     return IsoTime(TimeOf(ReadValue(message.Get(), PR_LAST_MODIFICATION_TIME).get()));
 }
 
-std::optional<Item> CPlanCheck::Find(const PlannedItem& item) {
+std::optional<TItem> CPlanCheck::Find(const TPlannedItem& item) {
     const auto [known, isNew] = m_folders.emplace(std::pair{item.storeId, item.folderId}, std::nullopt);
     for (size_t i = 0; isNew && i < m_catalog.folders.size() && !known->second; ++i) {
-        const Folder& folder = m_catalog.folders[i];
+        const TFolder& folder = m_catalog.folders[i];
         if (EqualNoCase(m_catalog.stores[folder.store].entryId, item.storeId) &&
             IsSameId(m_reader.session(), folder.entryId, item.folderId)) {
             known->second = i;
         }
     }
     if (!known->second) return {};
-    Item found;
+    TItem found;
     found.entryId = item.entryId;
     found.folder = *known->second;
     return found;
 }
 
 // What a scan asks besides, in its order.
-std::string CPlanCheck::WhyNotByScan(const Definitions& definitions, const Item& kept, const Item& item) {
+std::string CPlanCheck::WhyNotByScan(const TDefinitions& definitions, const TItem& kept, const TItem& item) {
     IMAPISession* const session = m_reader.session();
     if (!HasIdentity(session, m_catalog, kept, definitions)) return "has nothing that tells it from others";
     if (definitions.attachments) {
@@ -129,9 +129,9 @@ std::string CPlanCheck::WhyNotByScan(const Definitions& definitions, const Item&
 }
 
 // Who decided saw what the report showed: that is what both must still hold, whatever they have in common.
-std::string CPlanCheck::WhyNotAsRecorded(const PlannedGroup& group, const PlannedItem& planned,
-                                         const Item& kept, const Item& item, bool isAgain) {
-    const auto isAsRecorded = [&](const Item& one, const PlannedItem& recorded) {
+std::string CPlanCheck::WhyNotAsRecorded(const TPlannedGroup& group, const TPlannedItem& planned,
+                                         const TItem& kept, const TItem& item, bool isAgain) {
+    const auto isAsRecorded = [&](const TItem& one, const TPlannedItem& recorded) {
         if (recorded.values.empty()) return false;
         if (group.isRecorded) return DigestOfWhole(m_reader, one) == recorded.values;
         const std::optional<TItemValues> values = m_reader.Read(one);
@@ -149,10 +149,10 @@ std::string CPlanCheck::WhyNotAsRecorded(const PlannedGroup& group, const Planne
     return losses.empty() ? std::string() : WhyItStays(EFate::Loss, losses);
 }
 
-std::string CPlanCheck::WhyNot(const PlannedGroup& group, const PlannedItem& item, bool isAgain) {
-    const Definitions& definitions = m_plan.definitions[group.definitions];
-    const std::optional<Item> kept = Find(group.keep);
-    const std::optional<Item> other = Find(item);
+std::string CPlanCheck::WhyNot(const TPlannedGroup& group, const TPlannedItem& item, bool isAgain) {
+    const TDefinitions& definitions = m_plan.definitions[group.definitions];
+    const std::optional<TItem> kept = Find(group.keep);
+    const std::optional<TItem> other = Find(item);
     if (!kept || !other) return "stays: its folder, or that of the copy that is kept, is not there any more";
     if (m_targets.contains(other->folder)) return "is in the folder already";
     if (m_targets.contains(kept->folder)) return "stays: the copy that is kept is where it would be moved to";

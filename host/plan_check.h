@@ -28,26 +28,26 @@ class CPlanCheck {
     CPlanCheck(const CPlanCheck&) = delete;
     CPlanCheck& operator=(const CPlanCheck&) = delete;
 
-    TLook Look(const PlannedItem& item);
+    TLook Look(const TPlannedItem& item);
     /// When it was changed last, in the form of plans.
-    std::string Modified(const PlannedItem& item);
+    std::string Modified(const TPlannedItem& item);
     /// Why this is not moved for the copy that its group keeps; empty when it is. A plan that this run has not
     /// verified is held to all that makes a scan call two items duplicates and move one; `isAgain`, when its turn
     /// has come: to a search of the two.
-    std::string WhyNot(const PlannedGroup& group, const PlannedItem& item, bool isAgain);
+    std::string WhyNot(const TPlannedGroup& group, const TPlannedItem& item, bool isAgain);
 
     /// The item's record; nothing when its folder is not there any more.
-    std::optional<Item> Find(const PlannedItem& item);
+    std::optional<TItem> Find(const TPlannedItem& item);
     CItemReader& Reader() { return m_reader; }
     const TPlan& Plan() const { return m_plan; }
 
   private:
-    std::string WhyNotByScan(const Definitions& definitions, const Item& kept, const Item& item);
-    std::string WhyNotAsRecorded(const PlannedGroup& group, const PlannedItem& planned, const Item& kept,
-                                 const Item& item, bool isAgain);
+    std::string WhyNotByScan(const TDefinitions& definitions, const TItem& kept, const TItem& item);
+    std::string WhyNotAsRecorded(const TPlannedGroup& group, const TPlannedItem& planned, const TItem& kept,
+                                 const TItem& item, bool isAgain);
 
     const TPlan& m_plan;
-    Catalog m_catalog;
+    TCatalog m_catalog;
     TBookkeeping m_bookkeeping;
     CItemReader m_reader;
     std::map<std::pair<std::string, std::string>, std::optional<size_t>>

@@ -20,11 +20,11 @@ constexpr wchar_t kAppsKey[] = L"Software\\Microsoft\\Windows Messaging Subsyste
 constexpr wchar_t kClientKey[] = L"Software\\Clients\\Mail\\Quorvel Mailbox";
 constexpr wchar_t kMailboxModule[] = L"qvmailbox.dll";
 
-struct KeyCloser {
+struct TKeyCloser {
     using pointer = HKEY;
     void operator()(HKEY key) const { RegCloseKey(key); }
 };
-using Key = std::unique_ptr<HKEY, KeyCloser>;
+using Key = std::unique_ptr<HKEY, TKeyCloser>;
 
 std::filesystem::path ProgramPath() {
     wchar_t path[MAX_PATH * 4];
@@ -35,7 +35,7 @@ std::filesystem::path ProgramPath() {
 Key CreateKey(HKEY parent, const wchar_t* name, DWORD options = REG_OPTION_VOLATILE) {
     HKEY key = nullptr;
     if (RegCreateKeyExW(parent, name, 0, nullptr, options, KEY_ALL_ACCESS, nullptr, &key, nullptr) != 0) {
-        throw Failure("The registry refuses the key that binds this program to the mailbox file.");
+        throw TFailure("The registry refuses the key that binds this program to the mailbox file.");
     }
     return Key(key);
 }
@@ -61,14 +61,14 @@ void DeleteIfEmpty(const wchar_t* name) {
 // Binds this process, and no other, to Quorvel Mailbox: while it lives, the process sees a machine registry
 // of its own that names the module as this program's mail client. Nobody's default mail client is touched and
 // no administrator is needed.
-class MailboxBinding {
+class CMailboxBinding {
   public:
-    explicit MailboxBinding(const std::string& mailboxFile) {
+    explicit CMailboxBinding(const std::string& mailboxFile) {
         std::error_code error;
         const std::filesystem::path file = std::filesystem::absolute(Widen(mailboxFile), error);
         // What is there and no mailbox file, such as a folder of mails, the module has the word for.
         if (!std::filesystem::exists(file, error)) {
-            throw Failure("The mailbox file \"" + mailboxFile + "\" does not exist.");
+            throw TFailure("The mailbox file \"" + mailboxFile + "\" does not exist.");
         }
         const std::filesystem::path program = ProgramPath();
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", file.c_str());
@@ -82,15 +82,15 @@ class MailboxBinding {
                 (program.parent_path() / kMailboxModule).wstring());
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_root.get());
     }
-    ~MailboxBinding() {
+    ~CMailboxBinding() {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
         m_root.reset();
         RegDeleteTreeW(HKEY_CURRENT_USER, m_name.c_str());
         DeleteIfEmpty(kBindingKey);
         DeleteIfEmpty(kProgramKey);
     }
-    MailboxBinding(const MailboxBinding&) = delete;
-    MailboxBinding& operator=(const MailboxBinding&) = delete;
+    CMailboxBinding(const CMailboxBinding&) = delete;
+    CMailboxBinding& operator=(const CMailboxBinding&) = delete;
 
   private:
     std::wstring m_name;
@@ -113,43 +113,43 @@ ULONG FreeMapiBuffer(void* buffer) {
     return buffer && g_freeBuffer ? g_freeBuffer(buffer) : 0;
 }
 
-void RowsDeleter::operator()(SRowSet* rows) const {
+void TRowsDeleter::operator()(SRowSet* rows) const {
     QuorvelHost_FreeRows(FreeMapiBuffer, rows);
 }
 
-Session::Session(const std::string& mailboxFile, bool showLogon) : m_isMailbox(!mailboxFile.empty()) {
-    std::unique_ptr<MailboxBinding> binding;
-    if (m_isMailbox) binding = std::make_unique<MailboxBinding>(mailboxFile);
+CSession::CSession(const std::string& mailboxFile, bool showLogon) : m_bMailbox(!mailboxFile.empty()) {
+    std::unique_ptr<CMailboxBinding> binding;
+    if (m_bMailbox) binding = std::make_unique<CMailboxBinding>(mailboxFile);
     HRESULT hr = S_OK;
     {
         const CStopAtOnce stop([&] { binding.reset(); });
-        hr = Quorvel_Logon(&m_session, 0, showLogon);
+        hr = Quorvel_Logon(&m_pSession, 0, showLogon);
     }
-    if (hr != S_OK || !m_session) {
-        if (m_isMailbox) {
+    if (hr != S_OK || !m_pSession) {
+        if (m_bMailbox) {
             const std::string why = MailboxError();
-            throw Failure(why.empty() ? "The mailbox file \"" + mailboxFile +
-                                            "\" cannot be opened: " + ResultText(hr) + "."
-                                      : why);
+            throw TFailure(why.empty() ? "The mailbox file \"" + mailboxFile +
+                                             "\" cannot be opened: " + ResultText(hr) + "."
+                                       : why);
         }
-        throw Failure("Logging on to the mail client's profile failed: " + ResultText(hr) +
-                      ". Try --profile-ui, or --mailbox FILE for a mailbox file.");
+        throw TFailure("Logging on to the mail client's profile failed: " + ResultText(hr) +
+                       ". Try --profile-ui, or --mailbox FILE for a mailbox file.");
     }
-    g_freeBuffer = QuorvelHost_FindFree(m_session);
+    g_freeBuffer = QuorvelHost_FindFree(m_pSession);
     if (g_freeBuffer) return;
-    Quorvel_Logoff(m_session);
-    throw Failure("The messaging platform's MAPIFreeBuffer is missing.");
+    Quorvel_Logoff(m_pSession);
+    throw TFailure("The messaging platform's MAPIFreeBuffer is missing.");
 }
 
-Session::~Session() {
+CSession::~CSession() {
     Close();
 }
 
-std::string Session::Close() {
-    if (!m_session) return {};
-    const HRESULT hr = Quorvel_Logoff(std::exchange(m_session, nullptr));
+std::string CSession::Close() {
+    if (!m_pSession) return {};
+    const HRESULT hr = Quorvel_Logoff(std::exchange(m_pSession, nullptr));
     if (hr == S_OK) return {};
-    const std::string why = m_isMailbox ? MailboxError() : std::string();
+    const std::string why = m_bMailbox ? MailboxError() : std::string();
     return why.empty() ? "logging off failed: " + ResultText(hr) : why;
 }
 
@@ -168,7 +168,7 @@ void ForEachRow(IMAPITable* table, const std::vector<ULONG>& columns, const std:
             if (!visit(rows->aRow[i])) return;
         }
     }
-    throw Failure("Reading " + what + " failed: " + ResultText(hr) + ".");
+    throw TFailure("Reading " + what + " failed: " + ResultText(hr) + ".");
 }
 
 const SPropValue* FindValue(const SPropValue* values, ULONG count, ULONG tag) {

@@ -19,40 +19,40 @@ using Microsoft::WRL::ComPtr;
 /// MAPIFreeBuffer of the module that the session came from.
 ULONG FreeMapiBuffer(void* buffer);
 
-struct MapiDeleter {
+struct TMapiDeleter {
     void operator()(void* buffer) const { FreeMapiBuffer(buffer); }
 };
 template <typename T>
-using MapiPtr = std::unique_ptr<T, MapiDeleter>;
+using MapiPtr = std::unique_ptr<T, TMapiDeleter>;
 
 /// Frees rows as the platform's FreeProws does: each row's properties, then the set.
-struct RowsDeleter {
+struct TRowsDeleter {
     void operator()(SRowSet* rows) const;
 };
-using Rows = std::unique_ptr<SRowSet, RowsDeleter>;
+using Rows = std::unique_ptr<SRowSet, TRowsDeleter>;
 
 /// A session of the mail client's default profile, or of one mailbox file. Logs off when it goes; a command
 /// that changed something closes it, to know that it is saved.
-class Session {
+class CSession {
   public:
     /// mailboxFile empty: the default mail client's profile; showLogon lets it ask which. Throws Failure.
-    Session(const std::string& mailboxFile, bool showLogon);
-    ~Session();
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
+    CSession(const std::string& mailboxFile, bool showLogon);
+    ~CSession();
+    CSession(const CSession&) = delete;
+    CSession& operator=(const CSession&) = delete;
 
     /// Logs off, by which a mailbox file is written. Everything that came from the session is released by
     /// then. Empty, or why what was changed may not be saved.
     std::string Close();
     /// Nothing of a mailbox file changes before the session is closed.
-    bool IsMailboxFile() const { return m_isMailbox; }
+    bool IsMailboxFile() const { return m_bMailbox; }
 
-    IMAPISession* get() const { return m_session; }
-    IMAPISession* operator->() const { return m_session; }
+    IMAPISession* get() const { return m_pSession; }
+    IMAPISession* operator->() const { return m_pSession; }
 
   private:
-    IMAPISession* m_session = nullptr;
-    bool m_isMailbox;
+    IMAPISession* m_pSession = nullptr;
+    bool m_bMailbox;
 };
 
 /// All rows of a table under these columns, in batches; visit returns false to stop. Throws Failure.

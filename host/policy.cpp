@@ -11,7 +11,7 @@ namespace host {
 
 namespace {
 
-bool NeverStays(const Folder& folder, const Item& item) {
+bool NeverStays(const TFolder& folder, const TItem& item) {
     return item.isMarkedDeleted || folder.role == ERole::Junk || folder.role == ERole::Deleted;
 }
 
@@ -20,7 +20,7 @@ size_t RoleRank(ERole role) {
     return role == ERole::Inbox ? static_cast<size_t>(ERole::Ordinary) : static_cast<size_t>(role);
 }
 
-void Mark(const Catalog& catalog, const std::vector<std::string>& names, std::vector<bool>& marks) {
+void Mark(const TCatalog& catalog, const std::vector<std::string>& names, std::vector<bool>& marks) {
     marks.assign(catalog.folders.size(), false);
     for (const std::string& name : names) {
         for (const size_t folder : FindTrees(catalog, name)) marks[folder] = true;
@@ -29,8 +29,8 @@ void Mark(const Catalog& catalog, const std::vector<std::string>& names, std::ve
 
 // One question of the policy. The larger answer stays.
 struct TStep {
-    std::function<std::vector<long long>(const std::vector<const Item*>&)> facts;
-    std::function<std::string(const Item& kept, long long fact, const Item& other, long long next)> reason;
+    std::function<std::vector<long long>(const std::vector<const TItem*>&)> facts;
+    std::function<std::string(const TItem& kept, long long fact, const TItem& other, long long next)> reason;
 };
 
 std::string Text(IMessage* message, ULONG tag) {
@@ -65,7 +65,7 @@ bool IsToItsAuthor(IMessage* message) {
 
 }  // namespace
 
-TPolicy ResolvePolicy(const Catalog& catalog, const TPolicyOptions& options) {
+TPolicy ResolvePolicy(const TCatalog& catalog, const TPolicyOptions& options) {
     TPolicy policy;
     policy.preference.assign(catalog.folders.size(), options.prefer.size());
     for (size_t i = options.prefer.size(); i-- > 0;) {
@@ -78,46 +78,46 @@ TPolicy ResolvePolicy(const Catalog& catalog, const TPolicyOptions& options) {
     return policy;
 }
 
-unsigned PlaceRank(const Catalog& catalog, const TPolicy& policy, const Item& item) {
+unsigned PlaceRank(const TCatalog& catalog, const TPolicy& policy, const TItem& item) {
     constexpr size_t kRoles = static_cast<size_t>(ERole::Deleted) + 1;
-    const Folder& folder = catalog.folders[item.folder];
+    const TFolder& folder = catalog.folders[item.folder];
     const size_t places = *std::max_element(policy.preference.begin(), policy.preference.end()) + 1;
     const size_t never = NeverStays(folder, item) ? places : 0;
     return static_cast<unsigned>((never + policy.preference[item.folder]) * kRoles + RoleRank(folder.role));
 }
 
-TChoice ChooseCopy(CItemReader& reader, const TPolicy& policy, const Definitions& definitions,
-                   const std::vector<Keep>& rules, const std::vector<const Item*>& items) {
-    const Catalog& catalog = reader.catalog();
-    const auto folderOf = [&](const Item& item) -> const Folder& { return catalog.folders[item.folder]; };
+TChoice ChooseCopy(CItemReader& reader, const TPolicy& policy, const TDefinitions& definitions,
+                   const std::vector<TKeep>& rules, const std::vector<const TItem*>& items) {
+    const TCatalog& catalog = reader.catalog();
+    const auto folderOf = [&](const TItem& item) -> const TFolder& { return catalog.folders[item.folder]; };
     const auto each = [](auto fact) {
-        return [fact](const std::vector<const Item*>& asked) {
+        return [fact](const std::vector<const TItem*>& asked) {
             std::vector<long long> facts;
             facts.reserve(asked.size());
-            for (const Item* item : asked) facts.push_back(fact(*item));
+            for (const TItem* item : asked) facts.push_back(fact(*item));
             return facts;
         };
     };
-    const auto before = [&](const Item& kept, const Item& other) {
+    const auto before = [&](const TItem& kept, const TItem& other) {
         return folderOf(kept).roleFolder + " before " + folderOf(other).roleFolder;
     };
     std::vector<TStep> steps{
-        {each([&](const Item& item) { return NeverStays(folderOf(item), item) ? 0LL : 1LL; }),
-         [&](const Item& kept, long long, const Item& other, long long) {
+        {each([&](const TItem& item) { return NeverStays(folderOf(item), item) ? 0LL : 1LL; }),
+         [&](const TItem& kept, long long, const TItem& other, long long) {
              return other.isMarkedDeleted ? "the other is marked as deleted" : before(kept, other);
          }},
-        {each([&](const Item& item) { return -static_cast<long long>(policy.preference[item.folder]); }),
-         [&](const Item& kept, long long, const Item& other, long long) {
+        {each([&](const TItem& item) { return -static_cast<long long>(policy.preference[item.folder]); }),
+         [&](const TItem& kept, long long, const TItem& other, long long) {
              return "preferred: " + folderOf(kept).name + " before " + folderOf(other).name;
          }},
-        {each([&](const Item& item) { return -static_cast<long long>(RoleRank(folderOf(item).role)); }),
-         [&](const Item& kept, long long, const Item& other, long long) { return before(kept, other); }},
+        {each([&](const TItem& item) { return -static_cast<long long>(RoleRank(folderOf(item).role)); }),
+         [&](const TItem& kept, long long, const TItem& other, long long) { return before(kept, other); }},
     };
-    for (const Keep& keep : rules) {
-        steps.push_back({[&](const std::vector<const Item*>& asked) {
+    for (const TKeep& keep : rules) {
+        steps.push_back({[&](const std::vector<const TItem*>& asked) {
                              return KeepFacts(reader, keep, definitions, asked);
                          },
-                         [&](const Item&, long long fact, const Item&, long long next) {
+                         [&](const TItem&, long long fact, const TItem&, long long next) {
                              return KeepSentence(keep, fact, next);
                          }});
     }
@@ -126,14 +126,14 @@ TChoice ChooseCopy(CItemReader& reader, const TPolicy& policy, const Definitions
     TChoice choice{0, "all equal in this: the first in the order of the folders"};
     for (const TStep& step : steps) {
         if (left.size() == 1) break;
-        std::vector<const Item*> asked;
+        std::vector<const TItem*> asked;
         asked.reserve(left.size());
         for (const size_t index : left) asked.push_back(items[index]);
         const std::vector<long long> facts = step.facts(asked);
         const auto best = std::max_element(facts.begin(), facts.end());
         std::vector<size_t> stay;
         long long next = 0;
-        const Item* other = nullptr;
+        const TItem* other = nullptr;
         for (size_t i = 0; i < left.size(); ++i) {
             if (facts[i] == *best) {
                 stay.push_back(left[i]);
@@ -150,14 +150,14 @@ TChoice ChooseCopy(CItemReader& reader, const TPolicy& policy, const Definitions
 }
 
 std::vector<std::vector<size_t>> PartBySentAndReceived(CItemReader& reader, const TPolicy& policy,
-                                                       const std::vector<const Item*>& items) {
+                                                       const std::vector<const TItem*>& items) {
     std::vector<size_t> sent;
     std::vector<size_t> others;
     bool isReceived = false;
     bool isFiled = false;
     for (size_t i = 0; i < items.size(); ++i) {
-        const Folder& folder = reader.catalog().folders[items[i]->folder];
-        const bool isSent = folder.role == ERole::Sent && folder.kind == Kind::Mail;
+        const TFolder& folder = reader.catalog().folders[items[i]->folder];
+        const bool isSent = folder.role == ERole::Sent && folder.kind == EKind::Mail;
         (isSent ? sent : others).push_back(i);
         isReceived = isReceived || folder.role == ERole::Inbox;
         isFiled = isFiled || folder.role == ERole::Ordinary;

@@ -28,10 +28,10 @@ struct TPolicy {
 };
 
 /// Throws Failure for a folder that does not exist, naming those that do.
-TPolicy ResolvePolicy(const Catalog& catalog, const TPolicyOptions& options);
+TPolicy ResolvePolicy(const TCatalog& catalog, const TPolicyOptions& options);
 
 /// How an item ranks by where it is and what it is marked as: the lower stays.
-unsigned PlaceRank(const Catalog& catalog, const TPolicy& policy, const Item& item);
+unsigned PlaceRank(const TCatalog& catalog, const TPolicy& policy, const TItem& item);
 
 struct TChoice {
     size_t kept = 0;  // index into the items
@@ -40,12 +40,12 @@ struct TChoice {
 /// items: at least one, in the order of the folders. What is in the trash or marked as deleted does not
 /// stay beside another copy; then the preferred folders, the roles, the rules in their order, and the order
 /// of the folders decide. The reason names the one that did.
-TChoice ChooseCopy(CItemReader& reader, const TPolicy& policy, const Definitions& definitions,
-                   const std::vector<Keep>& rules, const std::vector<const Item*>& items);
+TChoice ChooseCopy(CItemReader& reader, const TPolicy& policy, const TDefinitions& definitions,
+                   const std::vector<TKeep>& rules, const std::vector<const TItem*>& items);
 
 /// Copies that are no duplicates of one another although they are equal: a mail to oneself as it was sent
 /// and as it was received. Indexes into the items.
 std::vector<std::vector<size_t>> PartBySentAndReceived(CItemReader& reader, const TPolicy& policy,
-                                                       const std::vector<const Item*>& items);
+                                                       const std::vector<const TItem*>& items);
 
 }  // namespace host

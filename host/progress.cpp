@@ -21,7 +21,7 @@ struct TAtOnce {
     std::mutex lock;
     bool isOn = false;
     std::function<void()> clear;
-    Progress* line = nullptr;  // the one that is shown
+    CProgress* line = nullptr;  // the one that is shown
 };
 
 TAtOnce& AtOnce() {
@@ -52,77 +52,77 @@ void Show(const std::string& text) {
 
 }  // namespace
 
-Progress::Progress(bool quiet)
-    : m_isShown(!quiet && _isatty(_fileno(stderr))), m_begin(Clock::now()), m_start(m_begin) {
+CProgress::CProgress(bool quiet)
+    : m_bShown(!quiet && _isatty(_fileno(stderr))), m_begin(Clock::now()), m_start(m_begin) {
     {
         const std::lock_guard lock(AtOnce().lock);
         AtOnce().line = this;
     }
     WatchForInterrupt();  // the commands that show their progress are the ones that ask
-    if (m_isShown) m_thread = std::thread([this] { Run(); });
+    if (m_bShown) m_thread = std::thread([this] { Run(); });
 }
 
-Progress::~Progress() {
+CProgress::~CProgress() {
     {
         const std::lock_guard lock(AtOnce().lock);
         AtOnce().line = nullptr;
     }
-    if (!m_isShown) return;
+    if (!m_bShown) return;
     {
         const std::lock_guard lock(m_lock);
-        m_isOver = true;
+        m_bOver = true;
     }
     m_wake.notify_one();
     m_thread.join();
     Wipe();
 }
 
-void Progress::operator()(std::string_view what, size_t done, size_t all) {
-    if (!m_isShown) return;
+void CProgress::operator()(std::string_view what, size_t done, size_t all) {
+    if (!m_bShown) return;
     const std::lock_guard lock(m_lock);
-    if (what != m_what || done < m_done) m_start = Clock::now();
+    if (what != m_what || done < m_nDone) m_start = Clock::now();
     m_what = what;
-    m_done = done;
-    m_all = all;
-    m_isHidden = false;
+    m_nDone = done;
+    m_nAll = all;
+    m_bHidden = false;
 }
 
-void Progress::Clear() {
-    if (!m_isShown) return;
+void CProgress::Clear() {
+    if (!m_bShown) return;
     const std::lock_guard lock(m_lock);
     Wipe();
-    m_isHidden = true;
+    m_bHidden = true;
 }
 
-void Progress::Wipe() {
-    if (m_hasLine) Show("\r" + std::string(kWidth, ' ') + "\r");
-    m_hasLine = false;
+void CProgress::Wipe() {
+    if (m_bHasLine) Show("\r" + std::string(kWidth, ' ') + "\r");
+    m_bHasLine = false;
 }
 
-std::string Progress::Line(Clock::time_point now) const {
+std::string CProgress::Line(Clock::time_point now) const {
     const double seconds = std::chrono::duration<double>(now - m_start).count();
     char line[160];
-    if (m_all == 0) {
+    if (m_nAll == 0) {
         snprintf(line, sizeof line, "%s: %.0f s", m_what.c_str(), seconds);
-    } else if (m_done == 0 || m_done >= m_all) {
-        snprintf(line, sizeof line, "%s: %zu of %zu, %.0f s", m_what.c_str(), m_done, m_all, seconds);
+    } else if (m_nDone == 0 || m_nDone >= m_nAll) {
+        snprintf(line, sizeof line, "%s: %zu of %zu, %.0f s", m_what.c_str(), m_nDone, m_nAll, seconds);
     } else {
-        const double rate = static_cast<double>(m_done) / seconds;
-        snprintf(line, sizeof line, "%s: %zu of %zu, %.0f a second, %.0f s left", m_what.c_str(), m_done,
-                 m_all, rate, static_cast<double>(m_all - m_done) / rate);
+        const double rate = static_cast<double>(m_nDone) / seconds;
+        snprintf(line, sizeof line, "%s: %zu of %zu, %.0f a second, %.0f s left", m_what.c_str(), m_nDone,
+                 m_nAll, rate, static_cast<double>(m_nAll - m_nDone) / rate);
     }
     std::string text(line);
     text.resize(kWidth, ' ');
     return "\r" + text;
 }
 
-void Progress::Run() {
+void CProgress::Run() {
     std::unique_lock lock(m_lock);
-    while (!m_wake.wait_for(lock, kShownAgain, [this] { return m_isOver; })) {
+    while (!m_wake.wait_for(lock, kShownAgain, [this] { return m_bOver; })) {
         const Clock::time_point now = Clock::now();
-        if (m_what.empty() || m_isHidden || now - m_begin < kFirstShown) continue;
+        if (m_what.empty() || m_bHidden || now - m_begin < kFirstShown) continue;
         Show(Line(now));
-        m_hasLine = true;
+        m_bHasLine = true;
     }
 }
 

@@ -14,13 +14,13 @@
 
 namespace host {
 
-class Progress {
+class CProgress {
   public:
-    explicit Progress(bool quiet);
+    explicit CProgress(bool quiet);
     /// Wipes the line.
-    ~Progress();
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
+    ~CProgress();
+    CProgress(const CProgress&) = delete;
+    CProgress& operator=(const CProgress&) = delete;
 
     /// How many of how many are done. Another `what`, or a smaller `done`, begins a new count. all 0: a step
     /// that cannot be counted. Costs next to nothing: call it for every item.
@@ -36,16 +36,16 @@ class Progress {
     std::string Line(Clock::time_point now) const;
     void Wipe();
 
-    const bool m_isShown;
+    const bool m_bShown;
     const Clock::time_point m_begin;
     std::mutex m_lock;  // guards everything below
     std::condition_variable m_wake;
-    bool m_isOver = false;
-    bool m_hasLine = false;
-    bool m_isHidden = false;
+    bool m_bOver = false;
+    bool m_bHasLine = false;
+    bool m_bHidden = false;
     std::string m_what;
-    size_t m_done = 0;
-    size_t m_all = 0;
+    size_t m_nDone = 0;
+    size_t m_nAll = 0;
     Clock::time_point m_start;
     std::thread m_thread;
 };

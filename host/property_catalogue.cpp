@@ -18,22 +18,22 @@ constexpr char kJournal[] = "{0006200A-0000-0000-C000-000000000046}";
 constexpr char kPublic[] = "{00020329-0000-0000-C000-000000000046}";
 
 #define KEY(text) text, L##text
-constexpr CatalogueEntry Plain(const char* key, const wchar_t* keyW, const wchar_t* name, unsigned tag) {
+constexpr TCatalogueEntry Plain(const char* key, const wchar_t* keyW, const wchar_t* name, unsigned tag) {
     return {key, keyW, name, tag, nullptr, 0, nullptr, PROP_TYPE(tag), false};
 }
-constexpr CatalogueEntry Stream(const char* key, const wchar_t* keyW, const wchar_t* name, unsigned tag) {
+constexpr TCatalogueEntry Stream(const char* key, const wchar_t* keyW, const wchar_t* name, unsigned tag) {
     return {key, keyW, name, tag, nullptr, 0, nullptr, PROP_TYPE(tag), true};
 }
-constexpr CatalogueEntry Named(const char* key, const wchar_t* keyW, const wchar_t* name, const char* set,
-                               int id, unsigned type) {
+constexpr TCatalogueEntry Named(const char* key, const wchar_t* keyW, const wchar_t* name, const char* set,
+                                int id, unsigned type) {
     return {key, keyW, name, 0, set, id, nullptr, type, false};
 }
-constexpr CatalogueEntry NamedText(const char* key, const wchar_t* keyW, const wchar_t* name, const char* set,
-                                   const wchar_t* stringId, unsigned type) {
+constexpr TCatalogueEntry NamedText(const char* key, const wchar_t* keyW, const wchar_t* name,
+                                    const char* set, const wchar_t* stringId, unsigned type) {
     return {key, keyW, name, 0, set, 0, stringId, type, false};
 }
 
-constexpr CatalogueEntry kCatalogue[] = {
+constexpr TCatalogueEntry kCatalogue[] = {
     Plain(KEY("Mail.Subject"), L"Subject", PR_SUBJECT_W),
     Plain(KEY("Mail.Topic"), L"Conversation topic", PR_CONVERSATION_TOPIC_W),
     Plain(KEY("Mail.FromName"), L"From (name)", PR_SENT_REPRESENTING_NAME_W),
@@ -109,12 +109,12 @@ constexpr CatalogueEntry kCatalogue[] = {
 
 }  // namespace
 
-std::span<const CatalogueEntry> Catalogue() {
+std::span<const TCatalogueEntry> Catalogue() {
     return kCatalogue;
 }
 
-const CatalogueEntry* FindProperty(const std::string& key) {
-    for (const CatalogueEntry& entry : kCatalogue) {
+const TCatalogueEntry* FindProperty(const std::string& key) {
+    for (const TCatalogueEntry& entry : kCatalogue) {
         if (EqualNoCase(key, entry.key)) return &entry;
     }
     return nullptr;

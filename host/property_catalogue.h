@@ -7,7 +7,7 @@
 
 namespace host {
 
-struct CatalogueEntry {
+struct TCatalogueEntry {
     const char* key;  // "Mail.Subject": what a definitions file names
     const wchar_t* keyW;
     const wchar_t* name;  // for people
@@ -19,8 +19,8 @@ struct CatalogueEntry {
     bool stream;    // read and compared through a stream
 };
 
-std::span<const CatalogueEntry> Catalogue();
+std::span<const TCatalogueEntry> Catalogue();
 /// Null when there is no such key.
-const CatalogueEntry* FindProperty(const std::string& key);
+const TCatalogueEntry* FindProperty(const std::string& key);
 
 }  // namespace host

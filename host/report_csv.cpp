@@ -33,15 +33,15 @@ std::string Line(const std::vector<std::string>& texts) {
 
 }  // namespace
 
-std::string CsvReport(const ScanResult& result) {
+std::string CsvReport(const TScanResult& result) {
     // The mark tells spreadsheets that this is UTF-8.
     std::string report = "\xEF\xBB\xBF" + Line({"group", "copy", "store", "folder", "identifier", "subject",
                                                 "reason", "merge"});
     for (size_t group = 0; group < result.groups.size(); ++group) {
-        const Group& found = result.groups[group];
+        const TGroup& found = result.groups[group];
         for (size_t i = 0; i < found.items.size(); ++i) {
-            const Item& item = result.items[found.items[i]];
-            const Folder& folder = result.catalog.folders[item.folder];
+            const TItem& item = result.items[found.items[i]];
+            const TFolder& folder = result.catalog.folders[item.folder];
             report += Line({std::to_string(group + 1), i == 0 ? "keep" : "duplicate",
                             result.catalog.stores[folder.store].name, folder.path, item.entryId, item.title,
                             i == 0 ? found.reason : WhyItStays(found.fates[i].fate, found.fates[i].losses),

@@ -23,7 +23,7 @@ std::string Percent(size_t part, size_t whole) {
            "%";
 }
 
-std::string Summary(const ScanResult& result) {
+std::string Summary(const TScanResult& result) {
     std::string html =
         "<header><h1>" + Count(result.Duplicates(), "duplicate", "duplicates") + " in " +
         Count(result.items.size(), "item", "items") + "</h1>\n<p>" +
@@ -35,8 +35,8 @@ std::string Summary(const ScanResult& result) {
         "</p></header>\n";
     std::map<size_t, size_t> duplicates;
     std::map<size_t, size_t> items;
-    for (const Item& item : result.items) ++items[item.folder];
-    for (const Group& group : result.groups) {
+    for (const TItem& item : result.items) ++items[item.folder];
+    for (const TGroup& group : result.groups) {
         for (size_t i = 1; i < group.items.size(); ++i) ++duplicates[result.items[group.items[i]].folder];
     }
     html +=
@@ -58,39 +58,39 @@ std::string Summary(const ScanResult& result) {
 }
 
 // The item's place, and the file that it was made from.
-std::string WhereHtml(const ScanResult& result, size_t item) {
+std::string WhereHtml(const TScanResult& result, size_t item) {
     const std::string source = SourceText(result.items[item]);
     return Escape(Place(result.catalog, result.items[item])) +
            (source.empty() ? "" : "<br><span class=\"soft\">" + Escape(source) + "</span>");
 }
 
-std::string ColumnHead(const ScanResult& result, size_t item, bool isKept) {
+std::string ColumnHead(const TScanResult& result, size_t item, bool isKept) {
     return std::string("<th scope=\"col\"><span class=\"role ") +
            (isKept ? "keep\">keep" : "duplicate\">duplicate") + "</span>" + WhereHtml(result, item) + "</th>";
 }
 
 // Nothing, and the reason, when an item cannot be read.
-std::optional<MatrixView> ViewOf(IMAPISession* session, const ScanResult& result, size_t scan,
-                                 const std::vector<size_t>& group, EMatrixItems known, std::string* why) {
-    std::vector<Item> items;
+std::optional<TMatrixView> ViewOf(IMAPISession* session, const TScanResult& result, size_t scan,
+                                  const std::vector<size_t>& group, EMatrixItems known, std::string* why) {
+    std::vector<TItem> items;
     for (size_t i = 0; i < std::min(group.size(), kItemsWithValues); ++i)
         items.push_back(result.items[group[i]]);
     try {
         return BuildMatrix(session, result.catalog, items, result.scans[scan].definitions, kValueLimit,
                            known);
-    } catch (const Failure& failure) {
+    } catch (const TFailure& failure) {
         *why = failure.what();
         return std::nullopt;
     }
 }
 
-std::string MatrixHtml(const ScanResult& result, const Group& group, const MatrixView& view) {
+std::string MatrixHtml(const TScanResult& result, const TGroup& group, const TMatrixView& view) {
     const size_t shown = std::min(group.items.size(), kItemsInMatrix);
     std::string html = "<table><thead><tr><th scope=\"col\">Property</th>";
     for (size_t i = 0; i < shown; ++i) html += ColumnHead(result, group.items[i], i == 0);
     html += "</tr></thead><tbody>\n";
-    for (const MatrixRow& row : view.rows) {
-        const bool differs = row.verdict == Verdict::Different || row.verdict == Verdict::OneSided;
+    for (const TMatrixRow& row : view.rows) {
+        const bool differs = row.verdict == EVerdict::Different || row.verdict == EVerdict::OneSided;
         html += std::string("<tr") + (differs ? " class=\"differs\"" : "") + "><th scope=\"row\">" +
                 Escape(row.property) + (differs ? "<span class=\"soft\"> (differs)</span>" : "") + "</th>";
         for (size_t i = 0; i < shown; ++i) html += "<td>" + Cell(row.texts[i]) + "</td>";
@@ -100,7 +100,7 @@ std::string MatrixHtml(const ScanResult& result, const Group& group, const Matri
 }
 
 // The duplicates that are not moved, with what would be lost.
-std::string StayingHtml(const ScanResult& result, const Group& group) {
+std::string StayingHtml(const TScanResult& result, const TGroup& group) {
     std::string html;
     for (size_t i = 1; i < group.items.size(); ++i) {
         const TCopyFate& fate = group.fates[i];
@@ -120,7 +120,7 @@ std::string StayingHtml(const ScanResult& result, const Group& group) {
     return html;
 }
 
-std::string ListHtml(const ScanResult& result, const Group& group, size_t first) {
+std::string ListHtml(const TScanResult& result, const TGroup& group, size_t first) {
     std::string html = "<ul>";
     for (size_t i = first; i < group.items.size(); ++i) {
         html += std::string("<li><span class=\"") + (i == 0 ? "keep\">keep" : "duplicate\">duplicate") +
@@ -129,10 +129,10 @@ std::string ListHtml(const ScanResult& result, const Group& group, size_t first)
     return html + "</ul>";
 }
 
-std::string GroupHtml(const ScanResult& result, size_t index, const std::optional<MatrixView>& view,
+std::string GroupHtml(const TScanResult& result, size_t index, const std::optional<TMatrixView>& view,
                       const std::string& whyNone) {
-    const Group& group = result.groups[index];
-    const Item& kept = result.items[group.items.front()];
+    const TGroup& group = result.groups[index];
+    const TItem& kept = result.items[group.items.front()];
     std::string html = "<details class=\"group\"" + std::string(index < 3 ? " open" : "") + "><summary><b>" +
                        Escape(kept.title.empty() ? "(no title)" : kept.title) + "</b>";
     if (!kept.who.empty()) html += " · " + Escape(kept.who);
@@ -150,10 +150,10 @@ std::string GroupHtml(const ScanResult& result, size_t index, const std::optiona
     return html + "</div></details>\n";
 }
 
-std::string NearHtml(const ScanResult& result) {
+std::string NearHtml(const TScanResult& result) {
     if (result.nearPairs.empty()) return {};
     std::string html = "<h2>Kept apart by one property</h2>\n<ul class=\"near\">\n";
-    for (const NearPair& pair : result.nearPairs) {
+    for (const TNearPair& pair : result.nearPairs) {
         html += "<li><b>" + Escape(result.items[pair.a].title) +
                 "</b>: " + Escape(Place(result.catalog, result.items[pair.a])) + " and " +
                 Escape(Place(result.catalog, result.items[pair.b])) + " differ in <b>" +
@@ -162,7 +162,7 @@ std::string NearHtml(const ScanResult& result) {
     return html + "</ul>\n";
 }
 
-std::string ResemblingHtml(const SimilarResult* similar) {
+std::string ResemblingHtml(const TSimilarResult* similar) {
     if (!similar || similar->clusters.empty()) return {};
     std::string html = "<h2>Contacts that resemble one another</h2>\n<ul class=\"near\">\n";
     for (const TCluster& cluster : similar->clusters) {
@@ -177,9 +177,9 @@ std::string ResemblingHtml(const SimilarResult* similar) {
     return html + "</ul>\n";
 }
 
-std::string UnreadableHtml(const ScanResult& result) {
+std::string UnreadableHtml(const TScanResult& result) {
     std::string html;
-    for (const KindScan& scan : result.scans) {
+    for (const TKindScan& scan : result.scans) {
         for (const size_t item : scan.unreadable)
             html += "<li>" + Escape(Place(result.catalog, result.items[item])) + "</li>\n";
     }
@@ -189,16 +189,16 @@ std::string UnreadableHtml(const ScanResult& result) {
 // What a reader without scripts sees, a section a kind.
 class CSections {
   public:
-    explicit CSections(const ScanResult& result) : m_result(result), m_groups(result.scans.size()) {}
+    explicit CSections(const TScanResult& result) : m_result(result), m_groups(result.scans.size()) {}
 
-    void Add(size_t group, const std::optional<MatrixView>& view, const std::string& whyNone) {
+    void Add(size_t group, const std::optional<TMatrixView>& view, const std::string& whyNone) {
         m_groups[m_result.groups[group].scan] += GroupHtml(m_result, group, view, whyNone);
     }
 
     std::string Html() const {
         std::string html;
         for (size_t i = 0; i < m_groups.size(); ++i) {
-            const KindScan& scan = m_result.scans[i];
+            const TKindScan& scan = m_result.scans[i];
             html += "<h2>" + KindHtml(scan) + "</h2>\n<p class=\"soft\">" + Escape(scan.definitions.about) +
                     "</p>\n" + (m_groups[i].empty() ? "<p>No duplicates.</p>\n" : m_groups[i]);
         }
@@ -208,7 +208,7 @@ class CSections {
     /// What is no duplicate, and is said with scripts and without.
     std::string TakenForNone() const {
         std::string html;
-        for (const KindScan& scan : m_result.scans) {
+        for (const TKindScan& scan : m_result.scans) {
             if (const size_t count = scan.sentAndReceived.size(); count != 0) {
                 html += "<p class=\"soft\">" + Count(count, "mail", "mails") +
                         " both sent and received, taken for no duplicates.</p>\n";
@@ -222,16 +222,16 @@ class CSections {
     }
 
   private:
-    static std::string KindHtml(const KindScan& scan) {
+    static std::string KindHtml(const TKindScan& scan) {
         const std::string kind = KindName(scan.kind);
         return std::string(1, static_cast<char>(kind[0] - 'a' + 'A')) + kind.substr(1) + " items";
     }
 
-    const ScanResult& m_result;
+    const TScanResult& m_result;
     std::vector<std::string> m_groups;
 };
 
-void AddClusters(IMAPISession* session, const SimilarResult& similar, CPageData& data, Progress& progress) {
+void AddClusters(IMAPISession* session, const TSimilarResult& similar, CPageData& data, CProgress& progress) {
     for (size_t i = 0; i < similar.clusters.size(); ++i) {
         progress("clusters written", i, similar.clusters.size());
         StopIfInterrupted();
@@ -240,15 +240,15 @@ void AddClusters(IMAPISession* session, const SimilarResult& similar, CPageData&
         std::vector<uint32_t> contacts = cluster.contacts;
         const auto fullest = std::ranges::find(contacts, MostFilled(similar, cluster));
         if (fullest != contacts.end()) std::rotate(contacts.begin(), fullest, fullest + 1);
-        std::vector<Item> items;
+        std::vector<TItem> items;
         for (size_t j = 0; j < std::min(contacts.size(), kItemsWithValues); ++j)
             items.push_back(similar.contacts[contacts[j]]);
-        std::optional<MatrixView> view;
+        std::optional<TMatrixView> view;
         try {
             view = BuildMatrix(session, similar.catalog, items,
-                               LoadDefinitions(BuiltInDefinitions(Kind::Contact)), kValueLimit,
+                               LoadDefinitions(BuiltInDefinitions(EKind::Contact)), kValueLimit,
                                EMatrixItems::Resembling);
-        } catch (const Failure&) {
+        } catch (const TFailure&) {
             view.reset();
         }
         data.AddResembling(similar, contacts, similar.reasons[cluster.reason].fields,
@@ -263,8 +263,8 @@ std::string ScriptElement(const char* type, const char* id, std::string_view tex
 
 }  // namespace
 
-std::string HtmlReport(IMAPISession* session, const ScanResult& result, const SimilarResult* similar,
-                       Progress& progress) {
+std::string HtmlReport(IMAPISession* session, const TScanResult& result, const TSimilarResult* similar,
+                       CProgress& progress) {
     const TBookkeeping bookkeeping = LoadBookkeeping();
     CItemReader reader(session, result.catalog, bookkeeping);
     CPageData data(reader, result);
@@ -273,7 +273,7 @@ std::string HtmlReport(IMAPISession* session, const ScanResult& result, const Si
     for (size_t i = 0; i < result.groups.size(); ++i) {
         progress("groups written", i, result.groups.size());
         StopIfInterrupted();
-        const Group& group = result.groups[i];
+        const TGroup& group = result.groups[i];
         const auto view = ViewOf(session, result, group.scan, group.items, EMatrixItems::Duplicates, &why);
         sections.Add(i, view, why);
         data.AddGroup(group, view ? &*view : nullptr);
@@ -281,7 +281,7 @@ std::string HtmlReport(IMAPISession* session, const ScanResult& result, const Si
     for (size_t i = 0; i < result.nearPairs.size(); ++i) {
         progress("near pairs written", i, result.nearPairs.size());
         StopIfInterrupted();
-        const NearPair& pair = result.nearPairs[i];
+        const TNearPair& pair = result.nearPairs[i];
         const auto view = ViewOf(session, result, pair.scan, {pair.a, pair.b}, EMatrixItems::Any, &why);
         data.AddNear(pair, view ? &*view : nullptr);
     }

@@ -9,9 +9,9 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-json ItemJson(const ScanResult& result, size_t index) {
-    const Item& item = result.items[index];
-    const Folder& folder = result.catalog.folders[item.folder];
+json ItemJson(const TScanResult& result, size_t index) {
+    const TItem& item = result.items[index];
+    const TFolder& folder = result.catalog.folders[item.folder];
     json object;
     object["folder"] = folder.path;
     object["role"] = RoleName(folder.role);
@@ -41,7 +41,7 @@ json LossJson(const TLoss& loss) {
     return object;
 }
 
-json DuplicateJson(const ScanResult& result, const Group& group, size_t index) {
+json DuplicateJson(const TScanResult& result, const TGroup& group, size_t index) {
     const TCopyFate& fate = group.fates[index];
     json object = ItemJson(result, group.items[index]);
     object["move"] = fate.fate == EFate::Move;
@@ -64,13 +64,13 @@ json PolicyJson(const TPolicyOptions& options) {
     return object;
 }
 
-json ScanJson(const ScanResult& result, const KindScan& scan) {
+json ScanJson(const TScanResult& result, const TKindScan& scan) {
     json object;
     object["kind"] = KindName(scan.kind);
-    object["algorithm"] = scan.definitions.algorithm == Algorithm::Identical ? "identical" : "similar";
+    object["algorithm"] = scan.definitions.algorithm == EAlgorithm::Identical ? "identical" : "similar";
     object["keep"] = KeepText(scan.keep);
     object["properties"] = json::array();
-    for (const PropertyChoice& choice : scan.definitions.properties) {
+    for (const TPropertyChoice& choice : scan.definitions.properties) {
         if (choice.compare) object["properties"].push_back(choice.property->key);
     }
     object["definitions"] = json::parse(DefinitionsText(scan.definitions));
@@ -91,15 +91,15 @@ json ScanJson(const ScanResult& result, const KindScan& scan) {
 
 }  // namespace
 
-std::string JsonReport(const ScanResult& result) {
+std::string JsonReport(const TScanResult& result) {
     json report;
     report["format"] = "quorvel-report";
     report["version"] = 2;
     report["policy"] = PolicyJson(result.policyOptions);
     report["scans"] = json::array();
-    for (const KindScan& scan : result.scans) report["scans"].push_back(ScanJson(result, scan));
+    for (const TKindScan& scan : result.scans) report["scans"].push_back(ScanJson(result, scan));
     report["groups"] = json::array();
-    for (const Group& group : result.groups) {
+    for (const TGroup& group : result.groups) {
         json object;
         object["kind"] = KindName(result.scans[group.scan].kind);
         object["reason"] = group.reason;
@@ -111,7 +111,7 @@ std::string JsonReport(const ScanResult& result) {
         report["groups"].push_back(std::move(object));
     }
     report["near"] = json::array();
-    for (const NearPair& pair : result.nearPairs) {
+    for (const TNearPair& pair : result.nearPairs) {
         json object;
         object["kind"] = KindName(result.scans[pair.scan].kind);
         object["property"] = pair.property;

@@ -15,7 +15,7 @@ std::string Number(double value, const char* format) {
     return text;
 }
 
-std::string Describe(const Item& item) {
+std::string Describe(const TItem& item) {
     std::string text = item.title.empty() ? "(no title)" : item.title;
     if (!item.who.empty()) text += "  ·  " + item.who;
     const std::string when = TimeText(item.when);
@@ -27,10 +27,10 @@ std::string Shorten(const std::string& value) {
     return Width(value) <= kShownOfValue ? value : Fit(value, kShownOfValue);
 }
 
-std::string GroupText(const ScanResult& result, const Group& group, size_t number) {
+std::string GroupText(const TScanResult& result, const TGroup& group, size_t number) {
     std::string text = "\n" + std::to_string(number) + ". " + Describe(result.items[group.items[0]]) + "\n";
     for (size_t i = 0; i < group.items.size(); ++i) {
-        const Item& item = result.items[group.items[i]];
+        const TItem& item = result.items[group.items[i]];
         text += (i == 0 ? "   keep       " : "   duplicate  ") + Place(result.catalog, item);
         text += "  (" + SizeText(item.size) + ")";
         const TCopyFate& fate = group.fates[i];
@@ -49,9 +49,9 @@ std::string GroupText(const ScanResult& result, const Group& group, size_t numbe
     return text;
 }
 
-std::string NearText(const ScanResult& result) {
+std::string NearText(const TScanResult& result) {
     std::string text = "\nPairs that one property keeps apart:\n";
-    for (const NearPair& pair : result.nearPairs) {
+    for (const TNearPair& pair : result.nearPairs) {
         text += "   " + Place(result.catalog, result.items[pair.a]) + "  and  " +
                 Place(result.catalog, result.items[pair.b]) + "  differ in " + pair.property + "\n";
     }
@@ -60,17 +60,17 @@ std::string NearText(const ScanResult& result) {
 
 }  // namespace
 
-std::string TextReport(const ScanResult& result) {
+std::string TextReport(const TScanResult& result) {
     std::string text;
     for (size_t i = 0; i < result.scans.size(); ++i) {
-        const KindScan& scan = result.scans[i];
+        const TKindScan& scan = result.scans[i];
         text += std::string(i == 0 ? "" : "\n") + KindName(scan.kind) + ": " +
                 Count(scan.items.size(), "item", "items") + " in " +
                 Count(scan.folders.size(), "folder", "folders") + ", " +
-                (scan.definitions.algorithm == Algorithm::Identical ? "identical" : "similar") + ", keep " +
+                (scan.definitions.algorithm == EAlgorithm::Identical ? "identical" : "similar") + ", keep " +
                 KeepText(scan.keep) + "\n";
         size_t number = 0;
-        for (const Group& group : result.groups) {
+        for (const TGroup& group : result.groups) {
             if (group.scan == i) text += GroupText(result, group, ++number);
         }
         if (number == 0) text += "   no duplicates\n";

@@ -21,7 +21,7 @@ constexpr unsigned kFirstLastRule = 4;
 constexpr const char* kFirstLastNeeds[] = {"Contact.FirstName", "Contact.LastName", "Contact.AnyEmail",
                                            "Contact.AnyPhone"};
 
-std::vector<TSearchItem> Searched(const ScanResult& result, const KindScan& scan) {
+std::vector<TSearchItem> Searched(const TScanResult& result, const TKindScan& scan) {
     std::vector<TSearchItem> searched;
     searched.reserve(scan.items.size());
     for (const size_t item : scan.items)
@@ -31,8 +31,8 @@ std::vector<TSearchItem> Searched(const ScanResult& result, const KindScan& scan
 
 }  // namespace
 
-Definitions WithoutProperty(const Definitions& definitions, size_t left) {
-    Definitions fewer = definitions;
+TDefinitions WithoutProperty(const TDefinitions& definitions, size_t left) {
+    TDefinitions fewer = definitions;
     fewer.properties.erase(fewer.properties.begin() + static_cast<std::ptrdiff_t>(left));
     const auto needs = [&](const char* key) {
         return EqualNoCase(definitions.properties[left].property->key, key);
@@ -47,10 +47,10 @@ namespace {
 
 // The pairs that become equal once one property is left out. A group stands for its items: a pair is shown
 // once, between the copies to keep.
-void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progress& progress) {
-    const KindScan& scan = result.scans[scanIndex];
+void FindNear(CItemReader& reader, TScanResult& result, size_t scanIndex, CProgress& progress) {
+    const TKindScan& scan = result.scans[scanIndex];
     std::unordered_map<size_t, size_t> head;
-    for (const Group& group : result.groups) {
+    for (const TGroup& group : result.groups) {
         for (const size_t item : group.items) head[item] = group.items.front();
     }
     for (const size_t item : scan.unidentified) head[item] = scan.unidentified.front();
@@ -63,9 +63,9 @@ void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progres
     };
     for (size_t left = 0; left < scan.definitions.properties.size(); ++left) {
         if (!scan.definitions.properties[left].compare) continue;
-        const Definitions fewer = WithoutProperty(scan.definitions, left);
+        const TDefinitions fewer = WithoutProperty(scan.definitions, left);
         if (std::none_of(fewer.properties.begin(), fewer.properties.end(),
-                         [](const PropertyChoice& other) { return other.compare; })) {
+                         [](const TPropertyChoice& other) { return other.compare; })) {
             continue;
         }
         const std::string property = Narrow(scan.definitions.properties[left].property->name);
@@ -79,14 +79,15 @@ void FindNear(CItemReader& reader, ScanResult& result, size_t scanIndex, Progres
                 for (const size_t item : part) {
                     const std::pair<size_t, size_t> pair{headOf(part.front()), headOf(item)};
                     if (pair.first == pair.second || !shown.insert(pair).second) continue;
-                    result.nearPairs.push_back(NearPair{scanIndex, pair.first, pair.second, property, left});
+                    result.nearPairs.push_back(TNearPair{scanIndex, pair.first, pair.second, property, left});
                 }
             }
         }
     }
 }
 
-std::vector<size_t> ChooseFolders(const Catalog& catalog, const TPolicy& policy, const ScanOptions& options) {
+std::vector<size_t> ChooseFolders(const TCatalog& catalog, const TPolicy& policy,
+                                  const TScanOptions& options) {
     std::vector<size_t> chosen;
     for (size_t i = 0; i < catalog.folders.size() && options.folders.empty(); ++i) chosen.push_back(i);
     for (const std::string& path : options.folders) {
@@ -99,9 +100,9 @@ std::vector<size_t> ChooseFolders(const Catalog& catalog, const TPolicy& policy,
 }
 
 // What is scanned for one kind; no folders when there is nothing.
-KindScan PlanKind(const Catalog& catalog, Kind kind, const std::vector<size_t>& folders,
-                  const ScanOptions& options) {
-    KindScan scan;
+TKindScan PlanKind(const TCatalog& catalog, EKind kind, const std::vector<size_t>& folders,
+                   const TScanOptions& options) {
+    TKindScan scan;
     scan.kind = kind;
     for (const size_t folder : folders) {
         if (catalog.folders[folder].kind == kind) scan.folders.push_back(folder);
@@ -121,21 +122,21 @@ KindScan PlanKind(const Catalog& catalog, Kind kind, const std::vector<size_t>& 
     for (const std::string& rule : options.policy.keep.empty() ? scan.definitions.keep : options.policy.keep)
         scan.keep.push_back(KeepOf(rule));
     // A tie falls to the most filled.
-    if (std::none_of(scan.keep.begin(), scan.keep.end(), [](const Keep& keep) {
-            return keep.rule == Keep::Rule::MostFilled || keep.rule == Keep::Rule::First ||
-                   keep.rule == Keep::Rule::Last;
+    if (std::none_of(scan.keep.begin(), scan.keep.end(), [](const TKeep& keep) {
+            return keep.rule == TKeep::ERule::MostFilled || keep.rule == TKeep::ERule::First ||
+                   keep.rule == TKeep::ERule::Last;
         })) {
-        scan.keep.push_back(Keep{});
+        scan.keep.push_back(TKeep{});
     }
     CheckKeep(scan.definitions, scan.keep);
     return scan;
 }
 
-std::vector<Kind> ChooseKinds(const ScanOptions& options) {
+std::vector<EKind> ChooseKinds(const TScanOptions& options) {
     if (!options.definitionsFile.empty()) {
-        const Kind kind = LoadDefinitions(Widen(options.definitionsFile)).kind;
-        if (!options.kinds.empty() && options.kinds != std::vector<Kind>{kind}) {
-            throw Failure("The definitions file is for " + std::string(KindName(kind)) + " items.");
+        const EKind kind = LoadDefinitions(Widen(options.definitionsFile)).kind;
+        if (!options.kinds.empty() && options.kinds != std::vector<EKind>{kind}) {
+            throw TFailure("The definitions file is for " + std::string(KindName(kind)) + " items.");
         }
         return {kind};
     }
@@ -145,23 +146,23 @@ std::vector<Kind> ChooseKinds(const ScanOptions& options) {
 
 }  // namespace
 
-size_t ScanResult::Duplicates() const {
+size_t TScanResult::Duplicates() const {
     size_t count = 0;
-    for (const Group& group : groups) count += group.items.size() - 1;
+    for (const TGroup& group : groups) count += group.items.size() - 1;
     return count;
 }
 
-size_t ScanResult::Staying() const {
+size_t TScanResult::Staying() const {
     size_t count = 0;
-    for (const Group& group : groups) {
+    for (const TGroup& group : groups) {
         for (const TCopyFate& fate : group.fates) count += fate.fate != EFate::Move;
     }
     return count;
 }
 
-size_t ScanResult::StayingUnmerged() const {
+size_t TScanResult::StayingUnmerged() const {
     size_t count = 0;
-    for (const Group& group : groups) {
+    for (const TGroup& group : groups) {
         for (const TCopyFate& fate : group.fates) {
             count += fate.fate == EFate::Protected ||
                      (fate.fate == EFate::Loss && !IsMergeable(fate.losses, false));
@@ -170,30 +171,30 @@ size_t ScanResult::StayingUnmerged() const {
     return count;
 }
 
-unsigned long long ScanResult::DuplicateBytes() const {
+unsigned long long TScanResult::DuplicateBytes() const {
     unsigned long long bytes = 0;
-    for (const Group& group : groups) {
+    for (const TGroup& group : groups) {
         for (size_t i = 1; i < group.items.size(); ++i) bytes += items[group.items[i]].size;
     }
     return bytes;
 }
 
-ScanResult Scan(IMAPISession* session, const ScanOptions& options, Progress& progress) {
+TScanResult Scan(IMAPISession* session, const TScanOptions& options, CProgress& progress) {
     const auto start = std::chrono::steady_clock::now();
-    ScanResult result;
+    TScanResult result;
     result.catalog = ReadCatalog(session);
     result.policyOptions = options.policy;
     result.policy = ResolvePolicy(result.catalog, options.policy);
     const TBookkeeping bookkeeping = LoadBookkeeping();
     CItemReader reader(session, result.catalog, bookkeeping);
     const std::vector<size_t> folders = ChooseFolders(result.catalog, result.policy, options);
-    for (const Kind kind : ChooseKinds(options)) {
-        KindScan scan = PlanKind(result.catalog, kind, folders, options);
+    for (const EKind kind : ChooseKinds(options)) {
+        TKindScan scan = PlanKind(result.catalog, kind, folders, options);
         if (!scan.folders.empty()) result.scans.push_back(std::move(scan));
     }
-    if (result.scans.empty()) throw Failure("There is no folder of the kinds that are to be scanned.");
+    if (result.scans.empty()) throw TFailure("There is no folder of the kinds that are to be scanned.");
     for (size_t i = 0; i < result.scans.size(); ++i) {
-        KindScan& scan = result.scans[i];
+        TKindScan& scan = result.scans[i];
         for (const size_t folder : scan.folders) {
             const size_t first = result.items.size();
             StopIfInterrupted();

@@ -13,20 +13,20 @@
 
 namespace host {
 
-struct ScanOptions {
+struct TScanOptions {
     std::vector<std::string> folders;  // empty: every folder of the kinds
-    std::vector<Kind> kinds;           // empty: every kind, or those of the folders
-    std::optional<Algorithm> algorithm;
+    std::vector<EKind> kinds;          // empty: every kind, or those of the folders
+    std::optional<EAlgorithm> algorithm;
     TPolicyOptions policy;
     std::vector<std::string> except;  // in addition to the definitions' rules
     std::string definitionsFile;      // empty: the built-in ones
     bool findNear = false;
 };
 
-struct KindScan {
-    Kind kind = Kind::Other;
-    Definitions definitions;
-    std::vector<Keep> keep;
+struct TKindScan {
+    EKind kind = EKind::Other;
+    TDefinitions definitions;
+    std::vector<TKeep> keep;
     std::vector<size_t> folders;
     std::vector<size_t> items;
     std::vector<size_t> unreadable;    // items that the search could not read
@@ -42,7 +42,7 @@ struct TCopyFate {
 };
 
 /// Items that are equal to the first one, which stays.
-struct Group {
+struct TGroup {
     size_t scan = 0;  // index into the scans
     std::vector<size_t> items;
     std::vector<TCopyFate> fates;  // one for each item; what becomes of the first says nothing
@@ -51,7 +51,7 @@ struct Group {
 
 /// Two items that one property, or what their attachments hold, keeps apart.
 inline constexpr size_t kNoProperty = static_cast<size_t>(-1);
-struct NearPair {
+struct TNearPair {
     size_t scan = 0;
     size_t a = 0;
     size_t b = 0;
@@ -59,14 +59,14 @@ struct NearPair {
     size_t left = kNoProperty;  // which of the definitions' properties
 };
 
-struct ScanResult {
-    Catalog catalog;
+struct TScanResult {
+    TCatalog catalog;
     TPolicyOptions policyOptions;
     TPolicy policy;
-    std::vector<Item> items;
-    std::vector<KindScan> scans;
-    std::vector<Group> groups;
-    std::vector<NearPair> nearPairs;
+    std::vector<TItem> items;
+    std::vector<TKindScan> scans;
+    std::vector<TGroup> groups;
+    std::vector<TNearPair> nearPairs;
     double seconds = 0;
 
     size_t Duplicates() const;
@@ -78,9 +78,9 @@ struct ScanResult {
 };
 
 /// A kind's definitions less one property, and less the exception rule that would need it.
-Definitions WithoutProperty(const Definitions& definitions, size_t left);
+TDefinitions WithoutProperty(const TDefinitions& definitions, size_t left);
 
 /// Throws Failure, and TInterrupted on Ctrl-C.
-ScanResult Scan(IMAPISession* session, const ScanOptions& options, Progress& progress);
+TScanResult Scan(IMAPISession* session, const TScanOptions& options, CProgress& progress);
 
 }  // namespace host

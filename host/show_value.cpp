@@ -153,18 +153,18 @@ std::string ShowDerived(IMessage* message, int id) {
     return list;
 }
 
-bool IsDerived(const CatalogueEntry& property) {
+bool IsDerived(const TCatalogueEntry& property) {
     return property.set && std::string_view(property.set) == kDerivedSet;
 }
 
-ULONG TagOf(IMessage* message, const CatalogueEntry& property) {
+ULONG TagOf(IMessage* message, const TCatalogueEntry& property) {
     if (property.tag) return property.tag;
     return ResolvedTag(message, property.set, property.id, property.stringId, property.type);
 }
 
 }  // namespace
 
-bool IsUnreadable(IMessage* message, const CatalogueEntry& property) {
+bool IsUnreadable(IMessage* message, const TCatalogueEntry& property) {
     if (IsDerived(property) || property.stream) return false;
     const ULONG tag = TagOf(message, property);
     if (tag == 0) return false;
@@ -175,7 +175,7 @@ bool IsUnreadable(IMessage* message, const CatalogueEntry& property) {
     return !value || (PROP_TYPE(value->ulPropTag) == PT_ERROR && value->Value.err != MAPI_E_NOT_FOUND);
 }
 
-std::string ShowValue(IMessage* message, const CatalogueEntry& property, size_t limit) {
+std::string ShowValue(IMessage* message, const TCatalogueEntry& property, size_t limit) {
     // Not what the store says: the search compares what a person put in.
     if (property.tag == PR_MESSAGE_SIZE)
         return std::to_string(Quorvel_GetSubjectBodyAttachmentsSize(message, 1, nullptr, 0));

@@ -11,11 +11,11 @@ namespace host {
 
 /// The value of a property on an item, derived ones included; empty when the item has none. Long texts are
 /// cut after about `limit` characters and end in an ellipsis then. Line breaks stay.
-std::string ShowValue(IMessage* message, const CatalogueEntry& property, size_t limit);
+std::string ShowValue(IMessage* message, const TCatalogueEntry& property, size_t limit);
 
 /// Whether the item has a value that cannot be read, which is something else than none. False for derived
 /// properties and for what is read through a stream.
-bool IsUnreadable(IMessage* message, const CatalogueEntry& property);
+bool IsUnreadable(IMessage* message, const TCatalogueEntry& property);
 
 /// The tag that a named property has in the item's store; 0 when it has none.
 ULONG ResolvedTag(IMessage* message, const char* set, int id, const wchar_t* stringId, unsigned type);

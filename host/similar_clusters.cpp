@@ -36,7 +36,7 @@ class CStrictGraph {
     /// All that hang together with a contact, in their order.
     std::vector<uint32_t> Connected(uint32_t start) {
         std::vector<uint32_t> members{start};
-        ++m_mark;
+        ++m_nMark;
         Mark(start);
         for (size_t i = 0; i < members.size(); ++i) {
             ForEachNeighbour(members[i], [&](const TEdge& edge) {
@@ -53,7 +53,7 @@ class CStrictGraph {
     template <typename AreStrangers>
     bool FindStranger(const std::vector<uint32_t>& members, uint32_t contact, AreStrangers&& areStrangers,
                       uint32_t* stranger) {
-        ++m_mark;
+        ++m_nMark;
         Mark(contact);
         size_t left = members.size() - 1;
         std::vector<uint32_t> friends;
@@ -69,7 +69,7 @@ class CStrictGraph {
             });
         }
         for (size_t i = 0; i < members.size() && left > 0; ++i) {
-            if (m_marks[members[i]] == m_mark) continue;
+            if (m_marks[members[i]] == m_nMark) continue;
             --left;
             if (!areStrangers(contact, members[i])) continue;
             *stranger = members[i];
@@ -81,9 +81,9 @@ class CStrictGraph {
     /// Cuts the weakest pair of a shortest path between two contacts; false when there is no path.
     bool CutWeakest(uint32_t a, uint32_t b, uint32_t* cut) {
         std::vector<uint32_t> reached{a};
-        ++m_mark;
+        ++m_nMark;
         Mark(a);
-        for (size_t i = 0; i < reached.size() && m_marks[b] != m_mark; ++i) {
+        for (size_t i = 0; i < reached.size() && m_marks[b] != m_nMark; ++i) {
             ForEachNeighbour(reached[i], [&](const TEdge& edge) {
                 if (!Mark(edge.to)) return true;
                 m_from[edge.to] = {reached[i], edge.pair};
@@ -91,7 +91,7 @@ class CStrictGraph {
                 return edge.to != b;
             });
         }
-        if (m_marks[b] != m_mark) return false;
+        if (m_marks[b] != m_nMark) return false;
         *cut = m_from[b].pair;
         for (uint32_t at = b; at != a; at = m_from[at].to)
             if (Strength(m_from[at].pair) < Strength(*cut)) *cut = m_from[at].pair;
@@ -103,7 +103,7 @@ class CStrictGraph {
 
   private:
     int Strength(uint32_t pair) const { return m_reasons[m_pairs[pair].reason].strength; }
-    bool Mark(uint32_t contact) { return std::exchange(m_marks[contact], m_mark) != m_mark; }
+    bool Mark(uint32_t contact) { return std::exchange(m_marks[contact], m_nMark) != m_nMark; }
     template <typename Visit>
     void ForEachNeighbour(uint32_t contact, Visit&& visit) const {
         for (const TEdge& edge : m_edges[contact])
@@ -116,7 +116,7 @@ class CStrictGraph {
     std::vector<bool> m_isCut;
     std::vector<uint32_t> m_marks;
     std::vector<TEdge> m_from;
-    uint32_t m_mark = 0;
+    uint32_t m_nMark = 0;
 };
 
 }  // namespace

@@ -11,21 +11,21 @@ namespace host {
 
 namespace {
 
-struct SimilarDeleter {
+struct TSimilarDeleter {
     using pointer = HSimilarSearch;
     void operator()(HSimilarSearch search) const { SimilarSearch_Delete(search); }
 };
-using SimilarSearch = std::unique_ptr<HSimilarSearch, SimilarDeleter>;
+using SimilarSearch = std::unique_ptr<HSimilarSearch, TSimilarDeleter>;
 
 /// Ctrl-C is looked for after so many comparisons.
 constexpr size_t kComparedAtOnce = 4096;
 
-const std::string& StoreId(const SimilarResult& result, const Item& item) {
+const std::string& StoreId(const TSimilarResult& result, const TItem& item) {
     return result.catalog.stores[result.catalog.folders[item.folder].store].entryId;
 }
 
-ComPtr<IMessage> OpenContact(IMAPISession* session, const SimilarResult& result, size_t contact) {
-    const Item& item = result.contacts[contact];
+ComPtr<IMessage> OpenContact(IMAPISession* session, const TSimilarResult& result, size_t contact) {
+    const TItem& item = result.contacts[contact];
     ComPtr<IMessage> message;
     if (Quorvel_OpenItem(session, item.entryId.c_str(), StoreId(result, item).c_str(),
                          message.GetAddressOf()) != S_OK)
@@ -33,11 +33,11 @@ ComPtr<IMessage> OpenContact(IMAPISession* session, const SimilarResult& result,
     return message;
 }
 
-std::vector<size_t> ChooseContacts(const SimilarResult& result, const std::string& contact) {
+std::vector<size_t> ChooseContacts(const TSimilarResult& result, const std::string& contact) {
     std::vector<size_t> chosen;
     std::vector<std::string> names;
     for (size_t i = 0; i < result.contacts.size(); ++i) {
-        const Item& item = result.contacts[i];
+        const TItem& item = result.contacts[i];
         names.push_back(item.title);
         if (contact.empty() || EqualNoCase(item.title, contact) || EqualNoCase(item.entryId, contact) ||
             EqualNoCase(Place(result.catalog, item), contact)) {
@@ -45,12 +45,12 @@ std::vector<size_t> ChooseContacts(const SimilarResult& result, const std::strin
         }
     }
     if (chosen.empty() && !contact.empty()) {
-        throw Failure("There is no contact \"" + contact + "\"." + Suggestion(contact, names));
+        throw TFailure("There is no contact \"" + contact + "\"." + Suggestion(contact, names));
     }
     return chosen;
 }
 
-void ReadContacts(IMAPISession* session, const SimilarOptions& options, SimilarResult& result) {
+void ReadContacts(IMAPISession* session, const TSimilarOptions& options, TSimilarResult& result) {
     result.catalog = ReadCatalog(session);
     std::vector<size_t> chosen;
     for (const std::string& path : options.folders) {
@@ -59,7 +59,7 @@ void ReadContacts(IMAPISession* session, const SimilarOptions& options, SimilarR
     for (size_t i = 0; i < result.catalog.folders.size(); ++i) {
         const bool isChosen =
             options.folders.empty() || std::find(chosen.begin(), chosen.end(), i) != chosen.end();
-        if (isChosen && result.catalog.folders[i].kind == Kind::Contact)
+        if (isChosen && result.catalog.folders[i].kind == EKind::Contact)
             ReadItems(session, result.catalog, i, result.contacts);
     }
     result.filled.assign(result.contacts.size(), 0);
@@ -69,20 +69,20 @@ void ReadContacts(IMAPISession* session, const SimilarOptions& options, SimilarR
 class CComparing {
   public:
     // One search for each store: the search reopens contacts in the store that it was created for.
-    CComparing(IMAPISession* session, const std::string& storeId, SimilarResult& result)
-        : m_session(session),
+    CComparing(IMAPISession* session, const std::string& storeId, TSimilarResult& result)
+        : m_pSession(session),
           m_result(result),
           m_isLeftOut(result.contacts.size()),
           m_twins(result.contacts.size()),
           m_search(SimilarSearch_Create(session, storeId.c_str(), 0)) {
-        if (!m_search) throw Failure("The similar-contact search cannot be created.");
+        if (!m_search) throw TFailure("The similar-contact search cannot be created.");
     }
 
-    void Read(bool joinTwins, Progress& progress) {
+    void Read(bool joinTwins, CProgress& progress) {
         // Who is said to be somebody else than another stands for nobody else.
         std::set<uint32_t> said;
         for (const auto& [a, b] : m_result.notSame) said.insert({a, b});
-        CTwinFinder finder(m_session, m_result.catalog, m_result.contacts);
+        CTwinFinder finder(m_pSession, m_result.catalog, m_result.contacts);
         std::set<std::string> identifiers;
         for (uint32_t i = 0; i < m_result.contacts.size(); ++i) {
             if (!identifiers.insert(m_result.contacts[i].entryId).second)
@@ -99,12 +99,12 @@ class CComparing {
     bool IsLeftOut(size_t contact) const { return m_isLeftOut[contact]; }
 
     bool SearchBy(uint32_t contact) {
-        m_searchBy = kNobody;
-        const ComPtr<IMessage> message = OpenContact(m_session, m_result, contact);
+        m_nSearchBy = kNobody;
+        const ComPtr<IMessage> message = OpenContact(m_pSession, m_result, contact);
         if (!message ||
             !SimilarSearch_SetSearchByItem(m_search.get(), message.Get(), &m_result.filled[contact]))
             return false;
-        m_searchBy = contact;
+        m_nSearchBy = contact;
         return true;
     }
 
@@ -120,7 +120,7 @@ class CComparing {
     }
 
     bool AreRelated(uint32_t a, uint32_t b) {
-        if (m_searchBy != a && !SearchBy(a)) return false;
+        if (m_nSearchBy != a && !SearchBy(a)) return false;
         return Check(b) != 0;
     }
 
@@ -128,7 +128,7 @@ class CComparing {
     static constexpr uint32_t kNobody = ~0u;
 
     void ReadContact(uint32_t contact, CTwinFinder* finder) {
-        const ComPtr<IMessage> message = OpenContact(m_session, m_result, contact);
+        const ComPtr<IMessage> message = OpenContact(m_pSession, m_result, contact);
         if (!message) return LeaveOut(contact, &m_result.unreadable);
         if (const auto twin = finder ? finder->Find(contact, message.Get()) : std::nullopt;
             twin && !m_isLeftOut[*twin])
@@ -142,12 +142,12 @@ class CComparing {
         m_isLeftOut[contact] = true;
     }
 
-    IMAPISession* m_session;
-    SimilarResult& m_result;
+    IMAPISession* m_pSession;
+    TSimilarResult& m_result;
     std::vector<bool> m_isLeftOut;
     TTwins m_twins;
     SimilarSearch m_search;
-    uint32_t m_searchBy = kNobody;
+    uint32_t m_nSearchBy = kNobody;
 };
 
 /// The reasons that turned up, each once.
@@ -181,13 +181,14 @@ struct THit {
 /// Compares until all is done or Ctrl-C is pressed.
 class CAllPairs {
   public:
-    CAllPairs(CComparing& comparing, const SimilarOptions& options, SimilarResult& result, Progress& progress)
+    CAllPairs(CComparing& comparing, const TSimilarOptions& options, TSimilarResult& result,
+              CProgress& progress)
         : m_comparing(comparing),
           m_twins(comparing.Twins()),
           m_options(options),
           m_result(result),
           m_progress(progress),
-          m_isOne(!options.contact.empty()),
+          m_bOne(!options.contact.empty()),
           m_reasons(result.reasons) {}
 
     CResembling Compare(const std::vector<size_t>& chosen) {
@@ -206,7 +207,7 @@ class CAllPairs {
     }
 
   private:
-    size_t PairsWith(size_t contact) const { return m_twins.first.size() - 1 - (m_isOne ? 0 : contact); }
+    size_t PairsWith(size_t contact) const { return m_twins.first.size() - 1 - (m_bOne ? 0 : contact); }
 
     void ShowProgress(size_t checked) {
         m_progress("pairs compared", static_cast<size_t>(m_result.compared) + checked,
@@ -215,7 +216,7 @@ class CAllPairs {
 
     void SearchBy(uint32_t one) {
         m_hits.clear();
-        const size_t begin = m_isOne ? 0 : one + size_t{1};
+        const size_t begin = m_bOne ? 0 : one + size_t{1};
         for (size_t b = begin; b < m_twins.first.size(); ++b) {
             if (b % kComparedAtOnce == 0) {
                 ShowProgress(b - begin);
@@ -260,10 +261,10 @@ class CAllPairs {
 
     CComparing& m_comparing;
     const TTwins& m_twins;
-    const SimilarOptions& m_options;
-    SimilarResult& m_result;
-    Progress& m_progress;
-    const bool m_isOne;
+    const TSimilarOptions& m_options;
+    TSimilarResult& m_result;
+    CProgress& m_progress;
+    const bool m_bOne;
     CReasons m_reasons;
     CResembling m_resembling;
     std::vector<uint32_t> m_withTwins;  // that were searched by
@@ -272,8 +273,8 @@ class CAllPairs {
 
 }  // namespace
 
-SimilarResult FindSimilar(IMAPISession* session, const SimilarOptions& options, Progress& progress) {
-    SimilarResult result;
+TSimilarResult FindSimilar(IMAPISession* session, const TSimilarOptions& options, CProgress& progress) {
+    TSimilarResult result;
     ReadContacts(session, options, result);
     if (!options.notSame.empty()) ReadNotSame(options.notSame, &result);
     const std::vector<size_t> chosen = ChooseContacts(result, options.contact);
@@ -294,24 +295,24 @@ SimilarResult FindSimilar(IMAPISession* session, const SimilarOptions& options, 
     return result;
 }
 
-uint32_t MostFilled(const SimilarResult& result, const TCluster& cluster) {
+uint32_t MostFilled(const TSimilarResult& result, const TCluster& cluster) {
     return *std::max_element(cluster.contacts.begin(), cluster.contacts.end(),
                              [&](uint32_t a, uint32_t b) { return result.filled[a] < result.filled[b]; });
 }
 
-std::string NotSameLine(const SimilarResult& result, const TCluster& cluster) {
+std::string NotSameLine(const TSimilarResult& result, const TCluster& cluster) {
     std::string line;
     for (const uint32_t contact : cluster.contacts)
         line += (line.empty() ? "" : " <> ") + result.contacts[contact].entryId;
     return line;
 }
 
-std::string NameOf(const SimilarResult& result, uint32_t contact) {
+std::string NameOf(const TSimilarResult& result, uint32_t contact) {
     const std::string& title = result.contacts[contact].title;
     return title.empty() ? "(no name)" : OneLine(title);
 }
 
-std::string CutText(const SimilarResult& result, const TCut& cut) {
+std::string CutText(const TSimilarResult& result, const TCut& cut) {
     const auto named = [&](uint32_t contact) {
         return NameOf(result, contact) + " (" + Place(result.catalog, result.contacts[contact]) + ")";
     };

@@ -11,16 +11,16 @@
 
 namespace host {
 
-struct SimilarOptions {
+struct TSimilarOptions {
     std::string contact;  // empty: every contact against every later one; else this one against all others
     std::vector<std::string> folders;
     bool pairs = false;  // pairs one by one instead of clusters
     std::string notSame;
 };
 
-struct SimilarResult {
-    Catalog catalog;
-    std::vector<Item> contacts;
+struct TSimilarResult {
+    TCatalog catalog;
+    std::vector<TItem> contacts;
     std::vector<unsigned> filled;  // fields that each has filled; 0 where nobody asked
     std::vector<TReason> reasons;
     /// Every pair with --pairs, else the strict ones.
@@ -44,22 +44,22 @@ struct SimilarResult {
 
 /// Throws Failure, and TInterrupted while there is nothing to show yet; Ctrl-C while contacts are compared leaves
 /// what was found until then.
-SimilarResult FindSimilar(IMAPISession* session, const SimilarOptions& options, Progress& progress);
+TSimilarResult FindSimilar(IMAPISession* session, const TSimilarOptions& options, CProgress& progress);
 
 /// Lines of contacts that are not one person, `A <> B <> C`, each by entry identifier or "Folder#number". Throws
 /// Failure for a file or a line that cannot be read; contacts that are no more are counted.
-void ReadNotSame(const std::string& path, SimilarResult* result);
+void ReadNotSame(const std::string& path, TSimilarResult* result);
 
 /// The contact of a cluster that has most filled; of several the first.
-uint32_t MostFilled(const SimilarResult& result, const TCluster& cluster);
+uint32_t MostFilled(const TSimilarResult& result, const TCluster& cluster);
 /// Its members as a line for the file of those that are not the same.
-std::string NotSameLine(const SimilarResult& result, const TCluster& cluster);
+std::string NotSameLine(const TSimilarResult& result, const TCluster& cluster);
 /// Why a cluster was parted, in a sentence.
-std::string CutText(const SimilarResult& result, const TCut& cut);
-std::string NameOf(const SimilarResult& result, uint32_t contact);
+std::string CutText(const TSimilarResult& result, const TCut& cut);
+std::string NameOf(const TSimilarResult& result, uint32_t contact);
 
-std::string SimilarText(const SimilarResult& result, bool pairs);
-std::string SimilarJson(IMAPISession* session, const SimilarResult& result, bool pairs, Progress& progress);
-std::string SimilarHtml(IMAPISession* session, const SimilarResult& result, Progress& progress);
+std::string SimilarText(const TSimilarResult& result, bool pairs);
+std::string SimilarJson(IMAPISession* session, const TSimilarResult& result, bool pairs, CProgress& progress);
+std::string SimilarHtml(IMAPISession* session, const TSimilarResult& result, CProgress& progress);
 
 }  // namespace host

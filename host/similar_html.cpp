@@ -15,20 +15,20 @@ constexpr size_t kValueLimit = 4000;
 constexpr size_t kNamesOfList = 40;
 constexpr size_t kNoCluster = static_cast<size_t>(-1);
 
-std::string PlaceHtml(const SimilarResult& result, size_t contact) {
-    const Item& item = result.contacts[contact];
+std::string PlaceHtml(const TSimilarResult& result, size_t contact) {
+    const TItem& item = result.contacts[contact];
     const std::string source = SourceText(item);
     return Escape(Place(result.catalog, item)) +
            (source.empty() ? "" : "<br><span class=\"soft\">" + Escape(source) + "</span>");
 }
 
-std::string NamedHtml(const SimilarResult& result, uint32_t contact) {
+std::string NamedHtml(const TSimilarResult& result, uint32_t contact) {
     return "<b>" + Escape(NameOf(result, contact)) + "</b> <span class=\"soft\">" +
            Escape(Place(result.catalog, result.contacts[contact])) + "</span>";
 }
 
 /// A list with its field named once.
-std::string ListHtml(const SimilarResult& result, size_t index) {
+std::string ListHtml(const TSimilarResult& result, size_t index) {
     const TResembling& list = result.resembling[index];
     const size_t shown = std::min(kNamesOfList, list.contacts.size());
     std::string html = "<details><summary>" + Count(list.contacts.size(), "contact", "contacts") +
@@ -40,9 +40,9 @@ std::string ListHtml(const SimilarResult& result, size_t index) {
     return html + "</ul></details>\n";
 }
 
-std::string ValuesHtml(IMAPISession* session, const SimilarResult& result, size_t index) {
+std::string ValuesHtml(IMAPISession* session, const TSimilarResult& result, size_t index) {
     const TCluster& cluster = result.clusters[index];
-    const std::optional<MatrixView> values = ValuesOf(session, result, index);
+    const std::optional<TMatrixView> values = ValuesOf(session, result, index);
     const uint32_t most = MostFilled(result, cluster);
     const size_t columns = values ? std::min(kContactsSideBySide, cluster.contacts.size()) : 0;
     std::string html;
@@ -56,9 +56,9 @@ std::string ValuesHtml(IMAPISession* session, const SimilarResult& result, size_
                     "</th>";
         }
         html += "</tr></thead><tbody>\n";
-        for (const MatrixRow& row : values->rows) {
-            if (row.verdict == Verdict::AllEmpty) continue;
-            const bool differs = row.verdict != Verdict::Equal;
+        for (const TMatrixRow& row : values->rows) {
+            if (row.verdict == EVerdict::AllEmpty) continue;
+            const bool differs = row.verdict != EVerdict::Equal;
             html += std::string("<tr") + (differs ? " class=\"differs\"" : "") + "><th scope=\"row\">" +
                     Escape(row.property) + (differs ? "<span class=\"soft\"> (differs)</span>" : "") +
                     "</th>";
@@ -74,7 +74,7 @@ std::string ValuesHtml(IMAPISession* session, const SimilarResult& result, size_
     return html + "</ul>\n";
 }
 
-std::string ClusterHtml(IMAPISession* session, const SimilarResult& result, size_t index) {
+std::string ClusterHtml(IMAPISession* session, const TSimilarResult& result, size_t index) {
     const TCluster& cluster = result.clusters[index];
     std::string html =
         "<details class=\"group\" id=\"cluster" + std::to_string(index + 1) + "\"" +
@@ -96,7 +96,8 @@ std::string ClusterHtml(IMAPISession* session, const SimilarResult& result, size
            Escape(NotSameLine(result, cluster)) + "</code></p></details></div></details>\n";
 }
 
-std::string ItemsHtml(const SimilarResult& result, const char* heading, const std::vector<size_t>& contacts) {
+std::string ItemsHtml(const TSimilarResult& result, const char* heading,
+                      const std::vector<size_t>& contacts) {
     if (contacts.empty()) return {};
     std::string html = std::string("<h2>") + heading + "</h2>\n<ul>\n";
     for (const size_t contact : contacts) html += "<li>" + PlaceHtml(result, contact) + "</li>\n";
@@ -105,22 +106,23 @@ std::string ItemsHtml(const SimilarResult& result, const char* heading, const st
 
 }  // namespace
 
-std::optional<MatrixView> ValuesOf(IMAPISession* session, const SimilarResult& result, size_t cluster) {
+std::optional<TMatrixView> ValuesOf(IMAPISession* session, const TSimilarResult& result, size_t cluster) {
     if (cluster >= kClustersWithValues) return std::nullopt;
-    std::vector<Item> items;
+    std::vector<TItem> items;
     for (const uint32_t contact : result.clusters[cluster].contacts) {
         if (items.size() == kContactsSideBySide) break;
         items.push_back(result.contacts[contact]);
     }
     try {
-        return BuildMatrix(session, result.catalog, items, LoadDefinitions(BuiltInDefinitions(Kind::Contact)),
-                           kValueLimit, EMatrixItems::Resembling);
-    } catch (const Failure&) {
+        return BuildMatrix(session, result.catalog, items,
+                           LoadDefinitions(BuiltInDefinitions(EKind::Contact)), kValueLimit,
+                           EMatrixItems::Resembling);
+    } catch (const TFailure&) {
         return std::nullopt;
     }
 }
 
-std::string SimilarHtml(IMAPISession* session, const SimilarResult& result, Progress& progress) {
+std::string SimilarHtml(IMAPISession* session, const TSimilarResult& result, CProgress& progress) {
     std::string html = HtmlHead("quorvel similar", "Contacts that resemble one another") + "<header><h1>" +
                        Count(result.clusters.size(), "cluster", "clusters") + " of contacts</h1>\n<p>" +
                        Count(result.contacts.size(), "contact", "contacts") + ", " +

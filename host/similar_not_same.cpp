@@ -17,7 +17,7 @@ constexpr std::string_view kBlanks = " \t\r";
 /// Finds contacts by identifier or place.
 class CContactNames {
   public:
-    explicit CContactNames(const SimilarResult& result) : m_result(result) {
+    explicit CContactNames(const TSimilarResult& result) : m_result(result) {
         for (uint32_t i = 0; i < result.contacts.size(); ++i)
             m_byId.try_emplace(result.contacts[i].entryId, i);
     }
@@ -46,7 +46,7 @@ class CContactNames {
         return place[begin - 1] == '/' && EqualNoCase(place.substr(begin), name);
     }
 
-    const SimilarResult& m_result;
+    const TSimilarResult& m_result;
     std::unordered_map<std::string, uint32_t> m_byId;
 };
 
@@ -58,14 +58,14 @@ std::string_view Trimmed(std::string_view text) {
 
 }  // namespace
 
-void ReadNotSame(const std::string& path, SimilarResult* result) {
+void ReadNotSame(const std::string& path, TSimilarResult* result) {
     std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
-    if (!stream) throw Failure("The file \"" + path + "\" cannot be read.");
+    if (!stream) throw TFailure("The file \"" + path + "\" cannot be read.");
     const CContactNames known(*result);
     std::string line;
     for (size_t number = 1; std::getline(stream, line); ++number) {
         const auto refuse = [&](const std::string& why) {
-            throw Failure("Line " + std::to_string(number) + " of \"" + path + "\" " + why);
+            throw TFailure("Line " + std::to_string(number) + " of \"" + path + "\" " + why);
         };
         if (number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
         std::string_view rest = Trimmed(line);
@@ -91,7 +91,7 @@ void ReadNotSame(const std::string& path, SimilarResult* result) {
             for (size_t k = 0; k < i; ++k)
                 if (contacts[i] != contacts[k]) result->notSame.insert(std::minmax(contacts[i], contacts[k]));
     }
-    if (stream.bad()) throw Failure("The file \"" + path + "\" cannot be read.");
+    if (stream.bad()) throw TFailure("The file \"" + path + "\" cannot be read.");
 }
 
 }  // namespace host

@@ -18,12 +18,12 @@ using json = nlohmann::ordered_json;
 constexpr size_t kNamesOfList = 5;
 constexpr size_t kNoCluster = static_cast<size_t>(-1);
 
-std::string PlaceOf(const SimilarResult& result, size_t contact) {
+std::string PlaceOf(const TSimilarResult& result, size_t contact) {
     return Place(result.catalog, result.contacts[contact]);
 }
 
 /// "40 contacts by Company: Ann (Contacts#1), Bob (Contacts#2) and 38 more"
-std::string ListText(const SimilarResult& result, const TResembling& list) {
+std::string ListText(const TSimilarResult& result, const TResembling& list) {
     std::string text = Count(list.contacts.size(), "contact", "contacts") + " by " +
                        OneLine(result.reasons[list.reason].fields) + ": ";
     for (size_t i = 0; i < std::min(kNamesOfList, list.contacts.size()); ++i)
@@ -34,7 +34,7 @@ std::string ListText(const SimilarResult& result, const TResembling& list) {
     return text;
 }
 
-std::string ClusterText(const SimilarResult& result, size_t index) {
+std::string ClusterText(const TSimilarResult& result, size_t index) {
     const TCluster& cluster = result.clusters[index];
     const uint32_t most = MostFilled(result, cluster);
     std::string text = "cluster " + std::to_string(index + 1) + ": " +
@@ -56,7 +56,7 @@ std::string ClusterText(const SimilarResult& result, size_t index) {
     return text;
 }
 
-std::string ClustersText(const SimilarResult& result) {
+std::string ClustersText(const TSimilarResult& result) {
     std::string text;
     for (size_t i = 0; i < result.clusters.size(); ++i) text += (i == 0 ? "" : "\n") + ClusterText(result, i);
     for (size_t i = 0; i < result.others.size(); ++i)
@@ -65,7 +65,7 @@ std::string ClustersText(const SimilarResult& result) {
     return text;
 }
 
-std::string PairsText(const SimilarResult& result) {
+std::string PairsText(const TSimilarResult& result) {
     std::string text;
     uint32_t last = ~0u;
     for (const TSimilarPair& pair : result.pairs) {
@@ -82,7 +82,7 @@ std::string PairsText(const SimilarResult& result) {
 }
 
 /// What was not compared, and what a person left out.
-std::string LeftOutText(const SimilarResult& result) {
+std::string LeftOutText(const TSimilarResult& result) {
     std::string text;
     for (const size_t item : result.unreadable) text += "could not be read: " + PlaceOf(result, item) + "\n";
     for (const size_t item : result.sameIdentifier)
@@ -98,9 +98,9 @@ std::string LeftOutText(const SimilarResult& result) {
     return text;
 }
 
-json ItemJson(const SimilarResult& result, size_t index) {
-    const Item& contact = result.contacts[index];
-    const Folder& folder = result.catalog.folders[contact.folder];
+json ItemJson(const TSimilarResult& result, size_t index) {
+    const TItem& contact = result.contacts[index];
+    const TFolder& folder = result.catalog.folders[contact.folder];
     return json{{"folder", folder.path},
                 {"number", contact.number},
                 {"title", contact.title},
@@ -108,13 +108,13 @@ json ItemJson(const SimilarResult& result, size_t index) {
                 {"storeId", result.catalog.stores[folder.store].entryId}};
 }
 
-json ItemsJson(const SimilarResult& result, const auto& contacts) {
+json ItemsJson(const TSimilarResult& result, const auto& contacts) {
     json items = json::array();
     for (const auto contact : contacts) items.push_back(ItemJson(result, contact));
     return items;
 }
 
-json PairJson(const SimilarResult& result, const TSimilarPair& pair) {
+json PairJson(const TSimilarResult& result, const TSimilarPair& pair) {
     const TReason& reason = result.reasons[pair.reason];
     return json{{"verdict", reason.strict ? "strict" : "similar"},
                 {"fields", reason.fields},
@@ -123,14 +123,14 @@ json PairJson(const SimilarResult& result, const TSimilarPair& pair) {
                 {"b", ItemJson(result, pair.b)}};
 }
 
-json ListJson(const SimilarResult& result, size_t list) {
+json ListJson(const TSimilarResult& result, size_t list) {
     const TResembling& of = result.resembling[list];
     return json{{"fields", result.reasons[of.reason].fields},
                 {"pairs", of.pairs},
                 {"contacts", ItemsJson(result, of.contacts)}};
 }
 
-json ClusterJson(IMAPISession* session, const SimilarResult& result, size_t index) {
+json ClusterJson(IMAPISession* session, const TSimilarResult& result, size_t index) {
     const TCluster& cluster = result.clusters[index];
     const TReason& reason = result.reasons[cluster.reason];
     json object{{"fields", reason.fields}, {"explanation", reason.explanation}, {"pairs", cluster.pairs}};
@@ -142,7 +142,7 @@ json ClusterJson(IMAPISession* session, const SimilarResult& result, size_t inde
     object["mostFilled"] = ItemJson(result, MostFilled(result, cluster));
     object["values"] = json::array();
     if (const auto values = ValuesOf(session, result, index)) {
-        for (const MatrixRow& row : values->rows)
+        for (const TMatrixRow& row : values->rows)
             object["values"].push_back(json{{"property", row.property}, {"values", row.texts}});
     }
     object["similar"] = json::array();
@@ -158,7 +158,7 @@ json ClusterJson(IMAPISession* session, const SimilarResult& result, size_t inde
 
 }  // namespace
 
-std::string SimilarText(const SimilarResult& result, bool pairs) {
+std::string SimilarText(const TSimilarResult& result, bool pairs) {
     std::string text = pairs ? PairsText(result) : ClustersText(result);
     const std::string leftOut = LeftOutText(result);
     text += leftOut;
@@ -169,7 +169,8 @@ std::string SimilarText(const SimilarResult& result, bool pairs) {
            " that resemble one another, " + std::to_string(result.strictPairs) + " strictly\n";
 }
 
-std::string SimilarJson(IMAPISession* session, const SimilarResult& result, bool pairs, Progress& progress) {
+std::string SimilarJson(IMAPISession* session, const TSimilarResult& result, bool pairs,
+                        CProgress& progress) {
     json report{
         {"format", "quorvel-similar"}, {"version", pairs ? 1 : 2}, {"contacts", result.contacts.size()}};
     if (pairs) {

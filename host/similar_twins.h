@@ -48,7 +48,7 @@ struct TTwins {
 class CTwinFinder {
   public:
     /// All outlive the finder.
-    CTwinFinder(IMAPISession* session, const Catalog& catalog, const std::vector<Item>& contacts)
+    CTwinFinder(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& contacts)
         : m_reader(session, catalog, m_noBookkeeping), m_contacts(contacts) {}
 
     /// The earlier contact that holds the same as this one. Without any the next ones are held against this one.
@@ -60,7 +60,7 @@ class CTwinFinder {
 
     const TBookkeeping m_noBookkeeping;
     CItemReader m_reader;
-    const std::vector<Item>& m_contacts;
+    const std::vector<TItem>& m_contacts;
     std::unordered_multimap<size_t, uint32_t> m_byHash;
     std::map<std::pair<size_t, ULONG>, bool> m_isOfTheCopy;  // by store and property
 };

@@ -14,6 +14,6 @@ inline constexpr size_t kContactsSideBySide = 8;
 
 /// Of the first contacts of a cluster. Nothing for a cluster beyond the first ones, or when a contact cannot be
 /// read any more.
-std::optional<MatrixView> ValuesOf(IMAPISession* session, const SimilarResult& result, size_t cluster);
+std::optional<TMatrixView> ValuesOf(IMAPISession* session, const TSimilarResult& result, size_t cluster);
 
 }  // namespace host

@@ -11,7 +11,7 @@
 namespace host {
 
 /// What ends a command with one sentence on standard error and exit status 2.
-struct Failure : std::runtime_error {
+struct TFailure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 

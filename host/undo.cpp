@@ -26,19 +26,19 @@ struct TReturn {
 // What stands in the folders that a run moved from and to, each read once.
 class CFolders {
   public:
-    explicit CFolders(IMAPISession* session) : m_session(session) {}
+    explicit CFolders(IMAPISession* session) : m_pSession(session) {}
     const FolderRows& Of(const std::string& storeId, const std::string& folderId) {
         const std::string key = storeId + '|' + folderId;
         auto found = m_rows.find(key);
         if (found == m_rows.end()) {
-            std::optional<FolderRows> rows = ReadRows(m_session, storeId, folderId);
+            std::optional<FolderRows> rows = ReadRows(m_pSession, storeId, folderId);
             found = m_rows.emplace(key, rows ? std::move(*rows) : FolderRows()).first;
         }
         return found->second;
     }
 
   private:
-    IMAPISession* m_session;
+    IMAPISession* m_pSession;
     std::map<std::string, FolderRows> m_rows;
 };
 
@@ -51,23 +51,23 @@ struct TUnknown {
 
 class CReturns {
   public:
-    CReturns(IMAPISession* session, const UndoLog& log) : m_log(log), m_folders(session) {}
+    CReturns(IMAPISession* session, const TUndoLog& log) : m_log(log), m_folders(session) {}
     /// One for each move.
     std::vector<TReturn> Plan();
 
   private:
-    bool PlanKnown(const UndoMove& move, TReturn& back);
+    bool PlanKnown(const TUndoMove& move, TReturn& back);
     void PlanUnknown(TUnknown& unknown);
-    void FindCandidates(TUnknown& unknown, const UndoMove& move);
+    void FindCandidates(TUnknown& unknown, const TUndoMove& move);
 
-    const UndoLog& m_log;
+    const TUndoLog& m_log;
     CFolders m_folders;
     std::set<std::string> m_claimed;  // new identifiers that the file names
     std::vector<TReturn> m_returns;
 };
 
 // False when the file does not tell where the item is.
-bool CReturns::PlanKnown(const UndoMove& move, TReturn& back) {
+bool CReturns::PlanKnown(const TUndoMove& move, TReturn& back) {
     // Still where it was: the move did not happen, or was never saved.
     if (m_folders.Of(move.storeId, move.folderId).contains(move.entryId)) return true;
     if (move.newEntryId.empty()) return false;
@@ -84,9 +84,9 @@ bool CReturns::PlanKnown(const UndoMove& move, TReturn& back) {
 }
 
 // What has the search key and did not stand in the folder before the run, nor is named by another move.
-void CReturns::FindCandidates(TUnknown& unknown, const UndoMove& move) {
+void CReturns::FindCandidates(TUnknown& unknown, const TUndoMove& move) {
     std::set<std::string> others = m_claimed;
-    for (const UndoTarget& target : m_log.targets) {
+    for (const TUndoTarget& target : m_log.targets) {
         const auto had = target.had.find(move.searchKey);
         if (target.folderId == move.targetFolderId && had != target.had.end())
             others.insert(had->second.begin(), had->second.end());
@@ -118,7 +118,7 @@ std::vector<TReturn> CReturns::Plan() {
     m_returns.resize(m_log.moves.size());
     std::map<std::string, TUnknown> unknown;
     for (size_t i = 0; i < m_log.moves.size(); ++i) {
-        const UndoMove& move = m_log.moves[i];
+        const TUndoMove& move = m_log.moves[i];
         if (!move.newEntryId.empty()) m_claimed.insert(move.newEntryId);
         if (PlanKnown(move, m_returns[i])) continue;
         TUnknown& same = unknown[move.storeId + '|' + move.targetFolderId + '|' + move.searchKey];
@@ -132,21 +132,21 @@ std::vector<TReturn> CReturns::Plan() {
     return m_returns;
 }
 
-void CheckStores(IMAPISession* session, const UndoLog& log, const std::string& undoFile) {
+void CheckStores(IMAPISession* session, const TUndoLog& log, const std::string& undoFile) {
     std::set<std::string> stores;
-    for (const UndoMove& move : log.moves) stores.insert(move.storeId);
-    for (const UndoMerge& merge : log.merges) stores.insert(merge.storeId);
+    for (const TUndoMove& move : log.moves) stores.insert(move.storeId);
+    for (const TUndoMerge& merge : log.merges) stores.insert(merge.storeId);
     for (const std::string& store : stores) {
         if (!HasStore(session, store)) {
-            throw Failure("The undo file \"" + undoFile +
-                          "\" belongs to another mailbox; nothing was moved.");
+            throw TFailure("The undo file \"" + undoFile +
+                           "\" belongs to another mailbox; nothing was moved.");
         }
     }
 }
 
 // Folders that the run made go again once they are empty; a platform that refuses keeps them.
-void RemoveMadeFolders(IMAPISession* session, const UndoLog& log) {
-    for (const UndoTarget& target : log.targets) {
+void RemoveMadeFolders(IMAPISession* session, const TUndoLog& log) {
+    for (const TUndoTarget& target : log.targets) {
         ComPtr<IMsgStore> store;
         ComPtr<IMAPIFolder> folder;
         if (!target.isMade ||
@@ -168,15 +168,15 @@ void RemoveMadeFolders(IMAPISession* session, const UndoLog& log) {
     }
 }
 
-std::string NameOf(const UndoMove& move) {
+std::string NameOf(const TUndoMove& move) {
     return (move.title.empty() ? "(no title)" : move.title) + " to " + move.folder;
 }
 
 // Whether a duplicate that an item was completed from is neither there nor comes back: what the item has of it may be
 // all that is left of it.
-bool IsSourceGone(IMAPISession* session, const UndoLog& log, const std::vector<TReturn>& returns,
-                  const UndoSource& source) {
-    const auto move = std::ranges::find_if(log.moves, [&](const UndoMove& one) {
+bool IsSourceGone(IMAPISession* session, const TUndoLog& log, const std::vector<TReturn>& returns,
+                  const TUndoSource& source) {
+    const auto move = std::ranges::find_if(log.moves, [&](const TUndoMove& one) {
         return one.entryId == source.entryId && one.storeId == source.storeId;
     });
     if (move != log.moves.end()) return !returns[static_cast<size_t>(move - log.moves.begin())].why.empty();
@@ -186,16 +186,16 @@ bool IsSourceGone(IMAPISession* session, const UndoLog& log, const std::vector<T
 }
 
 // Items that were completed are what they were, the last one first.
-void RestoreItems(IMAPISession* session, const UndoLog& log, const std::vector<TReturn>& returns,
-                  TMoved& result, Progress& progress) {
+void RestoreItems(IMAPISession* session, const TUndoLog& log, const std::vector<TReturn>& returns,
+                  TMoved& result, CProgress& progress) {
     if (log.merges.empty()) return;
-    const Catalog catalog = ReadCatalog(session);
+    const TCatalog catalog = ReadCatalog(session);
     const TBookkeeping bookkeeping = LoadBookkeeping();
     CItemReader reader(session, catalog, bookkeeping);
     for (size_t i = log.merges.size(); i > 0 && !result.isInterrupted; --i) {
-        const UndoMerge& merge = log.merges[i - 1];
+        const TUndoMerge& merge = log.merges[i - 1];
         progress("items restored", log.merges.size() - i, log.merges.size());
-        const bool isAllThatIsLeft = std::ranges::any_of(merge.from, [&](const UndoSource& source) {
+        const bool isAllThatIsLeft = std::ranges::any_of(merge.from, [&](const TUndoSource& source) {
             return IsSourceGone(session, log, returns, source);
         });
         const TRestored restored =
@@ -217,35 +217,35 @@ void RestoreItems(IMAPISession* session, const UndoLog& log, const std::vector<T
 
 // The journal goes on while it can: without it the items go back all the same, and a second undo would only
 // miss them where they no longer are.
-void Note(std::optional<UndoWriter>& journal, size_t move) {
+void Note(std::optional<CUndoWriter>& journal, size_t move) {
     if (!journal) return;
     try {
         journal->WillPutBack(move);
-    } catch (const Failure&) {
+    } catch (const TFailure&) {
         journal.reset();
     }
 }
 
-std::optional<UndoWriter> OpenJournal(const std::string& undoFile) {
+std::optional<CUndoWriter> OpenJournal(const std::string& undoFile) {
     try {
-        return UndoWriter::Continue(undoFile);
-    } catch (const Failure&) {
+        return CUndoWriter::Continue(undoFile);
+    } catch (const TFailure&) {
         return {};
     }
 }
 
 }  // namespace
 
-TMoved Undo(Session& session, const std::string& undoFile, Progress& progress) {
-    const UndoLog log = ReadUndoFile(undoFile);
+TMoved Undo(CSession& session, const std::string& undoFile, CProgress& progress) {
+    const TUndoLog log = ReadUndoFile(undoFile);
     CheckStores(session.get(), log, undoFile);
     progress("looking for the items");
     const std::vector<TReturn> returns = CReturns(session.get(), log).Plan();
-    std::optional<UndoWriter> journal = OpenJournal(undoFile);
+    std::optional<CUndoWriter> journal = OpenJournal(undoFile);
     TMoved result;
     RestoreItems(session.get(), log, returns, result, progress);
     for (size_t i = 0; i < log.moves.size() && !result.isInterrupted; ++i) {
-        const UndoMove& move = log.moves[i];
+        const TUndoMove& move = log.moves[i];
         std::string why = returns[i].why;
         progress("items put back", i, log.moves.size());
         if (!returns[i].entryId.empty()) {
@@ -269,8 +269,9 @@ TMoved Undo(Session& session, const std::string& undoFile, Progress& progress) {
     const std::string unsaved = session.Close();
     progress.Clear();
     if (!unsaved.empty()) {
-        throw Failure((session.IsMailboxFile() ? "Nothing was put back: " : "The items were put back, but ") +
-                      unsaved + ".");
+        throw TFailure(
+            (session.IsMailboxFile() ? "Nothing was put back: " : "The items were put back, but ") + unsaved +
+            ".");
     }
     if (!log.isEnded)
         printf(

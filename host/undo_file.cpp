@@ -18,15 +18,15 @@ constexpr int kVersion = 3;
 
 constexpr struct {
     const char* name;
-    std::string UndoMove::*member;
+    std::string TUndoMove::*member;
 } kMembers[] = {
-    {"entryId", &UndoMove::entryId},
-    {"searchKey", &UndoMove::searchKey},
-    {"title", &UndoMove::title},
-    {"folder", &UndoMove::folder},
-    {"folderId", &UndoMove::folderId},
-    {"storeId", &UndoMove::storeId},
-    {"targetFolderId", &UndoMove::targetFolderId},
+    {"entryId", &TUndoMove::entryId},
+    {"searchKey", &TUndoMove::searchKey},
+    {"title", &TUndoMove::title},
+    {"folder", &TUndoMove::folder},
+    {"folderId", &TUndoMove::folderId},
+    {"storeId", &TUndoMove::storeId},
+    {"targetFolderId", &TUndoMove::targetFolderId},
 };
 
 json ToJson(const TRawValue& value) {
@@ -42,34 +42,34 @@ TRawValue RawFrom(const json& object) {
     return value;
 }
 
-json ToJson(const UndoMerge& merge) {
+json ToJson(const TUndoMerge& merge) {
     json object{{"entryId", merge.entryId}, {"storeId", merge.storeId}, {"title", merge.title},
                 {"folder", merge.folder},   {"values", json::array()},  {"attachments", json::array()},
                 {"from", json::array()}};
-    for (const UndoValue& value : merge.values) {
+    for (const TUndoValue& value : merge.values) {
         object["values"].push_back({{"property", value.property},
                                     {"name", value.name},
                                     {"was", ToJson(value.was)},
                                     {"is", ToJson(value.is)}});
     }
-    for (const UndoAttachment& one : merge.attachments) {
+    for (const TUndoAttachment& one : merge.attachments) {
         object["attachments"].push_back(
             {{"name", one.name}, {"mark", one.mark}, {"had", one.had}, {"added", one.added}});
     }
-    for (const UndoSource& one : merge.from)
+    for (const TUndoSource& one : merge.from)
         object["from"].push_back({{"entryId", one.entryId}, {"storeId", one.storeId}});
     return object;
 }
 
-UndoMerge MergeFrom(const json& object) {
+TUndoMerge MergeFrom(const json& object) {
     const auto text = [](const json& from, const char* name) { return from.at(name).get<std::string>(); };
-    UndoMerge merge{text(object, "entryId"),
-                    text(object, "storeId"),
-                    OneLine(text(object, "title")),
-                    OneLine(text(object, "folder")),
-                    {},
-                    {},
-                    {}};
+    TUndoMerge merge{text(object, "entryId"),
+                     text(object, "storeId"),
+                     OneLine(text(object, "title")),
+                     OneLine(text(object, "folder")),
+                     {},
+                     {},
+                     {}};
     for (const json& value : object.at("values")) {
         merge.values.push_back({text(value, "property"), OneLine(text(value, "name")),
                                 RawFrom(value.at("was")), RawFrom(value.at("is"))});
@@ -108,29 +108,29 @@ std::string Dump(const json& object) {
 class CReader {
   public:
     void Line(const std::string& line);
-    UndoLog log;
+    TUndoLog log;
     std::string check;
 
   private:
     void Check(json& object);
     void Move(const json& move);
     void Moved(const json& moved);
-    UndoTarget& Target(const json& target);
+    TUndoTarget& Target(const json& target);
 
-    int m_version = 0;
+    int m_nVersion = 0;
 };
 
 void CReader::Line(const std::string& line) {
     json object = json::parse(line);
-    if (m_version == 0) {
-        m_version = object.at("version").get<int>();
-        if (object.at("format") != kFormat || m_version < 1 || m_version > kVersion)
+    if (m_nVersion == 0) {
+        m_nVersion = object.at("version").get<int>();
+        if (object.at("format") != kFormat || m_nVersion < 1 || m_nVersion > kVersion)
             throw std::out_of_range("format");
         check = CheckOf({}, line);
-        log.isEnded = m_version == 1;  // which does not say
+        log.isEnded = m_nVersion == 1;  // which does not say
         return;
     }
-    if (m_version > 1)
+    if (m_nVersion > 1)
         Check(object);
     else
         object.erase("check");
@@ -143,7 +143,7 @@ void CReader::Line(const std::string& line) {
     } else if (member.key() == "moved") {
         Moved(*member);
     } else if (member.key() == "target") {
-        UndoTarget& target = Target(*member);
+        TUndoTarget& target = Target(*member);
         target.isMade = member->at("made").get<bool>();
         target.had = member->at("had").get<decltype(target.had)>();
     } else if (member.key() == "madeFolder") {
@@ -165,13 +165,13 @@ void CReader::Check(json& object) {
 }
 
 void CReader::Move(const json& move) {
-    UndoMove read;
+    TUndoMove read;
     for (const auto& row : kMembers) read.*row.member = OneLine(move.at(row.name).get<std::string>());
     log.moves.push_back(std::move(read));
 }
 
 void CReader::Moved(const json& moved) {
-    if (m_version == 1) {
+    if (m_nVersion == 1) {
         if (log.moves.empty()) throw std::out_of_range("moved");
         log.moves.back().newEntryId = moved.get<std::string>();
     } else {
@@ -179,17 +179,17 @@ void CReader::Moved(const json& moved) {
     }
 }
 
-UndoTarget& CReader::Target(const json& target) {
-    log.targets.push_back(UndoTarget{
+TUndoTarget& CReader::Target(const json& target) {
+    log.targets.push_back(TUndoTarget{
         target.at("storeId").get<std::string>(), target.at("folderId").get<std::string>(), false, {}});
     return log.targets.back();
 }
 
 // An identifier that stands twice tells of neither item where it is.
-void ForgetRepeated(std::vector<UndoMove>& moves) {
+void ForgetRepeated(std::vector<TUndoMove>& moves) {
     std::map<std::string, size_t> seen;
-    for (const UndoMove& move : moves) ++seen[move.newEntryId];
-    for (UndoMove& move : moves) {
+    for (const TUndoMove& move : moves) ++seen[move.newEntryId];
+    for (TUndoMove& move : moves) {
         if (seen[move.newEntryId] > 1) move.newEntryId.clear();
     }
 }
@@ -197,7 +197,7 @@ void ForgetRepeated(std::vector<UndoMove>& moves) {
 // Reads the whole lines of a file; gives the bytes that they take.
 std::streamoff ReadLines(const std::string& path, CReader& reader) {
     std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
-    if (!stream) throw Failure("The undo file \"" + path + "\" cannot be read.");
+    if (!stream) throw TFailure("The undo file \"" + path + "\" cannot be read.");
     std::streamoff size = 0;
     std::string line;
     for (size_t number = 1; std::getline(stream, line); ++number) {
@@ -206,9 +206,9 @@ std::streamoff ReadLines(const std::string& path, CReader& reader) {
         try {
             reader.Line(line);
         } catch (const std::exception&) {
-            throw Failure(path + ", line " + std::to_string(number) +
-                          (number == 1 ? ": this is no undo file of this version; nothing was moved."
-                                       : ": this is not as it was written; nothing was moved."));
+            throw TFailure(path + ", line " + std::to_string(number) +
+                           (number == 1 ? ": this is no undo file of this version; nothing was moved."
+                                        : ": this is not as it was written; nothing was moved."));
         }
         size += static_cast<std::streamoff>(line.size()) + 1;
     }
@@ -230,7 +230,7 @@ std::string TimedName(int turn) {
 
 }  // namespace
 
-UndoWriter UndoWriter::Create(const std::string& path) {
+CUndoWriter CUndoWriter::Create(const std::string& path) {
     std::string name = path.empty() ? TimedName(1) : path;
     File file(MakeNew(name));
     for (int turn = 2; path.empty() && file.get() == INVALID_HANDLE_VALUE &&
@@ -240,14 +240,14 @@ UndoWriter UndoWriter::Create(const std::string& path) {
         file.reset(MakeNew(name));
     }
     if (file.get() == INVALID_HANDLE_VALUE) {
-        throw Failure("The undo file \"" + name + "\" exists already or cannot be made; nothing was moved.");
+        throw TFailure("The undo file \"" + name + "\" exists already or cannot be made; nothing was moved.");
     }
-    UndoWriter writer(name, std::move(file), {});
+    CUndoWriter writer(name, std::move(file), {});
     writer.Write(FirstLine(), true);
     return writer;
 }
 
-UndoWriter UndoWriter::Continue(const std::string& path) {
+CUndoWriter CUndoWriter::Continue(const std::string& path) {
     CReader reader;
     LARGE_INTEGER end{};
     end.QuadPart = ReadLines(path, reader);
@@ -255,14 +255,14 @@ UndoWriter UndoWriter::Continue(const std::string& path) {
         CreateFileW(Widen(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
     if (file.get() == INVALID_HANDLE_VALUE || !SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) ||
         !SetEndOfFile(file.get())) {
-        throw Failure("The undo file \"" + path + "\" cannot be written; nothing was moved.");
+        throw TFailure("The undo file \"" + path + "\" cannot be written; nothing was moved.");
     }
     return {path, std::move(file), reader.check};
 }
 
-void UndoWriter::Write(const std::string& line, bool isUrgent) {
+void CUndoWriter::Write(const std::string& line, bool isUrgent) {
     // Behind a line that is not whole nothing more can follow.
-    if (!m_file) throw Failure("The undo file \"" + m_path + "\" cannot be written.");
+    if (!m_file) throw TFailure("The undo file \"" + m_path + "\" cannot be written.");
     const std::string check = CheckOf(m_check, line);
     // The first line says what the file is, and needs no check of its own.
     const std::string whole =
@@ -271,12 +271,12 @@ void UndoWriter::Write(const std::string& line, bool isUrgent) {
     if (!WriteFile(m_file.get(), whole.data(), static_cast<DWORD>(whole.size()), &written, nullptr) ||
         written != whole.size() || (isUrgent && !FlushFileBuffers(m_file.get()))) {
         m_file.reset();
-        throw Failure("The undo file \"" + m_path + "\" cannot be written.");
+        throw TFailure("The undo file \"" + m_path + "\" cannot be written.");
     }
     m_check = check;
 }
 
-void UndoWriter::Target(const UndoTarget& target) {
+void CUndoWriter::Target(const TUndoTarget& target) {
     Write(Dump(json{{"target",
                      {{"storeId", target.storeId},
                       {"folderId", target.folderId},
@@ -285,29 +285,29 @@ void UndoWriter::Target(const UndoTarget& target) {
           true);
 }
 
-void UndoWriter::WillMerge(const UndoMerge& merge) {
+void CUndoWriter::WillMerge(const TUndoMerge& merge) {
     Write(Dump(json{{"merge", ToJson(merge)}}), true);
 }
 
-void UndoWriter::WillMove(const UndoMove& move) {
+void CUndoWriter::WillMove(const TUndoMove& move) {
     json object;
     for (const auto& row : kMembers) object[row.name] = move.*row.member;
     Write(Dump(json{{"move", object}}), true);
 }
 
-void UndoWriter::Moved(size_t move, const std::string& newEntryId) {
+void CUndoWriter::Moved(size_t move, const std::string& newEntryId) {
     Write(Dump(json{{"moved", {{"move", move}, {"newEntryId", newEntryId}}}}), false);
 }
 
-void UndoWriter::End(bool isSaved) {
+void CUndoWriter::End(bool isSaved) {
     Write(Dump(json{{"end", isSaved ? "saved" : "nothing was saved"}}), true);
 }
 
-void UndoWriter::WillPutBack(size_t move) {
+void CUndoWriter::WillPutBack(size_t move) {
     Write(Dump(json{{"back", move}}), false);
 }
 
-UndoLog ReadUndoFile(const std::string& path) {
+TUndoLog ReadUndoFile(const std::string& path) {
     CReader reader;
     ReadLines(path, reader);
     ForgetRepeated(reader.log.moves);

@@ -24,7 +24,7 @@
 
 namespace host {
 
-struct UndoMove {
+struct TUndoMove {
     std::string entryId;    // before the move
     std::string searchKey;  // kept by the move; hexadecimal
     std::string title;
@@ -36,7 +36,7 @@ struct UndoMove {
     bool isBack = false;     // an undo set out to put it back
 };
 
-struct UndoTarget {
+struct TUndoTarget {
     std::string storeId;
     std::string folderId;
     bool isMade = false;                                  // by the run
@@ -44,7 +44,7 @@ struct UndoTarget {
 };
 
 /// A value of an item that was completed.
-struct UndoValue {
+struct TUndoValue {
     std::string property;  // PropertyName
     std::string name;      // for people
     TRawValue was;         // without a value: it had none
@@ -52,7 +52,7 @@ struct UndoValue {
 };
 
 /// Attachments that came with it, alike ones together.
-struct UndoAttachment {
+struct TUndoAttachment {
     std::string name;
     std::string mark;  // AttachmentMark
     size_t had = 0;    // of the same mark, before
@@ -60,55 +60,55 @@ struct UndoAttachment {
 };
 
 /// A duplicate that an item was completed from.
-struct UndoSource {
+struct TUndoSource {
     std::string entryId;  // before it moved
     std::string storeId;
 };
 
-struct UndoMerge {
+struct TUndoMerge {
     std::string entryId;
     std::string storeId;
     std::string title;
     std::string folder;  // path and number, for people
-    std::vector<UndoValue> values;
-    std::vector<UndoAttachment> attachments;
-    std::vector<UndoSource> from;
+    std::vector<TUndoValue> values;
+    std::vector<TUndoAttachment> attachments;
+    std::vector<TUndoSource> from;
 };
 
-struct UndoLog {
-    std::vector<UndoMerge> merges;
-    std::vector<UndoMove> moves;
-    std::vector<UndoTarget> targets;
+struct TUndoLog {
+    std::vector<TUndoMerge> merges;
+    std::vector<TUndoMove> moves;
+    std::vector<TUndoTarget> targets;
     bool isEnded = false;  // the run came to its end, saved or not
 };
 
 /// Writes lines, each with its check. Throws Failure when the disk does not take one.
-class UndoWriter {
+class CUndoWriter {
   public:
     /// Makes a new file; throws Failure when it exists or cannot be made. An empty path: a new name with the
     /// time in it, in the current folder.
-    static UndoWriter Create(const std::string& path);
+    static CUndoWriter Create(const std::string& path);
     /// Goes on with a file where its last whole line ends.
-    static UndoWriter Continue(const std::string& path);
+    static CUndoWriter Continue(const std::string& path);
 
     const std::string& Path() const { return m_path; }
-    void Target(const UndoTarget& target);
-    void WillMerge(const UndoMerge& merge);
-    void WillMove(const UndoMove& move);
+    void Target(const TUndoTarget& target);
+    void WillMerge(const TUndoMerge& merge);
+    void WillMove(const TUndoMove& move);
     void Moved(size_t move, const std::string& newEntryId);
     void End(bool isSaved);
     void WillPutBack(size_t move);
 
   private:
-    struct HandleCloser {
+    struct THandleCloser {
         using pointer = HANDLE;
         void operator()(HANDLE handle) const {
             if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
         }
     };
-    using File = std::unique_ptr<HANDLE, HandleCloser>;
+    using File = std::unique_ptr<HANDLE, THandleCloser>;
 
-    UndoWriter(std::string path, File file, std::string check)
+    CUndoWriter(std::string path, File file, std::string check)
         : m_path(std::move(path)), m_file(std::move(file)), m_check(std::move(check)) {}
     void Write(const std::string& line, bool isUrgent);
 
@@ -118,6 +118,6 @@ class UndoWriter {
 };
 
 /// Throws Failure naming file and line.
-UndoLog ReadUndoFile(const std::string& path);
+TUndoLog ReadUndoFile(const std::string& path);
 
 }  // namespace host

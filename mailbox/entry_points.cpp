@@ -1,8 +1,8 @@
 // The platform's functions.
 
-#include "mailbox/Buffers.h"
-#include "mailbox/Calls.h"
-#include "mailbox/MailboxFile.h"
+#include "mailbox/buffers.h"
+#include "mailbox/calls.h"
+#include "mailbox/mailbox_file.h"
 #include "mailbox/objects.h"
 #include "mailbox/platform_headers.h"
 
@@ -35,7 +35,7 @@ QV_EXPORT HRESULT WINAPI MAPILogonEx(ULONG_PTR, wchar_t*, wchar_t*, ULONG, IMAPI
     *session = nullptr;
     return Call({"MAPILogonEx"}, [&] {
         if (g_initialized == 0) return MAPI_E_NOT_INITIALIZED;
-        std::shared_ptr<Database> database;
+        std::shared_ptr<CDatabase> database;
         const HRESULT hr = OpenMailbox(database);
         if (hr == S_OK) *session = NewSession(std::move(database));
         return hr;
@@ -61,12 +61,12 @@ QV_EXPORT SCODE WINAPI MAPIAllocateMore(ULONG size, void* root, void** buffer) {
 }
 
 QV_EXPORT ULONG WINAPI MAPIFreeBuffer(void* buffer) {
-    const std::lock_guard<PlatformLock> guard(g_lock);
+    const std::lock_guard<CPlatformLock> guard(g_lock);
     return FreeBuffer(buffer) ? 0 : static_cast<ULONG>(MAPI_E_INVALID_PARAMETER);
 }
 
 QV_EXPORT void WINAPI FreeProws(SRowSet* rows) {
-    const std::lock_guard<PlatformLock> guard(g_lock);
+    const std::lock_guard<CPlatformLock> guard(g_lock);
     FreeRows(rows);
 }
 

@@ -6,33 +6,33 @@ namespace mailbox {
 
 namespace {
 
-class Indexer {
+class CIndexer {
   public:
-    Indexer(Database& database, std::wstring& why) : m_database(database), m_why(why) {}
+    CIndexer(CDatabase& database, std::wstring& why) : m_database(database), m_why(why) {}
     bool Run();
 
   private:
-    bool IndexStore(Store& store, size_t index);
-    bool IndexFolder(const std::shared_ptr<Folder>& folder, const std::string& place);
-    std::string IdFromPlace(const Store& store);
-    bool CheckReferences(const Store& store, const std::string& place);
+    bool IndexStore(TStore& store, size_t index);
+    bool IndexFolder(const std::shared_ptr<TFolder>& folder, const std::string& place);
+    std::string IdFromPlace(const TStore& store);
+    bool CheckReferences(const TStore& store, const std::string& place);
 
-    Database& m_database;
+    CDatabase& m_database;
     std::wstring& m_why;
-    unsigned long long m_placeNumber = 0;
+    unsigned long long m_nPlaceNumber = 0;
 };
 
-std::string Indexer::IdFromPlace(const Store& store) {
+std::string CIndexer::IdFromPlace(const TStore& store) {
     // The counter stands for the place, so the identifier is the same whenever the same file is read.
-    ++m_placeNumber;
+    ++m_nPlaceNumber;
     std::string id(4, '\0');
     id.append(SearchKeyOf(store.id)).append("place");
-    id.append(reinterpret_cast<const char*>(&m_placeNumber), sizeof m_placeNumber);
+    id.append(reinterpret_cast<const char*>(&m_nPlaceNumber), sizeof m_nPlaceNumber);
     return id;
 }
 
-bool Indexer::IndexFolder(const std::shared_ptr<Folder>& folder, const std::string& place) {
-    Store& store = *folder->store;
+bool CIndexer::IndexFolder(const std::shared_ptr<TFolder>& folder, const std::string& place) {
+    TStore& store = *folder->store;
     const auto fail = [&](const std::string& where) {
         m_why = ToWide(where + ".id: another folder or item of the store has this identifier");
         return false;
@@ -57,7 +57,7 @@ bool Indexer::IndexFolder(const std::shared_ptr<Folder>& folder, const std::stri
     return true;
 }
 
-bool Indexer::IndexStore(Store& store, size_t index) {
+bool CIndexer::IndexStore(TStore& store, size_t index) {
     const std::string place = "stores[" + std::to_string(index) + "]";
     if (store.id.empty()) store.id = SearchKeyOf("store " + std::to_string(index));
     if (m_database.FindStore(store.id) != &store) {
@@ -69,7 +69,7 @@ bool Indexer::IndexStore(Store& store, size_t index) {
     return CheckReferences(store, place);
 }
 
-bool Indexer::CheckReferences(const Store& store, const std::string& place) {
+bool CIndexer::CheckReferences(const TStore& store, const std::string& place) {
     for (const std::string& special : store.special)
         if (!special.empty() && !store.foldersById.contains(special)) {
             m_why = ToWide(place + ".special: the store has no folder " + ToHex(special));
@@ -82,7 +82,7 @@ bool Indexer::CheckReferences(const Store& store, const std::string& place) {
     return true;
 }
 
-bool Indexer::Run() {
+bool CIndexer::Run() {
     const auto fail = [&](const char* list, size_t index, const char* what) {
         m_why = ToWide(std::string(list) + "[" + std::to_string(index) + "]: " + what);
         return false;
@@ -108,8 +108,8 @@ bool Indexer::Run() {
 
 }  // namespace
 
-bool IndexMailbox(Database& database, std::wstring& why) {
-    return Indexer(database, why).Run();
+bool IndexMailbox(CDatabase& database, std::wstring& why) {
+    return CIndexer(database, why).Run();
 }
 
 }  // namespace mailbox

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <unordered_map>
 
-#include "mailbox/JsonScanner.h"
+#include "mailbox/CJsonScanner.h"
 #include "mailbox/file_index.h"
 #include "mailbox/file_text.h"
 #include "mailbox/file_values.h"
@@ -17,7 +17,7 @@ namespace mailbox {
 namespace {
 
 /// What an object or list of the file is.
-enum Part {
+enum EPart {
     pFile,
     pServices,
     pService,
@@ -42,13 +42,13 @@ enum Part {
 };
 
 /// The members of the objects: what each leads to. pValue: a plain value.
-struct Member {
-    Part object;
+struct TMember {
+    EPart object;
     const char* name;
-    Part leadsTo;
+    EPart leadsTo;
     bool isList = false;
 };
-const Member kMembers[] = {
+const TMember kMembers[] = {
     {pFile, "format", pValue},
     {pFile, "version", pValue},
     {pFile, "services", pServices, true},
@@ -90,8 +90,8 @@ const Member kMembers[] = {
 };
 /// What the elements of a list are.
 const struct {
-    Part list;
-    Part element;
+    EPart list;
+    EPart element;
 } kElements[] = {
     {pServices, pService},      {pStores, pStore},           {pFolders, pFolder},          {pItems, pItem},
     {pRecipients, pProperties}, {pAttachments, pAttachment}, {pAddressBook, pAddressEntry}};
@@ -103,7 +103,7 @@ const struct {
                      {"name", PR_SERVICE_NAME_W},
                      {"displayName", PR_DISPLAY_NAME_W}};
 
-bool IsList(Part part) {
+bool IsList(EPart part) {
     return std::ranges::any_of(kElements, [part](const auto& list) { return list.list == part; });
 }
 
@@ -112,34 +112,34 @@ constexpr size_t kShortestId = 5;
 constexpr size_t kLongestId = 255;
 
 /// Takes the tokens of the JSON and builds the records.
-class Reader {
+class CReader {
   public:
-    Reader(JsonScanner& scanner, Database& database) : m_scanner(scanner), m_database(database) {}
+    CReader(CJsonScanner& scanner, CDatabase& database) : m_scanner(scanner), m_database(database) {}
 
     bool Run();
     const std::wstring& Why() const { return m_why; }
 
   private:
-    struct Frame {
-        Part part;
+    struct TFrame {
+        EPart part;
         /// The member being read, for objects.
         std::string name{};
-        Part memberIs = pValue;
+        EPart memberIs = pValue;
         bool memberIsList = false;
         /// Elements begun so far, for lists.
         size_t elements = 0;
         /// The raw value came.
         bool isGiven = false;
         /// What is being built.
-        Folder* folder = nullptr;
-        MessageData* message = nullptr;
-        Attachment* attachment = nullptr;
-        Properties* properties = nullptr;
+        TFolder* folder = nullptr;
+        TMessageData* message = nullptr;
+        TAttachment* attachment = nullptr;
+        CProperties* properties = nullptr;
         /// Long values may stay in the file.
         bool mayStay = false;
     };
 
-    bool Take(JsonScanner::Token token);
+    bool Take(CJsonScanner::EToken token);
     bool StartObject();
     bool StartList();
     bool Key(std::string_view name);
@@ -147,47 +147,47 @@ class Reader {
     bool PlacedValue();
     bool Fail(const std::string& what);
     std::string Where() const;
-    bool Begin(Part part, const Frame& outer);
-    bool Value(const Scalar& scalar);
-    bool MemberValue(Frame& frame, const Scalar& scalar);
-    bool TakeId(const Scalar& scalar, std::string& id);
-    bool TakeText(const Scalar& scalar, std::string& text);
-    bool TakeName(const Scalar& scalar);
-    bool TakeFlag(const Scalar& scalar, bool& flag);
+    bool Begin(EPart part, const TFrame& outer);
+    bool Value(const TScalar& scalar);
+    bool MemberValue(TFrame& frame, const TScalar& scalar);
+    bool TakeId(const TScalar& scalar, std::string& id);
+    bool TakeText(const TScalar& scalar, std::string& text);
+    bool TakeName(const TScalar& scalar);
+    bool TakeFlag(const TScalar& scalar, bool& flag);
     bool PropertyValue(const char* problem);
     bool EndElements();
 
-    JsonScanner& m_scanner;
-    Database& m_database;
-    std::vector<Frame> m_frames;
+    CJsonScanner& m_scanner;
+    CDatabase& m_database;
+    std::vector<TFrame> m_frames;
     std::wstring m_why;
-    bool m_hasFormat = false;
-    bool m_hasVersion = false;
+    bool m_bHasFormat = false;
+    bool m_bHasVersion = false;
 
     // The object that the last frame of its kind builds.
-    Store* m_store = nullptr;
+    TStore* m_pStore = nullptr;
 
     // The properties that are being read, and the one of them: its tag, its bytes so far, and those of one element.
-    Properties m_properties;
-    ULONG m_tag = 0;
+    CProperties m_properties;
+    ULONG m_nTag = 0;
     std::string m_bytes;
     std::string m_element;
-    struct KeyHash {
+    struct TKeyHash {
         using is_transparent = void;
         size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
     };
-    std::unordered_map<std::string, ULONG, KeyHash, std::equal_to<>> m_tagsByKey;
+    std::unordered_map<std::string, ULONG, TKeyHash, std::equal_to<>> m_tagsByKey;
 };
 
-bool Reader::Fail(const std::string& what) {
+bool CReader::Fail(const std::string& what) {
     const std::string place = Where();
     m_why = ToWide(place.empty() ? what : place + ": " + what);
     return false;
 }
 
-std::string Reader::Where() const {
+std::string CReader::Where() const {
     std::string place;
-    for (const Frame& frame : m_frames) {
+    for (const TFrame& frame : m_frames) {
         const bool isList = frame.elements != 0;
         if (isList)
             place += "[" + std::to_string(frame.elements - 1) + "]";
@@ -197,31 +197,31 @@ std::string Reader::Where() const {
     return place;
 }
 
-bool Reader::Run() {
+bool CReader::Run() {
     for (;;) {
-        const JsonScanner::Token token = m_scanner.Next();
-        if (token == JsonScanner::tEnd) return true;
+        const CJsonScanner::EToken token = m_scanner.Next();
+        if (token == CJsonScanner::tEnd) return true;
         if (!Take(token)) return false;
     }
 }
 
-bool Reader::Take(JsonScanner::Token token) {
+bool CReader::Take(CJsonScanner::EToken token) {
     switch (token) {
-        case JsonScanner::tKey:
+        case CJsonScanner::tKey:
             return Key(m_scanner.Key());
-        case JsonScanner::tValue:
+        case CJsonScanner::tValue:
             return Value(m_scanner.Value());
-        case JsonScanner::tPlace:
+        case CJsonScanner::tPlace:
             return PlacedValue();
-        case JsonScanner::tObject:
+        case CJsonScanner::tObject:
             return StartObject();
-        case JsonScanner::tObjectEnd:
+        case CJsonScanner::tObjectEnd:
             return EndObject();
-        case JsonScanner::tList:
+        case CJsonScanner::tList:
             return StartList();
-        case JsonScanner::tListEnd:
+        case CJsonScanner::tListEnd:
             return m_frames.back().part == pElements ? EndElements() : (m_frames.pop_back(), true);
-        case JsonScanner::tNull:
+        case CJsonScanner::tNull:
             return Fail("null is no value here");
         default:
             m_why = ToWide(m_scanner.Problem());
@@ -231,39 +231,39 @@ bool Reader::Take(JsonScanner::Token token) {
 
 /// How a long value of the property may stay in the file. What is looked at all the time, or must be converted,
 /// does not.
-JsonScanner::Stay StayOf(ULONG tag) {
+CJsonScanner::EStay StayOf(ULONG tag) {
     switch (PROP_TYPE(tag)) {
         case PT_UNICODE:
-            return JsonScanner::kAsText;
+            return CJsonScanner::kAsText;
         case PT_BINARY:
         case PT_OBJECT:
-            return JsonScanner::kAsBase64;
+            return CJsonScanner::kAsBase64;
         default:
-            return JsonScanner::kNever;
+            return CJsonScanner::kNever;
     }
 }
 
-bool Reader::Key(std::string_view name) {
-    Frame& frame = m_frames.back();
+bool CReader::Key(std::string_view name) {
+    TFrame& frame = m_frames.back();
     frame.name = name;
     if (frame.part == pProperties) {
         const auto known = m_tagsByKey.find(name);
         if (known != m_tagsByKey.end()) {
-            m_tag = known->second;
+            m_nTag = known->second;
         } else {
-            PropertyKey key;
+            TPropertyKey key;
             if (!ParseKey(name, key)) return Fail("not a property");
-            if (key.isNamed && m_store == nullptr) return Fail("named properties belong to stores");
-            const ULONG id = key.isNamed ? m_store->names.FindOrAdd(key.name) : PROP_ID(key.tag);
+            if (key.isNamed && m_pStore == nullptr) return Fail("named properties belong to stores");
+            const ULONG id = key.isNamed ? m_pStore->names.FindOrAdd(key.name) : PROP_ID(key.tag);
             if (id == 0) return Fail("too many named properties in this store");
-            m_tag = PROP_TAG(PROP_TYPE(key.tag), id);
-            m_tagsByKey.emplace(name, m_tag);
+            m_nTag = PROP_TAG(PROP_TYPE(key.tag), id);
+            m_tagsByKey.emplace(name, m_nTag);
         }
-        if (frame.mayStay) m_scanner.MayStay(StayOf(m_tag));
-        return m_properties.Find(PROP_ID(m_tag)) == nullptr || Fail("a property given twice");
+        if (frame.mayStay) m_scanner.MayStay(StayOf(m_nTag));
+        return m_properties.Find(PROP_ID(m_nTag)) == nullptr || Fail("a property given twice");
     }
     if (frame.part == pRawValue) return name == "base64" || Fail("unknown member");
-    for (const Member& member : kMembers) {
+    for (const TMember& member : kMembers) {
         if (member.object != frame.part || name != member.name) continue;
         frame.memberIs = member.leadsTo;
         frame.memberIsList = member.isList;
@@ -272,39 +272,39 @@ bool Reader::Key(std::string_view name) {
     return Fail("unknown member");
 }
 
-bool Reader::Begin(Part part, const Frame& outer) {
-    Frame frame{part};
+bool CReader::Begin(EPart part, const TFrame& outer) {
+    TFrame frame{part};
     frame.folder = outer.folder;
     frame.message = outer.message;
     frame.attachment = outer.attachment;
     switch (part) {
         case pService:
-            m_database.services.push_back(std::make_unique<Service>());
+            m_database.services.push_back(std::make_unique<TService>());
             break;
         case pStore:
-            m_database.stores.push_back(std::make_unique<Store>());
-            m_store = m_database.stores.back().get();
+            m_database.stores.push_back(std::make_unique<TStore>());
+            m_pStore = m_database.stores.back().get();
             m_tagsByKey.clear();
             break;
         case pNames:
-            if (!m_store->names.All().empty()) return Fail("must stand before the first named property");
+            if (!m_pStore->names.All().empty()) return Fail("must stand before the first named property");
             break;
         case pAddressEntry:
-            m_database.addressBook.push_back(std::make_unique<AddressEntry>());
-            m_store = nullptr;
+            m_database.addressBook.push_back(std::make_unique<TAddressEntry>());
+            m_pStore = nullptr;
             m_tagsByKey.clear();
             break;
         case pFolder: {
-            auto folder = std::make_shared<Folder>();
-            folder->store = m_store;
+            auto folder = std::make_shared<TFolder>();
+            folder->store = m_pStore;
             folder->parent = outer.part == pFolders ? outer.folder : nullptr;
-            (folder->parent != nullptr ? folder->parent->folders.emplace_back() : m_store->root) = folder;
+            (folder->parent != nullptr ? folder->parent->folders.emplace_back() : m_pStore->root) = folder;
             frame.folder = folder.get();
             break;
         }
         case pItem: {
-            auto item = std::make_shared<Item>();
-            auto data = std::make_shared<MessageData>();
+            auto item = std::make_shared<TItem>();
+            auto data = std::make_shared<TMessageData>();
             frame.message = data.get();
             item->folder = outer.folder;
             item->data = std::move(data);
@@ -312,14 +312,14 @@ bool Reader::Begin(Part part, const Frame& outer) {
             break;
         }
         case pAttachment: {
-            auto attachment = std::make_shared<Attachment>();
+            auto attachment = std::make_shared<TAttachment>();
             attachment->number = outer.message->nextAttachment++;
             frame.attachment = attachment.get();
             outer.message->attachments.push_back(std::move(attachment));
             break;
         }
         case pMessage: {
-            auto data = std::make_shared<MessageData>();
+            auto data = std::make_shared<TMessageData>();
             frame.message = data.get();
             outer.attachment->message = std::move(data);
             break;
@@ -327,7 +327,7 @@ bool Reader::Begin(Part part, const Frame& outer) {
         case pProperties:
             switch (outer.part) {
                 case pStore:
-                    frame.properties = &m_store->properties;
+                    frame.properties = &m_pStore->properties;
                     break;
                 case pFolder:
                     frame.properties = &outer.folder->properties;
@@ -355,17 +355,17 @@ bool Reader::Begin(Part part, const Frame& outer) {
     return true;
 }
 
-bool Reader::StartObject() {
+bool CReader::StartObject() {
     if (m_frames.empty()) {
         m_frames.push_back({pFile});
         return true;
     }
     if (m_frames.size() >= kDeepest) return Fail("nested too deeply");
-    Frame& outer = m_frames.back();
+    TFrame& outer = m_frames.back();
     if (outer.part == pProperties || outer.part == pElements) {
         if (outer.part == pElements)
             ++outer.elements;
-        else if ((m_tag & MV_FLAG) != 0)
+        else if ((m_nTag & MV_FLAG) != 0)
             return Fail("not a list");
         m_frames.push_back({pRawValue});
         return true;
@@ -377,14 +377,14 @@ bool Reader::StartObject() {
     }
     if (outer.part == pRawValue || outer.memberIs == pValue || outer.memberIsList)
         return Fail("not an object");
-    if (outer.memberIs == pFolder && m_store->root != nullptr) return Fail("given twice");
+    if (outer.memberIs == pFolder && m_pStore->root != nullptr) return Fail("given twice");
     return Begin(outer.memberIs, outer);
 }
 
-bool Reader::StartList() {
+bool CReader::StartList() {
     if (m_frames.empty()) return Fail("a mailbox file is one object");
-    Frame& outer = m_frames.back();
-    if (outer.part == pProperties && (m_tag & MV_FLAG) != 0) {
+    TFrame& outer = m_frames.back();
+    if (outer.part == pProperties && (m_nTag & MV_FLAG) != 0) {
         m_bytes.clear();
         m_frames.push_back({pElements});
         return true;
@@ -394,8 +394,8 @@ bool Reader::StartList() {
     return Begin(outer.memberIs, outer);
 }
 
-bool Reader::EndObject() {
-    const Frame ended = std::move(m_frames.back());
+bool CReader::EndObject() {
+    const TFrame ended = std::move(m_frames.back());
     m_frames.pop_back();
     switch (ended.part) {
         case pProperties:
@@ -413,13 +413,13 @@ bool Reader::EndObject() {
             if (m_database.services.back()->uid.empty()) return Fail("a service without uid");
             break;
         case pStore:
-            if (m_store->root == nullptr) return Fail("a store without root folder");
+            if (m_pStore->root == nullptr) return Fail("a store without root folder");
             break;
         case pAddressEntry:
             if (m_database.addressBook.back()->id.empty()) return Fail("an address-book entry without id");
             break;
         case pFile:
-            if (!m_hasFormat || !m_hasVersion)
+            if (!m_bHasFormat || !m_bHasVersion)
                 return Fail("not a mailbox file: \"format\" or \"version\" is missing");
             break;
         default:
@@ -428,38 +428,38 @@ bool Reader::EndObject() {
     return true;
 }
 
-bool Reader::EndElements() {
+bool CReader::EndElements() {
     m_frames.pop_back();
-    m_properties.Set(m_tag, m_bytes);
+    m_properties.Set(m_nTag, m_bytes);
     return true;
 }
 
 /// Takes the value that was encoded into m_element as the property, or as its next element.
-bool Reader::PropertyValue(const char* problem) {
+bool CReader::PropertyValue(const char* problem) {
     if (problem != nullptr) return Fail(problem);
     const bool isElement = m_frames.back().part == pElements;
     if (!isElement)
-        m_properties.Set(m_tag, m_element);
-    else if (FixedSize(m_tag & ~MV_FLAG & PROP_TYPE_MASK) != 0)
+        m_properties.Set(m_nTag, m_element);
+    else if (FixedSize(m_nTag & ~MV_FLAG & PROP_TYPE_MASK) != 0)
         m_bytes += m_element;
     else
         AppendElement(m_bytes, m_element);
     return true;
 }
 
-bool Reader::PlacedValue() {
+bool CReader::PlacedValue() {
     if (m_scanner.StayedSize() > MAXLONG) return Fail("a value of more than 2 GB");
-    m_properties.SetPlace(m_tag, m_scanner.StayedAt(), static_cast<ULONG>(m_scanner.StayedSize()));
+    m_properties.SetPlace(m_nTag, m_scanner.StayedAt(), static_cast<ULONG>(m_scanner.StayedSize()));
     return true;
 }
 
-bool Reader::Value(const Scalar& scalar) {
+bool CReader::Value(const TScalar& scalar) {
     if (m_frames.empty()) return Fail("a mailbox file is one object");
-    Frame& frame = m_frames.back();
-    const ULONG single = PROP_TYPE(m_tag) & ~MV_FLAG;
+    TFrame& frame = m_frames.back();
+    const ULONG single = PROP_TYPE(m_nTag) & ~MV_FLAG;
     switch (frame.part) {
         case pProperties:
-            if ((m_tag & MV_FLAG) != 0) return Fail("not a list");
+            if ((m_nTag & MV_FLAG) != 0) return Fail("not a list");
             return PropertyValue(EncodeValue(single, scalar, m_element));
         case pElements:
             ++frame.elements;
@@ -469,10 +469,10 @@ bool Reader::Value(const Scalar& scalar) {
             return TakeName(scalar);
         case pRawValue: {
             const char* problem =
-                scalar.kind == Scalar::kText ? EncodeRawValue(single, scalar.text, m_element) : "not base64";
+                scalar.kind == TScalar::kText ? EncodeRawValue(single, scalar.text, m_element) : "not base64";
             if (problem != nullptr) return Fail(problem);
             // The value belongs to what stands around the raw form.
-            const Frame raw = std::move(m_frames.back());
+            const TFrame raw = std::move(m_frames.back());
             m_frames.pop_back();
             if (raw.isGiven) return Fail("given twice");
             PropertyValue(nullptr);
@@ -487,43 +487,43 @@ bool Reader::Value(const Scalar& scalar) {
     }
 }
 
-bool Reader::TakeText(const Scalar& scalar, std::string& text) {
-    if (scalar.kind != Scalar::kText) return Fail("not a text");
+bool CReader::TakeText(const TScalar& scalar, std::string& text) {
+    if (scalar.kind != TScalar::kText) return Fail("not a text");
     text = scalar.text;
     return true;
 }
 
-bool Reader::TakeName(const Scalar& scalar) {
-    Name name;
-    if (scalar.kind != Scalar::kText || !ParseName(scalar.text, name)) return Fail("not a name");
-    if (m_store->names.Find(name) != 0) return Fail("given twice");
-    return m_store->names.FindOrAdd(name) != 0 || Fail("too many named properties in this store");
+bool CReader::TakeName(const TScalar& scalar) {
+    TName name;
+    if (scalar.kind != TScalar::kText || !ParseName(scalar.text, name)) return Fail("not a name");
+    if (m_pStore->names.Find(name) != 0) return Fail("given twice");
+    return m_pStore->names.FindOrAdd(name) != 0 || Fail("too many named properties in this store");
 }
 
-bool Reader::TakeFlag(const Scalar& scalar, bool& flag) {
-    if (scalar.kind != Scalar::kBoolean) return Fail("not true or false");
+bool CReader::TakeFlag(const TScalar& scalar, bool& flag) {
+    if (scalar.kind != TScalar::kBoolean) return Fail("not true or false");
     flag = scalar.boolean;
     return true;
 }
 
-bool Reader::TakeId(const Scalar& scalar, std::string& id) {
-    if (scalar.kind != Scalar::kText || !FromHex(scalar.text, id)) return Fail("not hexadecimal text");
+bool CReader::TakeId(const TScalar& scalar, std::string& id) {
+    if (scalar.kind != TScalar::kText || !FromHex(scalar.text, id)) return Fail("not hexadecimal text");
     return (id.size() >= kShortestId && id.size() <= kLongestId) ||
            Fail("not an identifier of 5 to 255 bytes");
 }
 
-bool Reader::MemberValue(Frame& frame, const Scalar& scalar) {
+bool CReader::MemberValue(TFrame& frame, const TScalar& scalar) {
     std::string text;
     switch (frame.part) {
         case pFile:
             if (frame.name == "format") {
-                m_hasFormat = scalar.kind == Scalar::kText && scalar.text == "quorvel-mailbox";
-                return m_hasFormat || Fail("not \"quorvel-mailbox\"");
+                m_bHasFormat = scalar.kind == TScalar::kText && scalar.text == "quorvel-mailbox";
+                return m_bHasFormat || Fail("not \"quorvel-mailbox\"");
             }
-            m_hasVersion = scalar.kind == Scalar::kUnsigned && scalar.unsignedNumber == 1;
-            return m_hasVersion || Fail("not 1, the version that this program reads");
+            m_bHasVersion = scalar.kind == TScalar::kUnsigned && scalar.unsignedNumber == 1;
+            return m_bHasVersion || Fail("not 1, the version that this program reads");
         case pService: {
-            Service& service = *m_database.services.back();
+            TService& service = *m_database.services.back();
             if (frame.name == "uid")
                 return TakeId(scalar, service.uid) &&
                        (service.uid.size() == sizeof(GUID) || Fail("not 16 bytes"));
@@ -533,20 +533,20 @@ bool Reader::MemberValue(Frame& frame, const Scalar& scalar) {
             return false;
         }
         case pStore:
-            if (frame.name == "id") return TakeId(scalar, m_store->id);
-            if (frame.name == "default") return TakeFlag(scalar, m_store->isDefault);
-            return TakeId(scalar, m_store->serviceUid);
+            if (frame.name == "id") return TakeId(scalar, m_pStore->id);
+            if (frame.name == "default") return TakeFlag(scalar, m_pStore->isDefault);
+            return TakeId(scalar, m_pStore->serviceUid);
         case pSpecial:
             for (size_t which = 0;
                  const char* name : {"ipmSubtree", "inbox", "outbox", "sentItems", "deletedItems"}) {
-                if (frame.name == name) return TakeId(scalar, m_store->special[which]);
+                if (frame.name == name) return TakeId(scalar, m_pStore->special[which]);
                 ++which;
             }
             return false;
         case pFolder:
             return TakeId(scalar, frame.folder->id);
         case pItem: {
-            Item& item = *frame.folder->items.back();
+            TItem& item = *frame.folder->items.back();
             return frame.name == "id" ? TakeId(scalar, item.id) : TakeFlag(scalar, item.associated);
         }
         case pAddressEntry:
@@ -558,10 +558,11 @@ bool Reader::MemberValue(Frame& frame, const Scalar& scalar) {
 
 }  // namespace
 
-bool ReadMailbox(const std::shared_ptr<FileText>& text, Database& database, std::wstring& why, size_t piece) {
+bool ReadMailbox(const std::shared_ptr<CFileText>& text, CDatabase& database, std::wstring& why,
+                 size_t piece) {
     database.text = text;
-    JsonScanner scanner(*text, piece);
-    Reader reader(scanner, database);
+    CJsonScanner scanner(*text, piece);
+    CReader reader(scanner, database);
     const bool ok = reader.Run();
     if (!ok) why = reader.Why();
     return ok && IndexMailbox(database, why);

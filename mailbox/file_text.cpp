@@ -57,7 +57,7 @@ std::string FormatGuid(const GUID& guid) {
                  last[0], last[1], last[2], last[3], last[4], last[5], last[6], last[7]);
 }
 
-bool ParseName(std::string_view text, Name& name) {
+bool ParseName(std::string_view text, TName& name) {
     if (text.size() < kGuidLength + 2 || !ParseGuid(text.substr(0, kGuidLength), name.set)) return false;
     if (text[kGuidLength] != ':') return false;
     std::string_view rest = text.substr(kGuidLength + 1);
@@ -71,14 +71,14 @@ bool ParseName(std::string_view text, Name& name) {
     return !rest.empty();
 }
 
-std::string FormatName(const Name& name) {
+std::string FormatName(const TName& name) {
     if (name.numeric) return FormatGuid(name.set) + ":" + Print("0x%lX", static_cast<ULONG>(name.number));
     const std::string text = FromWide(name.text);
     ULONG number = 0;
     return FormatGuid(name.set) + (text.starts_with('=') || IsHexNumber(text, number) ? ":=" : ":") + text;
 }
 
-bool ParseKey(std::string_view text, PropertyKey& key) {
+bool ParseKey(std::string_view text, TPropertyKey& key) {
     ULONG type = 0;
     if (text.size() == 8) {
         key.isNamed = false;
@@ -93,7 +93,7 @@ bool ParseKey(std::string_view text, PropertyKey& key) {
     return ParseName(text.substr(0, text.size() - 5), key.name);
 }
 
-std::string FormatKey(ULONG tag, const Name* name) {
+std::string FormatKey(ULONG tag, const TName* name) {
     return name == nullptr ? Print("%08lX", tag) : FormatName(*name) + Print(":%04lX", PROP_TYPE(tag));
 }
 

@@ -4,24 +4,24 @@
 #include <string>
 #include <string_view>
 
-#include "mailbox/Database.h"
+#include "mailbox/CDatabase.h"
 
 namespace mailbox {
 
-struct PropertyKey {
+struct TPropertyKey {
     /// The whole tag of an unnamed property, the type alone of a named one.
     ULONG tag = 0;
     bool isNamed = false;
-    Name name;
+    TName name;
 };
 
 /// "{set}:0x8215" or "{set}:Keywords". False when the text is no name.
-bool ParseName(std::string_view text, Name& name);
-std::string FormatName(const Name& name);
+bool ParseName(std::string_view text, TName& name);
+std::string FormatName(const TName& name);
 
 /// A name with its type, or a tag. False when the text is no key, or its type no type.
-bool ParseKey(std::string_view text, PropertyKey& key);
-std::string FormatKey(ULONG tag, const Name* name);
+bool ParseKey(std::string_view text, TPropertyKey& key);
+std::string FormatKey(ULONG tag, const TName* name);
 
 bool ParseGuid(std::string_view text, GUID& guid);
 std::string FormatGuid(const GUID& guid);

@@ -17,34 +17,34 @@ bool Put(std::string& bytes, T value) {
 }
 
 template <typename T>
-bool PutInteger(std::string& bytes, const Scalar& scalar) {
-    if (scalar.kind == Scalar::kUnsigned)
+bool PutInteger(std::string& bytes, const TScalar& scalar) {
+    if (scalar.kind == TScalar::kUnsigned)
         return std::in_range<T>(scalar.unsignedNumber) && Put(bytes, static_cast<T>(scalar.unsignedNumber));
-    return scalar.kind == Scalar::kSigned && std::in_range<T>(scalar.number) &&
+    return scalar.kind == TScalar::kSigned && std::in_range<T>(scalar.number) &&
            Put(bytes, static_cast<T>(scalar.number));
 }
 
-bool PutReal(std::string& bytes, const Scalar& scalar, bool isSingle) {
+bool PutReal(std::string& bytes, const TScalar& scalar, bool isSingle) {
     double value = scalar.real;
-    if (scalar.kind == Scalar::kSigned)
+    if (scalar.kind == TScalar::kSigned)
         value = static_cast<double>(scalar.number);
-    else if (scalar.kind == Scalar::kUnsigned)
+    else if (scalar.kind == TScalar::kUnsigned)
         value = static_cast<double>(scalar.unsignedNumber);
-    else if (scalar.kind != Scalar::kFloat)
+    else if (scalar.kind != TScalar::kFloat)
         return false;
     return isSingle ? Put(bytes, static_cast<float>(value)) : Put(bytes, value);
 }
 
-bool PutTime(std::string& bytes, const Scalar& scalar) {
+bool PutTime(std::string& bytes, const TScalar& scalar) {
     unsigned long long ticks = 0;
-    if (scalar.kind != Scalar::kText) return PutInteger<unsigned long long>(bytes, scalar);
+    if (scalar.kind != TScalar::kText) return PutInteger<unsigned long long>(bytes, scalar);
     return ParseTime(scalar.text, ticks) && Put(bytes, ticks);
 }
 
 }  // namespace
 
-const char* EncodeValue(ULONG type, const Scalar& scalar, std::string& bytes) {
-    const bool isText = scalar.kind == Scalar::kText;
+const char* EncodeValue(ULONG type, const TScalar& scalar, std::string& bytes) {
+    const bool isText = scalar.kind == TScalar::kText;
     GUID guid;
     switch (type) {
         case PT_I2:
@@ -65,7 +65,7 @@ const char* EncodeValue(ULONG type, const Scalar& scalar, std::string& bytes) {
         case PT_APPTIME:
             return PutReal(bytes, scalar, false) ? nullptr : "not a number";
         case PT_BOOLEAN:
-            return scalar.kind == Scalar::kBoolean && Put(bytes, static_cast<unsigned short>(scalar.boolean))
+            return scalar.kind == TScalar::kBoolean && Put(bytes, static_cast<unsigned short>(scalar.boolean))
                        ? nullptr
                        : "not true or false";
         case PT_SYSTIME:

@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
-#include "mailbox/Properties.h"
+#include "mailbox/CProperties.h"
 
 namespace mailbox {
 
 /// A number, text or boolean of the file.
-struct Scalar {
+struct TScalar {
     enum { kText, kSigned, kUnsigned, kFloat, kBoolean } kind;
     std::string_view text{};
     long long number = 0;
@@ -19,7 +19,7 @@ struct Scalar {
 };
 
 /// A value of the file as bytes of the (single-valued) type. Null, or what is wrong with it.
-const char* EncodeValue(ULONG type, const Scalar& scalar, std::string& bytes);
+const char* EncodeValue(ULONG type, const TScalar& scalar, std::string& bytes);
 /// {"base64": ...}: the bytes as the platform holds them. Null, or what is wrong with them.
 const char* EncodeRawValue(ULONG type, std::string_view base64, std::string& bytes);
 

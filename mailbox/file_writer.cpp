@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "mailbox/FileText.h"
+#include "mailbox/CFileText.h"
 #include "mailbox/file_text.h"
 #include "mailbox/text.h"
 #include "mailbox/values.h"
@@ -17,35 +17,35 @@ namespace {
 constexpr size_t kPiece = 1 << 20;
 
 /// Builds the text, one member or element a line, indented by one blank a level.
-class Writer {
+class CWriter {
   public:
-    explicit Writer(const std::function<bool(std::string_view)>& write) : m_write(write) {
+    explicit CWriter(const std::function<bool(std::string_view)>& write) : m_write(write) {
         m_text.reserve(kPiece + 4096);
     }
 
-    bool IsOk() const { return m_isOk; }
+    bool IsOk() const { return m_bOk; }
     bool Flush() {
-        if (m_isOk && !m_text.empty()) m_isOk = m_write(m_text);
-        m_flushed += m_text.size();
+        if (m_bOk && !m_text.empty()) m_bOk = m_write(m_text);
+        m_nFlushed += m_text.size();
         m_text.clear();
-        return m_isOk;
+        return m_bOk;
     }
 
     void Open(char bracket) {
         m_text += bracket;
-        m_isFirst = true;
-        ++m_depth;
+        m_bFirst = true;
+        ++m_nDepth;
     }
     void Close(char bracket) {
-        --m_depth;
-        if (!m_isFirst) NewLine();
-        m_isFirst = false;
+        --m_nDepth;
+        if (!m_bFirst) NewLine();
+        m_bFirst = false;
         m_text += bracket;
     }
     /// Begins the next element of a list.
     void Next() {
-        if (!m_isFirst) m_text += ',';
-        m_isFirst = false;
+        if (!m_bFirst) m_text += ',';
+        m_bFirst = false;
         NewLine();
         if (m_text.size() >= kPiece) Flush();
     }
@@ -77,18 +77,18 @@ class Writer {
         m_text += '"';
     }
     /// A value that lies in the file that is being replaced, as it stands there.
-    void Placed(const Place& place) {
+    void Placed(const TPlace& place) {
         m_text += '"';
-        place.movesTo = m_flushed + m_text.size();
+        place.movesTo = m_nFlushed + m_text.size();
         std::string_view raw;
-        for (unsigned long long done = 0; m_isOk && done < place.rawSize; done += raw.size()) {
+        for (unsigned long long done = 0; m_bOk && done < place.rawSize; done += raw.size()) {
             const unsigned long long left = place.rawSize - done;
-            const size_t piece = left < FileText::kMostRaw ? static_cast<size_t>(left) : FileText::kMostRaw;
-            if (place.offset == Place::kNowhere)
-                m_isOk = place.file->Gone(place);
+            const size_t piece = left < CFileText::kMostRaw ? static_cast<size_t>(left) : CFileText::kMostRaw;
+            if (place.offset == TPlace::kNowhere)
+                m_bOk = place.file->Gone(place);
             else
-                m_isOk = place.file->Raw(place.offset + done, piece, raw);
-            if (!m_isOk) break;
+                m_bOk = place.file->Raw(place.offset + done, piece, raw);
+            if (!m_bOk) break;
             m_text += raw;
             if (m_text.size() >= kPiece) Flush();
         }
@@ -104,25 +104,25 @@ class Writer {
   private:
     void NewLine() {
         m_text += '\n';
-        m_text.append(m_depth, ' ');
+        m_text.append(m_nDepth, ' ');
     }
 
     const std::function<bool(std::string_view)>& m_write;
     std::string m_text;
-    unsigned long long m_flushed = 0;
-    size_t m_depth = 0;
-    bool m_isFirst = true;
-    bool m_isOk = true;
+    unsigned long long m_nFlushed = 0;
+    size_t m_nDepth = 0;
+    bool m_bFirst = true;
+    bool m_bOk = true;
 };
 
-void WriteRaw(Writer& out, std::string_view bytes) {
+void WriteRaw(CWriter& out, std::string_view bytes) {
     out.Raw("{\"base64\": ");
     out.Text(ToBase64(bytes));
     out.Raw("}");
 }
 
 template <typename Real>
-void WriteReal(Writer& out, std::string_view bytes) {
+void WriteReal(CWriter& out, std::string_view bytes) {
     const Real value = As<Real>(bytes);
     if (std::isfinite(value))
         out.Digits(value);
@@ -130,13 +130,13 @@ void WriteReal(Writer& out, std::string_view bytes) {
         WriteRaw(out, bytes);
 }
 
-void WriteText(Writer& out, std::string_view utf8) {
+void WriteText(CWriter& out, std::string_view utf8) {
     if (IsStrictUtf8(utf8)) return out.Text(utf8);
     const std::wstring wide = ToWide(utf8);
     WriteRaw(out, {reinterpret_cast<const char*>(wide.data()), wide.size() * sizeof(wchar_t)});
 }
 
-void WriteText8(Writer& out, std::string_view bytes) {
+void WriteText8(CWriter& out, std::string_view bytes) {
     const std::string utf8 = FromAnsi(bytes);
     // Only what comes back as the same bytes is written as text.
     if (IsStrictUtf8(utf8) && ToAnsi(utf8) == bytes)
@@ -145,7 +145,7 @@ void WriteText8(Writer& out, std::string_view bytes) {
         WriteRaw(out, bytes);
 }
 
-void WriteTime(Writer& out, std::string_view bytes) {
+void WriteTime(CWriter& out, std::string_view bytes) {
     const auto ticks = As<unsigned long long>(bytes);
     const std::string text = FormatTime(ticks);
     if (text.empty())
@@ -154,7 +154,7 @@ void WriteTime(Writer& out, std::string_view bytes) {
         out.Text(text);
 }
 
-void WriteSingle(Writer& out, ULONG type, std::string_view bytes) {
+void WriteSingle(CWriter& out, ULONG type, std::string_view bytes) {
     switch (type) {
         case PT_I2:
             return out.Digits(As<short>(bytes));
@@ -184,7 +184,7 @@ void WriteSingle(Writer& out, ULONG type, std::string_view bytes) {
     }
 }
 
-void WriteValue(Writer& out, ULONG type, std::string_view bytes) {
+void WriteValue(CWriter& out, ULONG type, std::string_view bytes) {
     if ((type & MV_FLAG) == 0) return WriteSingle(out, type, bytes);
     const ULONG single = type & ~MV_FLAG;
     const size_t fixed = FixedSize(single);
@@ -197,12 +197,12 @@ void WriteValue(Writer& out, ULONG type, std::string_view bytes) {
     out.Raw("]");
 }
 
-void WriteProperties(Writer& out, const Properties& properties, const NameTable* names) {
+void WriteProperties(CWriter& out, const CProperties& properties, const CNameTable* names) {
     out.Open('{');
-    for (const Properties::Slot& slot : properties.Slots()) {
-        const Name* name = names != nullptr ? names->Of(PROP_ID(slot.tag)) : nullptr;
+    for (const CProperties::TSlot& slot : properties.Slots()) {
+        const TName* name = names != nullptr ? names->Of(PROP_ID(slot.tag)) : nullptr;
         out.Key(FormatKey(slot.tag, name));
-        if (const Place* const place = properties.PlaceOf(slot))
+        if (const TPlace* const place = properties.PlaceOf(slot))
             out.Placed(*place);
         else
             WriteValue(out, PROP_TYPE(slot.tag), properties.Bytes(slot));
@@ -210,18 +210,18 @@ void WriteProperties(Writer& out, const Properties& properties, const NameTable*
     out.Close('}');
 }
 
-void WriteId(Writer& out, std::string_view key, std::string_view id) {
+void WriteId(CWriter& out, std::string_view key, std::string_view id) {
     out.Key(key);
     out.Text(ToHex(id));
 }
 
-void WriteMessage(Writer& out, const MessageData& data, const NameTable& names) {
+void WriteMessage(CWriter& out, const TMessageData& data, const CNameTable& names) {
     out.Key("properties");
     WriteProperties(out, data.properties, &names);
     if (!data.recipients.empty()) {
         out.Key("recipients");
         out.Open('[');
-        for (const Properties& recipient : data.recipients) {
+        for (const CProperties& recipient : data.recipients) {
             out.Next();
             WriteProperties(out, recipient, &names);
         }
@@ -246,8 +246,8 @@ void WriteMessage(Writer& out, const MessageData& data, const NameTable& names) 
     out.Close(']');
 }
 
-void WriteFolder(Writer& out, const Folder& folder) {
-    const NameTable& names = folder.store->names;
+void WriteFolder(CWriter& out, const TFolder& folder) {
+    const CNameTable& names = folder.store->names;
     out.Open('{');
     WriteId(out, "id", folder.id);
     out.Key("properties");
@@ -281,18 +281,18 @@ void WriteFolder(Writer& out, const Folder& folder) {
 }
 
 /// All names that the store knows, so that they keep their identifiers.
-void WriteNames(Writer& out, const NameTable& names) {
+void WriteNames(CWriter& out, const CNameTable& names) {
     if (names.All().empty()) return;
     out.Key("names");
     out.Open('[');
-    for (const Name* name : names.All()) {
+    for (const TName* name : names.All()) {
         out.Next();
         out.Text(FormatName(*name));
     }
     out.Close(']');
 }
 
-void WriteStore(Writer& out, const Store& store) {
+void WriteStore(CWriter& out, const TStore& store) {
     out.Open('{');
     WriteId(out, "id", store.id);
     if (store.isDefault) {
@@ -316,7 +316,7 @@ void WriteStore(Writer& out, const Store& store) {
     out.Close('}');
 }
 
-void WriteService(Writer& out, const Service& service) {
+void WriteService(CWriter& out, const TService& service) {
     const struct {
         const char* member;
         ULONG tag;
@@ -327,7 +327,7 @@ void WriteService(Writer& out, const Service& service) {
     out.Open('{');
     WriteId(out, "uid", service.uid);
     for (const auto& text : texts) {
-        const Properties::Slot* slot = service.properties.Find(PROP_ID(text.tag));
+        const CProperties::TSlot* slot = service.properties.Find(PROP_ID(text.tag));
         if (slot == nullptr) continue;
         out.Key(text.member);
         WriteSingle(out, PROP_TYPE(slot->tag), service.properties.Bytes(*slot));
@@ -337,8 +337,8 @@ void WriteService(Writer& out, const Service& service) {
 
 }  // namespace
 
-bool FormatMailbox(const Database& database, const std::function<bool(std::string_view piece)>& write) {
-    Writer out(write);
+bool FormatMailbox(const CDatabase& database, const std::function<bool(std::string_view piece)>& write) {
+    CWriter out(write);
     out.Open('{');
     out.Key("format");
     out.Text("quorvel-mailbox");

@@ -59,12 +59,12 @@ DWORD SetRights(const std::wstring& path, TRights& rights) {
                : GetLastError();
 }
 
-DWORD Create(const std::wstring& path, DWORD attributes, SECURITY_ATTRIBUTES* security, File& file) {
-    file = File(CreateFileW(path.c_str(), GENERIC_WRITE, 0, security, CREATE_NEW, attributes, nullptr));
+DWORD Create(const std::wstring& path, DWORD attributes, SECURITY_ATTRIBUTES* security, CFile& file) {
+    file = CFile(CreateFileW(path.c_str(), GENERIC_WRITE, 0, security, CREATE_NEW, attributes, nullptr));
     return file.IsOpen() ? ERROR_SUCCESS : GetLastError();
 }
 
-void Discard(const std::wstring& path, File& file) {
+void Discard(const std::wstring& path, CFile& file) {
     file.Close();
     DeleteFileW(path.c_str());
 }
@@ -80,7 +80,7 @@ struct TLocalDeleter {
     void operator()(void* block) const { LocalFree(block); }
 };
 
-DWORD CreateForOwner(const std::wstring& path, DWORD attributes, File& file) {
+DWORD CreateForOwner(const std::wstring& path, DWORD attributes, CFile& file) {
     PSECURITY_DESCRIPTOR made = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, &made,
                                                               nullptr))
@@ -99,8 +99,8 @@ DWORD CreateForOwner(const std::wstring& path, DWORD attributes, File& file) {
 }  // namespace
 
 std::wstring ResolveLinks(const std::wstring& path) {
-    const File file(CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    const CFile file(CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                 nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     if (!file.IsOpen()) return path;
     // A disk without a letter has its name alone.
     for (const DWORD form : {VOLUME_NAME_DOS, VOLUME_NAME_GUID}) {
@@ -119,7 +119,7 @@ std::wstring ResolveLinks(const std::wstring& path) {
     return path;
 }
 
-DWORD CreateLike(const std::wstring& old, const std::wstring& path, File& file) {
+DWORD CreateLike(const std::wstring& old, const std::wstring& path, CFile& file) {
     TRights rights;
     DWORD error = ReadRights(old, rights);
     const DWORD found = GetFileAttributesW(old.c_str());

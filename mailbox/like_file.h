@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "mailbox/FileText.h"
+#include "mailbox/CFileText.h"
 
 namespace mailbox {
 
@@ -14,6 +14,6 @@ std::wstring ResolveLinks(const std::wstring& path);
 
 /// Makes a file for writing where none is, shared with nobody, with the access rights and attributes of the old one.
 /// From its first byte on nobody can read it who cannot read the old one. 0, or the system's error.
-DWORD CreateLike(const std::wstring& old, const std::wstring& path, File& file);
+DWORD CreateLike(const std::wstring& old, const std::wstring& path, CFile& file);
 
 }  // namespace mailbox

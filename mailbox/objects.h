@@ -3,31 +3,31 @@
 
 #include <memory>
 
-#include "mailbox/Database.h"
+#include "mailbox/CDatabase.h"
 #include "mailbox/platform_headers.h"
 
 namespace mailbox {
 
-IMAPISession* NewSession(std::shared_ptr<Database> database);
-IMsgServiceAdmin* NewServiceAdmin(std::shared_ptr<Database> database);
-IMsgStore* NewStoreObject(std::shared_ptr<Database> database, Store* store, bool writable);
-IMAPIFolder* NewFolderObject(std::shared_ptr<Database> database, std::shared_ptr<Folder> folder,
+IMAPISession* NewSession(std::shared_ptr<CDatabase> database);
+IMsgServiceAdmin* NewServiceAdmin(std::shared_ptr<CDatabase> database);
+IMsgStore* NewStoreObject(std::shared_ptr<CDatabase> database, TStore* store, bool writable);
+IMAPIFolder* NewFolderObject(std::shared_ptr<CDatabase> database, std::shared_ptr<TFolder> folder,
                              bool writable);
-IAddrBook* NewAddressBook(std::shared_ptr<Database> database);
+IAddrBook* NewAddressBook(std::shared_ptr<CDatabase> database);
 
 /// A message of the store as it is saved at this moment.
-IMessage* NewMessageObject(std::shared_ptr<Database> database, std::shared_ptr<Item> item, bool writable);
+IMessage* NewMessageObject(std::shared_ptr<CDatabase> database, std::shared_ptr<TItem> item, bool writable);
 /// A new message, which comes into the folder with its first save.
-IMessage* NewMessageIn(std::shared_ptr<Database> database, std::shared_ptr<Folder> folder, bool associated);
+IMessage* NewMessageIn(std::shared_ptr<CDatabase> database, std::shared_ptr<TFolder> folder, bool associated);
 
 /// Marks of an item (PR_MESSAGE_FLAGS, PR_MSG_STATUS), which change at once and without a save.
-ULONG Marks(const Item& item, ULONG tag);
-void SetMarks(Item& item, ULONG tag, ULONG bits, ULONG mask);
+ULONG Marks(const TItem& item, ULONG tag);
+void SetMarks(TItem& item, ULONG tag, ULONG bits, ULONG mask);
 
 /// Opens a folder or message of the store (OpenEntry of session, store and folder); no identifier: the root
 /// folder.
-HRESULT OpenStoreEntry(const std::shared_ptr<Database>& database, Store& store, ULONG size, const ENTRYID* id,
-                       const IID* iid, ULONG flags, ULONG* type, IUnknown** out);
+HRESULT OpenStoreEntry(const std::shared_ptr<CDatabase>& database, TStore& store, ULONG size,
+                       const ENTRYID* id, const IID* iid, ULONG flags, ULONG* type, IUnknown** out);
 /// An identifier as bytes. Empty when there is none; false when it cannot be one.
 bool ToEntryId(ULONG size, const ENTRYID* id, std::string_view& bytes);
 /// Whether the flags of an open ask for, or allow, changes.
@@ -35,7 +35,7 @@ inline bool AsksWritable(ULONG flags) {
     return (flags & (MAPI_BEST_ACCESS | MAPI_MODIFY)) != 0;
 }
 
-HRESULT OpenAddressEntry(const std::shared_ptr<Database>& database, ULONG size, const ENTRYID* id,
+HRESULT OpenAddressEntry(const std::shared_ptr<CDatabase>& database, ULONG size, const ENTRYID* id,
                          const IID* iid, ULONG* type, IUnknown** out);
 /// CompareEntryIDs of whoever has it.
 HRESULT CompareIds(ULONG size1, const ENTRYID* id1, ULONG size2, const ENTRYID* id2, ULONG* result);

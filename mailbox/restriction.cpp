@@ -43,17 +43,17 @@ bool HoldsRelation(ULONG relation, int order) {
 }
 
 /// The source's property in the type of the value that it is held against.
-bool GetAs(const PropertySource& source, ULONG tag, ULONG type, View& view, Scratch& scratch) {
+bool GetAs(const CPropertySource& source, ULONG tag, ULONG type, TView& view, CScratch& scratch) {
     if (!source.Get(PROP_ID(tag), view, scratch) || view.type == PT_ERROR || !CanGive(view.type, type))
         return false;
     view = Converted(view, type, scratch);
     return true;
 }
 
-bool MatchesProperty(const PropertySource& source, const SPropertyRestriction& restriction) {
-    Scratch scratch;
+bool MatchesProperty(const CPropertySource& source, const SPropertyRestriction& restriction) {
+    CScratch scratch;
     std::string bytes;
-    View view;
+    TView view;
     BytesOf(*restriction.lpProp, bytes);
     const ULONG type = PROP_TYPE(restriction.lpProp->ulPropTag);
     if (!GetAs(source, restriction.ulPropTag, type, view, scratch)) return false;
@@ -71,10 +71,10 @@ std::string Folded(ULONG type, std::string_view bytes, ULONG level) {
     return FromWide(wide);
 }
 
-bool MatchesContent(const PropertySource& source, const SContentRestriction& restriction) {
-    Scratch scratch;
+bool MatchesContent(const CPropertySource& source, const SContentRestriction& restriction) {
+    CScratch scratch;
     std::string bytes;
-    View view;
+    TView view;
     BytesOf(*restriction.lpProp, bytes);
     const ULONG type = PROP_TYPE(restriction.lpProp->ulPropTag);
     if (!GetAs(source, restriction.ulPropTag, type, view, scratch)) return false;
@@ -90,17 +90,17 @@ bool MatchesContent(const PropertySource& source, const SContentRestriction& res
     }
 }
 
-bool MatchesBitMask(const PropertySource& source, const SBitMaskRestriction& restriction) {
-    Scratch scratch;
-    View view;
+bool MatchesBitMask(const CPropertySource& source, const SBitMaskRestriction& restriction) {
+    CScratch scratch;
+    TView view;
     if (!GetAs(source, restriction.ulPropTag, PT_LONG, view, scratch)) return false;
     const bool isSet = (As<ULONG>(view.bytes) & restriction.ulMask) != 0;
     return isSet == (restriction.relBMR == BMR_NEZ);
 }
 
-bool MatchesSize(const PropertySource& source, const SSizeRestriction& restriction) {
-    Scratch scratch;
-    View view;
+bool MatchesSize(const CPropertySource& source, const SSizeRestriction& restriction) {
+    CScratch scratch;
+    TView view;
     if (!source.Get(PROP_ID(restriction.ulPropTag), view, scratch) || view.type == PT_ERROR) return false;
     size_t size = view.bytes.size();
     if (view.type == PT_UNICODE) size = (WideLength(view.bytes) + 1) * sizeof(wchar_t);
@@ -142,7 +142,7 @@ HRESULT CheckRestriction(const SRestriction& restriction) {
     }
 }
 
-bool Matches(const PropertySource& source, const SRestriction& restriction) {
+bool Matches(const CPropertySource& source, const SRestriction& restriction) {
     const auto matches = [&source](const SRestriction& part) { return Matches(source, part); };
     switch (restriction.rt) {
         case RES_AND: {
@@ -166,8 +166,8 @@ bool Matches(const PropertySource& source, const SRestriction& restriction) {
         case RES_SIZE:
             return MatchesSize(source, restriction.res.resSize);
         default: {
-            Scratch scratch;
-            View view;
+            CScratch scratch;
+            TView view;
             return source.Get(PROP_ID(restriction.res.resExist.ulPropTag), view, scratch) &&
                    view.type != PT_ERROR;
         }

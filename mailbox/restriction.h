@@ -11,6 +11,6 @@ namespace mailbox {
 HRESULT CheckRestriction(const SRestriction& restriction);
 /// The restriction must have passed CheckRestriction. A property that is not there matches nothing but a
 /// negation.
-bool Matches(const PropertySource& source, const SRestriction& restriction);
+bool Matches(const CPropertySource& source, const SRestriction& restriction);
 
 }  // namespace mailbox

@@ -6,96 +6,96 @@
 #include <memory>
 #include <span>
 
-#include "mailbox/Database.h"
+#include "mailbox/CDatabase.h"
 #include "mailbox/values.h"
 
 namespace mailbox {
 
 /// A property that is worked out from a record. give is false when the record has none.
 template <typename Record>
-struct Computed {
+struct TComputed {
     ULONG tag;
-    bool (*give)(const Record& record, View& view, Scratch& scratch);
+    bool (*give)(const Record& record, TView& view, CScratch& scratch);
 };
 
-struct MessageRecord {
-    std::shared_ptr<const MessageData> data;
+struct TMessageRecord {
+    std::shared_ptr<const TMessageData> data;
     /// Null for a message that was not saved yet and for an embedded one.
-    std::shared_ptr<const Item> item;
-    const Store* store = nullptr;
+    std::shared_ptr<const TItem> item;
+    const TStore* store = nullptr;
     bool writable = false;
 
-    const Properties& Stored() const { return data->properties; }
-    static std::span<const Computed<MessageRecord>> Table();
+    const CProperties& Stored() const { return data->properties; }
+    static std::span<const TComputed<TMessageRecord>> Table();
 };
 
-struct FolderRecord {
-    std::shared_ptr<Folder> folder;
+struct TFolderRecord {
+    std::shared_ptr<TFolder> folder;
     /// Levels below the folder whose hierarchy is shown.
     ULONG depth = 0;
 
-    const Properties& Stored() const { return folder->properties; }
-    static std::span<const Computed<FolderRecord>> Table();
+    const CProperties& Stored() const { return folder->properties; }
+    static std::span<const TComputed<TFolderRecord>> Table();
 };
 
-struct StoreRecord {
-    const Store* store = nullptr;
+struct TStoreRecord {
+    const TStore* store = nullptr;
     bool isDefault = false;
 
-    const Properties& Stored() const { return store->properties; }
-    static std::span<const Computed<StoreRecord>> Table();
+    const CProperties& Stored() const { return store->properties; }
+    static std::span<const TComputed<TStoreRecord>> Table();
 };
 
-struct AttachmentRecord {
-    std::shared_ptr<const Attachment> attachment;
+struct TAttachmentRecord {
+    std::shared_ptr<const TAttachment> attachment;
     bool writable = false;
 
-    const Properties& Stored() const { return attachment->properties; }
-    static std::span<const Computed<AttachmentRecord>> Table();
+    const CProperties& Stored() const { return attachment->properties; }
+    static std::span<const TComputed<TAttachmentRecord>> Table();
 };
 
-struct RecipientRecord {
-    std::shared_ptr<const MessageData> data;
+struct TRecipientRecord {
+    std::shared_ptr<const TMessageData> data;
     size_t index = 0;
 
-    const Properties& Stored() const { return data->recipients[index]; }
-    static std::span<const Computed<RecipientRecord>> Table();
+    const CProperties& Stored() const { return data->recipients[index]; }
+    static std::span<const TComputed<TRecipientRecord>> Table();
 };
 
-struct ServiceRecord {
-    const Service* service = nullptr;
+struct TServiceRecord {
+    const TService* service = nullptr;
 
-    const Properties& Stored() const { return service->properties; }
-    static std::span<const Computed<ServiceRecord>> Table();
+    const CProperties& Stored() const { return service->properties; }
+    static std::span<const TComputed<TServiceRecord>> Table();
 };
 
-struct AddressRecord {
-    const AddressEntry* entry = nullptr;
+struct TAddressRecord {
+    const TAddressEntry* entry = nullptr;
 
-    const Properties& Stored() const { return entry->properties; }
-    static std::span<const Computed<AddressRecord>> Table();
+    const CProperties& Stored() const { return entry->properties; }
+    static std::span<const TComputed<TAddressRecord>> Table();
 };
 
 /// The address book itself.
-struct AddressBookRecord {
-    Properties none;
+struct TAddressBookRecord {
+    CProperties none;
 
-    const Properties& Stored() const { return none; }
-    static std::span<const Computed<AddressBookRecord>> Table();
+    const CProperties& Stored() const { return none; }
+    static std::span<const TComputed<TAddressBookRecord>> Table();
 };
 
 template <typename Record>
-class RecordSource final : public PropertySource {
+class CRecordSource final : public CPropertySource {
   public:
-    explicit RecordSource(const Record* shown = nullptr) : record(shown) {}
+    explicit CRecordSource(const Record* shown = nullptr) : record(shown) {}
 
-    bool Get(ULONG id, View& view, Scratch& scratch) const override {
-        const Properties& stored = record->Stored();
-        if (const Properties::Slot* slot = stored.Find(id)) {
+    bool Get(ULONG id, TView& view, CScratch& scratch) const override {
+        const CProperties& stored = record->Stored();
+        if (const CProperties::TSlot* slot = stored.Find(id)) {
             view = {PROP_TYPE(slot->tag), BytesOf(stored, *slot, scratch)};
             return true;
         }
-        for (const Computed<Record>& computed : Record::Table()) {
+        for (const TComputed<Record>& computed : Record::Table()) {
             if (PROP_ID(computed.tag) != id) continue;
             view.type = PROP_TYPE(computed.tag);
             return computed.give(*record, view, scratch);
@@ -104,12 +104,12 @@ class RecordSource final : public PropertySource {
     }
 
     void List(std::vector<ULONG>& tags) const override {
-        const Properties& stored = record->Stored();
-        for (const Properties::Slot& slot : stored.Slots())
+        const CProperties& stored = record->Stored();
+        for (const CProperties::TSlot& slot : stored.Slots())
             if (PROP_TYPE(slot.tag) != PT_ERROR) tags.push_back(slot.tag);
-        Scratch scratch;
-        View view;
-        for (const Computed<Record>& computed : Record::Table())
+        CScratch scratch;
+        TView view;
+        for (const TComputed<Record>& computed : Record::Table())
             if (stored.Find(PROP_ID(computed.tag)) == nullptr && computed.give(*record, view, scratch))
                 tags.push_back(computed.tag);
     }
@@ -120,13 +120,13 @@ class RecordSource final : public PropertySource {
 /// Whether the platform works this property out, so that nobody sets it.
 template <typename Record>
 bool IsComputedProperty(ULONG id) {
-    for (const Computed<Record>& computed : Record::Table())
+    for (const TComputed<Record>& computed : Record::Table())
         if (PROP_ID(computed.tag) == id) return true;
     return false;
 }
 
 /// Bytes of a message with everything in it.
-size_t SizeOf(const MessageData& data);
-size_t SizeOf(const Attachment& attachment);
+size_t SizeOf(const TMessageData& data);
+size_t SizeOf(const TAttachment& attachment);
 
 }  // namespace mailbox

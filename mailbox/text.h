@@ -29,10 +29,10 @@ size_t AsciiBlocks(std::string_view text);
 size_t StrictCharacter(std::string_view text);
 
 /// A JSON escape, from its backslash on, that is whole, cut short, or no escape.
-enum class Escape { kWhole, kCut, kBad };
+enum class EEscape { kWhole, kCut, kBad };
 constexpr size_t kLongestEscape = 12;
 /// Takes a whole one off the front of the text; utf8 gets what it means, at most four bytes.
-Escape TakeEscape(std::string_view& text, char* utf8, size_t& length);
+EEscape TakeEscape(std::string_view& text, char* utf8, size_t& length);
 
 /// Upper-case hexadecimal text, and back. False when the text is not whole bytes in hexadecimal.
 std::string ToHex(std::string_view bytes);

@@ -2,30 +2,30 @@
 
 #include <algorithm>
 
-#include "mailbox/Buffers.h"
-#include "mailbox/Calls.h"
-#include "mailbox/FileText.h"
+#include "mailbox/buffers.h"
+#include "mailbox/calls.h"
+#include "mailbox/CFileText.h"
 #include "mailbox/text.h"
 
 namespace mailbox {
 
-char* Scratch::Room(size_t size) {
-    if (size <= sizeof m_first - m_used) {
-        m_used += size;
-        return m_first + m_used - size;
+char* CScratch::Room(size_t size) {
+    if (size <= sizeof m_first - m_nUsed) {
+        m_nUsed += size;
+        return m_first + m_nUsed - size;
     }
     m_more.push_back(std::make_unique_for_overwrite<char[]>(size));
     return m_more.back().get();
 }
 
-std::string_view Scratch::Keep(std::string_view bytes) {
+std::string_view CScratch::Keep(std::string_view bytes) {
     char* const place = Room(bytes.size());
     if (!bytes.empty()) std::memcpy(place, bytes.data(), bytes.size());
     return {place, bytes.size()};
 }
 
-std::string_view BytesOf(const Properties& properties, const Properties::Slot& slot, Scratch& scratch) {
-    const Place* const place = properties.PlaceOf(slot);
+std::string_view BytesOf(const CProperties& properties, const CProperties::TSlot& slot, CScratch& scratch) {
+    const TPlace* const place = properties.PlaceOf(slot);
     if (place == nullptr) return properties.Bytes(slot);
     char* const bytes = scratch.Room(slot.size);
     if (place->Load(bytes, slot.size)) return {bytes, slot.size};
@@ -33,8 +33,8 @@ std::string_view BytesOf(const Properties& properties, const Properties::Slot& s
     return {};
 }
 
-HRESULT TakeValue(const Properties& from, const Properties::Slot& slot, ULONG tag, Properties& to) {
-    Scratch scratch;
+HRESULT TakeValue(const CProperties& from, const CProperties::TSlot& slot, ULONG tag, CProperties& to) {
+    CScratch scratch;
     const std::string_view bytes = BytesOf(from, slot, scratch);
     if (scratch.failure == S_OK) to.Set(tag, bytes);
     return scratch.failure;
@@ -51,7 +51,7 @@ bool CanGive(ULONG held, ULONG asked) {
     return held == asked || (IsText(held) && IsText(asked) && (held & MV_FLAG) == (asked & MV_FLAG));
 }
 
-View Converted(const View& view, ULONG asked, Scratch& scratch) {
+TView Converted(const TView& view, ULONG asked, CScratch& scratch) {
     if (view.type == asked) return view;
     const auto convert = [&](std::string_view text) {
         return (asked & ~MV_FLAG) == PT_STRING8 ? ToAnsi(text) : FromAnsi(text);
@@ -71,7 +71,7 @@ size_t Aligned(size_t size) {
 }
 
 /// Whether the value, in the form in which it would be given, is too large for GetProps.
-bool IsTooLarge(const View& view) {
+bool IsTooLarge(const TView& view) {
     switch (view.type) {
         case PT_UNICODE:
             return view.bytes.size() > kMostPlainBytes / 2 && WideLength(view.bytes) > kMostPlainBytes / 2;
@@ -104,7 +104,7 @@ size_t ElementRoom(std::string_view bytes, ULONG single) {
 }
 
 /// Bytes that a value takes beside its SPropValue, or an upper bound.
-size_t Room(const View& view) {
+size_t Room(const TView& view) {
     const ULONG single = view.type & ~MV_FLAG;
     if ((view.type & MV_FLAG) == 0) {
         if (single == PT_CLSID) return sizeof(GUID);
@@ -118,13 +118,13 @@ size_t Room(const View& view) {
 }
 
 /// Hands out pieces of the block behind the values.
-class Cursor {
+class CCursor {
   public:
-    explicit Cursor(char* place) : m_place(place) {}
+    explicit CCursor(char* place) : m_pPlace(place) {}
     template <typename T>
     T* Take(size_t bytes) {
-        T* piece = reinterpret_cast<T*>(m_place);
-        m_place += Aligned(bytes);
+        T* piece = reinterpret_cast<T*>(m_pPlace);
+        m_pPlace += Aligned(bytes);
         return piece;
     }
     void* Put(std::string_view bytes) {
@@ -133,10 +133,10 @@ class Cursor {
         return piece;
     }
     wchar_t* PutWide(std::string_view utf8) {
-        wchar_t* piece = reinterpret_cast<wchar_t*>(m_place);
+        wchar_t* piece = reinterpret_cast<wchar_t*>(m_pPlace);
         wchar_t* end = WriteWide(utf8, piece);
         *end++ = L'\0';
-        m_place += Aligned(static_cast<size_t>(end - piece) * sizeof(wchar_t));
+        m_pPlace += Aligned(static_cast<size_t>(end - piece) * sizeof(wchar_t));
         return piece;
     }
     char* PutNarrow(std::string_view text) {
@@ -147,10 +147,10 @@ class Cursor {
     }
 
   private:
-    char* m_place;
+    char* m_pPlace;
 };
 
-void FillElements(__UPV& out, const View& view, Cursor& cursor) {
+void FillElements(__UPV& out, const TView& view, CCursor& cursor) {
     const ULONG single = view.type & ~MV_FLAG;
     const ULONG count = CountElements(view.bytes, view.type);
     // All counted arrays of the union begin with the count and the pointer.
@@ -178,7 +178,7 @@ void FillElements(__UPV& out, const View& view, Cursor& cursor) {
     }
 }
 
-void Fill(__UPV& out, const View& view, Cursor& cursor) {
+void Fill(__UPV& out, const TView& view, CCursor& cursor) {
     if ((view.type & MV_FLAG) != 0) return FillElements(out, view, cursor);
     switch (view.type) {
         case PT_UNICODE:
@@ -201,17 +201,17 @@ void Fill(__UPV& out, const View& view, Cursor& cursor) {
 }
 
 /// One value on its way out: the tag that it gets, and what it holds.
-struct Outgoing {
+struct TOutgoing {
     ULONG tag;
-    View view;
+    TView view;
 };
 
-Outgoing Failed(ULONG tag, HRESULT error, Scratch& scratch) {
+TOutgoing Failed(ULONG tag, HRESULT error, CScratch& scratch) {
     return {CHANGE_PROP_TYPE(tag, PT_ERROR), {PT_ERROR, scratch.KeepValue(error)}};
 }
 
-Outgoing Prepare(const PropertySource& source, ULONG tag, bool wide, Scratch& scratch) {
-    View view;
+TOutgoing Prepare(const CPropertySource& source, ULONG tag, bool wide, CScratch& scratch) {
+    TView view;
     if (!source.Get(PROP_ID(tag), view, scratch)) return Failed(tag, MAPI_E_NOT_FOUND, scratch);
     if (view.type == PT_ERROR) return {CHANGE_PROP_TYPE(tag, PT_ERROR), view};
     ULONG asked = PROP_TYPE(tag) & ~MV_INSTANCE;
@@ -225,9 +225,9 @@ Outgoing Prepare(const PropertySource& source, ULONG tag, bool wide, Scratch& sc
 
 }  // namespace
 
-HRESULT ReadValues(const PropertySource& source, const ULONG* tags, ULONG tagCount, bool wide, ULONG* count,
+HRESULT ReadValues(const CPropertySource& source, const ULONG* tags, ULONG tagCount, bool wide, ULONG* count,
                    SPropValue** values) {
-    Scratch scratch;
+    CScratch scratch;
     std::vector<ULONG> all;
     if (tags == nullptr) {
         source.List(all);
@@ -237,9 +237,9 @@ HRESULT ReadValues(const PropertySource& source, const ULONG* tags, ULONG tagCou
     }
 
     constexpr ULONG kUsual = 48;
-    Outgoing usual[kUsual];
-    std::vector<Outgoing> many(tagCount > kUsual ? tagCount : 0);
-    Outgoing* outgoing = many.empty() ? usual : many.data();
+    TOutgoing usual[kUsual];
+    std::vector<TOutgoing> many(tagCount > kUsual ? tagCount : 0);
+    TOutgoing* outgoing = many.empty() ? usual : many.data();
     size_t size = tagCount * sizeof(SPropValue);
     HRESULT hr = S_OK;
     for (ULONG index = 0; index < tagCount; ++index) {
@@ -252,7 +252,7 @@ HRESULT ReadValues(const PropertySource& source, const ULONG* tags, ULONG tagCou
 
     auto* block = static_cast<SPropValue*>(NewBuffer(size));
     if (block == nullptr) return MAPI_E_NOT_ENOUGH_MEMORY;
-    Cursor cursor(reinterpret_cast<char*>(block + tagCount));
+    CCursor cursor(reinterpret_cast<char*>(block + tagCount));
     for (ULONG index = 0; index < tagCount; ++index) {
         block[index] = {};
         block[index].ulPropTag = outgoing[index].tag;
@@ -343,7 +343,7 @@ int CompareTexts(std::string_view left, std::string_view right) {
 
 }  // namespace
 
-int CompareViews(const View& left, const View& right) {
+int CompareViews(const TView& left, const TView& right) {
     switch (left.type) {
         case PT_I2:
             return CompareAs<short>(left.bytes, right.bytes);

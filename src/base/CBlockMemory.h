@@ -15,17 +15,17 @@ class CBlockMemory final : public std::pmr::memory_resource {
     CBlockMemory(const CBlockMemory&) = delete;
 
     /// A moment in its use.
-    struct Mark {
+    struct TMark {
         size_t blocks = 0;
         void* free = nullptr;
         size_t left = 0;
     };
-    Mark Now() const { return {m_blocks.size(), m_free, m_left}; }
+    TMark Now() const { return {m_blocks.size(), m_pFree, m_nLeft}; }
     /// Takes back all pieces handed out since.
-    void GoBackTo(const Mark& mark) {
+    void GoBackTo(const TMark& mark) {
         m_blocks.resize(mark.blocks);
-        m_free = mark.free;
-        m_left = mark.left;
+        m_pFree = mark.free;
+        m_nLeft = mark.left;
     }
 
   private:
@@ -35,13 +35,13 @@ class CBlockMemory final : public std::pmr::memory_resource {
 
     void* do_allocate(size_t size, size_t alignment) override {
         if (size > kMostPiece) return NewBlock(size);
-        if (!std::align(alignment, size, m_free, m_left)) {
-            m_free = NewBlock(kBlock);
-            m_left = kBlock;
+        if (!std::align(alignment, size, m_pFree, m_nLeft)) {
+            m_pFree = NewBlock(kBlock);
+            m_nLeft = kBlock;
         }
-        void* const piece = m_free;
-        m_free = static_cast<std::byte*>(m_free) + size;
-        m_left -= size;
+        void* const piece = m_pFree;
+        m_pFree = static_cast<std::byte*>(m_pFree) + size;
+        m_nLeft -= size;
         return piece;
     }
     void do_deallocate(void*, size_t, size_t) override {}
@@ -54,6 +54,6 @@ class CBlockMemory final : public std::pmr::memory_resource {
     }
 
     std::vector<std::unique_ptr<std::byte[]>> m_blocks;
-    void* m_free = nullptr;
-    size_t m_left = 0;
+    void* m_pFree = nullptr;
+    size_t m_nLeft = 0;
 };

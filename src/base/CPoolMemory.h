@@ -29,19 +29,19 @@ class CPoolMemory final : public std::pmr::memory_resource {
 
     void* do_allocate(size_t size, size_t) override {
         if (!IsSmall(size)) return ::operator new(size);
-        TFree*& free = m_free[Class(size)];
+        TFree*& free = m_pFree[Class(size)];
         if (free) return std::exchange(free, free->next);
         const size_t bytes = Class(size) * kStep;
-        if (m_left < bytes) {
+        if (m_nLeft < bytes) {
             m_blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(kBlock));
-            m_left = kBlock;
+            m_nLeft = kBlock;
         }
-        m_left -= bytes;
-        return m_blocks.back().get() + m_left;
+        m_nLeft -= bytes;
+        return m_blocks.back().get() + m_nLeft;
     }
     void do_deallocate(void* piece, size_t size, size_t) override {
         if (IsSmall(size)) {
-            TFree*& free = m_free[Class(size)];
+            TFree*& free = m_pFree[Class(size)];
             free = new (piece) TFree{free};
         } else {
             ::operator delete(piece);
@@ -52,6 +52,6 @@ class CPoolMemory final : public std::pmr::memory_resource {
     }
 
     std::vector<std::unique_ptr<std::byte[]>> m_blocks;
-    size_t m_left = 0;  // of the last one
-    std::array<TFree*, kMostPiece / kStep + 1> m_free{};
+    size_t m_nLeft = 0;  // of the last one
+    std::array<TFree*, kMostPiece / kStep + 1> m_pFree{};
 };

@@ -25,14 +25,14 @@ class CDefinitions {
     TComparyProps List() { return {Count(), m_entries.data()}; }
 
   private:
-    struct Texts {
+    struct TTexts {
         std::optional<std::wstring> key, name, id;
         std::optional<std::string> guid;
     };
 
     void PointToTexts();
 
-    std::vector<Texts> m_texts;
+    std::vector<TTexts> m_texts;
     std::vector<TComparyProp> m_entries;
 };
 

@@ -7,15 +7,15 @@
 
 class CThreadLocale {
   public:
-    explicit CThreadLocale(LCID locale) : m_before(GetThreadLocale()), m_changes(locale != m_before) {
-        if (m_changes) SetThreadLocale(locale);
+    explicit CThreadLocale(LCID locale) : m_before(GetThreadLocale()), m_bChanges(locale != m_before) {
+        if (m_bChanges) SetThreadLocale(locale);
     }
     CThreadLocale(const CThreadLocale&) = delete;
     ~CThreadLocale() {
-        if (m_changes) SetThreadLocale(m_before);
+        if (m_bChanges) SetThreadLocale(m_before);
     }
 
   private:
     const LCID m_before;
-    const bool m_changes;
+    const bool m_bChanges;
 };

@@ -7,7 +7,7 @@
 
 #include "base/mapi_extra.h"
 #include "compare/named_values.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
 namespace {
@@ -48,7 +48,7 @@ bool IsEmptyText(const SPropValue& value) {
 }
 
 /// PR_SUBJECT of an item; *subject stays null when it has none. A failure is logged.
-HRESULT ReadSubject(IMessage* item, bool wide, PlatformCalls& calls, MapiBuffer<SPropValue>* subject) {
+HRESULT ReadSubject(IMessage* item, bool wide, CPlatformCalls& calls, MapiBuffer<SPropValue>* subject) {
     HRESULT hr = store::GetPropValue(item, wide ? PR_SUBJECT_W : PR_SUBJECT_A, Out(*subject));
     if (hr == MAPI_W_ERRORS_RETURNED) hr = S_OK;
     if (hr == S_OK && *subject && PROP_TYPE((*subject)->ulPropTag) == PT_ERROR) hr = (*subject)->Value.err;
@@ -67,13 +67,13 @@ HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDa
                                    CNames* names) {
     constexpr char lookupFailed[] = "Quorvel_GetIDsFromNames return 0x%x\n";
     constexpr char readFailed[] = "Quorvel_GetPropValue return 0x%x\n";
-    PlatformCalls calls("Appointment_AllDayEventLikeEx");
+    CPlatformCalls calls("Appointment_AllDayEventLikeEx");
     *allDayLike = 0;
     if (allDayFlag) *allDayFlag = 0;
 
     // All that a step may need is read in one request; what a step does not reach may be unreadable.
     const bool readFlag = askAllDayFlag || allDayFlag;
-    const NamedValues fields(item, {kFieldNames, readFlag ? kFields : fieldAllDay}, names);
+    const CNamedValues fields(item, {kFieldNames, readFlag ? kFields : fieldAllDay}, names);
     if (!calls(NotFoundIsNone(fields.Lookup()), lookupFailed)) return calls.result;
     if (!calls(NotFoundIsNone(fields.Read()), readFailed)) return calls.result;
 
@@ -104,7 +104,7 @@ HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDa
 
 HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* result, const int* allDayLike,
                                             const SPropValue* subject, CNames* names) {
-    PlatformCalls calls("Appointment_IsBirthdayOrAnniversary");
+    CPlatformCalls calls("Appointment_IsBirthdayOrAnniversary");
     *result = 0;
     int like = 0;
     if (allDayLike) {

@@ -3,7 +3,7 @@
 #include "compare/derived_value.h"
 #include "compare/propex.h"
 #include "compare/value_compare.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
 namespace {
@@ -59,7 +59,7 @@ HRESULT ContactItem_CompanyContact(IMessage* item, SPropValue** value) {
     const EVerdict verdict = Judge(item, &error);
     if (verdict == EVerdict::Failed) return error;
 
-    PlatformCalls calls(kTag);
+    CPlatformCalls calls(kTag);
     MapiBuffer<SPropValue> result;
     if (!calls(AllocateValue(sizeof(SPropValue), &result), "MAPIAllocateBuffer failed, error = 0x%x\n")) {
         return calls.result;

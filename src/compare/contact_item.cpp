@@ -2,7 +2,7 @@
 
 #include "compare/derived_value.h"
 #include "compare/named_values.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/entry_id.h"
 #include "store/properties.h"
 
@@ -36,8 +36,8 @@ HRESULT ReadSmtpAddress(IMAPIProp* entry, bool unicode, SPropValue** value) {
 HRESULT ContactItem_HasCrmId(IMessage* item, int* has, CNames* names) {
     *has = 0;
     constexpr EName kCrmId[] = {nameCrmId};
-    const NamedValues crmId(item, kCrmId, names);
-    PlatformCalls calls("ContactItem_HasCrmId");
+    const CNamedValues crmId(item, kCrmId, names);
+    CPlatformCalls calls("ContactItem_HasCrmId");
     if (!calls(crmId.Lookup(), "GetIDsFromNames return 0x%x\n") ||
         !calls(crmId.Read(), "GetPropValue return 0x%x\n") ||
         !calls(crmId.Error(0), "lpValue->Value.err = 0x%x\n")) {
@@ -55,13 +55,13 @@ HRESULT ContactItem_HasCrmId(IMessage* item, int* has, CNames* names) {
 
 HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bool unicode,
                               SPropValue** value, CNames* names) {
-    PlatformCalls calls("QuorvelProps.ContactItem_SmtpEmail");
+    CPlatformCalls calls("QuorvelProps.ContactItem_SmtpEmail");
     *value = nullptr;
     const bool known = index >= 1 && index <= static_cast<int>(std::size(kEmailEntryIds));
     g_Log.Assert(known, calls.tag, 1180, nullptr);
     if (!known) return -1;
 
-    const NamedValues identifier(item, {&kEmailEntryIds[index - 1], 1}, names);
+    const CNamedValues identifier(item, {&kEmailEntryIds[index - 1], 1}, names);
     if (!calls(identifier.Lookup(), "GetPropValue(EmailEntryID) return 0x%x\n") ||
         !calls(identifier.Read(), "GetPropValue(EmailEntryID) return 0x%x\n") ||
         !calls(identifier.Error(0), "PropValue(EmailEntryID)->Value.err = 0x%x\n") || !identifier.Find(0)) {

@@ -6,7 +6,7 @@
 #include "base/mapi_extra.h"
 #include "compare/value_compare.h"
 #include "compare/value_hash.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/properties.h"
 #include "store/sessions.h"
 #include "store/streams.h"
@@ -103,7 +103,7 @@ int CompareChunkBytes(const TStreamSide& a, const TStreamSide& b) {
 // case.
 HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG tag2, long* result,
                                    bool* compared) {
-    PlatformCalls calls("Quorvel_CompareStreamProp");
+    CPlatformCalls calls("Quorvel_CompareStreamProp");
     const ULONG type = PROP_TYPE(tag1);
     *compared = false;
 
@@ -140,16 +140,16 @@ HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2,
 
 // Block by block, as they are compared. A comparison ends where one of the streams does, and a block of the other
 // may be equal to none at all there: a stream with such a block equals some that are not equal to each other.
-THash compare::HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
+CHash compare::HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
     const ULONG type = PROP_TYPE(tag);
     TStreamSide side;
     if (side.Open(item, tag) != S_OK || side.Read() != S_OK || side.StartsEmpty(type)) return std::nullopt;
-    const THash none = texts.Hash(L"", cmExact);
+    const CHash none = texts.Hash(L"", cmExact);
     uint64_t hash = 0;
     while (side.count != 0) {
-        const THash block = type == PT_UNICODE
+        const CHash block = type == PT_UNICODE
                                 ? texts.Hash(side.Wide(), cmExact)
-                                : THash(std::hash<std::string_view>()(
+                                : CHash(std::hash<std::string_view>()(
                                       {reinterpret_cast<const char*>(side.bytes), side.count}));
         // Hyphens alone hash as nothing does, and are not equal to it.
         if (!block || (type == PT_UNICODE && block == none && lstrcmpiW(side.Wide(), L"") == 0))

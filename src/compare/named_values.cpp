@@ -5,7 +5,7 @@
 #include "store/properties.h"
 
 HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags) {
-    constexpr size_t kMost = NamedValues::kMost;
+    constexpr size_t kMost = CNamedValues::kMost;
     GUID sets[kMost];
     MAPINAMEID ids[kMost] = {};
     MAPINAMEID* list[kMost];
@@ -37,11 +37,11 @@ HRESULT LookUpNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags, 
     return known ? known->LookUp(item, names, tags) : AskForNames(item, names, tags);
 }
 
-NamedValues::NamedValues(IMAPIProp* item, std::span<const EName> names, CNames* known)
+CNamedValues::CNamedValues(IMAPIProp* item, std::span<const EName> names, CNames* known)
     : m_lookup(LookUpNames(item, names, m_tags, known)),
       m_read(m_lookup == S_OK ? ReadAll(item) : m_lookup) {}
 
-HRESULT NamedValues::ReadAll(IMAPIProp* item) {
+HRESULT CNamedValues::ReadAll(IMAPIProp* item) {
     SizedSPropTagArray(kMost, wanted) = {};
     size_t places[kMost];
     for (size_t i = 0; i < kMost; ++i) {
@@ -60,14 +60,14 @@ HRESULT NamedValues::ReadAll(IMAPIProp* item) {
     return S_OK;
 }
 
-SCODE NamedValues::Error(size_t i) const {
+SCODE CNamedValues::Error(size_t i) const {
     const SPropValue* value = m_found[i];
     if (!value || PROP_TYPE(value->ulPropTag) == PROP_TYPE(m_tags[i])) return S_OK;
     if (PROP_TYPE(value->ulPropTag) != PT_ERROR) return MAPI_E_INVALID_TYPE;
     return value->Value.err == MAPI_E_NOT_FOUND ? S_OK : value->Value.err;
 }
 
-const SPropValue* NamedValues::Find(size_t i) const {
+const SPropValue* CNamedValues::Find(size_t i) const {
     const SPropValue* value = m_found[i];
     return value && PROP_TYPE(value->ulPropTag) == PROP_TYPE(m_tags[i]) ? value : nullptr;
 }

@@ -24,12 +24,12 @@ HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags);
 /// Asks the one who knows, or the item where nobody does.
 HRESULT LookUpNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags, CNames* known);
 
-class NamedValues {
+class CNamedValues {
   public:
     static constexpr size_t kMost = 4;
 
     /// At most kMost names. known: of the item's store, or null.
-    NamedValues(IMAPIProp* item, std::span<const EName> names, CNames* known);
+    CNamedValues(IMAPIProp* item, std::span<const EName> names, CNames* known);
 
     /// Result of the look-up of the names; the values are read only after S_OK.
     HRESULT Lookup() const { return m_lookup; }

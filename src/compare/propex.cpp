@@ -8,7 +8,7 @@
 #include "compare/derived_value.h"
 #include "compare/named_values.h"
 #include "compare/value_compare.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
 namespace {
@@ -34,7 +34,7 @@ struct TKindTags {
 };
 
 HRESULT NewNotFound(ULONG id, const char* tag, SPropValue** value) {
-    PlatformCalls calls(tag);
+    CPlatformCalls calls(tag);
     MapiBuffer<SPropValue> none;
     if (!calls(AllocateValue(sizeof(SPropValue), &none), "MAPIAllocateBuffer return 0x%x\n"))
         return calls.result;

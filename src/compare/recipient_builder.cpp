@@ -9,7 +9,7 @@
 #include "compare/derived_value.h"
 #include "compare/propex.h"
 #include "compare/recipients.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/checked_calls.h"
 
 namespace {
@@ -24,8 +24,8 @@ enum EColumn : ULONG { colName, colEmail, colType };
 HRESULT ReadRows(IMessage* item, std::vector<RowSet>& pieces) {
     constexpr char kQueryRows[] = "lpTable->QueryRows return 0x%x\n";
     // The address type is asked for along with the e-mail that it qualifies, though nothing reads it.
-    TagList columns(PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, PR_RECIPIENT_TYPE, PR_ADDRTYPE_W);
-    PlatformCalls calls(kTag);
+    CTagList columns(PR_DISPLAY_NAME_W, PR_EMAIL_ADDRESS_W, PR_RECIPIENT_TYPE, PR_ADDRTYPE_W);
+    CPlatformCalls calls(kTag);
     ComPtr<IMAPITable> table;
     ULONG count = 0;
     if (!calls.Gives(table, item->GetRecipientTable(0, table.GetAddressOf()),
@@ -124,7 +124,7 @@ HRESULT MailItem_Recipients(IMessage* item, SPropValue** value) {
                                                   recipients.size() * sizeof(TMessageRecipient) +
                                                   characters * sizeof(wchar_t);
 
-    PlatformCalls calls(kTag);
+    CPlatformCalls calls(kTag);
     MapiBuffer<SPropValue> block;
     if (!calls(AllocateValue(bytes, &block), "MAPIAllocateBuffer return 0x%x\n")) return calls.result;
     if (recipients.empty()) {

@@ -173,25 +173,25 @@ void NormalizeOnce(TRecipientList* list) {
 /// Appends to a text of a fixed capacity whatever fits whole.
 class CBoundedText {
   public:
-    CBoundedText(wchar_t* buffer, size_t capacity) : m_at(buffer), m_left(capacity) {
+    CBoundedText(wchar_t* buffer, size_t capacity) : m_lpszAt(buffer), m_nLeft(capacity) {
         if (capacity > 0) *buffer = 0;
     }
 
     template <typename... Args>
     bool Append(const wchar_t* format, Args... args) {
-        const int written = m_left > 0 ? _snwprintf(m_at, m_left, format, args...) : -1;
-        if (written < 0 || static_cast<size_t>(written) >= m_left) {
-            if (m_left > 0) *m_at = 0;
+        const int written = m_nLeft > 0 ? _snwprintf(m_lpszAt, m_nLeft, format, args...) : -1;
+        if (written < 0 || static_cast<size_t>(written) >= m_nLeft) {
+            if (m_nLeft > 0) *m_lpszAt = 0;
             return false;
         }
-        m_at += written;
-        m_left -= static_cast<size_t>(written);
+        m_lpszAt += written;
+        m_nLeft -= static_cast<size_t>(written);
         return true;
     }
 
   private:
-    wchar_t* m_at;
-    size_t m_left;
+    wchar_t* m_lpszAt;
+    size_t m_nLeft;
 };
 
 }  // namespace

@@ -100,15 +100,15 @@ class CLowerCase {
             m_long.reset(new (std::nothrow) wchar_t[length + 1]);
             copy = m_long.get();
         }
-        if (copy) m_text = CharLowerW(std::wmemcpy(copy, text, length + 1));
+        if (copy) m_lpszText = CharLowerW(std::wmemcpy(copy, text, length + 1));
     }
     CLowerCase(const CLowerCase&) = delete;
-    const wchar_t* Text() const { return m_text; }
+    const wchar_t* Text() const { return m_lpszText; }
 
   private:
     wchar_t m_short[512];
     std::unique_ptr<wchar_t[]> m_long;
-    const wchar_t* m_text = nullptr;
+    const wchar_t* m_lpszText = nullptr;
 };
 
 /// A character with nothing above its 16 bits stands for itself, in and out.

@@ -18,33 +18,33 @@ constexpr uint8_t kAscii = 128;  // how many ASCII characters there are
 class CSequenceHash {
   public:
     void Add(uint16_t number) {
-        m_word |= uint64_t{number} << m_shift;
-        m_shift += 16;
-        if (m_shift < 64) return;
-        Mix(m_word);
-        m_word = 0;
-        m_shift = 0;
+        m_nWord |= uint64_t{number} << m_nShift;
+        m_nShift += 16;
+        if (m_nShift < 64) return;
+        Mix(m_nWord);
+        m_nWord = 0;
+        m_nShift = 0;
     }
 
     uint64_t Hash() const {
         CSequenceHash ended = *this;
-        ended.Mix(m_word);
-        ended.Mix(ended.m_other);
-        return ended.m_other;
+        ended.Mix(m_nWord);
+        ended.Mix(ended.m_nOther);
+        return ended.m_nOther;
     }
 
   private:
     // Two hashes take turns, so that one multiplication need not wait for the other.
     void Mix(uint64_t word) {
-        const uint64_t mixed = (m_hash ^ word) * 0x9E3779B97F4A7C15u;
-        m_hash = m_other;
-        m_other = mixed ^ mixed >> 32;
+        const uint64_t mixed = (m_nHash ^ word) * 0x9E3779B97F4A7C15u;
+        m_nHash = m_nOther;
+        m_nOther = mixed ^ mixed >> 32;
     }
 
-    uint64_t m_hash = 0;
-    uint64_t m_other = 0;
-    uint64_t m_word = 0;  // numbers since the last four
-    unsigned m_shift = 0;
+    uint64_t m_nHash = 0;
+    uint64_t m_nOther = 0;
+    uint64_t m_nWord = 0;  // numbers since the last four
+    unsigned m_nShift = 0;
 };
 
 /// A text in which each sequence of n of the characters occurs: a de Bruijn sequence, built of Lyndon words
@@ -157,7 +157,7 @@ std::optional<std::span<const unsigned char>> CTextHash::WeightsByKey(const wcha
     return std::span(m_key.begin(), std::find(m_key.begin(), m_key.end(), compare::kEndOfWeights));
 }
 
-THash CTextHash::HashByKey(const wchar_t* text) {
+CHash CTextHash::HashByKey(const wchar_t* text) {
     const auto weights = WeightsByKey(text);
     if (!weights) return std::nullopt;
     CSequenceHash whole;
@@ -169,7 +169,7 @@ THash CTextHash::HashByKey(const wchar_t* text) {
     return whole.Hash();
 }
 
-THash CTextHash::HashByCharacters(const wchar_t* text) const {
+CHash CTextHash::HashByCharacters(const wchar_t* text) const {
     CSequenceHash whole;
     for (; *text != 0; ++text) {
         if (*text >= kAscii) return std::nullopt;
@@ -178,7 +178,7 @@ THash CTextHash::HashByCharacters(const wchar_t* text) const {
     return whole.Hash();
 }
 
-THash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
+CHash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
     if (!text) text = L"";
     wchar_t digits[compare::kComparedDigits + 1];
     text = compare::ComparedText(text, method, digits);

@@ -18,18 +18,18 @@
 #include "quorvel.h"
 
 /// A hash or none, as an optional number is. Of eight bytes: it travels in a register.
-class THash {
+class CHash {
   public:
-    THash() = default;
-    THash(std::nullopt_t) {}
-    THash(uint64_t hash) : m_hash(hash ? hash : 1) {}
+    CHash() = default;
+    CHash(std::nullopt_t) {}
+    CHash(uint64_t hash) : m_nHash(hash ? hash : 1) {}
 
-    explicit operator bool() const { return m_hash != 0; }
-    uint64_t operator*() const { return m_hash; }
-    bool operator==(const THash&) const = default;
+    explicit operator bool() const { return m_nHash != 0; }
+    uint64_t operator*() const { return m_nHash; }
+    bool operator==(const CHash&) const = default;
 
   private:
-    uint64_t m_hash = 0;  // none
+    uint64_t m_nHash = 0;  // none
 };
 
 class CTextHash {
@@ -39,7 +39,7 @@ class CTextHash {
 
     /// Texts (null: an empty one) that LPCWSTR_Compare finds equal have the same hash. method is cmExact or
     /// cmLast7Digits. None when there is no key of the text.
-    THash Hash(const wchar_t* text, ECompareMethod method);
+    CHash Hash(const wchar_t* text, ECompareMethod method);
 
     /// Whether texts of ASCII characters are hashed without a key.
     bool HasWeights() const;
@@ -54,9 +54,9 @@ class CTextHash {
     bool IsHashedAlike(const std::vector<wchar_t>& text);
     /// The weights at the beginning of a text's key; none when there is no key. Good until the next.
     std::optional<std::span<const unsigned char>> WeightsByKey(const wchar_t* text);
-    THash HashByKey(const wchar_t* text);
+    CHash HashByKey(const wchar_t* text);
     /// None for a text that is not all ASCII.
-    THash HashByCharacters(const wchar_t* text) const;
+    CHash HashByCharacters(const wchar_t* text) const;
 
     static CKnownWeights g_known;
 

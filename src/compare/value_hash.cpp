@@ -9,32 +9,32 @@ namespace {
 // The comparison of numbers takes a difference that wraps: within these bounds it cannot.
 constexpr LONG kLargestNumber = 0x3FFFFFFF;
 
-THash HashTextValue(const _PV& value, ECompareMethod method, CTextHash& texts) {
+CHash HashTextValue(const _PV& value, ECompareMethod method, CTextHash& texts) {
     return compare::HashText(value.lpszW, method, texts);
 }
 
-THash HashTime(const _PV& value, ECompareMethod method, CTextHash&) {
+CHash HashTime(const _PV& value, ECompareMethod method, CTextHash&) {
     if (method != cmExact) return std::nullopt;
     return base::Ticks(value.ft);
 }
 
-THash HashNumber(const _PV& value, ECompareMethod, CTextHash&) {
+CHash HashNumber(const _PV& value, ECompareMethod, CTextHash&) {
     if (value.l < -kLargestNumber || value.l > kLargestNumber) return std::nullopt;
     return value.ul;
 }
 
-THash HashFlag(const _PV& value, ECompareMethod, CTextHash&) {
+CHash HashFlag(const _PV& value, ECompareMethod, CTextHash&) {
     return value.b != 0 ? 2 : 1;
 }
 
-THash HashBytes(const _PV& value, ECompareMethod method, CTextHash&) {
+CHash HashBytes(const _PV& value, ECompareMethod method, CTextHash&) {
     if (method == cmRecipients || !value.bin.lpb || value.bin.cb > ULONG{kLargestNumber}) return std::nullopt;
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(value.bin.lpb), value.bin.cb});
 }
 
 struct THashRule {
     ULONG type;
-    THash (*hash)(const _PV& value, ECompareMethod method, CTextHash& texts);
+    CHash (*hash)(const _PV& value, ECompareMethod method, CTextHash& texts);
 };
 constexpr THashRule kRules[] = {{PT_UNICODE, HashTextValue},
                                 {PT_SYSTIME, HashTime},
@@ -44,13 +44,13 @@ constexpr THashRule kRules[] = {{PT_UNICODE, HashTextValue},
 
 }  // namespace
 
-THash compare::HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts) {
+CHash compare::HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts) {
     // Other methods are asserted by each comparison.
     if (method != cmExact && method != cmLast7Digits) return std::nullopt;
     return texts.Hash(text, method);
 }
 
-THash compare::HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts) {
+CHash compare::HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts) {
     for (const THashRule& rule : kRules) {
         if (rule.type == PROP_TYPE(value.ulPropTag)) return rule.hash(value.Value, method, texts);
     }

@@ -7,12 +7,12 @@ namespace compare {
 /// Values of one type that ComparePropValues finds equal under the method have the same hash. None for a
 /// value whose equals no hash can tell: of a type or method under which comparisons are tolerant, contradict
 /// each other or write lines.
-THash HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts);
+CHash HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts);
 
 /// The same for a text alone; none under a method that is not for texts.
-THash HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts);
+CHash HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts);
 
 /// Streams that CompareStreamProp finds equal have the same hash. None where a comparison would come to no result
 /// or write a line. Reads the whole stream and writes nothing.
-THash HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts);
+CHash HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts);
 }  // namespace compare

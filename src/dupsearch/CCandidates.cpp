@@ -21,7 +21,7 @@ uint64_t BitOf(size_t property) {
 }  // namespace
 
 std::vector<uint32_t> CCandidates::Find(const TMatchedItem& item) {
-    ++m_round;
+    ++m_nRound;
     std::vector<uint32_t> found;
     if (item.bAlone) {
         found.resize(m_profiles.Count());
@@ -49,8 +49,8 @@ void CCandidates::Collect(size_t property, uint32_t node, uint64_t withoutFilled
                           std::vector<uint32_t>& found) {
     m_collected.resize(m_profiles.Count());
     m_profiles.VisitAt(property, node, withoutFilled, [&](uint32_t profile) {
-        if (m_collected[profile] == m_round) return;
-        m_collected[profile] = m_round;
+        if (m_collected[profile] == m_nRound) return;
+        m_collected[profile] = m_nRound;
         found.push_back(profile);
     });
 }

@@ -60,5 +60,5 @@ class CCandidates {
     const CProfiles& m_profiles;
     // By profile: the search that collected it last.
     std::vector<uint32_t> m_collected;
-    uint32_t m_round = 0;
+    uint32_t m_nRound = 0;
 };

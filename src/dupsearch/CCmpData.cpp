@@ -53,7 +53,7 @@ void Set(std::vector<T>& values, uint32_t node, const T& value) noexcept {
 CCmpData::CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
     : m_bMultiTree(bMultiTree),
       m_bDerived(::IsDerived(definition)),
-      m_definition(&definition),
+      m_pDefinition(&definition),
       m_textHash(textHash) {}
 
 void CCmpData::Remove(uint32_t item) {
@@ -75,9 +75,9 @@ const TTreeStatistics& CCmpData::Statistics() {
 // Only what has a hash is owed: comparing such values puts all of them in order, and writes no line.
 int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
     long order = 0;
-    if (m_definition->nInterface == 1) {
+    if (m_pDefinition->nInterface == 1) {
         int heads = 0;
-        if (!CStreamHead::Compare(m_nodeHeads[node].head, m_nodeHeads[other].head, m_definition->ulPropTag,
+        if (!CStreamHead::Compare(m_nodeHeads[node].head, m_nodeHeads[other].head, m_pDefinition->ulPropTag,
                                   &heads))
             return CompareWholes(node, other);
         order = heads;
@@ -92,13 +92,13 @@ int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
 /// Two streams of one head, known to differ; in order of their nodes where they cannot be read any more.
 int CCmpData::CompareWholes(uint32_t node, uint32_t other) const {
     const auto open = [this](uint32_t n) {
-        return m_items->Open((*m_items)[m_tree.FirstOf(n)], kCompareTag);
+        return m_pItems->Open((*m_pItems)[m_tree.FirstOf(n)], kCompareTag);
     };
     const ComPtr<IMessage> a = open(node), b = open(other);
     long order = 0;
     bool bCmpWritten = false;
     const auto tagOf = [this](uint32_t n) {
-        return TagIn((*m_items)[m_tree.FirstOf(n)], m_definition->ulPropTag, m_tags);
+        return TagIn((*m_pItems)[m_tree.FirstOf(n)], m_pDefinition->ulPropTag, m_pTags);
     };
     if (a && b) compare::CompareStreamProp(a.Get(), tagOf(node), b.Get(), tagOf(other), &order, &bCmpWritten);
     if (!bCmpWritten || order == 0) return node < other ? -1 : 1;
@@ -111,15 +111,15 @@ void CCmpData::Settle() {
     m_multiTree.Settle(compare);
 }
 
-THash CCmpData::HashOf(const SPropValue& value) const {
+CHash CCmpData::HashOf(const SPropValue& value) const {
     // A range is searched for in the tree; a derived value is looked up anew for each comparison.
     if (!m_bHashed || m_bDerived || IsRange()) return std::nullopt;
-    if (m_hashedType != PT_UNSPECIFIED && m_hashedType != PROP_TYPE(value.ulPropTag)) return std::nullopt;
+    if (m_nHashedType != PT_UNSPECIFIED && m_nHashedType != PROP_TYPE(value.ulPropTag)) return std::nullopt;
     return compare::HashValue(value, ValueMethod(), m_textHash);
 }
 
-THash CCmpData::HashOf(const CStreamHead& head) const {
-    return m_bHashed ? head.Hash(m_definition->ulPropTag, m_textHash) : std::nullopt;
+CHash CCmpData::HashOf(const CStreamHead& head) const {
+    return m_bHashed ? head.Hash(m_pDefinition->ulPropTag, m_textHash) : std::nullopt;
 }
 
 void CCmpData::Find(const TCompareContext& context, TFiling& filing) {
@@ -141,7 +141,7 @@ void CCmpData::Find(const TCompareContext& context, TFiling& filing) {
         base::MakeRoom(m_nodeValues, size_t{filing.node} + 1);
     } else {
         base::MakeRoom(m_nodeHeads, size_t{filing.node} + 1);
-        filing.kept = filing.head.Kept(m_definition->ulPropTag, m_headBytes);
+        filing.kept = filing.head.Kept(m_pDefinition->ulPropTag, m_headBytes);
     }
 }
 
@@ -155,7 +155,7 @@ void CCmpData::File(uint32_t item, const TFiling& filing) noexcept {
         FileElements(item, filing);
         return;
     }
-    if (filing.value) m_hashedType = PROP_TYPE(filing.value->ulPropTag);
+    if (filing.value) m_nHashedType = PROP_TYPE(filing.value->ulPropTag);
     if (filing.byHash) {
         m_tree.FileKnown(item, filing.node);
     } else {
@@ -174,7 +174,7 @@ void CCmpData::File(uint32_t item, const TFiling& filing) noexcept {
     }
     if (filing.value) {
         Set(m_nodeValues, filing.node, *filing.value);
-        if (m_hashedType != PT_SYSTIME) m_bOnlyTimes = false;
+        if (m_nHashedType != PT_SYSTIME) m_bOnlyTimes = false;
     } else {
         Set(m_nodeHeads, filing.node, {filing.kept});
     }
@@ -224,7 +224,7 @@ void CCmpData::FindValue(const TCompareContext& context, TFiling& filing) {
 CCmpData::TOutcome CCmpData::CompareStreams(const TCompareContext& context, const CStreamHead& head,
                                             uint32_t node, ComPtr<IMessage>* opened) const {
     TOutcome outcome{node};
-    if (!CStreamHead::Compare(head, m_nodeHeads[node].head, m_definition->ulPropTag, &outcome.order))
+    if (!CStreamHead::Compare(head, m_nodeHeads[node].head, m_pDefinition->ulPropTag, &outcome.order))
         outcome.order = fnCompareStream(context, m_tree.FirstOf(node), outcome.error, opened);
     return outcome;
 }
@@ -260,10 +260,10 @@ bool CCmpData::FindWhole(const TCompareContext& context, uint32_t alike, IMessag
 }
 
 void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
-    const ULONG tag = m_definition->ulPropTag;
+    const ULONG tag = m_pDefinition->ulPropTag;
     const CStreamHead& head = filing.head;
-    m_items = &context.items;
-    m_tags = context.tags;
+    m_pItems = &context.items;
+    m_pTags = context.tags;
     std::optional<TOutcome> outcome;
     if (filing.hash) {
         // The node of this head, the first one if several have it.
@@ -303,7 +303,7 @@ void CCmpData::FindStream(const TCompareContext& context, TFiling& filing) {
     filing.isNew = filing.place.isNew;
 }
 
-THash CCmpData::HashOfElement(const wchar_t* text) const {
+CHash CCmpData::HashOfElement(const wchar_t* text) const {
     if (!m_bHashed || !text) return std::nullopt;
     return compare::HashText(text, ValueMethod(), m_textHash);
 }
@@ -366,8 +366,8 @@ void CCmpData::FindByComparing(const TCompareContext& context, TFiling& filing) 
 
 void CCmpData::FindElements(const TCompareContext& context, TFiling& filing) {
     constexpr char kTag[] = "CDuplicateSearch.multitreeItems_Add";
-    const wchar_t* const key = KeyOf(*m_definition);
-    const int id = m_definition->nID;
+    const wchar_t* const key = KeyOf(*m_pDefinition);
+    const int id = m_pDefinition->nID;
     const std::span<TElement> elements = filing.elements;
     const TDerivedValue* derived =
         context.pPropValue ? FindDerived(context.item, context.pPropValue->ulPropTag) : nullptr;

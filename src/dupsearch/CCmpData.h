@@ -32,7 +32,7 @@ class CCmpData;
 struct TElement {
     uint32_t mask;
     const wchar_t* text;  // null where it is no text
-    THash hash;
+    CHash hash;
     uint32_t node = kNone;  // found; kNone: it cannot be filed
     bool isNew = false;     // the node is to be made for it
 };
@@ -43,7 +43,7 @@ struct TFiling {
     bool empty = false;
     std::optional<SPropValue> value{};  // as this property compares it; none for a stream
     CStreamHead head{};                 // of a stream
-    THash hash{};                       // of the value or the head, where it is filed by one
+    CHash hash{};                       // of the value or the head, where it is filed by one
     size_t nElements = 0;               // of a multi-valued value
     std::span<TElement> elements{};     // the same, once all are evaluated
 
@@ -55,28 +55,28 @@ struct TFiling {
     std::unique_ptr<CSortTree> shape{};  // the tree with all elements in it, where these were compared
     CStreamHead kept{};                  // of a node to be made
     uint32_t alike = kNone;              // a node whose head this one shares and that it is not
-    THash whole{}, wholeOfAlike{};       // of their streams, where they are known by these from now on
+    CHash whole{}, wholeOfAlike{};       // of their streams, where they are known by these from now on
 };
 
 class CCmpData {
   public:
     CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash);
 
-    const TComparyProp& Definition() const { return *m_definition; }
-    void SetGroup(int nGroup) { m_definition->nGroup = nGroup; }
+    const TComparyProp& Definition() const { return *m_pDefinition; }
+    void SetGroup(int nGroup) { m_pDefinition->nGroup = nGroup; }
     bool IsMultiTree() const { return m_bMultiTree; }
     bool IsDerived() const { return m_bDerived; }
     /// Equality is a range of times, not a node.
     bool IsRange() const {
-        return !m_bMultiTree && m_definition->nInterface == 0 &&
-               m_definition->nCompareMethod == cmApntApproxStart;
+        return !m_bMultiTree && m_pDefinition->nInterface == 0 &&
+               m_pDefinition->nCompareMethod == cmApntApproxStart;
     }
     /// Whether a search of the range cannot fail: only times are filed.
     bool HasOnlyTimes() const { return m_bOnlyTimes; }
 
     /// What a value or a stream will be looked up by, where that is possible.
-    THash HashOf(const SPropValue& value) const;
-    THash HashOf(const CStreamHead& head) const;
+    CHash HashOf(const SPropValue& value) const;
+    CHash HashOf(const CStreamHead& head) const;
     /// Appends the filled elements of a multi-valued value, looked up each by itself.
     void AppendElements(const TDerivedValue& derived, std::pmr::vector<TElement>& elements) const;
 
@@ -132,13 +132,13 @@ class CCmpData {
         bool error = false;
     };
 
-    ECompareMethod ValueMethod() const { return ::ValueMethod(*m_definition); }
+    ECompareMethod ValueMethod() const { return ::ValueMethod(*m_pDefinition); }
     /// The comparison of a stream with the node's, from the heads where these tell.
     TOutcome CompareStreams(const TCompareContext& context, const CStreamHead& head, uint32_t node,
                             ComPtr<IMessage>* opened = nullptr) const;
     bool FindWhole(const TCompareContext& context, uint32_t alike, IMessage* messageOfAlike, TFiling& filing,
                    std::optional<TOutcome>& outcome);
-    THash HashOfElement(const wchar_t* text) const;
+    CHash HashOfElement(const wchar_t* text) const;
     void FindValue(const TCompareContext& context, TFiling& filing);
     void FindStream(const TCompareContext& context, TFiling& filing);
     void FindElements(const TCompareContext& context, TFiling& filing);
@@ -156,7 +156,7 @@ class CCmpData {
     bool m_bDerived;
     bool m_bOnlyTimes = true;
     std::vector<bool> m_empties;  // by item
-    TComparyProp* m_definition;
+    TComparyProp* m_pDefinition;
 
     // Beside each node: what stands for it in comparisons.
     std::vector<SPropValue> m_nodeValues;  // points into the first item's values
@@ -165,10 +165,10 @@ class CCmpData {
     std::vector<TSubValueNode> m_nodeSubValues;
 
     CTextHash& m_textHash;
-    CHashIndex m_nodes;         // by the hash of their value
-    CHashIndex m_wholes;        // of streams that share their heads, by the hash of the whole
-    CItems* m_items = nullptr;  // whose streams are filed
-    const CDefinedTags* m_tags = nullptr;
+    CHashIndex m_nodes;          // by the hash of their value
+    CHashIndex m_wholes;         // of streams that share their heads, by the hash of the whole
+    CItems* m_pItems = nullptr;  // whose streams are filed
+    const CDefinedTags* m_pTags = nullptr;
     bool m_bHashed = true;  // all nodes are in m_nodes
-    ULONG m_hashedType = PT_UNSPECIFIED;
+    ULONG m_nHashedType = PT_UNSPECIFIED;
 };

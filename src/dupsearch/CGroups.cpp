@@ -35,17 +35,17 @@ class COldGroups {
         if (old == kNone) changes.push_back({scNewGroup, original, kNone, -1});
         const Group none;
         const Group& before = old == kNone ? none : m_groups[old];
-        ++m_round;
-        for (size_t i = 1; i < before.size(); ++i) m_mark[before[i]] = m_round;
+        ++m_nRound;
+        for (size_t i = 1; i < before.size(); ++i) m_mark[before[i]] = m_nRound;
         for (size_t i = 1; i < group.size(); ++i) {
-            if (m_mark[group[i]] != m_round) {
+            if (m_mark[group[i]] != m_nRound) {
                 changes.push_back({scJoined, original, group[i], static_cast<int>(i - 1)});
             }
             m_mark[group[i]] = 0;
         }
         Group left;
         for (size_t i = 1; i < before.size(); ++i) {
-            if (m_mark[before[i]] == m_round) left.push_back(before[i]);
+            if (m_mark[before[i]] == m_nRound) left.push_back(before[i]);
         }
         std::sort(left.begin(), left.end());
         for (const uint32_t item : left) changes.push_back({scLeft, original, item, -1});
@@ -62,7 +62,7 @@ class COldGroups {
     const TGroups& m_groups;
     std::vector<uint32_t> m_headed;  // by item: the group it was the original of
     std::vector<uint32_t> m_mark;    // by item: the round that saw it as an old duplicate
-    uint32_t m_round = 0;
+    uint32_t m_nRound = 0;
 };
 
 }  // namespace

@@ -18,8 +18,8 @@ class CHashIndex {
     uint32_t Find(uint64_t hash, IsEqual&& isEqual) const {
         if (m_slots.empty()) return kNone;
         const uint32_t mixed = Mix(hash);
-        for (size_t i = mixed & m_mask; m_slots[i] != kNone; i = (i + 1) & m_mask) {
-            const uint32_t known = m_slots[i] & m_mask;
+        for (size_t i = mixed & m_nMask; m_slots[i] != kNone; i = (i + 1) & m_nMask) {
+            const uint32_t known = m_slots[i] & m_nMask;
             if (m_slots[i] == Slot(mixed, known) && isEqual(known)) return known;
         }
         return kNone;
@@ -27,7 +27,7 @@ class CHashIndex {
     /// Makes room, so that entering numbers up to this one cannot fail.
     void MakeRoomFor(uint32_t number) {
         base::MakeRoom(m_hashes, size_t{number} + 1);
-        if (number >= m_mask || (size_t{number} + 1) * 2 > m_slots.size()) Grow(number);
+        if (number >= m_nMask || (size_t{number} + 1) * 2 > m_slots.size()) Grow(number);
     }
     /// Enters a number that was not entered before, and for which there is room.
     void Enter(uint64_t hash, uint32_t number) noexcept {
@@ -43,11 +43,11 @@ class CHashIndex {
         return mixed == kNone ? 0 : mixed;
     }
     /// The low bits of a slot are the number, the high ones those of the hash that do not choose the slot.
-    uint32_t Slot(uint32_t mixed, uint32_t number) const { return (mixed & ~m_mask) | number; }
+    uint32_t Slot(uint32_t mixed, uint32_t number) const { return (mixed & ~m_nMask) | number; }
 
     size_t FreeSlot(uint32_t mixed) const {
-        size_t i = mixed & m_mask;
-        while (m_slots[i] != kNone) i = (i + 1) & m_mask;
+        size_t i = mixed & m_nMask;
+        while (m_slots[i] != kNone) i = (i + 1) & m_nMask;
         return i;
     }
 
@@ -55,7 +55,7 @@ class CHashIndex {
         size_t size = std::max<size_t>(16, m_slots.size());
         while (number >= size - 1 || (size_t{number} + 1) * 2 > size) size *= 2;
         std::vector<uint32_t>(size, kNone).swap(m_slots);
-        m_mask = static_cast<uint32_t>(size - 1);
+        m_nMask = static_cast<uint32_t>(size - 1);
         for (uint32_t entered = 0; entered < m_hashes.size(); ++entered) {
             if (m_hashes[entered] == kNone) continue;
             m_slots[FreeSlot(m_hashes[entered])] = Slot(m_hashes[entered], entered);
@@ -64,6 +64,6 @@ class CHashIndex {
 
     // Small slots: what is looked at in no order shall stay close at hand.
     std::vector<uint32_t> m_slots;   // kNone: free; a power of two of them, at most half of them in use
-    uint32_t m_mask = 0;             // the size of m_slots less 1
+    uint32_t m_nMask = 0;            // the size of m_slots less 1
     std::vector<uint32_t> m_hashes;  // by number; kNone: it was left out
 };

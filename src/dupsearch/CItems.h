@@ -64,7 +64,7 @@ class CItems {
         friend CItems;
 
         TRecords& m_records;
-        const CBlockMemory::Mark m_before;
+        const CBlockMemory::TMark m_before;
         std::unique_ptr<TItem, TDestroyed> m_item;
     };
 

@@ -40,13 +40,13 @@ class CEqualsTest {
                 size_t property)
         : m_profiles(profiles),
           m_data(*rules.compareData[property]),
-          m_property(property),
+          m_nProperty(property),
           m_state(item.states[property]),
           m_own(profiles.Nodes(property, m_state)),
-          m_range(m_data.IsRange()),
-          m_searched(m_range && !HasOnlyTimes(rules, item, property)),
-          m_value(m_range ? item.values[property] : nullptr) {
-        if (!m_searched) return;
+          m_bRange(m_data.IsRange()),
+          m_bSearched(m_bRange && !HasOnlyTimes(rules, item, property)),
+          m_pValue(m_bRange ? item.values[property] : nullptr) {
+        if (!m_bSearched) return;
         FindEqualsInRange(rules, item, property, [this](uint32_t node) {
             m_found.push_back(node);
             return true;
@@ -56,31 +56,31 @@ class CEqualsTest {
     CEqualsTest(const CEqualsTest&) = delete;
 
     bool IsEmpty(uint32_t profile) const {
-        return m_profiles.State(profile, m_property) == CProfiles::kEmpty;
+        return m_profiles.State(profile, m_nProperty) == CProfiles::kEmpty;
     }
 
     bool IsEqual(uint32_t profile) const {
-        const uint32_t state = m_profiles.State(profile, m_property);
+        const uint32_t state = m_profiles.State(profile, m_nProperty);
         if (state == m_state) return true;
         if (state >= CProfiles::kUnfiled) return false;
-        if (m_searched) return std::binary_search(m_found.begin(), m_found.end(), state);
-        if (m_range) {
-            return CompareApproxStart(m_value->Value.ft, m_data.NodeValue(state).Value.ft) == 0;
+        if (m_bSearched) return std::binary_search(m_found.begin(), m_found.end(), state);
+        if (m_bRange) {
+            return CompareApproxStart(m_pValue->Value.ft, m_data.NodeValue(state).Value.ft) == 0;
         }
         return m_data.IsMultiTree() &&
-               std::ranges::find_first_of(m_profiles.Nodes(m_property, state), m_own) !=
-                   m_profiles.Nodes(m_property, state).end();
+               std::ranges::find_first_of(m_profiles.Nodes(m_nProperty, state), m_own) !=
+                   m_profiles.Nodes(m_nProperty, state).end();
     }
 
   private:
     const CProfiles& m_profiles;
     const CCmpData& m_data;
-    const size_t m_property;
+    const size_t m_nProperty;
     const uint32_t& m_state;
     const std::span<const uint32_t> m_own;
-    const bool m_range;
-    const bool m_searched;  // the nodes in range, where a comparison of values can fail
-    const SPropValue* const m_value;
+    const bool m_bRange;
+    const bool m_bSearched;  // the nodes in range, where a comparison of values can fail
+    const SPropValue* const m_pValue;
     std::vector<uint32_t> m_found;
 };
 

@@ -30,9 +30,9 @@ class CMultiPtrTree {
     }
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
-        m_tree.Settle(m_owed, m_settled, compare);
+        m_tree.Settle(m_owed, m_nSettled, compare);
         m_owed.clear();
-        m_settled = 0;
+        m_nSettled = 0;
     }
 
     // Sub-values whose nodes have to be found by comparing, each after the one before it: in a copy of the
@@ -68,7 +68,7 @@ class CMultiPtrTree {
 
     CSortTree m_tree;
     std::vector<uint32_t> m_owed;
-    size_t m_settled = 0;             // of m_owed
+    size_t m_nSettled = 0;            // of m_owed
     std::vector<TFiled> m_filed;      // item by item
     std::vector<TRange> m_items;      // by item: its part of m_filed
     std::vector<uint32_t> m_holders;  // by node: how many items it holds

@@ -48,7 +48,7 @@ uint32_t CProfiles::Find(std::span<const uint32_t> states) const {
 
 void CProfiles::MakeRoomFor(uint32_t item, std::span<const uint32_t> states) {
     base::MakeRoom(m_profileOf, size_t{item} + 1);
-    m_profiles.MakeRoomFor(m_count);
+    m_profiles.MakeRoomFor(m_nCount);
     base::MakeRoom(m_states, m_states.size() + states.size());
     size_t listings = 0;
     for (size_t p = 0; p < m_compareData.size(); ++p) {
@@ -66,7 +66,7 @@ void CProfiles::MakeRoomFor(uint32_t item, std::span<const uint32_t> states) {
 
 void CProfiles::Append(uint32_t item, uint32_t profile, std::span<const uint32_t> states) noexcept {
     if (profile == kNone) {
-        profile = m_count;
+        profile = m_nCount;
         m_profiles.Enter(CTuples::Hash(states), profile);
         AddProfile(states);
     }
@@ -76,11 +76,11 @@ void CProfiles::Append(uint32_t item, uint32_t profile, std::span<const uint32_t
 
 void CProfiles::AppendAlone(uint32_t item, std::span<const uint32_t> states) noexcept {
     AddProfile(states);
-    Append(item, m_count - 1, states);
+    Append(item, m_nCount - 1, states);
 }
 
 void CProfiles::AddProfile(std::span<const uint32_t> states) noexcept {
-    const uint32_t profile = m_count++;
+    const uint32_t profile = m_nCount++;
     m_states.insert(m_states.end(), states.begin(), states.end());
     List(profile, states);
 }
@@ -90,9 +90,9 @@ void CProfiles::AddProperties() {
     const size_t before = Properties(), now = m_compareData.size();
     std::vector<uint32_t> states;
     CHashIndex profiles;
-    states.reserve(m_count * (now + 1));
-    profiles.MakeRoomFor(m_count);
-    for (uint32_t profile = 0; profile < m_count; ++profile) {
+    states.reserve(m_nCount * (now + 1));
+    profiles.MakeRoomFor(m_nCount);
+    for (uint32_t profile = 0; profile < m_nCount; ++profile) {
         const auto old = std::span(m_states).subspan(profile * (before + 1), before + 1);
         const bool isKnown =
             m_profiles.Find(CTuples::Hash(old), [&](uint32_t other) { return other == profile; }) == profile;
@@ -106,7 +106,7 @@ void CProfiles::AddProperties() {
         // One that no other item joins is found by nobody.
         if (isKnown) profiles.Enter(CTuples::Hash(std::span(states).subspan(first)), profile);
     }
-    base::MakeRoom(m_cells, m_cells.size() + (now - before) * m_count);
+    base::MakeRoom(m_cells, m_cells.size() + (now - before) * m_nCount);
     m_nodeHeads.resize(now);
     size_t heads = 0;
     for (size_t p = before; p < now; ++p) {
@@ -119,7 +119,7 @@ void CProfiles::AddProperties() {
     // Nothing can fail any more.
     m_states = std::move(states);
     m_profiles = std::move(profiles);
-    for (uint32_t profile = 0; profile < m_count; ++profile) {
+    for (uint32_t profile = 0; profile < m_nCount; ++profile) {
         const uint64_t filled = FilledOf(profile);
         for (size_t p = before; p < now; ++p) {
             const uint32_t node = State(profile, p);
@@ -131,7 +131,7 @@ void CProfiles::AddProperties() {
 /// Puts the items appended since the last time into the lists of their profiles.
 void CProfiles::LinkItems() const {
     if (m_next.size() == m_profileOf.size()) return;
-    m_members.resize(m_count);
+    m_members.resize(m_nCount);
     base::MakeRoom(m_next, m_profileOf.size());
     while (m_next.size() < m_profileOf.size()) {
         const auto item = static_cast<uint32_t>(m_next.size());

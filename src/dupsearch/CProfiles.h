@@ -42,7 +42,7 @@ class CProfiles {
     void AddProperties();
     size_t Properties() const { return m_emptyHeads.size(); }
 
-    uint32_t Count() const { return m_count; }
+    uint32_t Count() const { return m_nCount; }
     uint32_t State(uint32_t profile, size_t property) const {
         return m_states[profile * (m_compareData.size() + 1) + property];
     }
@@ -121,7 +121,7 @@ class CProfiles {
     CHashIndex m_profiles;           // by the hash of their states
     CTuples m_sets;                  // nodes of each set
     CTuples m_ruleFacts;
-    uint32_t m_count = 0;               // of profiles
+    uint32_t m_nCount = 0;              // of profiles
     std::vector<uint32_t> m_profileOf;  // by item; kNone: it was not appended
     // The lists of items, as far as somebody asked for them: most items find no equal.
     mutable std::vector<TMembers> m_members;         // by profile

@@ -6,7 +6,7 @@ void CPtrTree::File(uint32_t item, const CSortTree::TPlace& place) noexcept {
     m_tree.Take(place);
     if (place.node == kNone) return;
     Append(place.node, item);
-    m_settled = m_nodes.size();
+    m_nSettled = m_nodes.size();
 }
 
 void CPtrTree::Append(uint32_t node, uint32_t item) noexcept {

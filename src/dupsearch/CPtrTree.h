@@ -34,7 +34,7 @@ class CPtrTree {
     /// compare: int(node, node), as for CSortTree.
     template <typename CompareNodes>
     void Settle(CompareNodes&& compare) {
-        m_tree.Settle(m_nodes, m_settled, compare);
+        m_tree.Settle(m_nodes, m_nSettled, compare);
     }
     /// Finds the place of an item and files it there.
     template <typename Compare>
@@ -74,6 +74,6 @@ class CPtrTree {
 
     CSortTree m_tree;
     std::vector<uint32_t> m_nodes;   // by item
-    size_t m_settled = 0;            // items of which nothing is owed
+    size_t m_nSettled = 0;           // items of which nothing is owed
     std::vector<uint32_t> m_firsts;  // by node; kNone when it is gone
 };

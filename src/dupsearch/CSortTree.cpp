@@ -48,7 +48,7 @@ void CSortTree::Balance() {
     }
     for (const uint32_t node : fresh) m_links[node] = {};
     m_hanging.clear();
-    m_firstRoot = kNone;
+    m_nFirstRoot = kNone;
 }
 
 void CSortTree::AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const {
@@ -72,7 +72,7 @@ void CSortTree::Take(const TPlace& place) noexcept {
     const TParent& parent = place.parent;
     if (parent.balanced) m_hanging.push_back({place.rank, place.node, parent.node});
     if (parent.node == kNone) {
-        m_firstRoot = place.node;
+        m_nFirstRoot = place.node;
     } else {
         (parent.right ? m_links[parent.node].right : m_links[parent.node].left) = place.node;
     }

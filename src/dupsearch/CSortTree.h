@@ -50,49 +50,49 @@ struct TTreeStatistics {
 template <typename T>
 class CGapArray {
   public:
-    size_t Size() const { return m_slots.size() - m_gapSize; }
+    size_t Size() const { return m_slots.size() - m_nGapSize; }
 
-    T operator[](size_t index) const { return m_slots[index < m_gap ? index : index + m_gapSize]; }
+    T operator[](size_t index) const { return m_slots[index < m_nGap ? index : index + m_nGapSize]; }
 
     /// Makes room, so that inserting `count` elements cannot fail.
     void Reserve(size_t count) {
-        if (count <= m_gapSize) return;
+        if (count <= m_nGapSize) return;
         const size_t grown = std::max(count, m_slots.size() / 2 + 16);
-        std::vector<T> slots(m_slots.size() - m_gapSize + grown);
-        const auto gap = m_slots.begin() + static_cast<std::ptrdiff_t>(m_gap);
+        std::vector<T> slots(m_slots.size() - m_nGapSize + grown);
+        const auto gap = m_slots.begin() + static_cast<std::ptrdiff_t>(m_nGap);
         std::copy(m_slots.begin(), gap, slots.begin());
-        std::copy_backward(gap + static_cast<std::ptrdiff_t>(m_gapSize), m_slots.end(), slots.end());
+        std::copy_backward(gap + static_cast<std::ptrdiff_t>(m_nGapSize), m_slots.end(), slots.end());
         m_slots.swap(slots);
-        m_gapSize = grown;
+        m_nGapSize = grown;
     }
 
     void Insert(size_t index, const T* values, size_t count) {
         Reserve(count);
         MoveGap(index);
-        std::copy(values, values + count, m_slots.begin() + static_cast<std::ptrdiff_t>(m_gap));
-        m_gap += count;
-        m_gapSize -= count;
+        std::copy(values, values + count, m_slots.begin() + static_cast<std::ptrdiff_t>(m_nGap));
+        m_nGap += count;
+        m_nGapSize -= count;
     }
 
     void Erase(size_t index) {
         MoveGap(index);
-        ++m_gapSize;
+        ++m_nGapSize;
     }
 
   private:
     void MoveGap(size_t index) {
         const auto slot = [this](size_t at) { return m_slots.begin() + static_cast<std::ptrdiff_t>(at); };
-        if (index < m_gap) {
-            std::copy_backward(slot(index), slot(m_gap), slot(m_gap + m_gapSize));
-        } else if (index > m_gap) {
-            std::copy(slot(m_gap + m_gapSize), slot(index + m_gapSize), slot(m_gap));
+        if (index < m_nGap) {
+            std::copy_backward(slot(index), slot(m_nGap), slot(m_nGap + m_nGapSize));
+        } else if (index > m_nGap) {
+            std::copy(slot(m_nGap + m_nGapSize), slot(index + m_nGapSize), slot(m_nGap));
         }
-        m_gap = index;
+        m_nGap = index;
     }
 
     std::vector<T> m_slots;
-    size_t m_gap = 0;
-    size_t m_gapSize = 0;
+    size_t m_nGap = 0;
+    size_t m_nGapSize = 0;
 };
 
 class CSortTree {
@@ -115,15 +115,15 @@ class CSortTree {
     /// next insertion rebuilds it in any case; there is room for Take then.
     template <typename Compare>
     TPlace Find(Compare&& compare) {
-        return GoDown(compare, m_nodeLimit);
+        return GoDown(compare, m_nNodeLimit);
     }
     /// Inserts a value where Find has found its place, with nothing inserted since.
     void Take(const TPlace& place) noexcept;
 
     /// A value belongs to this node, made for NodeLimit(); the way down is owed. True when it was made.
     bool Owe(uint32_t node) noexcept {
-        if (node < m_nodeLimit) return false;
-        ++m_nodeLimit;
+        if (node < m_nNodeLimit) return false;
+        ++m_nNodeLimit;
         return true;
     }
     /// Makes up for what is owed: the nodes in the order in which Owe was given them, kNone among them
@@ -131,7 +131,7 @@ class CSortTree {
     /// int(node, node), which is 0 for no two nodes.
     template <typename CompareNodes>
     void Settle(std::span<const uint32_t> nodes, size_t& settled, CompareNodes&& compare) {
-        m_links.resize(m_nodeLimit);
+        m_links.resize(m_nNodeLimit);
         for (; settled < nodes.size(); ++settled) {
             const uint32_t owed = nodes[settled];
             if (owed == kNone) continue;
@@ -176,7 +176,7 @@ class CSortTree {
 
     const TTreeStatistics& Statistics() const { return m_statistics; }
     /// One more than the highest node number given so far.
-    uint32_t NodeLimit() const { return m_nodeLimit; }
+    uint32_t NodeLimit() const { return m_nNodeLimit; }
 
   private:
     struct TLinks {
@@ -238,7 +238,7 @@ class CSortTree {
         return place;
     }
 
-    TBranch Root() const { return {0, m_order.Size(), m_order.Size() == 0 ? m_firstRoot : kNone}; }
+    TBranch Root() const { return {0, m_order.Size(), m_order.Size() == 0 ? m_nFirstRoot : kNone}; }
     static bool IsEnd(const TBranch& at) { return at.lo == at.hi && at.hanging == kNone; }
     static size_t Middle(const TBranch& at) { return (at.lo + at.hi - 1) / 2; }
     uint32_t NodeAt(const TBranch& at) const { return at.lo < at.hi ? m_order[Middle(at)] : at.hanging; }
@@ -258,9 +258,9 @@ class CSortTree {
     void AppendInOrder(uint32_t top, std::vector<uint32_t>& out) const;
 
     CGapArray<uint32_t> m_order;
-    uint32_t m_nodeLimit = 0;
+    uint32_t m_nNodeLimit = 0;
     std::vector<TLinks> m_links;  // by node; none yet of nodes that are owed
     std::vector<THanging> m_hanging;
-    uint32_t m_firstRoot = kNone;  // of a tree that was never rebuilt
+    uint32_t m_nFirstRoot = kNone;  // of a tree that was never rebuilt
     TTreeStatistics m_statistics;
 };

@@ -21,10 +21,10 @@ CStreamHead::CStreamHead(store::TStreamStart& start) {
     // A byte more tells that something follows; only a read of nothing tells that nothing does.
     char next;
     if (start.count <= kChunk && store::ReadStream(start.stream.Get(), &next, 1, &more) != S_OK) return;
-    m_count = std::min(start.count, kChunk);
-    m_whole = more == 0;
-    std::memset(start.bytes + m_count, 0, kTerminator);
-    m_bytes = start.bytes;
+    m_nCount = std::min(start.count, kChunk);
+    m_bWhole = more == 0;
+    std::memset(start.bytes + m_nCount, 0, kTerminator);
+    m_pBytes = start.bytes;
 }
 
 /// Writes the text and its terminator, a byte for each character; false when one of them needs two.
@@ -49,44 +49,44 @@ bool CStreamHead::NarrowInto(char* out) const {
 }
 
 const wchar_t* CStreamHead::Wide(wchar_t (&units)[kMostUnits + 1]) const {
-    if (!m_narrow) return Wide();
-    std::copy_n(m_bytes, Units() + 1, units);
+    if (!m_bNarrow) return Wide();
+    std::copy_n(m_pBytes, Units() + 1, units);
     return units;
 }
 
 CStreamHead CStreamHead::Kept(ULONG tag, std::pmr::memory_resource& memory) const {
     CStreamHead kept = *this;
-    if (!m_bytes) return kept;
+    if (!m_pBytes) return kept;
     char narrow[kMostUnits + 1];
-    kept.m_narrow = PROP_TYPE(tag) == PT_UNICODE && NarrowInto(narrow);
-    const size_t size = kept.m_narrow ? Units() + 1 : m_count + kTerminator;
+    kept.m_bNarrow = PROP_TYPE(tag) == PT_UNICODE && NarrowInto(narrow);
+    const size_t size = kept.m_bNarrow ? Units() + 1 : m_nCount + kTerminator;
     void* const bytes = memory.allocate(size, alignof(wchar_t));
-    kept.m_bytes = static_cast<const char*>(std::memcpy(bytes, kept.m_narrow ? narrow : m_bytes, size));
+    kept.m_pBytes = static_cast<const char*>(std::memcpy(bytes, kept.m_bNarrow ? narrow : m_pBytes, size));
     return kept;
 }
 
 bool CStreamHead::StartsEmpty(ULONG type) const {
-    if (type == PT_UNICODE) return m_narrow ? m_bytes[0] == 0 : Wide()[0] == 0;
-    if (type == PT_STRING8) return m_bytes[0] == 0;
-    return m_count == 0;
+    if (type == PT_UNICODE) return m_bNarrow ? m_pBytes[0] == 0 : Wide()[0] == 0;
+    if (type == PT_STRING8) return m_pBytes[0] == 0;
+    return m_nCount == 0;
 }
 
-THash CStreamHead::Hash(ULONG tag, CTextHash& texts) const {
+CHash CStreamHead::Hash(ULONG tag, CTextHash& texts) const {
     const ULONG type = PROP_TYPE(tag);
-    if (!m_bytes || StartsEmpty(type)) return std::nullopt;
+    if (!m_pBytes || StartsEmpty(type)) return std::nullopt;
     if (type == PT_UNICODE) return texts.Hash(Wide(), cmExact);
-    return std::hash<std::string_view>()({m_bytes, m_count});
+    return std::hash<std::string_view>()({m_pBytes, m_nCount});
 }
 
 bool CStreamHead::Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order) {
     const ULONG type = PROP_TYPE(tag);
-    if (!a.m_bytes || !b.m_bytes || a.StartsEmpty(type) || b.StartsEmpty(type)) return false;
+    if (!a.m_pBytes || !b.m_pBytes || a.StartsEmpty(type) || b.StartsEmpty(type)) return false;
     if (type == PT_UNICODE) {
         wchar_t unitsOfA[kMostUnits + 1], unitsOfB[kMostUnits + 1];
         *order = lstrcmpiW(a.Wide(unitsOfA), b.Wide(unitsOfB));
     } else {
-        *order = std::memcmp(a.m_bytes, b.m_bytes, std::min(a.m_count, b.m_count));
-        if (*order == 0) *order = (a.m_count > b.m_count) - (a.m_count < b.m_count);
+        *order = std::memcmp(a.m_pBytes, b.m_pBytes, std::min(a.m_nCount, b.m_nCount));
+        if (*order == 0) *order = (a.m_nCount > b.m_nCount) - (a.m_nCount < b.m_nCount);
     }
-    return *order != 0 || (a.m_whole && b.m_whole);
+    return *order != 0 || (a.m_bWhole && b.m_bWhole);
 }

@@ -21,7 +21,7 @@ class CStreamHead {
 
     /// Heads that compare equal have the same hash; none where a head decides nothing. For a head that is not
     /// kept yet.
-    THash Hash(ULONG tag, CTextHash& texts) const;
+    CHash Hash(ULONG tag, CTextHash& texts) const;
 
     /// The comparison of two streams from their heads alone: true when these decide.
     static bool Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order);
@@ -31,15 +31,15 @@ class CStreamHead {
 
     static constexpr size_t kMostUnits = kChunk / sizeof(wchar_t);
 
-    const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(m_bytes); }
+    const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(m_pBytes); }
     /// The text, put into `units` where it takes a byte for each.
     const wchar_t* Wide(wchar_t (&units)[kMostUnits + 1]) const;
-    size_t Units() const { return (m_count + 1) / sizeof(wchar_t); }
+    size_t Units() const { return (m_nCount + 1) / sizeof(wchar_t); }
     bool NarrowInto(char* out) const;
     bool StartsEmpty(ULONG type) const;
 
-    const char* m_bytes = nullptr;  // ends in zero bytes; null: unknown
-    ULONG m_count = 0;
-    bool m_whole = false;   // nothing follows
-    bool m_narrow = false;  // a byte for each character of a wide text
+    const char* m_pBytes = nullptr;  // ends in zero bytes; null: unknown
+    ULONG m_nCount = 0;
+    bool m_bWhole = false;   // nothing follows
+    bool m_bNarrow = false;  // a byte for each character of a wide text
 };

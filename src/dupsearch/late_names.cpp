@@ -19,20 +19,20 @@ class CComingIn {
     }
     CComingIn(const CComingIn&) = delete;
     ~CComingIn() {
-        if (m_stay) return;
+        if (m_bStay) return;
         TPlan& p = m_plan;
         p.compareData.erase(p.compareData.begin() + static_cast<ptrdiff_t>(m_compared), p.compareData.end());
         static_cast<TReadings&>(p) = std::move(m_readings);
         std::ranges::copy(m_definitions, p.definitions.List().lpProps);
     }
-    void Stay() noexcept { m_stay = true; }
+    void Stay() noexcept { m_bStay = true; }
 
   private:
     TPlan& m_plan;
     TReadings m_readings;
     std::vector<TComparyProp> m_definitions;
     size_t m_compared = m_plan.compareData.size();
-    bool m_stay = false;
+    bool m_bStay = false;
 };
 
 /// What an item's missing value is filed as; none: it is empty.

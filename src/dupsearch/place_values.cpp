@@ -129,7 +129,7 @@ constexpr TComparedOverride kComparedOverrides[] = {
 
 // ---- Evaluating
 
-TFiling& NextFiling(TPlaces& places, CCmpData& data, bool empty, THash hash) {
+TFiling& NextFiling(TPlaces& places, CCmpData& data, bool empty, CHash hash) {
     TFiling& filing = places.filings.emplace_back();
     filing.data = &data;
     filing.empty = empty;

@@ -62,7 +62,7 @@ void CDefinedTags::Resolve(IMessage* item, size_t number, TComparyProps definiti
     std::vector<TComparyProp> entries(definitions.lpProps, definitions.lpProps + definitions.n);
     TComparyProps list{definitions.n, entries.data()};
     CDefinedTags resolved(*this);
-    resolved.m_first = number;
+    resolved.m_nFirst = number;
     std::vector<HRESULT> results;
     store::ResolveTags(item, &list, &results);
     TStore& store = resolved.At(number);
@@ -93,7 +93,7 @@ ULONG CDefinedTags::Resolve(IMessage* item, EName which) {
     HRESULT hr = store::GetIDFromName(item, &name, &tag);
     if (store::IsLookUpFailure(hr)) hr = store::GetIDFromName(item, &name, &tag);
     if (hr != S_OK) tag = 0;
-    Take(At(m_first), name, tag, hr);
+    Take(At(m_nFirst), name, tag, hr);
     return tag == 0 ? 0 : tag | wanted.type;
 }
 

@@ -37,7 +37,7 @@ class CDefinedTags {
     int FillIn(TComparyProps definitions) const;
     ULONG CanonicalOf(EName name) const;
     /// Whether the definitions were resolved in this store.
-    bool IsFirst(size_t store) const { return store == m_first; }
+    bool IsFirst(size_t store) const { return store == m_nFirst; }
     bool IsEmpty() const { return m_stores.empty(); }
 
     /// The tag by which a store knows a canonical tag; 0 when it does not.
@@ -69,7 +69,7 @@ class CDefinedTags {
 
     std::vector<TNamed> m_names;
     std::vector<TStore> m_stores;  // by number
-    size_t m_first = 0;
+    size_t m_nFirst = 0;
     std::vector<ULONG> m_takenIds;  // canonical, or of definitions that are tags
 };
 

@@ -9,7 +9,7 @@
 
 CItemReader::TStore& CItemReader::Find(std::string_view key) {
     // Items come store by store.
-    if (m_last && m_last->id == key) return *m_last;
+    if (m_pLast && m_pLast->id == key) return *m_pLast;
     auto found = m_stores.find(key);
     if (found == m_stores.end()) {
         // Nothing fails once it is among the others: half made, it would pass for the first one.
@@ -18,8 +18,8 @@ CItemReader::TStore& CItemReader::Find(std::string_view key) {
         found->second.id = std::move(id);
         found->second.number = m_stores.size() - 1;
     }
-    m_last = &found->second;
-    return *m_last;
+    m_pLast = &found->second;
+    return *m_pLast;
 }
 
 CItemReader::TStore& CItemReader::StoreOf(const char* storeId) {
@@ -30,7 +30,7 @@ CItemReader::TOpened CItemReader::Open(const char* entryId, const char* storeId)
     TStore& store = Find(storeId);
     ComPtr<IMessage> message;
     if (!store.msgStore &&
-        (!m_session || store::OpenStore(m_session, storeId, &store.msgStore) != S_OK || !store.msgStore)) {
+        (!m_pSession || store::OpenStore(m_pSession, storeId, &store.msgStore) != S_OK || !store.msgStore)) {
         return {};
     }
     if (store::OpenStoreItem(store.msgStore.Get(), entryId, &message) != S_OK || !message) return {};
@@ -40,7 +40,7 @@ CItemReader::TOpened CItemReader::Open(const char* entryId, const char* storeId)
 CItemReader::TStore* CItemReader::StoreOf(IMessage* item, const char* storeId, HRESULT* result) {
     // No identifier's text begins so.
     constexpr std::string_view kMarks[] = {"mapping ", "store "};
-    TagList tags(PR_MAPPING_SIGNATURE, PR_STORE_ENTRYID);
+    CTagList tags(PR_MAPPING_SIGNATURE, PR_STORE_ENTRYID);
     ULONG count = 0;
     MapiBuffer<SPropValue> values;
     HRESULT& hr = *result;
@@ -62,9 +62,10 @@ CItemReader::TStore* CItemReader::StoreOf(IMessage* item, const char* storeId, H
 }
 
 IAddrBook* CItemReader::AddressBook(const char* routine) {
-    if (m_triedAddressBook) return m_addressBook.Get();
-    m_triedAddressBook = true;
-    const HRESULT hr = m_session ? store::OpenAddressBook(m_session, m_addressBook) : MAPI_E_NOT_INITIALIZED;
+    if (m_bTriedAddressBook) return m_addressBook.Get();
+    m_bTriedAddressBook = true;
+    const HRESULT hr =
+        m_pSession ? store::OpenAddressBook(m_pSession, m_addressBook) : MAPI_E_NOT_INITIALIZED;
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(routine, "OpenAddressBook failed, error = 0x%x\n", static_cast<unsigned>(hr));
     }

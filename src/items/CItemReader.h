@@ -23,7 +23,7 @@ class CItemReader {
         TStore* store = nullptr;
     };
 
-    explicit CItemReader(IMAPISession* session = nullptr) : m_session(session) {}
+    explicit CItemReader(IMAPISession* session = nullptr) : m_pSession(session) {}
 
     /// Opens an item and, once, its store; a failure is logged by the store functions. No message on failure.
     TOpened Open(const char* entryId, const char* storeId);
@@ -47,9 +47,9 @@ class CItemReader {
 
     TStore& Find(std::string_view key);
 
-    IMAPISession* m_session;
+    IMAPISession* m_pSession;
     TStores m_stores;
-    TStore* m_last = nullptr;  // the one asked for last
+    TStore* m_pLast = nullptr;  // the one asked for last
     ComPtr<IAddrBook> m_addressBook;
-    bool m_triedAddressBook = false;
+    bool m_bTriedAddressBook = false;
 };

@@ -46,7 +46,7 @@ CItemRequest::CItemRequest(const CDefinedTags& tags, size_t store, CTagArray pla
                            std::span<const unsigned> derivedIds)
     : m_plainTags(std::move(plainTags)),
       m_plain(tags, store, m_plainTags),
-      m_isCanonical(tags.IsCanonicalIn(store)) {
+      m_bCanonical(tags.IsCanonicalIn(store)) {
     if (!std::ranges::all_of(m_plainTags, [](ULONG tag) { return IsCopied(PROP_TYPE(tag)); })) return;
     for (size_t i = 0; i < derivedIds.size(); ++i) {
         if (DerivedTextsTag(derivedIds[i]) != 0) m_parts.push_back({i, derivedIds[i]});
@@ -55,13 +55,13 @@ CItemRequest::CItemRequest(const CDefinedTags& tags, size_t store, CTagArray pla
 
 /// False when there are none but the plain ones.
 bool CItemRequest::FindTags(const CNames& names) {
-    if (m_hasAllParts) return true;
-    m_hasAllParts = true;
+    if (m_bHasAllParts) return true;
+    m_bHasAllParts = true;
     m_tags = m_plain.own;
-    for (Part& part : m_parts) {
+    for (TPart& part : m_parts) {
         part.first = m_tags.Count();
         // Such a name is asked for again with the next item.
-        if (!AppendTextTags(part.id, names, m_tags)) m_hasAllParts = false;
+        if (!AppendTextTags(part.id, names, m_tags)) m_bHasAllParts = false;
         part.count = m_tags.Count() - part.first;
     }
     return m_tags.Count() > m_plain.own.Count();
@@ -75,7 +75,7 @@ bool CItemRequest::Measure(const SPropValue* values, TMeasure& measure) const {
         // A store may say of a value that the request is too large for it.
         if (type == PT_ERROR ? values[i].Value.err != MAPI_E_NOT_FOUND : type != PROP_TYPE(m_tags[i]))
             return false;
-        store::Outside data = store::OutsideOf(values[i]);
+        store::TOutside data = store::OutsideOf(values[i]);
         if (i >= m_plain.own.Count()) {
             // Empty texts are no elements.
             if (data.size == sizeof(wchar_t)) data = {};
@@ -123,7 +123,7 @@ void CItemRequest::Copy(const SPropValue* values, const TMeasure& measure, SProp
             block[i].Value.lpszA = static_cast<char*>(kept);
         }
     }
-    for (const Part& part : m_parts) {
+    for (const TPart& part : m_parts) {
         if (part.count == 0) continue;
         TDerivedValue& target = item.derived[part.derived];
         *derived = {};
@@ -175,7 +175,7 @@ HRESULT CItemRequest::ReadPlain(IMAPIProp* object, TPlainValues& item) {
     if (m_plain.own.Count() != 0)
         hr = store::GetPropValues(object, m_plain.own.Get(), &count, Out(item.read));
     if (!store::IsReadSuccess(hr)) return hr;
-    if (!m_isCanonical) {
+    if (!m_bCanonical) {
         Place(item.read ? count : 0, item);
     } else {
         item.values = item.read.get();

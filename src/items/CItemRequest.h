@@ -36,7 +36,7 @@ class CItemRequest {
 
   private:
     /// The texts of a derived value.
-    struct Part {
+    struct TPart {
         size_t derived;  // its place among the item's
         unsigned id;
         ULONG first = 0;  // of its tags
@@ -44,9 +44,9 @@ class CItemRequest {
     };
     /// What the values of a request need of the block that they are copied to.
     struct TMeasure {
-        std::vector<store::Outside> outside;  // of each value
-        size_t elements = 0;                  // of all derived values
-        size_t outsideSize = 0;               // bytes, with what is left free for alignment
+        std::vector<store::TOutside> outside;  // of each value
+        size_t elements = 0;                   // of all derived values
+        size_t outsideSize = 0;                // bytes, with what is left free for alignment
     };
 
     bool FindTags(const CNames& names);
@@ -57,10 +57,10 @@ class CItemRequest {
 
     CTagArray m_plainTags;
     TTagsInStore m_plain;
-    bool m_isCanonical;
-    std::vector<Part> m_parts;
-    CTagArray m_tags;            // the plain ones of the store, then those of the parts
-    bool m_hasAllParts = false;  // nothing is left out
+    bool m_bCanonical;
+    std::vector<TPart> m_parts;
+    CTagArray m_tags;             // the plain ones of the store, then those of the parts
+    bool m_bHasAllParts = false;  // nothing is left out
 };
 
 /// Builds one derived value; the kinds of its elements where it has any. The builder's result; an unknown id is

@@ -6,8 +6,8 @@
 #include "store/named_properties.h"
 
 HRESULT CStoreNames::LookUp(IMAPIProp* item, std::span<const EName> names, ULONG* tags) {
-    EName missing[NamedValues::kMost];
-    ULONG found[NamedValues::kMost] = {};
+    EName missing[CNamedValues::kMost];
+    ULONG found[CNamedValues::kMost] = {};
     size_t count = 0;
     for (const EName name : names) {
         if (m_tags[name] == 0) missing[count++] = name;

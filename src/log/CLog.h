@@ -57,11 +57,11 @@ class CLog {
     const char* ErrFile() const { return m_lpszErrFile.get(); }
 
   private:
-    struct StreamCloser {
+    struct TStreamCloser {
         void operator()(FILE* stream) const { fclose(stream); }
     };
     using Path = std::unique_ptr<char[]>;
-    using Stream = std::unique_ptr<FILE, StreamCloser>;
+    using Stream = std::unique_ptr<FILE, TStreamCloser>;
 
     bool IsWanted(ESeverity severity) const;
     void Format(ESeverity severity, const char* tag, const char* format, va_list arguments);

@@ -57,29 +57,29 @@ const wchar_t* LabelOf(ULONG type, bool wanted) {
 /// A text under construction in the caller's buffer: cut at its capacity, terminated after every step.
 class COutput {
   public:
-    COutput(wchar_t* buffer, size_t capacity) : m_buffer(buffer), m_capacity(capacity) {
+    COutput(wchar_t* buffer, size_t capacity) : m_lpszBuffer(buffer), m_nCapacity(capacity) {
         if (capacity != 0) *buffer = L'\0';
     }
 
     void Print(const wchar_t* format, ...) {
-        if (m_used + 1 >= m_capacity) return;
-        const size_t room = m_capacity - m_used;
+        if (m_nUsed + 1 >= m_nCapacity) return;
+        const size_t room = m_nCapacity - m_nUsed;
         va_list arguments;
         va_start(arguments, format);
-        const int length = _vsnwprintf(m_buffer + m_used, room, format, arguments);
+        const int length = _vsnwprintf(m_lpszBuffer + m_nUsed, room, format, arguments);
         va_end(arguments);
         // Negative when cut; equal to room when there is no place left for the terminator.
-        m_used += length < 0 || static_cast<size_t>(length) >= room ? room - 1 : static_cast<size_t>(length);
-        m_buffer[m_used] = L'\0';
+        m_nUsed += length < 0 || static_cast<size_t>(length) >= room ? room - 1 : static_cast<size_t>(length);
+        m_lpszBuffer[m_nUsed] = L'\0';
     }
 
     /// Characters that still fit in front of the terminator.
-    size_t Room() const { return m_used + 1 < m_capacity ? m_capacity - m_used - 1 : 0; }
+    size_t Room() const { return m_nUsed + 1 < m_nCapacity ? m_nCapacity - m_nUsed - 1 : 0; }
 
   private:
-    wchar_t* m_buffer;
-    size_t m_capacity;
-    size_t m_used = 0;
+    wchar_t* m_lpszBuffer;
+    size_t m_nCapacity;
+    size_t m_nUsed = 0;
 };
 
 std::wstring WidenOrNullText(const char* text) {

@@ -9,7 +9,7 @@
 #include <span>
 
 #include "base/mapi_extra.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "matrix/attachment_list.h"
 #include "store/properties.h"
 #include "store/streams.h"
@@ -28,7 +28,7 @@ const TDataPlace kOle[] = {{PR_ATTACH_DATA_OBJ, &IID_IStreamDocfile},
                            {PR_ATTACH_DATA_BIN, &IID_IStreamDocfile},
                            {PR_ATTACH_DATA_OBJ, &IID_IStream}};
 
-bool OpenData(PlatformCalls& calls, IAttach* attachment, std::span<const TDataPlace> places,
+bool OpenData(CPlatformCalls& calls, IAttach* attachment, std::span<const TDataPlace> places,
               ComPtr<IStream>& stream) {
     HRESULT hr = S_OK;
     for (const TDataPlace& place : places) {
@@ -40,7 +40,7 @@ bool OpenData(PlatformCalls& calls, IAttach* attachment, std::span<const TDataPl
 }
 
 /// Fills the chunk as far as the stream goes: a stream may give less than it has.
-bool ReadChunk(PlatformCalls& calls, IStream* stream, BYTE (&chunk)[kChunk], ULONG& count) {
+bool ReadChunk(CPlatformCalls& calls, IStream* stream, BYTE (&chunk)[kChunk], ULONG& count) {
     for (count = 0; stream && count < kChunk;) {
         ULONG read = 0;
         if (!calls(store::ReadStream(stream, chunk + count, kChunk - count, &read),
@@ -54,7 +54,7 @@ bool ReadChunk(PlatformCalls& calls, IStream* stream, BYTE (&chunk)[kChunk], ULO
 }
 
 /// A null stream is an empty one.
-bool SameStreams(PlatformCalls& calls, IStream* stream1, IStream* stream2) {
+bool SameStreams(CPlatformCalls& calls, IStream* stream1, IStream* stream2) {
     BYTE chunk1[kChunk], chunk2[kChunk];
     ULONG count1, count2;
     do {
@@ -66,7 +66,7 @@ bool SameStreams(PlatformCalls& calls, IStream* stream1, IStream* stream2) {
     return true;
 }
 
-bool SameData(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2,
+bool SameData(CPlatformCalls& calls, IAttach* attachment1, IAttach* attachment2,
               std::span<const TDataPlace> places) {
     ComPtr<IStream> stream1, stream2;
     return OpenData(calls, attachment1, places, stream1) && OpenData(calls, attachment2, places, stream2) &&
@@ -75,7 +75,7 @@ bool SameData(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2,
 
 /// Reads the tags of an object; the text is the first of them that has one.
 template <size_t N>
-bool ReadText(PlatformCalls& calls, IMAPIProp* object, TagList<N>& tags, MapiBuffer<SPropValue>& values,
+bool ReadText(CPlatformCalls& calls, IMAPIProp* object, CTagList<N>& tags, MapiBuffer<SPropValue>& values,
               const wchar_t*& text) {
     ULONG count = 0;
     const HRESULT hr = store::GetPropValues(object, tags, &count, Out(values));
@@ -84,8 +84,8 @@ bool ReadText(PlatformCalls& calls, IMAPIProp* object, TagList<N>& tags, MapiBuf
     return text != nullptr;
 }
 
-bool SamePaths(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2) {
-    TagList tags(PR_ATTACH_LONG_PATHNAME_W, PR_ATTACH_PATHNAME_W);
+bool SamePaths(CPlatformCalls& calls, IAttach* attachment1, IAttach* attachment2) {
+    CTagList tags(PR_ATTACH_LONG_PATHNAME_W, PR_ATTACH_PATHNAME_W);
     MapiBuffer<SPropValue> values1, values2;
     const wchar_t *path1, *path2;
     return ReadText(calls, attachment1, tags, values1, path1) &&
@@ -93,10 +93,10 @@ bool SamePaths(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2)
            CompareStringOrdinal(path1, -1, path2, -1, TRUE) == CSTR_EQUAL;
 }
 
-bool SameEmbedded(PlatformCalls& calls, IAttach* attachment1, IAttach* attachment2) {
+bool SameEmbedded(CPlatformCalls& calls, IAttach* attachment1, IAttach* attachment2) {
     constexpr char kBodyFailed[] = "OpenProperty(PR_BODY,IStream) returned 0x%x\n";
     ComPtr<IMessage> item1, item2;
-    TagList subject(PR_SUBJECT_W);
+    CTagList subject(PR_SUBJECT_W);
     MapiBuffer<SPropValue> values1, values2;
     const wchar_t *subject1, *subject2;
     ComPtr<IStream> body1, body2;
@@ -116,7 +116,7 @@ bool SameEmbedded(PlatformCalls& calls, IAttach* attachment1, IAttach* attachmen
 }  // namespace
 
 bool SameContents(const char* routine, IAttach* attachment1, IAttach* attachment2, long method) {
-    PlatformCalls calls(routine);
+    CPlatformCalls calls(routine);
     switch (static_cast<ULONG>(method)) {
         case ATTACH_BY_VALUE:
             return SameData(calls, attachment1, attachment2, kByValue);

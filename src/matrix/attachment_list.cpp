@@ -37,7 +37,7 @@ void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TM
         store::OpenAttachment(item, out.number, &attachment) != S_OK) {
         return;
     }
-    TagList tags(PR_ATTACH_METHOD, PR_ATTACH_LONG_FILENAME_W, PR_ATTACH_FILENAME_W, PR_DISPLAY_NAME_W);
+    CTagList tags(PR_ATTACH_METHOD, PR_ATTACH_LONG_FILENAME_W, PR_ATTACH_FILENAME_W, PR_DISPLAY_NAME_W);
     MapiBuffer<SPropValue> values;
     ULONG count = 0;
     const HRESULT hr = store::GetPropValues(attachment.Get(), tags, &count, Out(values));

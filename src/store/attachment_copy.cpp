@@ -5,7 +5,7 @@
 #include <mapitags.h>
 
 #include "base/mapi_extra.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/attachments.h"
 #include "store/contact_photo.h"
 #include "store/properties.h"
@@ -22,7 +22,7 @@ HRESULT GetFlag(const char* routine, IAttach* attachment, ULONG tag, ULONG* flag
 }
 
 HRESULT SetProp(const char* routine, IAttach* attachment, const SPropValue& value) {
-    PlatformCalls calls(routine);
+    CPlatformCalls calls(routine);
     SPropValue written = value;
     calls(attachment->SetProps(1, &written, nullptr), "SetProps return 0x%x\n");
     return calls.result;
@@ -31,7 +31,7 @@ HRESULT SetProp(const char* routine, IAttach* attachment, const SPropValue& valu
 /// The copy alone: not adjusted, not saved, gone when it is released unsaved.
 HRESULT CopyUnsaved(IMessage* target, ULONG* newNumber, IMessage* source, long number,
                     ComPtr<IAttach>& copy) {
-    PlatformCalls calls("Quorvel_CopyAttachment_");
+    CPlatformCalls calls("Quorvel_CopyAttachment_");
     ComPtr<IAttach> original;
     ComPtr<IAttach> created;
     MapiBuffer<SPropProblemArray> problems;
@@ -71,7 +71,7 @@ bool IsContactPhoto(IMessage* item, long number) {
 }
 
 /// Turns a former photo into an ordinary attachment: a copy of it without the flag takes its place.
-void Demote(PlatformCalls& calls, IMessage* contact, long number) {
+void Demote(CPlatformCalls& calls, IMessage* contact, long number) {
     ULONG copyNumber = 0;
     HRESULT saved = S_OK;
     HRESULT hr = CopyAsOrdinary(contact, &copyNumber, contact, number, saved);
@@ -117,7 +117,7 @@ HRESULT CopyAttachment(IMessage* target, ULONG* newNumber, IMessage* source, lon
 }
 
 HRESULT SetPhotoAttachment(IMessage* contact, ULONG* newNumber, IMessage* source, long number, int save) {
-    PlatformCalls calls("Quorvel_CopyAttachment");
+    CPlatformCalls calls("Quorvel_CopyAttachment");
     int hadPhoto = 0;
     ContactItem_HasPhoto_get(contact, &hadPhoto);
     MapiBuffer<long> former;

@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "base/mapi_extra.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/properties.h"
 #include "store/streams.h"
 
@@ -22,7 +22,7 @@ bool HasAttachments(IMessage* item) {
     return hr == S_OK && flag->Value.b;
 }
 
-HRESULT SizeByValue(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
+HRESULT SizeByValue(CPlatformCalls& calls, IAttach* attachment, ULONG* size) {
     ComPtr<IStream> stream;
     STATSTG stat = {};
     if (calls.Gives(stream,
@@ -34,7 +34,7 @@ HRESULT SizeByValue(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
     return calls.result;
 }
 
-HRESULT SizeOfEmbedded(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
+HRESULT SizeOfEmbedded(CPlatformCalls& calls, IAttach* attachment, ULONG* size) {
     ComPtr<IMessage> message;
     MapiBuffer<SPropValue> value;
     if (calls.Gives(message,
@@ -47,7 +47,7 @@ HRESULT SizeOfEmbedded(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
     return calls.result;
 }
 
-HRESULT SizeOfOle(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
+HRESULT SizeOfOle(CPlatformCalls& calls, IAttach* attachment, ULONG* size) {
     const struct {
         ULONG tag;
         const IID* iid;
@@ -78,9 +78,9 @@ HRESULT SizeOfOle(PlatformCalls& calls, IAttach* attachment, ULONG* size) {
 }  // namespace
 
 HRESULT ListAttachments(IMessage* item, std::vector<long>& numbers) {
-    PlatformCalls calls(kGetAttachments);
+    CPlatformCalls calls(kGetAttachments);
     numbers.clear();
-    TagList columns(PR_ATTACH_NUM);
+    CTagList columns(PR_ATTACH_NUM);
     ComPtr<IMAPITable> table;
     ULONG rowCount = 0;
     RowSet rows;
@@ -106,7 +106,7 @@ HRESULT ListAttachments(IMessage* item, std::vector<long>& numbers) {
 }
 
 HRESULT GetAttachments(IMessage* item, long** numbers, ULONG* count) {
-    PlatformCalls calls(kGetAttachments);
+    CPlatformCalls calls(kGetAttachments);
     *numbers = nullptr;
     *count = 0;
     if (!HasAttachments(item)) return S_OK;
@@ -126,9 +126,9 @@ HRESULT GetAttachments(IMessage* item, long** numbers, ULONG* count) {
 }
 
 HRESULT GetAttachmentsSize(IMessage* item, ULONG* total) {
-    PlatformCalls calls("Quorvel_GetAttachmentsSize");
+    CPlatformCalls calls("Quorvel_GetAttachmentsSize");
     *total = 0;
-    TagList columns(PR_ATTACH_SIZE, PR_DISPLAY_NAME_W);
+    CTagList columns(PR_ATTACH_SIZE, PR_DISPLAY_NAME_W);
     ComPtr<IMAPITable> table;
     ULONG rowCount = 0;
     RowSet rows;
@@ -158,7 +158,7 @@ HRESULT GetAttachmentsSize(IMessage* item, ULONG* total) {
 }
 
 HRESULT OpenAttachment(IMessage* item, long number, IAttach** out) {
-    PlatformCalls calls("Quorvel_OpenAttachment");
+    CPlatformCalls calls("Quorvel_OpenAttachment");
     ComPtr<IAttach> opened;
     if (calls.Gives(opened, item->OpenAttach(static_cast<ULONG>(number), nullptr, 0, &opened),
                     "pMsg->OpenAttach return 0x%x\n")) {
@@ -168,14 +168,14 @@ HRESULT OpenAttachment(IMessage* item, long number, IAttach** out) {
 }
 
 HRESULT DeleteAttachment(IMessage* item, long number, int save) {
-    PlatformCalls calls("Quorvel_DeleteAttachment");
+    CPlatformCalls calls("Quorvel_DeleteAttachment");
     calls(item->DeleteAttach(static_cast<ULONG>(number), 0, nullptr, 0), "cant delete attach, hr=0x%x\n");
     if (save) item->SaveChanges(0);
     return calls.result;
 }
 
 HRESULT GetAttachmentRealSize(IAttach* attachment, ULONG* size) {
-    PlatformCalls calls("Quorvel_GetAttachmentRealSize");
+    CPlatformCalls calls("Quorvel_GetAttachmentRealSize");
     *size = 0;
     MapiBuffer<SPropValue> method;
     if (!calls(GetPropValue(attachment, PR_ATTACH_METHOD, Out(method)), "IMapiProp::GetProp return 0x%x\n")) {

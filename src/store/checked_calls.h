@@ -1,7 +1,7 @@
 #pragma once
 // The platform's calls that hand something out, each made here and nowhere else: what a call was asked for has
 // come, or the call has failed. A success without it is MAPI_E_CALL_FAILED, for the log and for the caller.
-// Objects handed out are checked where the call is logged: PlatformCalls::Gives.
+// Objects handed out are checked where the call is logged: CPlatformCalls::Gives.
 //
 // On failure nothing is handed out. Nothing is logged here.
 

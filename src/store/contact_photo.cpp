@@ -4,7 +4,7 @@
 
 #include "base/names.h"
 #include "log/identifier_text.h"
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
 namespace {
@@ -35,7 +35,7 @@ HRESULT FindTag(IMessage* item, ULONG* tag) {
 }
 
 bool LogLookUp(HRESULT hr) {
-    PlatformCalls calls(kTag);
+    CPlatformCalls calls(kTag);
     return calls(hr, "GetIDsFromNames return 0x%x\n");
 }
 
@@ -61,7 +61,7 @@ HRESULT ContactItem_HasPhoto_get(IMessage* item, int* has) {
 }
 
 HRESULT ContactItem_HasPhoto_set(IMessage* item, bool has) {
-    PlatformCalls calls("ContactItem_HasPhoto_set");
+    CPlatformCalls calls("ContactItem_HasPhoto_set");
     SPropValue value = {};
     if (const HRESULT hr = ContactItem_HasPhoto_tag(item, &value.ulPropTag); hr != S_OK) return hr;
     value.Value.b = has;

@@ -13,9 +13,9 @@ MapiBuffer<char> EntryIdToText(const void* bytes, size_t count) {
     return text;
 }
 
-EntryId TextToEntryId(const char* text) {
+TEntryId TextToEntryId(const char* text) {
     const size_t count = std::strlen(base::OrEmpty(text)) / 2;
-    EntryId id;
+    TEntryId id;
     // An empty text still gets a block: null says that there is no memory.
     if (Allocate(std::max<size_t>(count, 1), id.bytes) == S_OK) {
         HexToBytes(text, count, reinterpret_cast<BYTE*>(id.bytes.get()));

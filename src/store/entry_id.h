@@ -8,11 +8,11 @@
 MapiBuffer<char> EntryIdToText(const void* bytes, size_t count);
 
 /// A binary entry identifier and its byte count.
-struct EntryId {
+struct TEntryId {
     MapiBuffer<ENTRYID> bytes;
     ULONG count = 0;
 };
 /// Half as many bytes as the text has characters (an odd last digit is ignored; a null text is an empty one).
 /// bytes is null only when the platform has no memory: callers stop there, since a null identifier names a
 /// root.
-EntryId TextToEntryId(const char* text);
+TEntryId TextToEntryId(const char* text);

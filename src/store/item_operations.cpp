@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "log/identifier_text.h"
 #include "store/checked_calls.h"
 #include "store/entry_id.h"
@@ -29,8 +29,8 @@ HRESULT ReadSearchKey(IMAPIFolder* folder, const char* entryId, MapiBuffer<SProp
 
 /// Empties newEntryId, when given, but only when entryId is read: the two may be one buffer.
 HRESULT MoveOne(IMAPIFolder* source, IMAPIFolder* target, const char* entryId, char* newEntryId) {
-    PlatformCalls calls("Quorvel_ItemMove");
-    const EntryId id = TextToEntryId(entryId);
+    CPlatformCalls calls("Quorvel_ItemMove");
+    const TEntryId id = TextToEntryId(entryId);
     if (newEntryId) *newEntryId = 0;
     if (!calls.Allocated(id.bytes.get())) return calls.result;
     SBinary one = {id.count, reinterpret_cast<BYTE*>(id.bytes.get())};
@@ -41,8 +41,8 @@ HRESULT MoveOne(IMAPIFolder* source, IMAPIFolder* target, const char* entryId, c
 }  // namespace
 
 HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId) {
-    PlatformCalls calls("Quorvel_FindItem");
-    TagList columns(PR_ENTRYID, PR_SEARCH_KEY);
+    CPlatformCalls calls("Quorvel_FindItem");
+    CTagList columns(PR_ENTRYID, PR_SEARCH_KEY);
     SRestriction restriction = {};
     restriction.rt = RES_PROPERTY;
     restriction.res.resProperty = {RELOP_EQ, PR_SEARCH_KEY, searchKey};
@@ -70,7 +70,7 @@ HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId) {
 
 HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFolderId, const char* srcStoreId,
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId) {
-    PlatformCalls calls("Quorvel_ItemMove");
+    CPlatformCalls calls("Quorvel_ItemMove");
     const bool sameStore = SameText(srcStoreId, dstStoreId);
     if (sameStore && SameText(srcFolderId, dstFolderId)) {
         if (newEntryId)

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "log/identifier_text.h"
 #include "store/properties.h"
 
@@ -80,7 +80,7 @@ void TakeTag(TComparyProp& prop, ULONG tag) {
 }  // namespace
 
 HRESULT GetIDFromName(IMessage* item, MAPINAMEID* name, ULONG* tag) {
-    PlatformCalls calls("Quorvel_GetIDFromName");
+    CPlatformCalls calls("Quorvel_GetIDFromName");
     *tag = 0;
     MapiBuffer<SPropTagArray> tags;
     if (calls(LookUpNames(item, 1, &name, tags), "lpItem->GetIDsFromNames return 0x%x\n")) {
@@ -105,7 +105,7 @@ ULONG GetIDFromName2(IMessage* item, const char* guid, long id, ULONG type) {
 }
 
 HRESULT GetIDsFromNames(IMessage* item, ULONG count, MAPINAMEID* name, SPropTagArray** tags) {
-    PlatformCalls calls("Quorvel_GetIDsFromNames");
+    CPlatformCalls calls("Quorvel_GetIDsFromNames");
     MapiBuffer<SPropTagArray> found;
     calls(LookUpNames(item, count, &name, found), "GetIDsFromNames return 0x%x\n");
     *tags = found.release();
@@ -122,7 +122,7 @@ HRESULT ResolveTags(IMessage* item, TComparyProps* props, std::vector<HRESULT>* 
     if (results) results->assign(static_cast<size_t>(props->n), S_OK);
     std::vector<TNamedEntry> entries = EntriesWithoutTag(*props);
     if (entries.empty()) return S_OK;
-    PlatformCalls calls(kResolveTags);
+    CPlatformCalls calls(kResolveTags);
     MapiBuffer<SPropTagArray> tags;
     if (!calls(Allocate(CbNewSPropTagArray(static_cast<size_t>(props->n)), tags),
                "MAPIAllocateBuffer return 0x%x\n")) {

@@ -9,7 +9,7 @@
 #include <memory_resource>
 #include <vector>
 
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
 namespace store {
@@ -83,7 +83,7 @@ HRESULT Gather(const SPropValue* values, const Elements& elements, ULONG type,
     uint64_t size = sizeof(SPropValue) + elements.size() * elementSize;
     std::byte few[512];
     std::pmr::monotonic_buffer_resource memory(few, sizeof(few));
-    std::pmr::vector<Outside> parts(&memory);
+    std::pmr::vector<TOutside> parts(&memory);
     parts.reserve(elements.size());
     for (const ULONG i : elements) {
         parts.push_back(OutsideOf(values[i]));
@@ -96,7 +96,7 @@ HRESULT Gather(const SPropValue* values, const Elements& elements, ULONG type,
     BYTE* outside = array + elements.size() * elementSize;
     BYTE* element = array;
     for (size_t place = 0; place < parts.size(); ++place) {
-        const Outside& data = parts[place];
+        const TOutside& data = parts[place];
         if (type == PT_CLSID) {
             std::memcpy(element, data.data, data.size);
         } else {
@@ -123,7 +123,7 @@ HRESULT Gather(const SPropValue* values, const Elements& elements, ULONG type,
 
 }  // namespace
 
-Outside OutsideOf(const SPropValue& value) {
+TOutside OutsideOf(const SPropValue& value) {
     switch (PROP_TYPE(value.ulPropTag)) {
         case PT_STRING8:
             return {value.Value.lpszA, value.Value.lpszA ? std::strlen(value.Value.lpszA) + 1 : 0};
@@ -140,7 +140,7 @@ Outside OutsideOf(const SPropValue& value) {
 }
 
 HRESULT GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue** value, ULONG* sources) {
-    PlatformCalls calls(kRoutine);
+    CPlatformCalls calls(kRoutine);
     *value = nullptr;
     if (!tags) return -1;
     ULONG count = 0;

@@ -5,14 +5,14 @@
 
 #include <cstring>
 
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/attachments.h"
 #include "store/streams.h"
 
 namespace store {
 
 HRESULT GetPropValue(IMAPIProp* object, ULONG tag, SPropValue** value) {
-    TagList tags(tag);
+    CTagList tags(tag);
     *value = nullptr;
     ULONG count = 0;
     MapiBuffer<SPropValue> read;

@@ -19,11 +19,11 @@ HRESULT GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue
                                  ULONG* sources = nullptr);
 /// The bytes that a value of a single-valued type keeps outside its record: a text with its terminator, the
 /// bytes of a binary, a GUID.
-struct Outside {
+struct TOutside {
     const void* data = nullptr;  // null: nothing
     size_t size = 0;
 };
-Outside OutsideOf(const SPropValue& value);
+TOutside OutsideOf(const SPropValue& value);
 /// Bytes of the subject without terminator, from the values given when they hold it, else read.
 HRESULT GetSubjectSize(IMessage* item, int wide, ULONG* size, SPropValue* values, ULONG count);
 /// Bytes of subject, body and attachments together; a part that cannot be measured counts as 0.

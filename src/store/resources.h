@@ -8,31 +8,31 @@
 #include <memory>
 
 #include "base/text.h"
-#include "store/MapiProvider.h"
+#include "store/CMapiProvider.h"
 
 using Microsoft::WRL::ComPtr;
 
-struct MapiBufferDeleter {
+struct TMapiBufferDeleter {
     void operator()(void* buffer) const { mapi::FreeBuffer(buffer); }
 };
 /// A block of MAPIAllocateBuffer.
 template <typename T>
-using MapiBuffer = std::unique_ptr<T, MapiBufferDeleter>;
+using MapiBuffer = std::unique_ptr<T, TMapiBufferDeleter>;
 
-struct RowSetDeleter {
+struct TRowSetDeleter {
     void operator()(SRowSet* rows) const { mapi::FreeProws(rows); }
 };
 /// The rows of IMAPITable::QueryRows, each row's properties included.
-using RowSet = std::unique_ptr<SRowSet, RowSetDeleter>;
+using RowSet = std::unique_ptr<SRowSet, TRowSetDeleter>;
 
 /// Lets a call that fills a raw pointer fill an owner: item->GetProps(tags, 0, &count, Out(values)). The
 /// owner has the pointer from the end of the full expression on, not before.
 template <typename Owner>
-class OutPointer {
+class COutPointer {
   public:
-    explicit OutPointer(Owner& owner) : m_owner(owner) {}
-    OutPointer(const OutPointer&) = delete;
-    ~OutPointer() { m_owner.reset(m_raw); }
+    explicit COutPointer(Owner& owner) : m_owner(owner) {}
+    COutPointer(const COutPointer&) = delete;
+    ~COutPointer() { m_owner.reset(m_raw); }
     operator typename Owner::pointer *() { return &m_raw; }
 
   private:
@@ -40,8 +40,8 @@ class OutPointer {
     typename Owner::pointer m_raw = nullptr;
 };
 template <typename Owner>
-OutPointer<Owner> Out(Owner& owner) {
-    return OutPointer<Owner>(owner);
+COutPointer<Owner> Out(Owner& owner) {
+    return COutPointer<Owner>(owner);
 }
 
 /// The same for a call that hands out any interface as IUnknown: OpenProperty(..., OutUnknown(stream)).
@@ -62,17 +62,17 @@ HRESULT Allocate(uint64_t size, MapiBuffer<T>& buffer) {
     return hr == S_OK && !buffer ? MAPI_E_CALL_FAILED : hr;
 }
 
-/// A list of property tags in the platform's layout: TagList columns(PR_ENTRYID, PR_SEARCH_KEY).
+/// A list of property tags in the platform's layout: CTagList columns(PR_ENTRYID, PR_SEARCH_KEY).
 template <size_t N>
-class TagList {
+class CTagList {
   public:
     template <typename... Tags>
-    explicit TagList(Tags... tags) : m_tags{static_cast<ULONG>(tags)...} {}
+    explicit CTagList(Tags... tags) : m_tags{static_cast<ULONG>(tags)...} {}
     operator SPropTagArray*() { return reinterpret_cast<SPropTagArray*>(this); }
 
   private:
-    ULONG m_count = N;
+    ULONG m_nCount = N;
     ULONG m_tags[N];
 };
 template <typename... Tags>
-TagList(Tags...) -> TagList<sizeof...(Tags)>;
+CTagList(Tags...) -> CTagList<sizeof...(Tags)>;

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/checked_calls.h"
 #include "store/entry_id.h"
 #include "store/sessions.h"
@@ -13,7 +13,7 @@
 namespace store {
 namespace {
 
-struct RowFailures {
+struct TRowFailures {
     const char* setColumns;
     const char* findRow;
     const char* queryRows;
@@ -21,9 +21,9 @@ struct RowFailures {
 
 /// Reads the row of a table whose binary property key equals the identifier given as text. A table without
 /// such a row is MAPI_E_NOT_FOUND without a log line.
-bool ReadRow(PlatformCalls& calls, IMAPITable* table, SPropTagArray* columns, ULONG key, const char* idText,
-             const RowFailures& failures, RowSet& rows) {
-    const EntryId id = TextToEntryId(idText);
+bool ReadRow(CPlatformCalls& calls, IMAPITable* table, SPropTagArray* columns, ULONG key, const char* idText,
+             const TRowFailures& failures, RowSet& rows) {
+    const TEntryId id = TextToEntryId(idText);
     if (!calls.Allocated(id.bytes.get()) || !calls(table->SetColumns(columns, 0), failures.setColumns))
         return false;
 
@@ -40,12 +40,12 @@ bool ReadRow(PlatformCalls& calls, IMAPITable* table, SPropTagArray* columns, UL
     return rows->cRows > 0 || calls(MAPI_E_NOT_FOUND, failures.queryRows);
 }
 
-struct StoreService {
+struct TStoreService {
     const char* dllName;
     const char* entryName;
     int type;
 };
-constexpr StoreService kStoreServices[] = {
+constexpr TStoreService kStoreServices[] = {
     {"mspst.dll", "PSTServiceEntry", 0},
     {"emsui.dll", "EMSCfg", 1},
     {"emsmdb.dll", "EMSCfg", 1},
@@ -53,7 +53,7 @@ constexpr StoreService kStoreServices[] = {
 constexpr int kOtherStore = -1;
 
 int TypeOfService(const char* dllName, const char* entryName) {
-    for (const StoreService& service : kStoreServices) {
+    for (const TStoreService& service : kStoreServices) {
         if (_stricmp(dllName, service.dllName) == 0 && _stricmp(entryName, service.entryName) == 0) {
             return service.type;
         }
@@ -65,14 +65,14 @@ int TypeOfService(const char* dllName, const char* entryName) {
 
 HRESULT GetServiceProps(IMAPISession* session, const char* serviceUid, char** dllName, char** entryName,
                         char** serviceName, char** displayName) {
-    PlatformCalls calls("Quorvel_GetServiceProps");
+    CPlatformCalls calls("Quorvel_GetServiceProps");
     char** const outputs[] = {dllName, entryName, serviceName, displayName};
     if (!session || !serviceUid || (!dllName && !entryName && !serviceName && !displayName)) {
         g_Log.Error(calls.tag, "Invalid params");
         return -1;
     }
-    TagList columns(PR_SERVICE_UID, PR_SERVICE_DLL_NAME_A, PR_SERVICE_ENTRY_NAME, PR_SERVICE_NAME_A,
-                    PR_DISPLAY_NAME_A);
+    CTagList columns(PR_SERVICE_UID, PR_SERVICE_DLL_NAME_A, PR_SERVICE_ENTRY_NAME, PR_SERVICE_NAME_A,
+                     PR_DISPLAY_NAME_A);
     ComPtr<IMsgServiceAdmin> admin;
     ComPtr<IMAPITable> table;
     RowSet rows;
@@ -101,12 +101,12 @@ HRESULT GetServiceProps(IMAPISession* session, const char* serviceUid, char** dl
 }
 
 HRESULT GetStoreType(IMAPISession* session, const char* storeId, int* type) {
-    PlatformCalls calls("Quorvel_GetStoreType");
+    CPlatformCalls calls("Quorvel_GetStoreType");
     if (!session || !storeId || !*storeId || !type) {
         g_Log.Error(calls.tag, "Invalid arguments");
         return -1;
     }
-    TagList columns(PR_ENTRYID, PR_SERVICE_UID, PR_DISPLAY_NAME_A, PR_DEFAULT_STORE);
+    CTagList columns(PR_ENTRYID, PR_SERVICE_UID, PR_DISPLAY_NAME_A, PR_DEFAULT_STORE);
     ComPtr<IMAPITable> table;
     RowSet rows;
     if (!calls.Gives(table, session->GetMsgStoresTable(0, &table), "GetMsgStoresTable - 0x%x\n") ||

@@ -4,16 +4,16 @@
 #include <mapiguid.h>
 #include <mapitags.h>
 
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/entry_id.h"
 #include "store/properties.h"
 
 namespace store {
 namespace {
 
-bool OpenMsgStore(PlatformCalls& calls, IMAPISession* session, const char* storeId, const char* failure,
+bool OpenMsgStore(CPlatformCalls& calls, IMAPISession* session, const char* storeId, const char* failure,
                   ComPtr<IMsgStore>& opened) {
-    const EntryId id = TextToEntryId(storeId);
+    const TEntryId id = TextToEntryId(storeId);
     return calls.Allocated(id.bytes.get()) &&
            calls.Gives(opened,
                        session->OpenMsgStore(0, id.count, id.bytes.get(), nullptr, MAPI_BEST_ACCESS, &opened),
@@ -22,9 +22,9 @@ bool OpenMsgStore(PlatformCalls& calls, IMAPISession* session, const char* store
 
 /// Opens an item or a folder inside a store or a folder.
 template <typename Container, typename Object>
-bool OpenEntry(PlatformCalls& calls, Container* container, const char* entryId, REFIID iid, ULONG flags,
+bool OpenEntry(CPlatformCalls& calls, Container* container, const char* entryId, REFIID iid, ULONG flags,
                const char* failure, ComPtr<Object>& opened) {
-    const EntryId id = TextToEntryId(entryId);
+    const TEntryId id = TextToEntryId(entryId);
     ULONG objectType = 0;
     return calls.Allocated(id.bytes.get()) &&
            calls.Gives(
@@ -36,13 +36,13 @@ bool OpenEntry(PlatformCalls& calls, Container* container, const char* entryId, 
 template <typename Container, typename Object>
 HRESULT OpenInto(const char* routine, Container* container, const char* entryId, REFIID iid,
                  const char* failure, Object** out) {
-    PlatformCalls calls(routine);
+    CPlatformCalls calls(routine);
     ComPtr<Object> opened;
     if (OpenEntry(calls, container, entryId, iid, MAPI_BEST_ACCESS, failure, opened)) *out = opened.Detach();
     return calls.result;
 }
 
-HRESULT HandOut(PlatformCalls& calls, IUnknown* object, IMessage** out, int query) {
+HRESULT HandOut(CPlatformCalls& calls, IUnknown* object, IMessage** out, int query) {
     if (!query) {
         *out = static_cast<IMessage*>(object);
         return S_OK;
@@ -60,8 +60,8 @@ HRESULT HandOut(PlatformCalls& calls, IUnknown* object, IMessage** out, int quer
 }  // namespace
 
 HRESULT Logon(IMAPISession** session, int newSession, int showLogonUi) {
-    PlatformCalls calls("Quorvel_Logon");
-    MapiProvider::LookAgain();
+    CPlatformCalls calls("Quorvel_Logon");
+    CMapiProvider::LookAgain();
     mapi::Initialize(nullptr);
     const ULONG flags =
         MAPI_EXTENDED | (newSession ? MAPI_NEW_SESSION : 0) | (showLogonUi ? MAPI_LOGON_UI : 0);
@@ -74,7 +74,7 @@ HRESULT Logon(IMAPISession** session, int newSession, int showLogonUi) {
 }
 
 HRESULT Logoff(IMAPISession* session) {
-    PlatformCalls calls("Quorvel_Logoff");
+    CPlatformCalls calls("Quorvel_Logoff");
     ComPtr<IMAPISession> ending;
     // Takes over the caller's reference (ComPtr::Attach of mingw-w64 adds one of its own).
     *ending.ReleaseAndGetAddressOf() = session;
@@ -85,7 +85,7 @@ HRESULT Logoff(IMAPISession* session) {
 }
 
 HRESULT OpenStore(IMAPISession* session, const char* storeId, IMsgStore** out) {
-    PlatformCalls calls("Quorvel_OpenStore");
+    CPlatformCalls calls("Quorvel_OpenStore");
     ComPtr<IMsgStore> opened;
     if (OpenMsgStore(calls, session, storeId, "lpSession->OpenMsgStore return 0x%x, StoreID=\"%s\"\n",
                      opened)) {
@@ -111,7 +111,7 @@ HRESULT OpenFolderItem(IMAPIFolder* folder, const char* entryId, IMessage** out)
 
 HRESULT OpenItemEx(IMAPISession* session, const char* entryId, const char* storeId, int flags,
                    IMessage** out) {
-    PlatformCalls calls("Quorvel_OpenItem");
+    CPlatformCalls calls("Quorvel_OpenItem");
     ComPtr<IMsgStore> msgStore;
     ComPtr<IMessage> item;
     if (OpenMsgStore(calls, session, storeId, "lpSession->OpenMsgStore return 0x%x, Store=\"%s\"\n",
@@ -128,7 +128,7 @@ HRESULT OpenItem(IMAPISession* session, const char* entryId, const char* storeId
 }
 
 HRESULT GetIMessage(const VARIANT* object, IMessage** out, int query) {
-    PlatformCalls calls("Quorvel_GetIMessage");
+    CPlatformCalls calls("Quorvel_GetIMessage");
     g_Log.Assert(object->vt == VT_UNKNOWN && object->punkVal, calls.tag, 0, nullptr);
     // Asking a number for an interface would crash the host; both object types hold their pointer in one
     // place.
@@ -137,13 +137,13 @@ HRESULT GetIMessage(const VARIANT* object, IMessage** out, int query) {
 }
 
 HRESULT GetIMessageNet(IUnknown* object, IMessage** out, int query) {
-    PlatformCalls calls("Quorvel_GetIMessageNet");
+    CPlatformCalls calls("Quorvel_GetIMessageNet");
     g_Log.Assert(object != nullptr, calls.tag, 0, nullptr);
     return HandOut(calls, object, out, query);
 }
 
 MapiBuffer<char> EntryID2Str(IMessage* item) {
-    PlatformCalls calls("Quorvel_EntryID2Str");
+    CPlatformCalls calls("Quorvel_EntryID2Str");
     MapiBuffer<SPropValue> id;
     HRESULT hr = GetPropValue(item, PR_ENTRYID, Out(id));
     if (hr == S_OK && PROP_TYPE(id->ulPropTag) != PT_BINARY) hr = MAPI_E_CALL_FAILED;

@@ -7,14 +7,14 @@
 #include <cstring>
 #include <cwchar>
 
-#include "log/PlatformCalls.h"
+#include "log/CPlatformCalls.h"
 #include "store/checked_calls.h"
 #include "store/sessions.h"
 
 namespace store {
 namespace {
 
-bool SizeOf(PlatformCalls& calls, IStream* stream, ULONG& size) {
+bool SizeOf(CPlatformCalls& calls, IStream* stream, ULONG& size) {
     STATSTG stat = {};
     if (!calls(stream->Stat(&stat, STATFLAG_NONAME), "pStream->Stat returned 0x%x\n")) return false;
     size = stat.cbSize.LowPart;
@@ -43,7 +43,7 @@ HRESULT OpenStream(IMAPIProp* object, ULONG tag, ComPtr<IStream>& stream) {
 }
 
 HRESULT GetStreamPropValue(IMAPIProp* object, ULONG tag, void** buffer, ULONG* count, int addTerminator) {
-    PlatformCalls calls("Quorvel_GetStreamPropValue");
+    CPlatformCalls calls("Quorvel_GetStreamPropValue");
     *buffer = nullptr;
     *count = 0;
     ComPtr<IStream> stream;
@@ -79,7 +79,7 @@ size_t EndText(wchar_t* text, ULONG bytes) {
 }
 
 HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size) {
-    PlatformCalls calls("Quorvel_StreamPropSize");
+    CPlatformCalls calls("Quorvel_StreamPropSize");
     *size = 0;
     ComPtr<IStream> stream;
     if (calls(OpenStream(object, tag, stream), "lpMapiProp->OpenProperty returned 0x%x\n") && stream) {
@@ -89,7 +89,7 @@ HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size) {
 }
 
 HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStreamStart* start) {
-    PlatformCalls calls("Quorvel_StreamPropEmpty");
+    CPlatformCalls calls("Quorvel_StreamPropEmpty");
     constexpr ULONG kTested = 256;
     const ULONG most = start ? TStreamStart::kMost : kTested;
     TStreamStart own;

@@ -1,7 +1,7 @@
 #pragma once
 // Faults that tests of reading put into the platform.
 
-#include "mailbox/Platform.h"
+#include "mailbox/platform.h"
 
 /// The next read of a property fails.
 inline void FailRead(ULONG tag) {

@@ -63,7 +63,7 @@ TEST_F(ContactItem, HasACrmIdWhenTheTextIsNotEmpty) {
 }
 
 TEST_F(ContactItem, SmtpEmailIsThatOfTheEntryBehindIt) {
-    mailbox::Properties entry;
+    mailbox::CProperties entry;
     const std::string bare = AddAddress(entry.Text(PR_DISPLAY_NAME_W, L"Bare"));
     const std::string known = AddAddress(entry.Text(PR_SMTP_ADDRESS_W, L"ann@x.org"));
     const std::string denied = AddAddress(entry.Error(PR_SMTP_ADDRESS_W, MAPI_E_NO_ACCESS));

@@ -266,7 +266,7 @@ TEST_F(DerivedValues, CompanyContactWhenNamesCannotBeRead) {
 TEST_F(DerivedValues, RecipientsAreOneBlock) {
     TestItem item = Inbox().Item();
     item.To(L"Ann", L"ann@x.org").To(L"", L"").Cc(L"B", L"");
-    mailbox::Properties untyped;
+    mailbox::CProperties untyped;
     untyped.Text(PR_DISPLAY_NAME_W, L"No type");
     item.Recipient(untyped);
     const ComPtr<IMessage> message = Open(item);
@@ -294,7 +294,7 @@ TEST_F(DerivedValues, RecipientsAreOneBlock) {
 
 TEST_F(DerivedValues, RecipientColumnsThatCannotBeReadCountAsMissing) {
     TestItem item = Inbox().Item();
-    mailbox::Properties row;
+    mailbox::CProperties row;
     item.To(L"first", L"");
     row.Error(PR_DISPLAY_NAME_W, MAPI_E_NO_ACCESS)
         .Text(PR_EMAIL_ADDRESS_W, L"x@y")

@@ -95,7 +95,7 @@ TEST_F(ItemCompare, CountsFilledPropertiesOfAnItem) {
         .Error(PR_COMMENT_W, MAPI_E_NO_ACCESS);
     item.Body(L"a body").Binary(kBytes, "");
     const ComPtr<IMessage> message = Open(item);
-    TagList tags(PR_SUBJECT_W, PR_SURNAME_W, PR_IMPORTANCE, PR_COMMENT_W, PR_COMPANY_NAME_W);
+    CTagList tags(PR_SUBJECT_W, PR_SURNAME_W, PR_IMPORTANCE, PR_COMMENT_W, PR_COMPANY_NAME_W);
     long filled = 99;
     ULONG sizes[] = {9, 9, 9, 9, 9};
     CapturedLog log;
@@ -113,7 +113,7 @@ TEST_F(ItemCompare, CountsFilledPropertiesOfAnItem) {
 
 TEST_F(ItemCompare, CountsStreamsWithSomethingInThem) {
     const ComPtr<IMessage> message = Open(Inbox().Item().Body(L"a body").Text(PR_COMMENT_W, L""));
-    TagList tags(PR_BODY_W, PR_COMMENT_W, kBytes);
+    CTagList tags(PR_BODY_W, PR_COMMENT_W, kBytes);
     long filled = 99;
     ULONG sizes[] = {9, 9, 9};
     EXPECT_EQ(Quorvel_CountStreamProps(message.Get(), tags, &filled, sizes), S_OK);

@@ -105,7 +105,7 @@ TEST_F(CombinedRead, WhatFailsIsSaidByTheSeparateReadings) {
         ASSERT_EQ(Add(search, first), 0);
         const std::string before = Describe(search);
         CapturedLog log(3);
-        mailbox::Fault fault{.method = "IMAPIProp::GetProps"};
+        mailbox::TFault fault{.method = "IMAPIProp::GetProps"};
         mailbox::calls::Fail(fault);
         fault.nth = failing;
         mailbox::calls::Fail(fault);

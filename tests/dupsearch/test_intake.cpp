@@ -401,7 +401,7 @@ TEST_F(Intake, AnUncomparedStreamLeavesTheItemUnfiled) {
     TestItem first = Inbox().Item().Body(text), second = Inbox().Item().Body(text), third = second;
     ASSERT_EQ(Add(search, first), 0);
     CapturedLog log;
-    mailbox::Fault vanished{
+    mailbox::TFault vanished{
         .method = "IMsgStore::OpenEntry", .result = MAPI_E_NOT_FOUND, .entryId = first.IdBytes()};
     mailbox::calls::Fail(vanished);
     EXPECT_EQ(Add(search, third), 1) << "opened again, it is there";

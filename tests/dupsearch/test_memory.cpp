@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "mailbox/Calls.h"
+#include "mailbox/calls.h"
 #include "tests/dupsearch/search_fixture.h"
 
 namespace {

@@ -5,12 +5,12 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "mailbox/Platform.h"
+#include "mailbox/platform.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
     const char* const text = std::getenv("QUORVEL_TEST_FAULT");
     if (reason != DLL_PROCESS_ATTACH || !text) return TRUE;
-    mailbox::Fault fault;
+    mailbox::TFault fault;
     std::istringstream(text) >> fault.method >> std::hex >> fault.tag >> std::dec >> fault.nth >> fault.times;
     mailbox::calls::Fail(fault);
     return TRUE;

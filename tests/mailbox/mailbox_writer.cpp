@@ -14,7 +14,7 @@ namespace {
 
 const wchar_t* Reason() {
     using LastError = const wchar_t*(WINAPI*)();
-    const HMODULE module = MapiProvider::Module();
+    const HMODULE module = CMapiProvider::Module();
     const FARPROC address = module == nullptr ? nullptr : GetProcAddress(module, "QvMailbox_LastError");
     return address == nullptr ? L"no module"
                               : reinterpret_cast<LastError>(reinterpret_cast<void*>(address))();
@@ -73,11 +73,11 @@ bool Write(IMAPISession* session, bool isForever) {
 }
 
 int Run(const std::string& how) {
-    if (how != "lookup") MapiProvider::Bind(LoadLibraryW(L"qvmailbox.dll"));
+    if (how != "lookup") CMapiProvider::Bind(LoadLibraryW(L"qvmailbox.dll"));
     mapi::Initialize(nullptr);
     ComPtr<IMAPISession> session;
     if (!IsDone(mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.GetAddressOf()), "LogonEx"))
-        return MapiProvider::Module() != nullptr && Reason()[0] != L'\0' ? 3 : 1;
+        return CMapiProvider::Module() != nullptr && Reason()[0] != L'\0' ? 3 : 1;
     return Write(session.Get(), how == "forever") && IsDone(session->Logoff(0, 0, 0), "Logoff") ? 0 : 1;
 }
 

@@ -3,7 +3,7 @@
 #include <map>
 #include <random>
 
-#include "mailbox/Database.h"
+#include "mailbox/CDatabase.h"
 #include "store/named_properties.h"
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
@@ -243,7 +243,7 @@ TEST_F(Changes, EmbeddedMessagesOpenChangeAndCopy) {
 }
 
 TEST_F(Changes, OleDataOpensAsStructuredStorageOnly) {
-    mailbox::Properties ole;
+    mailbox::CProperties ole;
     ole.Long(PR_ATTACH_METHOD, ATTACH_OLE).Object(PR_ATTACH_DATA_OBJ, "docfile");
     const ComPtr<IMessage> message = Open(Inbox().Item().Attach(ole).Attach(L"plain", "data"));
     for (const ULONG number : {0u, 1u}) {
@@ -316,14 +316,14 @@ TEST_F(Changes, MoveGivesANewIdentifierAndKeepsTheSearchKey) {
 }
 
 TEST(ItemIndex, HoldsWhatWasAddedAndNotRemoved) {
-    mailbox::ItemIndex index;
-    std::map<std::string, std::shared_ptr<mailbox::Item>> expected;
+    mailbox::CItemIndex index;
+    std::map<std::string, std::shared_ptr<mailbox::TItem>> expected;
     std::mt19937 random(1);
     for (int step = 0; step < 6000; ++step) {
         // Grows, shrinks and grows again.
         const std::string id = "item " + std::to_string(random() % (step < 3000 ? 300 : 40));
         if (random() % 2 == 0) {
-            auto item = std::make_shared<mailbox::Item>();
+            auto item = std::make_shared<mailbox::TItem>();
             item->id = id;
             EXPECT_EQ(index.Add(item), expected.try_emplace(id, item).second) << id;
         } else {

@@ -1,6 +1,6 @@
 // The control that tests have over calls: records, faults of each kind, and the count of what is alive.
 
-#include "mailbox/Calls.h"
+#include "mailbox/calls.h"
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
 
@@ -11,7 +11,7 @@ namespace calls = mailbox::calls;
 class Faults : public MailboxTest {};
 
 TEST_F(Faults, AliveCountsObjectsAndBuffers) {
-    const mailbox::Alive before = mailbox::WhatIsAlive();
+    const mailbox::TAlive before = mailbox::WhatIsAlive();
     void* root = nullptr;
     void* more = nullptr;
     ASSERT_EQ(mapi::AllocateBuffer(8, &root), S_OK);

@@ -18,28 +18,28 @@
 
 namespace {
 
-std::string Format(const mailbox::Database& database) {
+std::string Format(const mailbox::CDatabase& database) {
     std::string text;
     mailbox::FormatMailbox(database, [&](std::string_view piece) { return text.append(piece), true; });
     return text;
 }
 
-bool ReadMailbox(const std::string& text, mailbox::Database& database, std::wstring& why,
+bool ReadMailbox(const std::string& text, mailbox::CDatabase& database, std::wstring& why,
                  size_t piece = 1 << 18) {
-    return mailbox::ReadMailbox(std::make_shared<mailbox::FileText>(text), database, why, piece);
+    return mailbox::ReadMailbox(std::make_shared<mailbox::CFileText>(text), database, why, piece);
 }
 
 /// Everything about properties but the identifiers that a store gives to names.
-std::string Describe(const mailbox::Properties& properties, const mailbox::NameTable& names) {
+std::string Describe(const mailbox::CProperties& properties, const mailbox::CNameTable& names) {
     std::vector<std::string> lines;
-    for (const mailbox::Properties::Slot& slot : properties.Slots()) {
-        const mailbox::Name* name = names.Of(PROP_ID(slot.tag));
+    for (const mailbox::CProperties::TSlot& slot : properties.Slots()) {
+        const mailbox::TName* name = names.Of(PROP_ID(slot.tag));
         std::string line = name == nullptr
                                ? std::to_string(slot.tag)
                                : mailbox::ToHex({reinterpret_cast<const char*>(&name->set), 16}) +
                                      (name->numeric ? "#" : "'") + std::to_string(name->number) +
                                      mailbox::FromWide(name->text) + std::to_string(PROP_TYPE(slot.tag));
-        mailbox::Scratch scratch;
+        mailbox::CScratch scratch;
         lines.push_back(line + "=" + mailbox::ToHex(mailbox::BytesOf(properties, slot, scratch)) + "\n");
         EXPECT_EQ(scratch.failure, S_OK);
     }
@@ -49,7 +49,7 @@ std::string Describe(const mailbox::Properties& properties, const mailbox::NameT
     return all;
 }
 
-std::string Describe(const mailbox::MessageData& data, const mailbox::NameTable& names) {
+std::string Describe(const mailbox::TMessageData& data, const mailbox::CNameTable& names) {
     std::string text = Describe(data.properties, names);
     for (const auto& recipient : data.recipients) text += "recipient\n" + Describe(recipient, names);
     for (const auto& attachment : data.attachments) {
@@ -61,8 +61,8 @@ std::string Describe(const mailbox::MessageData& data, const mailbox::NameTable&
     return text;
 }
 
-std::string Describe(const mailbox::Folder& folder) {
-    const mailbox::NameTable& names = folder.store->names;
+std::string Describe(const mailbox::TFolder& folder) {
+    const mailbox::CNameTable& names = folder.store->names;
     std::string text = "folder " + mailbox::ToHex(folder.id) + "\n" + Describe(folder.properties, names);
     for (const auto& item : folder.items)
         text += "item " + mailbox::ToHex(item->id) + (item->associated ? " hidden\n" : "\n") +
@@ -71,14 +71,14 @@ std::string Describe(const mailbox::Folder& folder) {
     return text + "end\n";
 }
 
-std::string Describe(const mailbox::Database& database) {
+std::string Describe(const mailbox::CDatabase& database) {
     std::string text;
     for (const auto& service : database.services)
         text += "service " + mailbox::ToHex(service->uid) + "\n" + Describe(service->properties, {});
     for (const auto& store : database.stores) {
         text += "store " + mailbox::ToHex(store->id) + (store->isDefault ? " default " : " ") +
                 mailbox::ToHex(store->serviceUid) + "\n";
-        for (const mailbox::Name* name : store->names.All()) text += mailbox::FormatName(*name) + "\n";
+        for (const mailbox::TName* name : store->names.All()) text += mailbox::FormatName(*name) + "\n";
         for (const std::string& special : store->special) text += mailbox::ToHex(special) + "\n";
         text += Describe(store->properties, store->names) + Describe(*store->root);
     }
@@ -90,20 +90,20 @@ std::string Describe(const mailbox::Database& database) {
 /// Properties of every type, with values from their whole range.
 class AnyProperties {
   public:
-    AnyProperties(unsigned seed, mailbox::NameTable& names) : m_random(seed), m_names(names) {}
+    AnyProperties(unsigned seed, mailbox::CNameTable& names) : m_random(seed), m_names(names) {}
 
-    mailbox::Properties Make() {
+    mailbox::CProperties Make() {
         static const ULONG types[] = {PT_I2,         PT_LONG,       PT_R4,         PT_DOUBLE,   PT_CURRENCY,
                                       PT_APPTIME,    PT_BOOLEAN,    PT_I8,         PT_STRING8,  PT_UNICODE,
                                       PT_SYSTIME,    PT_CLSID,      PT_BINARY,     PT_MV_I2,    PT_MV_LONG,
                                       PT_MV_DOUBLE,  PT_MV_I8,      PT_MV_SYSTIME, PT_MV_CLSID, PT_MV_BINARY,
                                       PT_MV_UNICODE, PT_MV_STRING8, PT_ERROR,      PT_OBJECT};
-        mailbox::Properties made;
+        mailbox::CProperties made;
         for (size_t count = m_random() % 12; count-- > 0;) {
             const ULONG type = types[m_random() % std::size(types)];
             ULONG id = 0x6800 + m_random() % 8;
             if (m_random() % 3 == 0) {
-                mailbox::Name name{PS_PUBLIC_STRINGS, m_random() % 2 == 0, 0, {}};
+                mailbox::TName name{PS_PUBLIC_STRINGS, m_random() % 2 == 0, 0, {}};
                 if (name.numeric)
                     name.number = static_cast<LONG>(m_random() % 20 + 0x8000);
                 else
@@ -145,34 +145,34 @@ class AnyProperties {
     }
 
     std::mt19937 m_random;
-    mailbox::NameTable& m_names;
+    mailbox::CNameTable& m_names;
 };
 
 TEST(MailboxText, WhatIsWrittenComesBackWhateverItIs) {
     for (unsigned seed = 1; seed <= 60; ++seed) {
-        mailbox::Database database;
-        auto service = std::make_unique<mailbox::Service>();
+        mailbox::CDatabase database;
+        auto service = std::make_unique<mailbox::TService>();
         service->uid = mailbox::SearchKeyOf("s");
         service->properties.Text(PR_SERVICE_DLL_NAME_W, L"mspst.dll");
         for (int index = 0; index < 2; ++index) {
-            mailbox::Store* store = database.AddStore({}, L"Store");
+            mailbox::TStore* store = database.AddStore({}, L"Store");
             AnyProperties any(seed * 2 + static_cast<unsigned>(index), store->names);
             store->isDefault = index == 1;
             if (index == 0) store->serviceUid = service->uid;
             store->special[mailbox::sfIpmSubtree] = store->root->id;
             store->root->properties = any.Make();
-            mailbox::Folder* folder = database.AddFolder(*store->root, {}, any.Make());
+            mailbox::TFolder* folder = database.AddFolder(*store->root, {}, any.Make());
             store->special[mailbox::sfSentItems] = folder->id;
             for (unsigned items = 0; items < 4; ++items) {
-                auto data = std::make_shared<mailbox::MessageData>();
+                auto data = std::make_shared<mailbox::TMessageData>();
                 data->properties = any.Make();
                 if (items % 2 == 0) data->recipients = {any.Make(), any.Make()};
                 for (; data->nextAttachment < items; ++data->nextAttachment) {
-                    auto attachment = std::make_shared<mailbox::Attachment>();
+                    auto attachment = std::make_shared<mailbox::TAttachment>();
                     attachment->number = data->nextAttachment;
                     attachment->properties = any.Make();
                     if (data->nextAttachment == 1) {
-                        auto embedded = std::make_shared<mailbox::MessageData>();
+                        auto embedded = std::make_shared<mailbox::TMessageData>();
                         embedded->properties = any.Make();
                         attachment->message = std::move(embedded);
                     }
@@ -182,12 +182,12 @@ TEST(MailboxText, WhatIsWrittenComesBackWhateverItIs) {
             }
         }
         database.services.push_back(std::move(service));
-        auto address = std::make_unique<mailbox::AddressEntry>();
+        auto address = std::make_unique<mailbox::TAddressEntry>();
         address->id = "12345";
         address->properties.Text(PR_DISPLAY_NAME_W, L"Ann");
         database.addressBook.push_back(std::move(address));
 
-        mailbox::Database read;
+        mailbox::CDatabase read;
         std::wstring why;
         const std::string text = Format(database);
         // In pieces so small that whatever there is crosses the border of two.
@@ -283,12 +283,12 @@ TEST(MailboxText, RefusesWhatIsMalformedAndSaysWhere) {
         {OneItem(R"("6800001F": {})"), item + "6800001F: an object without \"base64\""},
         {OneItem(R"("6800001F": {"bytes": "AAAA"})"), item + "6800001F.bytes: unknown member"}};
     for (const auto& c : cases) {
-        mailbox::Database database;
+        mailbox::CDatabase database;
         std::wstring why;
         EXPECT_FALSE(ReadMailbox(c.text, database, why)) << c.text;
         EXPECT_EQ(mailbox::FromWide(why).substr(0, c.why.size()), c.why) << c.text;
     }
-    mailbox::Database database;
+    mailbox::CDatabase database;
     std::wstring why;
     EXPECT_FALSE(
         ReadMailbox(head + R"("stores": [{"root": )" + std::string(100000, '[') + "}]}", database, why))
@@ -297,7 +297,7 @@ TEST(MailboxText, RefusesWhatIsMalformedAndSaysWhere) {
 
 TEST(MailboxText, IdentifiersThatAreNotGivenAreTheSameEachTime) {
     const std::string text = OneItem("");
-    mailbox::Database first, second;
+    mailbox::CDatabase first, second;
     std::wstring why;
     ASSERT_TRUE(ReadMailbox(text, first, why) && ReadMailbox(text, second, why));
     EXPECT_EQ(Describe(first), Describe(second));
@@ -315,7 +315,7 @@ class FileTest : public testing::Test {
         m_path =
             std::wstring(folder) + L"quorvel-mailbox-" + std::to_wstring(GetCurrentProcessId()) + L".json";
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", m_path.c_str());
-        MapiProvider::Bind(GetModuleHandleW(nullptr));
+        CMapiProvider::Bind(GetModuleHandleW(nullptr));
         mailbox::Install(nullptr);
         mapi::Initialize(nullptr);
     }
@@ -596,10 +596,10 @@ class Child {
 };
 
 TEST_F(FileTest, IsTheOldOrTheNewOneWheneverAProcessIsKilled) {
-    mailbox::Database database;
-    mailbox::Store* store = database.AddStore({}, L"Store");
+    mailbox::CDatabase database;
+    mailbox::TStore* store = database.AddStore({}, L"Store");
     for (int index = 0; index < 400; ++index) {
-        auto data = std::make_shared<mailbox::MessageData>();
+        auto data = std::make_shared<mailbox::TMessageData>();
         data->properties.Text(PR_SUBJECT_W, L"0").Text(PR_BODY_W, std::wstring(2000, L'x'));
         database.AddItem(*store->root, {}, data);
     }
@@ -614,13 +614,13 @@ TEST_F(FileTest, IsTheOldOrTheNewOneWheneverAProcessIsKilled) {
         Sleep(random() % 120);
         child.Kill();
         child.Wait();
-        mailbox::Database read;
+        mailbox::CDatabase read;
         std::wstring why;
         ASSERT_TRUE(ReadMailbox(Read(), read, why)) << "round " << round << ": " << mailbox::FromWide(why);
         const auto& items = read.stores[0]->root->items;
         ASSERT_EQ(items.size(), 400u);
         const auto subject = [](const auto& item) {
-            const mailbox::Properties& properties = item->data->properties;
+            const mailbox::CProperties& properties = item->data->properties;
             return mailbox::ToWide(properties.Bytes(*properties.Find(PROP_ID(PR_SUBJECT_W))));
         };
         for (const auto& item : items)

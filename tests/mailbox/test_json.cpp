@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
-#include "mailbox/JsonScanner.h"
+#include "mailbox/CJsonScanner.h"
 #include "mailbox/text.h"
 #include "tests/support/MailboxFixture.h"
 
@@ -32,16 +32,16 @@ struct Expected : nlohmann::json_sax<nlohmann::json> {
     }
 };
 
-std::string LineOf(const mailbox::Scalar& value) {
-    using mailbox::Scalar;
+std::string LineOf(const mailbox::TScalar& value) {
+    using mailbox::TScalar;
     switch (value.kind) {
-        case Scalar::kText:
+        case TScalar::kText:
             return "\"" + mailbox::ToHex(value.text);
-        case Scalar::kSigned:
+        case TScalar::kSigned:
             return "i" + std::to_string(value.number);
-        case Scalar::kUnsigned:
+        case TScalar::kUnsigned:
             return "u" + std::to_string(value.unsignedNumber);
-        case Scalar::kFloat:
+        case TScalar::kFloat:
             return "f" + std::to_string(value.real);
         default:
             return value.boolean ? "true" : "false";
@@ -49,10 +49,10 @@ std::string LineOf(const mailbox::Scalar& value) {
 }
 
 /// A text that stayed in the file, as its bytes.
-std::string LineOf(const mailbox::Place& place, size_t size) {
+std::string LineOf(const mailbox::TPlace& place, size_t size) {
     std::string bytes(size, '\0');
     EXPECT_TRUE(place.Load(bytes.data(), size));
-    if (place.form == mailbox::Place::kBase64) {
+    if (place.form == mailbox::TPlace::kBase64) {
         std::string apart(size, '\0');
         for (size_t at = 0; at < size; at += 100)
             EXPECT_TRUE(place.LoadBinary(at, apart.data() + at, std::min<size_t>(100, size - at)));
@@ -62,15 +62,15 @@ std::string LineOf(const mailbox::Place& place, size_t size) {
     return "\"" + mailbox::ToHex(bytes);
 }
 
-std::string Scan(const std::string& text, size_t piece, mailbox::JsonScanner::Stay stay) {
-    using Scanner = mailbox::JsonScanner;
-    mailbox::FileText file(text);
+std::string Scan(const std::string& text, size_t piece, mailbox::CJsonScanner::EStay stay) {
+    using Scanner = mailbox::CJsonScanner;
+    mailbox::CFileText file(text);
     Scanner scanner(file, piece);
     static const char* const marks[] = {"{", "}", "[", "]"};
     std::string lines;
     for (;;) {
         scanner.MayStay(stay);
-        const Scanner::Token token = scanner.Next();
+        const Scanner::EToken token = scanner.Next();
         if (token == Scanner::tEnd) return lines;
         if (token <= Scanner::tListEnd)
             lines += marks[token];
@@ -126,7 +126,7 @@ TEST(Json, IsReadAsByAnotherReader) {
         accepted += isRight;
         // Small pieces, so that everything crosses the border of two.
         const size_t piece = round % 3 == 0 ? 1 << 18 : 16 + random() % 50;
-        const auto stay = static_cast<mailbox::JsonScanner::Stay>(round % 3);
+        const auto stay = static_cast<mailbox::CJsonScanner::EStay>(round % 3);
         const std::string lines = Scan(text, piece, stay);
         ASSERT_EQ(isRight, !lines.ends_with("bad\n")) << "round " << round << ", piece " << piece << "\n"
                                                       << text;
@@ -138,17 +138,17 @@ TEST(Json, IsReadAsByAnotherReader) {
 }
 
 TEST(Json, WhatIsNoLongerInTheFileIsAFailureAndNothingElse) {
-    mailbox::FileText text("\"" + std::string(300, 'x') + "\"");
+    mailbox::CFileText text("\"" + std::string(300, 'x') + "\"");
     const struct {
         const char* what;
-        mailbox::Place place;
+        mailbox::TPlace place;
         HRESULT failure;
-    } cases[] = {{"it was saved without it", {&text, mailbox::Place::kNowhere, 300}, MAPI_E_OBJECT_DELETED},
+    } cases[] = {{"it was saved without it", {&text, mailbox::TPlace::kNowhere, 300}, MAPI_E_OBJECT_DELETED},
                  {"behind the end", {&text, 400, 300}, MAPI_E_OBJECT_CHANGED},
                  {"far behind the end", {&text, ~0ull - 10, 300}, MAPI_E_OBJECT_CHANGED},
                  {"beyond the end", {&text, 100, 300}, MAPI_E_OBJECT_CHANGED},
                  {"shorter than it was", {&text, 1, 200}, MAPI_E_OBJECT_CHANGED},
-                 {"no base64 any more", {&text, 0, 300, mailbox::Place::kBase64}, MAPI_E_OBJECT_CHANGED}};
+                 {"no base64 any more", {&text, 0, 300, mailbox::TPlace::kBase64}, MAPI_E_OBJECT_CHANGED}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         std::string bytes(300, '\0');

@@ -334,7 +334,7 @@ TEST_F(Reading, OpensWhatAnIdentifierNamesAndNothingElse) {
 }
 
 TEST_F(Reading, AddressBookGivesItsEntries) {
-    mailbox::Properties properties;
+    mailbox::CProperties properties;
     properties.Text(PR_DISPLAY_NAME_W, L"Ann").Text(PROP_TAG(PT_UNICODE, 0x39FE), L"ann@example.org");
     std::string id = AddAddress(properties);
     ComPtr<IAddrBook> book;

@@ -266,7 +266,7 @@ TEST_F(Tables, SortingAgreesWithAStableSortOfTheRows) {
 TEST_F(Tables, ShowStoresServicesFoldersRecipientsAndAttachments) {
     AddStore(L"Archive");
     Inbox().Folder(L"Deep").Folder(L"Deeper");
-    mailbox::Properties failing;
+    mailbox::CProperties failing;
     failing.Text(PR_DISPLAY_NAME_W, L"f").Error(PR_ATTACH_SIZE, MAPI_E_CORRUPT_DATA);
     const ComPtr<IMessage> message =
         Open(Inbox().Item().To(L"Ann", L"a@x").Attach(L"n", "12345").Attach(failing));

@@ -110,7 +110,7 @@ TEST(Text, TimesOfTheFile) {
 
 TEST(Text, KeysOfProperties) {
     const char* const set = "{00062002-0000-0000-C000-000000000046}";
-    mailbox::PropertyKey key;
+    mailbox::TPropertyKey key;
     ASSERT_TRUE(mailbox::ParseKey("0037001F", key));
     EXPECT_FALSE(key.isNamed);
     EXPECT_EQ(key.tag, 0x0037001Fu);

@@ -9,28 +9,28 @@
 
 namespace {
 
-using mailbox::Properties;
+using mailbox::CProperties;
 
 constexpr ULONG kMaySkipContents = 1;
 
-Properties ByValue(std::wstring_view name, std::string_view data) {
-    return Properties()
+CProperties ByValue(std::wstring_view name, std::string_view data) {
+    return CProperties()
         .Long(PR_ATTACH_METHOD, ATTACH_BY_VALUE)
         .Text(PR_ATTACH_LONG_FILENAME_W, name)
         .Binary(PR_ATTACH_DATA_BIN, data);
 }
-Properties Photo(std::wstring_view name, std::string_view data, ULONG method = ATTACH_BY_VALUE) {
+CProperties Photo(std::wstring_view name, std::string_view data, ULONG method = ATTACH_BY_VALUE) {
     return ByValue(name, data).Bool(PR_ATTACHMENT_CONTACTPHOTO, true).Long(PR_ATTACH_METHOD, method);
 }
-Properties Reference(std::wstring_view name, std::wstring_view path,
-                     ULONG pathTag = PR_ATTACH_LONG_PATHNAME_W) {
-    return Properties()
+CProperties Reference(std::wstring_view name, std::wstring_view path,
+                      ULONG pathTag = PR_ATTACH_LONG_PATHNAME_W) {
+    return CProperties()
         .Long(PR_ATTACH_METHOD, ATTACH_BY_REF_ONLY)
         .Text(PR_ATTACH_LONG_FILENAME_W, name)
         .Text(pathTag, path);
 }
-Properties Ole(ULONG dataTag, std::string_view data) {
-    Properties properties;
+CProperties Ole(ULONG dataTag, std::string_view data) {
+    CProperties properties;
     properties.Long(PR_ATTACH_METHOD, ATTACH_OLE).Text(PR_DISPLAY_NAME_W, L"drawing").Set(dataTag, data);
     return properties;
 }
@@ -42,9 +42,9 @@ class AttachMatrix : public MatrixTest {
         for (const TestItem& item : items) EXPECT_EQ(Add(matrix, item), 1);
         return matrix;
     }
-    TestItem With(const std::vector<Properties>& attachments) {
+    TestItem With(const std::vector<CProperties>& attachments) {
         TestItem item = Inbox().Item();
-        for (const Properties& attachment : attachments) item.Attach(attachment);
+        for (const CProperties& attachment : attachments) item.Attach(attachment);
         return item;
     }
     /// One line a column: "name/size: 0 -1 1", the numbers row by row.
@@ -74,7 +74,7 @@ class AttachMatrix : public MatrixTest {
 TEST_F(AttachMatrix, PutsEqualAttachmentsIntoOneColumn) {
     const struct {
         const char* what;
-        std::vector<std::vector<Properties>> rows;
+        std::vector<std::vector<CProperties>> rows;
         const char* columns;
         int equal;
         const char* withoutContents;
@@ -97,12 +97,12 @@ TEST_F(AttachMatrix, PutsEqualAttachmentsIntoOneColumn) {
          "a/1: 0 0 0\na/1: -1 1 -1\n"},
         {"empty data", {{ByValue(L"a", "")}, {ByValue(L"a", "")}}, "a/0: 0 0\n", 1, "a/0: 0 0\n"},
         {"short and display names",
-         {{Properties()
+         {{CProperties()
                .Long(PR_ATTACH_METHOD, ATTACH_BY_VALUE)
                .Text(PR_ATTACH_FILENAME_W, L"A")
                .Text(PR_DISPLAY_NAME_W, L"x")
                .Binary(PR_ATTACH_DATA_BIN, "1")},
-          {Properties()
+          {CProperties()
                .Long(PR_ATTACH_METHOD, ATTACH_BY_VALUE)
                .Text(PR_ATTACH_LONG_FILENAME_W, L"")
                .Text(PR_DISPLAY_NAME_W, L"a")
@@ -265,12 +265,12 @@ TEST_F(AttachMatrix, WhatCannotBeComparedStandsAlone) {
     const auto failing = [&](ULONG tag) { return ByValue(L"a", "1").Error(tag, denied); };
     const struct {
         const char* what;
-        Properties attachment;
+        CProperties attachment;
         const char* columns;
     } cases[] = {
         {"unknown method", ByValue(L"a", "1").Long(PR_ATTACH_METHOD, 99), "a/0: 0 -1\na/0: -1 0\n"},
         {"no attachment", ByValue(L"a", "1").Long(PR_ATTACH_METHOD, 0), "a/0: 0 -1\na/0: -1 0\n"},
-        {"missing method", Properties().Text(PR_DISPLAY_NAME_W, L"a"), "a/0: 0 -1\na/0: -1 0\n"},
+        {"missing method", CProperties().Text(PR_DISPLAY_NAME_W, L"a"), "a/0: 0 -1\na/0: -1 0\n"},
         {"unreadable method", failing(PR_ATTACH_METHOD), "a/0: 0 -1\na/0: -1 0\n"},
         {"unreadable name", failing(PR_ATTACH_LONG_FILENAME_W), "/1: 0 -1\n/1: -1 0\n"},
         {"unreadable flag", failing(PR_ATTACHMENT_CONTACTPHOTO), "a/1: 0 -1\na/1: -1 0\n"},
@@ -347,7 +347,7 @@ TEST_F(AttachMatrix, AgreesWithCountingEqualOnes) {
         std::map<std::pair<std::string, size_t>, size_t> columnOf;  // contents and occurrence
         const size_t rows = 1 + pick(5);
         for (size_t row = 0; row < rows; ++row) {
-            std::vector<Properties> attachments;
+            std::vector<CProperties> attachments;
             std::map<std::string, size_t> occurrences;
             const size_t count = pick(5);
             for (size_t number = 0; number < count; ++number) {

@@ -156,12 +156,12 @@ TEST_F(ComparisonMatrix, IgnoresBadItemsWithOneReason) {
     TestItem good = Inbox().Item().Subject(L"A").Body(L"b");
     const std::string id = good.Id();
     const auto fault = [](const char* method, HRESULT result, bool perform, std::optional<ULONG> limit) {
-        mailbox::Fault made{.method = method, .result = result, .perform = perform, .limit = limit};
+        mailbox::TFault made{.method = method, .result = result, .perform = perform, .limit = limit};
         return made;
     };
     const struct {
         const char* what;
-        mailbox::Fault fault;
+        mailbox::TFault fault;
         std::string text;
     } cases[] = {
         {"cannot be opened", fault("IMsgStore::OpenEntry", kDenied, false, {}), "cant open message\n"},

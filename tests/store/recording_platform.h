@@ -5,18 +5,18 @@
 
 #include <string>
 
-#include "store/MapiProvider.h"
+#include "store/CMapiProvider.h"
 
 class RecordingPlatform {
   public:
     RecordingPlatform()
-        : m_before(MapiProvider::Module()), m_module(LoadLibraryW(L"recording_platform.dll")) {
+        : m_before(CMapiProvider::Module()), m_module(LoadLibraryW(L"recording_platform.dll")) {
         EXPECT_NE(m_module, nullptr) << "recording_platform.dll is not beside the test";
-        MapiProvider::Bind(m_module);
+        CMapiProvider::Bind(m_module);
         TakeCalls();
     }
     ~RecordingPlatform() {
-        MapiProvider::Bind(m_before);
+        CMapiProvider::Bind(m_before);
         FreeLibrary(m_module);
     }
     RecordingPlatform(const RecordingPlatform&) = delete;

@@ -10,7 +10,7 @@
 
 #include "log/CLog.h"
 #include "quorvel_host.h"
-#include "store/MapiProvider.h"
+#include "store/CMapiProvider.h"
 
 namespace {
 bool HostFinds(HMODULE module) {
@@ -47,14 +47,14 @@ int main(int argc, char** argv) {
     wchar_t path[MAX_PATH] = L"";
     DWORD size = sizeof path;
     if (RegGetValueW(key, nullptr, L"Later", RRF_RT_REG_SZ, nullptr, path, &size) == ERROR_SUCCESS &&
-        !MapiProvider::Module()) {
+        !CMapiProvider::Module()) {
         SetText(user, "Software\\Clients\\Mail", nullptr, L"Later");
         SetText(user, "Software\\Clients\\Mail\\Later", L"DLLPathEx", path);
-        if (MapiProvider::Module()) return 5;  // a look-up that found nothing is not repeated by itself
-        MapiProvider::LookAgain();
+        if (CMapiProvider::Module()) return 5;  // a look-up that found nothing is not repeated by itself
+        CMapiProvider::LookAgain();
     }
     path[0] = 0;
-    const HMODULE module = MapiProvider::Module();
+    const HMODULE module = CMapiProvider::Module();
     if (module) GetModuleFileNameW(module, path, MAX_PATH);
     const HRESULT result = mapi::Initialize(nullptr);
     if (module && !HostFinds(module)) return 4;

@@ -21,8 +21,8 @@ struct Flags {
     bool photo = false;
     bool hidden = false;
 };
-mailbox::Properties Picture(const char* data, Flags flags) {
-    mailbox::Properties properties;
+mailbox::CProperties Picture(const char* data, Flags flags) {
+    mailbox::CProperties properties;
     properties.Long(PR_ATTACH_METHOD, ATTACH_BY_VALUE).Text(PR_DISPLAY_NAME_W, L"picture.jpg");
     properties.Binary(PR_ATTACH_DATA_BIN, data).Long(PR_RENDERING_POSITION, 12);
     if (flags.photo) properties.Bool(PR_ATTACHMENT_CONTACTPHOTO, true);
@@ -77,7 +77,7 @@ TEST_F(Attachments, AreListedOnlyWhenTheItemSaysSo) {
 
 TEST_F(Attachments, RowWithoutANumberIsSkipped) {
     TestItem item = Inbox().Item();
-    mailbox::Properties nameless = Picture("1", {});
+    mailbox::CProperties nameless = Picture("1", {});
     nameless.Error(PR_ATTACH_NUM, MAPI_E_NO_ACCESS);
     item.Attach(nameless).Attach(L"b", "22");
     ComPtr<IMessage> message = Open(item);
@@ -152,7 +152,7 @@ TEST_F(Attachments, ReadingAFlag) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        mailbox::Properties properties = Picture("data", {true, true});
+        mailbox::CProperties properties = Picture("data", {true, true});
         TestItem contact = Inbox().Item().Named(kSetAddress, kHasPhoto, true);
         if (c.error) {
             properties.Error(PR_ATTACHMENT_HIDDEN, *c.error).Error(PR_ATTACHMENT_CONTACTPHOTO, *c.error);
@@ -236,7 +236,7 @@ TEST_F(Attachments, PhotoReplacesTheFormerOne) {
     const struct {
         const char* what;
         bool flag;
-        std::vector<mailbox::Properties> before;
+        std::vector<mailbox::CProperties> before;
         std::vector<std::string> after;
     } cases[] = {
         {"first photo", false, {}, {"new photo 12"}},
@@ -254,7 +254,7 @@ TEST_F(Attachments, PhotoReplacesTheFormerOne) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         TestItem contact = Inbox().Item(L"IPM.Contact").Named(kSetAddress, kHasPhoto, c.flag);
-        for (const mailbox::Properties& before : c.before) contact.Attach(before);
+        for (const mailbox::CProperties& before : c.before) contact.Attach(before);
         ComPtr<IMessage> message = Open(contact);
         ULONG number = 77;
         CapturedLog log;
@@ -316,7 +316,7 @@ TEST_F(Attachments, APhotoThatCouldNotBeSavedIsNotListed) {
 
 TEST_F(Attachments, RealSizeByMethod) {
     const auto method = [](ULONG value) {
-        return mailbox::Properties().Long(PR_ATTACH_METHOD, value).Text(PR_DISPLAY_NAME_W, L"x");
+        return mailbox::CProperties().Long(PR_ATTACH_METHOD, value).Text(PR_DISPLAY_NAME_W, L"x");
     };
     TestItem embedded = Inbox().Item().Subject(L"inner");
     TestItem item = Inbox().Item().Attach(Picture("12345", {})).AttachMessage(L"message", embedded);
@@ -364,7 +364,7 @@ TEST_F(Attachments, RealSizeByMethod) {
 
 // Three attempts in a fixed order, the first that opens is measured; a failed measurement tells which it was.
 TEST_F(Attachments, RealSizeByOleStopsAtTheFirstThatOpens) {
-    mailbox::Properties object, data;
+    mailbox::CProperties object, data;
     object.Long(PR_ATTACH_METHOD, ATTACH_OLE).Object(PR_ATTACH_DATA_OBJ, "12345");
     data.Long(PR_ATTACH_METHOD, ATTACH_OLE).Binary(PR_ATTACH_DATA_BIN, "12");
     ComPtr<IMessage> message = Open(Inbox().Item().Attach(object).Attach(data));

@@ -16,7 +16,7 @@ class Reading : public MailboxTest {};
 
 TEST_F(Reading, FewerValuesThanTagsIsAWarning) {
     ComPtr<IMessage> message = Open(Inbox().Item().Subject(L"x"));
-    TagList tags(PR_SUBJECT_W, PR_ENTRYID, PR_BODY_W);
+    CTagList tags(PR_SUBJECT_W, PR_ENTRYID, PR_BODY_W);
     CapturedLog log;
     mailbox::calls::Fail({.method = "IMAPIProp::GetProps", .result = S_OK, .perform = true, .limit = 2});
     ULONG count = 0;
@@ -33,7 +33,7 @@ TEST_F(Reading, GathersTextsInTagOrder) {
     ComPtr<IMessage> message = Open(item);
     for (const ULONG type : {ULONG{PT_UNICODE}, ULONG{PT_STRING8}}) {
         const auto as = [&](ULONG tag) { return CHANGE_PROP_TYPE(tag, type); };
-        TagList tags(as(PR_TITLE_W), as(PR_COMPANY_NAME_W), as(PR_GIVEN_NAME_W), as(PR_SURNAME_W));
+        CTagList tags(as(PR_TITLE_W), as(PR_COMPANY_NAME_W), as(PR_GIVEN_NAME_W), as(PR_SURNAME_W));
         MapiBuffer<SPropValue> value;
         ULONG sources[4] = {77, 77, 77, 77};
         ASSERT_EQ(store::GetPropValuesInOneMValue(message.Get(), tags, Out(value), sources),
@@ -57,7 +57,7 @@ TEST_F(Reading, GathersTextsInTagOrder) {
 TEST_F(Reading, GathersEveryType) {
     constexpr ULONG id = 0x6600;
     const GUID guid = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
-    mailbox::Properties all;
+    mailbox::CProperties all;
     for (ULONG i = 0; i < 2; i++) {
         all.Short(PROP_TAG(0, id + i), static_cast<short>(-1 - i)).Long(PROP_TAG(0, id + 2 + i), 70000 + i);
         all.Float(PROP_TAG(0, id + 4 + i), 1.5f)
@@ -73,7 +73,7 @@ TEST_F(Reading, GathersEveryType) {
     for (size_t i = 0; i < all.Slots().size(); i += 2) {
         const ULONG first = all.Slots()[i].tag, second = all.Slots()[i + 1].tag, type = PROP_TYPE(first);
         SCOPED_TRACE("type " + std::to_string(type));
-        TagList tags(first, second);
+        CTagList tags(first, second);
         MapiBuffer<SPropValue> gathered, one;
         ASSERT_EQ(store::GetPropValuesInOneMValue(message.Get(), tags, Out(gathered)), S_OK);
         ASSERT_EQ(gathered->ulPropTag, PROP_TAG(MV_FLAG | type, 0));
@@ -105,14 +105,14 @@ TEST_F(Reading, RefusesToGatherMixedTypes) {
         {PROP_TAG(PT_MV_UNICODE, 0x6600), PR_SUBJECT_W, "sub values must be one type (0x101f != 0x101f)\n"},
     };
     for (const auto& [first, second, text] : cases) {
-        TagList tags(first, second);
+        CTagList tags(first, second);
         SPropValue* value = reinterpret_cast<SPropValue*>(0x5EED);
         CapturedLog log;
         EXPECT_EQ(Quorvel_GetPropValuesInOneMValue(message.Get(), tags, &value), MAPI_E_INVALID_TYPE);
         EXPECT_EQ(value, nullptr);
         EXPECT_EQ(log.Lines(), LogLines({{sevError, "Quorvel_GetPropValuesInOneMValue", text}}));
     }
-    TagList none(PR_COMPANY_NAME_W, PR_SURNAME_W);
+    CTagList none(PR_COMPANY_NAME_W, PR_SURNAME_W);
     MapiBuffer<SPropValue> value;
     EXPECT_EQ(store::GetPropValuesInOneMValue(message.Get(), none, Out(value)), MAPI_W_ERRORS_RETURNED);
     EXPECT_EQ(PROP_TYPE(value->ulPropTag), ULONG{PT_ERROR});

@@ -226,23 +226,23 @@ TEST_F(ProviderLookup, SaysWhyItFoundNothingAndCanLookAgain) {
 
 // The system's own library is the last resort, taken only when it has all six functions.
 TEST(Provider, SystemLibraryIsTakenOnlyWhole) {
-    const HMODULE before = MapiProvider::Module();
-    MapiProvider::Bind(nullptr);
+    const HMODULE before = CMapiProvider::Module();
+    CMapiProvider::Bind(nullptr);
     const HMODULE system = LoadLibraryW(L"C:\\windows\\system32\\mapi32.dll");
     const bool whole = system && GetProcAddress(system, "FreeProws");
-    EXPECT_EQ(MapiProvider::Module(), whole ? system : nullptr);
-    MapiProvider::Bind(before);
+    EXPECT_EQ(CMapiProvider::Module(), whole ? system : nullptr);
+    CMapiProvider::Bind(before);
     if (system) FreeLibrary(system);
 }
 
 TEST(Provider, GenerationCountsChangesAndFunctionsFollow) {
-    const HMODULE own = MapiProvider::Module();
+    const HMODULE own = CMapiProvider::Module();
     void* buffer = nullptr;
     {
         RecordingPlatform platform;
-        const unsigned generation = MapiProvider::Generation();
-        MapiProvider::Bind(platform.Module());
-        EXPECT_EQ(MapiProvider::Generation(), generation) << "the same module is no change";
+        const unsigned generation = CMapiProvider::Generation();
+        CMapiProvider::Bind(platform.Module());
+        EXPECT_EQ(CMapiProvider::Generation(), generation) << "the same module is no change";
         SRowSet rows = {};
         EXPECT_EQ(mapi::AllocateBuffer(12, &buffer), MAPI_E_NOT_ENOUGH_MEMORY);
         EXPECT_EQ(mapi::FreeBuffer(&rows), 7u);
@@ -251,8 +251,8 @@ TEST(Provider, GenerationCountsChangesAndFunctionsFollow) {
         EXPECT_EQ(platform.TakeCalls(), "MAPIAllocateBuffer(12) MAPIFreeBuffer FreeProws MAPIUninitialize ");
 
         // A module without the functions: nothing is called, not even at the old addresses.
-        MapiProvider::Bind(GetModuleHandleW(L"kernel32.dll"));
-        EXPECT_EQ(MapiProvider::Generation(), generation + 1);
+        CMapiProvider::Bind(GetModuleHandleW(L"kernel32.dll"));
+        EXPECT_EQ(CMapiProvider::Generation(), generation + 1);
         IMAPISession* session = nullptr;
         EXPECT_EQ(mapi::Initialize(nullptr), E_FAIL);
         EXPECT_EQ(mapi::LogonEx(0, nullptr, nullptr, 0, &session), E_FAIL);
@@ -261,11 +261,11 @@ TEST(Provider, GenerationCountsChangesAndFunctionsFollow) {
         mapi::FreeProws(&rows);
         mapi::Uninitialize();
         EXPECT_EQ(platform.TakeCalls(), "");
-        MapiProvider::Bind(platform.Module());
+        CMapiProvider::Bind(platform.Module());
         EXPECT_EQ(mapi::Initialize(nullptr), S_OK);
         EXPECT_EQ(platform.TakeCalls(), "MAPIInitialize ");
     }
-    EXPECT_EQ(MapiProvider::Module(), own);
+    EXPECT_EQ(CMapiProvider::Module(), own);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ TEST_F(Sessions, IdentifierTextBothWays) {
         {"00AB10", "00AB10"}, {"00ab10", "00AB10"}, {"00AB1", "00AB"}, {"F", ""}, {"", ""}, {nullptr, ""},
     };
     for (const auto& [text, back] : cases) {
-        const EntryId id = TextToEntryId(text);
+        const TEntryId id = TextToEntryId(text);
         ASSERT_TRUE(id.bytes) << "a null identifier would name a root";
         EXPECT_EQ(id.count, std::string_view(back).size() / 2);
         EXPECT_STREQ(EntryIdToText(id.bytes.get(), id.count).get(), back);

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "mailbox/platform_headers.h"
-#include "mailbox/Platform.h"
+#include "mailbox/platform.h"
 
 namespace {
 
@@ -88,7 +88,7 @@ std::vector<TFaultKind> PlatformFaults() {
     std::vector<TFaultKind> kinds;
     for (const TCode& code : kCodes) {
         const auto arm = [&code](unsigned nth) {
-            mailbox::Fault fault;
+            mailbox::TFault fault;
             fault.nth = nth;
             fault.result = code.result;
             fault.perform = code.carriedOut;
@@ -114,9 +114,9 @@ TSweepCounts Sweep(const TScenario& scenario, const std::vector<TFaultKind>& kin
             for (unsigned nth = 1;; ++nth) {
                 SCOPED_TRACE("step " + std::to_string(step) + ", fault " + std::to_string(nth) + ": " +
                              kind.name);
-                const mailbox::Alive before = mailbox::WhatIsAlive();
+                const mailbox::TAlive before = mailbox::WhatIsAlive();
                 const bool struck = RunStruck(scenario, step, kind, nth, states, counts);
-                const mailbox::Alive after = mailbox::WhatIsAlive();
+                const mailbox::TAlive after = mailbox::WhatIsAlive();
                 const bool same = after.objects == before.objects && after.buffers == before.buffers;
                 EXPECT_TRUE(same) << "left alive: " << mailbox::DescribeAlive();
                 if (!same) ++counts.leaks;

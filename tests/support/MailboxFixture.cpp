@@ -50,10 +50,10 @@ FILETIME Utc(int year, int month, int day, int hour, int minute, int second) {
     return filetime;
 }
 
-mailbox::MessageData& TestItem::Edit() {
+mailbox::TMessageData& TestItem::Edit() {
     // What is open shares the record; then the change goes into a new one.
-    if (m_item->data.use_count() != 1) m_item->data = std::make_shared<mailbox::MessageData>(*m_item->data);
-    return const_cast<mailbox::MessageData&>(*m_item->data);
+    if (m_item->data.use_count() != 1) m_item->data = std::make_shared<mailbox::TMessageData>(*m_item->data);
+    return const_cast<mailbox::TMessageData&>(*m_item->data);
 }
 
 ULONG TestItem::NamedTag(const char* set, LONG number, ULONG type) {
@@ -63,13 +63,13 @@ ULONG TestItem::NamedTag(const char* set, const wchar_t* name, ULONG type) {
     return PROP_TAG(type, m_store->names.FindOrAdd({ToGuid(set), false, 0, name}));
 }
 TestItem& TestItem::Recipient(ULONG type, std::wstring_view name, std::wstring_view email) {
-    mailbox::Properties row;
+    mailbox::CProperties row;
     row.Long(PR_RECIPIENT_TYPE, type).Text(PR_DISPLAY_NAME_W, name);
     return Recipient(row.Text(PR_ADDRTYPE_W, L"SMTP").Text(PR_EMAIL_ADDRESS_W, email));
 }
 
 TestItem& TestItem::Attach(std::wstring_view name, std::string_view data) {
-    mailbox::Properties properties;
+    mailbox::CProperties properties;
     properties.Long(PR_ATTACH_METHOD, ATTACH_BY_VALUE)
         .Text(PR_ATTACH_LONG_FILENAME_W, name)
         .Text(PR_DISPLAY_NAME_W, name)
@@ -77,8 +77,8 @@ TestItem& TestItem::Attach(std::wstring_view name, std::string_view data) {
     return Attach(properties);
 }
 
-TestItem& TestItem::Attach(const mailbox::Properties& properties) {
-    auto attachment = std::make_shared<mailbox::Attachment>();
+TestItem& TestItem::Attach(const mailbox::CProperties& properties) {
+    auto attachment = std::make_shared<mailbox::TAttachment>();
     attachment->number = Edit().nextAttachment++;
     attachment->properties = properties;
     Edit().attachments.push_back(std::move(attachment));
@@ -86,7 +86,7 @@ TestItem& TestItem::Attach(const mailbox::Properties& properties) {
 }
 
 TestItem& TestItem::AttachMessage(std::wstring_view name, const TestItem& embedded) {
-    auto attachment = std::make_shared<mailbox::Attachment>();
+    auto attachment = std::make_shared<mailbox::TAttachment>();
     attachment->number = Edit().nextAttachment++;
     attachment->properties.Long(PR_ATTACH_METHOD, ATTACH_EMBEDDED_MSG).Text(PR_DISPLAY_NAME_W, name);
     attachment->message = mailbox::Translate(embedded.m_item->data, embedded.m_store->names, m_store->names);
@@ -95,19 +95,19 @@ TestItem& TestItem::AttachMessage(std::wstring_view name, const TestItem& embedd
 }
 
 TestFolder TestFolder::Folder(std::wstring_view name, std::wstring_view containerClass) {
-    mailbox::Properties properties;
+    mailbox::CProperties properties;
     properties.Text(PR_DISPLAY_NAME_W, name).Text(PR_CONTAINER_CLASS_W, containerClass);
     return {m_database, m_database->AddFolder(*m_folder, {}, std::move(properties))};
 }
 
 TestItem TestFolder::Item(std::wstring_view messageClass) {
-    auto data = std::make_shared<mailbox::MessageData>();
+    auto data = std::make_shared<mailbox::TMessageData>();
     data->properties.Text(PR_MESSAGE_CLASS_W, messageClass);
     return {m_folder->store, m_database->AddItem(*m_folder, {}, std::move(data))};
 }
 
 TestStore& TestStore::Service(const char* dll, const char* entry, const char* name, const char* displayName) {
-    auto service = std::make_unique<mailbox::Service>();
+    auto service = std::make_unique<mailbox::TService>();
     service->uid = mailbox::SearchKeyOf("service of " + m_store->id);
     const struct {
         ULONG tag;
@@ -125,12 +125,12 @@ TestStore& TestStore::Service(const char* dll, const char* entry, const char* na
 }
 
 MailboxTest::MailboxTest()
-    : m_database(std::make_shared<mailbox::Database>()),
+    : m_database(std::make_shared<mailbox::CDatabase>()),
       m_store(AddStore(L"Personal Folders")),
       m_inbox(m_store.Root().Folder(L"Inbox")) {
-    MapiProvider::Bind(GetModuleHandleW(nullptr));
+    CMapiProvider::Bind(GetModuleHandleW(nullptr));
     m_store.Service("mspst.dll", "PSTServiceEntry");
-    mailbox::Store& record = m_store.Record();
+    mailbox::TStore& record = m_store.Record();
     record.isDefault = true;
     record.special[mailbox::sfIpmSubtree] = record.root->id;
     record.special[mailbox::sfInbox] = m_inbox.Record().id;
@@ -149,13 +149,13 @@ MailboxTest::~MailboxTest() {
 }
 
 TestStore MailboxTest::AddStore(std::wstring_view name) {
-    mailbox::Store* store = m_database->AddStore({}, name);
+    mailbox::TStore* store = m_database->AddStore({}, name);
     store->root->properties.Text(PR_DISPLAY_NAME_W, L"Top of " + std::wstring(name));
     return {m_database.get(), store};
 }
 
-std::string MailboxTest::AddAddress(const mailbox::Properties& properties) {
-    auto entry = std::make_unique<mailbox::AddressEntry>();
+std::string MailboxTest::AddAddress(const mailbox::CProperties& properties) {
+    auto entry = std::make_unique<mailbox::TAddressEntry>();
     entry->id = m_database->NewId(m_store.Record());
     entry->properties = properties;
     m_database->addressBook.push_back(std::move(entry));

@@ -18,8 +18,8 @@
 #include <string>
 #include <vector>
 
-#include "mailbox/Database.h"
-#include "mailbox/Platform.h"
+#include "mailbox/CDatabase.h"
+#include "mailbox/platform.h"
 #include "mailbox/text.h"
 #include "store/resources.h"
 
@@ -31,7 +31,7 @@ inline std::string HexText(std::string_view bytes) {
 /// Builds one item, embedded messages included. Cheap to copy; all copies are the same item.
 class TestItem {
   public:
-    TestItem(mailbox::Store* store, mailbox::Item* item) : m_store(store), m_item(item) {}
+    TestItem(mailbox::TStore* store, mailbox::TItem* item) : m_store(store), m_item(item) {}
 
     // Properties by tag; the type of the tag is replaced by that of the function.
     TestItem& Text(ULONG tag, std::wstring_view value) { return Changed().Text(tag, value), *this; }
@@ -81,32 +81,32 @@ class TestItem {
         return Recipient(MAPI_BCC, name, email);
     }
     TestItem& Recipient(ULONG type, std::wstring_view name, std::wstring_view email);
-    TestItem& Recipient(const mailbox::Properties& row) { return Edit().recipients.push_back(row), *this; }
+    TestItem& Recipient(const mailbox::CProperties& row) { return Edit().recipients.push_back(row), *this; }
 
     /// An attachment by value.
     TestItem& Attach(std::wstring_view name, std::string_view data);
     /// Any attachment; ATTACH_EMBEDDED_MSG takes its message from another item.
-    TestItem& Attach(const mailbox::Properties& properties);
+    TestItem& Attach(const mailbox::CProperties& properties);
     TestItem& AttachMessage(std::wstring_view name, const TestItem& embedded);
 
     /// Entry identifier as upper-case hexadecimal text, and as bytes.
     std::string Id() const { return HexText(m_item->id); }
     const std::string& IdBytes() const { return m_item->id; }
-    mailbox::Item& Record() const { return *m_item; }
-    const mailbox::Properties& Properties() const { return m_item->data->properties; }
+    mailbox::TItem& Record() const { return *m_item; }
+    const mailbox::CProperties& Properties() const { return m_item->data->properties; }
     /// The record to change by hand; what was opened before is not affected.
-    mailbox::MessageData& Edit();
+    mailbox::TMessageData& Edit();
 
   private:
-    mailbox::Properties& Changed() { return Edit().properties; }
+    mailbox::CProperties& Changed() { return Edit().properties; }
 
-    mailbox::Store* m_store;
-    mailbox::Item* m_item;
+    mailbox::TStore* m_store;
+    mailbox::TItem* m_item;
 };
 
 class TestFolder {
   public:
-    TestFolder(mailbox::Database* database, mailbox::Folder* folder)
+    TestFolder(mailbox::CDatabase* database, mailbox::TFolder* folder)
         : m_database(database), m_folder(folder) {}
 
     TestFolder Folder(std::wstring_view name, std::wstring_view containerClass = L"IPF.Note");
@@ -115,27 +115,27 @@ class TestFolder {
 
     std::string Id() const { return HexText(m_folder->id); }
     std::string StoreId() const { return HexText(m_folder->store->id); }
-    mailbox::Folder& Record() const { return *m_folder; }
+    mailbox::TFolder& Record() const { return *m_folder; }
 
   private:
-    mailbox::Database* m_database;
-    mailbox::Folder* m_folder;
+    mailbox::CDatabase* m_database;
+    mailbox::TFolder* m_folder;
 };
 
 class TestStore {
   public:
-    TestStore(mailbox::Database* database, mailbox::Store* store) : m_database(database), m_store(store) {}
+    TestStore(mailbox::CDatabase* database, mailbox::TStore* store) : m_database(database), m_store(store) {}
 
     TestFolder Root() const { return {m_database, m_store->root.get()}; }
     /// Puts a service of these names behind the store; null leaves a name out.
     TestStore& Service(const char* dll, const char* entry, const char* name = "Service",
                        const char* displayName = "Service of the store");
     std::string Id() const { return HexText(m_store->id); }
-    mailbox::Store& Record() const { return *m_store; }
+    mailbox::TStore& Record() const { return *m_store; }
 
   private:
-    mailbox::Database* m_database;
-    mailbox::Store* m_store;
+    mailbox::CDatabase* m_database;
+    mailbox::TStore* m_store;
 };
 
 class MailboxTest : public testing::Test {
@@ -143,13 +143,13 @@ class MailboxTest : public testing::Test {
     MailboxTest();
     ~MailboxTest() override;
 
-    mailbox::Database& Database() { return *m_database; }
+    mailbox::CDatabase& Database() { return *m_database; }
     /// The first store, a personal folders file, and its folder "Inbox"; there from the start.
     TestStore Store() { return m_store; }
     TestFolder Inbox() { return m_inbox; }
     TestStore AddStore(std::wstring_view name);
     /// An address-book entry; the result is its entry identifier, in bytes.
-    std::string AddAddress(const mailbox::Properties& properties);
+    std::string AddAddress(const mailbox::CProperties& properties);
 
     /// Logs on at the first call. The session belongs to the fixture, which logs off at the end of the test.
     IMAPISession* Session();
@@ -160,7 +160,7 @@ class MailboxTest : public testing::Test {
     void Logoff();
 
   private:
-    std::shared_ptr<mailbox::Database> m_database;
+    std::shared_ptr<mailbox::CDatabase> m_database;
     TestStore m_store;
     TestFolder m_inbox;
     ComPtr<IMAPISession> m_session;

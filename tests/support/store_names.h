@@ -17,7 +17,7 @@ struct TestName {
 /// whatever order a test wants, or one of them lacks some.
 inline void TeachNames(TestStore store, const std::vector<TestName>& names) {
     for (const TestName& name : names) {
-        mailbox::Name known{{}, name.text == nullptr, name.number, name.text == nullptr ? L"" : name.text};
+        mailbox::TName known{{}, name.text == nullptr, name.number, name.text == nullptr ? L"" : name.text};
         const std::string set = name.set;
         CLSIDFromString(std::wstring(set.begin(), set.end()).c_str(), &known.set);
         store.Record().names.FindOrAdd(known);

@@ -86,7 +86,7 @@ std::vector<TestItem> Mails(SweepTest& test) {
 }
 
 std::vector<TestItem> Contacts(SweepTest& test) {
-    mailbox::Properties entry;
+    mailbox::CProperties entry;
     entry.Text(PR_SMTP_ADDRESS_W, L"ann@example.org");
     const std::string address = test.AddAddress(entry);
     std::vector<TestItem> items;
@@ -211,7 +211,7 @@ class SimilarScenario : public HostScenario {
 std::vector<TestItem> WithAttachments(SweepTest& test) {
     std::vector<TestItem> items = Mails(test);
     for (TestItem& item : items) {
-        mailbox::Properties photo, reference, ole;
+        mailbox::CProperties photo, reference, ole;
         photo.Long(PR_ATTACH_METHOD, ATTACH_BY_VALUE).Bool(PR_ATTACHMENT_CONTACTPHOTO, true);
         photo.Text(PR_ATTACH_FILENAME_W, L"face.jpg").Binary(PR_ATTACH_DATA_BIN, "a face");
         reference.Long(PR_ATTACH_METHOD, ATTACH_BY_REF_ONLY).Text(PR_ATTACH_PATHNAME_W, L"c:\\a");

@@ -132,7 +132,7 @@ const TStoreOperation kOperations[] = {
      }},
     {"Quorvel_GetPropValues",
      [](TScene& s, TOutputs& o) {
-         TagList tags(PR_SUBJECT_W, PR_ENTRYID);
+         CTagList tags(PR_SUBJECT_W, PR_ENTRYID);
          ULONG count = 5;
          const HRESULT hr = HandsOutBuffer<SPropValue>(
              o, [&](auto out) { return Quorvel_GetPropValues(s.message.Get(), tags, &count, out); });
@@ -141,7 +141,7 @@ const TStoreOperation kOperations[] = {
      }},
     {"Quorvel_GetPropValuesInOneMValue",
      [](TScene& s, TOutputs& o) {
-         TagList tags(PR_SUBJECT_W, PR_SENDER_NAME_W);
+         CTagList tags(PR_SUBJECT_W, PR_SENDER_NAME_W);
          return HandsOutBuffer<SPropValue>(
              o, [&](auto out) { return Quorvel_GetPropValuesInOneMValue(s.message.Get(), tags, out); });
      }},
@@ -224,7 +224,7 @@ const TStoreOperation kOperations[] = {
      }},
     {"Quorvel_CountProps",
      [](TScene& s, TOutputs& o) {
-         TagList tags(PR_SUBJECT_W, PR_ENTRYID);
+         CTagList tags(PR_SUBJECT_W, PR_ENTRYID);
          long filled = 9;
          const HRESULT hr = Quorvel_CountProps(s.message.Get(), tags, &filled, nullptr);
          Say(o, "filled", filled);
@@ -232,7 +232,7 @@ const TStoreOperation kOperations[] = {
      }},
     {"Quorvel_CountStreamProps",
      [](TScene& s, TOutputs& o) {
-         TagList tags(PR_BODY_W);
+         CTagList tags(PR_BODY_W);
          ULONG sizes[1] = {};
          long filled = 9;
          const HRESULT hr = Quorvel_CountStreamProps(s.message.Get(), tags, &filled, sizes);
@@ -320,8 +320,8 @@ const TStoreOperation kOperations[] = {
      }},
 };
 
-mailbox::Properties Picture() {
-    mailbox::Properties picture;
+mailbox::CProperties Picture() {
+    mailbox::CProperties picture;
     picture.Long(PR_ATTACH_METHOD, ATTACH_BY_VALUE).Text(PR_DISPLAY_NAME_W, L"photo.jpg");
     return picture.Bool(PR_ATTACHMENT_CONTACTPHOTO, true).Binary(PR_ATTACH_DATA_BIN, "a picture");
 }
@@ -350,11 +350,11 @@ TScene MakeScene(SweepTest& test, const TestFolder& otherFolder) {
     item.Named(kSetAddress, 0x801B, L"1 Work Street").Named(kSetAddress, 0x8083, L"ann@x.org");
     item.Text(PR_HOME_TELEPHONE_NUMBER_W, L"123").Text(PR_SURNAME_W, L"Lee").To(L"Bob", L"bob@x.org");
     item.Binary(PR_SEARCH_KEY, item.IdBytes() + "search key").Binary(kBytes, std::string(600, 'a'));
-    mailbox::Properties ole;
+    mailbox::CProperties ole;
     ole.Long(PR_ATTACH_METHOD, ATTACH_OLE).Binary(PR_ATTACH_DATA_BIN, "an object");
     item.Attach(Picture()).AttachMessage(L"inner", test.Inbox().Item().Subject(L"inner")).Attach(ole);
     for (auto& attachment : item.Edit().attachments) {
-        auto sized = std::make_shared<mailbox::Attachment>(*attachment);
+        auto sized = std::make_shared<mailbox::TAttachment>(*attachment);
         sized->properties.Long(PR_ATTACH_SIZE, 100);
         attachment = sized;
     }

@@ -13,7 +13,7 @@ class SweepTest;
 struct TScene {
     TestItem item;
     std::string itemId, contactId, folderId, storeId, otherFolderId, otherStoreId, serviceUid;
-    mailbox::Folder* inbox;
+    mailbox::TFolder* inbox;
     ComPtr<IMAPISession> session;
     ComPtr<IMsgStore> msgStore;
     ComPtr<IMAPIFolder> folder;
