@@ -277,7 +277,7 @@ std::string ToBase64(std::string_view bytes) {
 
 bool FromBase64(std::string_view text, std::string& bytes) {
     static const auto table = [] {
-        struct CTable {
+        struct TTable {
             signed char value[256];
         } made;
         std::memset(made.value, -1, sizeof made.value);
