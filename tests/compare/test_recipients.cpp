@@ -128,6 +128,7 @@ TEST(Recipients, ListsCompareAsListsOfPeople) {
         {"a missing type sorts first", {{L"Ann", L"a@x", 0xFFFFFFFF}}, {{L"Ann", L"a@x", MAPI_TO}}, -1},
         {"the count decides first", {{L"z", L""}}, {{L"a", L""}, {L"b", L""}}, -1},
         {"empty lists", {}, {}, 0},
+        {"the name decides before it", {{L"ann", L"b@x"}}, {{L"Bob", L"a@x"}}, -1},
         {"the e-mail decides last", {{L"Ann", L"b@x"}}, {{L"Ann", L"a@x"}}, 1},
     };
     for (const auto& row : rows) {

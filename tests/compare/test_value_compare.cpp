@@ -62,8 +62,8 @@ TEST(ValueCompare, EachTypeAtItsThresholds) {
         {"array by its bytes: 256 before 1", PT_MV_LONG, a.Array("\0\x01\0\0"s, 4), a.Array("\x01\0\0\0"s, 4),
          -1, sign},
         {"array of shorts, last byte", PT_MV_I2, a.Array("aabb", 2), a.Array("aabc", 2), -1, sign},
-        {"array of floats, last byte", PT_MV_R4, a.Array("aabb", 4), a.Array("aabc", 4), -1, sign},
-        {"array of doubles, last byte", PT_MV_DOUBLE, a.Array("12345678", 8), a.Array("12345679", 8), -1,
+        {"array of floats, last byte", PT_MV_R4, a.Array("aabc", 4), a.Array("aabb", 4), 1, sign},
+        {"array of doubles, last byte", PT_MV_DOUBLE, a.Array("12345679", 8), a.Array("12345678", 8), 1,
          sign},
         {"array of currencies, equal", PT_MV_CURRENCY, a.Array("12345678", 8), a.Array("12345678", 8), 0,
          raw},
@@ -126,6 +126,19 @@ TEST(ValueCompare, AMethodForAnotherTypeIsIgnored) {
             EXPECT_GT(PV_Compare(a.Text(L"b1"), a.Text(L"a2"), PT_UNICODE, m), 0) << method;
         }
     }
+}
+
+TEST(ValueCompare, LastDigitsOfTextsInEveryForm) {
+    Arena a;
+    const struct {
+        ULONG type;
+        _PV first, second;
+    } rows[] = {{PT_UNICODE, a.Text(L"(1) 234567"), a.Text(L"1234567")},
+                {PT_STRING8, a.Text8("(1) 234567"), a.Text8("1234567")},
+                {PT_MV_UNICODE, a.Texts({L"(1) 234567"}), a.Texts({L"1234567"})},
+                {PT_MV_STRING8, a.Texts8({"(1) 234567"}), a.Texts8({"1234567"})}};
+    for (const auto& row : rows)
+        EXPECT_EQ(PV_Compare(row.first, row.second, row.type, cmLast7Digits), 0) << std::hex << row.type;
 }
 
 TEST(ValueCompare, EmptinessAndSizeByType) {
