@@ -172,6 +172,19 @@ TEST_F(Stores, MeetingsAreToldApartAndFoundAcrossStores) {
     }
 }
 
+/// Until then the originals are those with the most values.
+TEST_F(Stores, AFieldIsTakenForOriginalsOnceAStoreKnowsIt) {
+    TestFolder first = StoreThatKnows({kStart}), second = StoreThatKnows({kStart, kDuration, kPlace});
+    const std::vector<Added> items = {Add(first, {L"A", 4, 0, nullptr}), Add(first, {L"A", 4, 0, nullptr}),
+                                      Add(second, {L"A", 4, 30, L"Hall"}),
+                                      Add(second, {L"A", 4, 30, L"Room"})};
+    std::vector<TComparyProp> definitions = MeetingDefinitions();
+    definitions[2] = definitions[3];
+    definitions.pop_back();
+    definitions[2].bCompare = 0;
+    EXPECT_EQ(Groups(items, definitions, saIdentical, {}, okFieldValue), "3 2 0 1;");
+}
+
 /// A second store is asked once.
 TEST_F(Stores, EachStoreIsAskedForNamesOnce) {
     std::vector<TestFolder> folders;
