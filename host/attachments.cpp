@@ -135,6 +135,72 @@ std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const TCa
     return missing;
 }
 
+namespace {
+
+constexpr ULONG kContentId = PROP_TAG(PT_UNICODE, 0x3712);
+constexpr ULONG kMimeType = PROP_TAG(PT_UNICODE, 0x370E);
+
+struct TTraits {
+    std::string name, type, contentId;
+};
+
+std::optional<std::vector<TTraits>> TraitsOf(IMAPISession* session, const TCatalog& catalog,
+                                             const TItem& item) {
+    ComPtr<IMessage> message;
+    ComPtr<IMAPITable> table;
+    if (Quorvel_OpenItem(session, item.entryId.c_str(), StoreId(catalog, item).c_str(),
+                         message.GetAddressOf()) != S_OK ||
+        message->GetAttachmentTable(MAPI_UNICODE, table.GetAddressOf()) != S_OK || !table) {
+        return {};
+    }
+    std::vector<TTraits> traits;
+    const auto visit = [&](const SRow& row) {
+        const auto text = [&](ULONG tag) {
+            return OneLine(TextOf(FindValue(row.lpProps, row.cValues, tag)));
+        };
+        traits.push_back({text(PR_ATTACH_LONG_FILENAME_W), text(kMimeType), text(kContentId)});
+        if (traits.back().name.empty()) traits.back().name = text(PR_ATTACH_FILENAME_W);
+        return true;
+    };
+    try {
+        ForEachRow(table.Get(), {PR_ATTACH_LONG_FILENAME_W, PR_ATTACH_FILENAME_W, kMimeType, kContentId},
+                   "attachments", visit);
+    } catch (const TFailure&) {
+        return {};
+    }
+    return traits;
+}
+
+}  // namespace
+
+std::vector<TAttachmentTrait> MissingTraits(IMAPISession* session, const TCatalog& catalog, const TItem& item,
+                                            const TItem& other, const std::string& html) {
+    const std::optional<std::vector<TTraits>> others = TraitsOf(session, catalog, other);
+    const std::optional<std::vector<TTraits>> own = others ? TraitsOf(session, catalog, item) : std::nullopt;
+    std::vector<TAttachmentTrait> missing;
+    if (!own) return missing;
+    const auto look = [&](const TTraits& trait, const std::string TTraits::*member, const char* property,
+                          const char* id) {
+        const std::string* kept = nullptr;
+        for (const TTraits& one : *own) {
+            if (!EqualNoCase(one.name, trait.name)) continue;
+            if (EqualNoCase(one.*member, trait.*member)) return;
+            if (!kept) kept = &(one.*member);
+        }
+        const std::string whole = id + trait.name;
+        // Without one of that name the attachment itself is missing.
+        if (!kept || std::ranges::find(missing, whole, &TAttachmentTrait::id) != missing.end()) return;
+        missing.push_back({property, whole, trait.name + ": " + trait.*member, *kept});
+    };
+    for (const TTraits& trait : *others) {
+        if (!trait.type.empty() && !EqualNoCase(trait.type, "application/octet-stream"))
+            look(trait, &TTraits::type, "Attachment type", "attachment-type:");
+        if (!trait.contentId.empty() && html.find("cid:" + trait.contentId) != std::string::npos)
+            look(trait, &TTraits::contentId, "Attachment content id", "attachment-id:");
+    }
+    return missing;
+}
+
 std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const TCatalog& catalog,
                                                  const std::vector<TItem>& items) {
     const Matrix matrix = MakeMatrix(session);

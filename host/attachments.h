@@ -33,6 +33,18 @@ struct TAttachmentName {
 std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const TCatalog& catalog,
                                                 const TItem& item, const TItem& other);
 
+/// What a mail says of an attachment beside its contents.
+struct TAttachmentTrait {
+    std::string property;  // "Attachment type", "Attachment content id"
+    std::string id;        // "attachment-type:jetty.csv", the same in all copies
+    std::string value;     // "jetty.csv: text/csv"
+    std::string kept;      // of item's attachment; empty: it has none
+};
+/// Of other's attachments that item has by their names too: what is not said of those, type (unless it says nothing) and
+/// content id (where html, the text of other, shows the attachment by it). Nothing when one of the two cannot be read.
+std::vector<TAttachmentTrait> MissingTraits(IMAPISession* session, const TCatalog& catalog, const TItem& item,
+                                            const TItem& other, const std::string& html);
+
 /// An attachment of several items, as one of them has it first: by item the number, negative where the item has none or
 /// does not tell.
 struct TSharedAttachment {

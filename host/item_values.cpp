@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "host/merge_rules.h"
 #include "host/show_value.h"
 #include "host/text.h"
 #include "quorvel.h"
@@ -228,7 +229,13 @@ std::optional<TItemValues> CItemReader::Read(const TItem& item) {
             if (listed != S_OK) return std::nullopt;
         }
         const ULONG meaningful = m_bookkeeping.Meaningful(name);
-        if (meaningful == 0) continue;
+        if (meaningful == 0) {
+            TItemValue shown;
+            const int email = EmailNumberOfName(name);
+            if (email >= 0) AddOne(shown, read, kAllBits);
+            if (!shown.elements.empty()) result.namedEmails |= 1u << email;
+            continue;
+        }
         TItemValue value;
         value.type = WideType(PROP_TYPE(read.ulPropTag));
         if (PROP_TYPE(read.ulPropTag) != PT_ERROR) {

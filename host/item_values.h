@@ -23,6 +23,7 @@ struct TItemValue {
 struct TItemValues {
     std::map<std::string, TItemValue> values;
     unsigned long attachments = 0;
+    unsigned namedEmails = 0;  // bits: the e-mail places that show a name, of an address or none
 
     /// How many values there are, the attachments among them.
     size_t Filled() const;

@@ -4,6 +4,7 @@
 
 #include "host/attachments.h"
 #include "host/duplicate_search.h"
+#include "host/merge_rules.h"
 #include "host/show_value.h"
 #include "host/text.h"
 #include "quorvel.h"
@@ -175,6 +176,15 @@ std::vector<TLoss> Losses(CItemReader& reader, const TDefinitions& definitions, 
                               missing.name,
                               {},
                               (missing.isPhoto ? "photo:" : "attachment:") + std::to_string(missing.number)});
+        }
+    }
+    if (duplicate.attachments != 0) {
+        const auto text = duplicate.values.find(kHtmlText);
+        const std::string html =
+            text == duplicate.values.end() ? std::string() : text->second.elements.front();
+        for (const TAttachmentTrait& trait :
+             MissingTraits(reader.session(), reader.catalog(), keptItem, duplicateItem, html)) {
+            losses.push_back({trait.property, Cut(trait.value), Cut(trait.kept), trait.id});
         }
     }
     return losses;

@@ -185,7 +185,7 @@ int CompareItems(const TOptions& options, const std::vector<std::string>& names)
     TMatrixView view = BuildMatrix(session.get(), catalog, items, definitions, 400, EMatrixItems::Any);
     const TBookkeeping bookkeeping = LoadBookkeeping();
     CItemReader reader(session.get(), catalog, bookkeeping);
-    if (const auto losses = MergeLosses(reader, items, definitions)) AddOrigins(view, definitions, *losses);
+    AddOrigins(view, reader, items, definitions, false);
     Deliver(options,
             options.format == "json" ? MatrixJson(view, catalog, items) : MatrixTable(view, catalog, items));
     return kNoneFound;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 #include <set>
 
 #include "host/losses.h"
@@ -41,21 +42,20 @@ void Add(TMatrixRow& row, size_t item, const TLoss& loss, bool isGathered) {
 }
 
 bool IsAttachment(const TLoss& loss) {
-    return loss.id.starts_with("attachment:") || loss.id.starts_with("photo:");
+    return loss.id.starts_with("attachment") || loss.id.starts_with("photo:");
 }
 
-}  // namespace
-
-void AddOrigins(TMatrixView& view, const TDefinitions& definitions,
-                const std::vector<std::vector<TLoss>>& losses) {
+// By what merging does about the losses of each item; of the one that stays there are none.
+void AddLosses(TMatrixView& view, const TDefinitions& definitions,
+               const std::vector<std::vector<TLoss>>& losses, size_t into) {
     for (size_t i = 0; i < view.rows.size(); ++i) {
         TMatrixRow& row = view.rows[i];
         // The last row may be the one of the attachments.
         const bool isProperty = i < definitions.properties.size();
         const std::set<std::string> names =
             isProperty ? NamesOf(*definitions.properties[i].property) : std::set<std::string>();
-        if (row.marks[0] != 0) row.from = {0};
-        for (size_t item = 1; item < losses.size(); ++item) {
+        if (row.marks[into] != 0) row.from = {into};
+        for (size_t item = 0; item < losses.size(); ++item) {
             for (const TLoss& loss : losses[item]) {
                 if (isProperty ? names.contains(loss.id) || names.contains(loss.into) : IsAttachment(loss))
                     Add(row, item, loss, !isProperty || names.size() > 1);
@@ -64,34 +64,50 @@ void AddOrigins(TMatrixView& view, const TDefinitions& definitions,
     }
 }
 
-std::optional<std::vector<std::vector<TLoss>>> MergeLosses(CItemReader& reader,
-                                                           const std::vector<TItem>& items,
-                                                           const TDefinitions& definitions) {
+std::string Text(const TMatrixRow& row, const std::function<std::string(size_t)>& name) {
+    const auto names = [&](const std::vector<size_t>& items, const char* between) {
+        std::string text;
+        for (const size_t item : items) text += (text.empty() ? "" : between) + name(item);
+        return text;
+    };
+    const std::string left = names(row.left, ", ");
+    return names(row.from, "+") + (left.empty() ? "" : ", not " + left);
+}
+
+}  // namespace
+
+void AddOrigins(TMatrixView& view, CItemReader& reader, const std::vector<TItem>& items,
+                const TDefinitions& definitions, bool areEqual, size_t into) {
     std::vector<TItemValues> values;
     for (const TItem& item : items) {
         std::optional<TItemValues> read = reader.Read(item);
-        if (!read) return {};
+        if (!read) return;
         values.push_back(std::move(*read));
     }
     std::vector<std::vector<TLoss>> losses(items.size());
     std::vector<TMergeCopy> copies;
-    for (size_t i = 1; i < items.size(); ++i) {
-        losses[i] = LossesOfUnlike(reader, definitions, items[0], values[0], items[i], values[i]);
+    for (size_t i = 0; i < items.size(); ++i) {
+        if (i == into) continue;
+        losses[i] = (areEqual ? Losses : LossesOfUnlike)(reader, definitions, items[into], values[into],
+                                                         items[i], values[i]);
         copies.push_back({&items[i], &values[i], &losses[i], true});
     }
-    PlanMerge(reader, definitions, items[0], values[0], copies, true);
-    return losses;
+    PlanMerge(reader, definitions, items[into], values[into], copies, true);
+    AddLosses(view, definitions, losses, into);
+}
+
+void AddOriginsWithoutLosses(TMatrixView& view) {
+    for (TMatrixRow& row : view.rows) {
+        if (row.marks[0] != 0) row.from = {0};
+    }
 }
 
 std::string OriginText(const TMatrixRow& row) {
-    const auto letters = [](const std::vector<size_t>& items, const char* between) {
-        std::string text;
-        for (const size_t item : items)
-            text += (text.empty() ? "" : between) + std::string(1, static_cast<char>('A' + item % 26));
-        return text;
-    };
-    const std::string left = letters(row.left, ", ");
-    return letters(row.from, "+") + (left.empty() ? "" : ", not " + left);
+    return Text(row, [](size_t item) { return std::string(1, static_cast<char>('A' + item % 26)); });
+}
+
+std::string OriginNumbers(const TMatrixRow& row) {
+    return Text(row, [](size_t item) { return std::to_string(item + 1); });
 }
 
 }  // namespace host

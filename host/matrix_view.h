@@ -20,7 +20,7 @@ struct TMatrixRow {
     std::vector<unsigned> marks;  // an item's mark; equal values share one; 0: the item has no value
     std::vector<std::string> texts;
     EVerdict verdict = EVerdict::Equal;  // as the search compares the property, by its method
-    // When all items are merged into the first one: those that the value comes from, and those whose own is left.
+    // When all items are merged into one: those that the value comes from, and those whose own is left.
     std::vector<size_t> from{};
     std::vector<size_t> left{};
 };
@@ -46,16 +46,16 @@ enum class EMatrixItems {
 TMatrixView BuildMatrix(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& items,
                         const TDefinitions& definitions, size_t limit, EMatrixItems known);
 
-/// From where each row's value comes when the items are merged into the first one, by what merging does about the
-/// losses of each item (PlanMerge). losses: one list an item; that of the first is empty.
-void AddOrigins(TMatrixView& view, const TDefinitions& definitions,
-                const std::vector<std::vector<TLoss>>& losses);
-/// The losses of each item when it is merged into the first one; nothing when one cannot be read.
-std::optional<std::vector<std::vector<TLoss>>> MergeLosses(CItemReader& reader,
-                                                           const std::vector<TItem>& items,
-                                                           const TDefinitions& definitions);
+/// From where each row's value comes when all items are merged into one of them, whatever conflicts. equal: by the
+/// definitions. Leaves the rows as they are when an item cannot be read.
+void AddOrigins(TMatrixView& view, CItemReader& reader, const std::vector<TItem>& items,
+                const TDefinitions& definitions, bool areEqual, size_t into = 0);
+/// The same where no item has what that one lacks.
+void AddOriginsWithoutLosses(TMatrixView& view);
 /// "A", "A+B", "A, not B"; empty when no item has a value.
 std::string OriginText(const TMatrixRow& row);
+/// The same with numbers: "1+2".
+std::string OriginNumbers(const TMatrixRow& row);
 
 /// The matrix as a table for a terminal.
 std::string MatrixTable(const TMatrixView& view, const TCatalog& catalog, const std::vector<TItem>& items);

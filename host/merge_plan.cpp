@@ -5,6 +5,7 @@
 
 #include "host/losses.h"
 #include "host/merge_rules.h"
+#include "host/text.h"
 
 namespace host {
 
@@ -30,6 +31,12 @@ class CMerge {
     bool SettlePlace(const TItemValue& value, TLoss& loss);
     bool SettleList(const TItemValues& duplicate, TLoss& loss);
     bool SettleState(const TItemValue& value, TLoss& loss) const;
+    // A place that shows a name is somebody's, also without an address.
+    bool IsNamed(const std::string& place) const {
+        const int email = EmailNumber(place);
+        return email >= 0 && (m_state.namedEmails & 1u << email) != 0;
+    }
+    std::string Replaced(const TItemValues& duplicate, const TLoss& loss) const;
     bool DoTheyAgree(const TTogether& together, const TItemValues& duplicate) const;
     const TItemValue* Of(const std::string& name) const { return Find(m_state, name); }
     static const TItemValue* Find(const TItemValues& item, const std::string& name) {
@@ -125,7 +132,7 @@ bool CMerge::SettlePlace(const TItemValue& value, TLoss& loss) {
         }
     }
     for (const std::string& place : places->places) {
-        if (Of(place)) continue;
+        if (Of(place) || IsNamed(place)) continue;
         loss.merge = place == loss.id ? EMerge::Copy : EMerge::Slot;
         if (place == loss.id) return true;
         loss.into = place;
@@ -213,10 +220,26 @@ void CMerge::Settle(const TMergeCopy& copy, size_t row, TLoss& loss) {
     loss.isReplaceable = false;
     if (loss.id == "recipients")
         Conflict(loss, "who an item went to is its sender's", false);
+    else if (loss.id.starts_with("attachment-"))
+        Conflict(loss, "of an attachment that is there already", false);
     else if (loss.id.starts_with("attachment:") || loss.id.starts_with("photo:"))
         SettleAttachment(row, loss);
     else
         SettleValue(*copy.values, loss);
+    if (loss.merge == EMerge::Copy) loss.note = Replaced(*copy.values, loss);
+}
+
+// What else of the kept copy goes when a value takes its place: "; it replaces Flag completed, 2024-03-04 08:15 UTC".
+std::string CMerge::Replaced(const TItemValues& duplicate, const TLoss& loss) const {
+    std::string text;
+    for (const std::string& name : Companions(loss.id)) {
+        const TItemValue* const kept = Of(name);
+        if (!kept || Missing(Find(duplicate, name), *kept).elements.empty()) continue;
+        text += (text.empty() ? "; it replaces " : ", ") +
+                OneLine(m_reader.bookkeeping().Name(m_definitions.kind, name)) + ", " +
+                ShownValue(*kept, false);
+    }
+    return text;
 }
 
 // What the kept copy holds once this has gone into it.

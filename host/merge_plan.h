@@ -6,7 +6,8 @@
 //
 //   {"property": "Birthday", "value": "1980-05-06 00:00 UTC", "kept": "1981-05-06 00:00 UTC",
 //    "id": "3A42",            which value it is, one of its kind in a duplicate; as PropertyName gives it, or
-//                             "recipients", "attachment:2", "photo:0"
+//                             "recipients", "attachment:2", "attachment-type:plan.pdf", "attachment-id:plan.png",
+//                             "photo:0"
 //    "merge": "conflict",     what merging does (EMerge): copy, slot, unite, join, mark, attach, photo, held, conflict
 //    "mergeText": "...",      the same for people
 //    "choices": ["kept", "duplicate"]}     of a conflict alone: what one may choose; only ["kept"] where the kept

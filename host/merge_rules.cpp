@@ -1,6 +1,7 @@
 #include "host/merge_rules.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace host {
 
@@ -96,13 +97,19 @@ const std::vector<TPlaces>& Places() {
 // An open flag before one that is done; an answer before a forwarding.
 const std::vector<TRanked> kRanked{{"1090", {"2", "1"}}, {"1081", {"103", "102", "104"}}};
 
+constexpr const char* kOfEmails[][4] = {
+    {ADDRESS "0x8080", ADDRESS "0x8082", ADDRESS "0x8084", ADDRESS "0x8085"},
+    {ADDRESS "0x8090", ADDRESS "0x8092", ADDRESS "0x8094", ADDRESS "0x8095"},
+    {ADDRESS "0x80A0", ADDRESS "0x80A2", ADDRESS "0x80A4", ADDRESS "0x80A5"},
+};
+
 struct TCompanions {
     const char* property;
     std::vector<std::string> with;
 };
 const std::vector<TCompanions>& CompanionTable() {
     static const std::vector<TCompanions> kTable{
-        {"1090", {"1091", "1095"}},  // when it was done, and its colour
+        {"1090", {"1091"}},          // when it was done
         {"1081", {"1080", "1082"}},  // the picture of what was done last, and when
         {kHtmlText, {"3FDE"}},       // the code page of the bytes
         {kRtfText, {"0E1F"}},        // whether the plain text is made of it
@@ -153,17 +160,20 @@ const TRanked* RankedStates(const std::string& property) {
 std::vector<std::string> Companions(const std::string& property) {
     if (const int number = EmailNumber(property); number >= 0) {
         // How the address is shown, of what sort it is, and how the platform finds it.
-        static constexpr const char* kOfEmails[][4] = {
-            {ADDRESS "0x8080", ADDRESS "0x8082", ADDRESS "0x8084", ADDRESS "0x8085"},
-            {ADDRESS "0x8090", ADDRESS "0x8092", ADDRESS "0x8094", ADDRESS "0x8095"},
-            {ADDRESS "0x80A0", ADDRESS "0x80A2", ADDRESS "0x80A4", ADDRESS "0x80A5"},
-        };
         return {std::begin(kOfEmails[number]), std::end(kOfEmails[number])};
     }
     for (const TCompanions& row : CompanionTable()) {
         if (property == row.property) return row.with;
     }
     return {};
+}
+
+int EmailNumberOfName(const std::string& property) {
+    for (size_t number = 0; number < std::size(kOfEmails); ++number) {
+        if (property == kOfEmails[number][0] || property == kOfEmails[number][2])
+            return static_cast<int>(number);
+    }
+    return -1;
 }
 
 bool IsTextForm(const std::string& property) {

@@ -62,5 +62,7 @@ extern const char kEmailList[];
 extern const char kEmailBits[];
 /// 0, 1, 2; negative for what is no address.
 int EmailNumber(const std::string& property);
+/// Of a name that an e-mail place shows, with or without an address.
+int EmailNumberOfName(const std::string& property);
 
 }  // namespace host

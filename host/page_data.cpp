@@ -34,13 +34,15 @@ std::string ShortTime(const std::string& time) {
     return time.ends_with(kRest) ? time.substr(0, time.size() - kRest.size()) : time;
 }
 
-// Of each property of which any item has a value: its name, whether the values differ, and the values; a number
-// stands for the value of an earlier item.
+// Of each property of which any item has a value: its name, whether the values differ (with the items that the merged
+// value comes from, and those whose own is left, unless it is the first item's alone), and the values; a number stands
+// for the value of an earlier item.
 json RowsJson(const TMatrixView& view, const auto& numberOf) {
     json rows = json::array();
     for (const TMatrixRow& row : view.rows) {
         if (row.verdict == EVerdict::AllEmpty) continue;
         json one = json::array({numberOf(row.property), row.verdict == EVerdict::Equal ? 0 : 1});
+        if (row.from != std::vector<size_t>{0} || !row.left.empty()) one[1] = {one[1], row.from, row.left};
         for (auto text = row.texts.begin(); text != row.texts.end(); ++text) {
             const auto same = std::find(row.texts.begin(), text, *text);
             if (same == text) {

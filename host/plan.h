@@ -43,7 +43,7 @@ struct TLoss {
     std::string property;  // for people
     std::string value;     // of the duplicate
     std::string kept;      // of the kept copy; empty: it has none
-    /// PropertyName, "recipients", "attachment:2", "photo:0" (by attachment number). One of its kind in a copy.
+    /// PropertyName, "recipients", "attachment:2", "photo:0" (by attachment number), "attachment-type:plan.pdf". One of its kind in a copy.
     std::string id;
     EMerge merge = EMerge::Conflict;
     std::string into{};          // of Slot: PropertyName of the place

@@ -64,20 +64,28 @@ std::string WhereHtml(const TScanResult& result, size_t item) {
            (source.empty() ? "" : "<br><span class=\"soft\">" + Escape(source) + "</span>");
 }
 
-std::string ColumnHead(const TScanResult& result, size_t item, bool isKept) {
+std::string ColumnHead(const TScanResult& result, const TGroup& group, size_t copy) {
     return std::string("<th scope=\"col\"><span class=\"role ") +
-           (isKept ? "keep\">keep" : "duplicate\">duplicate") + "</span>" + WhereHtml(result, item) + "</th>";
+           (copy == 0 ? "keep\">keep" : "duplicate\">duplicate") + "</span>" + std::to_string(copy + 1) +
+           " " + WhereHtml(result, group.items[copy]) + "</th>";
 }
 
-// Nothing, and the reason, when an item cannot be read.
-std::optional<TMatrixView> ViewOf(IMAPISession* session, const TScanResult& result, size_t scan,
-                                  const std::vector<size_t>& group, EMatrixItems known, std::string* why) {
+// Nothing, and the reason, when an item cannot be read. hasLosses: whether an item may have what the first one lacks.
+std::optional<TMatrixView> ViewOf(CItemReader& reader, const TScanResult& result, size_t scan,
+                                  const std::vector<size_t>& group, EMatrixItems known, bool hasLosses,
+                                  std::string* why) {
+    const TDefinitions& definitions = result.scans[scan].definitions;
     std::vector<TItem> items;
     for (size_t i = 0; i < std::min(group.size(), kItemsWithValues); ++i)
         items.push_back(result.items[group[i]]);
     try {
-        return BuildMatrix(session, result.catalog, items, result.scans[scan].definitions, kValueLimit,
-                           known);
+        TMatrixView view =
+            BuildMatrix(reader.session(), result.catalog, items, definitions, kValueLimit, known);
+        if (hasLosses)
+            AddOrigins(view, reader, items, definitions, known == EMatrixItems::Duplicates);
+        else
+            AddOriginsWithoutLosses(view);
+        return view;
     } catch (const TFailure& failure) {
         *why = failure.what();
         return std::nullopt;
@@ -87,14 +95,14 @@ std::optional<TMatrixView> ViewOf(IMAPISession* session, const TScanResult& resu
 std::string MatrixHtml(const TScanResult& result, const TGroup& group, const TMatrixView& view) {
     const size_t shown = std::min(group.items.size(), kItemsInMatrix);
     std::string html = "<table><thead><tr><th scope=\"col\">Property</th>";
-    for (size_t i = 0; i < shown; ++i) html += ColumnHead(result, group.items[i], i == 0);
-    html += "</tr></thead><tbody>\n";
+    for (size_t i = 0; i < shown; ++i) html += ColumnHead(result, group, i);
+    html += "<th scope=\"col\">Merged</th></tr></thead><tbody>\n";
     for (const TMatrixRow& row : view.rows) {
         const bool differs = row.verdict == EVerdict::Different || row.verdict == EVerdict::OneSided;
         html += std::string("<tr") + (differs ? " class=\"differs\"" : "") + "><th scope=\"row\">" +
                 Escape(row.property) + (differs ? "<span class=\"soft\"> (differs)</span>" : "") + "</th>";
         for (size_t i = 0; i < shown; ++i) html += "<td>" + Cell(row.texts[i]) + "</td>";
-        html += "</tr>\n";
+        html += "<td>" + OriginNumbers(row) + "</td></tr>\n";
     }
     return html + "</tbody></table>";
 }
@@ -231,7 +239,8 @@ class CSections {
     std::vector<std::string> m_groups;
 };
 
-void AddClusters(IMAPISession* session, const TSimilarResult& similar, CPageData& data, CProgress& progress) {
+void AddClusters(CItemReader& reader, const TSimilarResult& similar, CPageData& data, CProgress& progress) {
+    const TDefinitions definitions = LoadDefinitions(BuiltInDefinitions(EKind::Contact));
     for (size_t i = 0; i < similar.clusters.size(); ++i) {
         progress("clusters written", i, similar.clusters.size());
         StopIfInterrupted();
@@ -245,9 +254,9 @@ void AddClusters(IMAPISession* session, const TSimilarResult& similar, CPageData
             items.push_back(similar.contacts[contacts[j]]);
         std::optional<TMatrixView> view;
         try {
-            view = BuildMatrix(session, similar.catalog, items,
-                               LoadDefinitions(BuiltInDefinitions(EKind::Contact)), kValueLimit,
+            view = BuildMatrix(reader.session(), similar.catalog, items, definitions, kValueLimit,
                                EMatrixItems::Resembling);
+            AddOrigins(*view, reader, items, definitions, false);
         } catch (const TFailure&) {
             view.reset();
         }
@@ -274,7 +283,10 @@ std::string HtmlReport(IMAPISession* session, const TScanResult& result, const T
         progress("groups written", i, result.groups.size());
         StopIfInterrupted();
         const TGroup& group = result.groups[i];
-        const auto view = ViewOf(session, result, group.scan, group.items, EMatrixItems::Duplicates, &why);
+        const bool hasLosses =
+            std::ranges::any_of(group.fates, [](const TCopyFate& fate) { return !fate.losses.empty(); });
+        const auto view =
+            ViewOf(reader, result, group.scan, group.items, EMatrixItems::Duplicates, hasLosses, &why);
         sections.Add(i, view, why);
         data.AddGroup(group, view ? &*view : nullptr);
     }
@@ -282,10 +294,10 @@ std::string HtmlReport(IMAPISession* session, const TScanResult& result, const T
         progress("near pairs written", i, result.nearPairs.size());
         StopIfInterrupted();
         const TNearPair& pair = result.nearPairs[i];
-        const auto view = ViewOf(session, result, pair.scan, {pair.a, pair.b}, EMatrixItems::Any, &why);
+        const auto view = ViewOf(reader, result, pair.scan, {pair.a, pair.b}, EMatrixItems::Any, true, &why);
         data.AddNear(pair, view ? &*view : nullptr);
     }
-    if (similar) AddClusters(session, *similar, data, progress);
+    if (similar) AddClusters(reader, *similar, data, progress);
     return HtmlHead("quorvel", "Duplicates", kPageScriptHash) + Summary(result) +
            "<main id=\"list\">\n<noscript>" + sections.Html() + NearHtml(result) + ResemblingHtml(similar) +
            "</noscript></main>\n" + sections.TakenForNone() + UnreadableHtml(result) +

@@ -40,9 +40,31 @@ std::string ListHtml(const TSimilarResult& result, size_t index) {
     return html + "</ul></details>\n";
 }
 
+std::vector<TItem> SideBySide(const TSimilarResult& result, const TCluster& cluster) {
+    std::vector<TItem> items;
+    for (const uint32_t contact : cluster.contacts) {
+        if (items.size() == kContactsSideBySide) break;
+        items.push_back(result.contacts[contact]);
+    }
+    return items;
+}
+
+// Into the fullest contact, when it is one of those side by side.
+void AddOriginsOf(IMAPISession* session, const TSimilarResult& result, size_t index, TMatrixView& view) {
+    const TCluster& cluster = result.clusters[index];
+    const std::vector<TItem> items = SideBySide(result, cluster);
+    const auto most = std::ranges::find(cluster.contacts, MostFilled(result, cluster));
+    const auto into = static_cast<size_t>(most - cluster.contacts.begin());
+    if (into >= items.size()) return;
+    const TBookkeeping bookkeeping = LoadBookkeeping();
+    CItemReader reader(session, result.catalog, bookkeeping);
+    AddOrigins(view, reader, items, LoadDefinitions(BuiltInDefinitions(EKind::Contact)), false, into);
+}
+
 std::string ValuesHtml(IMAPISession* session, const TSimilarResult& result, size_t index) {
     const TCluster& cluster = result.clusters[index];
-    const std::optional<TMatrixView> values = ValuesOf(session, result, index);
+    std::optional<TMatrixView> values = ValuesOf(session, result, index);
+    if (values) AddOriginsOf(session, result, index, *values);
     const uint32_t most = MostFilled(result, cluster);
     const size_t columns = values ? std::min(kContactsSideBySide, cluster.contacts.size()) : 0;
     std::string html;
@@ -51,11 +73,11 @@ std::string ValuesHtml(IMAPISession* session, const TSimilarResult& result, size
         for (size_t i = 0; i < columns; ++i) {
             const uint32_t contact = cluster.contacts[i];
             html += "<th scope=\"col\"><span class=\"role" + std::string(contact == most ? " keep" : "") +
-                    "\">" + Count(result.filled[contact], "field", "fields") +
+                    "\">" + std::to_string(i + 1) + ": " + Count(result.filled[contact], "field", "fields") +
                     (contact == most ? ", most filled" : "") + "</span>" + PlaceHtml(result, contact) +
                     "</th>";
         }
-        html += "</tr></thead><tbody>\n";
+        html += "<th scope=\"col\">Merged into the fullest</th></tr></thead><tbody>\n";
         for (const TMatrixRow& row : values->rows) {
             if (row.verdict == EVerdict::AllEmpty) continue;
             const bool differs = row.verdict != EVerdict::Equal;
@@ -63,7 +85,7 @@ std::string ValuesHtml(IMAPISession* session, const TSimilarResult& result, size
                     Escape(row.property) + (differs ? "<span class=\"soft\"> (differs)</span>" : "") +
                     "</th>";
             for (const std::string& text : row.texts) html += "<td>" + Cell(text) + "</td>";
-            html += "</tr>\n";
+            html += "<td>" + OriginNumbers(row) + "</td></tr>\n";
         }
         html += "</tbody></table>\n";
     }
@@ -108,11 +130,7 @@ std::string ItemsHtml(const TSimilarResult& result, const char* heading,
 
 std::optional<TMatrixView> ValuesOf(IMAPISession* session, const TSimilarResult& result, size_t cluster) {
     if (cluster >= kClustersWithValues) return std::nullopt;
-    std::vector<TItem> items;
-    for (const uint32_t contact : result.clusters[cluster].contacts) {
-        if (items.size() == kContactsSideBySide) break;
-        items.push_back(result.contacts[contact]);
-    }
+    const std::vector<TItem> items = SideBySide(result, result.clusters[cluster]);
     try {
         return BuildMatrix(session, result.catalog, items,
                            LoadDefinitions(BuiltInDefinitions(EKind::Contact)), kValueLimit,

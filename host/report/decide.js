@@ -125,6 +125,9 @@ function readReport() {
     // ---- values
 
     const valuesOf = (group) => JSON.parse(lines[group.index] || '{}');
+    // A row: [property, whether the values differ, a value an item...]. The second may have two lists more: the items that the
+    // merged value comes from, and those whose own is left.
+    const differs = (row) => (Array.isArray(row[1]) ? row[1][0] : row[1]) === 1;
     const cellText = (row, column) => {
         const value = row[column + 2];
         return typeof value === 'number' ? row[value + 2] : value ?? '';
@@ -140,7 +143,7 @@ function readReport() {
             return (values.l ?? []).filter((loss) => loss[0] === index)
                 .map(([, name, value, own, merging]) => [data.texts[name], value, own, choiceText(group, index, data.texts[name], value) ?? merging]);
         }
-        return (values.r ?? []).filter((row) => row[1] === 1 && cellText(row, index) && cellText(row, index) !== cellText(row, against))
+        return (values.r ?? []).filter((row) => differs(row) && cellText(row, index) && cellText(row, index) !== cellText(row, against))
             .map((row) => [data.texts[row[0]], cellText(row, index), cellText(row, against)]);
     }
 
@@ -191,6 +194,19 @@ function readReport() {
         if (chosen === undefined) return undefined;
         return conflict.values.some(([copy, text]) => copy === chosen && text === value) ? 'merging puts it in the place of the kept one, as chosen'
             : 'merging leaves it, as chosen';
+    }
+
+    // Which copies a value comes from when all are merged into the first one, as was chosen: "1+2", "1, not 2".
+    function originText(group, row) {
+        const conflict = conflictsOf(group).find((one) => one.name === data.texts[row[0]]);
+        const chosen = conflict && chosenOf(group, conflict);
+        let [, from, left] = Array.isArray(row[1]) ? row[1] : [0, [0], []];
+        if (chosen !== undefined) {
+            from = [chosen];
+            left = conflict.values.map(([copy]) => copy).filter((copy) => copy !== chosen);
+        }
+        const numbers = (copies, between) => copies.map((copy) => copy + 1).join(between);
+        return numbers(from, '+') + (left.length ? `, not ${numbers(left, ', ')}` : '');
     }
 
     function choose(group, conflict, copy) {
@@ -286,7 +302,67 @@ function readReport() {
         return `${head.slice(0, -1)},"groups":[\n${named.join(',\n')}\n]}\n`;
     }
 
+    // ---- loading what was saved
+
+    // What such a file says of a group; nothing when this page did not write it so.
+    function readSaved(group, saved) {
+        const items = Array.isArray(saved.items) ? saved.items : [];
+        const decided = items.map((item) => DECISIONS.indexOf(item?.decision));
+        const isOurs = items.length === group.items.length && decided.filter((one) => one === KEEP).length === 1 &&
+            group.items.every((item, i) => items[i]?.entryId === item.entryId && items[i].storeId === item.storeId &&
+                decided[i] >= 0 && !(decided[i] === MOVE && item.isProtected));
+        if (!isOurs) return undefined;
+        const choices = new Map();
+        for (const one of Array.isArray(saved.conflicts) ? saved.conflicts : []) {
+            const conflict = conflictsOf(group).find(({id}) => id === one?.property);
+            if (!conflict) return undefined;
+            if (one.choice === undefined) continue;
+            if (!conflict.values.some(([copy]) => copy === one.choice - 1)) return undefined;
+            choices.set(conflict.id, one.choice - 1);
+        }
+        return {isActive: true, decided, choices};
+    }
+
+    function setAll(states) {
+        groups.forEach((group, i) => {
+            const {isActive, decided, choices} = states[i] ?? {isActive: false, choices: new Map()};
+            Object.assign(group, {isActive, choices});
+            if (decided) group.items.forEach((item, at) => { item.decision = decided[at]; });
+            else propose(group);
+        });
+    }
+
+    // Takes the decisions of a saved file, all or none. Returns why not, or nothing.
+    function load(text) {
+        const refuse = (why) => `${why}: nothing was loaded.`;
+        let file;
+        try {
+            file = JSON.parse(text);
+        } catch {
+            return refuse('This is no file of decisions');
+        }
+        if (file?.format !== 'quorvel-decisions' || file.version !== 1 || !Array.isArray(file.groups)) {
+            return refuse('This is no file of decisions of this version');
+        }
+        if (file.scan !== data.scan) return refuse('These decisions are of another scan');
+        const places = new Map(groups.map((group) => [group.check, group.index]));
+        const states = [];
+        for (const [i, saved] of file.groups.entries()) {
+            const place = places.get(saved?.check);
+            const read = place === undefined || states[place] ? undefined : readSaved(groups[place], saved);
+            if (!read) return refuse(`Group ${i + 1} of the file is not as this page wrote it`);
+            states[place] = read;
+        }
+        if (groups.some((group) => group.found === DUPLICATES && !states[group.index])) return refuse('The file lacks groups of this report');
+        const before = groups.map(({isActive, items, choices}) => ({isActive, choices, decided: items.map((item) => item.decision)}));
+        setAll(states);
+        const refused = groups.map(conflict).find(Boolean);
+        if (refused) setAll(before);
+        else state.isSaved = true;
+        return refused ? refuse(refused.slice(0, -1)) : '';
+    }
+
     return {KEEP, MOVE, LEAVE, DECISIONS, DUPLICATES, RESEMBLING, FOUND_NAMES, ANY, ORDERS, data, groups, filter, state,
-            kept, moves, place, titleOf, sourceText, decide, treat, valuesOf, cellText, lossesOf, hasLosses, conflictsOf, offersOf,
-            chosenOf, choose, passes, totals, decisions};
+            kept, moves, place, titleOf, sourceText, decide, treat, valuesOf, differs, cellText, lossesOf, hasLosses, conflictsOf, offersOf,
+            chosenOf, originText, choose, passes, totals, decisions, load};
 }

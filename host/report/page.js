@@ -6,8 +6,8 @@
 'use strict';
 function start(report) {
     const {KEEP, MOVE, LEAVE, DECISIONS, DUPLICATES, RESEMBLING, FOUND_NAMES, ANY, ORDERS, data, groups, filter, state,
-           kept, place, titleOf, sourceText, decide, treat, valuesOf, cellText, lossesOf, conflictsOf, offersOf, chosenOf, choose,
-           passes, totals, decisions} = report;
+           kept, place, titleOf, sourceText, decide, treat, valuesOf, differs, cellText, lossesOf, conflictsOf, offersOf, chosenOf, originText,
+           choose, passes, totals, decisions, load} = report;
     const GROUPS_A_CHUNK = 25;
     const FOLD_FROM = 160;  // characters of a value
     const list = document.getElementById('list');
@@ -46,10 +46,13 @@ function start(report) {
         const columns = Math.max(0, ...rows.map((row) => row.length - 2));
         const items = group.items.slice(0, columns);
         const head = items.map((item) => make('th', {scope: 'col'}, make('span', {class: `role ${DECISIONS[item.decision]}`},
-            group.isActive ? DECISIONS[item.decision] : ''), place(item)));
-        const body = rows.map((row) => make('tr', {class: row[1] === 1 ? 'differs' : false},
-            make('th', {scope: 'row'}, data.texts[row[0]], row[1] === 1 ? make('span', {class: 'soft'}, ' (differs)') : ''),
-            ...items.map((item, i) => cell(cellText(row, i)))));
+            group.isActive ? DECISIONS[item.decision] : ''), `${group.items.indexOf(item) + 1} `, place(item)));
+        // Where the report says it: when the copy that it proposed is the one that stays.
+        const hasOrigin = kept(group) === 0;
+        if (hasOrigin) head.push(make('th', {scope: 'col'}, 'Merged: from'));
+        const body = rows.map((row) => make('tr', {class: differs(row) ? 'differs' : false},
+            make('th', {scope: 'row'}, data.texts[row[0]], differs(row) ? make('span', {class: 'soft'}, ' (differs)') : ''),
+            ...items.map((item, i) => cell(cellText(row, i))), hasOrigin ? make('td', {}, originText(group, row)) : ''));
         const more = group.items.length - columns;
         return make('div', {class: 'values'}, make('table', {}, make('thead', {}, make('tr', {}, make('th', {scope: 'col'}, 'Property'), ...head)),
             make('tbody', {}, ...body)), more > 0 ? make('p', {class: 'soft'}, `The values of ${count(more, 'further copy', 'further copies')} are not in the report.`) : '');
@@ -222,6 +225,14 @@ function start(report) {
         say(`Saved as decisions.json. See what it comes to with: quorvel clean --from decisions.json${totals().chosen ? ' --merge=ask' : ''}`);
     }
 
+    async function open(file) {
+        if (!file || (!state.isSaved && !confirm('Decisions that are not saved would be gone. Load the file all the same?'))) return;
+        const refused = load(await file.text());
+        show();
+        summarise();
+        say(refused || `Loaded ${file.name}.`);
+    }
+
     // ---- controls
 
     function choice(label, name, options) {
@@ -278,7 +289,7 @@ function start(report) {
     const KEYS = [
         ['j, k', 'next and previous group'], ['1 … 9', 'keep that copy of the group'], ['m', 'move the other copies'],
         ['l', 'leave the other copies where they are'], ['d', 'treat as duplicates, or take that back'], ['c', 'the next choice of merging'], ['v', 'values side by side'],
-        ['/', 'filter by text'], ['r', 'all in a folder'], ['s', 'save decisions'], ['?', 'this list'],
+        ['/', 'filter by text'], ['r', 'all in a folder'], ['s', 'save decisions'], ['o', 'load decisions that were saved'], ['?', 'this list'],
     ];
     const help = make('details', {id: 'help'}, make('summary', {}, 'Keys'), make('dl', {}, ...KEYS.flatMap(([key, does]) =>
         [make('dt', {}, ...key.split(', ').flatMap((one, i) => i ? [', ', make('kbd', {}, one)] : [make('kbd', {}, one)])), make('dd', {}, does)])),
@@ -296,7 +307,12 @@ function start(report) {
             make('span', {class: 'buttons'}, ...DECISIONS.map((name, value) => make('button', {type: 'button', id: `rule-${name}`, click: () => applyRule(value)}, name)),
                 make('span', {class: 'soft'}, 'in groups shown'))),
         help);
+    const opener = make('input', {type: 'file', id: 'load', accept: '.json,application/json', change: () => {
+        const [file] = opener.files;
+        open(file).catch((error) => say(`The file cannot be read: ${error.message}`)).finally(() => { opener.value = ''; });
+    }});
     const bar = make('section', {id: 'bar', 'aria-label': 'What would be done'}, make('div', {}, found, ' shown. ', summary, ' ', status),
+        make('label', {class: 'button'}, opener, make('span', {}, 'Load decisions')),
         make('button', {type: 'button', id: 'save', class: 'main', click: save}, 'Save decisions'));
 
     // ---- keys
@@ -329,7 +345,7 @@ function start(report) {
     }
 
     const ACTS = {
-        j: () => step(1), k: () => step(-1), '/': () => search.focus(), s: save, r: () => ruleFolder.focus(),
+        j: () => step(1), k: () => step(-1), '/': () => search.focus(), s: save, o: () => opener.click(), r: () => ruleFolder.focus(),
         '?': () => { help.open = !help.open; help.firstChild.focus(); },
         m: () => ofCurrent((group) => group.isActive && act(group, () => others(group, MOVE))),
         l: () => ofCurrent((group) => group.isActive && act(group, () => others(group, LEAVE))),

@@ -11,6 +11,7 @@ from typing import Any
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
@@ -70,7 +71,7 @@ class Browser:
         element.click()
 
     def press(self, *keys: str) -> None:
-        self.driver.switch_to.active_element.send_keys(*keys)
+        ActionChains(self.driver).send_keys(*keys).perform()
 
     def choose(self, selector: str, text: str) -> None:
         """An option of a list, by its text."""

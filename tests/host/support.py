@@ -137,6 +137,7 @@ class HostTest(unittest.TestCase):
         process = self.start(*arguments, box=box)
         out, err = process.communicate(timeout=300)
         self.out, self.err = out.decode("utf-8"), err.decode("utf-8").replace("\r\n", "\n")
+        self.status = process.returncode
         if status is not None:
             self.assertEqual(process.returncode, status, f"quorvel {' '.join(arguments)} printed:\n{self.out}{self.err}")
         return self.out

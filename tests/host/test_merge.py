@@ -22,7 +22,8 @@ HTML = "10130102"
 HOME2, WORK, WORK2, MOBILE, OTHER, FAX, ANYFAX = (
     f"{n}001F" for n in ("3A2F", "3A08", "3A1B", "3A1C", "3A1F", "3A24", "3A23"))
 PHONES = (HOME, HOME2, WORK, WORK2, MOBILE, OTHER, FAX, ANYFAX)
-EMAILS = tuple(f"{ADDRESS}0x80{n}3:001F" for n in "89A")
+EMAILS, SHOWN = (tuple(f"{ADDRESS}0x80{n}{part}:001F" for n in "89A") for part in (3, 0))
+COLOUR, DONE = "10950003", "10910040"
 MEMBERS, NAMES = ADDRESS + "0x8055:1102", ADDRESS + "0x8054:1102"
 RANKS = {FLAG: [2, 1, 0], VERB: [103, 102, 104, 0]}
 PHOTO = {"properties": {"37050003": 1, "3707001F": "ContactPicture.jpg", "37010102": "AAAA", "7FFF000B": True}}
@@ -96,6 +97,8 @@ def drawn(seed: int) -> dict:
                 address = dice.choice(("a@example.org", "B@example.org", "c@example.org"))
                 person |= {f"{ADDRESS}0x80{8 + number:X}{n}:001F": text for n, text in ((0, address.upper()), (2, "SMTP"), (3, address))}
                 person |= {ADDRESS + "0x8029:0003": person.get(ADDRESS + "0x8029:0003", 0) | 1 << number}
+            for key in some(dice, 0.2, **{f"{ADDRESS}0x80{n}0:001F": [0] for n in "89A"}):
+                person.setdefault(key, f"Name {len(people)}")
             if any(place in person for place in EMAILS):
                 person[next(place for place in EMAILS if place in person)] = "bo@example.org"
             if group % 4 == 3:
@@ -106,7 +109,8 @@ def drawn(seed: int) -> dict:
             people.append(contact(len(people), f"Name {group}", properties=person, attachments=copy.deepcopy(own)))
         for _ in range(dice.choice((2, 2, 3))):
             mails.append(mail(len(mails), subject=f"Mail {group}", properties=some(dice, 0.5, **shared, **{
-                STATUS: [0, 1, 0x200], VERB: [102, 103, 104], "00170003": [1, 2], "1042001F": ["<a@b>"]})))
+                STATUS: [0, 1, 0x200], VERB: [102, 103, 104], "00170003": [1, 2], "1042001F": ["<a@b>"]}) | some(dice, 0.25, **{
+                    COLOUR: [3, 6], DONE: ["2024-05-06T00:00:00Z", "2024-05-07T00:00:00Z"]})))
             dates.append(mail(0x1000 + len(dates), subject=f"Date {group}", recipients=[], body="", properties={
                 CLASS: "IPM.Appointment", APPOINTMENT + "0x820D:0040": "2024-05-06T08:00:00Z",
                 APPOINTMENT + "0x820E:0040": "2024-05-06T09:00:00Z",
@@ -133,7 +137,7 @@ class Merge(HostTest):
                 contact(1, "Hale", properties={BODY: "Plays chess", HOME: "555 1000", CATEGORIES: ["Work"], READ: 1}),
                 contact(2, "Hale", properties={**more, WORK: "555 1000", READ: 1}, attachments=[PHOTO, attachment("a.txt", "AAAA")]),
                 contact(3, "Voss", properties={NICKNAME: "Bob", "3A43001F": "Chess", "001A001F": "IPM.Contact"}), contact(4, "Voss", properties=more)]),
-            folder(2, "Inbox", "IPF.Note", [mail(5, properties={READ: 0, STATUS: 0, "1035001F": "<5@example.org>", FLAG: 1}),
+            folder(2, "Inbox", "IPF.Note", [mail(5, properties={READ: 0, STATUS: 0, "1035001F": "<5@example.org>", FLAG: 1, DONE: "2024-05-06T00:00:00Z"}),
                                             mail(6, properties={READ: 1, STATUS: 0x200, FLAG: 2})]))
         self.write(box)
         return box
@@ -157,7 +161,12 @@ class Merge(HostTest):
         before, after = items(box), items(self.read())
         for group in report["groups"]:
             was, kept = before[group["keep"]["entryId"]], after[group["keep"]["entryId"]]
-            self.assertLessEqual(lacks(kept, was), set(RANKS), "the kept copy has lost something of its own")
+            lost = lacks(kept, was)
+            self.assertLessEqual(lost, {name_of(DONE)}, "the kept copy has lost something of its own")
+            if name_of(DONE) in lost:
+                self.assertIn("it replaces Flag completed", json.dumps(group), "what goes with a state is listed")
+            names = {key: value for key, value in was["properties"].items() if key in SHOWN}
+            self.assertLessEqual(names.items(), kept["properties"].items(), "an e-mail place that shows a name is another's")
             gone = [one for one in group["duplicates"] if one["entryId"] not in after]
             if not gone:
                 self.assertEqual(bared(kept), bared(was), "a kept copy for which none moved")
@@ -191,6 +200,9 @@ class Merge(HostTest):
                     self.assertEqual(dry.count("would move: "), done.count("\nmoved: "))
                     self.assert_merged(box, report, may_stay=False)
                     self.assertEqual("left alone" in done, not allowed, "what would be lost is allowed to be")
+                    once = self.box.read_bytes()
+                    again = self.run_program("clean", "--merge", "--keep", "first", "--yes", "--undo-file", "again.jsonl", *allowed, status=0)
+                    self.assertEqual((again.splitlines()[-1], self.box.read_bytes() == once), ('0 items moved to "Duplicates"', True), "a second run")
                     for line in self.undo.read_text().splitlines():
                         self.assert_valid(json.loads(line), "undo")
                     self.take_back(box, f"seed {seed}")
@@ -227,6 +239,43 @@ class Merge(HostTest):
                 with unittest.mock.patch.dict(os.environ, QUORVEL_TEST_FAULT=f"{method} 0 1 1"):
                     self.assertIn("not restored: ", self.run_program("clean", "--undo", "undo.jsonl", status=None))
                 self.take_back(box, "an undo with a fault")
+
+    @unittest.skipUnless(os.geteuid() == 0, "mounting a small disk takes root")
+    def test_a_full_disk(self) -> None:
+        """Under the undo file and under the mailbox, with more and more room: an item is whole or as it was, and undo gives all back."""
+        box, home = self.write_small(), self.dir
+        for one in items(box).values():
+            one["properties"]["6600001F"] = "A long text. " * 100  # so that a line of the undo file fills pages
+            one["properties"][CATEGORIES] = [one["id"]] + [f"Category {n}" for n in range(100)]
+        self.write(box)
+        report = self.report()
+        disk = self.dir / "disk"
+        disk.mkdir()
+        for what in ("undo file", "mailbox"):
+            said, free, status = set(), 0, 2
+            while status != 0:
+                status = 0  # what a failure ends with
+                with self.subTest(what=what, pages=free):
+                    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=256k", "tmpfs", disk], stderr=subprocess.DEVNULL).returncode != 0:
+                        self.skipTest("this machine mounts nothing")
+                    try:
+                        self.dir = disk if what == "undo file" else home
+                        self.box, self.undo = (home if what == "undo file" else disk) / "mailbox.json", self.dir / "undo.jsonl"
+                        self.write(box)
+                        (disk / "full").write_bytes(bytes(4096 * (os.statvfs(disk).f_bavail - free)))
+                        out = self.clean(status=None)
+                        status = self.status
+                        (disk / "full").unlink()
+                        self.assertIn(status, (0, 2), out)
+                        said.add(self.err)
+                        self.assertEqual("cannot be written" in self.err or "Nothing was moved" in self.err, status == 2, self.err)
+                        self.assert_merged(box, report, may_stay=True)
+                        if self.undo.exists() and self.undo.stat().st_size:
+                            self.take_back(box, "a full disk")
+                    finally:
+                        subprocess.run(["umount", disk], check=True)
+                free += 1
+            self.assertGreater(len(said), 1, f"the disk never was full under the {what}: {said}, {free} pages")
 
     def test_values_of_every_type(self) -> None:
         guid = "{00062002-0000-0000-C000-000000000046}"

@@ -12,7 +12,7 @@ import unittest
 from collections.abc import Callable
 
 from browser import Browser, Keys
-from support import BIRTHDAY, BODY, COMPANY, HOME, MODIFIED, NICKNAME, SENT, SUBJECT, HostTest, contact, folder, inventory, items, mail, mailbox, settled
+from support import BIN, BIRTHDAY, BODY, COMPANY, HOME, MODIFIED, NICKNAME, ROOT, SENT, SUBJECT, HostTest, contact, folder, inventory, items, mail, mailbox, settled
 
 HOSTILE = "</script><script>alert(1)</script><!--\"'&<img src=http://example.org/x onerror=alert(2)></noscript>"
 BORN = "1980-05-06T00:00:00Z"
@@ -143,6 +143,8 @@ class Page(HostTest):
         self.write(PEOPLE)
         self.run_program(*SCAN[:3], "--keep", "first", *SCAN[5:], status=1)
         both = ("g0i1move", "g0i2move")
+        rows = self.page.read_text(encoding="utf-8").split("<noscript>")[1].split("</table>")[0]
+        self.assertEqual(dict(re.findall(r'row">([\w ]+).*<td>(.*)</td></tr>', rows))["Birthday"], "3", "which copy it comes from, without scripts")
         for what, clicks, chosen, moved, kept, holds in (
             ("nobody chose", both, 0, 0, 1, {NICKNAME: "Bob"}),
             ("the kept copy's", (*both, "g0c0v0"), 1, 2, 1, {NICKNAME: "Bob", BODY: "Met in Oslo", BIRTHDAY: BORN}),
@@ -162,7 +164,15 @@ class Page(HostTest):
                 for click in clicks:
                     page.click("#" + click)
                 self.assertIn(f", {chosen} chosen." if page.texts(".choice") else "moved", page.text("#summary"))
-                self.save()
+                decisions, said = self.save(), page.text("#summary")
+                page.run("document.querySelectorAll('.fold').forEach(one => { one.open = true; })")
+                page.until(lambda page=page: page.texts("#g4 td:last-child"), "the values")
+                self.assertEqual([text for text in page.texts("#g1 td:last-child") if text], ["1", "1", "2, not 1" if "g1c0v1" in clicks else "1, not 2"])
+                page.click(f"#g0i{2 - ('g0i1keep' in clicks)}keep")
+                page.find("#load").send_keys(str(self.dir / "decisions.json"))
+                page.accept_leaving()
+                page.until(lambda page=page: page.text("#status") == "Loaded decisions.json.", "the decisions that were saved")
+                self.assertEqual((page.text("#summary"), self.save()), (said, decisions), "loaded, and saved again")
                 if chosen:
                     self.assert_refused("clean", "--from", "decisions.json", "--merge", because="--merge=ask follows them")
                 self.assertEqual(self.clean("--merge=ask").count("would move: "), moved)
@@ -200,6 +210,37 @@ class Page(HostTest):
             out = self.clean("--merge=ask", *arguments, status=status)
             self.assertIn(moved, out)
             self.assertEqual(out.count("stays: another group completes the copy that is kept"), 1, out)
+
+    @unittest.skipUnless(BIN == ROOT / "build" / "release" / "bin", "./run builds there")
+    def test_files_are_cleaned_as_decided(self) -> None:
+        """./run as a whole: look, decide, clean, undo; one mail moves that the scan would have kept, and nothing else."""
+        mails = self.dir / "mails"
+        for name, subject in (("a.eml", "Boats"), ("b.eml", "Boats"), ("c.eml", "Rope"), ("d.eml", "Rope")):
+            mails.mkdir(exist_ok=True)
+            (mails / name).write_text(f"From: ann@example.org\nTo: bob@example.org\nSubject: {subject}\nDate: Mon, 4 Mar 2024 08:15:00 +0000\n\nHello.\n")
+
+        def run(*arguments: str) -> str:
+            done = subprocess.run([ROOT / "run", *arguments], cwd=self.dir, capture_output=True, text=True, timeout=600, check=False)
+            self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+            return done.stdout
+
+        def files() -> list[str]:
+            return sorted(str(path.relative_to(self.dir)) for path in self.dir.rglob("*.eml"))
+
+        before = files()
+        run("mails")
+        self.page = ROOT / "build" / "run" / "report.html"
+        page = self.open()
+        rope = next(n for n, title in enumerate(self.titles()) if title == "Rope")
+        page.click(f"#g{rope}i1keep")
+        page.click(f"#g{1 - rope}i1leave")
+        self.save()
+        self.assertIn("1 duplicate would be moved", run("--clean", "--from", "decisions.json", "mails"))
+        self.assertEqual(files(), before, "a dry run")
+        run("--clean", "--yes", "--from", "decisions.json", "mails")
+        self.assertEqual(files(), ["Duplicates/mails/c.eml", "mails/a.eml", "mails/b.eml", "mails/d.eml"])
+        run("--undo", str(next(self.dir.glob("*.journal"))))
+        self.assertEqual(files(), before)
 
     def test_what_is_not_as_the_page_wrote_it_is_refused_whole(self) -> None:
         self.open().click("#g4treat")
@@ -244,6 +285,12 @@ class Page(HostTest):
             ("no items", lambda file: file["groups"][0].pop("items"), "group 1: it is not as the page wrote it"),
             ("no identifier", lambda file: file["groups"][0]["items"][1].pop("storeId"), "group 1 (Minutes): item 2 (Minutes) is not as"),
         ]
+        # What the page itself refuses to load.
+        here = {"nothing is kept": "Group 1 of the file is not as", "two are kept": "Group 1 of the file", "no decision": "Group 1 of the file",
+                "an item of another group": "Group 1 of the file", "out of a protected folder": "Group 1 of the file", "an item less": "Group 1 of the file",
+                "a group less": "The file lacks groups", "a group twice": "Group 5 of the file", "another scan": "These decisions are of another scan",
+                "another version": "no file of decisions of this version", "a value of nobody": "Group 4 of the file", "of another property": "Group 4 of the file"}
+        summary = self.browser.text("#summary")
         for what, change, because in table:
             with self.subTest(what):
                 file = json.loads(json.dumps(decisions))
@@ -252,6 +299,10 @@ class Page(HostTest):
                 self.assert_refused("clean", "--from", "decisions.json", "--yes", because=because)
                 self.assertIn("nothing was moved", self.err)
                 self.assertEqual(self.box.read_bytes(), before)
+                if what in here:
+                    self.browser.find("#load").send_keys(str(self.dir / "decisions.json"))
+                    self.browser.until(lambda said=here[what]: said in self.browser.text("#status"), here[what])
+                    self.assertEqual(self.browser.text("#summary"), summary, "nothing was loaded")
         (self.dir / "decisions.json").write_text(json.dumps(decisions))
         box = json.loads(json.dumps(BOX))
         del box["stores"][0]["root"]["folders"][2]["items"][0]
