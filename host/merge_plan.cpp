@@ -22,6 +22,9 @@ class CMerge {
     /// shared: the attachments of the kept copy, which is the first, and all duplicates. row: the copy's.
     void Attachments(std::vector<TSharedAttachment> shared) { m_shared = std::move(shared); }
     void Settle(const TMergeCopy& copy, size_t row, bool allowLoss);
+    /// What a choice took out of the kept copy while this one, which goes, has it in a place of its own: it is lost
+    /// with this one now.
+    void SettleDisplaced(const TMergeCopy& copy, size_t row);
 
   private:
     void Settle(const TMergeCopy& copy, size_t row, TLoss& loss);
@@ -45,11 +48,13 @@ class CMerge {
     }
     void Take(const TItemValues& duplicate, size_t row, const TLoss& loss);
     void Unite(const TItemValues& duplicate, const std::string& name);
+    bool IsDisplaced(const TPlaces& places, const std::string& text) const;
 
     CItemReader& m_reader;
     const TDefinitions& m_definitions;
     TItemValues m_state;
     std::vector<TSharedAttachment> m_shared;
+    std::vector<TItemValue> m_displaced;  // numbers and addresses in whose place another was chosen
 };
 
 void Conflict(TLoss& loss, const std::string& why, bool isReplaceable) {
@@ -245,6 +250,8 @@ std::string CMerge::Replaced(const TItemValues& duplicate, const TLoss& loss) co
 // What the kept copy holds once this has gone into it.
 void CMerge::Take(const TItemValues& duplicate, size_t row, const TLoss& loss) {
     const TItemValue* const value = Find(duplicate, loss.id);
+    const TItemValue* const kept = Of(loss.id);
+    if (loss.merge == EMerge::Conflict && kept && PlacesOf(loss.id)) m_displaced.push_back(*kept);
     switch (loss.merge == EMerge::Conflict ? EMerge::Copy : loss.merge) {
         case EMerge::Copy:
             m_state.values[loss.id] = *value;
@@ -296,6 +303,7 @@ void CMerge::Unite(const TItemValues& duplicate, const std::string& name) {
 void CMerge::Settle(const TMergeCopy& copy, size_t row, bool allowLoss) {
     TItemValues before = m_state;
     std::vector<TSharedAttachment> attachmentsBefore = m_shared;
+    const size_t displacedBefore = m_displaced.size();
     // What one value brings, the next one of the same copy meets: two numbers do not go to one place. A conflict may be
     // none once the others are in.
     for (int turn = 0; turn < 2; ++turn) {
@@ -308,6 +316,33 @@ void CMerge::Settle(const TMergeCopy& copy, size_t row, bool allowLoss) {
     if (copy.mayMove && IsMergeable(*copy.losses, allowLoss)) return;
     m_state = std::move(before);
     m_shared = std::move(attachmentsBefore);
+    m_displaced.resize(displacedBefore);
+}
+
+bool CMerge::IsDisplaced(const TPlaces& places, const std::string& text) const {
+    return std::ranges::any_of(m_displaced,
+                               [&](const TItemValue& one) { return HasText(&one, text, places.method); }) &&
+           std::ranges::none_of(PlacesOfKind(places), [&](const std::string& place) {
+               return HasText(Of(place), text, places.method);
+           });
+}
+
+void CMerge::SettleDisplaced(const TMergeCopy& copy, size_t row) {
+    for (const auto& [name, value] : copy.values->values) {
+        const TPlaces* const places = PlacesOf(name);
+        if (!places || value.elements.empty() || !IsDisplaced(*places, value.elements.front())) continue;
+        auto loss = std::ranges::find(*copy.losses, name, &TLoss::id);
+        if (loss != copy.losses->end() && loss->merge != EMerge::Held) continue;
+        if (loss == copy.losses->end()) {
+            const TItemValue* const kept = Of(name);
+            copy.losses->push_back({m_reader.bookkeeping().Name(m_definitions.kind, name),
+                                    ShownValue(value, false), kept ? ShownValue(*kept, false) : std::string(),
+                                    name});
+            loss = std::prev(copy.losses->end());
+        }
+        Settle(copy, row, *loss);
+        if (IsTaken(*loss)) Take(*copy.values, row, *loss);
+    }
 }
 
 }  // namespace
@@ -352,6 +387,10 @@ void PlanMerge(CItemReader& reader, const TDefinitions& definitions, const TItem
     if (hasAttachments) merge.Attachments(SharedAttachments(reader.session(), reader.catalog(), items));
     for (size_t i = 0; i < copies.size(); ++i) {
         if (!copies[i].losses->empty()) merge.Settle(copies[i], i + 1, allowLoss);
+    }
+    for (size_t i = 0; i < copies.size(); ++i) {
+        if (copies[i].mayMove && IsMergeable(*copies[i].losses, allowLoss))
+            merge.SettleDisplaced(copies[i], i + 1);
     }
 }
 

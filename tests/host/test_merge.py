@@ -367,6 +367,37 @@ class Merge(HostTest):
             done = subprocess.run(command, capture_output=True, text=True, check=False)
             self.assertEqual((done.returncode, done.stderr.count("\n"), "iles are moved as they are" in done.stderr), (2, 1, True), done.stderr)
 
+    def test_what_a_choice_displaces_is_held_against_all_copies(self) -> None:
+        """A number that goes from its place for a chosen one may stand in another place of a copy that goes: that one is lost with it now."""
+        a, b, c, d = "111 2222", "333 4444", "555 6666", "777 8888"
+
+        def phones(*numbers: str) -> dict:
+            return {FAX: d, **dict(zip((OTHER, HOME), numbers, strict=False))}
+
+        def emails(*addresses: str) -> dict:
+            return {key: value for n, one in enumerate(addresses) for key, value in ((EMAILS[n], one), (SHOWN[n], one))}
+
+        for what, kept, others, merged, moved in (
+            ("the same copy", phones(a), [phones(b, a)], phones(b, a), 1),
+            ("a later copy", phones(a), [phones(b), phones(c, a)], phones(c, a), 2),
+            ("an earlier copy", phones(a), [{FAX: d, HOME: a}, phones(b)], phones(b, a), 2),
+            ("no copy", phones(a), [phones(b, c)], phones(b, c), 1),
+            ("no place is free", emails(a, c, d), [emails(b, a)], emails(a, c, d), 0),
+        ):
+            with self.subTest(what):
+                self.undo.unlink(missing_ok=True)
+                self.write(mailbox(folder(1, "People", "IPF.Contact", [contact(n + 1, "Hale", properties=one) for n, one in enumerate([kept, *others])])))
+                self.run_program("scan", "--keep", "first", "--format", "json", "--output", "r.json", status=1)
+                report = json.loads((self.dir / "r.json").read_text())
+                for one in report["groups"][0]["duplicates"]:
+                    for loss in one["losses"]:
+                        loss |= {"choice": "duplicate"} if loss["merge"] == "conflict" else {}
+                (self.dir / "r.json").write_text(json.dumps(report))
+                out = self.run_program("clean", "--from", "r.json", "--merge=ask", "--yes", "--undo-file", "undo.jsonl", status=0)
+                self.assertRegex(out, f"{moved} items? moved to ")
+                card = bared(items(self.read())[report["groups"][0]["keep"]["entryId"]])["properties"]
+                self.assertEqual({key: value for key, value in card.items() if key in (*PHONES, *EMAILS, *SHOWN)}, merged, out)
+
     def test_the_matrix_says_where_values_come_from(self) -> None:
         self.write(mailbox(folder(1, "People", "IPF.Contact", [
             contact(1, "Hale", properties={HOME: "111 2222"}), contact(2, "Voss", properties={"3A44001F": "Mae", HOME: "333 4444"}),
