@@ -28,7 +28,7 @@ EFound FoundOf(const std::string& name) {
     return static_cast<EFound>(found - std::begin(kFound));
 }
 
-enum class EDecision { TKeep, Move, Leave };
+enum class EDecision { Keep, Move, Leave };
 
 EDecision DecisionOf(const std::string& name) {
     static constexpr const char* kNames[] = {"keep", "move", "leave"};
@@ -84,7 +84,7 @@ std::optional<size_t> ReadChoice(const json& object, const TConflict& conflict,
     const size_t copy = CopyOf(object["choice"], decided.decisions.size());
     const auto value = std::ranges::find(conflict.values, copy, &TConflict::TValue::copy);
     if (value == conflict.values.end()) throw TWrong("is chosen of a copy that does not conflict");
-    if (decided.decisions[copy] == EDecision::TKeep) return copy;
+    if (decided.decisions[copy] == EDecision::Keep) return copy;
     if (decided.decisions[copy] == EDecision::Leave) throw TWrong("is chosen of a copy that does not move");
     if (!conflict.isReplaceable || value->text.empty())
         throw TWrong("can only be left as the kept copy has it");
@@ -139,7 +139,7 @@ TDecidedGroup ReadGroup(const json& object) {
             throw TWrong(NameOf("item", i, items[i]) + " is not as the page wrote it");
         }
     }
-    const auto kept = std::count(decided.decisions.begin(), decided.decisions.end(), EDecision::TKeep);
+    const auto kept = std::count(decided.decisions.begin(), decided.decisions.end(), EDecision::Keep);
     if (kept == 0) throw TWrong("nothing of it is kept");
     if (kept > 1) throw TWrong("more than one copy is to be the one that is kept");
     if (object.contains("conflicts")) ReadConflicts(object["conflicts"], decided);
@@ -155,7 +155,7 @@ TPlannedGroup PlannedFrom(const TPlan& plan, TDecidedGroup decided, std::string 
     for (size_t i = 0; i < decided.decisions.size(); ++i) {
         TPlannedItem& item = decided.group.items[i];
         item.fate = EFate::Move;
-        if (decided.decisions[i] == EDecision::TKeep) {
+        if (decided.decisions[i] == EDecision::Keep) {
             group.keep = std::move(item);
         } else if (decided.decisions[i] == EDecision::Move) {
             moving.emplace(i, group.duplicates.size());
