@@ -238,7 +238,8 @@ class Clean(HostTest):
                 self.assert_as_before(what, box)
         # The copy that is kept would stand among the duplicates.
         self.assertIn("is where it would be moved to", self.clean("--from", "r.json", "--to", "Inbox", status=2))
-        self.assert_as_before("moving to where the kept copies are", box)
+        self.assertIn("is in the folder already", self.run_program("clean", "--from", "r.json", "--to", "Old", status=None))
+        self.assert_as_before("moving to where copies are", box)
         for arguments, because in ((("--from", "r.json", "--protect", "Old"), "--protect belongs to the scan"),
                                    (("--undo", "undo.jsonl", "--to", "Old"), "--to does not go with it"),
                                    (("--to", "  "), "no name for a folder"), (("--to", "a\x1b[2J"), "no name for a folder")):
