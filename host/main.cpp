@@ -278,7 +278,10 @@ int RunClean(const TOptions& options) {
     if (options.scan.policy.allowLoss) AllowLoss(plan);
     plan.isMerging = !options.merge.empty();
     if (HasChoices(plan) && options.merge != kAsk)
-        throw TFailure("The file holds choices between values: --merge=ask follows them; nothing was moved.");
+        throw TFailure(
+            "The file holds choices between values: --merge=ask follows them, and mail files (./run) take "
+            "none; "
+            "nothing was moved.");
     TCleanOptions clean = options.clean;
     clean.mailbox = options.mailbox;
     const TMoved result = Clean(session, plan, clean, progress);
