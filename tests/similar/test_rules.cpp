@@ -17,7 +17,7 @@ std::vector<std::string> RuleLines() {
     std::ifstream file(QUORVEL_RULES);
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) lines.push_back(line);
-    EXPECT_FALSE(lines.empty()) << QUORVEL_RULES;
+    EXPECT_FALSE(lines.empty()) << "rules.txt cannot be read";
     return lines;
 }
 
