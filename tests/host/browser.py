@@ -29,6 +29,8 @@ class Browser:
         self.downloads = downloads
         self.driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
         self.driver.set_page_load_timeout(120)
+        # What a fold holds is made a moment after it is opened.
+        self.driver.implicitly_wait(10)
 
     def close(self) -> None:
         self.driver.quit()
@@ -94,7 +96,9 @@ class Browser:
         for old in self.downloads.glob("*.json"):
             old.unlink()
         self.click("#save")
-        self.until(lambda: list(self.downloads.glob("decisions*.json")), "a file of decisions")
+        # The browser holds the name with an empty file until the whole one takes its place.
+        self.until(lambda: [file for file in self.downloads.glob("decisions*.json") if file.stat().st_size != 0] and not list(self.downloads.glob("*.crdownload")),
+                   "a file of decisions")
         return next(self.downloads.glob("decisions*.json"))
 
     def complaints(self) -> list[str]:
