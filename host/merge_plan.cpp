@@ -1,7 +1,7 @@
 #include "host/merge_plan.h"
 
 #include <algorithm>
-#include <set>
+#include <map>
 
 #include "host/losses.h"
 #include "host/merge_rules.h"
@@ -332,7 +332,9 @@ void CMerge::SettleDisplaced(const TMergeCopy& copy, size_t row) {
         const TPlaces* const places = PlacesOf(name);
         if (!places || value.elements.empty() || !IsDisplaced(*places, value.elements.front())) continue;
         auto loss = std::ranges::find(*copy.losses, name, &TLoss::id);
-        if (loss != copy.losses->end() && loss->merge != EMerge::Held) continue;
+        // Somebody was asked about it, or it was brought in before the other one took its place.
+        if (loss != copy.losses->end() && (loss->merge == EMerge::Conflict || loss->choice == EChoice::Kept))
+            continue;
         if (loss == copy.losses->end()) {
             const TItemValue* const kept = Of(name);
             copy.losses->push_back({m_reader.bookkeeping().Name(m_definitions.kind, name),
@@ -374,7 +376,6 @@ bool IsMergeable(const std::vector<TLoss>& losses, bool allowLoss) {
 
 void PlanMerge(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,
                const TItemValues& kept, const std::vector<TMergeCopy>& copies, bool allowLoss) {
-    CMerge merge(reader, definitions, kept);
     const auto isAttachment = [](const TLoss& loss) {
         return loss.id.starts_with("attachment:") || loss.id.starts_with("photo:");
     };
@@ -384,14 +385,28 @@ void PlanMerge(CItemReader& reader, const TDefinitions& definitions, const TItem
         items.push_back(*copy.item);
         hasAttachments = hasAttachments || std::ranges::any_of(*copy.losses, isAttachment);
     }
-    if (hasAttachments) merge.Attachments(SharedAttachments(reader.session(), reader.catalog(), items));
-    for (size_t i = 0; i < copies.size(); ++i) {
-        if (!copies[i].losses->empty()) merge.Settle(copies[i], i + 1, allowLoss);
+    std::vector<TSharedAttachment> shared;
+    if (hasAttachments) shared = SharedAttachments(reader.session(), reader.catalog(), items);
+    // A copy that stays for what a choice displaced brings nothing: then the others are settled without it.
+    std::vector<TMergeCopy> going = copies;
+    std::map<size_t, std::vector<TLoss>> staying;
+    for (bool isSettled = false; !isSettled;) {
+        isSettled = true;
+        CMerge merge(reader, definitions, kept);
+        merge.Attachments(shared);
+        for (size_t i = 0; i < going.size(); ++i) {
+            if (!going[i].losses->empty()) merge.Settle(going[i], i + 1, allowLoss);
+        }
+        for (size_t i = 0; i < going.size(); ++i) {
+            if (!going[i].mayMove || !IsMergeable(*going[i].losses, allowLoss)) continue;
+            merge.SettleDisplaced(going[i], i + 1);
+            if (IsMergeable(*going[i].losses, allowLoss)) continue;
+            staying[i] = *going[i].losses;
+            going[i].mayMove = false;
+            isSettled = false;
+        }
     }
-    for (size_t i = 0; i < copies.size(); ++i) {
-        if (copies[i].mayMove && IsMergeable(*copies[i].losses, allowLoss))
-            merge.SettleDisplaced(copies[i], i + 1);
-    }
+    for (auto& [i, losses] : staying) *copies[i].losses = std::move(losses);
 }
 
 void PlanMergeOfTwo(CItemReader& reader, const TDefinitions& definitions, const TItem& keptItem,

@@ -381,6 +381,9 @@ class Merge(HostTest):
             ("the same copy", phones(a), [phones(b, a)], phones(b, a), 1),
             ("a later copy", phones(a), [phones(b), phones(c, a)], phones(c, a), 2),
             ("an earlier copy", phones(a), [{FAX: d, HOME: a}, phones(b)], phones(b, a), 2),
+            ("what another copy brought", {FAX: d, MOBILE: a}, [{FAX: d, MOBILE: b}, phones(c)], {FAX: d, MOBILE: a, OTHER: c}, 1),
+            ("one stays that another relied on", {FAX: d, MOBILE: a}, [{FAX: d, MOBILE: b, HOME: "999 0000"}, phones(c, "999 0000")],
+             {FAX: d, MOBILE: a, **phones(c, "999 0000")}, 1),
             ("no copy", phones(a), [phones(b, c)], phones(b, c), 1),
             ("no place is free", emails(a, c, d), [emails(b, a)], emails(a, c, d), 0),
         ):
