@@ -19,6 +19,8 @@
 #include "similar/CSimilarSearch.h"
 #include "store/sessions.h"
 
+using store::ComPtr;
+
 namespace {
 
 /// How often the k-th of many names is held: as in life, a few by thousands, most by one or two.

@@ -5,11 +5,13 @@
 #include "store/named_properties.h"
 #include "store/sessions.h"
 
+using store::ComPtr;
+
 namespace bench {
 
 ULONG AddressTag(mailbox::TStore& store, LONG id, ULONG type) {
     GUID set;
-    Str2GUID(kSetAddress, &set);
+    logging::Str2GUID(base::kSetAddress, &set);
     return PROP_TAG(type, store.names.FindOrAdd({set, true, id, L""}));
 }
 
@@ -20,7 +22,7 @@ FILETIME Day(unsigned long long day) {
 
 std::string HexOf(const std::string& bytes) {
     std::string text(2 * bytes.size() + 1, '\0');
-    BytesToHex(reinterpret_cast<const BYTE*>(bytes.data()), bytes.size(), text.data());
+    logging::BytesToHex(reinterpret_cast<const BYTE*>(bytes.data()), bytes.size(), text.data());
     text.pop_back();
     return text;
 }

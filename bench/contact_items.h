@@ -21,10 +21,10 @@ std::string AddContact(mailbox::CDatabase& database, mailbox::TFolder& folder,
 class COpener {
   public:
     COpener(IMAPISession* session, const std::string& storeId);
-    ComPtr<IMessage> Open(const std::string& id) const;
+    store::ComPtr<IMessage> Open(const std::string& id) const;
 
   private:
-    ComPtr<IMsgStore> m_store;
+    store::ComPtr<IMsgStore> m_store;
 };
 
 }  // namespace bench

@@ -24,6 +24,13 @@
 #include "mailbox/text.h"
 #include "store/sessions.h"
 
+using dupsearch::CDuplicateSearch;
+using dupsearch::TTreeStatistics;
+using logging::g_Log;
+using store::CMapiProvider;
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 /// Keeps the platform's functions in the program, from where the library binds them.
@@ -88,7 +95,7 @@ void ReadBare(const TShape& shape, const std::vector<TSource>& sources, const st
             Stop("an item does not open");
         ULONG count = 0;
         MapiBuffer<SPropValue> values;
-        message->GetProps(reinterpret_cast<SPropTagArray*>(tags.data()), 0, &count, Out(values));
+        message->GetProps(reinterpret_cast<SPropTagArray*>(tags.data()), 0, &count, store::Out(values));
         if (count != shape.bareTags.size()) Stop("an item does not give its values");
     }
 }

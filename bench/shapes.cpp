@@ -10,6 +10,8 @@
 #include "mailbox/platform_headers.h"
 #include "store/named_properties.h"
 
+using enum compare::EPropEx;
+
 namespace {
 
 using Random = std::mt19937;
@@ -249,7 +251,7 @@ constexpr LONG kTextNames[] = {0x8208, 0x8210, 0x8212};
 /// Mails with three named texts, all values distinct. Each store has the names in another order.
 void FillOneOfStores(mailbox::CDatabase& database, mailbox::TStore& store, unsigned n, unsigned seed) {
     GUID set;
-    Str2GUID(kSetAppointment, &set);
+    logging::Str2GUID(base::kSetAppointment, &set);
     Random random(seed);
     const auto order = Shuffled(n, random);
     const auto stores = static_cast<unsigned>(database.stores.size());
@@ -272,13 +274,13 @@ TComparyProp Compared(ULONG tag, unsigned nInterface = 0) {
     return {L"Key", L"Name", 0, tag, nullptr, 0, nullptr, PROP_TYPE(tag), nInterface, 1, cmExact, 0};
 }
 TComparyProp Derived(unsigned id, unsigned method) {
-    return {L"Key",  L"Name",       0, 0, kPrivateSet, static_cast<int>(id),
-            nullptr, PT_MV_UNICODE, 0, 1, method,      0};
+    return {L"Key", L"Name", 0,      0, base::kPrivateSet, static_cast<int>(id), nullptr, PT_MV_UNICODE,
+            0,      1,       method, 0};
 }
 
 TComparyProp Named(LONG id) {
-    return {L"Key",  L"Name",    0, 0, kSetAppointment, static_cast<int>(id),
-            nullptr, PT_UNICODE, 0, 1, cmExact,         0};
+    return {L"Key", L"Name", 0,       0, base::kSetAppointment, static_cast<int>(id), nullptr, PT_UNICODE,
+            0,      1,       cmExact, 0};
 }
 
 const std::vector<ULONG> kMailTags{PR_SUBJECT_W, PR_SENDER_NAME_W, PR_CLIENT_SUBMIT_TIME, PR_IMPORTANCE,

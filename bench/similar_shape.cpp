@@ -16,6 +16,8 @@
 #include "quorvel.h"
 #include "store/sessions.h"
 
+using store::ComPtr;
+
 namespace {
 
 const wchar_t* const kFirstNames[] = {L"Anna",  L"Ben",  L"Carla", L"David", L"Eva",   L"Felix",

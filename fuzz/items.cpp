@@ -15,6 +15,10 @@
 #include "store/named_properties.h"
 #include "store/resources.h"
 
+using enum compare::EPropEx;
+using store::CMapiProvider;
+using store::ComPtr;
+
 namespace fuzz {
 namespace {
 
@@ -44,17 +48,17 @@ const TComparyProp kDefinitions[] = {
     Tagged(PR_MESSAGE_SIZE),
     Tagged(PR_CONTENT_UNREAD),
     Tagged(PR_SEARCH_KEY),
-    Named(kSetAppointment, 0x820D, PT_SYSTIME, cmApntApproxStart),
-    Named(kSetAppointment, 0x820D, PT_SYSTIME, cmApntAlldaylikeStart),
-    Named(kSetAppointment, 0x8215, PT_BOOLEAN, cmExact, L"Appointment.AllDayEventLike"),
-    Named(kSetAppointment, 0x8223, PT_BOOLEAN),
-    Named(kSetAddress, 0x8083, PT_UNICODE),
-    Named(kPrivateSet, propexAnyAddress, PT_MV_UNICODE),
-    Named(kPrivateSet, propexAnyEmail, PT_MV_UNICODE),
-    Named(kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits),
-    Named(kPrivateSet, propexCompanyContact, PT_BOOLEAN),
-    Named(kPrivateSet, propexSenders, PT_MV_UNICODE),
-    Named(kPrivateSet, propexRecipients, PT_BINARY, cmRecipients),
+    Named(base::kSetAppointment, 0x820D, PT_SYSTIME, cmApntApproxStart),
+    Named(base::kSetAppointment, 0x820D, PT_SYSTIME, cmApntAlldaylikeStart),
+    Named(base::kSetAppointment, 0x8215, PT_BOOLEAN, cmExact, L"Appointment.AllDayEventLike"),
+    Named(base::kSetAppointment, 0x8223, PT_BOOLEAN),
+    Named(base::kSetAddress, 0x8083, PT_UNICODE),
+    Named(base::kPrivateSet, propexAnyAddress, PT_MV_UNICODE),
+    Named(base::kPrivateSet, propexAnyEmail, PT_MV_UNICODE),
+    Named(base::kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits),
+    Named(base::kPrivateSet, propexCompanyContact, PT_BOOLEAN),
+    Named(base::kPrivateSet, propexSenders, PT_MV_UNICODE),
+    Named(base::kPrivateSet, propexRecipients, PT_BINARY, cmRecipients),
 };
 constexpr ULONG kOtherTypes[] = {PT_I2,     PT_LONG,   PT_BOOLEAN,    PT_SYSTIME,   PT_STRING8, PT_UNICODE,
                                  PT_BINARY, PT_DOUBLE, PT_MV_UNICODE, PT_MV_BINARY, PT_ERROR,   PT_OBJECT};
@@ -236,11 +240,11 @@ void Items(const TCorpus& corpus, CChoices& choices) {
     if (items.empty()) return;
     CMapiProvider::Bind(GetModuleHandleW(nullptr));
     mailbox::Install(database);
-    mapi::Initialize(nullptr);
+    store::mapi::Initialize(nullptr);
     {
         ComPtr<IMAPISession> session;
-        Require(mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.GetAddressOf()) == S_OK, "no logon",
-                text);
+        Require(store::mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.GetAddressOf()) == S_OK,
+                "no logon", text);
         const TSearch search = AnySearch(choices);
         for (const TUse use : {Groups, Cells, Verdicts}) {
             const std::string once = use(session.Get(), search, items);
@@ -262,7 +266,7 @@ void Items(const TCorpus& corpus, CChoices& choices) {
         }
         session->Logoff(0, 0, 0);
     }
-    mapi::Uninitialize();
+    store::mapi::Uninitialize();
     mailbox::Install(nullptr);
     Require(mailbox::DescribeAlive().empty(), "the platform's objects and buffers still alive",
             mailbox::DescribeAlive());

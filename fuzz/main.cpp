@@ -12,6 +12,8 @@
 #include "fuzz/fuzz.h"
 #include "log/CLog.h"
 
+using logging::g_Log;
+
 namespace fuzz {
 namespace {
 

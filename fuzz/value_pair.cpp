@@ -11,6 +11,9 @@
 #include "fuzz/fuzz.h"
 #include "log/value_text.h"
 
+using compare::CHash;
+using compare::CTextHash;
+
 namespace fuzz {
 namespace {
 
@@ -108,7 +111,7 @@ bool IsSymmetric(ULONG type) {
 
 std::string TextOf(const SPropValue& value, size_t capacity, unsigned flags) {
     const std::unique_ptr<wchar_t[]> text(new wchar_t[capacity]);
-    PropValueText(&value, text.get(), capacity, flags);
+    logging::PropValueText(&value, text.get(), capacity, flags);
     const std::wstring_view shown(text.get(), wcsnlen(text.get(), capacity));
     return shown.size() < capacity ? std::string(shown.begin(), shown.end()) : "unterminated";
 }
@@ -125,19 +128,19 @@ void ValuePair(const TCorpus&, CChoices& choices) {
     const std::string input = "type " + std::to_string(type) + ", method " + std::to_string(method) + ": " +
                               TextOf(a, 4000, 1) + " and " + TextOf(b, 4000, 1);
 
-    const int order = PV_Compare(a.Value, b.Value, type, method),
-              back = PV_Compare(b.Value, a.Value, type, method);
+    const int order = compare::PV_Compare(a.Value, b.Value, type, method),
+              back = compare::PV_Compare(b.Value, a.Value, type, method);
     if (IsSymmetric(type)) Require((order == 0) == (back == 0), "equal one way only", input);
     static CTextHash texts;
     const CHash hashA = compare::HashValue(a, method, texts), hashB = compare::HashValue(b, method, texts);
     if (order == 0 && hashA && hashB) Require(hashA == hashB, "equal values of different hashes", input);
 
     ULONG size = 99;
-    const bool isEmpty = PV_IsEmpty(a.Value, type, &size) != 0;
+    const bool isEmpty = compare::PV_IsEmpty(a.Value, type, &size) != 0;
     Require(isEmpty == (size == 0), "emptiness and size do not agree", input);
     int shared = 9, sharedBack = 9;
-    if (PV_IsMVIntersects(a.Value, b.Value, type, method, &shared) == 0) {
-        PV_IsMVIntersects(b.Value, a.Value, type, method, &sharedBack);
+    if (compare::PV_IsMVIntersects(a.Value, b.Value, type, method, &shared) == 0) {
+        compare::PV_IsMVIntersects(b.Value, a.Value, type, method, &sharedBack);
         Require(shared == sharedBack, "shared one way only", input);
         const auto elements = [](const SPropValue& value) {
             return static_cast<int>(value.Value.MVszW.cValues);
@@ -146,8 +149,9 @@ void ValuePair(const TCorpus&, CChoices& choices) {
         for (int i = -1; i <= elements(a); ++i) {
             for (int j = -1; j <= elements(b); ++j) {
                 int element = 9;
-                if (PV_SubCompare(a.Value, i, b.Value, j, type, method, &element) == 0 && element == 0 &&
-                    i >= 0 && PV_IsSubEmpty(a.Value, i, type) && PV_IsSubEmpty(b.Value, j, type))
+                if (compare::PV_SubCompare(a.Value, i, b.Value, j, type, method, &element) == 0 &&
+                    element == 0 && i >= 0 && compare::PV_IsSubEmpty(a.Value, i, type) &&
+                    compare::PV_IsSubEmpty(b.Value, j, type))
                     found = true;
             }
         }

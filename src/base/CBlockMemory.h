@@ -9,6 +9,8 @@
 #include <memory_resource>
 #include <vector>
 
+namespace base {
+
 class CBlockMemory final : public std::pmr::memory_resource {
   public:
     CBlockMemory() = default;
@@ -57,3 +59,5 @@ class CBlockMemory final : public std::pmr::memory_resource {
     void* m_pFree = nullptr;
     size_t m_nLeft = 0;
 };
+
+}  // namespace base

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+namespace base {
+
 class CPoolMemory final : public std::pmr::memory_resource {
   public:
     CPoolMemory() = default;
@@ -55,3 +57,5 @@ class CPoolMemory final : public std::pmr::memory_resource {
     size_t m_nLeft = 0;  // of the last one
     std::array<TFree*, kMostPiece / kStep + 1> m_pFree{};
 };
+
+}  // namespace base

@@ -7,6 +7,8 @@
 
 #include "base/mapi_extra.h"
 
+namespace base {
+
 /// The library's own property set, whose entries name derived properties.
 inline constexpr char kPrivateSet[] = "{7A3C5E19-4B82-4D6F-9E15-3F8A2C6B7D40}";
 inline constexpr char kSetAddress[] = "{00062004-0000-0000-C000-000000000046}";
@@ -160,3 +162,5 @@ inline constexpr ULONG kPhoneTags[] = {
     PR_TTYTDD_PHONE_NUMBER_W,         // phoneTtytdd
 };
 static_assert(std::size(kPhoneTags) == kPhoneCount);
+
+}  // namespace base

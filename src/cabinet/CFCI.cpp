@@ -12,6 +12,8 @@
 
 #include "cabinet/fci_callbacks.h"
 
+namespace cabinet {
+
 namespace {
 
 constexpr ULONG kCabinetSize = 0x7FFFFFFF;
@@ -290,3 +292,5 @@ INT_PTR CFCI::GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* attrib
     }
     return Open(name, _O_RDONLY | _O_BINARY, 0, error);
 }
+
+}  // namespace cabinet

@@ -18,6 +18,8 @@
 #include <memory>
 #include <type_traits>
 
+namespace cabinet {
+
 class CFCI {
   public:
     CFCI();
@@ -107,3 +109,5 @@ class CFCI {
     decltype(&::FCIFlushFolder) m_pfnFlushFolder{};
     decltype(&::FCIDestroy) m_pfnDestroy{};
 };
+
+}  // namespace cabinet

@@ -5,6 +5,8 @@
 
 #include "cabinet/CFCI.h"
 
+namespace cabinet {
+
 namespace fci {
 namespace {
 CFCI& Writer(void* context) {
@@ -72,3 +74,5 @@ INT_PTR DIAMONDAPI GetOpenInfo(char* name, USHORT* date, USHORT* time, USHORT* a
 }
 
 }  // namespace fci
+
+}  // namespace cabinet

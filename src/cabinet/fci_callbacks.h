@@ -5,6 +5,8 @@
 #include <windows.h>
 #include <fci.h>
 
+namespace cabinet {
+
 namespace fci {
 FNFCIFILEPLACED(FilePlaced);
 FNFCIALLOC(Allocate);
@@ -20,3 +22,5 @@ FNFCIGETNEXTCABINET(GetNextCabinet);
 FNFCISTATUS(Status);
 FNFCIGETOPENINFO(GetOpenInfo);
 }  // namespace fci
+
+}  // namespace cabinet

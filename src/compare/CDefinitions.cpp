@@ -5,6 +5,8 @@
 #include "base/mapi_extra.h"
 #include "store/named_properties.h"
 
+namespace compare {
+
 namespace {
 
 template <typename Text, typename Char>
@@ -64,7 +66,7 @@ bool IsInSet(const TComparyProp& definition, const char* set) {
 }
 
 bool IsDerived(const TComparyProp& definition) {
-    return IsInSet(definition, kPrivateSet);
+    return IsInSet(definition, base::kPrivateSet);
 }
 
 const wchar_t* KeyOf(const TComparyProp& definition) {
@@ -74,3 +76,5 @@ const wchar_t* KeyOf(const TComparyProp& definition) {
 const wchar_t* NameOf(const TComparyProp& definition) {
     return base::OrEmpty(definition.lpszName);
 }
+
+}  // namespace compare

@@ -8,6 +8,8 @@
 
 #include "quorvel.h"
 
+namespace compare {
+
 class CDefinitions {
   public:
     CDefinitions() = default;
@@ -43,3 +45,5 @@ bool IsDerived(const TComparyProp& definition);
 /// The key and the name as they are printed.
 const wchar_t* KeyOf(const TComparyProp& definition);
 const wchar_t* NameOf(const TComparyProp& definition);
+
+}  // namespace compare

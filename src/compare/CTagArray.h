@@ -6,6 +6,8 @@
 
 #include "base/mapi_extra.h"
 
+namespace compare {
+
 class CTagArray {
   public:
     void Append(ULONG tag) {
@@ -26,3 +28,5 @@ class CTagArray {
   private:
     std::vector<ULONG> m_words{0};  // the count, then the tags
 };
+
+}  // namespace compare

@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+namespace compare {
+
 class CThreadLocale {
   public:
     explicit CThreadLocale(LCID locale) : m_before(GetThreadLocale()), m_bChanges(locale != m_before) {
@@ -19,3 +21,5 @@ class CThreadLocale {
     const LCID m_before;
     const bool m_bChanges;
 };
+
+}  // namespace compare

@@ -10,6 +10,14 @@
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
+namespace compare {
+
+using base::EName;
+using enum base::EName;
+using logging::CPlatformCalls;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr LONG kMinutesPerDay = 1440;
@@ -49,7 +57,7 @@ bool IsEmptyText(const SPropValue& value) {
 
 /// PR_SUBJECT of an item; *subject stays null when it has none. A failure is logged.
 HRESULT ReadSubject(IMessage* item, bool wide, CPlatformCalls& calls, MapiBuffer<SPropValue>* subject) {
-    HRESULT hr = store::GetPropValue(item, wide ? PR_SUBJECT_W : PR_SUBJECT_A, Out(*subject));
+    HRESULT hr = store::GetPropValue(item, wide ? PR_SUBJECT_W : PR_SUBJECT_A, store::Out(*subject));
     if (hr == MAPI_W_ERRORS_RETURNED) hr = S_OK;
     if (hr == S_OK && *subject && PROP_TYPE((*subject)->ulPropTag) == PT_ERROR) hr = (*subject)->Value.err;
     if (hr == MAPI_E_NOT_FOUND) subject->reset();
@@ -59,12 +67,12 @@ HRESULT ReadSubject(IMessage* item, bool wide, CPlatformCalls& calls, MapiBuffer
 
 }  // namespace
 
-HRESULT compare::AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag, CNames* names) {
+HRESULT AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag, CNames* names) {
     return AllDayEventLikeEx(item, allDayLike, askAllDayFlag, nullptr, names);
 }
 
-HRESULT compare::AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag,
-                                   CNames* names) {
+HRESULT AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag,
+                          CNames* names) {
     constexpr char lookupFailed[] = "Quorvel_GetIDsFromNames return 0x%x\n";
     constexpr char readFailed[] = "Quorvel_GetPropValue return 0x%x\n";
     CPlatformCalls calls("Appointment_AllDayEventLikeEx");
@@ -109,7 +117,7 @@ HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* resu
     int like = 0;
     if (allDayLike) {
         like = *allDayLike;
-    } else if (const HRESULT hr = compare::AllDayEventLike(item, &like, 1, names); hr != S_OK) {
+    } else if (const HRESULT hr = AllDayEventLike(item, &like, 1, names); hr != S_OK) {
         return hr;
     }
     if (!like) return S_OK;
@@ -125,7 +133,9 @@ HRESULT Appointment_IsBirthdayOrAnniversary(IMessage* item, bool wide, int* resu
     g_Log.Assert(isString, calls.tag, 0, "PROP_TYPE(Subject) == STRING");
     if (!isString) return -1;
     // A test alone writes nothing, and takes an empty or null subject.
-    *result = wide ? compare::NormalizeBirthdayOrAnnvrsrySubjectW(subject->Value.lpszW, 1)
-                   : compare::NormalizeBirthdayOrAnnvrsrySubject(subject->Value.lpszA, 1);
+    *result = wide ? NormalizeBirthdayOrAnnvrsrySubjectW(subject->Value.lpszW, 1)
+                   : NormalizeBirthdayOrAnnvrsrySubject(subject->Value.lpszA, 1);
     return S_OK;
 }
+
+}  // namespace compare

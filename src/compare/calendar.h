@@ -6,17 +6,17 @@
 
 #include "store/resources.h"
 
+namespace compare {
+
 class CNames;
 
 // The exports of the same names (quorvel.h documents them), without their frame. names: known of the item's
 // store, or null, here and below.
-namespace compare {
 HRESULT AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag, CNames* names = nullptr);
 HRESULT AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, int* allDayFlag,
                           CNames* names = nullptr);
 int NormalizeBirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly);
 int NormalizeBirthdayOrAnnvrsrySubject(char* subject, int testOnly);
-}  // namespace compare
 
 /// *result is 1 for an all-day-like item whose subject is that of a birthday or an anniversary, else 0.
 /// allDayLike and subject: what the caller knows already, or null; an error value counts as not known. wide
@@ -35,3 +35,5 @@ int Appointment_Normalize_AlldaylikeStart(FILETIME* start, bool forceYear, WORD*
 /// when the time does not convert or the day does not exist in that year. *oldYear is set whenever the year
 /// could be read.
 int FILETIME_SetYear(FILETIME* time, WORD year, WORD* oldYear);
+
+}  // namespace compare

@@ -5,6 +5,10 @@
 #include "log/CLog.h"
 #include "log/local_time.h"
 
+namespace compare {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr WORD kCanonicalYear = 1602;
@@ -19,7 +23,7 @@ bool Check(bool succeeded, const char* tag, EStep step) {
 
 bool ToLocalFields(const FILETIME& utc, SYSTEMTIME* fields, const char* tag) {
     FILETIME local;
-    return Check(FileTimeToLocalFileTimeFIX(&utc, &local), tag, stepToLocal) &&
+    return Check(logging::FileTimeToLocalFileTimeFIX(&utc, &local), tag, stepToLocal) &&
            Check(FileTimeToSystemTime(&local, fields), tag, stepToFields);
 }
 
@@ -37,7 +41,7 @@ bool StoreFromLocalFields(const SYSTEMTIME& fields, unsigned daysLater, FILETIME
         return false;
     }
     local = base::FromTicks(base::Ticks(local) + daysLater * base::kTicksPerDay);
-    if (!Check(LocalFileTimeToFileTimeFIX(&local, utc), tag, stepToUtc)) *utc = local;
+    if (!Check(logging::LocalFileTimeToFileTimeFIX(&local, utc), tag, stepToUtc)) *utc = local;
     return true;
 }
 
@@ -69,3 +73,5 @@ int FILETIME_SetYear(FILETIME* time, WORD year, WORD* oldYear) {
     st.wYear = year;
     return StoreFromLocalFields(st, 0, time, tag);
 }
+
+}  // namespace compare

@@ -9,6 +9,10 @@
 #include "compare/calendar.h"
 #include "log/CLog.h"
 
+namespace compare {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr std::wstring_view kSuffixes[] = {L"'s birthday", L"'s anniversary"};
@@ -46,7 +50,7 @@ std::vector<const wchar_t*> SortedWords(std::wstring& text) {
 
 }  // namespace
 
-int compare::NormalizeBirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly) {
+int NormalizeBirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly) {
     if (!subject) return 0;
     const size_t length = std::wcslen(subject);
     wchar_t* const suffix = FindSuffix(subject, length);
@@ -68,7 +72,7 @@ int compare::NormalizeBirthdayOrAnnvrsrySubjectW(wchar_t* subject, int testOnly)
     return 1;
 }
 
-int compare::NormalizeBirthdayOrAnnvrsrySubject(char* subject, int testOnly) {
+int NormalizeBirthdayOrAnnvrsrySubject(char* subject, int testOnly) {
     if (!subject || !*subject) return 0;
     const int bytes = static_cast<int>(std::strlen(subject)) + 1;
     std::vector<wchar_t> wide(static_cast<size_t>(bytes));
@@ -82,3 +86,5 @@ int compare::NormalizeBirthdayOrAnnvrsrySubject(char* subject, int testOnly) {
     std::strcpy(subject, narrow.data());
     return 1;
 }
+
+}  // namespace compare

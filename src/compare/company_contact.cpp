@@ -6,6 +6,12 @@
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
+namespace compare {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr char kTag[] = "QuorvelProps.ContactItem_CompanyContact";
@@ -16,14 +22,14 @@ enum class EText { Failed, Empty, Filled };
 /// that cannot be judged, unjudged.
 EText ReadName(IMessage* item, ULONG tag, HRESULT* error, HRESULT unjudged) {
     MapiBuffer<SPropValue> name;
-    const HRESULT hr = store::GetPropValue(item, tag, Out(name));
+    const HRESULT hr = store::GetPropValue(item, tag, store::Out(name));
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(kTag, "GetPropValue failed, error = 0x%x\n", static_cast<unsigned>(hr));
         *error = hr;
         return EText::Failed;
     }
     int empty = 0;
-    if (!compare::IsEmptyValue(name.get(), &empty, nullptr)) {
+    if (!IsEmptyValue(name.get(), &empty, nullptr)) {
         g_Log.Error(kTag, "Quorvel_IsEmptyValue failed");
         *error = unjudged;
         return EText::Failed;
@@ -73,3 +79,5 @@ HRESULT ContactItem_CompanyContact(IMessage* item, SPropValue** value) {
     *value = result.release();
     return S_OK;
 }
+
+}  // namespace compare

@@ -6,6 +6,15 @@
 #include "store/entry_id.h"
 #include "store/properties.h"
 
+namespace compare {
+
+using base::EName;
+using enum base::EName;
+using logging::CPlatformCalls;
+using logging::g_Log;
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 /// An entry without the property has an empty address.
@@ -20,7 +29,7 @@ HRESULT NewEmptyText(ULONG tag, MapiBuffer<SPropValue>* value) {
 HRESULT ReadSmtpAddress(IMAPIProp* entry, bool unicode, SPropValue** value) {
     const ULONG tag = unicode ? PR_SMTP_ADDRESS_W : PR_SMTP_ADDRESS_A;
     MapiBuffer<SPropValue> address;
-    HRESULT hr = store::GetPropValue(entry, tag, Out(address));
+    HRESULT hr = store::GetPropValue(entry, tag, store::Out(address));
     if (!store::IsReadSuccess(hr)) return hr;
     if (PROP_TYPE(address->ulPropTag) == PT_ERROR) {
         if (address->Value.err != MAPI_E_NOT_FOUND) return address->Value.err;
@@ -57,11 +66,11 @@ HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bo
                               SPropValue** value, CNames* names) {
     CPlatformCalls calls("QuorvelProps.ContactItem_SmtpEmail");
     *value = nullptr;
-    const bool known = index >= 1 && index <= static_cast<int>(std::size(kEmailEntryIds));
+    const bool known = index >= 1 && index <= static_cast<int>(std::size(base::kEmailEntryIds));
     g_Log.Assert(known, calls.tag, 1180, nullptr);
     if (!known) return -1;
 
-    const CNamedValues identifier(item, {&kEmailEntryIds[index - 1], 1}, names);
+    const CNamedValues identifier(item, {&base::kEmailEntryIds[index - 1], 1}, names);
     if (!calls(identifier.Lookup(), "GetPropValue(EmailEntryID) return 0x%x\n") ||
         !calls(identifier.Read(), "GetPropValue(EmailEntryID) return 0x%x\n") ||
         !calls(identifier.Error(0), "PropValue(EmailEntryID)->Value.err = 0x%x\n") || !identifier.Find(0)) {
@@ -77,7 +86,7 @@ HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bo
                                      MAPI_BEST_ACCESS, &objectType, entry.GetAddressOf());
     if (hr == S_OK && !entry) hr = MAPI_E_CALL_FAILED;
     if (hr != S_OK) {
-        const MapiBuffer<char> text = EntryIdToText(entryId.lpb, entryId.cb);
+        const MapiBuffer<char> text = store::EntryIdToText(entryId.lpb, entryId.cb);
         g_Log.Error(calls.tag, "lpADRBook->OpenEntry return 0x%x, EntryID=\"%s\"\n",
                     static_cast<unsigned>(hr), text ? text.get() : "");
         return hr;
@@ -85,3 +94,5 @@ HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bo
     // Without an interface asked for, the entry comes as its type's own, which reads properties.
     return ReadSmtpAddress(static_cast<IMAPIProp*>(entry.Get()), unicode, value);
 }
+
+}  // namespace compare

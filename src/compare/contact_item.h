@@ -4,6 +4,8 @@
 
 #include "store/resources.h"
 
+namespace compare {
+
 class CNames;
 
 /// *has is 1 when the contact's "crmid" holds a text, else 0. A contact without it is no failure.
@@ -16,3 +18,5 @@ HRESULT ContactItem_HasCrmId(IMessage* item, int* has, CNames* names = nullptr);
 /// then.
 HRESULT ContactItem_SmtpEmail(IAddrBook* addrBook, IMessage* item, int index, bool unicode,
                               SPropValue** value, CNames* names = nullptr);
+
+}  // namespace compare

@@ -11,6 +11,13 @@
 #include "store/sessions.h"
 #include "store/streams.h"
 
+namespace compare {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 /// The item's entry-identifier text for a message; empty when it cannot be read.
@@ -25,7 +32,7 @@ class CEntryIdOf {
 
 }  // namespace
 
-HRESULT compare::CountProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
+HRESULT CountProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
     constexpr char tag[] = "Quorvel_CountProps";
     *filled = 0;
     if (!tags) return -1;
@@ -45,7 +52,7 @@ HRESULT compare::CountProps(IMessage* item, SPropTagArray* tags, long* filled, U
     return hr;
 }
 
-HRESULT compare::CountStreamProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
+HRESULT CountStreamProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes) {
     *filled = 0;
     if (!tags) return -1;
     HRESULT hr = S_OK;
@@ -71,7 +78,7 @@ struct TStreamSide {
     const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(bytes); }
 
     HRESULT Open(IMessage* item, ULONG tag) {
-        const HRESULT hr = item->OpenProperty(tag, &IID_IStream, 0, 0, OutUnknown(stream));
+        const HRESULT hr = item->OpenProperty(tag, &IID_IStream, 0, 0, store::OutUnknown(stream));
         if (hr != S_OK) stream.Reset();
         return hr == MAPI_E_NOT_FOUND ? S_OK : hr;
     }
@@ -101,8 +108,8 @@ int CompareChunkBytes(const TStreamSide& a, const TStreamSide& b) {
 
 // 8-bit texts are compared byte for byte like any other stream; only wide ones are compared without regard to
 // case.
-HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG tag2, long* result,
-                                   bool* compared) {
+HRESULT CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG tag2, long* result,
+                          bool* compared) {
     CPlatformCalls calls("Quorvel_CompareStreamProp");
     const ULONG type = PROP_TYPE(tag1);
     *compared = false;
@@ -140,7 +147,7 @@ HRESULT compare::CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2,
 
 // Block by block, as they are compared. A comparison ends where one of the streams does, and a block of the other
 // may be equal to none at all there: a stream with such a block equals some that are not equal to each other.
-CHash compare::HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
+CHash HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
     const ULONG type = PROP_TYPE(tag);
     TStreamSide side;
     if (side.Open(item, tag) != S_OK || side.Read() != S_OK || side.StartsEmpty(type)) return std::nullopt;
@@ -160,3 +167,5 @@ CHash compare::HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
     }
     return hash;
 }
+
+}  // namespace compare

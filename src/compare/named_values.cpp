@@ -4,14 +4,20 @@
 #include "log/identifier_text.h"
 #include "store/properties.h"
 
+namespace compare {
+
+using base::EName;
+using base::TName;
+using store::MapiBuffer;
+
 HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags) {
     constexpr size_t kMost = CNamedValues::kMost;
     GUID sets[kMost];
     MAPINAMEID ids[kMost] = {};
     MAPINAMEID* list[kMost];
     for (size_t i = 0; i < names.size(); ++i) {
-        const TName& name = kNameTable[names[i]];
-        if (!Str2GUID(name.set, &sets[i])) return MAPI_E_INVALID_PARAMETER;
+        const TName& name = base::kNameTable[names[i]];
+        if (!logging::Str2GUID(name.set, &sets[i])) return MAPI_E_INVALID_PARAMETER;
         ids[i].lpguid = &sets[i];
         ids[i].ulKind = name.text ? MNID_STRING : MNID_ID;
         if (name.text) {
@@ -28,7 +34,7 @@ HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags) 
     if (!store::IsReadSuccess(hr)) return hr;
     for (size_t i = 0; i < names.size(); ++i) {
         const ULONG tag = found->aulPropTag[i];
-        if (PROP_TYPE(tag) != PT_ERROR) tags[i] = PROP_TAG(kNameTable[names[i]].type, PROP_ID(tag));
+        if (PROP_TYPE(tag) != PT_ERROR) tags[i] = PROP_TAG(base::kNameTable[names[i]].type, PROP_ID(tag));
     }
     return S_OK;
 }
@@ -53,7 +59,7 @@ HRESULT CNamedValues::ReadAll(IMAPIProp* item) {
 
     ULONG count = 0;
     const HRESULT hr =
-        store::GetPropValues(item, reinterpret_cast<SPropTagArray*>(&wanted), &count, Out(m_values));
+        store::GetPropValues(item, reinterpret_cast<SPropTagArray*>(&wanted), &count, store::Out(m_values));
     if (!store::IsReadSuccess(hr)) return hr;
     for (ULONG k = 0; m_values && k < count && k < wanted.cValues; ++k)
         m_found[places[k]] = &m_values.get()[k];
@@ -71,3 +77,5 @@ const SPropValue* CNamedValues::Find(size_t i) const {
     const SPropValue* value = m_found[i];
     return value && PROP_TYPE(value->ulPropTag) == PROP_TYPE(m_tags[i]) ? value : nullptr;
 }
+
+}  // namespace compare

@@ -9,27 +9,29 @@
 #include "base/names.h"
 #include "store/resources.h"
 
+namespace compare {
+
 /// Whoever knows the tags that names have in one store.
 class CNames {
   public:
     virtual ~CNames() = default;
     /// The tags with the names' types; 0 where the store never held the name. The platform's result on failure.
-    virtual HRESULT LookUp(IMAPIProp* item, std::span<const EName> names, ULONG* tags) = 0;
+    virtual HRESULT LookUp(IMAPIProp* item, std::span<const base::EName> names, ULONG* tags) = 0;
     /// The tag of a name that was looked up; 0 for one that is not known.
-    virtual ULONG Find(EName name) const = 0;
+    virtual ULONG Find(base::EName name) const = 0;
 };
 
 /// Asks the item itself, all names in one request.
-HRESULT AskForNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags);
+HRESULT AskForNames(IMAPIProp* item, std::span<const base::EName> names, ULONG* tags);
 /// Asks the one who knows, or the item where nobody does.
-HRESULT LookUpNames(IMAPIProp* item, std::span<const EName> names, ULONG* tags, CNames* known);
+HRESULT LookUpNames(IMAPIProp* item, std::span<const base::EName> names, ULONG* tags, CNames* known);
 
 class CNamedValues {
   public:
     static constexpr size_t kMost = 4;
 
     /// At most kMost names. known: of the item's store, or null.
-    CNamedValues(IMAPIProp* item, std::span<const EName> names, CNames* known);
+    CNamedValues(IMAPIProp* item, std::span<const base::EName> names, CNames* known);
 
     /// Result of the look-up of the names; the values are read only after S_OK.
     HRESULT Lookup() const { return m_lookup; }
@@ -49,7 +51,9 @@ class CNamedValues {
 
     ULONG m_tags[kMost] = {};               // 0: never held
     const SPropValue* m_found[kMost] = {};  // into m_values; null: not read
-    MapiBuffer<SPropValue> m_values;
+    store::MapiBuffer<SPropValue> m_values;
     HRESULT m_lookup;
     HRESULT m_read;
 };
+
+}  // namespace compare

@@ -11,6 +11,13 @@
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
+namespace compare {
+
+using base::EName;
+using logging::CPlatformCalls;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr ULONG kSenderTags[kSenderKinds] = {PR_SENT_REPRESENTING_NAME_W,
@@ -52,9 +59,9 @@ struct TTextSources {
     std::span<const EName> names;
 };
 constexpr TTextSources kTextSources[] = {
-    {propexAnyAddress, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses", {}, kPostalAddresses},
-    {propexAnyEmail, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", {}, kEmails},
-    {propexAnyPhone, kIdAnyPhone, "QuorvelProps.ContactItem_Phones", kPhoneTags, {}},
+    {propexAnyAddress, kIdAnyAddress, "QuorvelProps.ContactItem_Addresses", {}, base::kPostalAddresses},
+    {propexAnyEmail, kIdAnyEmail, "QuorvelProps.ContactItem_Emails", {}, base::kEmails},
+    {propexAnyPhone, kIdAnyPhone, "QuorvelProps.ContactItem_Phones", base::kPhoneTags, {}},
     {propexSenders, kIdSenders, "MailItem_Senders", kSenderTags, {}},
 };
 
@@ -96,7 +103,7 @@ HRESULT ReadTexts(IMessage* item, unsigned propex, bool unicode, SPropValue** va
 
     MapiBuffer<SPropValue> together;
     ULONG elements[kPhoneKinds] = {};
-    const HRESULT hr = store::GetPropValuesInOneMValue(item, wanted.List(), Out(together), elements);
+    const HRESULT hr = store::GetPropValuesInOneMValue(item, wanted.List(), store::Out(together), elements);
     if (!store::IsReadSuccess(hr)) return hr;
     if (!together) return NewNotFound(sources.id, sources.logTag, value);
 
@@ -111,7 +118,7 @@ HRESULT ReadTexts(IMessage* item, unsigned propex, bool unicode, SPropValue** va
 }  // namespace
 
 HRESULT AllocateValue(size_t bytes, MapiBuffer<SPropValue>* value) {
-    const HRESULT hr = Allocate(bytes, *value);
+    const HRESULT hr = store::Allocate(bytes, *value);
     if (hr == S_OK) std::memset(value->get(), 0, bytes);
     return hr;
 }
@@ -145,3 +152,5 @@ bool AppendTextTags(unsigned propex, const CNames& names, CTagArray& tags) {
     for (const EName name : sources.names) tags.Append(names.Find(name));
     return true;
 }
+
+}  // namespace compare

@@ -15,6 +15,8 @@
 #include "base/names.h"
 #include "store/resources.h"
 
+namespace compare {
+
 class CNames;
 class CTagArray;
 
@@ -28,7 +30,7 @@ enum EPropEx : unsigned {
 };
 inline constexpr unsigned kAddressKinds = 3;
 inline constexpr unsigned kEmailKinds = 3;
-inline constexpr unsigned kPhoneKinds = kPhoneCount;
+inline constexpr unsigned kPhoneKinds = base::kPhoneCount;
 inline constexpr unsigned kSenderKinds = 4;
 
 /// Display name; "unknown" and an error line for any other id.
@@ -71,3 +73,5 @@ bool AppendTextTags(unsigned propex, const CNames& names, CTagArray& tags);
 /// general form. verbose puts the type's label in front. Returns buffer, terminated; capacity in characters.
 wchar_t* PropValueToText(const SPropValue* value, wchar_t* buffer, size_t capacity, unsigned propex,
                          bool verbose);
+
+}  // namespace compare

@@ -7,6 +7,10 @@
 #include "log/CLog.h"
 #include "log/value_text.h"
 
+namespace compare {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr const wchar_t* kNames[] = {L"Contact.AnyAddress",     L"Contact.AnyEmail", L"Contact.AnyPhone",
@@ -61,7 +65,9 @@ wchar_t* PropValueToText(const SPropValue* value, wchar_t* buffer, size_t capaci
                          bool verbose) {
     const bool recipients = propex == propexRecipients && value && PROP_TYPE(value->ulPropTag) == PT_BINARY &&
                             value->Value.bin.cb >= sizeof(TRecipientList);
-    if (!recipients) return PropValueText(value, buffer, capacity, verbose ? 1 : 0);
+    if (!recipients) return logging::PropValueText(value, buffer, capacity, verbose ? 1 : 0);
     return RecipientsToText(reinterpret_cast<const TRecipientList*>(value->Value.bin.lpb), buffer, capacity,
                             verbose);
 }
+
+}  // namespace compare

@@ -12,6 +12,15 @@
 #include "log/CPlatformCalls.h"
 #include "store/checked_calls.h"
 
+namespace compare {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+using store::ComPtr;
+using store::CTagList;
+using store::MapiBuffer;
+using store::RowSet;
+
 namespace {
 
 constexpr char kTag[] = "MailItem_Recipients";
@@ -152,3 +161,5 @@ HRESULT MailItem_Recipients(IMessage* item, SPropValue** value) {
     *value = block.release();
     return S_OK;
 }
+
+}  // namespace compare

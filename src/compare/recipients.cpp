@@ -15,6 +15,10 @@
 #include "compare/string_compare.h"
 #include "log/CLog.h"
 
+namespace compare {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr size_t kLoggedCharacters = 512;
@@ -240,3 +244,5 @@ wchar_t* RecipientsToText(const TRecipientList* list, wchar_t* buffer, size_t ca
     }
     return buffer;
 }
+
+}  // namespace compare

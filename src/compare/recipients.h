@@ -7,6 +7,8 @@
 
 #include <windows.h>
 
+namespace compare {
+
 struct TMessageRecipient {
     wchar_t* name;   // never null once built
     wchar_t* email;  // never null once built
@@ -37,3 +39,5 @@ int CompareRecipientLists(TRecipientList* a, TRecipientList* b);
 /// Text form for the log: as many whole recipients as fit into capacity characters. verbose names the
 /// record's type. Returns buffer, terminated.
 wchar_t* RecipientsToText(const TRecipientList* list, wchar_t* buffer, size_t capacity, bool verbose);
+
+}  // namespace compare

@@ -6,6 +6,8 @@
 #include <cwchar>
 #include <string>
 
+namespace compare {
+
 namespace {
 
 constexpr wchar_t kFirstBeyondAscii = 0x80;
@@ -32,7 +34,7 @@ size_t AppendSystemKey(const wchar_t* text, std::vector<unsigned char>& arena) {
 
 /// Whether what seems to be the end of the weights is one of them: behind the end are others or an end again.
 bool IsBroken(const unsigned char* begin, const unsigned char* end) {
-    const auto* const mark = std::find(begin, end, compare::kEndOfWeights);
+    const auto* const mark = std::find(begin, end, kEndOfWeights);
     return end - mark > 1 && mark[1] == 0;
 }
 
@@ -80,7 +82,7 @@ std::wstring WithoutBrokenKeys(const wchar_t* text) {
 
 }  // namespace
 
-size_t compare::AppendSortKey(const wchar_t* text, std::vector<unsigned char>& arena) {
+size_t AppendSortKey(const wchar_t* text, std::vector<unsigned char>& arena) {
     const size_t begin = arena.size();
     size_t size = AppendSystemKey(text, arena);
     const auto isBroken = [&] { return IsBroken(arena.data() + begin, arena.data() + begin + size); };
@@ -91,3 +93,5 @@ size_t compare::AppendSortKey(const wchar_t* text, std::vector<unsigned char>& a
     arena.resize(begin);
     return 0;
 }
+
+}  // namespace compare

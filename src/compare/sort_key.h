@@ -12,10 +12,12 @@
 #include <vector>
 
 namespace compare {
+
 /// Appends the key of a text to arena and returns its size in bytes. 0, and arena as it was, when there is none:
 /// compare the texts themselves then.
 size_t AppendSortKey(const wchar_t* text, std::vector<unsigned char>& arena);
 
 /// Where the weights of the letters end in a key.
 inline constexpr unsigned char kEndOfWeights = 1;
+
 }  // namespace compare

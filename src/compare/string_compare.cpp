@@ -11,6 +11,10 @@
 #include "base/ticks.h"
 #include "log/CLog.h"
 
+namespace compare {
+
+using logging::g_Log;
+
 namespace {
 
 // Last time differences, in whole seconds, that still count as equal.
@@ -37,7 +41,7 @@ const Char* LastDigits(const Char* text, Char* buffer, int n) {
 
 template <typename Char>
 const Char* DigitsOrWhole(const Char* text, Char* buffer) {
-    const Char* digits = LastDigits(text, buffer, compare::kComparedDigits);
+    const Char* digits = LastDigits(text, buffer, kComparedDigits);
     return *digits ? digits : text;
 }
 
@@ -47,7 +51,7 @@ int CompareTexts(const Char* a, const Char* b, ECompareMethod method, const char
     if (!a) a = kEmpty;
     if (!b) b = kEmpty;
     if (method == cmLast7Digits) {
-        Char digitsA[compare::kComparedDigits + 1], digitsB[compare::kComparedDigits + 1];
+        Char digitsA[kComparedDigits + 1], digitsB[kComparedDigits + 1];
         return SystemCompare(DigitsOrWhole(a, digitsA), DigitsOrWhole(b, digitsB));
     }
     g_Log.Assert(method == cmExact, tag, 29, nullptr);
@@ -85,7 +89,7 @@ int CompareDayAndMonth(const FILETIME& ft1, const FILETIME& ft2) {
     if (std::abs(st1.wYear - st2.wYear) <= 2) return 0;
 
     SYSTEMTIME now;
-    compare::g_localClock(&now);
+    g_localClock(&now);
     const bool placeholder =
         IsPlaceholderOf(st1.wYear, st2.wYear, now.wYear) || IsPlaceholderOf(st2.wYear, st1.wYear, now.wYear);
     return placeholder ? 0 : order;
@@ -120,13 +124,11 @@ wchar_t LowerOf(wchar_t character) {
 
 }  // namespace
 
-namespace compare {
 void (*g_localClock)(SYSTEMTIME* now) = [](SYSTEMTIME* now) { GetLocalTime(now); };
 
 const wchar_t* ComparedText(const wchar_t* text, ECompareMethod method, wchar_t* buffer) {
     return method == cmLast7Digits ? DigitsOrWhole(text, buffer) : text;
 }
-}  // namespace compare
 
 int LPCSTR_Compare(const char* a, const char* b, ECompareMethod method) {
     return CompareTexts(a, b, method, "LPCSTR_Compare");
@@ -173,3 +175,5 @@ const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle) no
     const wchar_t* found = std::wcsstr(lowHaystack.Text(), lowNeedle.Text());
     return found ? haystack + (found - lowHaystack.Text()) : nullptr;
 }
+
+}  // namespace compare

@@ -10,6 +10,8 @@
 
 #include "quorvel.h"
 
+namespace compare {
+
 /// The system's comparison of texts: without regard to case, by the user's locale. A null text counts as
 /// empty. cmLast7Digits compares the last seven decimal digits of each text; a text without a digit stands
 /// for itself.
@@ -32,7 +34,6 @@ const wchar_t* ExtractLastDigits(const wchar_t* text, wchar_t* buffer, int n);
 /// changed in place by what it finds, one after the other.
 const wchar_t* FindTextNoCase(const wchar_t* haystack, const wchar_t* needle) noexcept;
 
-namespace compare {
 /// What cmDayAndMonth takes for the current local time: the system's clock, unless a test sets its own.
 extern void (*g_localClock)(SYSTEMTIME* now);
 
@@ -40,4 +41,5 @@ inline constexpr int kComparedDigits = 7;
 /// What cmExact and cmLast7Digits compare of a text: the text, or under the latter its last digits where it has
 /// any. buffer holds kComparedDigits + 1 characters.
 const wchar_t* ComparedText(const wchar_t* text, ECompareMethod method, wchar_t* buffer);
+
 }  // namespace compare

@@ -10,6 +10,8 @@
 #include "compare/sort_key.h"
 #include "compare/string_compare.h"
 
+namespace compare {
+
 namespace {
 
 constexpr uint8_t kAscii = 128;  // how many ASCII characters there are
@@ -153,8 +155,8 @@ bool CTextHash::IsHashedAlike(const std::vector<wchar_t>& text) {
 
 std::optional<std::span<const unsigned char>> CTextHash::WeightsByKey(const wchar_t* text) {
     m_key.clear();
-    if (compare::AppendSortKey(text, m_key) == 0) return std::nullopt;
-    return std::span(m_key.begin(), std::find(m_key.begin(), m_key.end(), compare::kEndOfWeights));
+    if (AppendSortKey(text, m_key) == 0) return std::nullopt;
+    return std::span(m_key.begin(), std::find(m_key.begin(), m_key.end(), kEndOfWeights));
 }
 
 CHash CTextHash::HashByKey(const wchar_t* text) {
@@ -180,10 +182,12 @@ CHash CTextHash::HashByCharacters(const wchar_t* text) const {
 
 CHash CTextHash::Hash(const wchar_t* text, ECompareMethod method) {
     if (!text) text = L"";
-    wchar_t digits[compare::kComparedDigits + 1];
-    text = compare::ComparedText(text, method, digits);
+    wchar_t digits[kComparedDigits + 1];
+    text = ComparedText(text, method, digits);
     if (m_weights.bWeights) {
         if (const auto hash = HashByCharacters(text)) return hash;
     }
     return HashByKey(text);
 }
+
+}  // namespace compare

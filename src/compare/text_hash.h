@@ -17,6 +17,8 @@
 
 #include "quorvel.h"
 
+namespace compare {
+
 /// A hash or none, as an optional number is. Of eight bytes: it travels in a register.
 class CHash {
   public:
@@ -63,3 +65,5 @@ class CTextHash {
     const TWeights& m_weights;         // of the locale
     std::vector<unsigned char> m_key;  // the last one made
 };
+
+}  // namespace compare

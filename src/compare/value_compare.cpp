@@ -8,6 +8,10 @@
 #include "compare/string_compare.h"
 #include "log/CLog.h"
 
+namespace compare {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr char kTag[] = "_PV_Compare";
@@ -286,3 +290,5 @@ int PV_IsSubEmpty(const _PV& mv, int index, ULONG propType) {
     g_Log.Assert(IsElement(mv, index), "_PV_IsSubEmpty", 712, nullptr);
     return IsElement(mv, index) && HasText(mv, static_cast<ULONG>(index), propType);
 }
+
+}  // namespace compare

@@ -19,6 +19,8 @@
 
 #include "quorvel.h"
 
+namespace compare {
+
 /// Typed comparison of two values of the type in ulPropTag's low 16 bits.
 int PV_Compare(const _PV& value1, const _PV& value2, ULONG ulPropTag, ECompareMethod method);
 /// Compares element index1 of one multi-valued string with element index2 of another: 0 and *result, or -1
@@ -36,7 +38,6 @@ int PV_IsSubEmpty(const _PV& mv, int index, ULONG propType);
 int PV_IsEmpty(const _PV& value, ULONG propType, ULONG* size);
 
 // The exports of the same names (quorvel.h documents them), without their frame.
-namespace compare {
 int ComparePropValues(const SPropValue* pv1, const SPropValue* pv2, long* result, ECompareMethod method);
 int IsEmptyValue(const SPropValue* pv, int* empty, ULONG* size);
 long IsMVPropsIntersects(const SPropValue* pv1, const SPropValue* pv2, int* intersects,
@@ -50,4 +51,5 @@ HRESULT CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG ta
 inline HRESULT CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, long* result, bool* compared) {
     return CompareStreamProp(item1, tag, item2, tag, result, compared);
 }
+
 }  // namespace compare

@@ -4,13 +4,15 @@
 
 #include "base/ticks.h"
 
+namespace compare {
+
 namespace {
 
 // The comparison of numbers takes a difference that wraps: within these bounds it cannot.
 constexpr LONG kLargestNumber = 0x3FFFFFFF;
 
 CHash HashTextValue(const _PV& value, ECompareMethod method, CTextHash& texts) {
-    return compare::HashText(value.lpszW, method, texts);
+    return HashText(value.lpszW, method, texts);
 }
 
 CHash HashTime(const _PV& value, ECompareMethod method, CTextHash&) {
@@ -44,15 +46,17 @@ constexpr THashRule kRules[] = {{PT_UNICODE, HashTextValue},
 
 }  // namespace
 
-CHash compare::HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts) {
+CHash HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts) {
     // Other methods are asserted by each comparison.
     if (method != cmExact && method != cmLast7Digits) return std::nullopt;
     return texts.Hash(text, method);
 }
 
-CHash compare::HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts) {
+CHash HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts) {
     for (const THashRule& rule : kRules) {
         if (rule.type == PROP_TYPE(value.ulPropTag)) return rule.hash(value.Value, method, texts);
     }
     return std::nullopt;
 }
+
+}  // namespace compare

@@ -4,6 +4,7 @@
 #include "compare/text_hash.h"
 
 namespace compare {
+
 /// Values of one type that ComparePropValues finds equal under the method have the same hash. None for a
 /// value whose equals no hash can tell: of a type or method under which comparisons are tolerant, contradict
 /// each other or write lines.
@@ -15,4 +16,5 @@ CHash HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts);
 /// Streams that CompareStreamProp finds equal have the same hash. None where a comparison would come to no result
 /// or write a line. Reads the whole stream and writes nothing.
 CHash HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts);
+
 }  // namespace compare

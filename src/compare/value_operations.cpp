@@ -5,6 +5,10 @@
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 
+namespace compare {
+
+using logging::g_Log;
+
 namespace {
 
 unsigned TypeOf(const SPropValue* value) {
@@ -13,8 +17,7 @@ unsigned TypeOf(const SPropValue* value) {
 
 }  // namespace
 
-int compare::ComparePropValues(const SPropValue* pv1, const SPropValue* pv2, long* result,
-                               ECompareMethod method) {
+int ComparePropValues(const SPropValue* pv1, const SPropValue* pv2, long* result, ECompareMethod method) {
     constexpr char tag[] = "Quorvel_ComparePropValues";
     if (!pv1 || !pv2) {
         g_Log.Error(tag, "PropValue1 == NULL || PropValue2 == NULL\n");
@@ -38,7 +41,7 @@ int compare::ComparePropValues(const SPropValue* pv1, const SPropValue* pv2, lon
     return TRUE;
 }
 
-int compare::IsEmptyValue(const SPropValue* pv, int* empty, ULONG* size) {
+int IsEmptyValue(const SPropValue* pv, int* empty, ULONG* size) {
     constexpr char tag[] = "Quorvel_IsEmptyValue";
     if (size) *size = 0;
     if (!pv) {
@@ -58,8 +61,8 @@ int compare::IsEmptyValue(const SPropValue* pv, int* empty, ULONG* size) {
     return TRUE;
 }
 
-long compare::IsMVPropsIntersects(const SPropValue* pv1, const SPropValue* pv2, int* intersects,
-                                  ECompareMethod method) {
+long IsMVPropsIntersects(const SPropValue* pv1, const SPropValue* pv2, int* intersects,
+                         ECompareMethod method) {
     constexpr char tag[] = "Quorvel_IsArraysIntersects";
     if (!pv1) {
         g_Log.Error(tag, "pVal1 == NULL || pVal1 == NULL\n");
@@ -77,7 +80,7 @@ long compare::IsMVPropsIntersects(const SPropValue* pv1, const SPropValue* pv2, 
     return static_cast<long>(PV_IsMVIntersects(pv1->Value, pv2->Value, TypeOf(pv1), method, intersects));
 }
 
-void compare::CountProps2(const SPropValue* values, ULONG count, long* filled, ULONG* sizes) {
+void CountProps2(const SPropValue* values, ULONG count, long* filled, ULONG* sizes) {
     *filled = 0;
     for (ULONG i = 0; i < count; ++i) {
         const SPropValue& value = values[i];
@@ -93,3 +96,5 @@ void compare::CountProps2(const SPropValue* values, ULONG count, long* filled, U
         if (sizes) sizes[i] = size;
     }
 }
+
+}  // namespace compare

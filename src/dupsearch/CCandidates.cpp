@@ -4,6 +4,8 @@
 #include <climits>
 #include <numeric>
 
+namespace dupsearch {
+
 namespace {
 
 constexpr uint32_t kUncounted = 0xFFFFFFFF;
@@ -137,3 +139,5 @@ void CCandidates::FindSimilar(const TMatchedItem& item, std::vector<uint32_t>& f
         }
     }
 }
+
+}  // namespace dupsearch

@@ -6,6 +6,8 @@
 
 #include "dupsearch/CProfiles.h"
 
+namespace dupsearch {
+
 /// What matching goes by.
 struct TMatchRules {
     const CProfiles::CompareData& compareData;
@@ -62,3 +64,5 @@ class CCandidates {
     std::vector<uint32_t> m_collected;
     uint32_t m_nRound = 0;
 };
+
+}  // namespace dupsearch

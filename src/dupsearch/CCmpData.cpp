@@ -11,6 +11,15 @@
 #include "compare/value_hash.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using compare::CHash;
+using compare::CTextHash;
+using enum compare::EPropEx;
+using items::TDerivedValue;
+using logging::g_Log;
+using store::ComPtr;
+
 namespace {
 
 constexpr char kCompareTag[] = "CDuplicateSearch.fnCompare";
@@ -52,7 +61,7 @@ void Set(std::vector<T>& values, uint32_t node, const T& value) noexcept {
 
 CCmpData::CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash)
     : m_bMultiTree(bMultiTree),
-      m_bDerived(::IsDerived(definition)),
+      m_bDerived(compare::IsDerived(definition)),
       m_pDefinition(&definition),
       m_textHash(textHash) {}
 
@@ -82,7 +91,8 @@ int CCmpData::CompareNodes(uint32_t node, uint32_t other) const {
             return CompareWholes(node, other);
         order = heads;
     } else if (m_bMultiTree) {
-        order = LPCWSTR_Compare(m_nodeSubValues[node].text, m_nodeSubValues[other].text, ValueMethod());
+        order =
+            compare::LPCWSTR_Compare(m_nodeSubValues[node].text, m_nodeSubValues[other].text, ValueMethod());
     } else {
         compare::ComparePropValues(&m_nodeValues[node], &m_nodeValues[other], &order, ValueMethod());
     }
@@ -311,9 +321,9 @@ CHash CCmpData::HashOfElement(const wchar_t* text) const {
 void CCmpData::AppendElements(const TDerivedValue& derived, std::pmr::vector<TElement>& elements) const {
     const SPropValue& value = *derived.value;
     const bool isText = PROP_TYPE(value.ulPropTag) == PT_MV_UNICODE;
-    for (ULONG i = 0; i < value.Value.MVszW.cValues && i < kPhoneKinds; ++i) {
+    for (ULONG i = 0; i < value.Value.MVszW.cValues && i < compare::kPhoneKinds; ++i) {
         // 1 for an element that holds a character.
-        if (!PV_IsSubEmpty(value.Value, static_cast<int>(i), PROP_TYPE(value.ulPropTag))) continue;
+        if (!compare::PV_IsSubEmpty(value.Value, static_cast<int>(i), PROP_TYPE(value.ulPropTag))) continue;
         const wchar_t* const text = isText ? value.Value.MVszW.lppszW[i] : nullptr;
         elements.push_back({1u << derived.kinds[i], text, HashOfElement(text)});
     }
@@ -326,7 +336,7 @@ void CCmpData::FindByHash(std::span<TElement> elements) {
         TElement& element = elements[i];
         const auto isEqual = [&](const wchar_t* other) {
             return AreIdentical(element.text, other) ||
-                   LPCWSTR_Compare(element.text, other, ValueMethod()) == 0;
+                   compare::LPCWSTR_Compare(element.text, other, ValueMethod()) == 0;
         };
         element.node =
             m_nodes.Find(*element.hash, [&](uint32_t node) { return isEqual(m_nodeSubValues[node].text); });
@@ -366,7 +376,7 @@ void CCmpData::FindByComparing(const TCompareContext& context, TFiling& filing) 
 
 void CCmpData::FindElements(const TCompareContext& context, TFiling& filing) {
     constexpr char kTag[] = "CDuplicateSearch.multitreeItems_Add";
-    const wchar_t* const key = KeyOf(*m_pDefinition);
+    const wchar_t* const key = compare::KeyOf(*m_pDefinition);
     const int id = m_pDefinition->nID;
     const std::span<TElement> elements = filing.elements;
     const TDerivedValue* derived =
@@ -403,3 +413,5 @@ void CCmpData::FindElements(const TCompareContext& context, TFiling& filing) {
 void CCmpData::LogRangeErrors() {
     g_Log.Error("CCmpData.FindEqualsInRange", "Was errors\n");
 }
+
+}  // namespace dupsearch

@@ -26,13 +26,15 @@
 #include "dupsearch/CPtrTree.h"
 #include "dupsearch/CStreamHead.h"
 
+namespace dupsearch {
+
 class CCmpData;
 
 /// An element of a multi-valued derived value, to be filed under the mask of its kind.
 struct TElement {
     uint32_t mask;
     const wchar_t* text;  // null where it is no text
-    CHash hash;
+    compare::CHash hash;
     uint32_t node = kNone;  // found; kNone: it cannot be filed
     bool isNew = false;     // the node is to be made for it
 };
@@ -43,24 +45,24 @@ struct TFiling {
     bool empty = false;
     std::optional<SPropValue> value{};  // as this property compares it; none for a stream
     CStreamHead head{};                 // of a stream
-    CHash hash{};                       // of the value or the head, where it is filed by one
+    compare::CHash hash{};              // of the value or the head, where it is filed by one
     size_t nElements = 0;               // of a multi-valued value
     std::span<TElement> elements{};     // the same, once all are evaluated
 
     // Found.
-    uint32_t node = kNone;               // of a single value; kNone: it cannot be filed
-    bool byHash = false;                 // without comparing
-    bool isNew = false;                  // the node is to be made for it
-    CSortTree::TPlace place{};           // of a single value that was compared
-    std::unique_ptr<CSortTree> shape{};  // the tree with all elements in it, where these were compared
-    CStreamHead kept{};                  // of a node to be made
-    uint32_t alike = kNone;              // a node whose head this one shares and that it is not
-    CHash whole{}, wholeOfAlike{};       // of their streams, where they are known by these from now on
+    uint32_t node = kNone;                   // of a single value; kNone: it cannot be filed
+    bool byHash = false;                     // without comparing
+    bool isNew = false;                      // the node is to be made for it
+    CSortTree::TPlace place{};               // of a single value that was compared
+    std::unique_ptr<CSortTree> shape{};      // the tree with all elements in it, where these were compared
+    CStreamHead kept{};                      // of a node to be made
+    uint32_t alike = kNone;                  // a node whose head this one shares and that it is not
+    compare::CHash whole{}, wholeOfAlike{};  // of their streams, where they are known by these from now on
 };
 
 class CCmpData {
   public:
-    CCmpData(TComparyProp& definition, bool bMultiTree, CTextHash& textHash);
+    CCmpData(TComparyProp& definition, bool bMultiTree, compare::CTextHash& textHash);
 
     const TComparyProp& Definition() const { return *m_pDefinition; }
     void SetGroup(int nGroup) { m_pDefinition->nGroup = nGroup; }
@@ -75,10 +77,10 @@ class CCmpData {
     bool HasOnlyTimes() const { return m_bOnlyTimes; }
 
     /// What a value or a stream will be looked up by, where that is possible.
-    CHash HashOf(const SPropValue& value) const;
-    CHash HashOf(const CStreamHead& head) const;
+    compare::CHash HashOf(const SPropValue& value) const;
+    compare::CHash HashOf(const CStreamHead& head) const;
     /// Appends the filled elements of a multi-valued value, looked up each by itself.
-    void AppendElements(const TDerivedValue& derived, std::pmr::vector<TElement>& elements) const;
+    void AppendElements(const items::TDerivedValue& derived, std::pmr::vector<TElement>& elements) const;
 
     /// Finds where an item that is added next belongs. What cannot be placed is logged and will not be filed.
     void Find(const TCompareContext& context, TFiling& filing);
@@ -132,13 +134,13 @@ class CCmpData {
         bool error = false;
     };
 
-    ECompareMethod ValueMethod() const { return ::ValueMethod(*m_pDefinition); }
+    ECompareMethod ValueMethod() const { return dupsearch::ValueMethod(*m_pDefinition); }
     /// The comparison of a stream with the node's, from the heads where these tell.
     TOutcome CompareStreams(const TCompareContext& context, const CStreamHead& head, uint32_t node,
-                            ComPtr<IMessage>* opened = nullptr) const;
+                            store::ComPtr<IMessage>* opened = nullptr) const;
     bool FindWhole(const TCompareContext& context, uint32_t alike, IMessage* messageOfAlike, TFiling& filing,
                    std::optional<TOutcome>& outcome);
-    CHash HashOfElement(const wchar_t* text) const;
+    compare::CHash HashOfElement(const wchar_t* text) const;
     void FindValue(const TCompareContext& context, TFiling& filing);
     void FindStream(const TCompareContext& context, TFiling& filing);
     void FindElements(const TCompareContext& context, TFiling& filing);
@@ -161,14 +163,16 @@ class CCmpData {
     // Beside each node: what stands for it in comparisons.
     std::vector<SPropValue> m_nodeValues;  // points into the first item's values
     std::vector<TNodeHead> m_nodeHeads;    // their bytes in m_headBytes
-    CBlockMemory m_headBytes;
+    base::CBlockMemory m_headBytes;
     std::vector<TSubValueNode> m_nodeSubValues;
 
-    CTextHash& m_textHash;
+    compare::CTextHash& m_textHash;
     CHashIndex m_nodes;          // by the hash of their value
     CHashIndex m_wholes;         // of streams that share their heads, by the hash of the whole
     CItems* m_pItems = nullptr;  // whose streams are filed
-    const CDefinedTags* m_pTags = nullptr;
+    const items::CDefinedTags* m_pTags = nullptr;
     bool m_bHashed = true;  // all nodes are in m_nodes
     ULONG m_nHashedType = PT_UNSPECIFIED;
 };
+
+}  // namespace dupsearch

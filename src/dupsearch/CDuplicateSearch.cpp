@@ -8,6 +8,12 @@
 #include "dupsearch/read_item.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using compare::CThreadLocale;
+using items::CItemReader;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.Create";
@@ -269,3 +275,5 @@ int CDuplicateSearch::Build() {
     }
     return 1;
 }
+
+}  // namespace dupsearch

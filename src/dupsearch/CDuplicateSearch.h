@@ -15,6 +15,8 @@
 #include "dupsearch/COriginals.h"
 #include "dupsearch/exceptions.h"
 
+namespace dupsearch {
+
 class CDuplicateSearch {
   public:
     CDuplicateSearch() = default;
@@ -53,8 +55,8 @@ class CDuplicateSearch {
 
     // The steps of an addition, after reading (read_item.h) and placing (place_values.h). Only the last changes
     // what the search finds, and it cannot fail.
-    bool SettlePlan(const char* entryId, const CItemReader::TOpened& opened);
-    bool SettleNames(const char* entryId, const CItemReader::TOpened& opened);
+    bool SettlePlan(const char* entryId, const items::CItemReader::TOpened& opened);
+    bool SettleNames(const char* entryId, const items::CItemReader::TOpened& opened);
     TMatchedItem Look(const TRuleItem& added, std::pmr::memory_resource& memory);
     TEquals FindEquals(const TMatchedItem& matched, const TRuleItem& added);
     void TakeExceptionsOut(const TRuleItem& added, std::vector<uint32_t>& profiles) const;
@@ -76,10 +78,12 @@ class CDuplicateSearch {
     COriginals m_originals;
     unsigned m_nCompareAlgorithm = 0;
     bool m_bGrouped = false;
-    CDefinitions m_definitions;
+    compare::CDefinitions m_definitions;
     std::vector<unsigned> m_exceptions;
 
     std::unique_ptr<TPlan> m_plan;
     std::unique_ptr<CMatching> m_matching;
     CGroups m_groups;
 };
+
+}  // namespace dupsearch

@@ -6,6 +6,10 @@
 #include "base/room.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.Build";
@@ -173,3 +177,5 @@ void CGroups::Form(const CView& equals, const CProfiles& profiles, uint32_t nIte
     m_groups = std::move(groups);
     m_changes = std::move(changes);
 }
+
+}  // namespace dupsearch

@@ -13,6 +13,8 @@
 
 #include "dupsearch/CProfiles.h"
 
+namespace dupsearch {
+
 /// A change that a build made, items by number.
 struct TBuildChange {
     ESearchChange kind;
@@ -115,3 +117,5 @@ class CGroups {
     std::vector<std::vector<uint32_t>> m_groups;
     std::vector<TBuildChange> m_changes;
 };
+
+}  // namespace dupsearch

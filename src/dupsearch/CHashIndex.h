@@ -9,6 +9,8 @@
 
 #include "base/room.h"
 
+namespace dupsearch {
+
 inline constexpr uint32_t kNone = 0xFFFFFFFF;
 
 class CHashIndex {
@@ -67,3 +69,5 @@ class CHashIndex {
     uint32_t m_nMask = 0;            // the size of m_slots less 1
     std::vector<uint32_t> m_hashes;  // by number; kNone: it was left out
 };
+
+}  // namespace dupsearch

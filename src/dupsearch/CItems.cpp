@@ -6,6 +6,11 @@
 #include "base/room.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using items::CItemReader;
+using logging::g_Log;
+
 CItems::CNewItem::CNewItem(CItems& items, const char* entryId)
     : m_records(*items.m_records), m_before(m_records.memory.Now()) {
     base::MakeRoom(m_records.list, m_records.list.size() + 1);
@@ -28,3 +33,5 @@ CItemReader::TOpened CItems::Open(const char* entryId, const char* storeId, cons
     if (!opened.message) g_Log.Error(routine, "cant open message, see prev errors in log\n");
     return opened;
 }
+
+}  // namespace dupsearch

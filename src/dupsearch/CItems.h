@@ -13,12 +13,14 @@
 #include "items/CItemReader.h"
 #include "items/TItemValues.h"
 
+namespace dupsearch {
+
 /// One item of a search: its identifiers, the values read from it, and what choosing an original needs to know.
-struct TItem : TItemValues {
-    using TItemValues::TItemValues;
+struct TItem : items::TItemValues {
+    using items::TItemValues::TItemValues;
 
     const char* EntryID = "";  // beside the record
-    CItemReader::TStore* store = nullptr;
+    items::CItemReader::TStore* store = nullptr;
     uint32_t nIndex = 0;  // number in order of addition
     unsigned nCallerRank = 0;
 
@@ -45,8 +47,8 @@ class CItems {
     };
     /// In few blocks: a hundred thousand small ones are expensive to allocate and to free.
     struct TRecords {
-        CBlockMemory memory;  // of the records too
-        CPoolMemory pool;
+        base::CBlockMemory memory;  // of the records too
+        base::CPoolMemory pool;
         std::vector<std::unique_ptr<TItem, TDestroyed>> list;
     };
 
@@ -64,7 +66,7 @@ class CItems {
         friend CItems;
 
         TRecords& m_records;
-        const CBlockMemory::TMark m_before;
+        const base::CBlockMemory::TMark m_before;
         std::unique_ptr<TItem, TDestroyed> m_item;
     };
 
@@ -80,15 +82,17 @@ class CItems {
 
     /// Opens an item and, once, its store. On failure there is no message and one more line than the store
     /// functions' own is written, under the routine's name.
-    CItemReader::TOpened Open(const char* entryId, const char* storeId, const char* routine);
-    ComPtr<IMessage> Open(const TItem& item, const char* routine) {
+    items::CItemReader::TOpened Open(const char* entryId, const char* storeId, const char* routine);
+    store::ComPtr<IMessage> Open(const TItem& item, const char* routine) {
         return Open(item.EntryID, item.StoreID(), routine).message;
     }
 
-    CItemReader& Reader() { return m_reader; }
+    items::CItemReader& Reader() { return m_reader; }
 
   private:
-    ComPtr<IMAPISession> m_session;
-    CItemReader m_reader;
+    store::ComPtr<IMAPISession> m_session;
+    items::CItemReader m_reader;
     std::unique_ptr<TRecords> m_records = std::make_unique<TRecords>();
 };
+
+}  // namespace dupsearch

@@ -8,6 +8,10 @@
 #include "compare/CDefinitions.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.FindDuplicates";
@@ -178,7 +182,7 @@ bool CAlgorithm::IsConsistent(size_t property, const char* routine) const {
     if (m_item.states[property] != CProfiles::kUnfiled) return true;
     g_Log.ErrorW(routine, L"IsPropEmpty == IsPropNotEmpty, for pItem(%s), Prop(%s)\n",
                  base::Widen(m_item.item.EntryID).c_str(),
-                 KeyOf(m_rules.compareData[property]->Definition()));
+                 compare::KeyOf(m_rules.compareData[property]->Definition()));
     return false;
 }
 
@@ -301,3 +305,5 @@ void CMatching::AddProperties(int nGroups) {
         if (m_rules.compareData[p]->IsRange()) m_rules.ranges.push_back(p);
     }
 }
+
+}  // namespace dupsearch

@@ -8,6 +8,8 @@
 
 #include "dupsearch/CCandidates.h"
 
+namespace dupsearch {
+
 class CMatching {
   public:
     CMatching(const CProfiles::CompareData& compareData, unsigned nCompareAlgorithm, bool bGrouped,
@@ -40,3 +42,5 @@ class CMatching {
     CProfiles m_profiles;
     CCandidates m_candidates{m_rules, m_profiles};
 };
+
+}  // namespace dupsearch

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace dupsearch {
+
 void CMultiPtrTree::MakeRoomFor(uint32_t item, size_t count) {
     base::MakeRoom(m_items, size_t{item} + 1);
     base::MakeRoom(m_filed, m_filed.size() + count);
@@ -55,3 +57,5 @@ void CMultiPtrTree::Remove(uint32_t item) {
     if (m_items[item].begin + m_items[item].count == m_filed.size()) m_filed.resize(m_items[item].begin);
     m_items[item] = {};
 }
+
+}  // namespace dupsearch

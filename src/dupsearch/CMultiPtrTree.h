@@ -12,6 +12,8 @@
 
 #include "dupsearch/CSortTree.h"
 
+namespace dupsearch {
+
 class CMultiPtrTree {
   public:
     static constexpr uint32_t kAnyKind = 0xFFFFFFFF;
@@ -73,3 +75,5 @@ class CMultiPtrTree {
     std::vector<TRange> m_items;      // by item: its part of m_filed
     std::vector<uint32_t> m_holders;  // by node: how many items it holds
 };
+
+}  // namespace dupsearch

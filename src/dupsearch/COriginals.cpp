@@ -11,6 +11,14 @@
 #include "log/CLog.h"
 #include "store/properties.h"
 
+namespace dupsearch {
+
+using compare::CTagArray;
+using items::CDefinedTags;
+using items::TTagsInStore;
+using logging::g_Log;
+using store::ComPtr;
+
 namespace {
 
 constexpr char kCreateTag[] = "CDuplicateSearch.Create";
@@ -213,7 +221,7 @@ bool COriginals::CalcFacts(const TSource& source, TItem& item, IMessage* message
             break;
         case okHasCrmId: {
             int has = 0;
-            ContactItem_HasCrmId(message, &has, &item.store->names);
+            compare::ContactItem_HasCrmId(message, &has, &item.store->names);
             item.nHasCRMID = static_cast<short>(has);
             break;
         }
@@ -250,7 +258,7 @@ void COriginals::CalcFieldValue(const TSource& source, TItem& item, IMessage* me
     if (definition.ulPropTag == 0) {
         item.nHasFieldValue = 0;
         g_Log.ErrorW(kTag, L"Cant use FieldValue original definition for Prop.Key=%s, reset to MostFilled\n",
-                     KeyOf(definition));
+                     compare::KeyOf(definition));
         m_nKind = okMostFilled;
         return;
     }
@@ -347,3 +355,5 @@ int fnCompareOriginal(const TItem& a, const TItem& b, unsigned nKind, size_t siz
     if (const int order = ByFilledProps(a, b)) return order;
     return ByOrder(a, b);
 }
+
+}  // namespace dupsearch

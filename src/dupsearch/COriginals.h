@@ -10,6 +10,8 @@
 #include "dupsearch/field_value.h"
 #include "dupsearch/place_values.h"
 
+namespace dupsearch {
+
 class COriginals {
   public:
     /// The search whose items are asked.
@@ -73,3 +75,5 @@ class COriginals {
 /// okApntRecurrence. `sizes`: how many ValuesSizes an item has. What an item's facts leave open is logged and
 /// passed on to the number of filled properties, then to the order of addition.
 int fnCompareOriginal(const TItem& a, const TItem& b, unsigned nKind, size_t sizes);
+
+}  // namespace dupsearch

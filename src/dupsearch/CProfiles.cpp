@@ -4,13 +4,15 @@
 #include <array>
 #include <utility>
 
+namespace dupsearch {
+
 CProfiles::CProfiles(const CompareData& compareData)
     : m_compareData(compareData), m_nodeHeads(compareData.size()), m_emptyHeads(compareData.size(), kNone) {}
 
 uint32_t CProfiles::StateOf(const TFiling& filing) {
     if (filing.empty) return kEmpty;
     if (!filing.data->IsMultiTree()) return filing.node == kNone ? kUnfiled : filing.node;
-    std::array<uint32_t, kPhoneKinds> few;
+    std::array<uint32_t, compare::kPhoneKinds> few;
     const auto nodes = few.begin();
     auto end = nodes;
     for (const TElement& element : filing.elements) {
@@ -100,7 +102,7 @@ void CProfiles::AddProperties() {
         states.insert(states.end(), old.begin(), old.end() - 1);
         for (size_t p = before; p < now; ++p) {
             const uint32_t node = m_compareData[p]->Tree().NodeOf(First(profile));
-            states.push_back(node == ::kNone ? kEmpty : node);
+            states.push_back(node == dupsearch::kNone ? kEmpty : node);
         }
         states.push_back(old.back());
         // One that no other item joins is found by nobody.
@@ -219,3 +221,5 @@ uint32_t CProfiles::CountAt(size_t property, uint32_t node) const {
     for (uint32_t b = FirstBucket(head); b != kNone; b = m_buckets[b].next) count += m_buckets[b].count;
     return count;
 }
+
+}  // namespace dupsearch

@@ -15,6 +15,8 @@
 #include "dupsearch/CCmpData.h"
 #include "dupsearch/CTuples.h"
 
+namespace dupsearch {
+
 class CProfiles {
   public:
     static constexpr uint32_t kEmpty = 0xFFFFFFFF;
@@ -131,3 +133,5 @@ class CProfiles {
     std::vector<TBucket> m_buckets;
     std::vector<TCell> m_cells;
 };
+
+}  // namespace dupsearch

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace dupsearch {
+
 void CPtrTree::File(uint32_t item, const CSortTree::TPlace& place) noexcept {
     m_tree.Take(place);
     if (place.node == kNone) return;
@@ -41,3 +43,5 @@ void CPtrTree::Remove(uint32_t item) {
     }
     m_tree.ForgetInsertions(1);
 }
+
+}  // namespace dupsearch

@@ -10,6 +10,8 @@
 
 #include "dupsearch/CSortTree.h"
 
+namespace dupsearch {
+
 class CPtrTree {
   public:
     /// Where a value belongs: CSortTree's Find. Nothing may be owed. compare: int(node, bool& error), the value
@@ -77,3 +79,5 @@ class CPtrTree {
     size_t m_nSettled = 0;           // items of which nothing is owed
     std::vector<uint32_t> m_firsts;  // by node; kNone when it is gone
 };
+
+}  // namespace dupsearch

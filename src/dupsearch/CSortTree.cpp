@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace dupsearch {
+
 namespace {
 constexpr int kSmallestRebuilt = 8;
 constexpr double kLowestAverage = 85.0;
@@ -96,3 +98,5 @@ void CSortTree::Erase(uint32_t node) {
     m_order.Erase(rank);
     CountRebuild(m_statistics);
 }
+
+}  // namespace dupsearch

@@ -31,6 +31,8 @@
 #include "base/room.h"
 #include "dupsearch/CHashIndex.h"
 
+namespace dupsearch {
+
 struct TTreeStatistics {
     int nNodes = 0;          // distinct values
     int nItems = 0;          // successful insertions
@@ -264,3 +266,5 @@ class CSortTree {
     uint32_t m_nFirstRoot = kNone;  // of a tree that was never rebuilt
     TTreeStatistics m_statistics;
 };
+
+}  // namespace dupsearch

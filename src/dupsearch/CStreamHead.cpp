@@ -9,6 +9,11 @@
 #include "base/mapi_extra.h"
 #include "store/checked_calls.h"
 
+namespace dupsearch {
+
+using compare::CHash;
+using compare::CTextHash;
+
 namespace {
 constexpr size_t kTerminator = 4;  // bytes: of any width, behind an odd number of others
 constexpr unsigned kLastAscii = 0x7F;
@@ -90,3 +95,5 @@ bool CStreamHead::Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag,
     }
     return *order != 0 || (a.m_bWhole && b.m_bWhole);
 }
+
+}  // namespace dupsearch

@@ -9,6 +9,8 @@
 #include "compare/text_hash.h"
 #include "store/streams.h"
 
+namespace dupsearch {
+
 class CStreamHead {
   public:
     CStreamHead() = default;
@@ -21,7 +23,7 @@ class CStreamHead {
 
     /// Heads that compare equal have the same hash; none where a head decides nothing. For a head that is not
     /// kept yet.
-    CHash Hash(ULONG tag, CTextHash& texts) const;
+    compare::CHash Hash(ULONG tag, compare::CTextHash& texts) const;
 
     /// The comparison of two streams from their heads alone: true when these decide.
     static bool Compare(const CStreamHead& a, const CStreamHead& b, ULONG tag, int* order);
@@ -43,3 +45,5 @@ class CStreamHead {
     bool m_bWhole = false;   // nothing follows
     bool m_bNarrow = false;  // a byte for each character of a wide text
 };
+
+}  // namespace dupsearch

@@ -7,6 +7,8 @@
 
 #include "dupsearch/CHashIndex.h"
 
+namespace dupsearch {
+
 class CTuples {
   public:
     using Tuple = std::span<const uint32_t>;
@@ -46,3 +48,5 @@ class CTuples {
     std::vector<uint32_t> m_ends;
     CHashIndex m_index;
 };
+
+}  // namespace dupsearch

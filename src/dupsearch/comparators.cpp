@@ -8,6 +8,12 @@
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using items::TDerivedValue;
+using logging::g_Log;
+using store::ComPtr;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.fnCompare";
@@ -46,7 +52,7 @@ int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t 
         return Fail(error);
     }
     if (!other) {
-        g_Log.ErrorW(kTag, L"PVal2 == NULL, PropKey=%s, EntryID=%s\n", KeyOf(context.definition),
+        g_Log.ErrorW(kTag, L"PVal2 == NULL, PropKey=%s, EntryID=%s\n", compare::KeyOf(context.definition),
                      base::Widen(context.items[otherItem].EntryID).c_str());
         return 1;
     }
@@ -86,7 +92,7 @@ int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& er
             g_Log.Error(kTag, "cant open message, see prev errors in log\n");
         } else {
             g_Log.ErrorW(kTag, L"bCmpWritten = false, PropKey=%s, EntryID1=%s, EntryID2=%s\n",
-                         KeyOf(context.definition), base::Widen(context.item.EntryID).c_str(),
+                         compare::KeyOf(context.definition), base::Widen(context.item.EntryID).c_str(),
                          base::Widen(other.EntryID).c_str());
         }
         return Fail(error);
@@ -96,7 +102,7 @@ int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& er
 int ElementOf(const TSubValue& subValue) {
     const int slot = std::countr_zero(subValue.mask);
     const auto& elements = subValue.derived.value->Value.MVszW;
-    for (ULONG i = 0; i < elements.cValues && i < kPhoneKinds; ++i) {
+    for (ULONG i = 0; i < elements.cValues && i < compare::kPhoneKinds; ++i) {
         if (subValue.derived.kinds[i] == slot) return static_cast<int>(i);
     }
     return -1;
@@ -121,8 +127,9 @@ int fnCompareSubValues(const TCompareContext& context, const TSubValue& mine, co
         return Fail(error);
     }
     int order = 0;
-    const int ret = PV_SubCompare(mine.derived.value->Value, ElementOf(mine), other.derived.value->Value,
-                                  ElementOf(other), type, ValueMethod(context.definition), &order);
+    const int ret =
+        compare::PV_SubCompare(mine.derived.value->Value, ElementOf(mine), other.derived.value->Value,
+                               ElementOf(other), type, ValueMethod(context.definition), &order);
     if (ret != 0) {
         g_Log.Error(kTag, "CompareSubValues failed, ret = 0x%x\n", static_cast<unsigned>(ret));
         return Fail(error);
@@ -155,3 +162,5 @@ const TDerivedValue* FindDerived(const TItem& item, ULONG tag) {
     }
     return nullptr;
 }
+
+}  // namespace dupsearch

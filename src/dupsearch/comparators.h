@@ -9,8 +9,10 @@
 #include "items/CDefinedTags.h"
 #include "quorvel.h"
 
+namespace dupsearch {
+
 /// A canonical tag as the store of an item has it. tags: in the stores of the items; null: the same in all.
-inline ULONG TagIn(const TItem& item, ULONG canonical, const CDefinedTags* tags) {
+inline ULONG TagIn(const TItem& item, ULONG canonical, const items::CDefinedTags* tags) {
     return tags ? tags->TagIn(item.store->number, canonical) : canonical;
 }
 
@@ -21,7 +23,7 @@ struct TCompareContext {
     const TItem& item;
     const SPropValue* pPropValue = nullptr;  // null for a stream
     IMessage* lpMessage = nullptr;
-    const CDefinedTags* tags = nullptr;  // in the stores of the items; null: the same in all
+    const items::CDefinedTags* tags = nullptr;  // in the stores of the items; null: the same in all
 
     /// The definition's tag as the store of an item has it.
     ULONG TagOf(const TItem& of) const { return TagIn(of, definition.ulPropTag, tags); }
@@ -34,11 +36,11 @@ ECompareMethod ValueMethod(const TComparyProp& definition);
 int fnCompare(const TCompareContext& context, const SPropValue* other, uint32_t otherItem, bool& error);
 /// opened: the other item, where it could be opened.
 int fnCompareStream(const TCompareContext& context, uint32_t otherItem, bool& error,
-                    ComPtr<IMessage>* opened = nullptr);
+                    store::ComPtr<IMessage>* opened = nullptr);
 
 /// An element of a multi-valued derived value, chosen by the lowest bit of a mask of kinds.
 struct TSubValue {
-    const TDerivedValue& derived;
+    const items::TDerivedValue& derived;
     uint32_t mask;
 };
 int fnCompareSubValues(const TCompareContext& context, const TSubValue& mine, const TSubValue& other,
@@ -51,4 +53,6 @@ int fnCompare_ApproxStart(const SPropValue* value1, const SPropValue* value2, bo
 int CompareApproxStart(const FILETIME& t1, const FILETIME& t2);
 
 /// The derived value of this property id, or null.
-const TDerivedValue* FindDerived(const TItem& item, ULONG tag);
+const items::TDerivedValue* FindDerived(const TItem& item, ULONG tag);
+
+}  // namespace dupsearch

@@ -6,6 +6,15 @@
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using base::EName;
+using enum base::EName;
+using enum base::EPhone;
+using enum compare::EPropEx;
+using items::TDerivedValue;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kPrepareTag[] = "CDuplicateSearch.OnFirstAdd";
@@ -114,7 +123,7 @@ struct TPair {
 /// The value, or null when it is missing, an error or an empty text.
 const SPropValue* Filled(const SPropValue* value) {
     if (!value || PROP_TYPE(value->ulPropTag) == PT_ERROR) return nullptr;
-    return PV_IsEmpty(value->Value, PROP_TYPE(value->ulPropTag), nullptr) ? nullptr : value;
+    return compare::PV_IsEmpty(value->Value, PROP_TYPE(value->ulPropTag), nullptr) ? nullptr : value;
 }
 
 const SPropValue* Filled(const TItem& item, ULONG tag) {
@@ -414,3 +423,5 @@ bool IsExempt(const TPlan& p, const TRuleItem& item, const TRuleItem& equal, boo
     }
     return false;
 }
+
+}  // namespace dupsearch

@@ -7,6 +7,8 @@
 
 #include "dupsearch/plan.h"
 
+namespace dupsearch {
+
 /// Name of a rule for the log, "unknown" for a number that names none.
 const char* ExceptionName(unsigned rule, bool bShort);
 
@@ -32,3 +34,5 @@ void AppendRuleFacts(const TPlan& plan, const TRuleItem& item, std::vector<uint3
 /// Whether a rule exempts the pair: they are no duplicates. The first rule of the list that does decides.
 /// logged: with extra logging on, every rule asked is written.
 bool IsExempt(const TPlan& plan, const TRuleItem& item, const TRuleItem& equal, bool logged);
+
+}  // namespace dupsearch

@@ -12,6 +12,13 @@
 #include "store/properties.h"
 #include "store/streams.h"
 
+namespace dupsearch {
+
+using base::TName;
+using items::CItemReader;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.CalcODProps(FieldValue)";
@@ -65,7 +72,8 @@ bool MatchesTexts8(const TWantedValue& wanted, const SPropValue& value) {
 bool MatchesTime(const TWantedValue& wanted, const FILETIME& value, ECompareMethod method) {
     if (method == cmTimeWithin10Min || method == cmTimeWithinDay) {
         FILETIME time;
-        return SystemTimeToFileTime(&wanted.time, &time) && FILETIME_Compare(value, time, method) == 0;
+        return SystemTimeToFileTime(&wanted.time, &time) &&
+               compare::FILETIME_Compare(value, time, method) == 0;
     }
     SYSTEMTIME fields;
     if (!FileTimeToSystemTime(&value, &fields)) return false;
@@ -84,9 +92,9 @@ bool DoTypesAgree(ULONG wanted, ULONG value) {
 // ---- Reading
 
 int EmailIndex(const TComparyProp& definition) {
-    for (int i = 0; i < static_cast<int>(std::size(kEmails)); ++i) {
-        const TName& name = kNameTable[kEmails[i]];
-        if (definition.nID == name.id && IsInSet(definition, name.set)) return i + 1;
+    for (int i = 0; i < static_cast<int>(std::size(base::kEmails)); ++i) {
+        const TName& name = base::kNameTable[base::kEmails[i]];
+        if (definition.nID == name.id && compare::IsInSet(definition, name.set)) return i + 1;
     }
     return 0;
 }
@@ -105,11 +113,11 @@ bool MatchesPlain(CItemReader& reader, CItemReader::TStore& store, IMessage* ite
     MapiBuffer<SPropValue> value;
     HRESULT hr;
     if (const int index = EmailIndex(definition)) {
-        hr = GetContactSmtpEmail(reader, store, item, definition.ulPropTag, index, Out(value));
+        hr = GetContactSmtpEmail(reader, store, item, definition.ulPropTag, index, store::Out(value));
     } else if (definition.ulPropTag == PR_CONTENT_UNREAD) {
-        hr = ReadContentUnread(item, Out(value));
+        hr = ReadContentUnread(item, store::Out(value));
     } else {
-        hr = store::GetPropValue(item, definition.ulPropTag, Out(value));
+        hr = store::GetPropValue(item, definition.ulPropTag, store::Out(value));
     }
     if (!store::IsReadSuccess(hr)) {
         g_Log.Error(kTag, "GetPropValue return %d\n", static_cast<int>(hr));
@@ -134,7 +142,8 @@ void CutTail(Char* text, ULONG bytes) {
 bool MatchesStream(IMessage* item, const TComparyProp& definition, const TWantedValue& wanted) {
     MapiBuffer<void> buffer;
     ULONG bytes = 0;
-    const HRESULT hr = store::GetStreamPropValue(item, definition.ulPropTag, Out(buffer), &bytes, TRUE);
+    const HRESULT hr =
+        store::GetStreamPropValue(item, definition.ulPropTag, store::Out(buffer), &bytes, TRUE);
     if (hr != S_OK) {
         g_Log.Error(kTag, "GetStreamPropValue return %d\n", static_cast<int>(hr));
         return false;
@@ -155,7 +164,7 @@ bool MatchesStream(IMessage* item, const TComparyProp& definition, const TWanted
             g_Log.Error(kTag, "IID_IStream used other than PT_TSTRING?\n");
             return false;
     }
-    if (PV_IsEmpty(value.Value, PROP_TYPE(value.ulPropTag), nullptr)) return false;
+    if (compare::PV_IsEmpty(value.Value, PROP_TYPE(value.ulPropTag), nullptr)) return false;
     return MatchesWantedValue(wanted, value, static_cast<ECompareMethod>(definition.nCompareMethod));
 }
 
@@ -199,7 +208,8 @@ HRESULT GetContactSmtpEmail(CItemReader& reader, CItemReader::TStore& store, IMe
     if (!store::IsReadSuccess(hr) || !*value) return hr;
     // Any other type, an error too, is for the caller to judge, and to write a line about.
     const ULONG type = PROP_TYPE((*value)->ulPropTag);
-    if ((type != PT_UNICODE && type != PT_STRING8) || PV_IsEmpty((*value)->Value, type, nullptr)) return hr;
+    if ((type != PT_UNICODE && type != PT_STRING8) || compare::PV_IsEmpty((*value)->Value, type, nullptr))
+        return hr;
     const bool wide = type == PT_UNICODE;
     if (wide ? std::wcschr((*value)->Value.lpszW, L'@') != nullptr
              : std::strchr((*value)->Value.lpszA, '@') != nullptr) {
@@ -223,3 +233,5 @@ bool HasFieldValue(CItemReader& reader, CItemReader::TStore& store, IMessage* it
             return false;
     }
 }
+
+}  // namespace dupsearch

@@ -6,6 +6,8 @@
 #include "items/CItemReader.h"
 #include "quorvel.h"
 
+namespace dupsearch {
+
 /// A wanted value and its type. A wide text is in lower case already.
 struct TWantedValue {
     ULONG type = PT_NULL;
@@ -22,9 +24,11 @@ struct TWantedValue {
 bool MatchesWantedValue(const TWantedValue& wanted, const SPropValue& value, ECompareMethod method);
 
 /// An e-mail property of a contact as an SMTP address where the address book knows one; else as it is.
-HRESULT GetContactSmtpEmail(CItemReader& reader, CItemReader::TStore& store, IMessage* item, ULONG tag,
-                            int index, SPropValue** value);
+HRESULT GetContactSmtpEmail(items::CItemReader& reader, items::CItemReader::TStore& store, IMessage* item,
+                            ULONG tag, int index, SPropValue** value);
 
 /// Whether the open item carries the wanted value in the property of the definition, whose tag is its store's.
-bool HasFieldValue(CItemReader& reader, CItemReader::TStore& store, IMessage* item,
+bool HasFieldValue(items::CItemReader& reader, items::CItemReader::TStore& store, IMessage* item,
                    const TComparyProp& definition, const TWantedValue& wanted);
+
+}  // namespace dupsearch

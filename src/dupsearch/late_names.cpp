@@ -6,6 +6,10 @@
 #include "compare/derived_value.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using store::ComPtr;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.Add";
@@ -41,7 +45,7 @@ std::optional<SPropValue> ValueOfMissing(CItems& items, TItem& item, const TComp
     if (AsksItemToFill(definition) && item.nAllDayLike == -1) opened = items.Open(item, kTag);
     TAddedItem asked{item, opened.Get()};
     SPropValue value;
-    SetNotFound(value, PROP_ID(definition.ulPropTag));
+    compare::SetNotFound(value, PROP_ID(definition.ulPropTag));
     return OverrideComparedValue(value, definition, asked) ? std::optional(value) : std::nullopt;
 }
 
@@ -100,3 +104,5 @@ void BringInLateNames(const TLateNames& search, size_t store) {
     }
     if (!hadField && search.originals.KnowsField(p)) search.originals.TakeFieldBack(search.items);
 }
+
+}  // namespace dupsearch

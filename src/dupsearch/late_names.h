@@ -4,13 +4,15 @@
 #include "dupsearch/CMatching.h"
 #include "dupsearch/COriginals.h"
 
+namespace dupsearch {
+
 /// The search that they come into.
 struct TLateNames {
     TPlan& plan;
     CItems& items;
     CMatching& matching;
     COriginals& originals;
-    const CDefinitions& definitions;  // as they were given
+    const compare::CDefinitions& definitions;  // as they were given
     bool bGrouped;
 };
 
@@ -18,3 +20,5 @@ struct TLateNames {
 /// them stays as it is. Memory that runs out leaves the search without the names, and the next item of the store
 /// brings them in.
 void BringInLateNames(const TLateNames& search, size_t store);
+
+}  // namespace dupsearch

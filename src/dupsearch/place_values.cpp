@@ -8,6 +8,14 @@
 #include "compare/value_compare.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using base::EName;
+using compare::CHash;
+using enum base::EName;
+using items::TDerivedValue;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.Add";
@@ -17,12 +25,13 @@ constexpr WORD kYearOfYearlyEvents = 1602;
 // ---- What replaces a value that is compared
 
 bool Overrides(const TComparyProp& definition, EName name) {
-    return definition.nID == kNameTable[name].id && IsInSet(definition, kNameTable[name].set);
+    return definition.nID == base::kNameTable[name].id &&
+           compare::IsInSet(definition, base::kNameTable[name].set);
 }
 
 bool IsFilled(const SPropValue& value) {
     return PROP_TYPE(value.ulPropTag) != PT_ERROR &&
-           !PV_IsEmpty(value.Value, PROP_TYPE(value.ulPropTag), nullptr);
+           !compare::PV_IsEmpty(value.Value, PROP_TYPE(value.ulPropTag), nullptr);
 }
 
 /// Asks once for each item; a failed test is asked again, and counts as no.
@@ -38,11 +47,11 @@ bool IsAllDayLike(TAddedItem& added) {
 
 bool IsAllDayLikeFlag(const TComparyProp& definition) {
     return Overrides(definition, nameApntAllDay) &&
-           std::wcscmp(KeyOf(definition), L"Appointment.AllDayEventLike") == 0;
+           std::wcscmp(compare::KeyOf(definition), L"Appointment.AllDayEventLike") == 0;
 }
 
 bool OverrideAllDayFlag(SPropValue& value, const TComparyProp& definition, TAddedItem& added) {
-    if (std::wcscmp(KeyOf(definition), L"Appointment.AllDayEvent") == 0) return false;
+    if (std::wcscmp(compare::KeyOf(definition), L"Appointment.AllDayEvent") == 0) return false;
     if (!IsAllDayLikeFlag(definition)) {
         g_Log.Error(kOverrideTag, "Unknown key for AllDayEvent*\n");
         return false;
@@ -80,8 +89,8 @@ bool IsBirthdayOrAnniversary(TAddedItem& added) {
     if (type != PT_UNICODE && type != PT_STRING8) subject = nullptr;
     int result = 0;
     const int allDayLike = added.item.nAllDayLike;
-    const HRESULT hr = Appointment_IsBirthdayOrAnniversary(added.message, type != PT_STRING8, &result,
-                                                           &allDayLike, subject, &added.item.store->names);
+    const HRESULT hr = compare::Appointment_IsBirthdayOrAnniversary(
+        added.message, type != PT_STRING8, &result, &allDayLike, subject, &added.item.store->names);
     return hr == S_OK && result != 0;
 }
 
@@ -98,9 +107,9 @@ bool OverrideStart(SPropValue& value, const TComparyProp& definition, TAddedItem
     WORD year = 0;
     bool changed = false;
     if (canonical) {
-        changed = Appointment_Normalize_AlldaylikeStart(&value.Value.ft, yearly, &year) != 0;
+        changed = compare::Appointment_Normalize_AlldaylikeStart(&value.Value.ft, yearly, &year) != 0;
     } else if (yearly) {
-        changed = FILETIME_SetYear(&value.Value.ft, kYearOfYearlyEvents, &year) != 0;
+        changed = compare::FILETIME_SetYear(&value.Value.ft, kYearOfYearlyEvents, &year) != 0;
     }
     added.item.nODApntAnnvrsryYear = static_cast<short>(year);
     return changed;
@@ -157,14 +166,14 @@ bool EvaluateValue(const TPlan& plan, TAddedItem& added, CCmpData& data, TPlaces
         data.IsDerived() ? plan.DerivedOf(added.item, static_cast<unsigned>(definition.nID)) : nullptr;
     const SPropValue* const read = derived ? derived->value : added.item.Find(definition.ulPropTag);
     if (!read) {
-        g_Log.ErrorW(kTag, L"value for prop(%s) not found\n", KeyOf(definition));
+        g_Log.ErrorW(kTag, L"value for prop(%s) not found\n", compare::KeyOf(definition));
         return false;
     }
     // Each definition has its own: what the one replaces, another of the same property compares as it was
     // read.
     SPropValue value = *read;
     if (OverrideComparedValue(value, definition, added) && g_Log.IsExtra())
-        LogChangedValue(KeyOf(definition), value);
+        LogChangedValue(compare::KeyOf(definition), value);
     int empty = TRUE;
     if (!compare::IsEmptyValue(&value, &empty, nullptr)) return false;
     TFiling& filing = NextFiling(places, data, empty != 0, empty ? std::nullopt : data.HashOf(value));
@@ -227,3 +236,5 @@ bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TA
     }
     return changed;
 }
+
+}  // namespace dupsearch

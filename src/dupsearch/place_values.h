@@ -10,6 +10,8 @@
 #include "dupsearch/read_item.h"
 #include "store/streams.h"
 
+namespace dupsearch {
+
 /// Where an item's values go.
 struct TPlaces {
     explicit TPlaces(std::pmr::memory_resource& memory)
@@ -31,3 +33,5 @@ bool OverrideComparedValue(SPropValue& value, const TComparyProp& definition, TA
 /// Whether it makes a value of a missing one, and whether the item is asked for that.
 bool FillsMissing(const TComparyProp& definition);
 bool AsksItemToFill(const TComparyProp& definition);
+
+}  // namespace dupsearch

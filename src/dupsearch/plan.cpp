@@ -6,15 +6,25 @@
 #include "dupsearch/exceptions.h"
 #include "log/CLog.h"
 
+namespace dupsearch {
+
+using compare::CDefinitions;
+using compare::CTagArray;
+using enum compare::EPropEx;
+using items::CItemRequest;
+using items::TDerivedValue;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.OnFirstAdd";
 
 void LogUse(const TComparyProp& definition, bool bGrouped, const wchar_t* plain, const wchar_t* grouped) {
     if (bGrouped) {
-        g_Log.InfoW(3, kTag, grouped, definition.nGroup, KeyOf(definition), NameOf(definition));
+        g_Log.InfoW(3, kTag, grouped, definition.nGroup, compare::KeyOf(definition),
+                    compare::NameOf(definition));
     } else {
-        g_Log.InfoW(3, kTag, plain, KeyOf(definition), NameOf(definition));
+        g_Log.InfoW(3, kTag, plain, compare::KeyOf(definition), compare::NameOf(definition));
     }
 }
 
@@ -29,18 +39,18 @@ bool AppendTag(const TComparyProp& definition, CTagArray& plain, CTagArray& stre
             return true;
         default:
             g_Log.ErrorW(kTag, L"Invalid interface(%d) for propprop(key=%s, name=%s)\n",
-                         definition.nInterface, KeyOf(definition), NameOf(definition));
+                         definition.nInterface, compare::KeyOf(definition), compare::NameOf(definition));
             return false;
     }
 }
 
 void PrepareOriginalOnly(TPlan& p, const TComparyProp& definition) {
-    const bool derived = IsDerived(definition);
+    const bool derived = compare::IsDerived(definition);
     g_Log.Assert(!derived, kTag, __LINE__, "bCompare || !bPrivate");
     if (derived) return;
     if (definition.ulPropTag == 0) {
         g_Log.ErrorW(kTag, L"remove noncmp prop(key=%s,name=%s) from original definition props\n",
-                     KeyOf(definition), NameOf(definition));
+                     compare::KeyOf(definition), compare::NameOf(definition));
         return;
     }
     AppendTag(definition, p.originalPlainTags, p.originalStreamTags);
@@ -48,8 +58,8 @@ void PrepareOriginalOnly(TPlan& p, const TComparyProp& definition) {
 
 void PrepareDerived(TPlan& p, TComparyProp& definition, bool bGrouped) {
     if (definition.nID < int{propexAnyAddress} || definition.nID > int{propexRecipients}) {
-        g_Log.ErrorW(kTag, L"remove cmp propEx(key=%s,name=%s,id=%d) from search\n", KeyOf(definition),
-                     NameOf(definition), definition.nID);
+        g_Log.ErrorW(kTag, L"remove cmp propEx(key=%s,name=%s,id=%d) from search\n",
+                     compare::KeyOf(definition), compare::NameOf(definition), definition.nID);
         return;
     }
     if (definition.nID == int{propexRecipients} && definition.nCompareMethod == cmExact) {
@@ -64,8 +74,8 @@ void PrepareDerived(TPlan& p, TComparyProp& definition, bool bGrouped) {
 
 void PrepareCompared(TPlan& p, TComparyProp& definition, bool bGrouped) {
     if (definition.ulPropTag == 0) {
-        g_Log.ErrorW(kTag, L"remove cmp prop(key=%s,name=%s) from search\n", KeyOf(definition),
-                     NameOf(definition));
+        g_Log.ErrorW(kTag, L"remove cmp prop(key=%s,name=%s) from search\n", compare::KeyOf(definition),
+                     compare::NameOf(definition));
         return;
     }
     p.compareData.push_back(std::make_unique<CCmpData>(definition, false, p.textHash));
@@ -106,7 +116,7 @@ std::unique_ptr<TPlan> Prepare(IMessage* item, size_t store, const CDefinitions&
         TComparyProp& definition = p.definitions[i];
         if (!definition.bCompare) {
             PrepareOriginalOnly(p, definition);
-        } else if (IsDerived(definition)) {
+        } else if (compare::IsDerived(definition)) {
             PrepareDerived(p, definition, bGrouped);
         } else {
             PrepareCompared(p, definition, bGrouped);
@@ -173,7 +183,7 @@ const TDerivedValue* TPlan::DerivedOf(const TItem& item, unsigned id) const {
 }
 
 std::wstring PlainTagName(const TPlan& p, ULONG index) {
-    if (p.plainDefinitions[index]) return KeyOf(*p.plainDefinitions[index]);
+    if (p.plainDefinitions[index]) return compare::KeyOf(*p.plainDefinitions[index]);
     const ULONG tag = p.plainTags[index];
     const TTagName names[] = {{p.tagApntDuration, L"Appointment.Duration"},
                               {p.tagJrnlDuration, L"Journal.Duration"},
@@ -190,3 +200,5 @@ std::wstring PlainTagName(const TPlan& p, ULONG index) {
     _snwprintf(text, std::size(text), L"0x%x", static_cast<unsigned>(tag));
     return text;
 }
+
+}  // namespace dupsearch

@@ -7,6 +7,12 @@
 #include "log/value_text.h"
 #include "store/properties.h"
 
+namespace dupsearch {
+
+using items::TDerivedValue;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.Add";
@@ -88,7 +94,8 @@ bool ReadPlain(TPlan& plan, TAddedItem& added) {
         const std::wstring name = extra ? PlainTagName(plan, i) : std::wstring();
         if (extra) {
             wchar_t text[kValueText];
-            g_Log.Extra(L"\t\t[%s]:\t%s\n", name.c_str(), PropValueText(&value, text, std::size(text), 0));
+            g_Log.Extra(L"\t\t[%s]:\t%s\n", name.c_str(),
+                        logging::PropValueText(&value, text, std::size(text), 0));
         }
         if (OverrideReadValue(value, added)) {
             item.bAsRead = false;
@@ -105,7 +112,7 @@ bool ReadDerived(const TPlan& plan, TAddedItem& added) {
         const unsigned id = plan.derivedIds[i];
         TDerivedValue& derived = item.derived[i];
         const HRESULT hr =
-            derived.value ? S_OK : BuildDerived(kTag, id, added.message, item.store->names, derived);
+            derived.value ? S_OK : items::BuildDerived(kTag, id, added.message, item.store->names, derived);
         if (!store::IsReadSuccess(hr) || !derived.value) {
             g_Log.Error(kTag, "Failed to read propex = %d; Error = 0x%x; Item.EntryID = %s\n", id,
                         static_cast<unsigned>(hr), item.EntryID);
@@ -113,8 +120,8 @@ bool ReadDerived(const TPlan& plan, TAddedItem& added) {
         }
         if (g_Log.IsExtra()) {
             wchar_t text[kValueText];
-            g_Log.Extra(L"\t\t[%s]:\t%s\n", QuorvelPropEx_ToStringW(id),
-                        PropValueToText(derived.value, text, std::size(text), id, false));
+            g_Log.Extra(L"\t\t[%s]:\t%s\n", compare::QuorvelPropEx_ToStringW(id),
+                        compare::PropValueToText(derived.value, text, std::size(text), id, false));
         }
     }
     return true;
@@ -135,14 +142,16 @@ bool ReadItem(TPlan& plan, TAddedItem& added, std::pmr::memory_resource& memory)
 
 void LogChangedValue(const wchar_t* name, const SPropValue& value) {
     wchar_t text[kValueText];
-    g_Log.Extra(L"\t\t[%s]->\t%s\n", name, PropValueText(&value, text, std::size(text), 0));
+    g_Log.Extra(L"\t\t[%s]->\t%s\n", name, logging::PropValueText(&value, text, std::size(text), 0));
 }
 
 bool ComputeContentUnread(SPropValue& value, IMessage* message) {
     MapiBuffer<SPropValue> flags;
-    const HRESULT hr = store::GetPropValue(message, PR_MESSAGE_FLAGS, Out(flags));
+    const HRESULT hr = store::GetPropValue(message, PR_MESSAGE_FLAGS, store::Out(flags));
     if (!store::IsReadSuccess(hr) || !flags || PROP_TYPE(flags->ulPropTag) != PT_LONG) return false;
     value.ulPropTag = CHANGE_PROP_TYPE(value.ulPropTag, PT_LONG);
     value.Value.l = (flags->Value.l & MSGFLAG_READ) ? 0 : 1;
     return true;
 }
+
+}  // namespace dupsearch

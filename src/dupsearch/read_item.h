@@ -5,6 +5,8 @@
 
 #include "dupsearch/plan.h"
 
+namespace dupsearch {
+
 /// An item while it is being added.
 struct TAddedItem {
     TItem& item;
@@ -22,3 +24,5 @@ void LogChangedValue(const wchar_t* name, const SPropValue& value);
 /// Turns an unread state that the store does not keep into one computed from the message flags. False, and
 /// the value untouched, when these are missing too.
 bool ComputeContentUnread(SPropValue& value, IMessage* message);
+
+}  // namespace dupsearch

@@ -7,6 +7,14 @@
 #include "log/local_time.h"
 #include "store/properties.h"
 
+namespace dupsearch {
+
+using base::EName;
+using compare::CNames;
+using enum base::EName;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.CalcODProps_RecurApntIndex_";
@@ -21,7 +29,7 @@ struct TNamedRead {
 TNamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
     TNamedRead read;
     ULONG tag = 0;
-    HRESULT hr = LookUpNames(item, {&name, 1}, &tag, &names);
+    HRESULT hr = compare::LookUpNames(item, {&name, 1}, &tag, &names);
     if (hr != S_OK) {
         g_Log.Error(kTag, "Quorvel_GetIDsFromNames return 0x%x\n", static_cast<unsigned>(hr));
         return read;
@@ -30,7 +38,7 @@ TNamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
         read.outcome = ERead::kNotFound;
         return read;
     }
-    hr = store::GetPropValue(item, tag, Out(read.value));
+    hr = store::GetPropValue(item, tag, store::Out(read.value));
     if (!store::IsReadSuccess(hr) || !read.value) {
         g_Log.Error(kTag, "Quorvel_GetPropValue return 0x%x\n", static_cast<unsigned>(hr));
         return read;
@@ -59,7 +67,7 @@ bool StartHasTimeOfDay(IMessage* item, CNames& names) {
             return true;
     }
     FILETIME local;
-    if (!FileTimeToLocalFileTimeFIX(&lpvalStart->Value.ft, &local)) {
+    if (!logging::FileTimeToLocalFileTimeFIX(&lpvalStart->Value.ft, &local)) {
         g_Log.Error(kTag, "FileTimeToLocalFileTimeFIX failed, last error = 0x%x\n",
                     static_cast<unsigned>(GetLastError()));
         return true;
@@ -96,7 +104,8 @@ short CalcRecurIndex(IMessage* item, CNames& names) {
 
     int allDayLike = 0, yearly = 0;
     if (compare::AllDayEventLike(item, &allDayLike, TRUE, &names) != S_OK) return 1;
-    if (Appointment_IsBirthdayOrAnniversary(item, true, &yearly, &allDayLike, nullptr, &names) != S_OK)
+    if (compare::Appointment_IsBirthdayOrAnniversary(item, true, &yearly, &allDayLike, nullptr, &names) !=
+        S_OK)
         yearly = 0;
     if (!allDayLike && !yearly) return 1;
     const bool timeOfDay = StartHasTimeOfDay(item, names);
@@ -106,6 +115,9 @@ short CalcRecurIndex(IMessage* item, CNames& names) {
 
 bool IsYearlyAppointment(IMessage* item, CNames& names) {
     int yearly = 0;
-    return Appointment_IsBirthdayOrAnniversary(item, true, &yearly, nullptr, nullptr, &names) == S_OK &&
+    return compare::Appointment_IsBirthdayOrAnniversary(item, true, &yearly, nullptr, nullptr, &names) ==
+               S_OK &&
            yearly != 0;
 }
+
+}  // namespace dupsearch

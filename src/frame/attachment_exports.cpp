@@ -5,6 +5,8 @@
 #include "store/attachments.h"
 #include "store/item_operations.h"
 
+using frame::Trace;
+
 HRESULT Quorvel_GetAttachments(IMessage* item, long** numbers, unsigned long* count) {
     Trace(__func__);
     return store::GetAttachments(item, numbers, count);

@@ -6,6 +6,9 @@
 #include "log/CLog.h"
 #include "quorvel.h"
 
+using cabinet::CFCI;
+using logging::g_Log;
+
 namespace {
 CFCI* Cabinet(HFci handle) {
     return reinterpret_cast<CFCI*>(handle);

@@ -3,6 +3,8 @@
 #include "log/CLog.h"
 #include "quorvel.h"
 
+using logging::g_Log;
+
 int Quorvel_GetCompatibleCode(void) {
     return 4;
 }

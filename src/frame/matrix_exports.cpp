@@ -6,6 +6,10 @@
 #include "matrix/CCmpMatrix.h"
 #include "quorvel.h"
 
+using frame::Trace;
+using matrix::CAttachMatrix;
+using matrix::CCmpMatrix;
+
 namespace {
 
 CCmpMatrix* Matrix(HCmpMatrix handle) {

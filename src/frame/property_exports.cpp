@@ -6,6 +6,8 @@
 #include "store/properties.h"
 #include "store/streams.h"
 
+using frame::Trace;
+
 HRESULT Quorvel_GetPropValue(IMAPIProp* object, long tag, SPropValue** value) {
     return store::GetPropValue(object, static_cast<ULONG>(tag), value);
 }

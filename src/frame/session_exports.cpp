@@ -5,6 +5,9 @@
 #include "store/item_operations.h"
 #include "store/sessions.h"
 
+using frame::Trace;
+using store::ComPtr;
+
 namespace {
 
 // The module exports one function under the three names (quorvel.def).

@@ -6,6 +6,9 @@
 #include "quorvel.h"
 #include "similar/CSimilarSearch.h"
 
+using frame::Trace;
+using logging::g_Log;
+
 using similar::CSimilarSearch;
 using similar::TCheckResult;
 

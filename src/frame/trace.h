@@ -3,6 +3,10 @@
 
 #include "log/CLog.h"
 
+namespace frame {
+
 inline void Trace(const char* exportName) {
-    g_Log.Info(2, exportName, "->\n");
+    logging::g_Log.Info(2, exportName, "->\n");
 }
+
+}  // namespace frame

@@ -7,6 +7,14 @@
 #include "log/identifier_text.h"
 #include "store/properties.h"
 
+namespace items {
+
+using base::EName;
+using base::TName;
+using compare::CTagArray;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr char kTag[] = "CDefinedTags.Settle";
@@ -82,10 +90,10 @@ void CDefinedTags::Resolve(IMessage* item, size_t number, TComparyProps definiti
 }
 
 ULONG CDefinedTags::Resolve(IMessage* item, EName which) {
-    const TName& wanted = kNameTable[which];
+    const TName& wanted = base::kNameTable[which];
     GUID set;
     MAPINAMEID name = {};
-    Str2GUID(wanted.set, &set);
+    logging::Str2GUID(wanted.set, &set);
     name.lpguid = &set;
     name.ulKind = MNID_ID;
     name.Kind.lID = wanted.id;
@@ -198,10 +206,10 @@ int CDefinedTags::FillIn(TComparyProps definitions) const {
 
 ULONG CDefinedTags::CanonicalOf(EName which) const {
     GUID set;
-    Str2GUID(kNameTable[which].set, &set);
+    logging::Str2GUID(base::kNameTable[which].set, &set);
     for (const TNamed& named : m_names) {
-        if (named.id == kNameTable[which].id && named.set == set && named.canonical != 0)
-            return PROP_TAG(kNameTable[which].type, named.canonical);
+        if (named.id == base::kNameTable[which].id && named.set == set && named.canonical != 0)
+            return PROP_TAG(base::kNameTable[which].type, named.canonical);
     }
     return 0;
 }
@@ -230,3 +238,5 @@ TTagsInStore::TTagsInStore(const CDefinedTags& tags, size_t store, const CTagArr
         if (PROP_ID(ownTag) != 0) own.Append(ownTag);
     }
 }
+
+}  // namespace items

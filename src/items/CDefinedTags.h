@@ -17,13 +17,15 @@
 #include "quorvel.h"
 #include "store/named_properties.h"
 
+namespace items {
+
 class CDefinedTags {
   public:
     /// Fills in the tags of the named definitions from an item of the first store. What fails is tried a second
     /// time and then, like what the store does not hold, left without a tag. Every failure is logged.
     void Resolve(IMessage* item, size_t store, TComparyProps definitions);
     /// One more name, resolved in the same way: its canonical tag, 0 when it has none.
-    ULONG Resolve(IMessage* item, EName name);
+    ULONG Resolve(IMessage* item, base::EName name);
 
     /// Has a store's tags settled before an item of it is read: those not known yet are asked for in one request,
     /// twice when it fails. The platform's result; after a failure nothing is known of the item, and the next
@@ -35,7 +37,7 @@ class CDefinedTags {
     bool BringIn(size_t store);
     /// Fills in the tags of definitions whose names have got canonical ones; how many it filled in.
     int FillIn(TComparyProps definitions) const;
-    ULONG CanonicalOf(EName name) const;
+    ULONG CanonicalOf(base::EName name) const;
     /// Whether the definitions were resolved in this store.
     bool IsFirst(size_t store) const { return store == m_nFirst; }
     bool IsEmpty() const { return m_stores.empty(); }
@@ -78,8 +80,10 @@ struct TTagsInStore {
     static constexpr ULONG kNone = 0xFFFFFFFF;
 
     TTagsInStore() = default;
-    TTagsInStore(const CDefinedTags& tags, size_t store, const CTagArray& canonical);
+    TTagsInStore(const CDefinedTags& tags, size_t store, const compare::CTagArray& canonical);
 
-    CTagArray own;              // those that the store knows
+    compare::CTagArray own;     // those that the store knows
     std::vector<ULONG> places;  // of each canonical tag among them; kNone: the store does not know it
 };
+
+}  // namespace items

@@ -7,6 +7,13 @@
 #include "store/properties.h"
 #include "store/sessions.h"
 
+namespace items {
+
+using logging::g_Log;
+using store::ComPtr;
+using store::CTagList;
+using store::MapiBuffer;
+
 CItemReader::TStore& CItemReader::Find(std::string_view key) {
     // Items come store by store.
     if (m_pLast && m_pLast->id == key) return *m_pLast;
@@ -77,7 +84,8 @@ MapiBuffer<SPropValue> CItemReader::SmtpEmail(const char* routine, IMessage* ite
     IAddrBook* const addressBook = AddressBook(routine);
     if (!addressBook) return nullptr;
     MapiBuffer<SPropValue> smtp;
-    const HRESULT hr = ContactItem_SmtpEmail(addressBook, item, index, unicode, Out(smtp), &store.names);
+    const HRESULT hr =
+        compare::ContactItem_SmtpEmail(addressBook, item, index, unicode, store::Out(smtp), &store.names);
     const ULONG type = smtp ? PROP_TYPE(smtp->ulPropTag) : PT_ERROR;
     if (!store::IsReadSuccess(hr) || type != (unicode ? PT_UNICODE : PT_STRING8)) {
         g_Log.Warning(routine, "Cant read email in smtp format\n");
@@ -89,3 +97,5 @@ MapiBuffer<SPropValue> CItemReader::SmtpEmail(const char* routine, IMessage* ite
     g_Log.Warning(routine, "smtp email is empty\n");
     return nullptr;
 }
+
+}  // namespace items

@@ -10,16 +10,18 @@
 #include "items/CStoreNames.h"
 #include "store/resources.h"
 
+namespace items {
+
 class CItemReader {
   public:
     struct TStore {
-        std::string id;              // as it was asked for
-        size_t number = 0;           // in the order of their turning up
-        ComPtr<IMsgStore> msgStore;  // null: it is known by its items alone
+        std::string id;                     // as it was asked for
+        size_t number = 0;                  // in the order of their turning up
+        store::ComPtr<IMsgStore> msgStore;  // null: it is known by its items alone
         CStoreNames names;
     };
     struct TOpened {
-        ComPtr<IMessage> message;
+        store::ComPtr<IMessage> message;
         TStore* store = nullptr;
     };
 
@@ -39,8 +41,8 @@ class CItemReader {
     IAddrBook* AddressBook(const char* routine);
     /// The SMTP form of e-mail 1, 2 or 3 of a contact, a text that is not empty. Null, with a line under the
     /// routine's name, when the address book gives none.
-    MapiBuffer<SPropValue> SmtpEmail(const char* routine, IMessage* item, TStore& store, int index,
-                                     bool unicode);
+    store::MapiBuffer<SPropValue> SmtpEmail(const char* routine, IMessage* item, TStore& store, int index,
+                                            bool unicode);
 
   private:
     using TStores = std::map<std::string, TStore, std::less<>>;
@@ -50,6 +52,8 @@ class CItemReader {
     IMAPISession* m_pSession;
     TStores m_stores;
     TStore* m_pLast = nullptr;  // the one asked for last
-    ComPtr<IAddrBook> m_addressBook;
+    store::ComPtr<IAddrBook> m_addressBook;
     bool m_bTriedAddressBook = false;
 };
+
+}  // namespace items

@@ -8,6 +8,14 @@
 #include "compare/propex.h"
 #include "log/CLog.h"
 
+namespace items {
+
+using compare::CNames;
+using compare::CTagArray;
+using enum compare::EPropEx;
+using logging::g_Log;
+using store::MapiBuffer;
+
 namespace {
 
 /// Whether a value of this type is copied with what store::OutsideOf finds.
@@ -49,7 +57,7 @@ CItemRequest::CItemRequest(const CDefinedTags& tags, size_t store, CTagArray pla
       m_bCanonical(tags.IsCanonicalIn(store)) {
     if (!std::ranges::all_of(m_plainTags, [](ULONG tag) { return IsCopied(PROP_TYPE(tag)); })) return;
     for (size_t i = 0; i < derivedIds.size(); ++i) {
-        if (DerivedTextsTag(derivedIds[i]) != 0) m_parts.push_back({i, derivedIds[i]});
+        if (compare::DerivedTextsTag(derivedIds[i]) != 0) m_parts.push_back({i, derivedIds[i]});
     }
 }
 
@@ -61,7 +69,7 @@ bool CItemRequest::FindTags(const CNames& names) {
     for (TPart& part : m_parts) {
         part.first = m_tags.Count();
         // Such a name is asked for again with the next item.
-        if (!AppendTextTags(part.id, names, m_tags)) m_bHasAllParts = false;
+        if (!compare::AppendTextTags(part.id, names, m_tags)) m_bHasAllParts = false;
         part.count = m_tags.Count() - part.first;
     }
     return m_tags.Count() > m_plain.own.Count();
@@ -92,7 +100,7 @@ SPropValue CItemRequest::PlainValue(const SPropValue* values, ULONG index) const
     const ULONG id = PROP_ID(m_plainTags[index]), place = m_plain.places[index];
     SPropValue value;
     if (place == TTagsInStore::kNone) {
-        SetNotFound(value, id);
+        compare::SetNotFound(value, id);
     } else {
         value = values[place];
         value.ulPropTag = PROP_TAG(PROP_TYPE(value.ulPropTag), id);
@@ -134,8 +142,8 @@ void CItemRequest::Copy(const SPropValue* values, const TMeasure& measure, SProp
             target.kinds[texts.cValues++] = static_cast<unsigned char>(kind);
             *element++ = static_cast<wchar_t*>(keep(part.first + kind));
         }
-        derived->ulPropTag = DerivedTextsTag(part.id);
-        if (texts.cValues == 0) SetNotFound(*derived, PROP_ID(derived->ulPropTag));
+        derived->ulPropTag = compare::DerivedTextsTag(part.id);
+        if (texts.cValues == 0) compare::SetNotFound(*derived, PROP_ID(derived->ulPropTag));
         target.value = derived++;
     }
 }
@@ -173,7 +181,7 @@ HRESULT CItemRequest::ReadPlain(IMAPIProp* object, TPlainValues& item) {
     HRESULT hr = S_OK;
     // A request without tags would ask for all that the item has.
     if (m_plain.own.Count() != 0)
-        hr = store::GetPropValues(object, m_plain.own.Get(), &count, Out(item.read));
+        hr = store::GetPropValues(object, m_plain.own.Get(), &count, store::Out(item.read));
     if (!store::IsReadSuccess(hr)) return hr;
     if (!m_bCanonical) {
         Place(item.read ? count : 0, item);
@@ -186,32 +194,34 @@ HRESULT CItemRequest::ReadPlain(IMAPIProp* object, TPlainValues& item) {
 
 HRESULT BuildDerived(const char* routine, unsigned id, IMessage* message, CNames& names,
                      TDerivedValue& derived) {
-    ULONG kinds[kPhoneKinds] = {};
+    ULONG kinds[compare::kPhoneKinds] = {};
     HRESULT hr;
     switch (id) {
         case propexAnyAddress:
-            hr = ContactItem_Addresses(message, true, Out(derived.own), kinds, &names);
+            hr = compare::ContactItem_Addresses(message, true, store::Out(derived.own), kinds, &names);
             break;
         case propexAnyEmail:
-            hr = ContactItem_Emails(message, true, Out(derived.own), kinds, &names);
+            hr = compare::ContactItem_Emails(message, true, store::Out(derived.own), kinds, &names);
             break;
         case propexAnyPhone:
-            hr = ContactItem_Phones(message, true, Out(derived.own), kinds);
+            hr = compare::ContactItem_Phones(message, true, store::Out(derived.own), kinds);
             break;
         case propexCompanyContact:
-            hr = ContactItem_CompanyContact(message, Out(derived.own));
+            hr = compare::ContactItem_CompanyContact(message, store::Out(derived.own));
             break;
         case propexSenders:
-            hr = MailItem_Senders(message, true, Out(derived.own));
+            hr = compare::MailItem_Senders(message, true, store::Out(derived.own));
             break;
         case propexRecipients:
-            hr = MailItem_Recipients(message, Out(derived.own));
+            hr = compare::MailItem_Recipients(message, store::Out(derived.own));
             break;
         default:
             g_Log.Error(routine, "unknown propex(%d)\n", id);
             hr = -1;
     }
-    for (size_t i = 0; i < kPhoneKinds; ++i) derived.kinds[i] = static_cast<unsigned char>(kinds[i]);
+    for (size_t i = 0; i < compare::kPhoneKinds; ++i) derived.kinds[i] = static_cast<unsigned char>(kinds[i]);
     derived.value = derived.own.get();
     return hr;
 }
+
+}  // namespace items

@@ -15,11 +15,13 @@
 #include "items/TItemValues.h"
 #include "store/properties.h"
 
+namespace items {
+
 class CItemRequest {
   public:
     /// Canonical tags of the plain values. derivedIds: of all derived values of an item, in the order in which it
     /// has them.
-    CItemRequest(const CDefinedTags& tags, size_t store, CTagArray plainTags,
+    CItemRequest(const CDefinedTags& tags, size_t store, compare::CTagArray plainTags,
                  std::span<const unsigned> derivedIds = {});
 
     /// Reads the plain values together with those derived values that are gathered from texts; what it does not
@@ -27,12 +29,12 @@ class CItemRequest {
     /// is left, the request does not succeed, or a value comes that is neither what was asked for nor missing:
     /// nothing is done and nothing logged, and what fails is for those to say who read one value after the
     /// other. memory: where what is read is kept.
-    void ReadTogether(IMessage* message, const CNames& names, TItemValues& values,
+    void ReadTogether(IMessage* message, const compare::CNames& names, TItemValues& values,
                       std::pmr::memory_resource& memory);
     /// Reads the plain values alone. The platform's result, not logged.
     HRESULT ReadPlain(IMAPIProp* object, TPlainValues& values);
 
-    const CTagArray& PlainTags() const { return m_plainTags; }
+    const compare::CTagArray& PlainTags() const { return m_plainTags; }
 
   private:
     /// The texts of a derived value.
@@ -49,21 +51,23 @@ class CItemRequest {
         size_t outsideSize = 0;                // bytes, with what is left free for alignment
     };
 
-    bool FindTags(const CNames& names);
+    bool FindTags(const compare::CNames& names);
     bool Measure(const SPropValue* values, TMeasure& measure) const;
     SPropValue PlainValue(const SPropValue* values, ULONG index) const;
     void Copy(const SPropValue* values, const TMeasure& measure, SPropValue* block, TItemValues& item) const;
     void Place(ULONG count, TPlainValues& item) const;
 
-    CTagArray m_plainTags;
+    compare::CTagArray m_plainTags;
     TTagsInStore m_plain;
     bool m_bCanonical;
     std::vector<TPart> m_parts;
-    CTagArray m_tags;             // the plain ones of the store, then those of the parts
+    compare::CTagArray m_tags;    // the plain ones of the store, then those of the parts
     bool m_bHasAllParts = false;  // nothing is left out
 };
 
 /// Builds one derived value; the kinds of its elements where it has any. The builder's result; an unknown id is
 /// logged under the routine's name.
-HRESULT BuildDerived(const char* routine, unsigned id, IMessage* message, CNames& names,
+HRESULT BuildDerived(const char* routine, unsigned id, IMessage* message, compare::CNames& names,
                      TDerivedValue& derived);
+
+}  // namespace items

@@ -4,11 +4,15 @@
 
 #include "compare/named_values.h"
 
-class CStoreNames final : public CNames {
+namespace items {
+
+class CStoreNames final : public compare::CNames {
   public:
-    HRESULT LookUp(IMAPIProp* item, std::span<const EName> names, ULONG* tags) override;
-    ULONG Find(EName name) const override { return m_tags[name]; }
+    HRESULT LookUp(IMAPIProp* item, std::span<const base::EName> names, ULONG* tags) override;
+    ULONG Find(base::EName name) const override { return m_tags[name]; }
 
   private:
-    ULONG m_tags[kNameCount] = {};  // with the names' types
+    ULONG m_tags[base::kNameCount] = {};  // with the names' types
 };
+
+}  // namespace items

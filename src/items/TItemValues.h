@@ -8,16 +8,18 @@
 #include "compare/propex.h"
 #include "store/resources.h"
 
+namespace items {
+
 /// A derived value. Of a multi-valued one, kinds tells of each element which property it came from.
 struct TDerivedValue {
     const SPropValue* value = nullptr;
-    MapiBuffer<SPropValue> own;  // null where it was read along with the plain values
-    unsigned char kinds[kPhoneKinds] = {};
+    store::MapiBuffer<SPropValue> own;  // null where it was read along with the plain values
+    unsigned char kinds[compare::kPhoneKinds] = {};
 };
 
 struct TPlainValues {
     // The block of the values as they were read; null where they are in somebody else's memory.
-    MapiBuffer<SPropValue> read;
+    store::MapiBuffer<SPropValue> read;
     std::unique_ptr<SPropValue[]>
         placed;                    // the values themselves, where the block's are not one for each tag
     SPropValue* values = nullptr;  // in the order of the tags
@@ -39,3 +41,5 @@ struct TItemValues : TPlainValues {
 
     std::pmr::vector<TDerivedValue> derived;  // in the order of the derived ids
 };
+
+}  // namespace items

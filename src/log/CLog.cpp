@@ -6,6 +6,8 @@
 
 #include "log/trim_file.h"
 
+namespace logging {
+
 // Constructed before and destroyed after every other static object of the library: all of them may log.
 CLog g_Log __attribute__((init_priority(101)));
 
@@ -209,3 +211,5 @@ void CLog::WriteErrFile(const char* prefixLine, const char* message) {
     fprintf(m_fpErr.get(), "%s%s%s", m_szPrefix, prefixLine, message);
     fflush(m_fpErr.get());
 }
+
+}  // namespace logging

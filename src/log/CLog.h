@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <memory>
 
+namespace logging {
+
 // Checks arguments against the format at compile time.
 #ifdef __clang__
 #define QUORVEL_PRINTF(format_, first_) __attribute__((format(printf, format_, first_)))
@@ -83,3 +85,5 @@ class CLog {
 };
 
 extern CLog g_Log;
+
+}  // namespace logging

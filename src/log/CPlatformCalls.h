@@ -15,6 +15,8 @@
 
 #include "log/CLog.h"
 
+namespace logging {
+
 class CPlatformCalls {
   public:
     explicit CPlatformCalls(const char* routine) : tag(routine) {}
@@ -42,3 +44,5 @@ class CPlatformCalls {
     /// Result of the last call made.
     HRESULT result = S_OK;
 };
+
+}  // namespace logging

@@ -2,6 +2,8 @@
 
 #include <array>
 
+namespace logging {
+
 namespace {
 const char kDigits[] = "0123456789ABCDEF";
 
@@ -69,3 +71,5 @@ int Str2GUID(const char* text, GUID* out) {
     memcpy(out, bytes, sizeof(bytes));
     return 1;
 }
+
+}  // namespace logging

@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+namespace logging {
+
 /// Writes 2 * count digits and a terminator into out.
 void BytesToHex(const BYTE* bytes, size_t count, char* out);
 /// Reads count pairs of digits from text, which holds at least 2 * count characters.
@@ -14,3 +16,5 @@ unsigned long Hex2Dec(const char* text, int n);
 /// 1 when text holds 32 hexadecimal digits (anything between them is skipped, the 33rd and later are not
 /// read); 0 when it ends before, out is then untouched.
 int Str2GUID(const char* text, GUID* out);
+
+}  // namespace logging

@@ -5,6 +5,8 @@
 
 #include "base/ticks.h"
 
+namespace logging {
+
 namespace {
 const WORD kLastWeek = 5;
 
@@ -118,3 +120,5 @@ int LocalFileTimeToFileTimeFIX(const FILETIME* local, FILETIME* utc) {
     *utc = base::FromTicks(result);
     return 1;
 }
+
+}  // namespace logging

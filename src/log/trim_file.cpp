@@ -7,6 +7,8 @@
 #include <memory>
 #include <new>
 
+namespace logging {
+
 namespace {
 
 constexpr size_t kChunk = 65536;
@@ -160,3 +162,5 @@ void TrimLogFile(const char* path, unsigned long limit, const char* other) {
     }
     MoveFileA(temporary.get(), path);
 }
+
+}  // namespace logging

@@ -1,4 +1,7 @@
 #pragma once
+
+namespace logging {
+
 // Keeping a log file within its limit.
 
 /// Low 32 bits of the file's size in bytes; 0 when it cannot be opened for reading.
@@ -9,3 +12,5 @@ unsigned long LogFileSize(const char* path);
 /// and has the mark is left alone. Whatever fails on the way leaves the file as it was. The copy is written to a
 /// file of the same name with a "1" behind it; when that is the file at other (may be null), it cannot be.
 void TrimLogFile(const char* path, unsigned long limit, const char* other);
+
+}  // namespace logging

@@ -10,6 +10,8 @@
 #include "base/text.h"
 #include "log/local_time.h"
 
+namespace logging {
+
 namespace {
 struct TTypeLabel {
     ULONG type;
@@ -229,3 +231,5 @@ wchar_t* ElementText(const SPropValue* value, int index, wchar_t* buffer, size_t
         if (buffer[i] == L'\r' || buffer[i] == L'\n') buffer[i] = L' ';
     return buffer;
 }
+
+}  // namespace logging

@@ -4,6 +4,8 @@
 #include <mapidefs.h>
 #include <windows.h>
 
+namespace logging {
+
 /// Text of a time; "0" for null and for time 0. local non-zero: in local time (log/local_time.h), or in UTC
 /// where that does not convert. Always returns buffer, always terminated. capacity in characters.
 wchar_t* FileTimeToText(const FILETIME* time, wchar_t* buffer, size_t capacity, int local);
@@ -14,3 +16,5 @@ wchar_t* PropValueText(const SPropValue* value, wchar_t* buffer, size_t capacity
 /// Text of one element of a multi-valued string, on one line: line breaks become blanks. "NULL" for null,
 /// "ERROR:outofbounds" for an index without element. Returns buffer.
 wchar_t* ElementText(const SPropValue* value, int index, wchar_t* buffer, size_t capacity);
+
+}  // namespace logging

@@ -7,6 +7,10 @@
 #include "base/text.h"
 #include "log/CLog.h"
 
+namespace matrix {
+
+using logging::g_Log;
+
 namespace {
 
 constexpr int kNone = -1;
@@ -77,3 +81,5 @@ int CAttachMatrix::Value(int row, int column) const {
     const TColumn* at = At("CAttachMatrix.Value", row, column);
     return at ? at->numbers[static_cast<size_t>(row)] : kNone;
 }
+
+}  // namespace matrix

@@ -11,6 +11,8 @@
 
 #include "matrix/attachment_list.h"
 
+namespace matrix {
+
 class CAttachMatrix {
   public:
     /// An attachment and the row that it is in.
@@ -49,3 +51,5 @@ class CAttachMatrix {
     int m_nRows;
     std::vector<TColumn> m_columns;
 };
+
+}  // namespace matrix

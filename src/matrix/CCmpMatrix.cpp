@@ -12,6 +12,13 @@
 #include "store/sessions.h"
 #include "store/streams.h"
 
+namespace matrix {
+
+using compare::CThreadLocale;
+using items::CItemRequest;
+using logging::g_Log;
+using store::ComPtr;
+
 namespace {
 
 constexpr char kCreate[] = "CCmpMatrix.Create";
@@ -86,14 +93,14 @@ bool CCmpMatrix::PrepareColumns(IMessage* item, size_t store, TColumns& columns)
         const TComparyProp& definition = list.lpProps[i];
         if (definition.ulPropTag == 0) {
             g_Log.ErrorW(kAdd, L"remove comparation by prop(key=%s,name=%s) from dublicate search\n",
-                         KeyOf(definition), NameOf(definition));
+                         compare::KeyOf(definition), compare::NameOf(definition));
         } else if (definition.nInterface == kPlain) {
             columns.plainTags.Append(definition.ulPropTag);
         } else if (definition.nInterface == kStream) {
             columns.streamTags.Append(definition.ulPropTag);
         } else {
             g_Log.ErrorW(kAdd, L"Invalid interface(%d) for propprop(key=%s, name=%s)\n",
-                         definition.nInterface, KeyOf(definition), NameOf(definition));
+                         definition.nInterface, compare::KeyOf(definition), compare::NameOf(definition));
         }
     }
     if (columns.plainTags.Count() + columns.streamTags.Count() > 0) return true;
@@ -126,7 +133,7 @@ bool CCmpMatrix::FillCells(IMessage* item, const TColumns& columns, TRow& row) c
         if (definition.nInterface == kPlain) {
             const SPropValue* value = row.values.values + position;
             if (position >= row.values.cValues || PROP_ID(value->ulPropTag) != PROP_ID(tag)) {
-                g_Log.ErrorW(kAdd, L"value for prop(%s) not found\n", KeyOf(definition));
+                g_Log.ErrorW(kAdd, L"value for prop(%s) not found\n", compare::KeyOf(definition));
                 return false;
             }
             row.cells[column] = PlainCell(value, column, position++);
@@ -242,3 +249,5 @@ void CCmpMatrix::BuildAttachMatrix() {
     m_pAttachMatrix = std::move(attachments);
     m_pPhotoAttachMatrix = std::move(photos);
 }
+
+}  // namespace matrix

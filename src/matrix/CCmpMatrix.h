@@ -26,6 +26,8 @@
 #include "matrix/attachment_list.h"
 #include "store/resources.h"
 
+namespace matrix {
+
 /// Bits of the option word; the others mean nothing.
 enum EMatrixOption : unsigned { moContentsUncompared = 1 };
 
@@ -55,10 +57,10 @@ class CCmpMatrix {
 
   private:
     struct TColumns {
-        CDefinitions definitions;
-        CDefinedTags tags;
-        CTagArray plainTags;
-        CTagArray streamTags;
+        compare::CDefinitions definitions;
+        items::CDefinedTags tags;
+        compare::CTagArray plainTags;
+        compare::CTagArray streamTags;
     };
     struct TCell {
         unsigned value = 0;
@@ -67,8 +69,8 @@ class CCmpMatrix {
     struct TRow {
         std::string entryId;
         std::string storeId;
-        size_t store = 0;     // by number
-        TPlainValues values;  // in the order of the plain tags
+        size_t store = 0;            // by number
+        items::TPlainValues values;  // in the order of the plain tags
         std::vector<TCell> cells;
         std::vector<TMatrixAttachment> attachments;
     };
@@ -82,15 +84,18 @@ class CCmpMatrix {
     int FindValueEqual(const SPropValue* value, size_t column, ULONG position) const;
     int FindStreamEqual(IMessage* item, const TColumns& columns, const TRow& row, size_t column) const;
     TCell FilledCell(int equalRow, ULONG size) const;
-    bool OpenRow(const char* routine, const TRow& row, ComPtr<IMessage>& item) const;
+    bool OpenRow(const char* routine, const TRow& row, store::ComPtr<IMessage>& item) const;
     const TCell* CellAt(const char* routine, int row, int column) const;
 
     const LCID m_locale = GetThreadLocale();  // that texts are compared by
     unsigned m_nOption = 0;
     IMAPISession* m_pSession = nullptr;
-    CItemReader m_reader;  // of the stores' numbers alone: an item is opened with its store, and by itself
+    items::CItemReader
+        m_reader;  // of the stores' numbers alone: an item is opened with its store, and by itself
     TColumns m_columns;
     std::vector<TRow> m_rows;
     std::unique_ptr<CAttachMatrix> m_pAttachMatrix;
     std::unique_ptr<CAttachMatrix> m_pPhotoAttachMatrix;
 };
+
+}  // namespace matrix

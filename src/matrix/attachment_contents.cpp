@@ -14,6 +14,13 @@
 #include "store/properties.h"
 #include "store/streams.h"
 
+namespace matrix {
+
+using logging::CPlatformCalls;
+using store::ComPtr;
+using store::CTagList;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr ULONG kChunk = 0x4000;
@@ -32,7 +39,7 @@ bool OpenData(CPlatformCalls& calls, IAttach* attachment, std::span<const TDataP
               ComPtr<IStream>& stream) {
     HRESULT hr = S_OK;
     for (const TDataPlace& place : places) {
-        hr = attachment->OpenProperty(place.tag, place.iid, 0, 0, OutUnknown(stream));
+        hr = attachment->OpenProperty(place.tag, place.iid, 0, 0, store::OutUnknown(stream));
         if (hr == S_OK && !stream) hr = MAPI_E_CALL_FAILED;
         if (hr == S_OK) return true;
     }
@@ -78,7 +85,7 @@ template <size_t N>
 bool ReadText(CPlatformCalls& calls, IMAPIProp* object, CTagList<N>& tags, MapiBuffer<SPropValue>& values,
               const wchar_t*& text) {
     ULONG count = 0;
-    const HRESULT hr = store::GetPropValues(object, tags, &count, Out(values));
+    const HRESULT hr = store::GetPropValues(object, tags, &count, store::Out(values));
     if (!store::IsReadSuccess(hr)) return calls(hr, "Quorvel_GetPropValues returned 0x%x\n");
     text = FirstText(values.get(), std::min(count, ULONG{N}));
     return text != nullptr;
@@ -102,7 +109,7 @@ bool SameEmbedded(CPlatformCalls& calls, IAttach* attachment1, IAttach* attachme
     ComPtr<IStream> body1, body2;
     const auto open = [&](IAttach* attachment, ComPtr<IMessage>& item) {
         return calls.Gives(
-            item, attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, OutUnknown(item)),
+            item, attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0, store::OutUnknown(item)),
             "OpenProperty(PR_ATTACH_DATA_OBJ,IMessage) returned 0x%x\n");
     };
     return open(attachment1, item1) && open(attachment2, item2) &&
@@ -133,3 +140,5 @@ bool SameContents(const char* routine, IAttach* attachment1, IAttach* attachment
             return false;
     }
 }
+
+}  // namespace matrix

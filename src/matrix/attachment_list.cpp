@@ -7,6 +7,13 @@
 #include "store/attachments.h"
 #include "store/properties.h"
 
+namespace matrix {
+
+using logging::g_Log;
+using store::ComPtr;
+using store::CTagList;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr ULONG kName = 1;  // the names follow the method
@@ -40,7 +47,7 @@ void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TM
     CTagList tags(PR_ATTACH_METHOD, PR_ATTACH_LONG_FILENAME_W, PR_ATTACH_FILENAME_W, PR_DISPLAY_NAME_W);
     MapiBuffer<SPropValue> values;
     ULONG count = 0;
-    const HRESULT hr = store::GetPropValues(attachment.Get(), tags, &count, Out(values));
+    const HRESULT hr = store::GetPropValues(attachment.Get(), tags, &count, store::Out(values));
     if (!store::IsReadSuccess(hr) || count == 0) {
         g_Log.Error(routine, "Quorvel_GetPropValues returned 0x%x, EntryID = %s\n", static_cast<unsigned>(hr),
                     entryId);
@@ -49,7 +56,7 @@ void ReadAttachment(const char* routine, IMessage* item, const char* entryId, TM
     const SPropValue& method = values.get()[0];
     const wchar_t* const name = FirstText(values.get() + kName, std::min(count, kRead) - kName);
     ULONG photo = 0;
-    const bool photoKnown = Attach_IsContactPhoto_get(attachment.Get(), &photo) == S_OK;
+    const bool photoKnown = store::Attach_IsContactPhoto_get(attachment.Get(), &photo) == S_OK;
     out.name = base::OrEmpty(name);
     out.photo = photo != 0;
     out.method = method.ulPropTag == PR_ATTACH_METHOD ? method.Value.l : static_cast<long>(NO_ATTACHMENT);
@@ -92,3 +99,5 @@ std::vector<TMatrixAttachment> ListAttachments(const char* routine, IMessage* it
     }
     return list;
 }
+
+}  // namespace matrix

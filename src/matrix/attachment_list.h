@@ -6,6 +6,8 @@
 
 #include "store/resources.h"
 
+namespace matrix {
+
 struct TMatrixAttachment {
     long number;        // in its item; store::kUnknownAttachment when its table does not say
     std::wstring name;  // file name, long form first; display name when it has none
@@ -22,3 +24,5 @@ std::vector<TMatrixAttachment> ListAttachments(const char* routine, IMessage* it
 /// The first of the values that is a text and not empty; an empty text when there is none, and null when one
 /// before it could not be read.
 const wchar_t* FirstText(const SPropValue* values, ULONG count);
+
+}  // namespace matrix

@@ -10,6 +10,8 @@
 
 namespace similar {
 
+using logging::g_Log;
+
 namespace {
 
 /// What a key is made of.

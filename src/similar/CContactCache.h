@@ -39,7 +39,7 @@ class CContactCache {
 
     /// For what records are made of.
     std::pmr::memory_resource* Memory() { return &m_memory; }
-    TRecord NewRecord(TItemInfo&& info, TPlainValues&& plain);
+    TRecord NewRecord(TItemInfo&& info, items::TPlainValues&& plain);
     /// Takes a complete record: prepares its texts, files it, and only then lets go of an older version, whose place it
     /// takes as the contact that is searched by, too.
     TItemProps* Add(TRecord record);
@@ -72,7 +72,7 @@ class CContactCache {
     // Contacts live long and their parts are small. A heap that searches its free blocks in a row, as some do,
     // would look at the gaps between those parts each time that the platform asks for a buffer; together in a
     // few large blocks they leave none.
-    CPoolMemory m_memory;
+    base::CPoolMemory m_memory;
     TContacts m_contacts{&m_memory};
     CUnitWeights m_weights;
     CCandidateIndex m_index;

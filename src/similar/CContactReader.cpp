@@ -10,6 +10,16 @@
 #include "store/streams.h"
 
 namespace similar {
+
+using compare::CTagArray;
+using enum base::EName;
+using items::CItemReader;
+using items::CItemRequest;
+using items::TPlainValues;
+using items::TTagsInStore;
+using logging::g_Log;
+using store::ComPtr;
+using store::MapiBuffer;
 namespace {
 
 constexpr char kReadInfoTag[] = "CSimilarSearch.ReadItemInfo";
@@ -31,7 +41,7 @@ CTagArray TagsOf(const std::vector<TComparyProp>& fields) {
 void TakeHex(const SBinary& bytes, std::pmr::string* text) {
     if (!bytes.lpb) return;
     text->resize(2 * size_t{bytes.cb} + 1);
-    BytesToHex(bytes.lpb, bytes.cb, text->data());
+    logging::BytesToHex(bytes.lpb, bytes.cb, text->data());
     text->pop_back();
 }
 
@@ -166,7 +176,7 @@ void CContactReader::Complete(IMessage* item, TItemProps* props) {
 }
 
 void CContactReader::ReadSmtpEmails(IMessage* item, TItemProps* props) {
-    for (size_t i = 0; i < TItemProps::kEmails; ++i) {
+    for (size_t i = 0; i < TItemProps::kEmailCount; ++i) {
         const wchar_t* email = props->szw(m_fields.indexes.Emails[i]);
         props->smtpEmails[i] = base::OrEmpty(email);
         if (!email || !*email || wcschr(email, L'@')) continue;

@@ -22,11 +22,11 @@ class CContactReader {
                    bool hasOtherFields);
 
     /// Null when it cannot be opened.
-    ComPtr<IMessage> OpenItem(const char* entryId);
+    store::ComPtr<IMessage> OpenItem(const char* entryId);
     /// Nothing when it cannot be told who the contact is. memory: for the texts.
     std::optional<TItemInfo> ReadItemInfo(IMessage* item, std::pmr::memory_resource* memory);
     /// One value for each field.
-    std::optional<TPlainValues> ReadValues(IMessage* item, const TItemInfo& info);
+    std::optional<items::TPlainValues> ReadValues(IMessage* item, const TItemInfo& info);
     /// Reads into a new record what is not among its values, e-mails in SMTP form and the body, and counts these.
     void Complete(IMessage* item, TItemProps* props);
     /// item: null when it is to be opened. Nothing when they cannot be counted.
@@ -34,26 +34,26 @@ class CContactReader {
 
   private:
     /// What is read of the contacts of each store, made when it is first needed.
-    using TRequests = std::vector<std::optional<CItemRequest>>;
+    using TRequests = std::vector<std::optional<items::CItemRequest>>;
 
-    CItemReader::TStore* SettleStore(IMessage* item);
+    items::CItemReader::TStore* SettleStore(IMessage* item);
     ULONG FileAsTag(IMessage* item, size_t store);
-    CItemRequest& RequestFor(TRequests* requests, size_t store, const CTagArray& wanted);
+    items::CItemRequest& RequestFor(TRequests* requests, size_t store, const compare::CTagArray& wanted);
     void ReadSmtpEmails(IMessage* item, TItemProps* props);
     static void ReadBody(IMessage* item, TItemProps* props);
     std::optional<long> CountFilled(IMessage* item, size_t store);
 
     IMAPISession* m_pSession;
-    CItemReader m_items;
+    items::CItemReader m_items;
     std::string m_storeEntryId;
     const TContactFields& m_fields;
 
     std::vector<TComparyProp> m_read;  // the compared fields, with their tags
-    CDefinedTags m_tags;               // of these; empty until the first contact is read
+    items::CDefinedTags m_tags;        // of these; empty until the first contact is read
     ULONG m_nFileAsTag = 0;
     TRequests m_infoRequests, m_valueRequests;
     std::vector<TComparyProp> m_counted;
-    CDefinedTags m_countedTags;  // empty until the first contact is counted
+    items::CDefinedTags m_countedTags;  // empty until the first contact is counted
 };
 
 }  // namespace similar

@@ -9,6 +9,11 @@
 #include "similar/explain.h"
 
 namespace similar {
+
+using compare::CThreadLocale;
+using items::TPlainValues;
+using logging::g_Log;
+using store::ComPtr;
 namespace {
 
 enum ECountMode : unsigned { countNever = 0, countAll = 1, countStrict = 2 };

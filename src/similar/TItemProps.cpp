@@ -9,6 +9,8 @@
 
 namespace similar {
 
+using logging::g_Log;
+
 const FILETIME* TItemProps::ft(int field) const {
     const SPropValue& value = values[field];
     const ULONG type = PROP_TYPE(value.ulPropTag);

@@ -21,10 +21,10 @@ namespace similar {
 
 /// Who a contact is, where it comes from and which version of it.
 struct TItemInfo {
-    TItemInfo(CItemReader::TStore& from, std::pmr::memory_resource* memory)
+    TItemInfo(items::CItemReader::TStore& from, std::pmr::memory_resource* memory)
         : store(&from), entryId(memory), fileAs(memory), fullName(memory) {}
 
-    CItemReader::TStore* store;
+    items::CItemReader::TStore* store;
     std::pmr::string entryId;  // upper-case hexadecimal text
     std::pmr::wstring fileAs;
     std::pmr::wstring fullName;
@@ -32,14 +32,14 @@ struct TItemInfo {
 };
 
 /// The plain values are one a field, in the order of the field list.
-struct TItemProps : TItemInfo, TPlainValues {
-    static constexpr size_t kEmails = 3;
+struct TItemProps : TItemInfo, items::TPlainValues {
+    static constexpr size_t kEmailCount = 3;
     static constexpr size_t kStoredBody = 511;
 
     /// Takes its memory from where the identity has it.
-    TItemProps(TItemInfo info, TPlainValues plain)
+    TItemProps(TItemInfo info, items::TPlainValues plain)
         : TItemInfo(std::move(info)),
-          TPlainValues(std::move(plain)),
+          items::TPlainValues(std::move(plain)),
           body(fullName.get_allocator()),
           m_texts(fullName.get_allocator()),
           m_kept(fullName.get_allocator()) {}
@@ -47,8 +47,8 @@ struct TItemProps : TItemInfo, TPlainValues {
     TItemProps& operator=(const TItemProps&) = delete;
 
     long filledCount = -1;
-    long otherFilledCount = -1;                            // -1 until counted
-    const wchar_t* smtpEmails[kEmails] = {L"", L"", L""};  // into the values, or kept
+    long otherFilledCount = -1;                                // -1 until counted
+    const wchar_t* smtpEmails[kEmailCount] = {L"", L"", L""};  // into the values, or kept
     std::pmr::wstring body;  // the start of the trimmed body, at most kStoredBody characters
     int bodyLength = 0;      // of the whole trimmed body
     ULONG bodyHash = 0;      // of the whole trimmed body in lower case

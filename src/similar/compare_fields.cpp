@@ -10,6 +10,8 @@
 #include "similar/explain.h"
 
 namespace similar {
+
+using logging::g_Log;
 namespace {
 
 constexpr char kNameTag[] = "CSimilarSearch.CmpLFNameProp";
@@ -110,7 +112,7 @@ int CmpBADateProp(const TCmpData& data, int field) {
     TDate dates[2];
     for (int i = 0; i < 2; ++i) {
         FILETIME local;
-        if (!FileTimeToLocalFileTimeFIX(times[i], &local)) local = *times[i];
+        if (!logging::FileTimeToLocalFileTimeFIX(times[i], &local)) local = *times[i];
         const bool converted = ToDate(local, &dates[i]);
         g_Log.Assert(converted, kDateTag, __LINE__, "FileTimeToSystemTime");
         if (!converted) return Unequal;

@@ -5,6 +5,8 @@
 #include "log/CLog.h"
 
 namespace similar {
+
+using logging::g_Log;
 namespace {
 
 struct TMethodText {

@@ -9,6 +9,8 @@
 #include "log/value_text.h"
 
 namespace similar {
+
+using logging::g_Log;
 namespace {
 
 constexpr wchar_t kRuleIndent[] = L"    ";
@@ -33,7 +35,7 @@ std::wstring OneLine(std::wstring text) {
 
 std::wstring TextOf(const SPropValue& value) {
     wchar_t buffer[kDisplayedValue];
-    return OneLine(PropValueText(&value, buffer, kDisplayedValue, 0));
+    return OneLine(logging::PropValueText(&value, buffer, kDisplayedValue, 0));
 }
 
 std::wstring TextOf(const wchar_t* text) {
@@ -45,7 +47,7 @@ std::wstring TextOf(const wchar_t* text) {
 
 bool IsFilled(const SPropValue& value) {
     const ULONG type = PROP_TYPE(value.ulPropTag);
-    return type != PT_ERROR && !PV_IsEmpty(value.Value, type, nullptr);
+    return type != PT_ERROR && !compare::PV_IsEmpty(value.Value, type, nullptr);
 }
 
 /// One line of a contact's fields; the names end in one column.
@@ -100,7 +102,7 @@ void LogFields(const TContactFields& fields, const TItemProps& item, const wchar
         if (IsFilled(item.values[field]))
             LogField(indent, fields.Name(field), ValueText(fields, item, field));
     wchar_t buffer[kDisplayedValue];
-    LogField(indent, L"LMT", FileTimeToText(&item.lastModification, buffer, kDisplayedValue, 1));
+    LogField(indent, L"LMT", logging::FileTimeToText(&item.lastModification, buffer, kDisplayedValue, 1));
 }
 
 void LogGroups(const TContactFields& fields, const std::array<EGroup, 3>& enabled) {

@@ -12,6 +12,13 @@
 #include "log/CLog.h"
 
 namespace similar {
+
+using base::EName;
+using base::EPhone;
+using base::TName;
+using enum base::EName;
+using enum base::EPhone;
+using logging::g_Log;
 namespace {
 
 using I = TSimilarPropIndexes;
@@ -30,11 +37,11 @@ constexpr TProperty Tag(ULONG tag) {
     return {tag, nullptr, 0, nullptr, PROP_TYPE(tag)};
 }
 constexpr TProperty Named(EName which) {
-    const TName& name = kNameTable[which];
+    const TName& name = base::kNameTable[which];
     return {0, name.set, static_cast<int>(name.id), name.text, name.type};
 }
 constexpr TProperty Phone(EPhone which) {
-    return Tag(kPhoneTags[which]);
+    return Tag(base::kPhoneTags[which]);
 }
 
 constexpr TMethods kExactOnly{Exact, NotCompared, NotCompared, NotCompared};

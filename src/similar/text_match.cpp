@@ -10,6 +10,8 @@
 #include "log/CLog.h"
 
 namespace similar {
+
+using logging::g_Log;
 namespace {
 
 constexpr int kPhoneDigits = 7;
@@ -130,7 +132,7 @@ bool ComparesPart(ECompareMethod method) {
 TText PartOf(const wchar_t* text, ECompareMethod method, TKeptTexts* parts) {
     if (IsDigitsMethod(method)) {
         wchar_t buffer[kPhoneDigits + 1];
-        parts->emplace_front(ExtractLastDigits(text, buffer, kPhoneDigits));
+        parts->emplace_front(compare::ExtractLastDigits(text, buffer, kPhoneDigits));
     } else if (method == HttpUrlCompare) {
         parts->emplace_front(NormalizeUrl(text));
     } else {

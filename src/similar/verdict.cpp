@@ -5,6 +5,8 @@
 #include "similar/explain.h"
 
 namespace similar {
+
+using logging::g_Log;
 namespace {
 
 constexpr char kTag[] = "CSimilarSearch.GetSimilarType";

@@ -5,6 +5,10 @@
 #include "log/CLog.h"
 #include "store/provider_lookup.h"
 
+namespace store {
+
+using logging::g_Log;
+
 namespace {
 
 struct TBinding {
@@ -105,3 +109,5 @@ void FreeProws(SRowSet* rows) {
 }
 
 }  // namespace mapi
+
+}  // namespace store

@@ -10,6 +10,8 @@
 #include <windows.h>
 #include <mapix.h>
 
+namespace store {
+
 class CMapiProvider {
   public:
     /// The loaded module, looked up and loaded on first use; null when there is none. A look-up that found
@@ -31,3 +33,5 @@ HRESULT AllocateBuffer(ULONG size, void** buffer);
 ULONG FreeBuffer(void* buffer);
 void FreeProws(SRowSet* rows);
 }  // namespace mapi
+
+}  // namespace store

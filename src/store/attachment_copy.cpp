@@ -10,13 +10,18 @@
 #include "store/contact_photo.h"
 #include "store/properties.h"
 
+namespace store {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 constexpr ULONG kNoFixedPosition = 0xFFFFFFFF;
 
 HRESULT GetFlag(const char* routine, IAttach* attachment, ULONG tag, ULONG* flag) {
     bool set = false;
-    const HRESULT hr = store::ReadFlag(routine, attachment, tag, &set);
+    const HRESULT hr = ReadFlag(routine, attachment, tag, &set);
     *flag = set;
     return hr;
 }
@@ -66,7 +71,7 @@ HRESULT CopyAsOrdinary(IMessage* target, ULONG* newNumber, IMessage* source, lon
 bool IsContactPhoto(IMessage* item, long number) {
     ComPtr<IAttach> attachment;
     ULONG flag = 0;
-    return store::OpenAttachment(item, number, &attachment) == S_OK &&
+    return OpenAttachment(item, number, &attachment) == S_OK &&
            Attach_IsContactPhoto_get(attachment.Get(), &flag) == S_OK && flag;
 }
 
@@ -105,8 +110,6 @@ HRESULT Attach_RenderingPosition_set(IAttach* attachment, ULONG position) {
     value.Value.ul = position;
     return SetProp("Attach_RenderingPosition_set", attachment, value);
 }
-
-namespace store {
 
 HRESULT CopyAttachment(IMessage* target, ULONG* newNumber, IMessage* source, long number, int saveTarget) {
     HRESULT saved = S_OK;

@@ -12,6 +12,10 @@
 #include "store/streams.h"
 
 namespace store {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kGetAttachments[] = "Quorvel_GetAttachments";

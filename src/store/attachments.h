@@ -7,6 +7,7 @@
 #include "store/resources.h"
 
 namespace store {
+
 /// The number of an attachment that the table names without one.
 inline constexpr long kUnknownAttachment = -2;
 /// Numbers of all that the item's attachment table counts, in table order; whatever PR_HASATTACH says. Logged as
@@ -30,10 +31,11 @@ HRESULT SetPhotoAttachment(IMessage* contact, ULONG* newNumber, IMessage* source
 HRESULT ClearHasPhotoFlag(IMessage* contact, int save);
 /// Size of the data by attach method; 0 by reference only, -1 for a method that holds no data of its own.
 HRESULT GetAttachmentRealSize(IAttach* attachment, ULONG* size);
-}  // namespace store
 
 /// A missing flag is 0 and success.
 HRESULT Attach_Hidden_get(IAttach* attachment, ULONG* flag);
 HRESULT Attach_IsContactPhoto_get(IAttach* attachment, ULONG* flag);
 HRESULT Attach_IsContactPhoto_set(IAttach* attachment, unsigned short value);
 HRESULT Attach_RenderingPosition_set(IAttach* attachment, ULONG position);
+
+}  // namespace store

@@ -8,6 +8,7 @@
 #include "store/resources.h"
 
 namespace store {
+
 /// "Success" of a read: a missing property is a value of type PT_ERROR.
 inline bool IsReadSuccess(HRESULT hr) {
     return hr == S_OK || hr == MAPI_W_ERRORS_RETURNED;
@@ -27,4 +28,5 @@ const SPropValue* ColumnOf(const SRow& row, ULONG column);
 const char* TextOf(const SRow& row, ULONG column);
 /// Reads up to size bytes; *read is never more. A stream that gives less may say S_FALSE: that is S_OK.
 HRESULT ReadStream(IStream* stream, void* bytes, ULONG size, ULONG* read);
+
 }  // namespace store

@@ -7,6 +7,12 @@
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"
 
+namespace store {
+
+using enum base::EName;
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kTag[] = "ContactItem_HasPhoto_tag";
@@ -15,17 +21,17 @@ constexpr char kTag[] = "ContactItem_HasPhoto_tag";
 HRESULT FindTag(IMessage* item, ULONG* tag) {
     *tag = 0;
     GUID set;
-    if (!Str2GUID(kNameTable[nameHasPhoto].set, &set)) {
+    if (!logging::Str2GUID(base::kNameTable[nameHasPhoto].set, &set)) {
         g_Log.Error(kTag, "Str2GUID failed\n");
         return -1;
     }
     MAPINAMEID name = {};
     name.lpguid = &set;
     name.ulKind = MNID_ID;
-    name.Kind.lID = kNameTable[nameHasPhoto].id;
+    name.Kind.lID = base::kNameTable[nameHasPhoto].id;
     MAPINAMEID* names = &name;
     MapiBuffer<SPropTagArray> tags;
-    const HRESULT hr = store::LookUpNames(item, 1, &names, tags);
+    const HRESULT hr = LookUpNames(item, 1, &names, tags);
     const ULONG id = tags ? PROP_ID(tags->aulPropTag[0]) : 0;
     if (hr != S_OK) return hr;
     // A tag without an id must never be written.
@@ -55,7 +61,7 @@ HRESULT ContactItem_HasPhoto_get(IMessage* item, int* has) {
     if (hr == MAPI_E_NOT_FOUND || hr == MAPI_W_ERRORS_RETURNED) return S_OK;
     if (!LogLookUp(hr)) return hr;
     bool flag = false;
-    const HRESULT read = store::ReadFlag("ContactItem_HasPhoto_get", item, tag, &flag);
+    const HRESULT read = ReadFlag("ContactItem_HasPhoto_get", item, tag, &flag);
     *has = flag;
     return read;
 }
@@ -68,3 +74,5 @@ HRESULT ContactItem_HasPhoto_set(IMessage* item, bool has) {
     calls(item->SetProps(1, &value, nullptr), "SetProps return 0x%x\n");
     return calls.result;
 }
+
+}  // namespace store

@@ -4,6 +4,8 @@
 
 #include "store/resources.h"
 
+namespace store {
+
 /// New text of 2 * count + 1 bytes, or null when the platform has no memory.
 MapiBuffer<char> EntryIdToText(const void* bytes, size_t count);
 
@@ -16,3 +18,5 @@ struct TEntryId {
 /// bytes is null only when the platform has no memory: callers stop there, since a null identifier names a
 /// root.
 TEntryId TextToEntryId(const char* text);
+
+}  // namespace store

@@ -13,6 +13,10 @@
 #include "store/sessions.h"
 
 namespace store {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 bool SameText(const char* one, const char* other) {
@@ -63,7 +67,7 @@ HRESULT FindItem(IMAPIFolder* folder, SPropValue* searchKey, char* entryId) {
     if (!id || PROP_TYPE(id->ulPropTag) != PT_BINARY || id->Value.bin.cb > (kIdTextSize - 1) / 2) {
         g_Log.Error(calls.tag, "Row[0].Prop[0].Type == PT_ERROR\n");
     } else {
-        BytesToHex(id->Value.bin.lpb, id->Value.bin.cb, entryId);
+        logging::BytesToHex(id->Value.bin.lpb, id->Value.bin.cb, entryId);
     }
     return calls.result;
 }

@@ -5,6 +5,7 @@
 #include "store/resources.h"
 
 namespace store {
+
 /// Bytes of a caller's buffer for an entry-identifier text, terminator included.
 inline constexpr ULONG kIdTextSize = 1024;
 
@@ -18,4 +19,5 @@ HRESULT ItemMove(IMAPISession* session, const char* entryId, const char* srcFold
                  const char* dstFolderId, const char* dstStoreId, char* newEntryId);
 /// Nothing is logged.
 HRESULT SaveItem(IMessage* item, ULONG flags);
+
 }  // namespace store

@@ -11,6 +11,10 @@
 #include "store/properties.h"
 
 namespace store {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kResolveTags[] = "Quorvel_ResolveTags";
@@ -22,7 +26,7 @@ struct TNamedEntry {
 };
 
 bool NeedsTag(const TComparyProp& prop) {
-    return prop.ulPropTag == 0 && prop.lpszGuid && _stricmp(prop.lpszGuid, kPrivateSet) != 0;
+    return prop.ulPropTag == 0 && prop.lpszGuid && _stricmp(prop.lpszGuid, base::kPrivateSet) != 0;
 }
 
 std::vector<TNamedEntry> EntriesWithoutTag(const TComparyProps& props) {
@@ -31,7 +35,7 @@ std::vector<TNamedEntry> EntriesWithoutTag(const TComparyProps& props) {
         TComparyProp& prop = props.lpProps[i];
         if (!NeedsTag(prop)) continue;
         GUID set;
-        if (Str2GUID(prop.lpszGuid, &set)) {
+        if (logging::Str2GUID(prop.lpszGuid, &set)) {
             entries.push_back({&prop, set});
         } else {
             g_Log.Error(kResolveTags, "ignoring bag guid = \"%s\"\n", prop.lpszGuid);
@@ -91,7 +95,7 @@ HRESULT GetIDFromName(IMessage* item, MAPINAMEID* name, ULONG* tag) {
 
 ULONG GetIDFromName2(IMessage* item, const char* guid, long id, ULONG type) {
     GUID set;
-    if (!Str2GUID(base::OrEmpty(guid), &set)) {
+    if (!logging::Str2GUID(base::OrEmpty(guid), &set)) {
         g_Log.Error("Quorvel_GetIDFromName2", "Str2GUID failed\n");
         return 0;
     }
@@ -113,7 +117,7 @@ HRESULT GetIDsFromNames(IMessage* item, ULONG count, MAPINAMEID* name, SPropTagA
 }
 
 bool NameOf(const TComparyProp& definition, GUID* set, MAPINAMEID* name) {
-    if (!NeedsTag(definition) || !Str2GUID(definition.lpszGuid, set)) return false;
+    if (!NeedsTag(definition) || !logging::Str2GUID(definition.lpszGuid, set)) return false;
     FillName(definition, set, name);
     return true;
 }

@@ -10,6 +10,7 @@
 #include "store/resources.h"
 
 namespace store {
+
 HRESULT GetIDFromName(IMessage* item, MAPINAMEID* name, ULONG* tag);
 ULONG GetIDFromName2(IMessage* item, const char* guid, long id, ULONG type);
 HRESULT GetIDsFromNames(IMessage* item, ULONG count, MAPINAMEID* name, SPropTagArray** tags);
@@ -24,4 +25,5 @@ inline bool IsLookUpFailure(HRESULT hr) {
 /// The name of a definition without a tag, as the platform takes it; false for one that has none. It points into
 /// the definition and *set.
 bool NameOf(const TComparyProp& definition, GUID* set, MAPINAMEID* name);
+
 }  // namespace store

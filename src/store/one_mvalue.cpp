@@ -13,6 +13,10 @@
 #include "store/properties.h"
 
 namespace store {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 constexpr char kRoutine[] = "Quorvel_GetPropValuesInOneMValue";

@@ -11,6 +11,8 @@
 
 namespace store {
 
+using logging::g_Log;
+
 HRESULT GetPropValue(IMAPIProp* object, ULONG tag, SPropValue** value) {
     CTagList tags(tag);
     *value = nullptr;

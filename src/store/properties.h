@@ -6,6 +6,7 @@
 #include "store/checked_calls.h"
 
 namespace store {
+
 /// One property. Nothing is logged.
 HRESULT GetPropValue(IMAPIProp* object, ULONG tag, SPropValue** value);
 /// Several properties in one request; a count that differs from the number of tags is a warning line. A
@@ -34,4 +35,5 @@ ULONG GetSubjectBodyAttachmentsSize(IMessage* item, int wide, SPropValue* values
 HRESULT ReadIfPresent(const char* routine, IMAPIProp* object, ULONG tag, MapiBuffer<SPropValue>& value);
 /// The same for a flag: false when it is missing or cannot be read.
 HRESULT ReadFlag(const char* routine, IMAPIProp* object, ULONG tag, bool* flag);
+
 }  // namespace store

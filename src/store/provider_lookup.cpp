@@ -9,6 +9,8 @@
 
 #include "base/text.h"
 
+namespace store {
+
 namespace {
 
 constexpr wchar_t kProgramsKey[] = L"Software\\Microsoft\\Windows Messaging Subsystem\\MSMapiApps";
@@ -209,3 +211,5 @@ HMODULE LoadProvider(std::vector<std::wstring>& refused) {
     if (!module) module = LoadPlatform(SystemPath(L"mapi32.dll"), refused);
     return module.release();
 }
+
+}  // namespace store

@@ -18,6 +18,10 @@
 #include <string>
 #include <vector>
 
+namespace store {
+
 /// Loads the module; null when there is none. The caller owns the reference. refused: a line for each module that
 /// was tried without success, with the reason.
 HMODULE LoadProvider(std::vector<std::wstring>& refused);
+
+}  // namespace store

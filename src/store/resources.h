@@ -10,6 +10,8 @@
 #include "base/text.h"
 #include "store/CMapiProvider.h"
 
+namespace store {
+
 using Microsoft::WRL::ComPtr;
 
 struct TMapiBufferDeleter {
@@ -76,3 +78,5 @@ class CTagList {
 };
 template <typename... Tags>
 CTagList(Tags...) -> CTagList<sizeof...(Tags)>;
+
+}  // namespace store

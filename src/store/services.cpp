@@ -11,6 +11,10 @@
 #include "store/sessions.h"
 
 namespace store {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 struct TRowFailures {

@@ -9,6 +9,10 @@
 #include "store/properties.h"
 
 namespace store {
+
+using logging::CPlatformCalls;
+using logging::g_Log;
+
 namespace {
 
 bool OpenMsgStore(CPlatformCalls& calls, IMAPISession* session, const char* storeId, const char* failure,

@@ -7,6 +7,7 @@
 #include "store/resources.h"
 
 namespace store {
+
 /// Looks for the platform again if it was not found, initialises it and logs on to the default profile. The session is ended with Logoff.
 HRESULT Logon(IMAPISession** session, int newSession, int showLogonUi);
 /// Ends and releases the session and uninitialises the platform, all three whatever fails; the result is the
@@ -41,4 +42,5 @@ HRESULT GetStoreType(IMAPISession* session, const char* storeId, int* type);
 /// GetStoreType, then *local: 1 for type 0, else 0. On a store without a service the value that the caller
 /// had in *local is judged.
 HRESULT IsStoreLocal(IMAPISession* session, const char* storeId, int* local);
+
 }  // namespace store

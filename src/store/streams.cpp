@@ -12,6 +12,9 @@
 #include "store/sessions.h"
 
 namespace store {
+
+using logging::CPlatformCalls;
+
 namespace {
 
 bool SizeOf(CPlatformCalls& calls, IStream* stream, ULONG& size) {

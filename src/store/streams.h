@@ -6,6 +6,7 @@
 #include "store/resources.h"
 
 namespace store {
+
 /// The stream of a property and its first bytes; no stream: the property is missing.
 struct TStreamStart {
     static constexpr ULONG kMost = 513;
@@ -32,4 +33,5 @@ HRESULT StreamPropSize(IMAPIProp* object, ULONG tag, ULONG* size);
 HRESULT StreamPropEmpty(IMessage* item, ULONG tag, int* empty, ULONG* size, TStreamStart* start = nullptr);
 /// Opens a property's stream for reading. S_OK with a null stream when the property is missing.
 HRESULT OpenStream(IMAPIProp* object, ULONG tag, ComPtr<IStream>& stream);
+
 }  // namespace store

@@ -15,6 +15,9 @@
 #include "quorvel.h"
 #include "tests/support/CapturedLog.h"
 
+using cabinet::CFCI;
+using enum logging::ESeverity;
+
 namespace {
 
 namespace fs = std::filesystem;

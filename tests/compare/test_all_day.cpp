@@ -10,6 +10,9 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+
 namespace {
 
 constexpr LONG kAllDay = 0x8215, kDuration = 0x8213, kStart = 0x820D, kEnd = 0x820E;
@@ -62,10 +65,10 @@ TEST_F(AllDay, TheFirstPropertyThatDecides) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         TestItem item = Inbox().Item(L"IPM.Appointment");
-        if (row.flag) item.Named(kSetAppointment, kAllDay, *row.flag);
-        if (row.duration) item.Named(kSetAppointment, kDuration, *row.duration);
-        if (row.start) item.Named(kSetAppointment, kStart, *row.start);
-        if (row.end) item.Named(kSetAppointment, kEnd, *row.end);
+        if (row.flag) item.Named(base::kSetAppointment, kAllDay, *row.flag);
+        if (row.duration) item.Named(base::kSetAppointment, kDuration, *row.duration);
+        if (row.start) item.Named(base::kSetAppointment, kStart, *row.start);
+        if (row.end) item.Named(base::kSetAppointment, kEnd, *row.end);
         const ComPtr<IMessage> message = Open(item);
         const Kind unasked = Ask(message.Get(), 0), asked = Ask(message.Get(), 1);
         EXPECT_EQ(unasked.result, S_OK);
@@ -79,8 +82,8 @@ TEST_F(AllDay, TheFirstPropertyThatDecides) {
 
 TEST_F(AllDay, FailuresAreNamedInTheLog) {
     TestItem item = Inbox().Item();
-    item.Named(kSetAppointment, kStart, FILETIME{0xFFFFFFFF, 0xFFFFFFFF})
-        .Named(kSetAppointment, kEnd, Utc(2023, 1, 2));
+    item.Named(base::kSetAppointment, kStart, FILETIME{0xFFFFFFFF, 0xFFFFFFFF})
+        .Named(base::kSetAppointment, kEnd, Utc(2023, 1, 2));
     const ComPtr<IMessage> message = Open(item);
     CapturedLog log;
     int like = 99;
@@ -91,12 +94,12 @@ TEST_F(AllDay, FailuresAreNamedInTheLog) {
     EXPECT_TRUE(log.Lines()[0].text.starts_with("FileTimeToSystemTime failed, LastError = 0x"));
 
     // A property that cannot be read matters only to the step that needs it.
-    item.Error(item.NamedTag(kSetAppointment, kEnd, PT_SYSTIME), MAPI_E_NO_ACCESS);
+    item.Error(item.NamedTag(base::kSetAppointment, kEnd, PT_SYSTIME), MAPI_E_NO_ACCESS);
     const ComPtr<IMessage> unreadable = Open(item);
     log.Clear();
     EXPECT_EQ(Appointment_AllDayEventLike(unreadable.Get(), &like, 0), MAPI_E_NO_ACCESS);
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, kTag, "Quorvel_GetPropValue return 0x80070005\n"}}));
-    item.Named(kSetAppointment, kDuration, LONG{1440});
+    item.Named(base::kSetAppointment, kDuration, LONG{1440});
     EXPECT_EQ(Appointment_AllDayEventLike(Open(item).Get(), &like, 0), S_OK);
     EXPECT_EQ(like, 1);
 }
@@ -117,9 +120,9 @@ TEST_F(AllDay, BirthdaysAreWholeDaysWithASubject) {
     narrowGiven.Value.lpszA = narrow;
     missing.Value.err = MAPI_E_NOT_FOUND;
     TestItem birthday = Inbox().Item(), meeting = Inbox().Item(), untitled = Inbox().Item();
-    birthday.Named(kSetAppointment, kDuration, LONG{1440}).Subject(L"Bob's birthday");
-    meeting.Named(kSetAppointment, kDuration, LONG{60}).Subject(L"Bob's birthday");
-    untitled.Named(kSetAppointment, kAllDay, true);
+    birthday.Named(base::kSetAppointment, kDuration, LONG{1440}).Subject(L"Bob's birthday");
+    meeting.Named(base::kSetAppointment, kDuration, LONG{60}).Subject(L"Bob's birthday");
+    untitled.Named(base::kSetAppointment, kAllDay, true);
     const ComPtr<IMessage> day = Open(birthday), hour = Open(meeting), silent = Open(untitled);
     const struct {
         const char* what;
@@ -145,28 +148,29 @@ TEST_F(AllDay, BirthdaysAreWholeDaysWithASubject) {
     CapturedLog log;
     for (const auto& row : rows) {
         int result = 99;
-        EXPECT_EQ(Appointment_IsBirthdayOrAnniversary(row.item, row.wide, &result, row.like, row.subject),
-                  S_OK)
+        EXPECT_EQ(
+            compare::Appointment_IsBirthdayOrAnniversary(row.item, row.wide, &result, row.like, row.subject),
+            S_OK)
             << row.what;
         EXPECT_EQ(result, row.expected) << row.what;
     }
     EXPECT_EQ(log.Lines(), LogLines{});
 
     int result = 99;
-    EXPECT_EQ(Appointment_IsBirthdayOrAnniversary(day.Get(), true, &result, &yes, &narrowGiven), -1);
+    EXPECT_EQ(compare::Appointment_IsBirthdayOrAnniversary(day.Get(), true, &result, &yes, &narrowGiven), -1);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(log.Lines(),
               (LogLines{{sevError, kBirthdayTag,
                          "assert failed in line 0: \"PROP_TYPE(Subject) == STRING\" is false\n"}}));
     log.Clear();
     mailbox::calls::FailNth("IMAPIProp::GetProps", 1);
-    EXPECT_EQ(Appointment_IsBirthdayOrAnniversary(day.Get(), true, &result, &yes, nullptr), E_FAIL);
+    EXPECT_EQ(compare::Appointment_IsBirthdayOrAnniversary(day.Get(), true, &result, &yes, nullptr), E_FAIL);
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, kBirthdayTag, "Quorvel_GetPropValue return 0x80004005\n"}}));
     SweepFaults([&](auto arm) {
         arm();
         int undisturbed = 0;
         const HRESULT hr =
-            Appointment_IsBirthdayOrAnniversary(day.Get(), true, &undisturbed, nullptr, nullptr);
+            compare::Appointment_IsBirthdayOrAnniversary(day.Get(), true, &undisturbed, nullptr, nullptr);
         EXPECT_EQ(hr == S_OK, mailbox::calls::Struck() == 0);
         EXPECT_EQ(undisturbed, hr == S_OK ? 1 : 0);
     });

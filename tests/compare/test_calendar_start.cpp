@@ -5,19 +5,21 @@
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+
 namespace {
 
 FILETIME Local(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
     const FILETIME local = Utc(year, month, day, hour, minute, second);
     FILETIME utc{};
-    EXPECT_TRUE(LocalFileTimeToFileTimeFIX(&local, &utc));
+    EXPECT_TRUE(logging::LocalFileTimeToFileTimeFIX(&local, &utc));
     return utc;
 }
 
 std::string LocalText(const FILETIME& utc) {
     FILETIME local{};
     SYSTEMTIME st{};
-    FileTimeToLocalFileTimeFIX(&utc, &local);
+    logging::FileTimeToLocalFileTimeFIX(&utc, &local);
     FileTimeToSystemTime(&local, &st);
     char text[64];
     std::snprintf(text, sizeof(text), "%04d-%02d-%02d %02d:%02d:%02d.%03d", st.wYear, st.wMonth, st.wDay,
@@ -51,12 +53,14 @@ TEST(ZoneCalendarStart, MovesToTheNearestLocalMidnight) {
     for (const auto& row : rows) {
         FILETIME start = row.start;
         WORD oldYear = 0;
-        EXPECT_EQ(Appointment_Normalize_AlldaylikeStart(&start, row.forceYear, &oldYear), row.changed)
+        EXPECT_EQ(compare::Appointment_Normalize_AlldaylikeStart(&start, row.forceYear, &oldYear),
+                  row.changed)
             << row.what;
         EXPECT_EQ(LocalText(start), row.expected) << row.what;
         EXPECT_EQ(oldYear, row.oldYear) << row.what;
         FILETIME again = start;
-        EXPECT_EQ(Appointment_Normalize_AlldaylikeStart(&again, false, &oldYear), 0) << row.what << ", twice";
+        EXPECT_EQ(compare::Appointment_Normalize_AlldaylikeStart(&again, false, &oldYear), 0)
+            << row.what << ", twice";
         EXPECT_EQ(TicksOf(again), TicksOf(start));
     }
 }
@@ -68,7 +72,7 @@ TEST(ZoneCalendarStart, YearlyEventsMeet) {
         for (int year = 1990; year < 2040; ++year) {
             FILETIME start = Local(year, month, 15, year % 12, year % 60);
             WORD oldYear = 0;
-            ASSERT_EQ(Appointment_Normalize_AlldaylikeStart(&start, true, &oldYear), 1);
+            ASSERT_EQ(compare::Appointment_Normalize_AlldaylikeStart(&start, true, &oldYear), 1);
             ASSERT_EQ(oldYear, year);
             if (year == 1990) first = start;
             ASSERT_EQ(TicksOf(start), TicksOf(first)) << LocalText(start) << " and " << LocalText(first);
@@ -79,10 +83,10 @@ TEST(ZoneCalendarStart, YearlyEventsMeet) {
 TEST(ZoneCalendarStart, SetYearKeepsTheRest) {
     FILETIME time = Local(2023, 7, 10, 13, 30, 5);
     WORD oldYear = 0;
-    EXPECT_EQ(FILETIME_SetYear(&time, 1999, &oldYear), 1);
+    EXPECT_EQ(compare::FILETIME_SetYear(&time, 1999, &oldYear), 1);
     EXPECT_EQ(LocalText(time), "1999-07-10 13:30:05.000");
     EXPECT_EQ(oldYear, 2023);
-    EXPECT_EQ(FILETIME_SetYear(&time, 2024, nullptr), 1);
+    EXPECT_EQ(compare::FILETIME_SetYear(&time, 2024, nullptr), 1);
     EXPECT_EQ(LocalText(time), "2024-07-10 13:30:05.000");
 }
 
@@ -92,17 +96,17 @@ TEST(ZoneCalendarStart, ADayThatTheYearLacksIsRefused) {
         CapturedLog log;
         FILETIME time = leapDay;
         WORD oldYear = 0;
-        EXPECT_EQ(FILETIME_SetYear(&time, year, &oldYear), 0) << year;
+        EXPECT_EQ(compare::FILETIME_SetYear(&time, year, &oldYear), 0) << year;
         EXPECT_EQ(TicksOf(time), TicksOf(leapDay)) << "unchanged";
         EXPECT_EQ(oldYear, 2024) << "stored even so";
         EXPECT_EQ(log.Lines(), (LogLines{{sevError, "FILETIME_SetYear", "assert failed in line 3\n"}}))
             << year;
     }
     FILETIME time = leapDay;
-    EXPECT_EQ(FILETIME_SetYear(&time, 2000, nullptr), 1) << "2000 is a leap year";
+    EXPECT_EQ(compare::FILETIME_SetYear(&time, 2000, nullptr), 1) << "2000 is a leap year";
     time = leapDay;
     CapturedLog log;
-    EXPECT_EQ(Appointment_Normalize_AlldaylikeStart(&time, true, nullptr), 0);
+    EXPECT_EQ(compare::Appointment_Normalize_AlldaylikeStart(&time, true, nullptr), 0);
     EXPECT_EQ(TicksOf(time), TicksOf(leapDay));
     EXPECT_EQ(log.Lines(),
               (LogLines{{sevError, "Appointment_Normalize_AlldaylikeStart", "assert failed in line 3\n"}}));
@@ -113,8 +117,8 @@ TEST(ZoneCalendarStart, TimesThatDoNotConvertStay) {
         CapturedLog log;
         FILETIME time = FileTime(ticks);
         WORD oldYear = 77;
-        EXPECT_EQ(Appointment_Normalize_AlldaylikeStart(&time, true, &oldYear), 0);
-        EXPECT_EQ(FILETIME_SetYear(&time, 2000, &oldYear), 0);
+        EXPECT_EQ(compare::Appointment_Normalize_AlldaylikeStart(&time, true, &oldYear), 0);
+        EXPECT_EQ(compare::FILETIME_SetYear(&time, 2000, &oldYear), 0);
         EXPECT_EQ(TicksOf(time), ticks);
         EXPECT_EQ(oldYear, 77);
         const LogLines lines = log.Lines();
@@ -130,11 +134,11 @@ TEST(ZoneCalendarStart, AMidnightBeforeAllTimeIsStoredAsItIs) {
     constexpr char tag[] = "Appointment_Normalize_AlldaylikeStart";
     const FILETIME early = FileTime(1800 * kSecond);
     FILETIME local{};
-    const bool isLocal = FileTimeToLocalFileTimeFIX(&early, &local) != 0;
+    const bool isLocal = logging::FileTimeToLocalFileTimeFIX(&early, &local) != 0;
     const bool isAhead = isLocal && TicksOf(local) > TicksOf(early);
     CapturedLog log;
     FILETIME start = early;
-    EXPECT_EQ(Appointment_Normalize_AlldaylikeStart(&start, false, nullptr), isLocal ? 1 : 0);
+    EXPECT_EQ(compare::Appointment_Normalize_AlldaylikeStart(&start, false, nullptr), isLocal ? 1 : 0);
     EXPECT_EQ(TicksOf(start), isLocal ? 0u : TicksOf(early));
     LogLines expected;
     if (!isLocal) expected.push_back({sevError, tag, "assert failed in line 1\n"});

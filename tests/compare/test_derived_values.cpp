@@ -13,6 +13,12 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
 
+using compare::TRecipientList;
+using enum compare::EPropEx;
+using enum logging::ESeverity;
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 using Value = MapiBuffer<SPropValue>;
@@ -24,17 +30,20 @@ const struct Derived {
     Builder build;
 } kDerived[] = {
     {"addresses", propexAnyAddress,
-     [](IMessage* i, SPropValue** v) { return ContactItem_Addresses(i, true, v); }},
-    {"e-mails", propexAnyEmail, [](IMessage* i, SPropValue** v) { return ContactItem_Emails(i, true, v); }},
-    {"phones", propexAnyPhone, [](IMessage* i, SPropValue** v) { return ContactItem_Phones(i, true, v); }},
-    {"company contact", propexCompanyContact, ContactItem_CompanyContact},
-    {"senders", propexSenders, [](IMessage* i, SPropValue** v) { return MailItem_Senders(i, true, v); }},
-    {"recipients", propexRecipients, MailItem_Recipients},
+     [](IMessage* i, SPropValue** v) { return compare::ContactItem_Addresses(i, true, v); }},
+    {"e-mails", propexAnyEmail,
+     [](IMessage* i, SPropValue** v) { return compare::ContactItem_Emails(i, true, v); }},
+    {"phones", propexAnyPhone,
+     [](IMessage* i, SPropValue** v) { return compare::ContactItem_Phones(i, true, v); }},
+    {"company contact", propexCompanyContact, compare::ContactItem_CompanyContact},
+    {"senders", propexSenders,
+     [](IMessage* i, SPropValue** v) { return compare::MailItem_Senders(i, true, v); }},
+    {"recipients", propexRecipients, compare::MailItem_Recipients},
 };
 
 std::wstring TextOf(const SPropValue* value, unsigned propex) {
     wchar_t buffer[1000];
-    return PropValueToText(value, buffer, std::size(buffer), propex, true);
+    return compare::PropValueToText(value, buffer, std::size(buffer), propex, true);
 }
 
 bool IsNotFound(const SPropValue* value) {
@@ -44,8 +53,9 @@ bool IsNotFound(const SPropValue* value) {
 class DerivedValues : public MailboxTest {
   protected:
     static TestItem Fill(TestItem item, const wchar_t* person) {
-        item.Named(kSetAddress, 0x801B, L"1 Work Street").Named(kSetAddress, 0x801C, L"2 Other Road");
-        item.Named(kSetAddress, 0x8083, L"ann@x.org").Named(kSetAddress, 0x80A3, L"lee@x.org");
+        item.Named(base::kSetAddress, 0x801B, L"1 Work Street")
+            .Named(base::kSetAddress, 0x801C, L"2 Other Road");
+        item.Named(base::kSetAddress, 0x8083, L"ann@x.org").Named(base::kSetAddress, 0x80A3, L"lee@x.org");
         item.Text(PR_HOME_TELEPHONE_NUMBER_W, L"123").Text(PR_TTYTDD_PHONE_NUMBER_W, L"456");
         item.Text(PR_MOBILE_TELEPHONE_NUMBER_W, L"");
         item.Text(PR_GIVEN_NAME_W, person).Text(PR_SURNAME_W, person).Text(PR_SENDER_NAME_W, person);
@@ -55,7 +65,7 @@ class DerivedValues : public MailboxTest {
     }
     Value Build(const Builder& build, IMessage* item) {
         Value value;
-        EXPECT_TRUE(store::IsReadSuccess(build(item, Out(value))));
+        EXPECT_TRUE(store::IsReadSuccess(build(item, store::Out(value))));
         return value;
     }
 };
@@ -77,13 +87,13 @@ TEST_F(DerivedValues, GatherWhatIsThereInTheOrderOfTheKinds) {
         EXPECT_EQ(TextOf(value.get(), kDerived[i].propex), expected[i]) << kDerived[i].what;
     }
 
-    ULONG kinds[kPhoneKinds];
+    ULONG kinds[compare::kPhoneKinds];
     Value value;
-    ContactItem_Addresses(message.Get(), true, Out(value), kinds);
+    compare::ContactItem_Addresses(message.Get(), true, store::Out(value), kinds);
     EXPECT_EQ(std::vector<ULONG>(kinds, kinds + 2), (std::vector<ULONG>{1, 2}));
-    ContactItem_Emails(message.Get(), true, Out(value), kinds);
+    compare::ContactItem_Emails(message.Get(), true, store::Out(value), kinds);
     EXPECT_EQ(std::vector<ULONG>(kinds, kinds + 2), (std::vector<ULONG>{0, 2}));
-    ContactItem_Phones(message.Get(), false, Out(value), kinds);
+    compare::ContactItem_Phones(message.Get(), false, store::Out(value), kinds);
     EXPECT_EQ(std::vector<ULONG>(kinds, kinds + 2), (std::vector<ULONG>{1, 18}));
     EXPECT_EQ(PROP_TYPE(value->ulPropTag), ULONG{PT_MV_STRING8});
     EXPECT_STREQ(value->Value.MVszA.lppszA[1], "456");
@@ -93,10 +103,10 @@ TEST_F(DerivedValues, GatherWhatIsThereInTheOrderOfTheKinds) {
 TEST_F(DerivedValues, OfDifferentStoresCompareEqual) {
     TestItem first = Fill(Inbox().Item(), L"Lee");
     TestFolder elsewhere = AddStore(L"Second").Root().Folder(L"Contacts");
-    elsewhere.Item().Named(kSetTask, 0x8104, L"takes an identifier");
+    elsewhere.Item().Named(base::kSetTask, 0x8104, L"takes an identifier");
     TestItem second = Fill(elsewhere.Item(), L"LEE");
-    ASSERT_NE(first.NamedTag(kSetAddress, 0x801B, PT_UNICODE),
-              second.NamedTag(kSetAddress, 0x801B, PT_UNICODE));
+    ASSERT_NE(first.NamedTag(base::kSetAddress, 0x801B, PT_UNICODE),
+              second.NamedTag(base::kSetAddress, 0x801B, PT_UNICODE));
     const ComPtr<IMessage> message1 = Open(first), message2 = Open(second);
     for (const auto& derived : kDerived) {
         const Value a = Build(derived.build, message1.Get()), b = Build(derived.build, message2.Get());
@@ -115,7 +125,7 @@ TEST_F(DerivedValues, OfAnItemWithoutAnythingAreNotFound) {
     }
     EXPECT_EQ(log.Lines(), LogLines{}) << "a store that never held the names is no failure";
     // The store knows one of the names now, from another item.
-    Inbox().Item().Named(kSetAddress, 0x8093, L"x");
+    Inbox().Item().Named(base::kSetAddress, 0x8093, L"x");
     EXPECT_TRUE(IsNotFound(Build(kDerived[1].build, message.Get()).get()));
 }
 
@@ -168,7 +178,7 @@ TEST_F(DerivedValues, EveryKindHasItsPropertyAndItsName) {
         for (size_t i = row.kinds.size(); i-- > 0;) {
             const LONG id = row.kinds[i].first;
             if (row.named) {
-                item.Named(kSetAddress, id, row.kinds[i].second);
+                item.Named(base::kSetAddress, id, row.kinds[i].second);
             } else {
                 item.Text(PROP_TAG(PT_UNICODE, static_cast<ULONG>(id)), row.kinds[i].second);
             }
@@ -179,7 +189,8 @@ TEST_F(DerivedValues, EveryKindHasItsPropertyAndItsName) {
         for (ULONG i = 0; i < value->Value.MVszW.cValues; ++i) {
             wchar_t name[32];
             EXPECT_EQ(value->Value.MVszW.lppszW[i], row.kinds[i].second);
-            EXPECT_EQ(PropExKindText(row.propex, static_cast<int>(i), name, 32), row.kinds[i].second);
+            EXPECT_EQ(compare::PropExKindText(row.propex, static_cast<int>(i), name, 32),
+                      row.kinds[i].second);
         }
     }
 }
@@ -204,12 +215,13 @@ TEST_F(DerivedValues, CompanyContactByItsNames) {
         const ComPtr<IMessage> message = Open(item);
         mailbox::calls::Record();
         Value value;
-        EXPECT_EQ(ContactItem_CompanyContact(message.Get(), Out(value)), S_OK);
+        EXPECT_EQ(compare::ContactItem_CompanyContact(message.Get(), store::Out(value)), S_OK);
         EXPECT_EQ(mailbox::calls::Count("IMAPIProp::GetProps"), row.reads)
             << "nothing is read that cannot matter";
         mailbox::calls::Reset();
         wchar_t text[64];
-        EXPECT_STREQ(PropValueToText(value.get(), text, 64, propexCompanyContact, false), row.expected);
+        EXPECT_STREQ(compare::PropValueToText(value.get(), text, 64, propexCompanyContact, false),
+                     row.expected);
         EXPECT_EQ(PROP_ID(value->ulPropTag), PROP_ID(PR_COMPANY_NAME));
     }
 }
@@ -250,11 +262,12 @@ TEST_F(DerivedValues, CompanyContactWhenNamesCannotBeRead) {
         const ComPtr<IMessage> message = Open(item);
         CapturedLog log;
         Value value;
-        EXPECT_EQ(ContactItem_CompanyContact(message.Get(), Out(value)), row.result);
+        EXPECT_EQ(compare::ContactItem_CompanyContact(message.Get(), store::Out(value)), row.result);
         EXPECT_EQ(value != nullptr, row.result == S_OK);
         wchar_t text[64];
         if (value) {
-            EXPECT_STREQ(PropValueToText(value.get(), text, 64, propexCompanyContact, false), row.expected);
+            EXPECT_STREQ(compare::PropValueToText(value.get(), text, 64, propexCompanyContact, false),
+                         row.expected);
         }
         for (const auto& line : log.Lines(sevError, tag))
             EXPECT_TRUE(line == unread || line == unjudged) << line;
@@ -271,7 +284,7 @@ TEST_F(DerivedValues, RecipientsAreOneBlock) {
     item.Recipient(untyped);
     const ComPtr<IMessage> message = Open(item);
     CapturedLog log;
-    const Value value = Build(MailItem_Recipients, message.Get());
+    const Value value = Build(compare::MailItem_Recipients, message.Get());
     ASSERT_EQ(value->ulPropTag, PROP_TAG(PT_BINARY, PROP_ID(PR_MESSAGE_RECIPIENTS)));
     const auto* list = reinterpret_cast<const TRecipientList*>(value.get() + 1);
     EXPECT_EQ(reinterpret_cast<const BYTE*>(list), value->Value.bin.lpb);
@@ -304,7 +317,7 @@ TEST_F(DerivedValues, RecipientColumnsThatCannotBeReadCountAsMissing) {
     item.Recipient(row);
     const ComPtr<IMessage> message = Open(item);
     CapturedLog log;
-    const Value value = Build(MailItem_Recipients, message.Get());
+    const Value value = Build(compare::MailItem_Recipients, message.Get());
     EXPECT_EQ(TextOf(value.get(), propexRecipients),
               L"(TMessageRecipient, count=2) { {\"first\",\"\",1}, {\"\",\"x@y\",-1} }");
     const char* tag = "MailItem_Recipients";
@@ -338,7 +351,7 @@ TEST_F(DerivedValues, RecipientsComeAllOrNone) {
                               .limit = row.rowsAtATime});
         CapturedLog log;
         Value value;
-        EXPECT_EQ(MailItem_Recipients(message.Get(), Out(value)), row.result);
+        EXPECT_EQ(compare::MailItem_Recipients(message.Get(), store::Out(value)), row.result);
         mailbox::calls::Reset();
         EXPECT_EQ(log.Lines(),
                   *row.line ? LogLines({{sevError, "MailItem_Recipients", row.line}}) : LogLines());
@@ -351,9 +364,9 @@ TEST(DerivedNames, AreFixed) {
     const wchar_t* names[] = {L"Contact.AnyAddress",     L"Contact.AnyEmail", L"Contact.AnyPhone",
                               L"Contact.CompanyContact", L"Mail.Senders",     L"Mail.Recipients"};
     CapturedLog log;
-    for (unsigned id = 1; id <= 6; ++id) EXPECT_STREQ(QuorvelPropEx_ToStringW(id), names[id - 1]);
-    EXPECT_STREQ(QuorvelPropEx_ToStringW(7), L"unknown");
-    EXPECT_STREQ(QuorvelPropEx_ToStringW(0), L"unknown");
+    for (unsigned id = 1; id <= 6; ++id) EXPECT_STREQ(compare::QuorvelPropEx_ToStringW(id), names[id - 1]);
+    EXPECT_STREQ(compare::QuorvelPropEx_ToStringW(7), L"unknown");
+    EXPECT_STREQ(compare::QuorvelPropEx_ToStringW(0), L"unknown");
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, "QuorvelPropEx_ToStringW", "Unknown propex(7)\n"},
                                      {sevError, "QuorvelPropEx_ToStringW", "Unknown propex(0)\n"}}));
     const struct {
@@ -369,7 +382,7 @@ TEST(DerivedNames, AreFixed) {
     };
     for (const auto& kind : kinds) {
         wchar_t buffer[32];
-        EXPECT_STREQ(PropExKindText(kind.propex, kind.index, buffer, 32), kind.text);
+        EXPECT_STREQ(compare::PropExKindText(kind.propex, kind.index, buffer, 32), kind.text);
     }
 }
 

@@ -8,6 +8,10 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+using store::CTagList;
+
 namespace {
 
 constexpr ULONG kBytes = PROP_TAG(PT_BINARY, 0x6601);

@@ -10,6 +10,11 @@
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"
 
+using compare::TMessageRecipient;
+using compare::TRecipientList;
+using enum compare::EPropEx;
+using enum logging::ESeverity;
+
 namespace {
 
 struct Person {
@@ -37,7 +42,7 @@ class List {
     }
     std::wstring Text(size_t capacity = 512) {
         std::wstring buffer(capacity + 1, L'!');
-        EXPECT_EQ(RecipientsToText(&m_list, buffer.data(), capacity, false), buffer.data());
+        EXPECT_EQ(compare::RecipientsToText(&m_list, buffer.data(), capacity, false), buffer.data());
         EXPECT_EQ(buffer[capacity], L'!') << "written behind the buffer";
         return buffer.c_str();
     }
@@ -81,7 +86,7 @@ TEST(Recipients, NormalisesANameAndItsEmail) {
         SCOPED_TRACE(testing::PrintToString(row.name));
         List list({{row.name, row.email}});
         const bool changes = row.name != row.expectedName || row.email != row.expectedEmail;
-        EXPECT_EQ(NormalizeRecipients(list.Get()), changes);
+        EXPECT_EQ(compare::NormalizeRecipients(list.Get()), changes);
         EXPECT_EQ(list.People(), (std::vector<Person>{{row.expectedName, row.expectedEmail}}));
     }
 }
@@ -98,8 +103,8 @@ TEST(Recipients, ManySortAsASelectionSortDoes) {
         }
         List list(people);
         const auto compare = [](Person& a, Person& b) {
-            return CompareRecipients({a.name.data(), a.email.data(), a.type},
-                                     {b.name.data(), b.email.data(), b.type});
+            return compare::CompareRecipients({a.name.data(), a.email.data(), a.type},
+                                              {b.name.data(), b.email.data(), b.type});
         };
         const std::vector<Person> before = people;
         for (size_t at = 0; at < people.size(); ++at) {
@@ -109,7 +114,7 @@ TEST(Recipients, ManySortAsASelectionSortDoes) {
             }
             std::swap(people[at], people[smallest]);
         }
-        ASSERT_EQ(NormalizeRecipients(list.Get()), people != before) << "round " << round;
+        ASSERT_EQ(compare::NormalizeRecipients(list.Get()), people != before) << "round " << round;
         ASSERT_EQ(list.People(), people) << "round " << round;
     }
 }
@@ -133,9 +138,11 @@ TEST(Recipients, ListsCompareAsListsOfPeople) {
     };
     for (const auto& row : rows) {
         List first(row.first), second(row.second);
-        EXPECT_EQ(SignOf(PV_Compare(first.Value(), second.Value(), PT_BINARY, cmRecipients)), row.expected)
+        EXPECT_EQ(SignOf(compare::PV_Compare(first.Value(), second.Value(), PT_BINARY, cmRecipients)),
+                  row.expected)
             << row.what;
-        EXPECT_EQ(SignOf(PV_Compare(second.Value(), first.Value(), PT_BINARY, cmRecipients)), -row.expected)
+        EXPECT_EQ(SignOf(compare::PV_Compare(second.Value(), first.Value(), PT_BINARY, cmRecipients)),
+                  -row.expected)
             << row.what;
         const bool compared = row.first.size() == row.second.size() && !row.first.empty();
         EXPECT_EQ(first.Get()->normalised, compared ? 1u : 0u) << row.what;
@@ -147,8 +154,8 @@ TEST(Recipients, AreNormalisedOnceAndLoggedWhenThatChangedThem) {
     using People = std::vector<Person>;
     List changed(People{{L"'Ann'", L"a@x"}}), settled(People{{L"Ann", L"a@x"}});
     CapturedLog log(1, true);
-    EXPECT_EQ(CompareRecipientLists(changed.Get(), settled.Get()), 0);
-    EXPECT_EQ(CompareRecipientLists(changed.Get(), settled.Get()), 0);
+    EXPECT_EQ(compare::CompareRecipientLists(changed.Get(), settled.Get()), 0);
+    EXPECT_EQ(compare::CompareRecipientLists(changed.Get(), settled.Get()), 0);
     EXPECT_EQ(log.Lines(), (LogLines{{sevRaw, "", "Normalize recipients:\n"},
                                      {sevRaw, "", "\t  (count=1) { {\"'Ann'\",\"a@x\",1} }\n"},
                                      {sevRaw, "", "\t->(count=1) { {\"Ann\",\"a@x\",1} }\n"}}));
@@ -158,9 +165,9 @@ TEST(Recipients, ABinaryTooShortForAListIsNotRead) {
     List list(std::vector<Person>{{L"Ann", L"a@x"}});
     const _PV whole = list.Value(), cut = Arena::Of(SBinary{sizeof(TRecipientList) - 1, nullptr});
     CapturedLog log;
-    EXPECT_GT(PV_Compare(whole, cut, PT_BINARY, cmRecipients), 0);
-    EXPECT_LT(PV_Compare(cut, whole, PT_BINARY, cmRecipients), 0);
-    EXPECT_NE(PV_Compare(cut, cut, PT_BINARY, cmRecipients), 0);
+    EXPECT_GT(compare::PV_Compare(whole, cut, PT_BINARY, cmRecipients), 0);
+    EXPECT_LT(compare::PV_Compare(cut, whole, PT_BINARY, cmRecipients), 0);
+    EXPECT_NE(compare::PV_Compare(cut, cut, PT_BINARY, cmRecipients), 0);
     EXPECT_EQ(log.Count(sevError, "_PV_Compare", "assert failed in line 427\n"), 3u);
 }
 
@@ -177,12 +184,12 @@ TEST(Recipients, TextFormTakesWholeRecipientsOnly) {
         ASSERT_EQ(list.Text(capacity), whole.substr(0, expected)) << "capacity " << capacity;
     }
     wchar_t buffer[64];
-    EXPECT_STREQ(RecipientsToText(nullptr, buffer, 64, true), L"NULL");
-    EXPECT_STREQ(RecipientsToText(List(std::vector<Person>{}).Get(), buffer, 64, true),
+    EXPECT_STREQ(compare::RecipientsToText(nullptr, buffer, 64, true), L"NULL");
+    EXPECT_STREQ(compare::RecipientsToText(List(std::vector<Person>{}).Get(), buffer, 64, true),
                  L"(TMessageRecipient, count=0)");
     const SPropValue value{PROP_TAG(PT_BINARY, 0x0E12), 0, list.Value()};
-    EXPECT_EQ(PropValueToText(&value, buffer, 64, propexRecipients, false), whole.substr(0, 63));
-    EXPECT_STREQ(PropValueToText(&value, buffer, 64, 0, false), L"(cb=24)");
+    EXPECT_EQ(compare::PropValueToText(&value, buffer, 64, propexRecipients, false), whole.substr(0, 63));
+    EXPECT_STREQ(compare::PropValueToText(&value, buffer, 64, 0, false), L"(cb=24)");
 }
 
 }  // namespace

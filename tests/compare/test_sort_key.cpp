@@ -11,6 +11,8 @@
 #include "compare/text_hash.h"
 #include "tests/compare/sample_values.h"
 
+using compare::CTextHash;
+
 namespace {
 
 struct TKeyed {
@@ -56,7 +58,7 @@ TEST(SortKeys, OfAllCharactersStandInTheOrderOfTheTexts) {
     size_t equal = 0, hashes = 0;
     for (size_t i = 1; i < all.size(); ++i) {
         const TKeyed &a = all[i - 1], &b = all[i];
-        const int order = LPCWSTR_Compare(a.text.c_str(), b.text.c_str(), cmExact);
+        const int order = compare::LPCWSTR_Compare(a.text.c_str(), b.text.c_str(), cmExact);
         const bool sameKey = a.key == b.key;
         const bool sameHash = hash.Hash(a.text.c_str(), cmExact) == hash.Hash(b.text.c_str(), cmExact);
         ASSERT_TRUE(sameKey ? order == 0 : order < 0)
@@ -95,7 +97,7 @@ TEST(TextHash, TextsChangedToEqualOnesKeepIt) {
         if (i % 4 == 0) changed.insert(random() % (changed.size() + 1), 1, L'b');
         const auto of = hash.Hash(text.c_str(), cmExact);
         ASSERT_TRUE(of);
-        if (LPCWSTR_Compare(text.c_str(), changed.c_str(), cmExact) == 0) {
+        if (compare::LPCWSTR_Compare(text.c_str(), changed.c_str(), cmExact) == 0) {
             ++equal;
             ASSERT_EQ(hash.Hash(changed.c_str(), cmExact), of)
                 << testing::PrintToString(text) << " and " << testing::PrintToString(changed);

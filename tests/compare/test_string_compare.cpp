@@ -4,6 +4,8 @@
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+
 namespace {
 
 TEST(StringCompare, LastSevenDigits) {
@@ -26,12 +28,12 @@ TEST(StringCompare, LastSevenDigits) {
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(row.first)) + " and " +
                      testing::PrintToString(std::wstring(row.second)));
-        EXPECT_EQ(SignOf(LPCWSTR_Compare(row.first, row.second, cmExact)), row.exact);
-        EXPECT_EQ(SignOf(LPCWSTR_Compare(row.first, row.second, cmLast7Digits)), row.digits);
-        EXPECT_EQ(SignOf(LPCWSTR_Compare(row.second, row.first, cmLast7Digits)), -row.digits);
+        EXPECT_EQ(SignOf(compare::LPCWSTR_Compare(row.first, row.second, cmExact)), row.exact);
+        EXPECT_EQ(SignOf(compare::LPCWSTR_Compare(row.first, row.second, cmLast7Digits)), row.digits);
+        EXPECT_EQ(SignOf(compare::LPCWSTR_Compare(row.second, row.first, cmLast7Digits)), -row.digits);
     }
-    EXPECT_EQ(LPCSTR_Compare("(555) 123-4567", "x5551234567", cmLast7Digits), 0);
-    EXPECT_LT(LPCSTR_Compare("abc", "ABD", cmLast7Digits), 0);
+    EXPECT_EQ(compare::LPCSTR_Compare("(555) 123-4567", "x5551234567", cmLast7Digits), 0);
+    EXPECT_LT(compare::LPCSTR_Compare("abc", "ABD", cmLast7Digits), 0);
 }
 
 TEST(StringCompare, InapplicableMethodsAssertAndCompareExactly) {
@@ -39,8 +41,8 @@ TEST(StringCompare, InapplicableMethodsAssertAndCompareExactly) {
     LogLines expected;
     for (const auto method : {cmTimeWithin10Min, cmTimeWithinDay, cmApntAlldaylikeSubject, cmDayAndMonth,
                               cmApntAlldaylikeStart, cmRecipients, cmApntApproxStart}) {
-        EXPECT_EQ(LPCWSTR_Compare(L"ab1", L"AB1", method), 0);
-        EXPECT_GT(LPCSTR_Compare("b1", "a1", method), 0);
+        EXPECT_EQ(compare::LPCWSTR_Compare(L"ab1", L"AB1", method), 0);
+        EXPECT_GT(compare::LPCSTR_Compare("b1", "a1", method), 0);
         expected.push_back({sevError, "LPCWSTR_Compare", "assert failed in line 29\n"});
         expected.push_back({sevError, "LPCSTR_Compare", "assert failed in line 29\n"});
     }
@@ -59,12 +61,12 @@ TEST(StringCompare, ExtractsDigitsFromTheEnd) {
             wchar_t buffer[9] = {};
             buffer[n + 1] = L'!';
             const std::wstring expected = digits.substr(digits.size() - std::min(n, digits.size()));
-            ASSERT_EQ(ExtractLastDigits(text.c_str(), buffer, static_cast<int>(n)), expected);
+            ASSERT_EQ(compare::ExtractLastDigits(text.c_str(), buffer, static_cast<int>(n)), expected);
             ASSERT_EQ(buffer[n + 1], L'!') << "written behind the buffer";
             char narrow[9];
-            ASSERT_EQ(
-                ExtractLastDigits(std::string(text.begin(), text.end()).c_str(), narrow, static_cast<int>(n)),
-                std::string(expected.begin(), expected.end()));
+            ASSERT_EQ(compare::ExtractLastDigits(std::string(text.begin(), text.end()).c_str(), narrow,
+                                                 static_cast<int>(n)),
+                      std::string(expected.begin(), expected.end()));
         }
     }
 }
@@ -86,16 +88,16 @@ TEST(StringCompare, FindsTextWithoutRegardToCase) {
         {L"x\xD83D", L"\xD83D", 1},  // half of a surrogate pair
     };
     for (const auto& row : rows) {
-        const wchar_t* found = FindTextNoCase(row.haystack, row.needle);
+        const wchar_t* found = compare::FindTextNoCase(row.haystack, row.needle);
         EXPECT_EQ(found ? static_cast<int>(found - row.haystack) : -1, row.place)
             << testing::PrintToString(std::wstring(row.haystack));
     }
     // The working copies change from the stack to the heap somewhere: no length may matter.
     for (size_t length = 500; length < 530; ++length) {
         const std::wstring haystack = std::wstring(length - 3, L'A') + L"xYz", needle(length - 1, L'a');
-        EXPECT_EQ(FindTextNoCase(haystack.c_str(), L"XyZ"), haystack.c_str() + length - 3) << length;
-        EXPECT_EQ(FindTextNoCase(haystack.c_str(), needle.c_str()), nullptr) << length;
-        EXPECT_EQ(FindTextNoCase((haystack + L"b").c_str(), L"q"), nullptr) << length;
+        EXPECT_EQ(compare::FindTextNoCase(haystack.c_str(), L"XyZ"), haystack.c_str() + length - 3) << length;
+        EXPECT_EQ(compare::FindTextNoCase(haystack.c_str(), needle.c_str()), nullptr) << length;
+        EXPECT_EQ(compare::FindTextNoCase((haystack + L"b").c_str(), L"q"), nullptr) << length;
     }
 }
 

@@ -6,6 +6,8 @@
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+
 namespace {
 
 TEST(TimeCompare, TolerantMethodsAtTheirLastTick) {
@@ -27,20 +29,25 @@ TEST(TimeCompare, TolerantMethodsAtTheirLastTick) {
     for (const auto& row : rows) {
         const FILETIME earlier = FileTime(base), later = FileTime(base + row.apart);
         const int exact = row.apart == 0 ? 0 : 1;
-        EXPECT_EQ(FILETIME_Compare(later, earlier, cmExact), exact) << row.apart;
-        EXPECT_EQ(FILETIME_Compare(later, earlier, cmTimeWithin10Min), row.within10Min ? 0 : 1) << row.apart;
-        EXPECT_EQ(FILETIME_Compare(earlier, later, cmTimeWithin10Min), row.within10Min ? 0 : -1) << row.apart;
-        EXPECT_EQ(FILETIME_Compare(later, earlier, cmTimeWithinDay), row.withinDay ? 0 : 1) << row.apart;
-        EXPECT_EQ(FILETIME_Compare(earlier, later, cmTimeWithinDay), row.withinDay ? 0 : -1) << row.apart;
+        EXPECT_EQ(compare::FILETIME_Compare(later, earlier, cmExact), exact) << row.apart;
+        EXPECT_EQ(compare::FILETIME_Compare(later, earlier, cmTimeWithin10Min), row.within10Min ? 0 : 1)
+            << row.apart;
+        EXPECT_EQ(compare::FILETIME_Compare(earlier, later, cmTimeWithin10Min), row.within10Min ? 0 : -1)
+            << row.apart;
+        EXPECT_EQ(compare::FILETIME_Compare(later, earlier, cmTimeWithinDay), row.withinDay ? 0 : 1)
+            << row.apart;
+        EXPECT_EQ(compare::FILETIME_Compare(earlier, later, cmTimeWithinDay), row.withinDay ? 0 : -1)
+            << row.apart;
     }
 }
 
 TEST(TimeCompare, DifferencesOf64BitsWrap) {
     const FILETIME zero = FileTime(0), most = FileTime(~0ULL), half = FileTime(1ULL << 63);
-    EXPECT_EQ(FILETIME_Compare(zero, most, cmTimeWithinDay), 0) << "one tick apart when the difference wraps";
-    EXPECT_EQ(FILETIME_Compare(zero, half, cmTimeWithinDay), -1);
-    EXPECT_EQ(FILETIME_Compare(half, zero, cmTimeWithinDay), -1) << "its own negative";
-    EXPECT_EQ(FILETIME_Compare(zero, most, cmExact), -1);
+    EXPECT_EQ(compare::FILETIME_Compare(zero, most, cmTimeWithinDay), 0)
+        << "one tick apart when the difference wraps";
+    EXPECT_EQ(compare::FILETIME_Compare(zero, half, cmTimeWithinDay), -1);
+    EXPECT_EQ(compare::FILETIME_Compare(half, zero, cmTimeWithinDay), -1) << "its own negative";
+    EXPECT_EQ(compare::FILETIME_Compare(zero, most, cmExact), -1);
 }
 
 class DayAndMonth : public testing::Test {
@@ -72,8 +79,10 @@ TEST_F(DayAndMonth, YearsWithinReason) {
     };
     for (const auto& row : rows) {
         const int order = CompareFileTime(&row.first, &row.second);
-        EXPECT_EQ(FILETIME_Compare(row.first, row.second, cmDayAndMonth), row.equal ? 0 : order) << row.what;
-        EXPECT_EQ(FILETIME_Compare(row.second, row.first, cmDayAndMonth), row.equal ? 0 : -order) << row.what;
+        EXPECT_EQ(compare::FILETIME_Compare(row.first, row.second, cmDayAndMonth), row.equal ? 0 : order)
+            << row.what;
+        EXPECT_EQ(compare::FILETIME_Compare(row.second, row.first, cmDayAndMonth), row.equal ? 0 : -order)
+            << row.what;
     }
 }
 
@@ -81,10 +90,10 @@ TEST_F(DayAndMonth, TimesThatDoNotConvertKeepTheirOrder) {
     const FILETIME good = Utc(2020, 1, 1), bad = FileTime(~0ULL), worse = FileTime(~0ULL - kDay);
     const char* tag = "FILETIME_Compare";
     CapturedLog log;
-    EXPECT_EQ(FILETIME_Compare(bad, good, cmDayAndMonth), 1);
-    EXPECT_EQ(FILETIME_Compare(good, bad, cmDayAndMonth), -1);
-    EXPECT_EQ(FILETIME_Compare(worse, bad, cmDayAndMonth), -1);
-    EXPECT_EQ(FILETIME_Compare(bad, bad, cmDayAndMonth), 0);
+    EXPECT_EQ(compare::FILETIME_Compare(bad, good, cmDayAndMonth), 1);
+    EXPECT_EQ(compare::FILETIME_Compare(good, bad, cmDayAndMonth), -1);
+    EXPECT_EQ(compare::FILETIME_Compare(worse, bad, cmDayAndMonth), -1);
+    EXPECT_EQ(compare::FILETIME_Compare(bad, bad, cmDayAndMonth), 0);
     EXPECT_EQ(log.Lines(),
               (LogLines{{sevError, tag, "assert failed in line 763: \"FileTimeToSystemTime\" is false\n"},
                         {sevError, tag, "assert failed in line 767: \"FileTimeToSystemTime\" is false\n"},
@@ -106,7 +115,7 @@ TEST(TimeCompare, InapplicableMethodsAssertAndCompareExactly) {
     LogLines expected;
     for (const auto method :
          {cmApntAlldaylikeSubject, cmLast7Digits, cmApntAlldaylikeStart, cmRecipients, cmApntApproxStart}) {
-        EXPECT_EQ(FILETIME_Compare(FileTime(1), FileTime(2), method), -1);
+        EXPECT_EQ(compare::FILETIME_Compare(FileTime(1), FileTime(2), method), -1);
         expected.push_back({sevError, "FILETIME_Compare", "assert failed in line 155\n"});
     }
     EXPECT_EQ(log.Lines(), expected);

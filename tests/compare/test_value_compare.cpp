@@ -10,6 +10,8 @@
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+
 using namespace std::string_literals;
 
 namespace {
@@ -91,24 +93,24 @@ TEST(ValueCompare, EachTypeAtItsThresholds) {
         {"unknown multi-valued type", 0x100D, a.Of<LONG>(1), a.Of<LONG>(1), -1, raw},
     };
     for (const auto& row : rows) {
-        const int result = PV_Compare(row.first, row.second, PROP_TAG(row.type, 0x3001), cmExact);
+        const int result = compare::PV_Compare(row.first, row.second, PROP_TAG(row.type, 0x3001), cmExact);
         EXPECT_EQ(row.exactness == raw ? result : SignOf(result), row.expected) << row.what;
     }
     GUID g1{}, g2{};
     g2.Data4[7] = 1;
-    EXPECT_LT(PV_Compare(a.Of(&g1), a.Of(&g2), PT_CLSID, cmExact), 0) << "a guid's last byte counts";
+    EXPECT_LT(compare::PV_Compare(a.Of(&g1), a.Of(&g2), PT_CLSID, cmExact), 0) << "a guid's last byte counts";
     const _PV none = a.Of<void*>(nullptr);
-    EXPECT_LT(PV_Compare(none, a.Of(&g1), PT_CLSID, cmExact), 0) << "a null guid sorts first";
-    EXPECT_GT(PV_Compare(a.Of(&g1), none, PT_CLSID, cmExact), 0);
-    EXPECT_EQ(PV_Compare(none, none, PT_CLSID, cmExact), 0);
+    EXPECT_LT(compare::PV_Compare(none, a.Of(&g1), PT_CLSID, cmExact), 0) << "a null guid sorts first";
+    EXPECT_GT(compare::PV_Compare(a.Of(&g1), none, PT_CLSID, cmExact), 0);
+    EXPECT_EQ(compare::PV_Compare(none, none, PT_CLSID, cmExact), 0);
 }
 
 TEST(ValueCompare, LogsWhatCannotBeCompared) {
     const _PV zero{};
     CapturedLog log;
-    PV_Compare(zero, zero, PT_NULL, cmExact);
-    PV_Compare(zero, zero, PT_ERROR, cmExact);
-    PV_Compare(zero, zero, 0x3001000D, cmExact);
+    compare::PV_Compare(zero, zero, PT_NULL, cmExact);
+    compare::PV_Compare(zero, zero, PT_ERROR, cmExact);
+    compare::PV_Compare(zero, zero, 0x3001000D, cmExact);
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, "_PV_Compare", "type is PT_NULL!\n"},
                                      {sevError, "_PV_Compare", "type is PT_ERROR!\n"},
                                      {sevError, "_PV_Compare", "Invalid type in tag(0x3001000d)\n"}}));
@@ -118,12 +120,12 @@ TEST(ValueCompare, AMethodForAnotherTypeIsIgnored) {
     Arena a;
     for (int method = cmExact; method <= cmApntApproxStart; ++method) {
         const auto m = static_cast<ECompareMethod>(method);
-        EXPECT_EQ(PV_Compare(a.Of<LONG>(2), a.Of<LONG>(5), PT_LONG, m), -3) << method;
+        EXPECT_EQ(compare::PV_Compare(a.Of<LONG>(2), a.Of<LONG>(5), PT_LONG, m), -3) << method;
         if (m != cmRecipients) {
-            EXPECT_LT(PV_Compare(a.Binary("a"), a.Binary("b"), PT_BINARY, m), 0) << method;
+            EXPECT_LT(compare::PV_Compare(a.Binary("a"), a.Binary("b"), PT_BINARY, m), 0) << method;
         }
         if (m != cmLast7Digits) {
-            EXPECT_GT(PV_Compare(a.Text(L"b1"), a.Text(L"a2"), PT_UNICODE, m), 0) << method;
+            EXPECT_GT(compare::PV_Compare(a.Text(L"b1"), a.Text(L"a2"), PT_UNICODE, m), 0) << method;
         }
     }
 }
@@ -138,7 +140,8 @@ TEST(ValueCompare, LastDigitsOfTextsInEveryForm) {
                 {PT_MV_UNICODE, a.Texts({L"(1) 234567"}), a.Texts({L"1234567"})},
                 {PT_MV_STRING8, a.Texts8({"(1) 234567"}), a.Texts8({"1234567"})}};
     for (const auto& row : rows)
-        EXPECT_EQ(PV_Compare(row.first, row.second, row.type, cmLast7Digits), 0) << std::hex << row.type;
+        EXPECT_EQ(compare::PV_Compare(row.first, row.second, row.type, cmLast7Digits), 0)
+            << std::hex << row.type;
 }
 
 TEST(ValueCompare, EmptinessAndSizeByType) {
@@ -168,36 +171,38 @@ TEST(ValueCompare, EmptinessAndSizeByType) {
     };
     for (const auto& row : rows) {
         ULONG size = 99;
-        EXPECT_EQ(PV_IsEmpty(row.value, row.type, &size) != 0, row.size == 0) << std::hex << row.type;
+        EXPECT_EQ(compare::PV_IsEmpty(row.value, row.type, &size) != 0, row.size == 0)
+            << std::hex << row.type;
         EXPECT_EQ(size, row.size) << std::hex << row.type;
-        EXPECT_EQ(PV_IsEmpty(row.value, row.type, nullptr) != 0, row.size == 0) << "without a size";
+        EXPECT_EQ(compare::PV_IsEmpty(row.value, row.type, nullptr) != 0, row.size == 0) << "without a size";
     }
 }
 
 TEST(ValueCompare, ElementsOfMultiValuedTexts) {
     Arena a;
     int order = 7;
-    EXPECT_EQ(PV_SubCompare(a.Missing(1), 0, a.Missing(1), 0, PT_MV_UNICODE, cmExact, &order), -1);
+    EXPECT_EQ(compare::PV_SubCompare(a.Missing(1), 0, a.Missing(1), 0, PT_MV_UNICODE, cmExact, &order), -1);
     const _PV wide = a.Texts({L"", L"x", L"+1 (555) 123-4567"}), narrow = a.Texts8({"X", ""});
     CapturedLog log;
     int result = 99;
-    EXPECT_EQ(PV_SubCompare(wide, 2, a.Texts({L"555.123.4567"}), 0, PT_MV_UNICODE, cmLast7Digits, &result),
-              0);
+    EXPECT_EQ(
+        compare::PV_SubCompare(wide, 2, a.Texts({L"555.123.4567"}), 0, PT_MV_UNICODE, cmLast7Digits, &result),
+        0);
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(PV_SubCompare(narrow, 0, a.Texts8({"y"}), 0, PT_MV_STRING8, cmExact, &result), 0);
+    EXPECT_EQ(compare::PV_SubCompare(narrow, 0, a.Texts8({"y"}), 0, PT_MV_STRING8, cmExact, &result), 0);
     EXPECT_LT(result, 0);
     for (const int index : {-1, 3, std::numeric_limits<int>::max()}) {
-        EXPECT_EQ(PV_SubCompare(wide, index, wide, 0, PT_MV_UNICODE, cmExact, &result), -1) << index;
-        EXPECT_EQ(PV_SubCompare(wide, 0, wide, index, PT_MV_UNICODE, cmExact, &result), -1) << index;
+        EXPECT_EQ(compare::PV_SubCompare(wide, index, wide, 0, PT_MV_UNICODE, cmExact, &result), -1) << index;
+        EXPECT_EQ(compare::PV_SubCompare(wide, 0, wide, index, PT_MV_UNICODE, cmExact, &result), -1) << index;
     }
     EXPECT_EQ(log.Lines(), LogLines{}) << "an index out of range is no message";
-    EXPECT_EQ(PV_SubCompare(wide, 0, wide, 0, PT_UNICODE, cmExact, &result), -1);
-    EXPECT_EQ(PV_IsSubEmpty(wide, 0, PT_MV_UNICODE), 0) << "inverted: 0 says empty";
-    EXPECT_EQ(PV_IsSubEmpty(wide, 1, PT_MV_UNICODE), 1);
-    EXPECT_EQ(PV_IsSubEmpty(narrow, 0, PT_MV_STRING8), 1);
-    EXPECT_EQ(PV_IsSubEmpty(narrow, 1, PT_MV_STRING8), 0);
-    EXPECT_EQ(PV_IsSubEmpty(narrow, 2, PT_MV_STRING8), 0);
-    EXPECT_EQ(PV_IsSubEmpty(narrow, 0, PT_LONG), 1);
+    EXPECT_EQ(compare::PV_SubCompare(wide, 0, wide, 0, PT_UNICODE, cmExact, &result), -1);
+    EXPECT_EQ(compare::PV_IsSubEmpty(wide, 0, PT_MV_UNICODE), 0) << "inverted: 0 says empty";
+    EXPECT_EQ(compare::PV_IsSubEmpty(wide, 1, PT_MV_UNICODE), 1);
+    EXPECT_EQ(compare::PV_IsSubEmpty(narrow, 0, PT_MV_STRING8), 1);
+    EXPECT_EQ(compare::PV_IsSubEmpty(narrow, 1, PT_MV_STRING8), 0);
+    EXPECT_EQ(compare::PV_IsSubEmpty(narrow, 2, PT_MV_STRING8), 0);
+    EXPECT_EQ(compare::PV_IsSubEmpty(narrow, 0, PT_LONG), 1);
     EXPECT_EQ(log.Lines(), (LogLines{{sevError, "_PV_SubCompare", "Unsupported type(0x1f)\n"},
                                      {sevError, "_PV_IsSubEmpty", "assert failed in line 712\n"},
                                      {sevError, "_PV_IsSubEmpty", "Unsupported type(0x3)\n"}}));

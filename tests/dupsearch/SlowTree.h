@@ -11,11 +11,15 @@
 
 #include "dupsearch/CSortTree.h"
 
+namespace dupsearch {
+
 inline std::ostream& operator<<(std::ostream& out, const TTreeStatistics& s) {
     return out << s.nNodes << " nodes, " << s.nItems << " items, compares " << s.nComparesTotal << "/"
                << s.nComparesLast << ", " << s.nRebuilds << " rebuilds, measured " << s.nMeasured
                << ", efficiency " << s.fLastEfficiency << "/" << s.fEfficiencySum << "/" << s.fEfficiencyAvg;
 }
+
+}  // namespace dupsearch
 
 class SlowTree {
   public:
@@ -67,7 +71,7 @@ class SlowTree {
         return groups;
     }
 
-    TTreeStatistics s;
+    dupsearch::TTreeStatistics s;
 
   private:
     struct Node {

@@ -14,7 +14,7 @@
 
 class SearchTest : public MailboxTest {
   protected:
-    void Create(CDuplicateSearch& search, std::vector<TComparyProp> definitions,
+    void Create(dupsearch::CDuplicateSearch& search, std::vector<TComparyProp> definitions,
                 unsigned kind = okCallerOrder, std::vector<unsigned> rules = {},
                 unsigned algorithm = saIdentical, bool grouped = false) {
         const TComparyProps props{static_cast<int>(definitions.size()), definitions.data()};
@@ -24,30 +24,30 @@ class SearchTest : public MailboxTest {
     }
 
     /// -1: not added; else whether equals were found.
-    int Add(CDuplicateSearch& search, const TestItem& item, unsigned rank = 0) {
+    int Add(dupsearch::CDuplicateSearch& search, const TestItem& item, unsigned rank = 0) {
         unsigned found = 7;
         const int added = search.Add(item.Id().c_str(), Store().Id().c_str(), &found, rank);
         EXPECT_EQ(found == 7, added == 0) << "*found is written when the item is added, and only then";
         return added ? static_cast<int>(found) : -1;
     }
 
-    static std::vector<std::vector<uint32_t>> Groups(CDuplicateSearch& search) {
+    static std::vector<std::vector<uint32_t>> Groups(dupsearch::CDuplicateSearch& search) {
         EXPECT_EQ(search.Build(), 1);
         return search.Groups();
     }
 
-    static std::string Describe(const CDuplicateSearch& search) {
+    static std::string Describe(const dupsearch::CDuplicateSearch& search) {
         std::ostringstream out;
         out << search.Items().Count() << " items, kind " << search.OriginalKind() << "\n";
         for (uint32_t i = 0; i < search.Items().Count(); ++i) {
-            const TItem& item = search.Item(i);
+            const dupsearch::TItem& item = search.Item(i);
             out << i << ": " << item.EntryID << " " << item.nCallerRank << " " << item.nFilledProps << " "
                 << item.nMessageSize << " " << item.nHasFieldValue << " " << item.nODApntRecurIndex << " "
                 << item.nODApntAnnvrsryYear << " " << item.nHasCRMID << " " << item.cValues << "\n";
         }
         if (search.Items().Count() == 0) return out.str();
         for (const auto& data : search.Plan()->compareData) {
-            const TTreeStatistics& s = data->Statistics();
+            const dupsearch::TTreeStatistics& s = data->Statistics();
             out << s.nNodes << " " << s.nItems << " " << s.nComparesTotal << " " << s.nComparesLast << " "
                 << s.nRebuilds << " " << s.nMeasured << " " << s.fEfficiencySum << ":";
             for (uint32_t i = 0; i <= search.Items().Count(); ++i) {
@@ -61,7 +61,7 @@ class SearchTest : public MailboxTest {
             for (const uint32_t item : group) out << item << " ";
             out << ";";
         }
-        for (const TBuildChange& c : search.Changes())
+        for (const dupsearch::TBuildChange& c : search.Changes())
             out << " " << c.kind << c.original << c.duplicate << c.position;
         return out.str();
     }

@@ -5,6 +5,12 @@
 #include "log/value_text.h"
 #include "tests/dupsearch/search_fixture.h"
 
+using dupsearch::CDuplicateSearch;
+using dupsearch::TItem;
+using dupsearch::TPlan;
+using enum compare::EPropEx;
+using enum logging::ESeverity;
+
 namespace {
 
 class CombinedRead : public SearchTest {
@@ -39,7 +45,7 @@ class CombinedRead : public SearchTest {
         if (has()) item.Binary(PR_SEARCH_KEY, std::string(random() % 20, 'k'));
         if (has()) item.Long(PR_IMPORTANCE, 2);
         for (const LONG id : kAddressSetIds) {
-            if (has()) item.Named(kSetAddress, id, text());
+            if (has()) item.Named(base::kSetAddress, id, text());
         }
         for (const ULONG tag : kTexts) {
             if (has()) item.Text(tag, text());
@@ -54,11 +60,12 @@ class CombinedRead : public SearchTest {
         std::wstring all;
         wchar_t text[500];
         for (ULONG i = 0; i < item.cValues; ++i) {
-            all.append(PropValueText(&item.values[i], text, std::size(text), 1)).append(L"|");
+            all.append(logging::PropValueText(&item.values[i], text, std::size(text), 1)).append(L"|");
         }
         for (size_t i = 0; i < item.derived.size(); ++i) {
             const auto& [value, own, kinds] = item.derived[i];
-            all.append(PropValueToText(value, text, std::size(text), p.derivedIds[i], true)).append(L":");
+            all.append(compare::PropValueToText(value, text, std::size(text), p.derivedIds[i], true))
+                .append(L":");
             const bool hasKinds =
                 PROP_TYPE(value->ulPropTag) == PT_MV_UNICODE && p.derivedIds[i] <= propexAnyPhone;
             for (ULONG e = 0; hasKinds && e < value->Value.MVszW.cValues; ++e)

@@ -11,6 +11,15 @@
 #include "tests/dupsearch/SlowTree.h"
 #include "tests/dupsearch/search_fixture.h"
 
+using compare::CTextHash;
+using dupsearch::CCmpData;
+using dupsearch::CDuplicateSearch;
+using dupsearch::CItems;
+using dupsearch::TFiling;
+using dupsearch::TItem;
+using dupsearch::TTreeStatistics;
+using enum compare::EPropEx;
+
 namespace {
 
 using Random = std::mt19937;
@@ -248,8 +257,8 @@ TEST_F(Filing, ElementsAreWhereTheTreePutsThem) {
                 contact.Text(tag, phone);
                 filed.push_back(phone);
                 slow.Insert(static_cast<int>(filed.size()) - 1, [&](int a, int b, bool&) {
-                    return LPCWSTR_Compare(filed[static_cast<size_t>(a)].c_str(),
-                                           filed[static_cast<size_t>(b)].c_str(), cmLast7Digits);
+                    return compare::LPCWSTR_Compare(filed[static_cast<size_t>(a)].c_str(),
+                                                    filed[static_cast<size_t>(b)].c_str(), cmLast7Digits);
                 });
             }
             Add(search, contact);

@@ -2,6 +2,11 @@
 
 #include "tests/dupsearch/search_fixture.h"
 
+using dupsearch::CDuplicateSearch;
+using dupsearch::TPlan;
+using enum compare::EPropEx;
+using enum logging::ESeverity;
+
 namespace {
 
 class Intake : public SearchTest {};
@@ -53,7 +58,7 @@ TEST_F(Intake, TheFirstItemSettlesWhatIsCompared) {
     CapturedLog log(3);
     CDuplicateSearch search;
     Create(search,
-           {late, early, originalOnly, unknownOriginal, Named(L"Unknown", kSetTask, 0x9999, PT_LONG),
+           {late, early, originalOnly, unknownOriginal, Named(L"Unknown", base::kSetTask, 0x9999, PT_LONG),
             Derived(L"Seven", 7), Derived(L"People", 6)},
            okCallerOrder, {cleContCompanyContact, 77}, saIdentical, true);
     EXPECT_EQ(Add(search, Inbox().Item()), 0);
@@ -123,7 +128,7 @@ TEST_F(Intake, RefusedItemsLeaveOneReasonEach) {
     EXPECT_EQ(Describe(search), before);
 
     CDuplicateSearch nothing;
-    Create(nothing, {Named(L"Unknown", kSetTask, 0x9999, PT_LONG)});
+    Create(nothing, {Named(L"Unknown", base::kSetTask, 0x9999, PT_LONG)});
     for (int i = 0; i < 2; ++i) {
         log.Clear();
         EXPECT_EQ(Add(nothing, broken), -1);
@@ -208,10 +213,10 @@ TEST_F(Intake, NamesAreLookedUpUntilTheStoreHoldsThem) {
         return mailbox::calls::Count("IMAPIProp::GetIDsFromNames");
     };
     EXPECT_EQ(look(Inbox().Item(), 0), 3u) << "the store holds none of the three";
-    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8083, L"a@example.org"), 0), 3u);
-    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8083, L"a@example.org"), 1), 2u);
-    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8093, L"A@example.org"), 1), 2u);
-    EXPECT_EQ(look(Inbox().Item().Named(kSetAddress, 0x8093, L"b@example.org"), 0), 1u);
+    EXPECT_EQ(look(Inbox().Item().Named(base::kSetAddress, 0x8083, L"a@example.org"), 0), 3u);
+    EXPECT_EQ(look(Inbox().Item().Named(base::kSetAddress, 0x8083, L"a@example.org"), 1), 2u);
+    EXPECT_EQ(look(Inbox().Item().Named(base::kSetAddress, 0x8093, L"A@example.org"), 1), 2u);
+    EXPECT_EQ(look(Inbox().Item().Named(base::kSetAddress, 0x8093, L"b@example.org"), 0), 1u);
 }
 
 TEST_F(Intake, DumpsWhatItReadsAndFinds) {
@@ -222,7 +227,7 @@ TEST_F(Intake, DumpsWhatItReadsAndFinds) {
     const std::string rule(99, '-');
     EXPECT_EQ(TextOf(log.Lines(sevRaw)), rule + "\nNew Search\n" + rule + "\n");
     for (int i = 0; i < 3; ++i) {
-        TestItem item = Inbox().Item().Subject(L" Plan\r\n").Named(kSetAddress, 0x8083, L"a@b.c");
+        TestItem item = Inbox().Item().Subject(L" Plan\r\n").Named(base::kSetAddress, 0x8083, L"a@b.c");
         log.Clear();
         Add(search, item);
         const std::string n = std::to_string(i);
@@ -268,14 +273,14 @@ TEST_F(Intake, ValuesThatCountAsEqual) {
         bool equal;
     };
     const auto apnt = [](LONG id, auto value) {
-        return [=](TestItem& item) { item.Named(kSetAppointment, id, value); };
+        return [=](TestItem& item) { item.Named(base::kSetAppointment, id, value); };
     };
     const auto birthday = [](const wchar_t* subject, int year, bool allDay = true) {
         return [=](TestItem& item) {
             item.Subject(subject)
-                .Named(kSetAppointment, 0x8213, LONG{1440})
-                .Named(kSetAppointment, 0x8215, allDay);
-            item.Named(kSetAppointment, 0x820D, Utc(year, 3, 4, 23));
+                .Named(base::kSetAppointment, 0x8213, LONG{1440})
+                .Named(base::kSetAppointment, 0x8215, allDay);
+            item.Named(base::kSetAppointment, 0x820D, Utc(year, 3, 4, 23));
         };
     };
     const auto flags = [](ULONG value) {
@@ -284,21 +289,21 @@ TEST_F(Intake, ValuesThatCountAsEqual) {
     const auto sized = [](const wchar_t* subject, const wchar_t* body) {
         return [=](TestItem& item) { item.Subject(subject).Body(body); };
     };
-    const TComparyProp start = Named(L"Start", kSetAppointment, 0x820D, PT_SYSTIME);
+    const TComparyProp start = Named(L"Start", base::kSetAppointment, 0x820D, PT_SYSTIME);
     TComparyProp canonical = start, approx = start, subject = Tagged(L"Subject", PR_SUBJECT_W);
     canonical.nCompareMethod = cmApntAlldaylikeStart;
     approx.nCompareMethod = cmApntApproxStart;
     TComparyProp yearlySubject = subject;
     yearlySubject.nCompareMethod = cmApntAlldaylikeSubject;
     const Case cases[] = {
-        {"recurrence missing and false", Named(L"R", kSetAppointment, 0x8223, PT_BOOLEAN), [](TestItem&) {},
-         apnt(0x8223, false), true},
-        {"recurrence missing and true", Named(L"R", kSetAppointment, 0x8223, PT_BOOLEAN), [](TestItem&) {},
-         apnt(0x8223, true), false},
+        {"recurrence missing and false", Named(L"R", base::kSetAppointment, 0x8223, PT_BOOLEAN),
+         [](TestItem&) {}, apnt(0x8223, false), true},
+        {"recurrence missing and true", Named(L"R", base::kSetAppointment, 0x8223, PT_BOOLEAN),
+         [](TestItem&) {}, apnt(0x8223, true), false},
         {"all-day-like by duration and by flag",
-         Named(L"Appointment.AllDayEventLike", kSetAppointment, 0x8215, PT_BOOLEAN), apnt(0x8213, LONG{2880}),
-         apnt(0x8215, true), true},
-        {"the flag itself", Named(L"Appointment.AllDayEvent", kSetAppointment, 0x8215, PT_BOOLEAN),
+         Named(L"Appointment.AllDayEventLike", base::kSetAppointment, 0x8215, PT_BOOLEAN),
+         apnt(0x8213, LONG{2880}), apnt(0x8215, true), true},
+        {"the flag itself", Named(L"Appointment.AllDayEvent", base::kSetAppointment, 0x8215, PT_BOOLEAN),
          birthday(L"x", 2000, false), apnt(0x8215, true), false},
         {"birthday subjects in any order", yearlySubject, birthday(L"Smith  Ann's birthday", 2000),
          birthday(L"ann smith's Birthday", 2000), true},
@@ -318,8 +323,9 @@ TEST_F(Intake, ValuesThatCountAsEqual) {
          true},
         {"sizes that differ", Tagged(L"Z", PR_MESSAGE_SIZE), sized(L"abc", L"body"), sized(L"xy", L"text"),
          false}};
-    Inbox().Item().NamedTag(kSetAppointment, 0x8223, PT_BOOLEAN);
-    for (const LONG id : {0x8223, 0x8215, 0x820D}) Inbox().Item().NamedTag(kSetAppointment, id, PT_BOOLEAN);
+    Inbox().Item().NamedTag(base::kSetAppointment, 0x8223, PT_BOOLEAN);
+    for (const LONG id : {0x8223, 0x8215, 0x820D})
+        Inbox().Item().NamedTag(base::kSetAppointment, id, PT_BOOLEAN);
     for (const Case& c : cases) {
         CDuplicateSearch search;
         Create(search, {c.definition});
@@ -334,10 +340,11 @@ TEST_F(Intake, ValuesThatCountAsEqual) {
 
 TEST_F(Intake, TheYearOfAYearlyStartIsKept) {
     CDuplicateSearch search;
-    TComparyProp start = Named(L"Start", kSetAppointment, 0x820D, PT_SYSTIME);
+    TComparyProp start = Named(L"Start", base::kSetAppointment, 0x820D, PT_SYSTIME);
     start.nCompareMethod = cmApntAlldaylikeStart;
-    TestItem item = Inbox().Item().Subject(L"Ann's birthday").Named(kSetAppointment, 0x8213, LONG{1440});
-    item.Named(kSetAppointment, 0x820D, Utc(1975, 6, 10, 10));
+    TestItem item =
+        Inbox().Item().Subject(L"Ann's birthday").Named(base::kSetAppointment, 0x8213, LONG{1440});
+    item.Named(base::kSetAppointment, 0x820D, Utc(1975, 6, 10, 10));
     Create(search, {start});
     ASSERT_EQ(Add(search, item), 0);
     EXPECT_EQ(search.Item(0).nODApntAnnvrsryYear, 1975);
@@ -348,10 +355,10 @@ TEST_F(Intake, WrongMethodsAreAsserted) {
     Create(search, {Tagged(L"A", PR_ACCOUNT_W, cmApntAlldaylikeSubject),
                     Tagged(L"B", PR_IMPORTANCE, cmApntAlldaylikeStart),
                     Tagged(L"C", PR_SENSITIVITY, cmApntApproxStart),
-                    Named(L"Other", kSetAppointment, 0x8215, PT_BOOLEAN)});
+                    Named(L"Other", base::kSetAppointment, 0x8215, PT_BOOLEAN)});
     CapturedLog log;
     TestItem item = Inbox().Item().Text(PR_ACCOUNT_W, L"a").Long(PR_SENSITIVITY, 1);
-    item.Named(kSetAppointment, 0x8215, true);
+    item.Named(base::kSetAppointment, 0x8215, true);
     Add(search, item);
     const std::string lines = TextOf(log.Lines(sevError, "CDuplicateSearch.Add_OverrideValue"));
     for (const char* text : {"\"cmApntAlldaylikeSubject: pProp->nTag == PR_SUBJECT\" is false\n",

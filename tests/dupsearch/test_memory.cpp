@@ -10,6 +10,10 @@
 #include "mailbox/calls.h"
 #include "tests/dupsearch/search_fixture.h"
 
+using dupsearch::CDuplicateSearch;
+using enum compare::EPropEx;
+using store::ComPtr;
+
 namespace {
 
 /// Allocations left until one is refused; 0: none is.
@@ -99,8 +103,8 @@ class Memory : public SearchTest {
             if (i % 5 == 0) item.Text(PR_COMPANY_NAME_W, L"Acme");
             if (i % 2 == 0) item.Text(PR_HOME_TELEPHONE_NUMBER_W, L"555010" + std::to_wstring(i % 6));
             if (i % 6 != 0) item.Text(PR_MOBILE_TELEPHONE_NUMBER_W, L"555010" + std::to_wstring(i % 5));
-            item.Named(kSetAddress, 0x8083, L"person" + std::to_wstring(i % 9) + L"@example.org");
-            item.Named(kSetAppointment, 0x820D, Utc(2024, 1, 1 + i % 4, i % 24));
+            item.Named(base::kSetAddress, 0x8083, L"person" + std::to_wstring(i % 9) + L"@example.org");
+            item.Named(base::kSetAppointment, 0x820D, Utc(2024, 1, 1 + i % 4, i % 24));
             item.Long(PR_IMPORTANCE, static_cast<ULONG>(i % 2));
             item.To(L"Bob " + std::to_wstring(i % 3), L"bob@example.org");
             if (i % 4 != 1) item.Body(std::wstring(i % 2 ? 30 : 400, L'x') + std::to_wstring(i % 4));
@@ -128,13 +132,13 @@ TEST_F(Memory, RunsOutInEachAdditionAndBuildWithoutATrace) {
          {cleContCompanyContact, cleContFirstLastOnDiffSides, cleContFirstLast}},
         {"appointments",
          {Tagged(L"Subject", PR_SUBJECT_W, cmApntAlldaylikeSubject),
-          Named(L"Start", kSetAppointment, 0x820D, PT_SYSTIME, cmApntApproxStart)},
+          Named(L"Start", base::kSetAppointment, 0x820D, PT_SYSTIME, cmApntApproxStart)},
          saSimilar,
          okApntRecurrence,
          {cleApntSubject}},
         {"mails with bodies and recipients",
          {Tagged(L"Subject", PR_SUBJECT_W), Tagged(L"Body", PR_BODY_W, cmExact, 1),
-          Named(L"To", kPrivateSet, propexRecipients, PT_BINARY)},
+          Named(L"To", base::kPrivateSet, propexRecipients, PT_BINARY)},
          saIdentical,
          okLargestValues,
          {}},
@@ -191,16 +195,16 @@ std::string Seen(const CDuplicateSearch& search, const std::string& description)
 // out of memory on the way either is made up for by the same item, or another of the first store comes before it.
 TEST_F(Memory, RunsOutWhereNamesComeInLate) {
     const TestStore other = AddStore(L"Other");
-    TComparyProp notes = Named(L"Notes", kSetAppointment, 0x8299, PT_UNICODE),
-                 place = Named(L"Place", kSetAppointment, 0x8208, PT_UNICODE);
+    TComparyProp notes = Named(L"Notes", base::kSetAppointment, 0x8299, PT_UNICODE),
+                 place = Named(L"Place", base::kSetAppointment, 0x8208, PT_UNICODE);
     notes.nInterface = 1;
     place.bCompare = 0;
     const auto fillPlace = [](TestItem& item, int i) {
-        item.Named(kSetAppointment, 0x8208, std::wstring(i % 2 ? L"Home" : L"Work"));
+        item.Named(base::kSetAppointment, 0x8208, std::wstring(i % 2 ? L"Home" : L"Work"));
     };
     const TLateScenario scenarios[] = {
         {"a value",
-         Named(L"Place", kSetAppointment, 0x8208, PT_UNICODE),
+         Named(L"Place", base::kSetAppointment, 0x8208, PT_UNICODE),
          saSimilar,
          okLargestValues,
          {},
@@ -211,26 +215,26 @@ TEST_F(Memory, RunsOutWhereNamesComeInLate) {
          okLargestValues,
          {},
          [](TestItem& item, int i) {
-             item.Named(kSetAppointment, 0x8299, std::wstring(600, L'n') + std::to_wstring(i % 2));
+             item.Named(base::kSetAppointment, 0x8299, std::wstring(600, L'n') + std::to_wstring(i % 2));
          }},
         {"no series",
-         Named(L"Series", kSetAppointment, 0x8223, PT_BOOLEAN),
+         Named(L"Series", base::kSetAppointment, 0x8223, PT_BOOLEAN),
          saIdentical,
          okMostFilled,
          {},
-         [](TestItem& item, int i) { item.Named(kSetAppointment, 0x8223, i % 2 == 0); }},
+         [](TestItem& item, int i) { item.Named(base::kSetAppointment, 0x8223, i % 2 == 0); }},
         {"a whole day by its times",
-         Named(L"Appointment.AllDayEventLike", kSetAppointment, 0x8215, PT_BOOLEAN),
+         Named(L"Appointment.AllDayEventLike", base::kSetAppointment, 0x8215, PT_BOOLEAN),
          saIdentical,
          okMostFilled,
          {},
-         [](TestItem& item, int i) { item.Named(kSetAppointment, 0x8215, i % 2 == 0); }},
+         [](TestItem& item, int i) { item.Named(base::kSetAppointment, 0x8215, i % 2 == 0); }},
         {"what a rule reads",
          Tagged(L"Importance", PR_IMPORTANCE),
          saSimilar,
          okMostFilled,
          {cleApntSubject},
-         [](TestItem& item, int i) { item.Named(kSetAppointment, 0x8213, LONG{i % 2 ? 30 : 60}); }},
+         [](TestItem& item, int i) { item.Named(base::kSetAppointment, 0x8213, LONG{i % 2 ? 30 : 60}); }},
         {"a field that originals have", place, saIdentical, okFieldValue, {}, fillPlace},
     };
     const std::string firstId = Store().Id(), otherId = other.Id();
@@ -243,8 +247,8 @@ TEST_F(Memory, RunsOutWhereNamesComeInLate) {
             item.Text(PR_ACCOUNT_W, L"x" + std::to_wstring(i % 3));
             // Of items that are equal at first, two agree in this and two do not.
             if (i % 3 == 1 || i % 9 == 0) {
-                item.Named(kSetAppointment, 0x820D, Utc(2024, 1, 1));
-                item.Named(kSetAppointment, 0x820E, Utc(2024, 1, 2));
+                item.Named(base::kSetAppointment, 0x820D, Utc(2024, 1, 1));
+                item.Named(base::kSetAppointment, 0x820E, Utc(2024, 1, 2));
             }
             if (isLate) scenario.fill(item, i);
             items.push_back({item.Id(), isLate ? &otherId : &firstId});
@@ -333,7 +337,7 @@ TEST_F(Memory, RunsOutBetweenTheNamesOfARecipientList) {
     const std::wstring longName = std::wstring(600, L'n') + L" (BOB@example.org)";
     CDuplicateSearch search, undisturbed;
     for (CDuplicateSearch* one : {&search, &undisturbed})
-        Create(*one, {Named(L"To", kPrivateSet, propexRecipients, PT_BINARY)});
+        Create(*one, {Named(L"To", base::kPrivateSet, propexRecipients, PT_BINARY)});
     for (const wchar_t* name : {L"''Ann''", L"''Ann''", L"'Ann'", L"Ann"}) {
         TestItem item = Inbox().Item().To(name, L"ann@example.org").To(longName, L"bob@example.org");
         const std::string id = item.Id(), storeId = Store().Id();

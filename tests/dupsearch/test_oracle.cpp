@@ -9,6 +9,10 @@
 #include "tests/support/MailboxFixture.h"
 #include "tests/support/definitions.h"
 
+using dupsearch::CDuplicateSearch;
+using dupsearch::TBuildChange;
+using enum compare::EPropEx;
+
 namespace {
 
 using Random = std::mt19937;
@@ -57,12 +61,12 @@ const Column kColumns[] = {
          else if (r() % 2)
              item.Subject(L" \r\n");
      }},
-    {"named text", Named(L"Key", kSetAppointment, kPlaceId, PT_UNICODE, cmExact), Equality::kSame,
+    {"named text", Named(L"Key", base::kSetAppointment, kPlaceId, PT_UNICODE, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          if (!c.empty())
-             item.Named(kSetAppointment, kPlaceId, TextOf(c[0], r, false));
+             item.Named(base::kSetAppointment, kPlaceId, TextOf(c[0], r, false));
          else if (r() % 2)
-             item.Named(kSetAppointment, kPlaceId, L"");
+             item.Named(base::kSetAppointment, kPlaceId, L"");
      }},
     {"digits", Tagged(L"Key", PR_ACCOUNT_W, cmLast7Digits), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
@@ -76,18 +80,20 @@ const Column kColumns[] = {
      [](TestItem& item, const Cell& c, Random&) {
          if (!c.empty()) item.Time(PR_CLIENT_SUBMIT_TIME, TimeOf(c[0] * 400));
      }},
-    {"start within a day", Named(L"Key", kSetAppointment, kStartId, PT_SYSTIME, cmApntApproxStart),
+    {"start within a day", Named(L"Key", base::kSetAppointment, kStartId, PT_SYSTIME, cmApntApproxStart),
      Equality::kNear,
      [](TestItem& item, const Cell& c, Random&) {
-         if (!c.empty()) item.Named(kSetAppointment, kStartId, TimeOf(c[0] * 86400LL / kNearReach));
+         if (!c.empty()) item.Named(base::kSetAppointment, kStartId, TimeOf(c[0] * 86400LL / kNearReach));
      }},
-    {"any e-mail", Named(L"Key", kPrivateSet, propexAnyEmail, PT_MV_UNICODE, cmExact), Equality::kShared,
+    {"any e-mail", Named(L"Key", base::kPrivateSet, propexAnyEmail, PT_MV_UNICODE, cmExact),
+     Equality::kShared,
      [](TestItem& item, const Cell& c, Random& r) {
          for (size_t i = 0; i < c.size(); ++i) {
-             item.Named(kSetAddress, std::array{0x8083, 0x8093, 0x80A3}[i], TextOf(c[i], r, false));
+             item.Named(base::kSetAddress, std::array{0x8083, 0x8093, 0x80A3}[i], TextOf(c[i], r, false));
          }
      }},
-    {"any phone", Named(L"Key", kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits), Equality::kShared,
+    {"any phone", Named(L"Key", base::kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits),
+     Equality::kShared,
      [](TestItem& item, const Cell& c, Random& r) {
          const ULONG tags[] = {PR_MOBILE_TELEPHONE_NUMBER_W, PR_BUSINESS_TELEPHONE_NUMBER_W,
                                PR_HOME_FAX_NUMBER_W};
@@ -101,12 +107,12 @@ const Column kColumns[] = {
          else if (r() % 2)
              item.Body(L" \r\n");
      }},
-    {"named stream", Named(L"Key", kSetAppointment, kNotesId, PT_UNICODE, cmExact, 1), Equality::kSame,
+    {"named stream", Named(L"Key", base::kSetAppointment, kNotesId, PT_UNICODE, cmExact, 1), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          const std::wstring start(600, L'n');
-         if (!c.empty()) item.Named(kSetAppointment, kNotesId, start + TextOf(c[0], r, false));
+         if (!c.empty()) item.Named(base::kSetAppointment, kNotesId, start + TextOf(c[0], r, false));
      }},
-    {"recipients", Named(L"Key", kPrivateSet, propexRecipients, PT_BINARY, cmExact), Equality::kSame,
+    {"recipients", Named(L"Key", base::kPrivateSet, propexRecipients, PT_BINARY, cmExact), Equality::kSame,
      [](TestItem& item, const Cell& c, Random& r) {
          if (c.empty()) return;
          const std::wstring first = L"r" + std::to_wstring(c[0]) + L"@example.org";
@@ -231,7 +237,7 @@ class Oracle : public MailboxTest {
         if (facts.first) item.Text(PR_GIVEN_NAME_W, L"Ann");
         if (facts.last) item.Text(PR_SURNAME_W, L"Lee");
         item.Text(PR_COMPANY_NAME_W, L"Acme");
-        if (facts.duration) item.Named(kSetAppointment, kDurationId, static_cast<LONG>(facts.duration));
+        if (facts.duration) item.Named(base::kSetAppointment, kDurationId, static_cast<LONG>(facts.duration));
         Measure(item, columns, slow);
         return {item, facts};
     }
@@ -241,7 +247,7 @@ class Oracle : public MailboxTest {
         std::vector<int> streams;
         for (const Column* column : columns) {
             const TComparyProp& d = column->definition;
-            if (d.lpszGuid && std::string(d.lpszGuid) == kPrivateSet) continue;
+            if (d.lpszGuid && std::string(d.lpszGuid) == base::kPrivateSet) continue;
             const ULONG tag = d.ulPropTag ? d.ulPropTag : item.NamedTag(d.lpszGuid, d.nID, d.nType);
             const auto* slot = tag == 0 ? nullptr : item.Properties().Find(PROP_ID(tag));
             int size = slot ? 1 : 0;

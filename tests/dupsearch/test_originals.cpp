@@ -5,6 +5,13 @@
 #include "log/local_time.h"
 #include "tests/dupsearch/search_fixture.h"
 
+using dupsearch::CDuplicateSearch;
+using dupsearch::TItem;
+using dupsearch::TWantedValue;
+using enum logging::ESeverity;
+using items::CStoreNames;
+using store::ComPtr;
+
 namespace {
 
 class Originals : public SearchTest {};
@@ -99,12 +106,12 @@ TEST_F(Originals, ComparatorByKind) {
     for (const Case& c : cases) {
         const TItem a = ItemOf(c.a, 0), b = ItemOf(c.b, 1);
         CapturedLog log;
-        EXPECT_EQ(fnCompareOriginal(a, b, c.kind, 3), c.order) << c.what << ", kind " << c.kind;
+        EXPECT_EQ(dupsearch::fnCompareOriginal(a, b, c.kind, 3), c.order) << c.what << ", kind " << c.kind;
         EXPECT_EQ(TextOf(log.Lines(sevError, "CDuplicateSearch.fnCompareOriginal")), c.line) << c.what;
-        EXPECT_EQ(fnCompareOriginal(b, a, c.kind, 3), -c.order) << c.what << ", swapped";
+        EXPECT_EQ(dupsearch::fnCompareOriginal(b, a, c.kind, 3), -c.order) << c.what << ", swapped";
     }
     CapturedLog log;
-    EXPECT_EQ(fnCompareOriginal(ItemOf({}, 0), ItemOf({}, 1), 8, 3), -1);
+    EXPECT_EQ(dupsearch::fnCompareOriginal(ItemOf({}, 0), ItemOf({}, 1), 8, 3), -1);
     EXPECT_EQ(TextOf(log.Lines(sevError)), "Invalid OriginalDefinition\n");
 }
 
@@ -183,7 +190,7 @@ TEST_F(Originals, WantedValues) {
     };
     for (const Case& c : cases) {
         CapturedLog log;
-        EXPECT_EQ(MatchesWantedValue(c.wanted, c.value, c.method), c.match) << c.what;
+        EXPECT_EQ(dupsearch::MatchesWantedValue(c.wanted, c.value, c.method), c.match) << c.what;
         EXPECT_EQ(TextOf(log.Lines(sevError, "CDuplicateSearch.CalcODProps(FieldValue)")), c.line) << c.what;
     }
 }
@@ -201,17 +208,17 @@ TEST_F(Originals, RecurrenceOfAppointments) {
                           Case{"Ann's birthday", 1, 1440, 9, 4}, Case{"Ann's birthday", 1, 1440, 0, 5},
                           Case{"Ann's birthday", 1, 30, 0, 1}}) {
         TestItem item =
-            Inbox().Item().Text8(PR_SUBJECT_A, c.subject).Named(kSetAppointment, 0x8213, c.minutes);
-        if (c.recurring >= 0) item.Named(kSetAppointment, 0x8223, c.recurring != 0);
+            Inbox().Item().Text8(PR_SUBJECT_A, c.subject).Named(base::kSetAppointment, 0x8213, c.minutes);
+        if (c.recurring >= 0) item.Named(base::kSetAppointment, 0x8223, c.recurring != 0);
         if (c.hour >= 0) {
             const FILETIME local = Utc(2024, 1, 10, c.hour);
             FILETIME start;
-            ASSERT_TRUE(LocalFileTimeToFileTimeFIX(&local, &start));
-            item.Named(kSetAppointment, 0x820D, start);
+            ASSERT_TRUE(logging::LocalFileTimeToFileTimeFIX(&local, &start));
+            item.Named(base::kSetAppointment, 0x820D, start);
         }
         const ComPtr<IMessage> message = Open(item);
         CStoreNames names;
-        EXPECT_EQ(CalcRecurIndex(message.Get(), names), c.index)
+        EXPECT_EQ(dupsearch::CalcRecurIndex(message.Get(), names), c.index)
             << c.subject << ", recurring " << c.recurring << ", " << c.minutes << " minutes, at " << c.hour;
     }
 }
@@ -232,9 +239,10 @@ TEST_F(Originals, GroupsAreHeadedByTheBetterItem) {
         {okLargestValues, [](TestItem& item) { item.Subject(L"  a  "); }},
         {okLargestItem, [](TestItem& item) { item.Attach(L"a", "data"); }},
         {okFieldValue, [](TestItem& item) { item.Text(PR_LOCALITY_W, L"my HOME town"); }},
-        {okApntRecurrence, [](TestItem& item) { item.Named(kSetAppointment, 0x8223, true); }},
-        {okHasCrmId,
-         [](TestItem& item) { item.Text8(item.NamedTag(kSetPublicStrings, L"crmid", PT_STRING8), "x"); }}};
+        {okApntRecurrence, [](TestItem& item) { item.Named(base::kSetAppointment, 0x8223, true); }},
+        {okHasCrmId, [](TestItem& item) {
+             item.Text8(item.NamedTag(base::kSetPublicStrings, L"crmid", PT_STRING8), "x");
+         }}};
     for (const Case& c : cases) {
         for (const bool interfaceOne : {false, true}) {
             TComparyProp definitions[] = {Tagged(L"Subject", PR_SUBJECT_W), home, body};
@@ -281,7 +289,7 @@ TEST_F(Originals, AStreamEndsWithItsLastWholeCharacter) {
 
 TEST_F(Originals, AFieldThatCannotBeReadFallsBack) {
     TComparyProp definitions[] = {Tagged(L"Subject", PR_SUBJECT_W),
-                                  Named(L"Unknown", kSetTask, 0x9999, PT_UNICODE)};
+                                  Named(L"Unknown", base::kSetTask, 0x9999, PT_UNICODE)};
     const TComparyProps props{2, definitions};
     const TOriginalDefinition original{okFieldValue, 1, PT_UNICODE, {}, L"x"};
     CDuplicateSearch search;

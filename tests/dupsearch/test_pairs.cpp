@@ -5,6 +5,9 @@
 
 #include "tests/dupsearch/search_fixture.h"
 
+using dupsearch::CDuplicateSearch;
+using enum compare::EPropEx;
+
 namespace {
 
 using Write = std::function<void(TestItem&)>;
@@ -30,15 +33,15 @@ class Pairs : public SearchTest {
 Write Subject(const wchar_t* subject, LONG apntDuration = -1, LONG jrnlDuration = -1) {
     return [=](TestItem& item) {
         if (subject) item.Subject(subject);
-        if (apntDuration >= 0) item.Named(kSetAppointment, 0x8213, apntDuration);
-        if (jrnlDuration >= 0) item.Named(kSetJournal, 0x8707, jrnlDuration);
+        if (apntDuration >= 0) item.Named(base::kSetAppointment, 0x8213, apntDuration);
+        if (jrnlDuration >= 0) item.Named(base::kSetJournal, 0x8707, jrnlDuration);
     };
 }
 
 Write Dates(bool start, bool due) {
     return [=](TestItem& item) {
-        if (start) item.Named(kSetTask, 0x8104, Utc(2024, 1, 1));
-        if (due) item.Named(kSetTask, 0x8105, Utc(2024, 1, 2));
+        if (start) item.Named(base::kSetTask, 0x8104, Utc(2024, 1, 1));
+        if (due) item.Named(base::kSetTask, 0x8105, Utc(2024, 1, 2));
     };
 }
 
@@ -60,8 +63,8 @@ struct Person {
         text(PR_COMPANY_NAME_W, company);
         text(PR_HOME_TELEPHONE_NUMBER_W, homePhone);
         text(PR_BUSINESS_TELEPHONE_NUMBER_W, workPhone);
-        if (email) item.Named(kSetAddress, 0x8083, email);
-        if (address) item.Named(kSetAddress, 0x801A, address);
+        if (email) item.Named(base::kSetAddress, 0x8083, email);
+        if (address) item.Named(base::kSetAddress, 0x801A, address);
         if (birthday) item.Time(PR_BIRTHDAY, Utc(1980, 5, birthday));
     }
 };
@@ -98,9 +101,9 @@ TEST_F(Pairs, RulesExempt) {
     };
     // Names that the first item's store has to know.
     TestItem names = Inbox().Item();
-    names.NamedTag(kSetAppointment, 0x8213, PT_LONG);
-    names.NamedTag(kSetJournal, 0x8707, PT_LONG);
-    for (const LONG id : {0x8104, 0x8105}) names.NamedTag(kSetTask, id, PT_SYSTIME);
+    names.NamedTag(base::kSetAppointment, 0x8213, PT_LONG);
+    names.NamedTag(base::kSetJournal, 0x8707, PT_LONG);
+    for (const LONG id : {0x8104, 0x8105}) names.NamedTag(base::kSetTask, id, PT_SYSTIME);
     for (const Case& c : cases) {
         for (const bool swapped : {false, true}) {
             EXPECT_EQ(AreEqual({Tagged(L"Key", PR_MESSAGE_CLASS_W)}, saIdentical, {99, c.rule},
@@ -171,7 +174,7 @@ TEST_F(Pairs, SomePhonesAreNobodysOwn) {
                             PR_COMPANY_MAIN_PHONE_NUMBER_W,
                             PR_TELEX_NUMBER_W,
                             PR_ASSISTANT_TELEPHONE_NUMBER_W};
-    for (const ULONG tag : kPhoneTags) {
+    for (const ULONG tag : base::kPhoneTags) {
         const Write write = [tag](TestItem& item) {
             item.Text(PR_MESSAGE_CLASS_W, L"IPM.Contact").Text(PR_GIVEN_NAME_W, L"Ann").Text(tag, L"5551234");
         };
@@ -186,18 +189,20 @@ TEST_F(Pairs, SomePhonesAreNobodysOwn) {
 
 // A property compared twice, once as it is and once as something else: each definition has its own value.
 TEST_F(Pairs, DefinitionsOfOnePropertyCompareEachItsOwn) {
-    const TComparyProp flag = Named(L"Appointment.AllDayEvent", kSetAppointment, 0x8215, PT_BOOLEAN);
-    const TComparyProp like = Named(L"Appointment.AllDayEventLike", kSetAppointment, 0x8215, PT_BOOLEAN);
+    const TComparyProp flag = Named(L"Appointment.AllDayEvent", base::kSetAppointment, 0x8215, PT_BOOLEAN);
+    const TComparyProp like =
+        Named(L"Appointment.AllDayEventLike", base::kSetAppointment, 0x8215, PT_BOOLEAN);
     const TComparyProp plain = Tagged(L"Key", PR_SUBJECT_W),
                        yearly = Tagged(L"Key", PR_SUBJECT_W, cmApntAlldaylikeSubject);
-    const TComparyProp start = Named(L"Key", kSetAppointment, 0x820D, PT_SYSTIME);
-    const TComparyProp canonical = Named(L"", kSetAppointment, 0x820D, PT_SYSTIME, cmApntAlldaylikeStart);
+    const TComparyProp start = Named(L"Key", base::kSetAppointment, 0x820D, PT_SYSTIME);
+    const TComparyProp canonical =
+        Named(L"", base::kSetAppointment, 0x820D, PT_SYSTIME, cmApntAlldaylikeStart);
     const auto birthday = [](const wchar_t* subject, int year, bool allDay) -> Write {
         return [=](TestItem& item) {
             item.Subject(subject)
-                .Named(kSetAppointment, 0x8213, LONG{1440})
-                .Named(kSetAppointment, 0x8215, allDay);
-            item.Named(kSetAppointment, 0x820D, Utc(year, 3, 4, 23));
+                .Named(base::kSetAppointment, 0x8213, LONG{1440})
+                .Named(base::kSetAppointment, 0x8215, allDay);
+            item.Named(base::kSetAppointment, 0x820D, Utc(year, 3, 4, 23));
         };
     };
     struct Case {
@@ -212,8 +217,8 @@ TEST_F(Pairs, DefinitionsOfOnePropertyCompareEachItsOwn) {
         {"the start", start, canonical, birthday(L"Ann's birthday", 2000, true),
          birthday(L"Ann's birthday", 2010, true)},
     };
-    Inbox().Item().NamedTag(kSetAppointment, 0x8215, PT_BOOLEAN);
-    Inbox().Item().NamedTag(kSetAppointment, 0x820D, PT_SYSTIME);
+    Inbox().Item().NamedTag(base::kSetAppointment, 0x8215, PT_BOOLEAN);
+    Inbox().Item().NamedTag(base::kSetAppointment, 0x820D, PT_SYSTIME);
     for (const Case& c : cases) {
         EXPECT_TRUE(AreEqual({c.replaced}, saIdentical, {}, c.a, c.b)) << c.what;
         for (const bool swapped : {false, true}) {

@@ -12,6 +12,8 @@
 
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+
 namespace {
 class Module : public testing::Test {
   protected:

@@ -7,6 +7,9 @@
 #include "tests/dupsearch/search_fixture.h"
 #include "tests/support/store_names.h"
 
+using dupsearch::CDuplicateSearch;
+using enum compare::EPropEx;
+
 namespace {
 
 using Random = std::mt19937;
@@ -30,47 +33,51 @@ const TField kFields[] = {
          const wchar_t* const subjects[] = {L"Meeting", L"meeting ", L"Ann's Birthday", L"Birthday of Ann"};
          item.Subject(subjects[value]);
      }},
-    {{{kSetAppointment, kStart}},
+    {{{base::kSetAppointment, kStart}},
      [](TestItem& item, int value) {
-         item.Named(kSetAppointment, kStart, Utc(2024 - value / 3, 7, 10, 9 + value % 2, 5 * value));
+         item.Named(base::kSetAppointment, kStart, Utc(2024 - value / 3, 7, 10, 9 + value % 2, 5 * value));
      }},
-    {{{kSetAppointment, kDuration}},
+    {{{base::kSetAppointment, kDuration}},
      [](TestItem& item, int value) {
-         item.Named(kSetAppointment, kDuration, static_cast<LONG>(value ? 1440 * (value / 2) : 30));
+         item.Named(base::kSetAppointment, kDuration, static_cast<LONG>(value ? 1440 * (value / 2) : 30));
      }},
-    {{{kSetAppointment, kPlace}},
+    {{{base::kSetAppointment, kPlace}},
      [](TestItem& item, int value) {
-         item.Named(kSetAppointment, kPlace, L"Room " + std::to_wstring(value / 2));
+         item.Named(base::kSetAppointment, kPlace, L"Room " + std::to_wstring(value / 2));
      }},
-    {{{kSetAppointment, kAllDay}},
-     [](TestItem& item, int value) { item.Named(kSetAppointment, kAllDay, value % 2 != 0); }},
-    {{{kSetAppointment, kRecurring}},
-     [](TestItem& item, int value) { item.Named(kSetAppointment, kRecurring, value % 2 != 0); }},
-    {{{kSetTask, 0x8104}},
-     [](TestItem& item, int value) { item.Named(kSetTask, 0x8104, Utc(2024, 1, 1 + value)); }},
-    {{{kSetTask, 0x8105}},
-     [](TestItem& item, int value) { item.Named(kSetTask, 0x8105, Utc(2024, 2, 1 + value)); }},
-    {{{kSetJournal, 0x8707}},
-     [](TestItem& item, int value) { item.Named(kSetJournal, 0x8707, static_cast<LONG>(value)); }},
-    {{{kSetPublicStrings, 0, L"Keywords"}},
+    {{{base::kSetAppointment, kAllDay}},
+     [](TestItem& item, int value) { item.Named(base::kSetAppointment, kAllDay, value % 2 != 0); }},
+    {{{base::kSetAppointment, kRecurring}},
+     [](TestItem& item, int value) { item.Named(base::kSetAppointment, kRecurring, value % 2 != 0); }},
+    {{{base::kSetTask, 0x8104}},
+     [](TestItem& item, int value) { item.Named(base::kSetTask, 0x8104, Utc(2024, 1, 1 + value)); }},
+    {{{base::kSetTask, 0x8105}},
+     [](TestItem& item, int value) { item.Named(base::kSetTask, 0x8105, Utc(2024, 2, 1 + value)); }},
+    {{{base::kSetJournal, 0x8707}},
+     [](TestItem& item, int value) { item.Named(base::kSetJournal, 0x8707, static_cast<LONG>(value)); }},
+    {{{base::kSetPublicStrings, 0, L"Keywords"}},
      [](TestItem& item, int value) {
-         item.NamedTexts(kSetPublicStrings, L"Keywords", {L"Work", L"Set " + std::to_wstring(value)});
+         item.NamedTexts(base::kSetPublicStrings, L"Keywords", {L"Work", L"Set " + std::to_wstring(value)});
      }},
-    {{{kSetPublicStrings, 0, L"crmid"}},
-     [](TestItem& item, int) { item.Text8(item.NamedTag(kSetPublicStrings, L"crmid", PT_STRING8), "7"); }},
-    {{{kSetAddress, 0x8083}},
-     [](TestItem& item, int value) {
-         item.Named(kSetAddress, 0x8083, L"a" + std::to_wstring(value) + L"@b.org");
+    {{{base::kSetPublicStrings, 0, L"crmid"}},
+     [](TestItem& item, int) {
+         item.Text8(item.NamedTag(base::kSetPublicStrings, L"crmid", PT_STRING8), "7");
      }},
-    {{{kSetAddress, 0x8093}},
+    {{{base::kSetAddress, 0x8083}},
      [](TestItem& item, int value) {
-         item.Named(kSetAddress, 0x8093, L"A" + std::to_wstring(value) + L"@b.org");
+         item.Named(base::kSetAddress, 0x8083, L"a" + std::to_wstring(value) + L"@b.org");
      }},
-    {{{kSetAddress, 0x801B}},
-     [](TestItem& item, int value) { item.Named(kSetAddress, 0x801B, L"Quay " + std::to_wstring(value)); }},
-    {{{kSetCommon, 0x8535}},
+    {{{base::kSetAddress, 0x8093}},
      [](TestItem& item, int value) {
-         item.Named(kSetCommon, 0x8535, std::wstring(600, L'n') + std::to_wstring(value / 2));
+         item.Named(base::kSetAddress, 0x8093, L"A" + std::to_wstring(value) + L"@b.org");
+     }},
+    {{{base::kSetAddress, 0x801B}},
+     [](TestItem& item, int value) {
+         item.Named(base::kSetAddress, 0x801B, L"Quay " + std::to_wstring(value));
+     }},
+    {{{base::kSetCommon, 0x8535}},
+     [](TestItem& item, int value) {
+         item.Named(base::kSetCommon, 0x8535, std::wstring(600, L'n') + std::to_wstring(value / 2));
      }},
     {{},
      [](TestItem& item, int value) {
@@ -90,7 +97,7 @@ constexpr size_t kFieldCount = std::size(kFields);
 using TCells = std::vector<int>;  // by field
 
 TComparyProp Keywords() {
-    TComparyProp definition = Named(L"Key", kSetPublicStrings, 0, PT_MV_UNICODE);
+    TComparyProp definition = Named(L"Key", base::kSetPublicStrings, 0, PT_MV_UNICODE);
     definition.lpszID = L"Keywords";
     return definition;
 }
@@ -103,27 +110,27 @@ const TComparyProp kDefinitions[] = {
     Tagged(L"Key", PR_BIRTHDAY, cmDayAndMonth),
     Tagged(L"Key", PR_BODY_W, cmExact, 1),
     Tagged(L"Key", PR_MESSAGE_SIZE),
-    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME),
-    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME, cmTimeWithin10Min),
-    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME, cmApntAlldaylikeStart),
-    Named(L"Key", kSetAppointment, kStart, PT_SYSTIME, cmApntApproxStart),
-    Named(L"Key", kSetAppointment, kDuration, PT_LONG),
-    Named(L"Key", kSetAppointment, kPlace, PT_UNICODE),
-    Named(L"Key", kSetAppointment, kPlace, PT_STRING8, cmExact, 1),
-    Named(L"Appointment.AllDayEvent", kSetAppointment, kAllDay, PT_BOOLEAN),
-    Named(L"Appointment.AllDayEventLike", kSetAppointment, kAllDay, PT_BOOLEAN),
-    Named(L"Key", kSetAppointment, kRecurring, PT_BOOLEAN),
-    Named(L"Key", kSetTask, 0x8104, PT_SYSTIME),
-    Named(L"Key", kSetTask, 0x8105, PT_SYSTIME, cmTimeWithinDay),
-    Named(L"Key", kSetJournal, 0x8707, PT_LONG),
-    Named(L"Key", kSetAddress, 0x8083, PT_UNICODE),
-    Named(L"Key", kSetCommon, 0x8535, PT_UNICODE, cmExact, 1),
+    Named(L"Key", base::kSetAppointment, kStart, PT_SYSTIME),
+    Named(L"Key", base::kSetAppointment, kStart, PT_SYSTIME, cmTimeWithin10Min),
+    Named(L"Key", base::kSetAppointment, kStart, PT_SYSTIME, cmApntAlldaylikeStart),
+    Named(L"Key", base::kSetAppointment, kStart, PT_SYSTIME, cmApntApproxStart),
+    Named(L"Key", base::kSetAppointment, kDuration, PT_LONG),
+    Named(L"Key", base::kSetAppointment, kPlace, PT_UNICODE),
+    Named(L"Key", base::kSetAppointment, kPlace, PT_STRING8, cmExact, 1),
+    Named(L"Appointment.AllDayEvent", base::kSetAppointment, kAllDay, PT_BOOLEAN),
+    Named(L"Appointment.AllDayEventLike", base::kSetAppointment, kAllDay, PT_BOOLEAN),
+    Named(L"Key", base::kSetAppointment, kRecurring, PT_BOOLEAN),
+    Named(L"Key", base::kSetTask, 0x8104, PT_SYSTIME),
+    Named(L"Key", base::kSetTask, 0x8105, PT_SYSTIME, cmTimeWithinDay),
+    Named(L"Key", base::kSetJournal, 0x8707, PT_LONG),
+    Named(L"Key", base::kSetAddress, 0x8083, PT_UNICODE),
+    Named(L"Key", base::kSetCommon, 0x8535, PT_UNICODE, cmExact, 1),
     Keywords(),
-    Named(L"Key", kPrivateSet, propexAnyAddress, PT_MV_UNICODE),
-    Named(L"Key", kPrivateSet, propexAnyEmail, PT_MV_UNICODE),
-    Named(L"Key", kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits),
-    Named(L"Key", kPrivateSet, propexCompanyContact, PT_BOOLEAN),
-    Named(L"Key", kPrivateSet, propexRecipients, PT_BINARY),
+    Named(L"Key", base::kPrivateSet, propexAnyAddress, PT_MV_UNICODE),
+    Named(L"Key", base::kPrivateSet, propexAnyEmail, PT_MV_UNICODE),
+    Named(L"Key", base::kPrivateSet, propexAnyPhone, PT_MV_UNICODE, cmLast7Digits),
+    Named(L"Key", base::kPrivateSet, propexCompanyContact, PT_BOOLEAN),
+    Named(L"Key", base::kPrivateSet, propexRecipients, PT_BINARY),
 };
 
 struct TSearch {
@@ -169,14 +176,14 @@ class Spread : public MailboxTest {
         }
         for (TComparyProp& definition : search.definitions) {
             definition.nGroup = Below(random, 3) * 7;
-            if (&definition != &search.definitions[0] && definition.lpszGuid != kPrivateSet &&
+            if (&definition != &search.definitions[0] && definition.lpszGuid != base::kPrivateSet &&
                 random() % 6 == 0)
                 definition.bCompare = 0;
         }
         const bool byField = random() % 3 == 0;
         if (byField) {
-            search.definitions.push_back(random() % 2 ? Keywords()
-                                                      : Named(L"Key", kSetAppointment, kPlace, PT_UNICODE));
+            search.definitions.push_back(
+                random() % 2 ? Keywords() : Named(L"Key", base::kSetAppointment, kPlace, PT_UNICODE));
             search.definitions.back().bCompare = random() % 2;
             std::swap(search.definitions.front(), search.definitions.back());
         }
@@ -201,7 +208,7 @@ class Spread : public MailboxTest {
             search.algorithm = saIdentical;
             search.grouped = false;
             search.definitions.push_back(Tagged(L"Key", PR_SUBJECT_W));
-            search.definitions.push_back(Named(L"Key", kSetAppointment, kDuration, PT_LONG));
+            search.definitions.push_back(Named(L"Key", base::kSetAppointment, kDuration, PT_LONG));
         }
         const size_t storeCount = 1 + random() % 4;
         const TestStore one = AddStore(L"One");

@@ -12,6 +12,9 @@
 #include "tests/support/definitions.h"
 #include "tests/support/store_names.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+
 namespace {
 
 constexpr LONG kStart = 0x820D, kDuration = 0x8213, kPlace = 0x8208;
@@ -29,9 +32,9 @@ struct Meeting {
 };
 
 std::vector<TComparyProp> MeetingDefinitions() {
-    return {Tagged(L"Subject", PR_SUBJECT_W), Named(L"Start", kSetAppointment, kStart, PT_SYSTIME),
-            Named(L"Duration", kSetAppointment, kDuration, PT_LONG),
-            Named(L"Place", kSetAppointment, kPlace, PT_UNICODE)};
+    return {Tagged(L"Subject", PR_SUBJECT_W), Named(L"Start", base::kSetAppointment, kStart, PT_SYSTIME),
+            Named(L"Duration", base::kSetAppointment, kDuration, PT_LONG),
+            Named(L"Place", base::kSetAppointment, kPlace, PT_UNICODE)};
 }
 
 class Stores : public MailboxTest {
@@ -43,16 +46,16 @@ class Stores : public MailboxTest {
 
     Added Add(TestFolder folder, const Meeting& meeting) {
         TestItem item = folder.Item(L"IPM.Appointment").Subject(meeting.subject);
-        item.Named(kSetAppointment, kStart, Utc(2024, 7, meeting.day));
-        if (meeting.minutes) item.Named(kSetAppointment, kDuration, meeting.minutes);
-        if (meeting.place) item.Named(kSetAppointment, kPlace, meeting.place);
+        item.Named(base::kSetAppointment, kStart, Utc(2024, 7, meeting.day));
+        if (meeting.minutes) item.Named(base::kSetAppointment, kDuration, meeting.minutes);
+        if (meeting.place) item.Named(base::kSetAppointment, kPlace, meeting.place);
         return {item, folder.StoreId()};
     }
 
     /// A store whose first identifiers stand for these names.
     TestFolder StoreThatKnows(const std::vector<LONG>& names) {
         const TestStore store = AddStore(L"Archive");
-        for (const LONG name : names) TeachNames(store, {{kSetAppointment, name}});
+        for (const LONG name : names) TeachNames(store, {{base::kSetAppointment, name}});
         return store.Root();
     }
 
@@ -207,9 +210,10 @@ TEST_F(Stores, ALookUpThatFailsOnceLeavesNoTrace) {
         items.push_back(Add(*folder, {L"Ann's birthday", 10, 1440, L"Room 1"}));
         items.push_back(Add(*folder, {L"Meeting", 10, 60, folder == &first ? L"Room 1" : L"Room 2"}));
         for (Added* added : {&items[items.size() - 2], &items.back()}) {
-            added->item.Named(kSetAddress, 0x8083, L"ann")
-                .Named(kSetAddress, 0x8005, added->item.Id().c_str());
-            added->item.NamedBinary(kSetAddress, 0x8085, "nobody").Named(kSetAppointment, 0x8223, true);
+            added->item.Named(base::kSetAddress, 0x8083, L"ann")
+                .Named(base::kSetAddress, 0x8005, added->item.Id().c_str());
+            added->item.NamedBinary(base::kSetAddress, 0x8085, "nobody")
+                .Named(base::kSetAppointment, 0x8223, true);
         }
     }
     TestFolder third = StoreThatKnows({kStart});
@@ -218,8 +222,8 @@ TEST_F(Stores, ALookUpThatFailsOnceLeavesNoTrace) {
     std::vector<TComparyProp> definitions = MeetingDefinitions();
     definitions[0].nCompareMethod = cmApntAlldaylikeSubject;
     definitions[1].nCompareMethod = cmApntAlldaylikeStart;
-    TComparyProp emails = Named(L"Mail", kSetAppointment, 2, PT_UNICODE);
-    emails.lpszGuid = kPrivateSet;
+    TComparyProp emails = Named(L"Mail", base::kSetAppointment, 2, PT_UNICODE);
+    emails.lpszGuid = base::kPrivateSet;
     definitions.push_back(emails);
     const std::function<std::string()> runs[] = {
         [&] { return Groups(items, definitions, saIdentical, {cleApntSubject}, okApntRecurrence); },

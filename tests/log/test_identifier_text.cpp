@@ -18,20 +18,20 @@ TEST(Hex, BytesBecomeUpperCasePairsAndComeBack) {
         expected += pair;
     }
     std::string text(513, '?');
-    BytesToHex(bytes.data(), bytes.size(), text.data());
+    logging::BytesToHex(bytes.data(), bytes.size(), text.data());
     EXPECT_STREQ(text.c_str(), expected.c_str());
 
     for (const bool isLower : {false, true}) {
         if (isLower) CharLowerA(text.data());
         std::vector<BYTE> back(256, 0xEE);
-        HexToBytes(text.c_str(), back.size(), back.data());
+        logging::HexToBytes(text.c_str(), back.size(), back.data());
         EXPECT_EQ(back, bytes) << (isLower ? "lower case" : "upper case");
     }
 }
 
 TEST(Hex, NoBytesBecomeAnEmptyText) {
     char text[2] = {'x', 'y'};
-    BytesToHex(nullptr, 0, text);
+    logging::BytesToHex(nullptr, 0, text);
     EXPECT_EQ(text[0], '\0');
     EXPECT_EQ(text[1], 'y');
 }
@@ -59,7 +59,7 @@ TEST(Hex, BadDigits) {
     };
     for (const Case& c : cases) {
         CapturedDebugOutput debug;
-        EXPECT_EQ(Hex2Dec(c.text, c.n), c.value) << c.text << ", " << c.n << " digits";
+        EXPECT_EQ(logging::Hex2Dec(c.text, c.n), c.value) << c.text << ", " << c.n << " digits";
         EXPECT_EQ(debug.Texts(), std::vector<std::string>(c.errors, "Hex2DecError\n")) << c.text;
     }
 }
@@ -71,7 +71,7 @@ TEST(Guid, TextsInEveryDress) {
           "  0006-2004 1234/ABCD:C001_020304050646 xyz", "{00062004-1234-ABCD-C001-020304050646}FFFF"}) {
         GUID guid;
         memset(&guid, 0xEE, sizeof guid);
-        EXPECT_EQ(Str2GUID(text, &guid), 1) << text;
+        EXPECT_EQ(logging::Str2GUID(text, &guid), 1) << text;
         EXPECT_EQ(memcmp(&guid, &wanted, sizeof guid), 0) << text;
     }
 }
@@ -82,7 +82,7 @@ TEST(Guid, ShortTextsLeaveTheResultAlone) {
     for (const char* text :
          {"", "{}", "{00062004-0000-0000-C000-00000000004}", static_cast<const char*>(nullptr)}) {
         GUID guid = untouched;
-        EXPECT_EQ(Str2GUID(text, &guid), 0) << (text != nullptr ? text : "null");
+        EXPECT_EQ(logging::Str2GUID(text, &guid), 0) << (text != nullptr ? text : "null");
         EXPECT_EQ(memcmp(&guid, &untouched, sizeof guid), 0) << (text != nullptr ? text : "null");
     }
 }

@@ -63,13 +63,13 @@ int64_t Utc(const WORD (&date)[4]) {
 int64_t ToLocal(int64_t utc) {
     const FILETIME in = Time(utc);
     FILETIME out;
-    EXPECT_EQ(FileTimeToLocalFileTimeFIX(&in, &out), 1) << "ticks " << utc;
+    EXPECT_EQ(logging::FileTimeToLocalFileTimeFIX(&in, &out), 1) << "ticks " << utc;
     return Ticks(out);
 }
 int64_t ToUtc(int64_t local) {
     const FILETIME in = Time(local);
     FILETIME out;
-    EXPECT_EQ(LocalFileTimeToFileTimeFIX(&in, &out), 1) << "ticks " << local;
+    EXPECT_EQ(logging::LocalFileTimeToFileTimeFIX(&in, &out), 1) << "ticks " << local;
     return Ticks(out);
 }
 
@@ -137,18 +137,18 @@ TEST(ZoneLocalTime, WhatIsNoTimeIsRefusedAndLeftAsItIs) {
     const FILETIME first = Time(kMinute);
     FILETIME out = {1, 1};
     // A minute after the beginning of time: no local time west of Greenwich, no UTC east of it.
-    EXPECT_EQ(FileTimeToLocalFileTimeFIX(&first, &out), Zone() == "America/New_York" ? 0 : 1);
+    EXPECT_EQ(logging::FileTimeToLocalFileTimeFIX(&first, &out), Zone() == "America/New_York" ? 0 : 1);
     if (Zone() == "America/New_York") {
         EXPECT_EQ(Ticks(out), kMinute);
     }
-    EXPECT_EQ(LocalFileTimeToFileTimeFIX(&first, &out), isAhead ? 0 : 1);
+    EXPECT_EQ(logging::LocalFileTimeToFileTimeFIX(&first, &out), isAhead ? 0 : 1);
     if (isAhead) {
         EXPECT_EQ(Ticks(out), kMinute);
     }
 
     const FILETIME beyond = {0xFFFFFFFF, 0xFFFFFFFF};
     if (kFixedOffsets.count(Zone()) == 0) {
-        EXPECT_EQ(FileTimeToLocalFileTimeFIX(&beyond, &out), 0) << "a year is needed for the rules";
+        EXPECT_EQ(logging::FileTimeToLocalFileTimeFIX(&beyond, &out), 0) << "a year is needed for the rules";
         EXPECT_EQ(Ticks(out), -1);
     }
 }
@@ -156,9 +156,9 @@ TEST(ZoneLocalTime, WhatIsNoTimeIsRefusedAndLeftAsItIs) {
 TEST(ZoneLocalTime, InPlace) {
     FILETIME time = Time(Utc({2024, 7, 1, 12}));
     const int64_t local = ToLocal(Ticks(time));
-    EXPECT_EQ(FileTimeToLocalFileTimeFIX(&time, &time), 1);
+    EXPECT_EQ(logging::FileTimeToLocalFileTimeFIX(&time, &time), 1);
     EXPECT_EQ(Ticks(time), local);
-    EXPECT_EQ(LocalFileTimeToFileTimeFIX(&time, &time), 1);
+    EXPECT_EQ(logging::LocalFileTimeToFileTimeFIX(&time, &time), 1);
     EXPECT_EQ(Ticks(time), Utc({2024, 7, 1, 12}));
 }
 
@@ -171,7 +171,7 @@ TEST(ZoneLocalTime, TextShowsSummerTimeOfTheDateItself) {
     ASSERT_EQ(expected.count(Zone()), 1u) << "no expectation for " << Zone();
     const FILETIME time = Time(Utc({2024, 7, 1, 12}));
     wchar_t buffer[64];
-    EXPECT_EQ(FileTimeToText(&time, buffer, 64, 1), expected.at(Zone()));
-    EXPECT_EQ(FileTimeToText(&time, buffer, 64, 0), std::wstring(L"2024.07.01 12:00:00.0000"));
+    EXPECT_EQ(logging::FileTimeToText(&time, buffer, 64, 1), expected.at(Zone()));
+    EXPECT_EQ(logging::FileTimeToText(&time, buffer, 64, 0), std::wstring(L"2024.07.01 12:00:00.0000"));
 }
 }  // namespace

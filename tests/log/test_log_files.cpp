@@ -8,6 +8,9 @@
 #include "log/trim_file.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+using logging::CLog;
+
 namespace {
 const std::string kMark = "\xEF\xBB\xBF";
 const size_t kLogLimit = 10485760, kErrLimit = 131072, kWindow = 65536;

@@ -10,6 +10,10 @@
 #include "tests/support/CapturedDebugOutput.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+using logging::CLog;
+using logging::g_Log;
+
 namespace {
 const std::string kMark = "\xEF\xBB\xBF";
 

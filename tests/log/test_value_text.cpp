@@ -28,7 +28,7 @@ SPropValue Value(ULONG type, const Fill& fill) {
 
 std::wstring Text(const SPropValue* value, unsigned flags, size_t capacity = 512) {
     std::vector<wchar_t> buffer(capacity + 1, L'#');
-    EXPECT_EQ(PropValueText(value, buffer.data(), capacity, flags), buffer.data());
+    EXPECT_EQ(logging::PropValueText(value, buffer.data(), capacity, flags), buffer.data());
     EXPECT_EQ(buffer[capacity], L'#') << "written behind the buffer";
     return buffer.data();
 }
@@ -134,7 +134,7 @@ TEST(ValueText, IsCutAtEveryCapacity) {
     }
     wchar_t none = L'#';
     const SPropValue value = Value(PT_LONG, [](_PV&) {});
-    PropValueText(&value, &none, 0, 1);
+    logging::PropValueText(&value, &none, 0, 1);
     EXPECT_EQ(none, L'#');
 }
 
@@ -168,12 +168,12 @@ TEST(TimeText, Forms) {
     };
     for (const Case& c : cases) {
         wchar_t buffer[64];
-        EXPECT_EQ(FileTimeToText(&c.time, buffer, 64, 0), buffer);
+        EXPECT_EQ(logging::FileTimeToText(&c.time, buffer, 64, 0), buffer);
         EXPECT_STREQ(buffer, c.text);
     }
     wchar_t buffer[8] = L"#######";
-    EXPECT_STREQ(FileTimeToText(nullptr, buffer, 8, 1), L"0");
-    EXPECT_STREQ(FileTimeToText(&cases[4].time, buffer, 8, 0), L"2023.10") << "cut and terminated";
+    EXPECT_STREQ(logging::FileTimeToText(nullptr, buffer, 8, 1), L"0");
+    EXPECT_STREQ(logging::FileTimeToText(&cases[4].time, buffer, 8, 0), L"2023.10") << "cut and terminated";
 }
 
 TEST(ElementText, OneLineForEachElement) {
@@ -203,13 +203,13 @@ TEST(ElementText, OneLineForEachElement) {
         const SPropValue value = Value(c.type, c.fill);
         wchar_t buffer[64];
         buffer[63] = L'#';
-        EXPECT_EQ(ElementText(&value, c.index, buffer, 64), buffer);
+        EXPECT_EQ(logging::ElementText(&value, c.index, buffer, 64), buffer);
         EXPECT_STREQ(buffer, c.text) << "element " << c.index;
         EXPECT_EQ(buffer[63], L'\0');
     }
     wchar_t buffer[5];
-    EXPECT_STREQ(ElementText(nullptr, 0, buffer, 5), L"NULL");
+    EXPECT_STREQ(logging::ElementText(nullptr, 0, buffer, 5), L"NULL");
     const SPropValue value = Value(PT_MV_UNICODE, wide);
-    EXPECT_STREQ(ElementText(&value, 1, buffer, 5), L"two ") << "cut and terminated";
+    EXPECT_STREQ(logging::ElementText(&value, 1, buffer, 5), L"two ") << "cut and terminated";
 }
 }  // namespace

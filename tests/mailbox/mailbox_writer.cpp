@@ -10,6 +10,10 @@
 #include "mailbox/platform_headers.h"
 #include "store/resources.h"
 
+using store::CMapiProvider;
+using store::ComPtr;
+using store::RowSet;
+
 namespace {
 
 const wchar_t* Reason() {
@@ -33,7 +37,7 @@ bool NextGeneration(IMAPIFolder* root, std::wstring text) {
     RowSet rows;
     if (!IsDone(root->GetContentsTable(0, table.GetAddressOf()), "GetContentsTable") ||
         !IsDone(table->SetColumns(reinterpret_cast<SPropTagArray*>(&columns), 0), "SetColumns") ||
-        !IsDone(table->QueryRows(MAXLONG, 0, Out(rows)), "QueryRows"))
+        !IsDone(table->QueryRows(MAXLONG, 0, store::Out(rows)), "QueryRows"))
         return false;
     SPropValue subject{};
     subject.ulPropTag = PR_SUBJECT_W;
@@ -74,9 +78,9 @@ bool Write(IMAPISession* session, bool isForever) {
 
 int Run(const std::string& how) {
     if (how != "lookup") CMapiProvider::Bind(LoadLibraryW(L"qvmailbox.dll"));
-    mapi::Initialize(nullptr);
+    store::mapi::Initialize(nullptr);
     ComPtr<IMAPISession> session;
-    if (!IsDone(mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.GetAddressOf()), "LogonEx"))
+    if (!IsDone(store::mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.GetAddressOf()), "LogonEx"))
         return CMapiProvider::Module() != nullptr && Reason()[0] != L'\0' ? 3 : 1;
     return Write(session.Get(), how == "forever") && IsDone(session->Logoff(0, 0, 0), "Logoff") ? 0 : 1;
 }

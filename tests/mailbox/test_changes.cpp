@@ -8,6 +8,9 @@
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
 
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 class Changes : public MailboxTest {
@@ -89,7 +92,7 @@ TEST_F(Changes, RefuseWhatCannotBeSetAndSetTheRest) {
     for (size_t index = 0; index < std::size(tags); ++index) values[index].ulPropTag = tags[index];
     values[0].Value.lpszW = text;
     MapiBuffer<SPropProblemArray> problems;
-    ASSERT_EQ(message->SetProps(6, values, Out(problems)), S_OK);
+    ASSERT_EQ(message->SetProps(6, values, store::Out(problems)), S_OK);
     const struct {
         ULONG index;
         SCODE error;
@@ -140,7 +143,8 @@ TEST_F(Changes, EveryTypeComesBackAsItWasSet) {
     add(PT_MV_BINARY).MVbin = {2, binaries};
     add(PT_MV_UNICODE).MVszW = {2, texts};
     MapiBuffer<SPropProblemArray> problems;
-    ASSERT_EQ(message->SetProps(static_cast<ULONG>(values.size()), values.data(), Out(problems)), S_OK);
+    ASSERT_EQ(message->SetProps(static_cast<ULONG>(values.size()), values.data(), store::Out(problems)),
+              S_OK);
     ASSERT_EQ(problems, nullptr);
     const auto get = [&](size_t index) { return Get(message.Get(), {values[index].ulPropTag}); };
     for (size_t index = 0; index <= 8; ++index)
@@ -292,12 +296,12 @@ TEST_F(Changes, MoveGivesANewIdentifierAndKeepsTheSearchKey) {
     TestFolder other = Store().Root().Folder(L"Other");
     TestFolder elsewhere = AddStore(L"Elsewhere").Root();
     // Names that the stores number differently.
-    Inbox().Item().Named(kSetAppointment, 0x820D, Utc(2024, 1, 1));
-    elsewhere.Item().Named(kSetTask, 0x8101, LONG{1});
+    Inbox().Item().Named(base::kSetAppointment, 0x820D, Utc(2024, 1, 1));
+    elsewhere.Item().Named(base::kSetTask, 0x8101, LONG{1});
     for (TestFolder target : {other, elsewhere}) {
         for (const ULONG flags : {0ul, MESSAGE_MOVE}) {
             TestItem item =
-                Inbox().Item().Subject(L"s").NamedBinary(kSetAddress, 0x8085, "ab").Attach(L"a", "x");
+                Inbox().Item().Subject(L"s").NamedBinary(base::kSetAddress, 0x8085, "ab").Attach(L"a", "x");
             const Values key = Get(Open(item).Get(), {PR_SEARCH_KEY});
             const std::string id = item.IdBytes();
             const size_t before = target.Record().items.size();
@@ -308,7 +312,8 @@ TEST_F(Changes, MoveGivesANewIdentifierAndKeepsTheSearchKey) {
             const ComPtr<IMessage> message = Open(moved);
             EXPECT_EQ(BytesOf(Get(message.Get(), {PR_SEARCH_KEY})[0].Value.bin), BytesOf(key[0].Value.bin));
             EXPECT_EQ(
-                BytesOf(Get(message.Get(), {moved.NamedTag(kSetAddress, 0x8085, PT_BINARY)})[0].Value.bin),
+                BytesOf(
+                    Get(message.Get(), {moved.NamedTag(base::kSetAddress, 0x8085, PT_BINARY)})[0].Value.bin),
                 "ab");
             EXPECT_EQ(Store().Record().itemsById.Contains(id), flags == 0);
         }

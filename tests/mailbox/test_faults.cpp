@@ -4,6 +4,8 @@
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
 
+using store::ComPtr;
+
 namespace {
 
 namespace calls = mailbox::calls;
@@ -14,7 +16,7 @@ TEST_F(Faults, AliveCountsObjectsAndBuffers) {
     const mailbox::TAlive before = mailbox::WhatIsAlive();
     void* root = nullptr;
     void* more = nullptr;
-    ASSERT_EQ(mapi::AllocateBuffer(8, &root), S_OK);
+    ASSERT_EQ(store::mapi::AllocateBuffer(8, &root), S_OK);
     ASSERT_EQ(MAPIAllocateMore(1000, root, &more), S_OK);
     {
         const ComPtr<IMessage> message = Open(Inbox().Item());
@@ -23,14 +25,14 @@ TEST_F(Faults, AliveCountsObjectsAndBuffers) {
             << "blocks that hang onto another are part of it";
         EXPECT_EQ(mailbox::DescribeAlive(), "IMAPISession x 1, IMessage x 1, buffer x 1");
     }
-    EXPECT_EQ(mapi::FreeBuffer(root), 0u);
+    EXPECT_EQ(store::mapi::FreeBuffer(root), 0u);
     EXPECT_EQ(mailbox::WhatIsAlive().buffers, before.buffers);
-    EXPECT_EQ(mapi::FreeBuffer(nullptr), 0u);
+    EXPECT_EQ(store::mapi::FreeBuffer(nullptr), 0u);
 }
 
 TEST_F(Faults, LogonNeedsInitialization) {
     ComPtr<IMAPISession> session;
-    EXPECT_EQ(mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.GetAddressOf()),
+    EXPECT_EQ(store::mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.GetAddressOf()),
               MAPI_E_NOT_INITIALIZED);
     EXPECT_EQ(session, nullptr);
 }

@@ -16,6 +16,9 @@
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
 
+using store::CMapiProvider;
+using store::ComPtr;
+
 namespace {
 
 std::string Format(const mailbox::CDatabase& database) {
@@ -317,10 +320,10 @@ class FileTest : public testing::Test {
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", m_path.c_str());
         CMapiProvider::Bind(GetModuleHandleW(nullptr));
         mailbox::Install(nullptr);
-        mapi::Initialize(nullptr);
+        store::mapi::Initialize(nullptr);
     }
     ~FileTest() override {
-        mapi::Uninitialize();
+        store::mapi::Uninitialize();
         for (const wchar_t* end : {L"", L".quorvel-new", L".quorvel-lock"})
             DeleteFileW((m_path + end).c_str());
         SetEnvironmentVariableW(L"QUORVEL_MAILBOX", nullptr);
@@ -340,7 +343,7 @@ class FileTest : public testing::Test {
                data.ftLastWriteTime.dwLowDateTime;
     }
     HRESULT Logon(ComPtr<IMAPISession>& session) {
-        return mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.ReleaseAndGetAddressOf());
+        return store::mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, session.ReleaseAndGetAddressOf());
     }
     ComPtr<IMsgStore> OpenStore(IMAPISession* session) {
         ComPtr<IMsgStore> store;

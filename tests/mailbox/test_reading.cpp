@@ -6,6 +6,9 @@
 #include "tests/support/MailboxFixture.h"
 #include "tests/support/store_names.h"
 
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 class Reading : public MailboxTest {};
@@ -96,19 +99,19 @@ TEST_F(Reading, ValuesBeyondEightKilobytesComeOnlyThroughAStream) {
 }
 
 TEST_F(Reading, AllPropertiesAreThoseOfTheList) {
-    TestItem item = Inbox().Item().Subject(L"s").Named(kSetAppointment, 0x8215, true);
+    TestItem item = Inbox().Item().Subject(L"s").Named(base::kSetAppointment, 0x8215, true);
     item.Error(PR_SENDER_NAME, MAPI_E_NOT_FOUND);
     const ComPtr<IMessage> message = Open(item);
     Values all;
-    all.result = message->GetProps(nullptr, MAPI_UNICODE, &all.count, Out(all.values));
+    all.result = message->GetProps(nullptr, MAPI_UNICODE, &all.count, store::Out(all.values));
     EXPECT_EQ(all.result, S_OK);
     MapiBuffer<SPropTagArray> list;
-    ASSERT_EQ(message->GetPropList(MAPI_UNICODE, Out(list)), S_OK);
+    ASSERT_EQ(message->GetPropList(MAPI_UNICODE, store::Out(list)), S_OK);
     ASSERT_EQ(all.count, list->cValues);
     std::vector<ULONG> tags(list->aulPropTag, list->aulPropTag + list->cValues);
     for (ULONG index = 0; index < all.count; ++index) EXPECT_EQ(all[index].ulPropTag, tags[index]);
     for (const ULONG tag :
-         {PR_SUBJECT_W, PR_ENTRYID, PR_SEARCH_KEY, item.NamedTag(kSetAppointment, 0x8215, PT_BOOLEAN)})
+         {PR_SUBJECT_W, PR_ENTRYID, PR_SEARCH_KEY, item.NamedTag(base::kSetAppointment, 0x8215, PT_BOOLEAN)})
         EXPECT_EQ(std::ranges::count(tags, tag), 1) << std::hex << tag;
     EXPECT_EQ(std::ranges::count(tags, PR_SENDER_NAME_W), 0) << "an error is no property of the object";
 }
@@ -194,7 +197,7 @@ TEST_F(Reading, OnlyPropertiesWithBytesOpenAsStreams) {
 }
 
 TEST_F(Reading, NamesAreLookedUpAndMadeOnlyWhenAsked) {
-    TestItem item = Inbox().Item().Named(kSetAppointment, 0x8215, true);
+    TestItem item = Inbox().Item().Named(base::kSetAppointment, 0x8215, true);
     const ComPtr<IMessage> message = Open(item);
     GUID set = {0x00062002, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
     GUID platformSet = PS_MAPI;
@@ -208,24 +211,25 @@ TEST_F(Reading, NamesAreLookedUpAndMadeOnlyWhenAsked) {
     MAPINAMEID* names[] = {&known, &number, &name, &plain};
 
     MapiBuffer<SPropTagArray> tags;
-    EXPECT_EQ(message->GetIDsFromNames(4, names, 0, Out(tags)), MAPI_W_ERRORS_RETURNED);
+    EXPECT_EQ(message->GetIDsFromNames(4, names, 0, store::Out(tags)), MAPI_W_ERRORS_RETURNED);
     ASSERT_EQ(tags->cValues, 4u);
-    EXPECT_EQ(tags->aulPropTag[0], item.NamedTag(kSetAppointment, 0x8215, PT_UNSPECIFIED));
+    EXPECT_EQ(tags->aulPropTag[0], item.NamedTag(base::kSetAppointment, 0x8215, PT_UNSPECIFIED));
     EXPECT_EQ(tags->aulPropTag[1], 0x0000000Au);
     EXPECT_EQ(tags->aulPropTag[2], 0x0000000Au);
     EXPECT_EQ(tags->aulPropTag[3], 0x00370000u);
 
     MapiBuffer<SPropTagArray> made;
-    EXPECT_EQ(message->GetIDsFromNames(4, names, MAPI_CREATE, Out(made)), S_OK);
+    EXPECT_EQ(message->GetIDsFromNames(4, names, MAPI_CREATE, store::Out(made)), S_OK);
     EXPECT_EQ(made->aulPropTag[0], tags->aulPropTag[0]);
     EXPECT_NE(made->aulPropTag[1], made->aulPropTag[2]);
     MapiBuffer<SPropTagArray> again;
-    EXPECT_EQ(message->GetIDsFromNames(4, names, 0, Out(again)), S_OK) << "made names are known from then on";
+    EXPECT_EQ(message->GetIDsFromNames(4, names, 0, store::Out(again)), S_OK)
+        << "made names are known from then on";
 
     ULONG count = 0;
     MapiBuffer<MAPINAMEID*> found;
     SPropTagArray* asked = made.get();
-    EXPECT_EQ(message->GetNamesFromIDs(&asked, nullptr, 0, &count, Out(found)), MAPI_W_ERRORS_RETURNED)
+    EXPECT_EQ(message->GetNamesFromIDs(&asked, nullptr, 0, &count, store::Out(found)), MAPI_W_ERRORS_RETURNED)
         << "0x0037 has no name";
     ASSERT_EQ(count, 4u);
     EXPECT_EQ(found.get()[1]->Kind.lID, 0x9999);
@@ -235,8 +239,8 @@ TEST_F(Reading, NamesAreLookedUpAndMadeOnlyWhenAsked) {
 
 TEST_F(Reading, EveryObjectAnswersWithTheNamesOfItsStore) {
     const TestStore archive = AddStore(L"Archive");
-    TeachNames(archive, {{kSetAppointment, 0x820D}, {kSetAppointment, 0x8215}});
-    TeachNames(Store(), {{kSetAppointment, 0x8215}, {kSetAppointment, 0, L"Weather"}});
+    TeachNames(archive, {{base::kSetAppointment, 0x820D}, {base::kSetAppointment, 0x8215}});
+    TeachNames(Store(), {{base::kSetAppointment, 0x8215}, {base::kSetAppointment, 0, L"Weather"}});
     TestFolder calendar = archive.Root().Folder(L"Calendar");
     const ComPtr<IMessage> here = Open(Inbox().Item()), there = Open(calendar.Item());
     const ComPtr<IMAPIFolder> inbox = Open(Inbox()), folder = Open(calendar);
@@ -257,14 +261,14 @@ TEST_F(Reading, EveryObjectAnswersWithTheNamesOfItsStore) {
         allDay.Kind.lID = 0x8215;
         MAPINAMEID* names[] = {&started, &allDay};
         MapiBuffer<SPropTagArray> tags;
-        EXPECT_EQ(c.object->GetIDsFromNames(2, names, 0, Out(tags)),
+        EXPECT_EQ(c.object->GetIDsFromNames(2, names, 0, store::Out(tags)),
                   c.started != 0 ? S_OK : MAPI_W_ERRORS_RETURNED);
         EXPECT_EQ(PROP_ID(tags->aulPropTag[0]), c.started);
         EXPECT_EQ(PROP_ID(tags->aulPropTag[1]), c.allDay);
         SPropTagArray asked{1, {PROP_TAG(PT_BOOLEAN, c.allDay)}}, *list = &asked;
         ULONG count = 0;
         MapiBuffer<MAPINAMEID*> found;
-        EXPECT_EQ(c.object->GetNamesFromIDs(&list, nullptr, 0, &count, Out(found)), S_OK);
+        EXPECT_EQ(c.object->GetNamesFromIDs(&list, nullptr, 0, &count, store::Out(found)), S_OK);
         ASSERT_EQ(count, 1u);
         EXPECT_EQ(found.get()[0]->Kind.lID, 0x8215);
         EXPECT_EQ(BytesOf(Get(c.object, {PR_MAPPING_SIGNATURE})[0].Value.bin) == signature, c.started == 0)

@@ -9,6 +9,9 @@
 #include "tests/mailbox/values.h"
 #include "tests/support/MailboxFixture.h"
 
+using store::ComPtr;
+using store::RowSet;
+
 namespace {
 
 class Tables : public MailboxTest {
@@ -22,7 +25,7 @@ class Tables : public MailboxTest {
     /// The subjects of the next rows.
     std::wstring Rows(IMAPITable* table, LONG count, ULONG flags = 0) {
         RowSet rows;
-        EXPECT_EQ(table->QueryRows(count, flags, Out(rows)), S_OK);
+        EXPECT_EQ(table->QueryRows(count, flags, store::Out(rows)), S_OK);
         std::wstring subjects;
         for (ULONG row = 0; rows != nullptr && row < rows->cRows; ++row) {
             const SPropValue& subject = rows->aRow[row].lpProps[0];
@@ -197,7 +200,7 @@ TEST_F(Tables, RestrictionsKeepWhatTheyName) {
         const ComPtr<IMAPITable> table = Contents(Inbox());
         ASSERT_EQ(table->Restrict(&c.restriction, 0), S_OK);
         RowSet rows;
-        ASSERT_EQ(table->QueryRows(100, 0, Out(rows)), S_OK);
+        ASSERT_EQ(table->QueryRows(100, 0, store::Out(rows)), S_OK);
         std::wstring letters;
         for (ULONG row = 0; row < rows->cRows; ++row) {
             const SPropValue& subject = rows->aRow[row].lpProps[0];
@@ -254,7 +257,7 @@ TEST_F(Tables, SortingAgreesWithAStableSortOfTheRows) {
         2, 0, 0, {{PR_IMPORTANCE, TABLE_SORT_DESCEND}, {PR_SUBJECT_W, TABLE_SORT_ASCEND}}};
     ASSERT_EQ(table->SortTable(reinterpret_cast<SSortOrderSet*>(&order), 0), S_OK);
     RowSet rows;
-    ASSERT_EQ(table->QueryRows(100, 0, Out(rows)), S_OK);
+    ASSERT_EQ(table->QueryRows(100, 0, store::Out(rows)), S_OK);
     ASSERT_EQ(rows->cRows, expected.size());
     for (ULONG row = 0; row < rows->cRows; ++row) {
         EXPECT_EQ(rows->aRow[row].lpProps[0].Value.lpszW, expected[row].subject) << row;
@@ -277,7 +280,7 @@ TEST_F(Tables, ShowStoresServicesFoldersRecipientsAndAttachments) {
     const auto rows = [&](Tags columns) {
         RowSet set;
         EXPECT_EQ(table->SetColumns(columns, 0), S_OK);
-        EXPECT_EQ(table->QueryRows(9, 0, Out(set)), S_OK);
+        EXPECT_EQ(table->QueryRows(9, 0, store::Out(set)), S_OK);
         std::wstring text;
         for (ULONG row = 0; set != nullptr && row < set->cRows; ++row) text += Shown(set->aRow[row]) + L";";
         return text;

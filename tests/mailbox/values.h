@@ -12,7 +12,7 @@
 
 /// The values of some tags, and what GetProps returned.
 struct Values {
-    MapiBuffer<SPropValue> values;
+    store::MapiBuffer<SPropValue> values;
     ULONG count = 0;
     HRESULT result = S_OK;
     const SPropValue& operator[](size_t index) const { return values.get()[index]; }
@@ -32,7 +32,7 @@ class Tags {
 
 inline Values Get(IMAPIProp* object, Tags tags, ULONG flags = 0) {
     Values got;
-    got.result = object->GetProps(tags, flags, &got.count, Out(got.values));
+    got.result = object->GetProps(tags, flags, &got.count, store::Out(got.values));
     return got;
 }
 
@@ -51,7 +51,7 @@ inline std::wstring Shown(const SPropValue* values, ULONG count) {
         if (PROP_TYPE(values[i].ulPropTag) == PT_BINARY)
             all += mailbox::ToWide(mailbox::ToHex({reinterpret_cast<const char*>(bin.lpb), bin.cb}));
         else
-            all += PropValueText(&values[i], text, std::size(text), 0);
+            all += logging::PropValueText(&values[i], text, std::size(text), 0);
     }
     return all;
 }
@@ -82,9 +82,9 @@ inline std::string ReadAll(IStream* stream) {
     return bytes;
 }
 
-inline ComPtr<IStream> OpenStream(IMAPIProp* object, ULONG tag, ULONG flags = 0) {
-    ComPtr<IUnknown> unknown;
-    ComPtr<IStream> stream;
+inline store::ComPtr<IStream> OpenStream(IMAPIProp* object, ULONG tag, ULONG flags = 0) {
+    store::ComPtr<IUnknown> unknown;
+    store::ComPtr<IStream> stream;
     if (object->OpenProperty(tag, &IID_IStream, 0, flags, unknown.GetAddressOf()) == S_OK)
         unknown.As(&stream);
     return stream;

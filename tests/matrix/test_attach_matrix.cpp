@@ -7,6 +7,8 @@
 #include "base/mapi_extra.h"
 #include "tests/matrix/MatrixTest.h"
 
+using enum logging::ESeverity;
+
 namespace {
 
 using mailbox::CProperties;

@@ -6,6 +6,8 @@
 #include "store/named_properties.h"
 #include "tests/matrix/MatrixTest.h"
 
+using enum logging::ESeverity;
+
 namespace {
 
 class ComparisonMatrix : public MatrixTest {};
@@ -125,10 +127,10 @@ TEST_F(ComparisonMatrix, MovesOnWhenAnEarlierItemIsOutOfReach) {
 
 TEST_F(ComparisonMatrix, TheFirstRowDecidesWhatIsCompared) {
     constexpr int kKnown = 0x8005, kUnknown = 0x8006;
-    const auto matrix =
-        Make({Named(L"unknown", kSetAddress, kUnknown, PT_UNICODE),
-              Named(L"known", kSetAddress, kKnown, PT_UNICODE), Named(nullptr, kPrivateSet, 4, PT_UNICODE)});
-    TestItem first = Inbox().Item().Named(kSetAddress, kKnown, L"x");
+    const auto matrix = Make({Named(L"unknown", base::kSetAddress, kUnknown, PT_UNICODE),
+                              Named(L"known", base::kSetAddress, kKnown, PT_UNICODE),
+                              Named(nullptr, base::kPrivateSet, 4, PT_UNICODE)});
+    TestItem first = Inbox().Item().Named(base::kSetAddress, kKnown, L"x");
 
     // An item that fails decides nothing: both names are known when the next one comes.
     mailbox::calls::FailNth("IMAPIProp::GetProps", 1, kDenied);
@@ -144,9 +146,11 @@ TEST_F(ComparisonMatrix, TheFirstRowDecidesWhatIsCompared) {
     }
     CapturedLog log;
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(
-            Add(matrix, Inbox().Item().Named(kSetAddress, kUnknown, L"y").Named(kSetAddress, kKnown, L"X")),
-            1);
+        EXPECT_EQ(Add(matrix, Inbox()
+                                  .Item()
+                                  .Named(base::kSetAddress, kUnknown, L"y")
+                                  .Named(base::kSetAddress, kKnown, L"X")),
+                  1);
     }
     EXPECT_EQ(log.Lines(), LogLines()) << "dropped for good, without another word";
     EXPECT_EQ(Cells(matrix), "0 0 0 | 0 0 0\n1 1 1 | 1 1 1\n0 0 0 | 0 0 0\n");
@@ -247,7 +251,7 @@ TEST_F(ComparisonMatrix, LeavesOutUnsupportedInterfaces) {
 
 TEST_F(ComparisonMatrix, CopiesTheDefinitions) {
     auto key = std::make_unique<std::wstring>(L"a key that is longer than any short text");
-    auto guid = std::make_unique<std::string>(kSetAddress);
+    auto guid = std::make_unique<std::string>(base::kSetAddress);
     const auto matrix = Make({Named(key->c_str(), guid->c_str(), 0x8001, PT_UNICODE), Plain(PR_SUBJECT_W)});
     guid->assign(guid->size(), '#');
     key->assign(key->size(), L'#');

@@ -21,13 +21,13 @@ struct Property {
 const std::map<std::wstring, Property> kProperties = {
     {L"Notes", {PR_BODY_W}},
     {L"Full Name", {PR_DISPLAY_NAME_W}},
-    {L"File As", {0, kSetAddress, 0x8005}},
+    {L"File As", {0, base::kSetAddress, 0x8005}},
     {L"Title", {PR_DISPLAY_NAME_PREFIX_W}},
     {L"First Name", {PR_GIVEN_NAME_W}},
     {L"Middle Name", {PR_MIDDLE_NAME_W}},
     {L"Last Name", {PR_SURNAME_W}},
     {L"Suffix", {PR_GENERATION_W}},
-    {L"Business Address Street", {0, kSetAddress, 0x8045}},
+    {L"Business Address Street", {0, base::kSetAddress, 0x8045}},
     {L"Home Address Street", {PR_HOME_ADDRESS_STREET_W}},
     {L"Other Address Street", {PR_OTHER_ADDRESS_STREET_W}},
     {L"Assistant's Phone", {PR_ASSISTANT_TELEPHONE_NUMBER_W}},
@@ -49,15 +49,15 @@ const std::map<std::wstring, Property> kProperties = {
     {L"Radio Phone", {PR_RADIO_TELEPHONE_NUMBER_W}},
     {L"Telex", {PR_TELEX_NUMBER_W}},
     {L"TTY/TDD Phone", {PR_TTYTDD_PHONE_NUMBER_W}},
-    {L"E-mail", {0, kSetAddress, 0x8083}},
-    {L"E-mail 2", {0, kSetAddress, 0x8093}},
-    {L"E-mail 3", {0, kSetAddress, 0x80A3}},
+    {L"E-mail", {0, base::kSetAddress, 0x8083}},
+    {L"E-mail 2", {0, base::kSetAddress, 0x8093}},
+    {L"E-mail 3", {0, base::kSetAddress, 0x80A3}},
     {L"Account", {PR_ACCOUNT_W}},
     {L"Anniversary", {PR_WEDDING_ANNIVERSARY}},
     {L"Assistant's Name", {PR_ASSISTANT_W}},
-    {L"Billing Information", {0, kSetCommon, 0x8535}},
+    {L"Billing Information", {0, base::kSetCommon, 0x8535}},
     {L"Birthday", {PR_BIRTHDAY}},
-    {L"Categories", {0, kSetPublicStrings}},
+    {L"Categories", {0, base::kSetPublicStrings}},
     {L"Children", {PR_CHILDRENS_NAMES_W}},
     {L"Company", {PR_COMPANY_NAME_W}},
     {L"Customer ID", {PR_CUSTOMER_ID_W}},
@@ -65,13 +65,13 @@ const std::map<std::wstring, Property> kProperties = {
     {L"FTP Site", {PR_FTP_SITE_W}},
     {L"Government ID Number", {PR_GOVERNMENT_ID_NUMBER_W}},
     {L"Hobbies", {PR_HOBBIES_W}},
-    {L"IM Address", {0, kSetAddress, 0x8062}},
-    {L"Internet Free/Busy Address", {0, kSetAddress, 0x80D8}},
+    {L"IM Address", {0, base::kSetAddress, 0x8062}},
+    {L"Internet Free/Busy Address", {0, base::kSetAddress, 0x80D8}},
     {L"Job Title", {PR_TITLE_W}},
     {L"Language", {PR_LANGUAGE_W}},
     {L"Location", {PR_LOCATION_W}},
     {L"Manager's Name", {PR_MANAGER_NAME_W}},
-    {L"Mileage", {0, kSetCommon, 0x8534}},
+    {L"Mileage", {0, base::kSetCommon, 0x8534}},
     {L"Nickname", {PR_NICKNAME_W}},
     {L"Office Location", {PR_OFFICE_LOCATION_W}},
     {L"Organizational ID Number", {PR_ORGANIZATIONAL_ID_NUMBER_W}},
@@ -79,11 +79,11 @@ const std::map<std::wstring, Property> kProperties = {
     {L"Profession", {PR_PROFESSION_W}},
     {L"Referred By", {PR_PREFERRED_BY_NAME_W}},
     {L"Spouse", {PR_SPOUSE_NAME_W}},
-    {L"User Field 1", {0, kSetAddress, 0x804F}},
-    {L"User Field 2", {0, kSetAddress, 0x8050}},
-    {L"User Field 3", {0, kSetAddress, 0x8051}},
-    {L"User Field 4", {0, kSetAddress, 0x8052}},
-    {L"Web Page", {0, kSetAddress, 0x802B}},
+    {L"User Field 1", {0, base::kSetAddress, 0x804F}},
+    {L"User Field 2", {0, base::kSetAddress, 0x8050}},
+    {L"User Field 3", {0, base::kSetAddress, 0x8051}},
+    {L"User Field 4", {0, base::kSetAddress, 0x8052}},
+    {L"Web Page", {0, base::kSetAddress, 0x802B}},
     {L"Business Home Page", {PR_BUSINESS_HOME_PAGE_W}},
 };
 
@@ -166,10 +166,10 @@ SimilarTest::SimilarTest() {
     TestItem first = Inbox().Item(L"IPM.Contact");
     for (const auto& [name, property] : kProperties)
         if (property.set && property.number != 0) first.NamedTag(property.set, property.number, PT_UNICODE);
-    first.NamedTag(kSetPublicStrings, L"Keywords", PT_MV_UNICODE);
+    first.NamedTag(base::kSetPublicStrings, L"Keywords", PT_MV_UNICODE);
     for (LONG number : {0x801A, 0x801B, 0x801C, 0x8046, 0x8047, 0x8048, 0x8049, 0x804A})
-        first.NamedTag(kSetAddress, number, PT_UNICODE);
-    first.NamedTag(kSetCommon, 0x8586, PT_MV_BINARY);
+        first.NamedTag(base::kSetAddress, number, PT_UNICODE);
+    first.NamedTag(base::kSetCommon, 0x8586, PT_MV_BINARY);
 }
 
 ULONG SimilarTest::FieldTag(TestItem& item, const std::wstring& field) {

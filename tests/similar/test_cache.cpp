@@ -8,6 +8,11 @@
 #include "tests/similar/SimilarFixture.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+using items::CItemReader;
+using items::TPlainValues;
+using store::ComPtr;
+
 namespace {
 
 using mailbox::calls::Count;
@@ -261,7 +266,7 @@ TEST_F(SimilarCache, OtherFieldsAreThoseThatAreNotCompared) {
 TEST_F(SimilarCache, NamedFieldsAreAskedForInTheirOrder) {
     TestStore empty = AddStore(L"New");
     TestItem item = empty.Root().Folder(L"Contacts").Item(L"IPM.Contact");
-    item.NamedTag(kSetAddress, 0x8005, PT_UNICODE);
+    item.NamedTag(base::kSetAddress, 0x8005, PT_UNICODE);
     Search search(Session(), empty.Id(), 1);
     CapturedLog log;
     search.SetSearchBy(Open(item).Get());
@@ -290,8 +295,8 @@ class SimilarEmails : public SimilarCache {
             mailbox::CProperties entry;
             const std::wstring wide(smtp[i].begin(), smtp[i].end());
             if (!smtp[i].empty()) entry.Text(PR_SMTP_ADDRESS_W, wide);
-            item.Named(kSetAddress, kAddress[i], L"/o=org/cn=" + std::to_wstring(i));
-            item.NamedBinary(kSetAddress, kOriginal[i], AddAddress(entry));
+            item.Named(base::kSetAddress, kAddress[i], L"/o=org/cn=" + std::to_wstring(i));
+            item.NamedBinary(base::kSetAddress, kOriginal[i], AddAddress(entry));
         }
         return item;
     }
@@ -308,7 +313,7 @@ TEST_F(SimilarEmails, AreComparedInTheirSmtpForm) {
     EXPECT_EQ(Count("IMAPISession::OpenAddressBook"), 1u);
     // Addresses with an at sign are taken as they are, whatever the address book holds.
     TestItem plain = AddBookContact({"one@example.org"});
-    plain.Named(kSetAddress, 0x8083, std::wstring_view(L"two@example.org"));
+    plain.Named(base::kSetAddress, 0x8083, std::wstring_view(L"two@example.org"));
     EXPECT_EQ(search.Check(Open(plain).Get()).text, L"Similar. // E-mail // LastNameOK");
     EXPECT_EQ(Count("IMAPISession::OpenAddressBook"), 1u) << "it is opened once";
 }
@@ -349,7 +354,7 @@ TEST_F(SimilarEmails, SayWhyTheyHaveNoSmtpForm) {
     EXPECT_EQ(log.Count(sevWarning, "CSimilarSearch.CacheItem", "smtp email is empty\n"), 1u);
     log.Clear();
     TestItem unknown = Add(L"E-mail=/o=org/cn=unknown");
-    unknown.NamedBinary(kSetAddress, 0x8085, "no such entry");
+    unknown.NamedBinary(base::kSetAddress, 0x8085, "no such entry");
     EXPECT_EQ(SimilarSearch_AddToCache(search, Open(unknown).Get()), 1u);
     EXPECT_EQ(log.Count(sevWarning, "CSimilarSearch.CacheItem", "Cant read email in smtp format\n"), 1u);
 }

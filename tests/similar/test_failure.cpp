@@ -5,6 +5,9 @@
 #include "tests/similar/SimilarFixture.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+
 namespace {
 
 const Contact kPeter =
@@ -24,7 +27,7 @@ TEST_F(SimilarFailures, IdentityIsReadOrSaidToBeUnreadable) {
     constexpr char kInfo[] = "CSimilarSearch.ReadItemInfo";
     const LogLines notCached = {{sevError, "CSimilarSearch.CacheItem", "ReadItemInfo failed\n"},
                                 {sevError, "CSimilarSearch.AddToCache", "GetItemProps failed\n"}};
-    ULONG fileAs = Add({}).NamedTag(kSetAddress, 0x8005, PT_UNICODE);
+    ULONG fileAs = Add({}).NamedTag(base::kSetAddress, 0x8005, PT_UNICODE);
     const struct {
         const char* what;
         ULONG tag;
@@ -107,7 +110,7 @@ TEST_F(SimilarFailures, NamesThatDoNotResolveAreEmptyAndTheFileAsNameIsTriedAgai
         EXPECT_EQ(SimilarSearch_AddToCache(search, opened.Get()), 0u);
         EXPECT_EQ(log.Count(sevError, "CSimilarSearch.ReadItemInfo", "Cant resolve FileAs tag\n"), 1u);
     }
-    item.NamedTag(kSetAddress, 0x8005, PT_UNICODE);
+    item.NamedTag(base::kSetAddress, 0x8005, PT_UNICODE);
     EXPECT_EQ(search.SetSearchBy(opened.Get()), 2u);
     EXPECT_EQ(search.Check(opened.Get()).text, L"Strict . // FirstName + LastName");
 }
@@ -129,7 +132,7 @@ TEST_F(SimilarFailures, ContactsFullOfErrorsMatchNothing) {
 TEST_F(SimilarFailures, FieldsOfAnotherTypeMatchNothing) {
     TestItem item = Add({});
     item.Long(PR_GIVEN_NAME_W, 1).Text(PR_BIRTHDAY, L"today").Long(PR_CHILDRENS_NAMES_W, 2);
-    item.Named(kSetAddress, 0x8083, LONG{3});
+    item.Named(base::kSetAddress, 0x8083, LONG{3});
     Search search(Session(), Store().Id());
     search.SetSearchBy(Open(item).Get());
     EXPECT_EQ(search.Check(Open(item).Get()), Verdict());

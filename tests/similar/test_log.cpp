@@ -7,6 +7,9 @@
 #include "tests/similar/SimilarFixture.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+
 namespace {
 
 /// The texts of the dump lines among lines.

@@ -11,6 +11,8 @@
 #include "similar/body_hash.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+
 namespace similar {
 namespace {
 

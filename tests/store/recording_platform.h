@@ -10,13 +10,13 @@
 class RecordingPlatform {
   public:
     RecordingPlatform()
-        : m_before(CMapiProvider::Module()), m_module(LoadLibraryW(L"recording_platform.dll")) {
+        : m_before(store::CMapiProvider::Module()), m_module(LoadLibraryW(L"recording_platform.dll")) {
         EXPECT_NE(m_module, nullptr) << "recording_platform.dll is not beside the test";
-        CMapiProvider::Bind(m_module);
+        store::CMapiProvider::Bind(m_module);
         TakeCalls();
     }
     ~RecordingPlatform() {
-        CMapiProvider::Bind(m_before);
+        store::CMapiProvider::Bind(m_before);
         FreeLibrary(m_module);
     }
     RecordingPlatform(const RecordingPlatform&) = delete;

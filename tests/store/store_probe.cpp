@@ -12,6 +12,9 @@
 #include "quorvel_host.h"
 #include "store/CMapiProvider.h"
 
+using logging::g_Log;
+using store::CMapiProvider;
+
 namespace {
 bool HostFinds(HMODULE module) {
     // Before the mail library is here: it may load another platform than the one that was found.
@@ -56,7 +59,7 @@ int main(int argc, char** argv) {
     path[0] = 0;
     const HMODULE module = CMapiProvider::Module();
     if (module) GetModuleFileNameW(module, path, MAX_PATH);
-    const HRESULT result = mapi::Initialize(nullptr);
+    const HRESULT result = store::mapi::Initialize(nullptr);
     if (module && !HostFinds(module)) return 4;
     SetText(key, "", L"Found", path);
     RegSetValueExW(key, L"Result", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&result), sizeof result);

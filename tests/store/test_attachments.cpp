@@ -13,6 +13,10 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr LONG kHasPhoto = 0x8015;
@@ -35,7 +39,7 @@ class Attachments : public MailboxTest {
     std::vector<long> Numbers(IMessage* message) {
         MapiBuffer<long> numbers;
         ULONG count = 77;
-        EXPECT_EQ(store::GetAttachments(message, Out(numbers), &count), S_OK);
+        EXPECT_EQ(store::GetAttachments(message, store::Out(numbers), &count), S_OK);
         EXPECT_EQ(numbers == nullptr, count == 0);
         return {numbers.get(), numbers.get() + count};
     }
@@ -44,10 +48,10 @@ class Attachments : public MailboxTest {
         ComPtr<IAttach> attachment;
         EXPECT_EQ(Quorvel_OpenAttachment(message, number, &attachment), S_OK);
         MapiBuffer<SPropValue> data, position;
-        store::GetPropValue(attachment.Get(), PR_ATTACH_DATA_BIN, Out(data));
-        store::GetPropValue(attachment.Get(), PR_RENDERING_POSITION, Out(position));
+        store::GetPropValue(attachment.Get(), PR_ATTACH_DATA_BIN, store::Out(data));
+        store::GetPropValue(attachment.Get(), PR_RENDERING_POSITION, store::Out(position));
         ULONG photo = 0;
-        EXPECT_EQ(Attach_IsContactPhoto_get(attachment.Get(), &photo), S_OK);
+        EXPECT_EQ(store::Attach_IsContactPhoto_get(attachment.Get(), &photo), S_OK);
         const SBinary& bytes = data->Value.bin;
         return std::string(reinterpret_cast<char*>(bytes.lpb), bytes.cb) + (photo ? " photo " : " ") +
                std::to_string(position->Value.l);
@@ -153,10 +157,10 @@ TEST_F(Attachments, ReadingAFlag) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         mailbox::CProperties properties = Picture("data", {true, true});
-        TestItem contact = Inbox().Item().Named(kSetAddress, kHasPhoto, true);
+        TestItem contact = Inbox().Item().Named(base::kSetAddress, kHasPhoto, true);
         if (c.error) {
             properties.Error(PR_ATTACHMENT_HIDDEN, *c.error).Error(PR_ATTACHMENT_CONTACTPHOTO, *c.error);
-            contact.Error(contact.NamedTag(kSetAddress, kHasPhoto, PT_BOOLEAN), *c.error);
+            contact.Error(contact.NamedTag(base::kSetAddress, kHasPhoto, PT_BOOLEAN), *c.error);
         }
         ComPtr<IMessage> message = Open(contact.Attach(properties));
         ComPtr<IAttach> attachment;
@@ -174,12 +178,12 @@ TEST_F(Attachments, ReadingAFlag) {
         ULONG flag = 77;
         int has = 77;
         disturb();
-        EXPECT_EQ(Attach_Hidden_get(attachment.Get(), &flag), c.expected);
+        EXPECT_EQ(store::Attach_Hidden_get(attachment.Get(), &flag), c.expected);
         EXPECT_EQ(flag, 0u);
         disturb();
-        EXPECT_EQ(Attach_IsContactPhoto_get(attachment.Get(), &flag), c.expected);
+        EXPECT_EQ(store::Attach_IsContactPhoto_get(attachment.Get(), &flag), c.expected);
         disturb();
-        EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), c.expected);
+        EXPECT_EQ(store::ContactItem_HasPhoto_get(message.Get(), &has), c.expected);
         EXPECT_EQ(log.Lines(), lines);
     }
 }
@@ -190,42 +194,42 @@ TEST_F(Attachments, PhotoFlagOfAContact) {
     ULONG tag = 77;
     int has = 77;
     CapturedLog log;
-    EXPECT_EQ(ContactItem_HasPhoto_set(message.Get(), true), MAPI_W_ERRORS_RETURNED)
+    EXPECT_EQ(store::ContactItem_HasPhoto_set(message.Get(), true), MAPI_W_ERRORS_RETURNED)
         << "the store knows no such name";
-    EXPECT_EQ(ContactItem_HasPhoto_tag(message.Get(), &tag), MAPI_W_ERRORS_RETURNED);
+    EXPECT_EQ(store::ContactItem_HasPhoto_tag(message.Get(), &tag), MAPI_W_ERRORS_RETURNED);
     EXPECT_EQ(tag, 0u);
     EXPECT_EQ(log.Count(sevError, "ContactItem_HasPhoto_tag", "GetIDsFromNames return 0x40380\n"), 2u);
 
     log.Clear();
-    EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
+    EXPECT_EQ(store::ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
     mailbox::calls::FailNth("IMAPIProp::GetIDsFromNames", 1, MAPI_E_NOT_FOUND);
-    EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
+    EXPECT_EQ(store::ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
     EXPECT_EQ(has, 0);
     EXPECT_EQ(log.Lines(), LogLines()) << "no photo is no failure";
     mailbox::calls::FailNth("IMAPIProp::GetIDsFromNames", 1);
-    EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), E_FAIL);
+    EXPECT_EQ(store::ContactItem_HasPhoto_get(message.Get(), &has), E_FAIL);
     EXPECT_EQ(log.Lines().size(), 1u);
     mailbox::calls::Reset();
 
     log.Clear();
     mailbox::calls::Fail({.method = "IMAPIProp::GetIDsFromNames", .result = S_OK, .perform = true});
-    EXPECT_EQ(ContactItem_HasPhoto_set(message.Get(), true), MAPI_E_NOT_FOUND)
+    EXPECT_EQ(store::ContactItem_HasPhoto_set(message.Get(), true), MAPI_E_NOT_FOUND)
         << "a store that calls an unknown name a success has the flag written to no property";
     EXPECT_EQ(log.Lines(),
               LogLines({{sevError, "ContactItem_HasPhoto_tag", "GetIDsFromNames return 0x8004010f\n"}}));
 
-    const ULONG known = contact.NamedTag(kSetAddress, kHasPhoto, PT_BOOLEAN);
+    const ULONG known = contact.NamedTag(base::kSetAddress, kHasPhoto, PT_BOOLEAN);
     log.Clear();
     message = Open(contact);
-    EXPECT_EQ(ContactItem_HasPhoto_tag(message.Get(), &tag), S_OK);
+    EXPECT_EQ(store::ContactItem_HasPhoto_tag(message.Get(), &tag), S_OK);
     EXPECT_EQ(tag, known);
     for (const bool flag : {true, false, true}) {
-        EXPECT_EQ(ContactItem_HasPhoto_set(message.Get(), flag), S_OK);
-        EXPECT_EQ(ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
+        EXPECT_EQ(store::ContactItem_HasPhoto_set(message.Get(), flag), S_OK);
+        EXPECT_EQ(store::ContactItem_HasPhoto_get(message.Get(), &has), S_OK);
         EXPECT_EQ(has, flag);
     }
     EXPECT_EQ(Quorvel_ClearHasPhotoFlag(message.Get(), 1), S_OK);
-    EXPECT_EQ(ContactItem_HasPhoto_get(Open(contact).Get(), &has), S_OK);
+    EXPECT_EQ(store::ContactItem_HasPhoto_get(Open(contact).Get(), &has), S_OK);
     EXPECT_EQ(has, 0) << "cleared and saved";
     EXPECT_EQ(log.Lines(), LogLines());
 }
@@ -253,7 +257,7 @@ TEST_F(Attachments, PhotoReplacesTheFormerOne) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        TestItem contact = Inbox().Item(L"IPM.Contact").Named(kSetAddress, kHasPhoto, c.flag);
+        TestItem contact = Inbox().Item(L"IPM.Contact").Named(base::kSetAddress, kHasPhoto, c.flag);
         for (const mailbox::CProperties& before : c.before) contact.Attach(before);
         ComPtr<IMessage> message = Open(contact);
         ULONG number = 77;
@@ -264,7 +268,7 @@ TEST_F(Attachments, PhotoReplacesTheFormerOne) {
         std::sort(after.begin(), after.end());
         EXPECT_EQ(after, c.after);
         int has = 0;
-        EXPECT_EQ(ContactItem_HasPhoto_get(Open(contact).Get(), &has), S_OK);
+        EXPECT_EQ(store::ContactItem_HasPhoto_get(Open(contact).Get(), &has), S_OK);
         EXPECT_EQ(has, 1);
         EXPECT_EQ(log.Lines(), LogLines());
     }
@@ -277,7 +281,7 @@ TEST_F(Attachments, DemotingAPhotoLosesNoPicture) {
     bool struck = true;
     for (unsigned nth = 1; struck; nth++) {
         SCOPED_TRACE("platform call " + std::to_string(nth) + " fails");
-        TestItem contact = Inbox().Item(L"IPM.Contact").Named(kSetAddress, kHasPhoto, false);
+        TestItem contact = Inbox().Item(L"IPM.Contact").Named(base::kSetAddress, kHasPhoto, false);
         contact.Attach(Picture("former", {.photo = true}));
         ComPtr<IMessage> message = Open(contact), from = Open(source);
         ULONG number = 77;
@@ -296,7 +300,7 @@ TEST_F(Attachments, DemotingAPhotoLosesNoPicture) {
 // contact.
 TEST_F(Attachments, APhotoThatCouldNotBeSavedIsNotListed) {
     TestItem source = Inbox().Item().Attach(Picture("new", {}));
-    TestItem contact = Inbox().Item(L"IPM.Contact").Named(kSetAddress, kHasPhoto, true);
+    TestItem contact = Inbox().Item(L"IPM.Contact").Named(base::kSetAddress, kHasPhoto, true);
     contact.Attach(Picture("former", {.photo = true}));
     for (const bool saved : {false, true}) {
         ComPtr<IMessage> message = Open(contact), from = Open(source);
@@ -306,7 +310,7 @@ TEST_F(Attachments, APhotoThatCouldNotBeSavedIsNotListed) {
         mailbox::calls::Reset();
         MapiBuffer<long> numbers;
         ULONG count = 0;
-        EXPECT_EQ(Quorvel_GetAttachments(message.Get(), Out(numbers), &count), S_OK);
+        EXPECT_EQ(Quorvel_GetAttachments(message.Get(), store::Out(numbers), &count), S_OK);
         EXPECT_EQ(std::count(numbers.get(), numbers.get() + count, static_cast<long>(number)), saved ? 1 : 0);
         message.Reset();
         EXPECT_EQ(Describe(contact), std::vector<std::string>{"former photo 12"})

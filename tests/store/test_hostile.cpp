@@ -9,6 +9,9 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
 
+using store::ComPtr;
+using store::MapiBuffer;
+
 namespace {
 
 /// A stream whose Read gives the text "abc", and says of it what it was told to.
@@ -80,7 +83,7 @@ TEST_F(Hostile, ShortReadsAreSuccess) {
     long result = 77;
     bool compared = false;
     shorten();
-    EXPECT_EQ(Quorvel_GetStreamPropValue(message.Get(), PR_BODY_W, Out(buffer), &count, 1), S_OK);
+    EXPECT_EQ(Quorvel_GetStreamPropValue(message.Get(), PR_BODY_W, store::Out(buffer), &count, 1), S_OK);
     EXPECT_EQ(count, 8u);
     EXPECT_EQ(Quorvel_StreamPropEmpty(message.Get(), PR_BODY_W, &empty, &size), S_OK);
     EXPECT_EQ(empty, 0);

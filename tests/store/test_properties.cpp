@@ -10,6 +10,11 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+using store::CTagList;
+using store::MapiBuffer;
+
 namespace {
 
 class Reading : public MailboxTest {};
@@ -36,7 +41,7 @@ TEST_F(Reading, GathersTextsInTagOrder) {
         CTagList tags(as(PR_TITLE_W), as(PR_COMPANY_NAME_W), as(PR_GIVEN_NAME_W), as(PR_SURNAME_W));
         MapiBuffer<SPropValue> value;
         ULONG sources[4] = {77, 77, 77, 77};
-        ASSERT_EQ(store::GetPropValuesInOneMValue(message.Get(), tags, Out(value), sources),
+        ASSERT_EQ(store::GetPropValuesInOneMValue(message.Get(), tags, store::Out(value), sources),
                   MAPI_W_ERRORS_RETURNED);
         ASSERT_EQ(value->ulPropTag, PROP_TAG(MV_FLAG | type, 0));
         ASSERT_EQ(value->Value.MVszW.cValues, 2u) << "missing and empty ones are left out";
@@ -75,11 +80,11 @@ TEST_F(Reading, GathersEveryType) {
         SCOPED_TRACE("type " + std::to_string(type));
         CTagList tags(first, second);
         MapiBuffer<SPropValue> gathered, one;
-        ASSERT_EQ(store::GetPropValuesInOneMValue(message.Get(), tags, Out(gathered)), S_OK);
+        ASSERT_EQ(store::GetPropValuesInOneMValue(message.Get(), tags, store::Out(gathered)), S_OK);
         ASSERT_EQ(gathered->ulPropTag, PROP_TAG(MV_FLAG | type, 0));
         const auto& array = gathered->Value.MVbin;  // a count and a pointer, as every multi-valued form
         ASSERT_EQ(array.cValues, 2u);
-        ASSERT_EQ(store::GetPropValue(message.Get(), second, Out(one)), S_OK);
+        ASSERT_EQ(store::GetPropValue(message.Get(), second, store::Out(one)), S_OK);
         if (type == PT_BINARY) {
             EXPECT_EQ(array.lpbin[1].cb, 2u);
             EXPECT_EQ(std::memcmp(array.lpbin[1].lpb, "bb", 2), 0);
@@ -114,7 +119,8 @@ TEST_F(Reading, RefusesToGatherMixedTypes) {
     }
     CTagList none(PR_COMPANY_NAME_W, PR_SURNAME_W);
     MapiBuffer<SPropValue> value;
-    EXPECT_EQ(store::GetPropValuesInOneMValue(message.Get(), none, Out(value)), MAPI_W_ERRORS_RETURNED);
+    EXPECT_EQ(store::GetPropValuesInOneMValue(message.Get(), none, store::Out(value)),
+              MAPI_W_ERRORS_RETURNED);
     EXPECT_EQ(PROP_TYPE(value->ulPropTag), ULONG{PT_ERROR});
     EXPECT_EQ(value->Value.err, MAPI_E_NOT_FOUND);
 }
@@ -290,13 +296,13 @@ TEST_F(Reading, StreamEmptiness) {
 // ---- Named properties
 
 TEST_F(Reading, TagOfANumericName) {
-    TestItem item = Inbox().Item().Named(kSetAppointment, 0x8208, L"Room");
+    TestItem item = Inbox().Item().Named(base::kSetAppointment, 0x8208, L"Room");
     ComPtr<IMessage> message = Open(item);
-    const ULONG tag = item.NamedTag(kSetAppointment, 0x8208, PT_UNICODE);
+    const ULONG tag = item.NamedTag(base::kSetAppointment, 0x8208, PT_UNICODE);
     const auto find = [&](const char* set, long id) {
         return Quorvel_GetIDFromName2(message.Get(), set, id, PT_UNICODE);
     };
-    EXPECT_EQ(find(kSetAppointment, 0x8208), tag);
+    EXPECT_EQ(find(base::kSetAppointment, 0x8208), tag);
     EXPECT_EQ(find("00062002 0000 0000 c000 000000000046", 0x8208), tag) << "32 digits count, nothing else";
 
     CapturedLog log;
@@ -307,14 +313,15 @@ TEST_F(Reading, TagOfANumericName) {
     EXPECT_EQ(mailbox::calls::Count(), 0u) << "the platform is not asked";
     EXPECT_EQ(log.Count(sevError, "Quorvel_GetIDFromName2", "Str2GUID failed\n"), 3u);
     log.Clear();
-    EXPECT_EQ(find(kSetAppointment, 0x7777), 0u) << "names are never created";
+    EXPECT_EQ(find(base::kSetAppointment, 0x7777), 0u) << "names are never created";
     EXPECT_EQ(log.Lines(),
               LogLines({{sevError, "Quorvel_GetIDFromName", "lpItem->GetIDsFromNames return 0x40380\n"}}));
 }
 
 TEST_F(Reading, ResolvesAList) {
-    TestItem item = Inbox().Item().Named(kSetAppointment, 0x8208, L"Room").Named(kSetTask, 0x8105, L"x");
-    item.NamedTexts(kSetPublicStrings, L"Keywords", {L"a"});
+    TestItem item =
+        Inbox().Item().Named(base::kSetAppointment, 0x8208, L"Room").Named(base::kSetTask, 0x8105, L"x");
+    item.NamedTexts(base::kSetPublicStrings, L"Keywords", {L"a"});
     ComPtr<IMessage> message = Open(item);
     const auto prop = [](const wchar_t* key, ULONG tag, const char* set, int id, const wchar_t* name,
                          ULONG type) {
@@ -328,27 +335,27 @@ TEST_F(Reading, ResolvesAList) {
         return entry;
     };
     TComparyProp entries[] = {
-        prop(L"has a tag", PR_SUBJECT_W, kSetTask, 0x8105, nullptr, PT_LONG),
+        prop(L"has a tag", PR_SUBJECT_W, base::kSetTask, 0x8105, nullptr, PT_LONG),
         prop(L"no set", 0, nullptr, 0x8105, nullptr, PT_LONG),
         prop(L"private", 0, "{7a3c5e19-4b82-4d6f-9e15-3f8a2c6b7d40}", 1, nullptr, PT_MV_UNICODE),
-        prop(L"number", 0, kSetAppointment, 0x8208, nullptr, PT_UNICODE),
-        prop(L"number first", 0, kSetTask, 0x8105, L"Keywords", PT_DOUBLE | 0x770000),
-        prop(L"text", 0, kSetPublicStrings, 0, L"Keywords", PT_MV_UNICODE),
+        prop(L"number", 0, base::kSetAppointment, 0x8208, nullptr, PT_UNICODE),
+        prop(L"number first", 0, base::kSetTask, 0x8105, L"Keywords", PT_DOUBLE | 0x770000),
+        prop(L"text", 0, base::kSetPublicStrings, 0, L"Keywords", PT_MV_UNICODE),
         prop(nullptr, 0, "not a set", 1, nullptr, PT_LONG),
-        prop(nullptr, 0, kSetCommon, 0, nullptr, PT_LONG),
-        prop(L"last", 0, kSetAppointment, 0x8208, nullptr, PT_STRING8),
+        prop(nullptr, 0, base::kSetCommon, 0, nullptr, PT_LONG),
+        prop(L"last", 0, base::kSetAppointment, 0x8208, nullptr, PT_STRING8),
     };
     TComparyProps list = {static_cast<int>(std::size(entries)), entries};
     CapturedLog log;
     EXPECT_EQ(Quorvel_ResolveTags(message.Get(), &list), S_OK)
         << "the last look-up's result, whatever came before";
-    const ULONG location = item.NamedTag(kSetAppointment, 0x8208, PT_UNICODE);
+    const ULONG location = item.NamedTag(base::kSetAppointment, 0x8208, PT_UNICODE);
     const ULONG tags[] = {PR_SUBJECT_W,
                           0,
                           0,
                           location,
-                          item.NamedTag(kSetTask, 0x8105, PT_DOUBLE),
-                          item.NamedTag(kSetPublicStrings, L"Keywords", PT_MV_UNICODE),
+                          item.NamedTag(base::kSetTask, 0x8105, PT_DOUBLE),
+                          item.NamedTag(base::kSetPublicStrings, L"Keywords", PT_MV_UNICODE),
                           0,
                           0,
                           CHANGE_PROP_TYPE(location, PT_STRING8)};
@@ -362,8 +369,8 @@ TEST_F(Reading, ResolvesAList) {
               "NamedProp->Tag failed for Prop: Key=\"\", GUID=\"{00062008-0000-0000-C000-000000000046}\", "
               "nID=0, sID=\"\",nType=0x3\n"}}));
 
-    TComparyProp unknown[] = {prop(L"", 0, kSetAppointment, 0x8208, nullptr, PT_LONG),
-                              prop(L"", 0, kSetAppointment, 0x7777, nullptr, PT_LONG)};
+    TComparyProp unknown[] = {prop(L"", 0, base::kSetAppointment, 0x8208, nullptr, PT_LONG),
+                              prop(L"", 0, base::kSetAppointment, 0x7777, nullptr, PT_LONG)};
     TComparyProps shorter = {2, unknown};
     log.Clear();
     EXPECT_EQ(Quorvel_ResolveTags(message.Get(), &shorter), MAPI_W_ERRORS_RETURNED);

@@ -10,6 +10,9 @@
 #include "recording_platform.h"
 #include "tests/support/CapturedLog.h"
 
+using enum logging::ESeverity;
+using store::CMapiProvider;
+
 namespace {
 
 using namespace std::string_literals;
@@ -244,25 +247,25 @@ TEST(Provider, GenerationCountsChangesAndFunctionsFollow) {
         CMapiProvider::Bind(platform.Module());
         EXPECT_EQ(CMapiProvider::Generation(), generation) << "the same module is no change";
         SRowSet rows = {};
-        EXPECT_EQ(mapi::AllocateBuffer(12, &buffer), MAPI_E_NOT_ENOUGH_MEMORY);
-        EXPECT_EQ(mapi::FreeBuffer(&rows), 7u);
-        mapi::FreeProws(&rows);
-        mapi::Uninitialize();
+        EXPECT_EQ(store::mapi::AllocateBuffer(12, &buffer), MAPI_E_NOT_ENOUGH_MEMORY);
+        EXPECT_EQ(store::mapi::FreeBuffer(&rows), 7u);
+        store::mapi::FreeProws(&rows);
+        store::mapi::Uninitialize();
         EXPECT_EQ(platform.TakeCalls(), "MAPIAllocateBuffer(12) MAPIFreeBuffer FreeProws MAPIUninitialize ");
 
         // A module without the functions: nothing is called, not even at the old addresses.
         CMapiProvider::Bind(GetModuleHandleW(L"kernel32.dll"));
         EXPECT_EQ(CMapiProvider::Generation(), generation + 1);
         IMAPISession* session = nullptr;
-        EXPECT_EQ(mapi::Initialize(nullptr), E_FAIL);
-        EXPECT_EQ(mapi::LogonEx(0, nullptr, nullptr, 0, &session), E_FAIL);
-        EXPECT_EQ(mapi::AllocateBuffer(12, &buffer), E_FAIL);
-        EXPECT_EQ(mapi::FreeBuffer(&rows), 0u);
-        mapi::FreeProws(&rows);
-        mapi::Uninitialize();
+        EXPECT_EQ(store::mapi::Initialize(nullptr), E_FAIL);
+        EXPECT_EQ(store::mapi::LogonEx(0, nullptr, nullptr, 0, &session), E_FAIL);
+        EXPECT_EQ(store::mapi::AllocateBuffer(12, &buffer), E_FAIL);
+        EXPECT_EQ(store::mapi::FreeBuffer(&rows), 0u);
+        store::mapi::FreeProws(&rows);
+        store::mapi::Uninitialize();
         EXPECT_EQ(platform.TakeCalls(), "");
         CMapiProvider::Bind(platform.Module());
-        EXPECT_EQ(mapi::Initialize(nullptr), S_OK);
+        EXPECT_EQ(store::mapi::Initialize(nullptr), S_OK);
         EXPECT_EQ(platform.TakeCalls(), "MAPIInitialize ");
     }
     EXPECT_EQ(CMapiProvider::Module(), own);

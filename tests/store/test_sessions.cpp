@@ -8,6 +8,11 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"
 
+using enum logging::ESeverity;
+using store::ComPtr;
+using store::MapiBuffer;
+using store::TEntryId;
+
 namespace {
 
 class Sessions : public MailboxTest {};
@@ -21,10 +26,10 @@ TEST_F(Sessions, IdentifierTextBothWays) {
         {"00AB10", "00AB10"}, {"00ab10", "00AB10"}, {"00AB1", "00AB"}, {"F", ""}, {"", ""}, {nullptr, ""},
     };
     for (const auto& [text, back] : cases) {
-        const TEntryId id = TextToEntryId(text);
+        const TEntryId id = store::TextToEntryId(text);
         ASSERT_TRUE(id.bytes) << "a null identifier would name a root";
         EXPECT_EQ(id.count, std::string_view(back).size() / 2);
-        EXPECT_STREQ(EntryIdToText(id.bytes.get(), id.count).get(), back);
+        EXPECT_STREQ(store::EntryIdToText(id.bytes.get(), id.count).get(), back);
     }
 }
 

@@ -4,6 +4,10 @@
 #include <cctype>
 #include <ostream>
 
+using enum logging::ESeverity;
+using logging::ESeverity;
+using logging::g_Log;
+
 namespace {
 const std::string_view kMark = "\xEF\xBB\xBF";
 const char* const kSeverities[] = {"Inf", "War", "Err"};

@@ -18,7 +18,7 @@
 
 /// One message. Dumps (sevRaw) have an empty tag. text is UTF-8 and keeps its line break, if it has one.
 struct LogLine {
-    ESeverity severity;
+    logging::ESeverity severity;
     std::string tag;
     std::string text;
     bool operator==(const LogLine&) const = default;
@@ -54,9 +54,9 @@ class CapturedLog {
 
     /// Everything since construction or the last Clear.
     LogLines Lines() const;
-    LogLines Lines(ESeverity severity) const;
-    LogLines Lines(ESeverity severity, std::string_view tag) const;
-    size_t Count(ESeverity severity, std::string_view tag, std::string_view text) const;
+    LogLines Lines(logging::ESeverity severity) const;
+    LogLines Lines(logging::ESeverity severity, std::string_view tag) const;
+    size_t Count(logging::ESeverity severity, std::string_view tag, std::string_view text) const;
     /// Forgets what was written up to now.
     void Clear();
 

@@ -5,6 +5,9 @@
 #include "mailbox/platform_headers.h"
 #include "mailbox/text.h"
 
+using store::CMapiProvider;
+using store::ComPtr;
+
 namespace {
 
 /// Fails a test that leaves something behind, whatever fixture it has.
@@ -164,8 +167,8 @@ std::string MailboxTest::AddAddress(const mailbox::CProperties& properties) {
 
 IMAPISession* MailboxTest::Session() {
     if (m_session == nullptr) {
-        EXPECT_EQ(mapi::Initialize(nullptr), S_OK);
-        EXPECT_EQ(mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, m_session.GetAddressOf()), S_OK);
+        EXPECT_EQ(store::mapi::Initialize(nullptr), S_OK);
+        EXPECT_EQ(store::mapi::LogonEx(0, nullptr, nullptr, MAPI_EXTENDED, m_session.GetAddressOf()), S_OK);
     }
     return m_session.Get();
 }
@@ -173,7 +176,7 @@ IMAPISession* MailboxTest::Session() {
 void MailboxTest::Logoff() {
     EXPECT_EQ(m_session->Logoff(0, 0, 0), S_OK);
     m_session = nullptr;
-    mapi::Uninitialize();
+    store::mapi::Uninitialize();
 }
 
 namespace {

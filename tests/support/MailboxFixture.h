@@ -153,9 +153,9 @@ class MailboxTest : public testing::Test {
 
     /// Logs on at the first call. The session belongs to the fixture, which logs off at the end of the test.
     IMAPISession* Session();
-    ComPtr<IMessage> Open(const TestItem& item, ULONG flags = MAPI_BEST_ACCESS);
-    ComPtr<IMAPIFolder> Open(const TestFolder& folder);
-    ComPtr<IMsgStore> Open(const TestStore& store);
+    store::ComPtr<IMessage> Open(const TestItem& item, ULONG flags = MAPI_BEST_ACCESS);
+    store::ComPtr<IMAPIFolder> Open(const TestFolder& folder);
+    store::ComPtr<IMsgStore> Open(const TestStore& store);
     /// Logs off before the end of the test.
     void Logoff();
 
@@ -163,7 +163,7 @@ class MailboxTest : public testing::Test {
     std::shared_ptr<mailbox::CDatabase> m_database;
     TestStore m_store;
     TestFolder m_inbox;
-    ComPtr<IMAPISession> m_session;
+    store::ComPtr<IMAPISession> m_session;
 };
 
 /// FILETIME of a UTC date and time.

@@ -15,5 +15,5 @@ inline TComparyProp Named(const wchar_t* key, const char* set, int id, ULONG typ
     return {key, L"Name", 0, 0, set, id, nullptr, type, nInterface, 1, method, 0};
 }
 inline TComparyProp Derived(const wchar_t* key, int id, unsigned method = cmExact) {
-    return Named(key, kPrivateSet, id, PT_MV_UNICODE, method);
+    return Named(key, base::kPrivateSet, id, PT_MV_UNICODE, method);
 }

@@ -4,6 +4,8 @@
 
 #include "log/CLog.h"
 
+using logging::g_Log;
+
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     g_Log.Configure(nullptr, nullptr, false, 1, 0);

@@ -8,6 +8,8 @@
 #include "tests/support/definitions.h"
 #include "tests/sweep/SweepTest.h"
 
+using store::ComPtr;
+
 namespace {
 
 /// The letter of an item by its identifier: identifiers differ from run to run.
@@ -95,10 +97,11 @@ std::vector<TestItem> Contacts(SweepTest& test) {
         item.Text(PR_GIVEN_NAME_W, given).Text(PR_SURNAME_W, L"Lee").Text(PR_COMPANY_NAME_W, L"Acme");
         item.Text(PR_DISPLAY_NAME_W, std::wstring(given) + L" Lee")
             .Text(PR_MOBILE_TELEPHONE_NUMBER_W, L"555 1234");
-        item.Named(kSetAddress, 0x8083, L"/o=acme/cn=ann").NamedBinary(kSetAddress, 0x8085, address);
-        item.Named(kSetAddress, 0x801A, L"1 Main Street").Named(kSetAddress, 0x8005, L"Lee, Ann");
+        item.Named(base::kSetAddress, 0x8083, L"/o=acme/cn=ann")
+            .NamedBinary(base::kSetAddress, 0x8085, address);
+        item.Named(base::kSetAddress, 0x801A, L"1 Main Street").Named(base::kSetAddress, 0x8005, L"Lee, Ann");
         item.Body(L"notes").Time(PR_LAST_MODIFICATION_TIME, Utc(2024, 1, 2));
-        (void)item.NamedTag(kSetPublicStrings, L"crmid", PT_STRING8);
+        (void)item.NamedTag(base::kSetPublicStrings, L"crmid", PT_STRING8);
         items.push_back(item);
     }
     items[2].Remove(PR_SURNAME_W);
@@ -110,9 +113,10 @@ std::vector<TestItem> Appointments(SweepTest& test) {
     std::vector<TestItem> items;
     for (const wchar_t* subject : {L"Ann Lee's birthday", L"Lee Ann's birthday", L"Lunch"}) {
         TestItem item = test.Inbox().Item(L"IPM.Appointment").Subject(subject);
-        item.Named(kSetAppointment, 0x820D, Utc(2024, 3, 4)).Named(kSetAppointment, 0x820E, Utc(2024, 3, 5));
-        item.Named(kSetAppointment, 0x8213, LONG{1440}).Named(kSetAppointment, 0x8215, true);
-        item.Named(kSetAppointment, 0x8223, false);
+        item.Named(base::kSetAppointment, 0x820D, Utc(2024, 3, 4))
+            .Named(base::kSetAppointment, 0x820E, Utc(2024, 3, 5));
+        item.Named(base::kSetAppointment, 0x8213, LONG{1440}).Named(base::kSetAppointment, 0x8215, true);
+        item.Named(base::kSetAppointment, 0x8223, false);
         items.push_back(item);
     }
     return items;
@@ -139,7 +143,7 @@ std::vector<TSearchSetup> SearchSetups() {
          saSimilar,
          {cleContCompanyContact, cleContFirstLastOnDiffSides, cleContFirstLast},
          Contacts},
-        {{Tagged(L"display", PR_DISPLAY_NAME_W), Named(L"email", kSetAddress, 0x8083, PT_UNICODE),
+        {{Tagged(L"display", PR_DISPLAY_NAME_W), Named(L"email", base::kSetAddress, 0x8083, PT_UNICODE),
           Tagged(L"notes", PR_BODY_W, cmExact, 1, 0)},
          {okFieldValue, 1, PT_UNICODE, {}, L"ann@"},
          saIdentical,
@@ -151,8 +155,8 @@ std::vector<TSearchSetup> SearchSetups() {
          {},
          Contacts},
         {{Tagged(L"subject", PR_SUBJECT_W, cmApntAlldaylikeSubject),
-          Named(L"start", kSetAppointment, 0x820D, PT_SYSTIME, cmApntAlldaylikeStart),
-          Named(L"about", kSetAppointment, 0x820E, PT_SYSTIME, cmApntApproxStart)},
+          Named(L"start", base::kSetAppointment, 0x820D, PT_SYSTIME, cmApntAlldaylikeStart),
+          Named(L"about", base::kSetAppointment, 0x820E, PT_SYSTIME, cmApntApproxStart)},
          {okApntRecurrence, 0, 0, {}, nullptr},
          saIdentical,
          {cleApntSubject},
@@ -227,7 +231,7 @@ class MatrixScenario : public HostScenario {
   public:
     explicit MatrixScenario(SweepTest& test) : m_storeId(test.Store().Id()), m_items(WithAttachments(test)) {
         TComparyProp list[] = {Tagged(L"subject", PR_SUBJECT_W), Tagged(L"body", PR_BODY_W, cmExact, 1),
-                               Named(L"place", kSetAppointment, 0x8208, PT_UNICODE)};
+                               Named(L"place", base::kSetAppointment, 0x8208, PT_UNICODE)};
         const TComparyProps props{static_cast<int>(std::size(list)), list};
         m_matrix = CmpMatrix_CreateEx(test.Session(), &props, 0);
     }

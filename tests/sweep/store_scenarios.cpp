@@ -11,6 +11,10 @@
 #include "tests/sweep/SweepTest.h"
 #include "tests/sweep/store_scenarios.h"
 
+using enum compare::EPropEx;
+using store::CTagList;
+using store::MapiBuffer;
+
 namespace {
 
 constexpr LONG kLocation = 0x8208;
@@ -36,7 +40,7 @@ HRESULT HandsOut(TOutputs& outputs, Call call) {
 template <typename T, typename Call>
 HRESULT HandsOutBuffer(TOutputs& outputs, Call call) {
     MapiBuffer<T> buffer;
-    const HRESULT hr = call(Out(buffer));
+    const HRESULT hr = call(store::Out(buffer));
     outputs += buffer ? " given" : " null";
     return hr;
 }
@@ -45,9 +49,9 @@ template <unsigned propex, HRESULT (*build)(IMessage*, SPropValue**)>
 HRESULT Build(TScene& s, TOutputs& outputs) {
     MapiBuffer<SPropValue> value;
     wchar_t text[200];
-    const HRESULT hr = build(s.message.Get(), Out(value));
+    const HRESULT hr = build(s.message.Get(), store::Out(value));
     const std::wstring shown =
-        value ? PropValueToText(value.get(), text, std::size(text), propex, false) : L"null";
+        value ? compare::PropValueToText(value.get(), text, std::size(text), propex, false) : L"null";
     outputs += " " + mailbox::FromWide(shown);
     return hr;
 }
@@ -113,8 +117,9 @@ const TStoreOperation kOperations[] = {
     {"Quorvel_GetServiceProps",
      [](TScene& s, TOutputs& o) {
          MapiBuffer<char> dll, entry, service, display;
-         const HRESULT hr = Quorvel_GetServiceProps(s.session.Get(), s.serviceUid.c_str(), Out(dll),
-                                                    Out(entry), Out(service), Out(display));
+         const HRESULT hr =
+             Quorvel_GetServiceProps(s.session.Get(), s.serviceUid.c_str(), store::Out(dll),
+                                     store::Out(entry), store::Out(service), store::Out(display));
          for (const auto* text : {&dll, &entry, &service, &display}) o += *text ? " given" : " null";
          return hr;
      }},
@@ -185,10 +190,11 @@ const TStoreOperation kOperations[] = {
      }},
     {"Quorvel_GetIDFromName",
      [](TScene& s, TOutputs&) {
-         const ULONG tag = Quorvel_GetIDFromName2(s.message.Get(), kSetAppointment, kLocation, PT_UNICODE);
-         return tag == s.item.NamedTag(kSetAppointment, kLocation, PT_UNICODE) ? S_OK
-                : tag                                                          ? S_FALSE
-                                                                               : E_FAIL;
+         const ULONG tag =
+             Quorvel_GetIDFromName2(s.message.Get(), base::kSetAppointment, kLocation, PT_UNICODE);
+         return tag == s.item.NamedTag(base::kSetAppointment, kLocation, PT_UNICODE) ? S_OK
+                : tag                                                                ? S_FALSE
+                                                                                     : E_FAIL;
      }},
     {"Quorvel_GetIDsFromNames",
      [](TScene& s, TOutputs& o) {
@@ -204,7 +210,7 @@ const TStoreOperation kOperations[] = {
      [](TScene& s, TOutputs& o) {
          TComparyProp property{};
          property.lpszKey = L"Appointment.Location";
-         property.lpszGuid = kSetAppointment;
+         property.lpszGuid = base::kSetAppointment;
          property.nID = kLocation;
          property.nType = PT_UNICODE;
          TComparyProps list{1, &property};
@@ -248,20 +254,24 @@ const TStoreOperation kOperations[] = {
          Say(o, "flag", flag);
          return hr;
      }},
-    {"QuorvelProps.ContactItem_Addresses",
-     Build<propexAnyAddress,
-           [](IMessage* item, SPropValue** value) { return ContactItem_Addresses(item, true, value); }>},
-    {"QuorvelProps.ContactItem_Emails",
-     Build<propexAnyEmail,
-           [](IMessage* item, SPropValue** value) { return ContactItem_Emails(item, true, value); }>},
-    {"QuorvelProps.ContactItem_Phones",
-     Build<propexAnyPhone,
-           [](IMessage* item, SPropValue** value) { return ContactItem_Phones(item, true, value); }>},
-    {"QuorvelProps.ContactItem_CompanyContact", Build<propexCompanyContact, ContactItem_CompanyContact>},
+    {"QuorvelProps.ContactItem_Addresses", Build<propexAnyAddress,
+                                                 [](IMessage* item, SPropValue** value) {
+                                                     return compare::ContactItem_Addresses(item, true, value);
+                                                 }>},
+    {"QuorvelProps.ContactItem_Emails", Build<propexAnyEmail,
+                                              [](IMessage* item, SPropValue** value) {
+                                                  return compare::ContactItem_Emails(item, true, value);
+                                              }>},
+    {"QuorvelProps.ContactItem_Phones", Build<propexAnyPhone,
+                                              [](IMessage* item, SPropValue** value) {
+                                                  return compare::ContactItem_Phones(item, true, value);
+                                              }>},
+    {"QuorvelProps.ContactItem_CompanyContact",
+     Build<propexCompanyContact, compare::ContactItem_CompanyContact>},
     {"MailItem_Senders",
      Build<propexSenders,
-           [](IMessage* item, SPropValue** value) { return MailItem_Senders(item, true, value); }>},
-    {"MailItem_Recipients", Build<propexRecipients, MailItem_Recipients>},
+           [](IMessage* item, SPropValue** value) { return compare::MailItem_Senders(item, true, value); }>},
+    {"MailItem_Recipients", Build<propexRecipients, compare::MailItem_Recipients>},
     {"Quorvel_GetAttachments",
      [](TScene& s, TOutputs& o) {
          ULONG count = 5;
@@ -345,9 +355,10 @@ class StoreScenario : public HostScenario {
 
 TScene MakeScene(SweepTest& test, const TestFolder& otherFolder) {
     TestItem item = test.Inbox().Item().Subject(L"subject").Body(L"body").Text(PR_SENDER_NAME_W, L"Ann");
-    item.Named(kSetAppointment, kLocation, L"Room 1").Named(kSetAppointment, 0x820D, Utc(2024, 3, 4));
-    item.Named(kSetAppointment, 0x820E, Utc(2024, 3, 5)).Named(kSetAppointment, 0x8215, false);
-    item.Named(kSetAddress, 0x801B, L"1 Work Street").Named(kSetAddress, 0x8083, L"ann@x.org");
+    item.Named(base::kSetAppointment, kLocation, L"Room 1")
+        .Named(base::kSetAppointment, 0x820D, Utc(2024, 3, 4));
+    item.Named(base::kSetAppointment, 0x820E, Utc(2024, 3, 5)).Named(base::kSetAppointment, 0x8215, false);
+    item.Named(base::kSetAddress, 0x801B, L"1 Work Street").Named(base::kSetAddress, 0x8083, L"ann@x.org");
     item.Text(PR_HOME_TELEPHONE_NUMBER_W, L"123").Text(PR_SURNAME_W, L"Lee").To(L"Bob", L"bob@x.org");
     item.Binary(PR_SEARCH_KEY, item.IdBytes() + "search key").Binary(kBytes, std::string(600, 'a'));
     mailbox::CProperties ole;
@@ -358,8 +369,8 @@ TScene MakeScene(SweepTest& test, const TestFolder& otherFolder) {
         sized->properties.Long(PR_ATTACH_SIZE, 100);
         attachment = sized;
     }
-    (void)item.NamedTag(kSetPublicStrings, L"crmid", PT_STRING8);
-    TestItem contact = test.Inbox().Item(L"IPM.Contact").Named(kSetAddress, 0x8015, true);
+    (void)item.NamedTag(base::kSetPublicStrings, L"crmid", PT_STRING8);
+    TestItem contact = test.Inbox().Item(L"IPM.Contact").Named(base::kSetAddress, 0x8015, true);
     contact.Binary(kBytes, std::string(600, 'a'));
     contact.Attach(Picture()).Attach(Picture()).Attach(L"notes.txt", "data");
     TScene scene{item,

@@ -14,15 +14,15 @@ struct TScene {
     TestItem item;
     std::string itemId, contactId, folderId, storeId, otherFolderId, otherStoreId, serviceUid;
     mailbox::TFolder* inbox;
-    ComPtr<IMAPISession> session;
-    ComPtr<IMsgStore> msgStore;
-    ComPtr<IMAPIFolder> folder;
+    store::ComPtr<IMAPISession> session;
+    store::ComPtr<IMsgStore> msgStore;
+    store::ComPtr<IMAPIFolder> folder;
     /// With a contact photo, an embedded message and an object.
-    ComPtr<IMessage> message;
+    store::ComPtr<IMessage> message;
     /// With the photo flag, two attachments marked as photos, and an ordinary one.
-    ComPtr<IMessage> contact;
+    store::ComPtr<IMessage> contact;
     /// Those of the message.
-    ComPtr<IAttach> attachments[3];
+    store::ComPtr<IAttach> attachments[3];
 };
 
 struct TStoreOperation {

@@ -10,6 +10,8 @@
 #include "tests/sweep/SweepTest.h"
 #include "tests/sweep/store_scenarios.h"
 
+using enum logging::ESeverity;
+
 namespace {
 
 class Failures : public SweepTest {
