@@ -1,6 +1,7 @@
 #include "host/clean_merge.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "host/losses.h"
 #include "host/text.h"
@@ -37,7 +38,10 @@ void Choose(const TPlannedGroup& group, const std::vector<TPlannedGroup::TChosen
         const auto place = static_cast<size_t>(one.planned - group.duplicates.data());
         for (TLoss& loss : one.losses) {
             const auto about = std::ranges::find(chosen, ConflictId(loss), &TPlannedGroup::TChosen::id);
-            loss.choice = about == chosen.end()  ? EChoice::None
+            // A value that nobody was shown is given up by no choice.
+            const bool isAsked = about != chosen.end() && (about->offered.contains(place) ||
+                                                           about->texts.contains(Visible(loss.value)));
+            loss.choice = !isAsked               ? EChoice::None
                           : about->copy == place ? EChoice::Duplicate
                                                  : EChoice::Kept;
         }
@@ -60,7 +64,9 @@ void PlanLive(CPlanCheck& check, const TPlannedGroup& group, TLiveGroup& live) {
                   CopiesOf(live.duplicates), isLossAllowed);
         const auto dropped = std::ranges::find_if_not(chosen, goes);
         isSettled = dropped == chosen.end();
-        if (!isSettled) chosen.erase(dropped);
+        if (isSettled) continue;
+        live.unfollowed.push_back(std::move(*dropped));
+        chosen.erase(dropped);
     }
 }
 
@@ -82,7 +88,7 @@ std::optional<TLiveGroup> ReadLive(CPlanCheck& check, const TPlannedGroup& group
     const std::optional<TItem> kept = check.Find(group.keep);
     std::optional<TItemValues> keptValues = kept ? reader.Read(*kept) : std::nullopt;
     if (!keptValues) return {};
-    TLiveGroup live{*kept, std::move(*keptValues), {}};
+    TLiveGroup live{*kept, std::move(*keptValues), {}, {}};
     for (const TPlannedItem* planned : duplicates) {
         const std::optional<TItem> item = check.Find(*planned);
         std::optional<TItemValues> values = item ? reader.Read(*item) : std::nullopt;
@@ -111,6 +117,11 @@ void PlanMerging(CPlanCheck& check, TPlan& plan, CProgress& progress) {
         if (!hasLosses) continue;
         std::optional<TLiveGroup> live = ReadLive(check, group, duplicates);
         if (!live) continue;
+        for (const TPlannedGroup::TChosen& one : live->unfollowed) {
+            progress.Clear();
+            printf("not followed: the choice of %s from %s, which stays\n", one.property.c_str(),
+                   group.duplicates[*one.copy].folder.c_str());
+        }
         for (TLiveGroup::TDuplicate& one : live->duplicates) {
             TPlannedItem& item = group.duplicates[static_cast<size_t>(one.planned - group.duplicates.data())];
             const bool goes = IsMergeable(one.losses, plan.allowLoss);

@@ -22,6 +22,7 @@ struct TLiveGroup {
         std::vector<TLoss> losses;
     };
     std::vector<TDuplicate> duplicates;
+    std::vector<TPlannedGroup::TChosen> unfollowed;  // choices of values of copies that do not go
 
     /// Those that go, for writing what is taken of them.
     std::vector<TMergeCopy> Copies();

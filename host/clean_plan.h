@@ -4,6 +4,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,8 +40,11 @@ struct TPlannedGroup {
     std::vector<TPlannedItem> left;  // stay where they are
     /// Which copy's value stays, where merging found two.
     struct TChosen {
-        std::string id;              // ConflictId
-        std::optional<size_t> copy;  // of the duplicates; nothing: the kept one
+        std::string id;               // ConflictId
+        std::string property;         // for people
+        std::optional<size_t> copy;   // of the duplicates; nothing: the kept one
+        std::set<size_t> offered;     // duplicates whose values one could choose
+        std::set<std::string> texts;  // as shown, those values; a copy that has one of them need not be named
     };
     std::vector<TChosen> chosen;
     /// Somebody said that they are duplicates: they are held against what was recorded of them, not against each other.

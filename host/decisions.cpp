@@ -7,6 +7,7 @@
 
 #include "host/digest.h"
 #include "host/merge_plan.h"
+#include "host/merge_rules.h"
 #include "host/text.h"
 
 namespace host {
@@ -166,9 +167,15 @@ TPlannedGroup PlannedFrom(const TPlan& plan, TDecidedGroup decided, std::string 
     }
     for (size_t i = 0; i < decided.choices.size(); ++i) {
         if (!decided.choices[i]) continue;
+        const TConflict& conflict = decided.group.conflicts[i];
         const auto copy = moving.find(*decided.choices[i]);
-        group.chosen.push_back({decided.group.conflicts[i].id,
-                                copy == moving.end() ? std::nullopt : std::optional(copy->second)});
+        TPlannedGroup::TChosen one{conflict.id, OneLine(conflict.property), {}, {}, {}};
+        if (copy != moving.end()) one.copy = copy->second;
+        for (const TConflict::TValue& value : conflict.values) {
+            if (const auto at = moving.find(value.copy); at != moving.end()) one.offered.insert(at->second);
+            if (conflict.isReplaceable) one.texts.insert(value.text);
+        }
+        group.chosen.push_back(std::move(one));
     }
     return group;
 }
@@ -201,8 +208,17 @@ std::vector<TConflict> ConflictsOf(const std::vector<std::vector<TLoss>>& losses
                 found = conflicts.end() - 1;
             }
             found->isReplaceable = found->isReplaceable && loss.isReplaceable;
+        }
+    }
+    for (size_t copy = 1; copy < losses.size(); ++copy) {
+        for (const TLoss& loss : losses[copy]) {
+            const auto found = std::ranges::find(conflicts, ConflictId(loss), &TConflict::id);
             // Two photos of one copy are one thing to choose.
-            if (found->values.back().copy != copy) found->values.push_back({copy, Visible(loss.value)});
+            if (found == conflicts.end() || found->values.back().copy == copy) continue;
+            // What another copy would bring is one of the values, unless it goes to a place where none stands.
+            const bool isBrought = loss.merge != EMerge::Conflict;
+            if (isBrought && (!found->isReplaceable || PlacesOf(loss.id))) continue;
+            found->values.push_back({copy, Visible(loss.value), isBrought});
         }
     }
     return conflicts;

@@ -18,13 +18,14 @@ enum class EFound { Duplicates, Near, Resembling };
 /// A property that copies of a group have different values of, so that merging asks.
 struct TConflict {
     struct TValue {
-        size_t copy;       // of the group's items
-        std::string text;  // for people
+        size_t copy;             // of the group's items
+        std::string text;        // for people
+        bool isBrought = false;  // the first copy gets it while it has none
     };
     std::string id;        // ConflictId
     std::string property;  // for people
     bool isReplaceable = false;
-    /// Of the first copy, and of each that differs from it.
+    /// Of the first copy, and of each that differs from it. A choice gives up these and no others.
     std::vector<TValue> values;
 };
 /// losses: of each copy, against the first, with what merging does about them.

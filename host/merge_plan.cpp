@@ -22,8 +22,8 @@ class CMerge {
     /// shared: the attachments of the kept copy, which is the first, and all duplicates. row: the copy's.
     void Attachments(std::vector<TSharedAttachment> shared) { m_shared = std::move(shared); }
     void Settle(const TMergeCopy& copy, size_t row, bool allowLoss);
-    /// What a choice took out of the kept copy while this one, which goes, has it in a place of its own: it is lost
-    /// with this one now.
+    /// What a choice took out of the kept copy while this one, which goes, has it in a place of its own, or had brought
+    /// it: it is lost with this one now.
     void SettleDisplaced(const TMergeCopy& copy, size_t row);
 
   private:
@@ -49,12 +49,13 @@ class CMerge {
     void Take(const TItemValues& duplicate, size_t row, const TLoss& loss);
     void Unite(const TItemValues& duplicate, const std::string& name);
     bool IsDisplaced(const TPlaces& places, const std::string& text) const;
+    void SettleDisplacedPlaces(const TMergeCopy& copy, size_t row);
 
     CItemReader& m_reader;
     const TDefinitions& m_definitions;
     TItemValues m_state;
     std::vector<TSharedAttachment> m_shared;
-    std::vector<TItemValue> m_displaced;  // numbers and addresses in whose place another was chosen
+    std::vector<std::pair<std::string, TItemValue>> m_displaced;  // values in whose place another was chosen
 };
 
 void Conflict(TLoss& loss, const std::string& why, bool isReplaceable) {
@@ -158,12 +159,16 @@ bool CMerge::SettleList(const TItemValues& duplicate, TLoss& loss) {
     if (isMembers && (!isParallel || Of(kMemberStream) || Find(duplicate, kMemberStream))) {
         Conflict(loss, "the members and their names do not go together", false);
     } else if (loss.id == kMemberNames) {
-        // They go with the members, or are another name of the same ones.
-        const bool goes = !Missing(Of(kMembers), *Find(duplicate, kMembers)).elements.empty();
-        if (goes)
-            loss.merge = EMerge::Unite;
-        else
-            Conflict(loss, kTwoValues, false);
+        // They go with the members, or one is another name of a member that is there.
+        const std::vector<std::string>& members = Find(duplicate, kMembers)->elements;
+        loss.merge = EMerge::Unite;
+        for (size_t i = 0; i < members.size(); ++i) {
+            const TItemValue name{value.type, {value.elements[i]}};
+            if (Missing(Of(kMembers), {value.type, {members[i]}}).elements.empty() &&
+                !Missing(Of(kMemberNames), name).elements.empty()) {
+                Conflict(loss, kTwoValues, false);
+            }
+        }
     } else if (value.type == PT_MV_BINARY) {
         loss.merge = EMerge::Unite;
     } else if (value.type == PT_MV_UNICODE) {
@@ -185,10 +190,10 @@ bool CMerge::SettleState(const TItemValue& value, TLoss& loss) const {
     }
     const TRanked* const ranked = RankedStates(loss.id);
     if (!ranked) return false;
-    const auto rank = [&](const std::string& state) {
-        return std::ranges::find(ranked->states, state) - ranked->states.begin();
-    };
-    const bool isHigher = rank(value.elements[0]) < rank(Of(loss.id)->elements[0]);
+    const auto own = std::ranges::find(ranked->states, Of(loss.id)->elements[0]);
+    const auto other = std::ranges::find(ranked->states, value.elements[0]);
+    if (own == ranked->states.end() || other == ranked->states.end()) return false;
+    const bool isHigher = other < own;
     loss.merge = EMerge::Copy;
     if (!isHigher) Held(loss, "the kept state counts more");
     return true;
@@ -251,7 +256,7 @@ std::string CMerge::Replaced(const TItemValues& duplicate, const TLoss& loss) co
 void CMerge::Take(const TItemValues& duplicate, size_t row, const TLoss& loss) {
     const TItemValue* const value = Find(duplicate, loss.id);
     const TItemValue* const kept = Of(loss.id);
-    if (loss.merge == EMerge::Conflict && kept && PlacesOf(loss.id)) m_displaced.push_back(*kept);
+    if (loss.merge == EMerge::Conflict && kept) m_displaced.emplace_back(loss.id, *kept);
     switch (loss.merge == EMerge::Conflict ? EMerge::Copy : loss.merge) {
         case EMerge::Copy:
             m_state.values[loss.id] = *value;
@@ -320,21 +325,28 @@ void CMerge::Settle(const TMergeCopy& copy, size_t row, bool allowLoss) {
 }
 
 bool CMerge::IsDisplaced(const TPlaces& places, const std::string& text) const {
-    return std::ranges::any_of(m_displaced,
-                               [&](const TItemValue& one) { return HasText(&one, text, places.method); }) &&
+    const auto isIt = [&](const auto& one) {
+        const TPlaces* const own = PlacesOf(one.first);
+        return own && own->isEmail == places.isEmail && HasText(&one.second, text, places.method);
+    };
+    return std::ranges::any_of(m_displaced, isIt) &&
            std::ranges::none_of(PlacesOfKind(places), [&](const std::string& place) {
                return HasText(Of(place), text, places.method);
            });
 }
 
-void CMerge::SettleDisplaced(const TMergeCopy& copy, size_t row) {
+// A number or an address that the copy has in whatever place.
+void CMerge::SettleDisplacedPlaces(const TMergeCopy& copy, size_t row) {
     for (const auto& [name, value] : copy.values->values) {
         const TPlaces* const places = PlacesOf(name);
         if (!places || value.elements.empty() || !IsDisplaced(*places, value.elements.front())) continue;
         auto loss = std::ranges::find(*copy.losses, name, &TLoss::id);
-        // Somebody was asked about it, or it was brought in before the other one took its place.
-        if (loss != copy.losses->end() && (loss->merge == EMerge::Conflict || loss->choice == EChoice::Kept))
+        // Somebody was asked about it.
+        if (loss != copy.losses->end() &&
+            (loss->choice == EChoice::Kept ||
+             (loss->merge == EMerge::Conflict && loss->choice == EChoice::None))) {
             continue;
+        }
         if (loss == copy.losses->end()) {
             const TItemValue* const kept = Of(name);
             copy.losses->push_back({m_reader.bookkeeping().Name(m_definitions.kind, name),
@@ -342,8 +354,25 @@ void CMerge::SettleDisplaced(const TMergeCopy& copy, size_t row) {
                                     name});
             loss = std::prev(copy.losses->end());
         }
+        loss->choice = EChoice::None;  // of two copies the one was chosen and the other
         Settle(copy, row, *loss);
         if (IsTaken(*loss)) Take(*copy.values, row, *loss);
+    }
+}
+
+void CMerge::SettleDisplaced(const TMergeCopy& copy, size_t row) {
+    SettleDisplacedPlaces(copy, row);
+    // What this one, or another one with the same value, had brought.
+    for (TLoss& loss : *copy.losses) {
+        const TItemValue* const value = Find(*copy.values, loss.id);
+        const bool isDisplaced =
+            std::ranges::any_of(m_displaced, [&](const auto& one) { return one.first == loss.id; });
+        if (!isDisplaced || !value || PlacesOf(loss.id) || loss.choice == EChoice::Kept ||
+            Missing(Of(loss.id), *value).elements.empty()) {
+            continue;
+        }
+        loss.choice = EChoice::None;
+        Conflict(loss, kTwoValues, true);
     }
 }
 

@@ -87,6 +87,14 @@ const std::vector<TPlaces>& Places() {
         {{"3A24", "3A23"}, cmLast7Digits, false},
         {{"3A1F"}, cmLast7Digits, false},
         {{"3A23"}, cmLast7Digits, false},
+        // Numbers of a sort of their own.
+        {{"3A21"}, cmLast7Digits, false},
+        {{"3A1D"}, cmLast7Digits, false},
+        {{"3A57"}, cmLast7Digits, false},
+        {{"3A2C"}, cmLast7Digits, false},
+        {{"3A2E"}, cmLast7Digits, false},
+        {{"3A2D"}, cmLast7Digits, false},
+        {{"3A4B"}, cmLast7Digits, false},
         {{kEmails[0], kEmails[1], kEmails[2]}, cmExact, true},
         {{kEmails[1], kEmails[0], kEmails[2]}, cmExact, true},
         {{kEmails[2], kEmails[0], kEmails[1]}, cmExact, true},
@@ -94,7 +102,7 @@ const std::vector<TPlaces>& Places() {
     return kTable;
 }
 
-// An open flag before one that is done; an answer before a forwarding.
+// An open flag before one that is done; an answer before a forwarding. Another state is a value like any other.
 const std::vector<TRanked> kRanked{{"1090", {"2", "1"}}, {"1081", {"103", "102", "104"}}};
 
 constexpr const char* kOfEmails[][4] = {

@@ -141,7 +141,10 @@ void CPageData::Add(TEntry entry, const std::vector<std::vector<TLoss>>& losses,
     }
     for (const TConflict& conflict : group.conflicts) {
         json one{conflict.id, TextOf(conflict.property), conflict.isReplaceable ? 1 : 0, json::array()};
-        for (const TConflict::TValue& value : conflict.values) one.back().push_back({value.copy, value.text});
+        for (const TConflict::TValue& value : conflict.values) {
+            one.back().push_back({value.copy, value.text});
+            if (value.isBrought) one.back().back().push_back(1);
+        }
         values["c"].push_back(std::move(one));
     }
     entry.hasConflicts = !group.conflicts.empty();

@@ -157,7 +157,8 @@ function readReport() {
 
     // ---- what merging asks: of a property with two values, which copy's stays
 
-    // As the report has it: [which property, its name, whether another copy's value can be taken, [[copy, value], ...]]
+    // As the report has it: [which property, its name, whether another copy's value can be taken, [[copy, value, 1 when the first
+    // copy gets it while it has none], ...]]
     function conflictsOf(group) {
         group.conflicts ??= group.hasConflicts ? valuesOf(group).c.map(([id, name, isReplaceable, values]) =>
             ({id, name: data.texts[name], isReplaceable: isReplaceable === 1, values})) : [];
@@ -171,6 +172,7 @@ function readReport() {
         const first = conflict.values.filter(([copy]) => copy === own);
         const others = moving.filter(([copy, value]) => value !== first[0]?.[1]);
         if (!group.isActive || !others.some(([copy]) => copy !== 0 || first.length > 0)) return [];
+        if (own === 0 && others.every(([, value, isBrought]) => isBrought === 1 && value === others[0][1])) return [];
         const offers = [...first];
         for (const one of conflict.isReplaceable ? others : []) {
             if (one[1] !== '' && !offers.some(([, value]) => value === one[1])) offers.push(one);

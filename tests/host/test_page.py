@@ -27,11 +27,16 @@ BOX = mailbox(
 )
 SCAN = ("scan", "--near", "--similar", "--protect", "Safe", "--format", "html", "--output", "report.html")
 MINUTES, ROPE = "g0", "g2"
+HOME2, OTHER, TITLE, HAS_PHOTO = "3A2F001F", "3A1F001F", "3A17001F", "{00062004-0000-0000-C000-000000000046}:0x8015:000B"
+PHOTO = {"properties": {"37050003": 1, "3707001F": "ContactPicture.jpg", "37010102": "AAAA", "7FFF000B": True}}
 PEOPLE = mailbox(folder(1, "People", "IPF.Contact", [
     contact(1, "Voss", properties={NICKNAME: "Bob"}), contact(2, "Voss", properties={NICKNAME: "Bo", BODY: "Met in Oslo"}),
     contact(3, "Voss", properties={NICKNAME: "Bobby", BIRTHDAY: BORN}),
     contact(4, "Hale", "Ida"), contact(5, "Hale", "Ida", properties={COMPANY: "Harbour Ltd", NICKNAME: "Ann"}),
-    contact(6, "Moe", "Per", properties={HOME: "555 0100"}), contact(7, "Moe", "Per", properties={COMPANY: "Pier Ltd", HOME: "555 0199"})]))
+    contact(6, "Moe", "Per", properties={HOME: "555 0100"}), contact(7, "Moe", "Per", properties={COMPANY: "Pier Ltd", HOME: "555 0199"}),
+    contact(8, "Lund", "Eva", properties={HOME: "111 2222", OTHER: "555 6666"}),
+    contact(9, "Lund", "Eva", properties={HOME: "333 4444", OTHER: "555 6666", TITLE: "Boss"}, attachments=[PHOTO]),
+    contact(10, "Lund", "Eva", properties={HOME: "777 8888", OTHER: "555 6666", TITLE: "Hand"}, attachments=[{"properties": {**PHOTO["properties"], "37010102": "AAAB"}}])]))
 
 
 class Page(HostTest):
@@ -142,7 +147,7 @@ class Page(HostTest):
         gives all back."""
         self.write(PEOPLE)
         self.run_program(*SCAN[:3], "--keep", "first", *SCAN[5:], status=1)
-        both = ("g0i1move", "g0i2move")
+        both, lund = (tuple(f"g{group}i{n}move" for n in (1, 2)) for group in (0, 1))
         rows = self.page.read_text(encoding="utf-8").split("<noscript>")[1].split("</table>")[0]
         self.assertEqual(dict(re.findall(r'row">([\w ]+).*<td>(.*)</td></tr>', rows))["Birthday"], "3", "which copy it comes from, without scripts")
         for what, clicks, chosen, moved, kept, holds in (
@@ -154,20 +159,24 @@ class Page(HostTest):
             ("and its own", (*both, "g0c0v1", "g0i1keep"), 1, 2, 2, {NICKNAME: "Bo", BIRTHDAY: BORN}),
             ("the chosen copy stays", (*both, "g0c0v1", "g0i1leave"), 0, 0, 1, {NICKNAME: "Bob"}),
             ("another copy stays", ("g0i1move", "g0c0v1"), 1, 1, 1, {NICKNAME: "Bo", BODY: "Met in Oslo"}),
-            ("a near pair", ("g1treat", "g1c0v1"), 1, 1, 4, {COMPANY: "Harbour Ltd", NICKNAME: "Ann"}),
-            ("a near pair, the kept copy's", ("g1treat", "g1c0v0"), 1, 1, 4, {COMPANY: "Quay Ltd", NICKNAME: "Ann"}),
-            ("resembling ones", ("g4treat", "g4c0v1"), 1, 1, 6, {COMPANY: "Pier Ltd", HOME: "555 0100", "3A2F001F": "555 0199"}),
+            ("a near pair", ("g2treat", "g2c0v1"), 1, 1, 4, {COMPANY: "Harbour Ltd", NICKNAME: "Ann"}),
+            ("a near pair, the kept copy's", ("g2treat", "g2c0v0"), 1, 1, 4, {COMPANY: "Quay Ltd", NICKNAME: "Ann"}),
+            ("resembling ones", ("g5treat", "g5c0v1"), 1, 1, 6, {COMPANY: "Pier Ltd", HOME: "555 0100", HOME2: "555 0199"}),
+            ("what nobody was shown", (*lund, "g1c0v2", "g1c1v2", "g1c2v0"), 3, 2, 8, {HOME: "777 8888", HOME2: "333 4444", TITLE: "Hand", HAS_PHOTO: True}),
+            ("the chosen copy does not go", (*lund, "g1c0v2"), 1, 1, 8, {HOME: "111 2222", HOME2: "333 4444", TITLE: "Boss", HAS_PHOTO: True}),
+            ("what one copy alone brings", ("g1i1move",), 0, 1, 8, {HOME: "111 2222", HOME2: "333 4444", TITLE: "Boss"}),
         ):
             with self.subTest(what):
                 self.write(PEOPLE)
                 page = self.open()
                 for click in clicks:
                     page.click("#" + click)
+                self.assertEqual(bool(page.texts(".choice")), "alone" not in what and clicks != both[:1])
                 self.assertIn(f", {chosen} chosen." if page.texts(".choice") else "moved", page.text("#summary"))
                 decisions, said = self.save(), page.text("#summary")
                 page.run("document.querySelectorAll('.fold').forEach(one => { one.open = true; })")
-                page.until(lambda page=page: page.texts("#g4 td:last-child"), "the values")
-                self.assertEqual([text for text in page.texts("#g1 td:last-child") if text], ["1", "1", "2, not 1" if "g1c0v1" in clicks else "1, not 2"])
+                page.until(lambda page=page: page.texts("#g5 td:last-child"), "the values")
+                self.assertEqual([text for text in page.texts("#g2 td:last-child") if text], ["1", "1", "2, not 1" if "g2c0v1" in clicks else "1, not 2"])
                 page.click(f"#g0i{2 - ('g0i1keep' in clicks)}keep")
                 page.find("#load").send_keys(str(self.dir / "decisions.json"))
                 page.accept_leaving()
@@ -175,7 +184,8 @@ class Page(HostTest):
                 self.assertEqual((page.text("#summary"), self.save()), (said, decisions), "loaded, and saved again")
                 if chosen:
                     self.assert_refused("clean", "--from", "decisions.json", "--merge", because="--merge=ask follows them")
-                self.assertEqual(self.clean("--merge=ask").count("would move: "), moved)
+                dry = self.clean("--merge=ask")
+                self.assertEqual((dry.count("would move: "), dry.count("not followed: the choice of Home")), (moved, int("does not go" in what)))
                 (self.dir / "undo.jsonl").unlink(missing_ok=True)
                 self.assertEqual(self.clean("--merge=ask", "--yes", "--undo-file", "undo.jsonl").count("\nmoved: "), moved)
                 own = items(self.read())[f"{0xD1000000 + kept:016X}"]["properties"]
