@@ -220,7 +220,7 @@ TDefinitions ParseDefinitions(const std::string& name, std::string text) {
 std::string DefinitionsText(const TDefinitions& definitions) {
     nlohmann::ordered_json text;
     text["kind"] = KindName(definitions.kind);
-    text["algorithm"] = definitions.algorithm == EAlgorithm::Identical ? "identical" : "similar";
+    text["algorithm"] = definitions.algorithm == saIdentical ? "identical" : "similar";
     text["grouped"] = definitions.grouped;
     text["attachments"] = definitions.attachments;
     text["keep"] = definitions.keep;
@@ -258,9 +258,9 @@ unsigned ExceptionRule(const std::string& name) {
                    Joined({std::begin(kRules), std::end(kRules)}) + ".");
 }
 
-EAlgorithm AlgorithmOf(const std::string& name) {
-    if (EqualNoCase(name, "similar")) return EAlgorithm::Similar;
-    if (EqualNoCase(name, "identical")) return EAlgorithm::Identical;
+ESearchAlgorithm AlgorithmOf(const std::string& name) {
+    if (EqualNoCase(name, "similar")) return saSimilar;
+    if (EqualNoCase(name, "identical")) return saIdentical;
     throw TFailure("\"" + name + "\" is no algorithm: similar or identical.");
 }
 

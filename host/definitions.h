@@ -11,8 +11,6 @@
 
 namespace host {
 
-enum class EAlgorithm : unsigned { Similar = 0, Identical = 1 };
-
 struct TPropertyChoice {
     const TCatalogueEntry* property;
     ECompareMethod method = cmExact;
@@ -25,7 +23,7 @@ struct TPropertyChoice {
 struct TDefinitions {
     EKind kind = EKind::Other;
     std::string about;
-    EAlgorithm algorithm = EAlgorithm::Identical;
+    ESearchAlgorithm algorithm = saIdentical;
     bool grouped = false;
     /// Items that hold different attachments are no duplicates, whatever the properties say.
     bool attachments = false;
@@ -47,7 +45,7 @@ std::filesystem::path BuiltInDefinitions(EKind kind);
 
 /// The numbers of the exception rules by name; throws Failure with the names.
 unsigned ExceptionRule(const std::string& name);
-EAlgorithm AlgorithmOf(const std::string& name);
+ESearchAlgorithm AlgorithmOf(const std::string& name);
 
 /// The library's form of the definitions; points into the catalogue and lives on its own.
 class CPropertyList {

@@ -23,9 +23,8 @@ Search CreateSearch(const CItemReader& reader, const TDefinitions& definitions) 
     // Which copy stays is decided here, over more than the search reads: it goes by the ranks alone.
     TOriginalDefinition original{};
     original.nKind = okCallerOrder;
-    Search search(Search_Create2(reader.session(), properties.get(), &original,
-                                 static_cast<unsigned>(definitions.algorithm), definitions.grouped,
-                                 definitions.exceptions.data(),
+    Search search(Search_Create2(reader.session(), properties.get(), &original, definitions.algorithm,
+                                 definitions.grouped, definitions.exceptions.data(),
                                  static_cast<unsigned>(definitions.exceptions.size())));
     if (!search) throw TFailure("The search cannot be created.");
     return search;

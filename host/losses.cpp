@@ -163,7 +163,7 @@ std::vector<TLoss> Losses(CItemReader& reader, const TDefinitions& definitions, 
     }
     // Where they are compared they agree, unless another property decided or the kept copy has none.
     const bool decides = compared.hasRecipients && !definitions.grouped;
-    if (!decides || definitions.algorithm == EAlgorithm::Similar) {
+    if (!decides || definitions.algorithm == saSimilar) {
         const std::string recipients = Recipients(reader, duplicateItem);
         const std::string other = recipients.empty() ? std::string() : Recipients(reader, keptItem);
         if (recipients != other && (!decides || other.empty()))

@@ -33,7 +33,7 @@ namespace {
 
 constexpr char kAsk[] = "ask";
 
-enum EExitStatus { kNoneFound = 0, kFound = 1, kError = 2, kPartlyMoved = 3 };
+enum EExitStatus : int { esNoneFound = 0, esFound = 1, esError = 2, esPartlyMoved = 3 };
 
 struct TOptions {
     std::string mailbox;
@@ -160,7 +160,7 @@ int ShowDefinitions(const TOptions& options) {
         const std::string text{std::istreambuf_iterator<char>(stream), {}};
         fwrite(text.data(), 1, text.size(), stdout);
     }
-    return kNoneFound;
+    return esNoneFound;
 }
 
 TDefinitions DefinitionsFor(const TOptions& options, EKind kind) {
@@ -188,7 +188,7 @@ int CompareItems(const TOptions& options, const std::vector<std::string>& names)
     AddOrigins(view, reader, items, definitions, false);
     Deliver(options,
             options.format == "json" ? MatrixJson(view, catalog, items) : MatrixTable(view, catalog, items));
-    return kNoneFound;
+    return esNoneFound;
 }
 
 // The contacts of a scan that resemble one another; nothing when it looked at no contacts.
@@ -223,7 +223,7 @@ int RunScan(TOptions& options) {
             : TextReport(result);
     progress.Clear();
     Deliver(options, report);
-    return result.groups.empty() ? kNoneFound : kFound;
+    return result.groups.empty() ? esNoneFound : esFound;
 }
 
 int RunSimilar(const TOptions& options) {
@@ -245,7 +245,7 @@ int RunSimilar(const TOptions& options) {
         fputs("quorvel: interrupted; what was found until then is shown\n", stderr);
         return kInterrupted;
     }
-    return result.HasFound() ? kFound : kNoneFound;
+    return result.HasFound() ? esFound : esNoneFound;
 }
 
 // What a command that moves items says and ends with once everything is saved.
@@ -259,13 +259,13 @@ int SayMoved(const TMoved& result, const std::string& done, const char* complete
         fputs("quorvel: interrupted; what was done is saved\n", stderr);
         return kInterrupted;
     }
-    return kNoneFound;
+    return esNoneFound;
 }
 
 int RunUndo(CSession& session, const TOptions& options, CProgress& progress) {
     const TMoved result = Undo(session, options.undo, progress);
     const int status = SayMoved(result, "put back", "restored");
-    return status == kNoneFound && result.refused != 0 ? kError : status;
+    return status == esNoneFound && result.refused != 0 ? esError : status;
 }
 
 int RunClean(const TOptions& options) {
@@ -291,11 +291,11 @@ int RunClean(const TOptions& options) {
             result.completed == 0 ? "" : ", " + Count(result.completed, "item", "items") + " completed";
         printf("%s would be moved to \"%s\"%s; nothing was done. Add --yes to do it.\n",
                Count(result.moved, "item", "items").c_str(), clean.folder.c_str(), completed.c_str());
-        return kNoneFound;
+        return esNoneFound;
     }
     const int status = SayMoved(result, "moved to \"" + clean.folder + "\"", "completed");
-    if (status != kNoneFound || result.refused == 0) return status;
-    return result.moved == 0 ? kError : kPartlyMoved;
+    if (status != esNoneFound || result.refused == 0) return status;
+    return result.moved == 0 ? esError : esPartlyMoved;
 }
 
 // What a report or an undo file has settled is not asked again, and no option is passed over in silence.
@@ -329,7 +329,7 @@ void CheckCleanOptions(const CLI::App& clean) {
 int RunFolders(const TOptions& options) {
     const CSession session(options.mailbox, options.profileUi);
     PrintFolders(ReadCatalog(session.get()));
-    return kNoneFound;
+    return esNoneFound;
 }
 
 int Run(const std::vector<std::string>& arguments) {
@@ -419,7 +419,7 @@ int Run(const std::vector<std::string>& arguments) {
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kNoneFound : kError;
+        return app.exit(error) == 0 ? esNoneFound : esError;
     }
     const std::string command = app.get_subcommands().front()->get_name();
     if (command == "clean") CheckCleanOptions(clean);
@@ -434,7 +434,7 @@ int Run(const std::vector<std::string>& arguments) {
     if (command == "clean") return RunClean(options);
     if (command == "folders") return RunFolders(options);
     Pack(options.cabinet, options.files, options.force);
-    return kNoneFound;
+    return esNoneFound;
 }
 
 }  // namespace
@@ -458,6 +458,6 @@ int wmain(int argc, wchar_t** argv) {
     } catch (const std::exception& error) {
         fflush(stdout);
         fprintf(stderr, "quorvel: %s\n", host::OneLine(error.what()).c_str());
-        return host::kError;
+        return host::esError;
     }
 }

@@ -39,7 +39,7 @@ bool SearchSaysEqual(IMAPISession* session, const TCatalog& catalog, const TProp
     TOriginalDefinition original{};
     original.nKind = okCallerOrder;
     const std::unique_ptr<HSearch, TSearchDeleter> search(
-        Search_Create(session, properties.get(), &original, static_cast<unsigned>(EAlgorithm::Identical), 0));
+        Search_Create(session, properties.get(), &original, saIdentical, 0));
     unsigned found = 0;
     return search && Search_Add(search.get(), a.entryId.c_str(), StoreId(catalog, a).c_str(), &found, 0) &&
            Search_Add(search.get(), b.entryId.c_str(), StoreId(catalog, b).c_str(), &found, 0) && found != 0;
@@ -193,9 +193,8 @@ TMatrixView BuildMatrix(IMAPISession* session, const TCatalog& catalog, const st
             row.texts[i] = "(cannot be read)";
         }
         row.verdict = Judge(choice.compare ? searchMarks : row.marks);
-        const bool isApart =
-            row.verdict == EVerdict::Different ||
-            (row.verdict == EVerdict::OneSided && definitions.algorithm == EAlgorithm::Identical);
+        const bool isApart = row.verdict == EVerdict::Different ||
+                             (row.verdict == EVerdict::OneSided && definitions.algorithm == saIdentical);
         if (choice.compare && isApart) view.apart.push_back(row.property);
         view.rows.push_back(std::move(row));
     }

@@ -67,7 +67,7 @@ json PolicyJson(const TPolicyOptions& options) {
 json ScanJson(const TScanResult& result, const TKindScan& scan) {
     json object;
     object["kind"] = KindName(scan.kind);
-    object["algorithm"] = scan.definitions.algorithm == EAlgorithm::Identical ? "identical" : "similar";
+    object["algorithm"] = scan.definitions.algorithm == saIdentical ? "identical" : "similar";
     object["keep"] = KeepText(scan.keep);
     object["properties"] = json::array();
     for (const TPropertyChoice& choice : scan.definitions.properties) {

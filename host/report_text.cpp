@@ -67,7 +67,7 @@ std::string TextReport(const TScanResult& result) {
         text += std::string(i == 0 ? "" : "\n") + KindName(scan.kind) + ": " +
                 Count(scan.items.size(), "item", "items") + " in " +
                 Count(scan.folders.size(), "folder", "folders") + ", " +
-                (scan.definitions.algorithm == EAlgorithm::Identical ? "identical" : "similar") + ", keep " +
+                (scan.definitions.algorithm == saIdentical ? "identical" : "similar") + ", keep " +
                 KeepText(scan.keep) + "\n";
         size_t number = 0;
         for (const TGroup& group : result.groups) {

@@ -16,7 +16,7 @@ namespace host {
 struct TScanOptions {
     std::vector<std::string> folders;  // empty: every folder of the kinds
     std::vector<EKind> kinds;          // empty: every kind, or those of the folders
-    std::optional<EAlgorithm> algorithm;
+    std::optional<ESearchAlgorithm> algorithm;
     TPolicyOptions policy;
     std::vector<std::string> except;  // in addition to the definitions' rules
     std::string definitionsFile;      // empty: the built-in ones

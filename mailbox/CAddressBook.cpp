@@ -9,7 +9,7 @@ namespace mailbox {
 namespace {
 
 /// What entries and the book share: nothing about them can be changed.
-template <typename Interface, EKind kind, typename Record>
+template <typename Interface, EObjectKind kind, typename Record>
 class CReadOnlyObject : public CPropObject<Interface, kind> {
   public:
     CReadOnlyObject(std::shared_ptr<CDatabase> database, Record record)
@@ -33,7 +33,7 @@ class CReadOnlyObject : public CPropObject<Interface, kind> {
     CProperties m_unused;
 };
 
-class CMailUser final : public CReadOnlyObject<IMailUser, kMailUser, TAddressRecord> {
+class CMailUser final : public CReadOnlyObject<IMailUser, okMailUser, TAddressRecord> {
   public:
     using CReadOnlyObject::CReadOnlyObject;
     std::string_view EntryId() const override { return TheRecord().entry->id; }
@@ -42,7 +42,7 @@ class CMailUser final : public CReadOnlyObject<IMailUser, kMailUser, TAddressRec
     bool Implements(REFIID iid) const override { return iid == IID_IMailUser || iid == IID_IMAPIProp; }
 };
 
-class CAddressBook final : public CReadOnlyObject<IAddrBook, kAddressBook, TAddressBookRecord> {
+class CAddressBook final : public CReadOnlyObject<IAddrBook, okAddressBook, TAddressBookRecord> {
   public:
     using CReadOnlyObject::CReadOnlyObject;
 

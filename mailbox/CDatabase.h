@@ -83,7 +83,7 @@ struct TFolder {
 };
 
 /// Folders that a store names for what they serve as.
-enum ESpecialFolder { sfIpmSubtree, sfInbox, sfOutbox, sfSentItems, sfDeletedItems, sfCount };
+enum ESpecialFolder : size_t { sfIpmSubtree, sfInbox, sfOutbox, sfSentItems, sfDeletedItems, sfCount };
 
 struct TService {
     std::string uid;

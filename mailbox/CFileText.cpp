@@ -125,7 +125,7 @@ bool Unescape(std::string_view& raw, char*& out, const char* end) {
         char character[4];
         size_t length = 0;
         const EEscape escape = TakeEscape(raw, character, length);
-        if (escape != EEscape::kWhole) return escape == EEscape::kCut;
+        if (escape != EEscape::Whole) return escape == EEscape::Cut;
         length = std::min(length, static_cast<size_t>(end - out));
         std::memcpy(out, character, length);
         out += length;
@@ -136,7 +136,7 @@ bool Unescape(std::string_view& raw, char*& out, const char* end) {
 }  // namespace
 
 bool TPlace::Load(char* out, size_t size) const {
-    if (form == kBase64) return LoadBinary(0, out, size);
+    if (form == EForm::Base64) return LoadBinary(0, out, size);
     const char* const end = out + size;
     for (unsigned long long done = 0; out != end;) {
         std::string_view raw;
@@ -144,7 +144,7 @@ bool TPlace::Load(char* out, size_t size) const {
             static_cast<size_t>(std::min<unsigned long long>(rawSize - done, CFileText::kMostRaw));
         if (offset == kNowhere || piece == 0) return file->Gone(*this);
         if (!file->Raw(offset + done, piece, raw)) return false;
-        if (form == kText) {
+        if (form == EForm::Text) {
             const size_t run = std::min(raw.size(), static_cast<size_t>(end - out));
             std::memcpy(out, raw.data(), run);
             out += run;

@@ -23,21 +23,21 @@ class CFileText;
 /// A value that stays in the file: the characters between its quotation marks. How many bytes it is decoded is
 /// known by whoever holds it. Valid as long as the file's text.
 struct TPlace {
-    enum EForm : unsigned char { kText, kEscapedText, kBase64 };
+    enum class EForm : unsigned char { Text, EscapedText, Base64 };
     static constexpr unsigned long long kNowhere = ~0ull;
 
     CFileText* file = nullptr;
     /// kNowhere: no longer in the file, which was saved since without it.
     unsigned long long offset = kNowhere;
     unsigned long long rawSize = 0;
-    EForm form = kText;
+    EForm form = EForm::Text;
     /// Where the save that is under way puts it.
     mutable unsigned long long movesTo = kNowhere;
 
     /// Decodes the first bytes of the value into out. False: the file does not hold the value any more, or not as
     /// a value of so many bytes or more; CFileText::Failure says which.
     bool Load(char* out, size_t size) const;
-    /// The same for any bytes of a kBase64.
+    /// The same for any bytes of EForm::Base64.
     bool LoadBinary(unsigned long long from, char* out, size_t size) const;
 };
 

@@ -13,7 +13,7 @@ namespace mailbox {
 
 namespace {
 
-class CFolderObject final : public CPropObject<IMAPIFolder, kFolder> {
+class CFolderObject final : public CPropObject<IMAPIFolder, okFolder> {
   public:
     CFolderObject(std::shared_ptr<CDatabase> database, std::shared_ptr<TFolder> folder, bool writable)
         : CPropObject(std::move(database), folder->store, writable),

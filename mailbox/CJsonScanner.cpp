@@ -99,44 +99,44 @@ CJsonScanner::EToken CJsonScanner::Bad(const std::string& what) {
     }
     m_problem = "parse error at line " + std::to_string(line) + ", column " + std::to_string(column) + ": " +
                 (m_pAt == m_pEnd && bad < m_file.Size() ? "the file cannot be read on" : what);
-    return tBad;
+    return EToken::Bad;
 }
 
 CJsonScanner::EToken CJsonScanner::Close() {
     const bool isObject = m_levels.back() == '{';
     ++m_pAt;
     m_levels.pop_back();
-    m_state = sAfterValue;
-    return isObject ? tObjectEnd : tListEnd;
+    m_state = EState::AfterValue;
+    return isObject ? EToken::ObjectEnd : EToken::ListEnd;
 }
 
 CJsonScanner::EToken CJsonScanner::Next() {
     int character = SkipBlanks();
-    if (m_state == sAfterValue) {
-        if (m_levels.empty()) return character < 0 ? tEnd : Bad("something stands behind the end");
+    if (m_state == EState::AfterValue) {
+        if (m_levels.empty()) return character < 0 ? EToken::End : Bad("something stands behind the end");
         const char end = m_levels.back() == '{' ? '}' : ']';
         if (character == end) return Close();
         if (character != ',') return Bad(std::string("expected ',' or '") + end + "'");
         ++m_pAt;
-        m_state = end == '}' ? sKey : sValue;
+        m_state = end == '}' ? EState::Key : EState::Value;
         character = SkipBlanks();
     }
-    if (m_state == sFirstKey || m_state == sKey) {
-        if (m_state == sFirstKey && character == '}') return Close();
+    if (m_state == EState::FirstKey || m_state == EState::Key) {
+        if (m_state == EState::FirstKey && character == '}') return Close();
         if (character != '"') return Bad("expected a name in quotation marks");
-        m_stay = kNever;
+        m_stay = EStay::Never;
         ++m_pAt;
         const EToken token = Text();
-        if (token == tBad) return token;
+        if (token == EToken::Bad) return token;
         if (SkipBlanks() != ':') return Bad("expected ':'");
         ++m_pAt;
-        m_state = sValue;
-        return tKey;
+        m_state = EState::Value;
+        return EToken::Key;
     }
-    if (m_state == sFirstElement && character == ']') return Close();
+    if (m_state == EState::FirstElement && character == ']') return Close();
     const EToken token = ValueFrom(character);
-    if (token != tObject && token != tList) m_state = sAfterValue;
-    m_stay = kNever;
+    if (token != EToken::Object && token != EToken::List) m_state = EState::AfterValue;
+    m_stay = EStay::Never;
     return token;
 }
 
@@ -146,17 +146,17 @@ CJsonScanner::EToken CJsonScanner::ValueFrom(int character) {
         case '[':
             ++m_pAt;
             m_levels.push_back(static_cast<char>(character));
-            m_state = character == '{' ? sFirstKey : sFirstElement;
-            return character == '{' ? tObject : tList;
+            m_state = character == '{' ? EState::FirstKey : EState::FirstElement;
+            return character == '{' ? EToken::Object : EToken::List;
         case '"':
             ++m_pAt;
             return Text();
         case 't':
         case 'f':
-            m_scalar = {.kind = TScalar::kBoolean, .boolean = character == 't'};
-            return Literal(character == 't' ? "true" : "false", tValue);
+            m_scalar = {.kind = TScalar::EKind::Boolean, .boolean = character == 't'};
+            return Literal(character == 't' ? "true" : "false", EToken::Value);
         case 'n':
-            return Literal("null", tNull);
+            return Literal("null", EToken::Null);
         default:
             if (character == '-' || (character >= '0' && character <= '9')) return Number();
             return Bad(character < 0 ? "the file ends too early" : "expected a value");
@@ -198,15 +198,15 @@ CJsonScanner::EToken CJsonScanner::Number() {
     }
     const char* const begin = m_text.data();
     const char* const end = begin + m_text.size();
-    m_scalar = {.kind = isNegative ? TScalar::kSigned : TScalar::kUnsigned};
+    m_scalar = {.kind = isNegative ? TScalar::EKind::Signed : TScalar::EKind::Unsigned};
     if (isWhole && (isNegative ? std::from_chars(begin, end, m_scalar.number).ec
                                : std::from_chars(begin, end, m_scalar.unsignedNumber).ec) == std::errc())
-        return tValue;
-    m_scalar = {.kind = TScalar::kFloat};
+        return EToken::Value;
+    m_scalar = {.kind = TScalar::EKind::Float};
     // Out of range is what is too large, and what is too small to be told from nothing.
     if (std::from_chars(begin, end, m_scalar.real).ec != std::errc())
         m_scalar.real = std::strtod(begin, nullptr);
-    return std::isfinite(m_scalar.real) ? tValue : Bad("a number beyond all numbers");
+    return std::isfinite(m_scalar.real) ? EToken::Value : Bad("a number beyond all numbers");
 }
 
 /// A text, from behind its quotation mark on.
@@ -216,25 +216,25 @@ CJsonScanner::EToken CJsonScanner::Text() {
     m_nSize = 0;
     m_bHasEscapes = false;
     m_pPlace = nullptr;
-    bool isBase64 = m_stay == kAsBase64 && PlainBase64(start);
-    if (!isBase64 && !Plain()) return tBad;
+    bool isBase64 = m_stay == EStay::AsBase64 && PlainBase64(start);
+    if (!isBase64 && !Plain()) return EToken::Bad;
     const unsigned long long rawSize = Offset() - 1 - start;
-    if (m_nSize > kMostKept && m_stay != kNever && (isBase64 || m_stay == kAsText)) {
-        const TPlace::EForm form = isBase64        ? TPlace::kBase64
-                                   : m_bHasEscapes ? TPlace::kEscapedText
-                                                   : TPlace::kText;
+    if (m_nSize > kMostKept && m_stay != EStay::Never && (isBase64 || m_stay == EStay::AsText)) {
+        const TPlace::EForm form = isBase64        ? TPlace::EForm::Base64
+                                   : m_bHasEscapes ? TPlace::EForm::EscapedText
+                                                   : TPlace::EForm::Text;
         m_pPlace = m_file.Add(start, rawSize, form);
-        return tPlace;
+        return EToken::Place;
     }
-    m_scalar = {.kind = TScalar::kText, .text = m_text};
-    return tValue;
+    m_scalar = {.kind = TScalar::EKind::Text, .text = m_text};
+    return EToken::Value;
 }
 
 /// Takes a text to its end. It is in m_text as far as it must be.
 bool CJsonScanner::Plain() {
     const auto take = [&](const char* bytes, size_t count) {
         m_nSize += count;
-        if (m_nSize <= kMostKept || m_stay != kAsText) m_text.append(bytes, count);
+        if (m_nSize <= kMostKept || m_stay != EStay::AsText) m_text.append(bytes, count);
     };
     for (;;) {
         const char* const special = SkipPlain(m_pAt, m_pEnd);
@@ -251,7 +251,7 @@ bool CJsonScanner::Plain() {
             std::string_view rest(m_pAt, static_cast<size_t>(m_pEnd - m_pAt));
             char character[4];
             size_t length = 0;
-            if (TakeEscape(rest, character, length) != EEscape::kWhole) return Bad("no escape"), false;
+            if (TakeEscape(rest, character, length) != EEscape::Whole) return Bad("no escape"), false;
             take(character, length);
             m_pAt = rest.data();
             m_bHasEscapes = true;

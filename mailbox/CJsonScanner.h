@@ -16,9 +16,9 @@ namespace mailbox {
 
 class CJsonScanner {
   public:
-    enum EToken { tObject, tObjectEnd, tList, tListEnd, tKey, tValue, tPlace, tNull, tEnd, tBad };
+    enum class EToken { Object, ObjectEnd, List, ListEnd, Key, Value, Place, Null, End, Bad };
     /// How a text may stay in the file when it is long. As base64 only what is base64 stays.
-    enum EStay { kNever, kAsText, kAsBase64 };
+    enum class EStay { Never, AsText, AsBase64 };
 
     /// piece: bytes that are read at a time.
     explicit CJsonScanner(CFileText& file, size_t piece = 1 << 18);
@@ -26,21 +26,21 @@ class CJsonScanner {
     EToken Next();
     /// For the value that Next gives now.
     void MayStay(EStay stay) { m_stay = stay; }
-    /// Of tKey. Valid until the next call of Next.
+    /// Of EToken::Key. Valid until the next call of Next.
     std::string_view Key() const { return m_text; }
-    /// Of tValue. Valid until the next call of Next.
+    /// Of EToken::Value. Valid until the next call of Next.
     const TScalar& Value() const { return m_scalar; }
-    /// Of tPlace: where the text lies, and its bytes when it is decoded.
+    /// Of EToken::Place: where the text lies, and its bytes when it is decoded.
     const TPlace* StayedAt() const { return m_pPlace; }
     unsigned long long StayedSize() const { return m_nSize; }
-    /// Of tBad: "parse error at line 3, column 7: ...".
+    /// Of EToken::Bad: "parse error at line 3, column 7: ...".
     std::string Problem() const { return m_problem; }
 
     /// Longer texts stay. Short ones are read far more often than they are long.
     static constexpr size_t kMostKept = 256;
 
   private:
-    enum EState { sValue, sFirstElement, sFirstKey, sKey, sAfterValue };
+    enum class EState { Value, FirstElement, FirstKey, Key, AfterValue };
 
     bool Need(size_t count);
     int SkipBlanks();
@@ -65,8 +65,8 @@ class CJsonScanner {
     const char* m_pEnd;
 
     std::vector<char> m_levels;
-    EState m_state = sValue;
-    EStay m_stay = kNever;
+    EState m_state = EState::Value;
+    EStay m_stay = EStay::Never;
     std::string m_text;
     unsigned long long m_nSize = 0;
     bool m_bHasEscapes = false;

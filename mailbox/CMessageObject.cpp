@@ -25,7 +25,7 @@ FILETIME Now() {
 
 class CAttachObject;
 
-class CMessageObject final : public CPropObject<IMessage, kMessage> {
+class CMessageObject final : public CPropObject<IMessage, okMessage> {
   public:
     /// item: null for a new message; folder: where a new message goes; owner: the attachment of an embedded
     /// message.
@@ -88,7 +88,7 @@ class CMessageObject final : public CPropObject<IMessage, kMessage> {
     friend IMessage* mailbox::NewMessageIn(std::shared_ptr<CDatabase>, std::shared_ptr<TFolder>, bool);
 };
 
-class CAttachObject final : public CPropObject<IAttach, kAttachment> {
+class CAttachObject final : public CPropObject<IAttach, okAttachment> {
   public:
     CAttachObject(CMessageObject* message, std::shared_ptr<const TAttachment> attachment, bool isNew,
                   bool writable)

@@ -17,7 +17,7 @@
 
 namespace mailbox {
 
-template <typename Interface, EKind kind>
+template <typename Interface, EObjectKind kind>
 class CComObject : public Interface, private CCounted<kind> {
   public:
     CComObject(const CComObject&) = delete;
@@ -123,7 +123,7 @@ class CPropCore {
     bool m_bWritable;
 };
 
-template <typename Interface, EKind kind>
+template <typename Interface, EObjectKind kind>
 class CPropObject : public CComObject<Interface, kind>, public CPropCore {
   public:
     using CPropCore::CPropCore;

@@ -11,7 +11,7 @@ namespace mailbox {
 
 namespace {
 
-class CSession final : public CComObject<IMAPISession, kSession> {
+class CSession final : public CComObject<IMAPISession, okSession> {
   public:
     explicit CSession(std::shared_ptr<CDatabase> database) : m_database(std::move(database)) {}
 
@@ -160,7 +160,7 @@ class CSession final : public CComObject<IMAPISession, kSession> {
     bool m_bOff = false;
 };
 
-class CServiceAdmin final : public CComObject<IMsgServiceAdmin, kServiceAdmin> {
+class CServiceAdmin final : public CComObject<IMsgServiceAdmin, okServiceAdmin> {
   public:
     explicit CServiceAdmin(std::shared_ptr<CDatabase> database) : m_database(std::move(database)) {}
 

@@ -13,7 +13,7 @@ namespace mailbox {
 
 namespace {
 
-class CStoreObject final : public CPropObject<IMsgStore, kStore> {
+class CStoreObject final : public CPropObject<IMsgStore, okStore> {
   public:
     CStoreObject(std::shared_ptr<CDatabase> database, TStore* store, bool writable)
         : CPropObject(std::move(database), store, writable),

@@ -12,7 +12,7 @@ namespace mailbox {
 
 namespace {
 
-class CStream final : public CComObject<IStream, kStream> {
+class CStream final : public CComObject<IStream, okStream> {
   public:
     CStream(TStreamData data, CPropCore& owner, StreamCommit commit)
         : m_data(std::move(data)),

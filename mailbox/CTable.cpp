@@ -43,7 +43,7 @@ int Compare(const TSortKey& left, const TSortKey& right) {
     return left.isThere ? CompareViews({left.type, left.bytes}, {right.type, right.bytes}) : 0;
 }
 
-class CTable final : public CComObject<IMAPITable, kTable> {
+class CTable final : public CComObject<IMAPITable, okTable> {
   public:
     CTable(std::shared_ptr<CDatabase> database, std::unique_ptr<CRows> rows, std::vector<ULONG> columns,
            bool wide)

@@ -33,7 +33,7 @@ THeader* HeaderOf(void* buffer) {
 void* NewBuffer(size_t size) {
     THeader* header = NewBlock(size, kFirst);
     if (header == nullptr) return nullptr;
-    InterlockedIncrement(&g_alive[kBuffer]);
+    InterlockedIncrement(&g_alive[okBuffer]);
     return header + 1;
 }
 
@@ -51,7 +51,7 @@ bool FreeBuffer(void* buffer) {
     if (buffer == nullptr) return true;
     THeader* header = HeaderOf(buffer);
     if (header->mark != kFirst) return false;
-    InterlockedDecrement(&g_alive[kBuffer]);
+    InterlockedDecrement(&g_alive[okBuffer]);
     while (header != nullptr) {
         THeader* next = header->more;
         header->mark = kFreed;

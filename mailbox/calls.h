@@ -26,24 +26,24 @@ class CPlatformLock {
 extern CPlatformLock g_lock;
 
 /// Kinds of what is counted as alive.
-enum EKind {
-    kSession,
-    kServiceAdmin,
-    kStore,
-    kFolder,
-    kMessage,
-    kAttachment,
-    kTable,
-    kStream,
-    kAddressBook,
-    kMailUser,
-    kBuffer,
-    kKinds
+enum EObjectKind : size_t {
+    okSession,
+    okServiceAdmin,
+    okStore,
+    okFolder,
+    okMessage,
+    okAttachment,
+    okTable,
+    okStream,
+    okAddressBook,
+    okMailUser,
+    okBuffer,
+    okCount
 };
-extern volatile long g_alive[kKinds];
+extern volatile long g_alive[okCount];
 
 /// Counts its owner as alive.
-template <EKind kind>
+template <EObjectKind kind>
 class CCounted {
   protected:
     CCounted() { InterlockedIncrement(&g_alive[kind]); }

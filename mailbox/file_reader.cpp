@@ -17,31 +17,31 @@ namespace mailbox {
 namespace {
 
 /// What an object or list of the file is.
-enum EPart {
-    pFile,
-    pServices,
-    pService,
-    pStores,
-    pStore,
-    pNames,
-    pSpecial,
-    pFolder,
-    pFolders,
-    pItems,
-    pItem,
-    pRecipients,
-    pAttachments,
-    pAttachment,
-    pMessage,
-    pAddressBook,
-    pAddressEntry,
-    pProperties,
-    pElements,
-    pRawValue,
-    pValue
+enum class EPart {
+    File,
+    Services,
+    Service,
+    Stores,
+    Store,
+    Names,
+    Special,
+    Folder,
+    Folders,
+    Items,
+    Item,
+    Recipients,
+    Attachments,
+    Attachment,
+    Message,
+    AddressBook,
+    AddressEntry,
+    Properties,
+    Elements,
+    RawValue,
+    Value
 };
 
-/// The members of the objects: what each leads to. pValue: a plain value.
+/// The members of the objects: what each leads to. EPart::Value: a plain value.
 struct TMember {
     EPart object;
     const char* name;
@@ -49,52 +49,53 @@ struct TMember {
     bool isList = false;
 };
 const TMember kMembers[] = {
-    {pFile, "format", pValue},
-    {pFile, "version", pValue},
-    {pFile, "services", pServices, true},
-    {pFile, "stores", pStores, true},
-    {pFile, "addressBook", pAddressBook, true},
-    {pService, "uid", pValue},
-    {pService, "dll", pValue},
-    {pService, "entry", pValue},
-    {pService, "name", pValue},
-    {pService, "displayName", pValue},
-    {pStore, "id", pValue},
-    {pStore, "default", pValue},
-    {pStore, "service", pValue},
-    {pStore, "properties", pProperties},
-    {pStore, "names", pNames, true},
-    {pStore, "special", pSpecial},
-    {pStore, "root", pFolder},
-    {pSpecial, "ipmSubtree", pValue},
-    {pSpecial, "inbox", pValue},
-    {pSpecial, "outbox", pValue},
-    {pSpecial, "sentItems", pValue},
-    {pSpecial, "deletedItems", pValue},
-    {pFolder, "id", pValue},
-    {pFolder, "properties", pProperties},
-    {pFolder, "folders", pFolders, true},
-    {pFolder, "items", pItems, true},
-    {pItem, "id", pValue},
-    {pItem, "associated", pValue},
-    {pItem, "properties", pProperties},
-    {pItem, "recipients", pRecipients, true},
-    {pItem, "attachments", pAttachments, true},
-    {pAttachment, "properties", pProperties},
-    {pAttachment, "message", pMessage},
-    {pMessage, "properties", pProperties},
-    {pMessage, "recipients", pRecipients, true},
-    {pMessage, "attachments", pAttachments, true},
-    {pAddressEntry, "id", pValue},
-    {pAddressEntry, "properties", pProperties},
+    {EPart::File, "format", EPart::Value},
+    {EPart::File, "version", EPart::Value},
+    {EPart::File, "services", EPart::Services, true},
+    {EPart::File, "stores", EPart::Stores, true},
+    {EPart::File, "addressBook", EPart::AddressBook, true},
+    {EPart::Service, "uid", EPart::Value},
+    {EPart::Service, "dll", EPart::Value},
+    {EPart::Service, "entry", EPart::Value},
+    {EPart::Service, "name", EPart::Value},
+    {EPart::Service, "displayName", EPart::Value},
+    {EPart::Store, "id", EPart::Value},
+    {EPart::Store, "default", EPart::Value},
+    {EPart::Store, "service", EPart::Value},
+    {EPart::Store, "properties", EPart::Properties},
+    {EPart::Store, "names", EPart::Names, true},
+    {EPart::Store, "special", EPart::Special},
+    {EPart::Store, "root", EPart::Folder},
+    {EPart::Special, "ipmSubtree", EPart::Value},
+    {EPart::Special, "inbox", EPart::Value},
+    {EPart::Special, "outbox", EPart::Value},
+    {EPart::Special, "sentItems", EPart::Value},
+    {EPart::Special, "deletedItems", EPart::Value},
+    {EPart::Folder, "id", EPart::Value},
+    {EPart::Folder, "properties", EPart::Properties},
+    {EPart::Folder, "folders", EPart::Folders, true},
+    {EPart::Folder, "items", EPart::Items, true},
+    {EPart::Item, "id", EPart::Value},
+    {EPart::Item, "associated", EPart::Value},
+    {EPart::Item, "properties", EPart::Properties},
+    {EPart::Item, "recipients", EPart::Recipients, true},
+    {EPart::Item, "attachments", EPart::Attachments, true},
+    {EPart::Attachment, "properties", EPart::Properties},
+    {EPart::Attachment, "message", EPart::Message},
+    {EPart::Message, "properties", EPart::Properties},
+    {EPart::Message, "recipients", EPart::Recipients, true},
+    {EPart::Message, "attachments", EPart::Attachments, true},
+    {EPart::AddressEntry, "id", EPart::Value},
+    {EPart::AddressEntry, "properties", EPart::Properties},
 };
 /// What the elements of a list are.
 const struct {
     EPart list;
     EPart element;
-} kElements[] = {
-    {pServices, pService},      {pStores, pStore},           {pFolders, pFolder},          {pItems, pItem},
-    {pRecipients, pProperties}, {pAttachments, pAttachment}, {pAddressBook, pAddressEntry}};
+} kElements[] = {{EPart::Services, EPart::Service},        {EPart::Stores, EPart::Store},
+                 {EPart::Folders, EPart::Folder},          {EPart::Items, EPart::Item},
+                 {EPart::Recipients, EPart::Properties},   {EPart::Attachments, EPart::Attachment},
+                 {EPart::AddressBook, EPart::AddressEntry}};
 const struct {
     const char* member;
     ULONG tag;
@@ -124,7 +125,7 @@ class CReader {
         EPart part;
         /// The member being read, for objects.
         std::string name{};
-        EPart memberIs = pValue;
+        EPart memberIs = EPart::Value;
         bool memberIsList = false;
         /// Elements begun so far, for lists.
         size_t elements = 0;
@@ -200,28 +201,28 @@ std::string CReader::Where() const {
 bool CReader::Run() {
     for (;;) {
         const CJsonScanner::EToken token = m_scanner.Next();
-        if (token == CJsonScanner::tEnd) return true;
+        if (token == CJsonScanner::EToken::End) return true;
         if (!Take(token)) return false;
     }
 }
 
 bool CReader::Take(CJsonScanner::EToken token) {
     switch (token) {
-        case CJsonScanner::tKey:
+        case CJsonScanner::EToken::Key:
             return Key(m_scanner.Key());
-        case CJsonScanner::tValue:
+        case CJsonScanner::EToken::Value:
             return Value(m_scanner.Value());
-        case CJsonScanner::tPlace:
+        case CJsonScanner::EToken::Place:
             return PlacedValue();
-        case CJsonScanner::tObject:
+        case CJsonScanner::EToken::Object:
             return StartObject();
-        case CJsonScanner::tObjectEnd:
+        case CJsonScanner::EToken::ObjectEnd:
             return EndObject();
-        case CJsonScanner::tList:
+        case CJsonScanner::EToken::List:
             return StartList();
-        case CJsonScanner::tListEnd:
-            return m_frames.back().part == pElements ? EndElements() : (m_frames.pop_back(), true);
-        case CJsonScanner::tNull:
+        case CJsonScanner::EToken::ListEnd:
+            return m_frames.back().part == EPart::Elements ? EndElements() : (m_frames.pop_back(), true);
+        case CJsonScanner::EToken::Null:
             return Fail("null is no value here");
         default:
             m_why = ToWide(m_scanner.Problem());
@@ -234,19 +235,19 @@ bool CReader::Take(CJsonScanner::EToken token) {
 CJsonScanner::EStay StayOf(ULONG tag) {
     switch (PROP_TYPE(tag)) {
         case PT_UNICODE:
-            return CJsonScanner::kAsText;
+            return CJsonScanner::EStay::AsText;
         case PT_BINARY:
         case PT_OBJECT:
-            return CJsonScanner::kAsBase64;
+            return CJsonScanner::EStay::AsBase64;
         default:
-            return CJsonScanner::kNever;
+            return CJsonScanner::EStay::Never;
     }
 }
 
 bool CReader::Key(std::string_view name) {
     TFrame& frame = m_frames.back();
     frame.name = name;
-    if (frame.part == pProperties) {
+    if (frame.part == EPart::Properties) {
         const auto known = m_tagsByKey.find(name);
         if (known != m_tagsByKey.end()) {
             m_nTag = known->second;
@@ -262,7 +263,7 @@ bool CReader::Key(std::string_view name) {
         if (frame.mayStay) m_scanner.MayStay(StayOf(m_nTag));
         return m_properties.Find(PROP_ID(m_nTag)) == nullptr || Fail("a property given twice");
     }
-    if (frame.part == pRawValue) return name == "base64" || Fail("unknown member");
+    if (frame.part == EPart::RawValue) return name == "base64" || Fail("unknown member");
     for (const TMember& member : kMembers) {
         if (member.object != frame.part || name != member.name) continue;
         frame.memberIs = member.leadsTo;
@@ -278,31 +279,31 @@ bool CReader::Begin(EPart part, const TFrame& outer) {
     frame.message = outer.message;
     frame.attachment = outer.attachment;
     switch (part) {
-        case pService:
+        case EPart::Service:
             m_database.services.push_back(std::make_unique<TService>());
             break;
-        case pStore:
+        case EPart::Store:
             m_database.stores.push_back(std::make_unique<TStore>());
             m_pStore = m_database.stores.back().get();
             m_tagsByKey.clear();
             break;
-        case pNames:
+        case EPart::Names:
             if (!m_pStore->names.All().empty()) return Fail("must stand before the first named property");
             break;
-        case pAddressEntry:
+        case EPart::AddressEntry:
             m_database.addressBook.push_back(std::make_unique<TAddressEntry>());
             m_pStore = nullptr;
             m_tagsByKey.clear();
             break;
-        case pFolder: {
+        case EPart::Folder: {
             auto folder = std::make_shared<TFolder>();
             folder->store = m_pStore;
-            folder->parent = outer.part == pFolders ? outer.folder : nullptr;
+            folder->parent = outer.part == EPart::Folders ? outer.folder : nullptr;
             (folder->parent != nullptr ? folder->parent->folders.emplace_back() : m_pStore->root) = folder;
             frame.folder = folder.get();
             break;
         }
-        case pItem: {
+        case EPart::Item: {
             auto item = std::make_shared<TItem>();
             auto data = std::make_shared<TMessageData>();
             frame.message = data.get();
@@ -311,41 +312,42 @@ bool CReader::Begin(EPart part, const TFrame& outer) {
             outer.folder->items.push_back(std::move(item));
             break;
         }
-        case pAttachment: {
+        case EPart::Attachment: {
             auto attachment = std::make_shared<TAttachment>();
             attachment->number = outer.message->nextAttachment++;
             frame.attachment = attachment.get();
             outer.message->attachments.push_back(std::move(attachment));
             break;
         }
-        case pMessage: {
+        case EPart::Message: {
             auto data = std::make_shared<TMessageData>();
             frame.message = data.get();
             outer.attachment->message = std::move(data);
             break;
         }
-        case pProperties:
+        case EPart::Properties:
             switch (outer.part) {
-                case pStore:
+                case EPart::Store:
                     frame.properties = &m_pStore->properties;
                     break;
-                case pFolder:
+                case EPart::Folder:
                     frame.properties = &outer.folder->properties;
                     break;
-                case pAttachment:
+                case EPart::Attachment:
                     frame.properties = &outer.attachment->properties;
                     break;
-                case pRecipients:
+                case EPart::Recipients:
                     frame.properties = &outer.message->recipients.emplace_back();
                     break;
-                case pAddressEntry:
+                case EPart::AddressEntry:
                     frame.properties = &m_database.addressBook.back()->properties;
                     break;
                 default:
                     frame.properties = &outer.message->properties;
             }
             if (!frame.properties->Slots().empty()) return Fail("given twice");
-            frame.mayStay = outer.part == pItem || outer.part == pMessage || outer.part == pAttachment;
+            frame.mayStay =
+                outer.part == EPart::Item || outer.part == EPart::Message || outer.part == EPart::Attachment;
             m_properties.Clear();
             break;
         default:
@@ -357,17 +359,17 @@ bool CReader::Begin(EPart part, const TFrame& outer) {
 
 bool CReader::StartObject() {
     if (m_frames.empty()) {
-        m_frames.push_back({pFile});
+        m_frames.push_back({EPart::File});
         return true;
     }
     if (m_frames.size() >= kDeepest) return Fail("nested too deeply");
     TFrame& outer = m_frames.back();
-    if (outer.part == pProperties || outer.part == pElements) {
-        if (outer.part == pElements)
+    if (outer.part == EPart::Properties || outer.part == EPart::Elements) {
+        if (outer.part == EPart::Elements)
             ++outer.elements;
         else if ((m_nTag & MV_FLAG) != 0)
             return Fail("not a list");
-        m_frames.push_back({pRawValue});
+        m_frames.push_back({EPart::RawValue});
         return true;
     }
     for (const auto& list : kElements) {
@@ -375,21 +377,21 @@ bool CReader::StartObject() {
         ++outer.elements;
         return Begin(list.element, outer);
     }
-    if (outer.part == pRawValue || outer.memberIs == pValue || outer.memberIsList)
+    if (outer.part == EPart::RawValue || outer.memberIs == EPart::Value || outer.memberIsList)
         return Fail("not an object");
-    if (outer.memberIs == pFolder && m_pStore->root != nullptr) return Fail("given twice");
+    if (outer.memberIs == EPart::Folder && m_pStore->root != nullptr) return Fail("given twice");
     return Begin(outer.memberIs, outer);
 }
 
 bool CReader::StartList() {
     if (m_frames.empty()) return Fail("a mailbox file is one object");
     TFrame& outer = m_frames.back();
-    if (outer.part == pProperties && (m_nTag & MV_FLAG) != 0) {
+    if (outer.part == EPart::Properties && (m_nTag & MV_FLAG) != 0) {
         m_bytes.clear();
-        m_frames.push_back({pElements});
+        m_frames.push_back({EPart::Elements});
         return true;
     }
-    if (!outer.memberIsList || outer.part == pProperties || outer.part == pElements)
+    if (!outer.memberIsList || outer.part == EPart::Properties || outer.part == EPart::Elements)
         return Fail("not a list");
     return Begin(outer.memberIs, outer);
 }
@@ -398,27 +400,27 @@ bool CReader::EndObject() {
     const TFrame ended = std::move(m_frames.back());
     m_frames.pop_back();
     switch (ended.part) {
-        case pProperties:
+        case EPart::Properties:
             // A copy takes no more memory than it needs.
             *ended.properties = m_properties;
             break;
-        case pRawValue:
+        case EPart::RawValue:
             if (!ended.isGiven) return Fail("an object without \"base64\"");
             break;
-        case pItem:
+        case EPart::Item:
             ended.message->attachments.shrink_to_fit();
             ended.message->recipients.shrink_to_fit();
             break;
-        case pService:
+        case EPart::Service:
             if (m_database.services.back()->uid.empty()) return Fail("a service without uid");
             break;
-        case pStore:
+        case EPart::Store:
             if (m_pStore->root == nullptr) return Fail("a store without root folder");
             break;
-        case pAddressEntry:
+        case EPart::AddressEntry:
             if (m_database.addressBook.back()->id.empty()) return Fail("an address-book entry without id");
             break;
-        case pFile:
+        case EPart::File:
             if (!m_bHasFormat || !m_bHasVersion)
                 return Fail("not a mailbox file: \"format\" or \"version\" is missing");
             break;
@@ -437,7 +439,7 @@ bool CReader::EndElements() {
 /// Takes the value that was encoded into m_element as the property, or as its next element.
 bool CReader::PropertyValue(const char* problem) {
     if (problem != nullptr) return Fail(problem);
-    const bool isElement = m_frames.back().part == pElements;
+    const bool isElement = m_frames.back().part == EPart::Elements;
     if (!isElement)
         m_properties.Set(m_nTag, m_element);
     else if (FixedSize(m_nTag & ~MV_FLAG & PROP_TYPE_MASK) != 0)
@@ -458,18 +460,19 @@ bool CReader::Value(const TScalar& scalar) {
     TFrame& frame = m_frames.back();
     const ULONG single = PROP_TYPE(m_nTag) & ~MV_FLAG;
     switch (frame.part) {
-        case pProperties:
+        case EPart::Properties:
             if ((m_nTag & MV_FLAG) != 0) return Fail("not a list");
             return PropertyValue(EncodeValue(single, scalar, m_element));
-        case pElements:
+        case EPart::Elements:
             ++frame.elements;
             return PropertyValue(EncodeValue(single, scalar, m_element));
-        case pNames:
+        case EPart::Names:
             ++frame.elements;
             return TakeName(scalar);
-        case pRawValue: {
-            const char* problem =
-                scalar.kind == TScalar::kText ? EncodeRawValue(single, scalar.text, m_element) : "not base64";
+        case EPart::RawValue: {
+            const char* problem = scalar.kind == TScalar::EKind::Text
+                                      ? EncodeRawValue(single, scalar.text, m_element)
+                                      : "not base64";
             if (problem != nullptr) return Fail(problem);
             // The value belongs to what stands around the raw form.
             const TFrame raw = std::move(m_frames.back());
@@ -482,32 +485,32 @@ bool CReader::Value(const TScalar& scalar) {
         }
         default:
             if (IsList(frame.part)) ++frame.elements;
-            if (frame.memberIs != pValue || frame.name.empty()) return Fail("not an object or list");
+            if (frame.memberIs != EPart::Value || frame.name.empty()) return Fail("not an object or list");
             return MemberValue(frame, scalar);
     }
 }
 
 bool CReader::TakeText(const TScalar& scalar, std::string& text) {
-    if (scalar.kind != TScalar::kText) return Fail("not a text");
+    if (scalar.kind != TScalar::EKind::Text) return Fail("not a text");
     text = scalar.text;
     return true;
 }
 
 bool CReader::TakeName(const TScalar& scalar) {
     TName name;
-    if (scalar.kind != TScalar::kText || !ParseName(scalar.text, name)) return Fail("not a name");
+    if (scalar.kind != TScalar::EKind::Text || !ParseName(scalar.text, name)) return Fail("not a name");
     if (m_pStore->names.Find(name) != 0) return Fail("given twice");
     return m_pStore->names.FindOrAdd(name) != 0 || Fail("too many named properties in this store");
 }
 
 bool CReader::TakeFlag(const TScalar& scalar, bool& flag) {
-    if (scalar.kind != TScalar::kBoolean) return Fail("not true or false");
+    if (scalar.kind != TScalar::EKind::Boolean) return Fail("not true or false");
     flag = scalar.boolean;
     return true;
 }
 
 bool CReader::TakeId(const TScalar& scalar, std::string& id) {
-    if (scalar.kind != TScalar::kText || !FromHex(scalar.text, id)) return Fail("not hexadecimal text");
+    if (scalar.kind != TScalar::EKind::Text || !FromHex(scalar.text, id)) return Fail("not hexadecimal text");
     return (id.size() >= kShortestId && id.size() <= kLongestId) ||
            Fail("not an identifier of 5 to 255 bytes");
 }
@@ -515,14 +518,14 @@ bool CReader::TakeId(const TScalar& scalar, std::string& id) {
 bool CReader::MemberValue(TFrame& frame, const TScalar& scalar) {
     std::string text;
     switch (frame.part) {
-        case pFile:
+        case EPart::File:
             if (frame.name == "format") {
-                m_bHasFormat = scalar.kind == TScalar::kText && scalar.text == "quorvel-mailbox";
+                m_bHasFormat = scalar.kind == TScalar::EKind::Text && scalar.text == "quorvel-mailbox";
                 return m_bHasFormat || Fail("not \"quorvel-mailbox\"");
             }
-            m_bHasVersion = scalar.kind == TScalar::kUnsigned && scalar.unsignedNumber == 1;
+            m_bHasVersion = scalar.kind == TScalar::EKind::Unsigned && scalar.unsignedNumber == 1;
             return m_bHasVersion || Fail("not 1, the version that this program reads");
-        case pService: {
+        case EPart::Service: {
             TService& service = *m_database.services.back();
             if (frame.name == "uid")
                 return TakeId(scalar, service.uid) &&
@@ -532,24 +535,24 @@ bool CReader::MemberValue(TFrame& frame, const TScalar& scalar) {
                     return TakeText(scalar, text) && (service.properties.Set(entry.tag, text), true);
             return false;
         }
-        case pStore:
+        case EPart::Store:
             if (frame.name == "id") return TakeId(scalar, m_pStore->id);
             if (frame.name == "default") return TakeFlag(scalar, m_pStore->isDefault);
             return TakeId(scalar, m_pStore->serviceUid);
-        case pSpecial:
+        case EPart::Special:
             for (size_t which = 0;
                  const char* name : {"ipmSubtree", "inbox", "outbox", "sentItems", "deletedItems"}) {
                 if (frame.name == name) return TakeId(scalar, m_pStore->special[which]);
                 ++which;
             }
             return false;
-        case pFolder:
+        case EPart::Folder:
             return TakeId(scalar, frame.folder->id);
-        case pItem: {
+        case EPart::Item: {
             TItem& item = *frame.folder->items.back();
             return frame.name == "id" ? TakeId(scalar, item.id) : TakeFlag(scalar, item.associated);
         }
-        case pAddressEntry:
+        case EPart::AddressEntry:
             return TakeId(scalar, m_database.addressBook.back()->id);
         default:
             return Fail("no plain value belongs here");

@@ -18,33 +18,33 @@ bool Put(std::string& bytes, T value) {
 
 template <typename T>
 bool PutInteger(std::string& bytes, const TScalar& scalar) {
-    if (scalar.kind == TScalar::kUnsigned)
+    if (scalar.kind == TScalar::EKind::Unsigned)
         return std::in_range<T>(scalar.unsignedNumber) && Put(bytes, static_cast<T>(scalar.unsignedNumber));
-    return scalar.kind == TScalar::kSigned && std::in_range<T>(scalar.number) &&
+    return scalar.kind == TScalar::EKind::Signed && std::in_range<T>(scalar.number) &&
            Put(bytes, static_cast<T>(scalar.number));
 }
 
 bool PutReal(std::string& bytes, const TScalar& scalar, bool isSingle) {
     double value = scalar.real;
-    if (scalar.kind == TScalar::kSigned)
+    if (scalar.kind == TScalar::EKind::Signed)
         value = static_cast<double>(scalar.number);
-    else if (scalar.kind == TScalar::kUnsigned)
+    else if (scalar.kind == TScalar::EKind::Unsigned)
         value = static_cast<double>(scalar.unsignedNumber);
-    else if (scalar.kind != TScalar::kFloat)
+    else if (scalar.kind != TScalar::EKind::Float)
         return false;
     return isSingle ? Put(bytes, static_cast<float>(value)) : Put(bytes, value);
 }
 
 bool PutTime(std::string& bytes, const TScalar& scalar) {
     unsigned long long ticks = 0;
-    if (scalar.kind != TScalar::kText) return PutInteger<unsigned long long>(bytes, scalar);
+    if (scalar.kind != TScalar::EKind::Text) return PutInteger<unsigned long long>(bytes, scalar);
     return ParseTime(scalar.text, ticks) && Put(bytes, ticks);
 }
 
 }  // namespace
 
 const char* EncodeValue(ULONG type, const TScalar& scalar, std::string& bytes) {
-    const bool isText = scalar.kind == TScalar::kText;
+    const bool isText = scalar.kind == TScalar::EKind::Text;
     GUID guid;
     switch (type) {
         case PT_I2:
@@ -65,7 +65,8 @@ const char* EncodeValue(ULONG type, const TScalar& scalar, std::string& bytes) {
         case PT_APPTIME:
             return PutReal(bytes, scalar, false) ? nullptr : "not a number";
         case PT_BOOLEAN:
-            return scalar.kind == TScalar::kBoolean && Put(bytes, static_cast<unsigned short>(scalar.boolean))
+            return scalar.kind == TScalar::EKind::Boolean &&
+                           Put(bytes, static_cast<unsigned short>(scalar.boolean))
                        ? nullptr
                        : "not true or false";
         case PT_SYSTIME:

@@ -10,7 +10,9 @@ namespace mailbox {
 
 /// A number, text or boolean of the file.
 struct TScalar {
-    enum { kText, kSigned, kUnsigned, kFloat, kBoolean } kind;
+    enum class EKind { Text, Signed, Unsigned, Float, Boolean };
+
+    EKind kind;
     std::string_view text{};
     long long number = 0;
     unsigned long long unsignedNumber = 0;

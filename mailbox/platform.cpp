@@ -7,15 +7,15 @@
 namespace mailbox {
 
 CPlatformLock g_lock;
-volatile long g_alive[kKinds];
+volatile long g_alive[okCount];
 bool g_watched = false;
 const TVerdict* g_striking = nullptr;
 
 namespace {
 
-const char* const kKindNames[kKinds] = {"IMAPISession", "IMsgServiceAdmin", "IMsgStore",  "IMAPIFolder",
-                                        "IMessage",     "IAttach",          "IMAPITable", "IStream",
-                                        "IAddrBook",    "IMailUser",        "buffer"};
+const char* const kKindNames[okCount] = {"IMAPISession", "IMsgServiceAdmin", "IMsgStore",  "IMAPIFolder",
+                                         "IMessage",     "IAttach",          "IMAPITable", "IStream",
+                                         "IAddrBook",    "IMailUser",        "buffer"};
 
 struct TArmedFault {
     TFault fault;
@@ -72,14 +72,14 @@ TVerdict Observe(const TCallSite& site) {
 }
 
 TAlive WhatIsAlive() {
-    TAlive alive{0, g_alive[kBuffer]};
-    for (int kind = 0; kind < kBuffer; ++kind) alive.objects += g_alive[kind];
+    TAlive alive{0, g_alive[okBuffer]};
+    for (size_t kind = 0; kind < okBuffer; ++kind) alive.objects += g_alive[kind];
     return alive;
 }
 
 std::string DescribeAlive() {
     std::string text;
-    for (int kind = 0; kind < kKinds; ++kind) {
+    for (size_t kind = 0; kind < okCount; ++kind) {
         if (g_alive[kind] == 0) continue;
         text += (text.empty() ? "" : ", ") + std::string(kKindNames[kind]) + " x " +
                 std::to_string(g_alive[kind]);

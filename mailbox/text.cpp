@@ -200,24 +200,24 @@ int EscapedUnit(std::string_view text) {
 EEscape TakeEscape(std::string_view& text, char* utf8, size_t& length) {
     static const char letters[] = "\"\\/bfnrt";
     static const char meanings[] = "\"\\/\b\f\n\r\t";
-    if (text.size() < 2) return EEscape::kCut;
+    if (text.size() < 2) return EEscape::Cut;
     if (text[1] != 'u') {
         const char* const letter = std::strchr(letters, text[1]);
-        if (letter == nullptr || text[1] == '\0') return EEscape::kBad;
+        if (letter == nullptr || text[1] == '\0') return EEscape::Bad;
         *utf8 = meanings[letter - letters];
         length = 1;
         text.remove_prefix(2);
-        return EEscape::kWhole;
+        return EEscape::Whole;
     }
     const int first = EscapedUnit(text);
-    if (first < 0) return first == -2 ? EEscape::kCut : EEscape::kBad;
+    if (first < 0) return first == -2 ? EEscape::Cut : EEscape::Bad;
     char32_t character = static_cast<char32_t>(first);
     size_t taken = 6;
-    if (IsLowSurrogate(static_cast<wchar_t>(first))) return EEscape::kBad;
+    if (IsLowSurrogate(static_cast<wchar_t>(first))) return EEscape::Bad;
     if (IsHighSurrogate(static_cast<wchar_t>(first))) {
         const int second = EscapedUnit(text.substr(6));
-        if (second == -2) return EEscape::kCut;
-        if (second < 0 || !IsLowSurrogate(static_cast<wchar_t>(second))) return EEscape::kBad;
+        if (second == -2) return EEscape::Cut;
+        if (second < 0 || !IsLowSurrogate(static_cast<wchar_t>(second))) return EEscape::Bad;
         character = 0x10000u + ((character & 0x3FFu) << 10) + (static_cast<char32_t>(second) & 0x3FFu);
         taken = 12;
     }
@@ -225,7 +225,7 @@ EEscape TakeEscape(std::string_view& text, char* utf8, size_t& length) {
     AppendCharacter(bytes, character);
     length = bytes.copy(utf8, 4);
     text.remove_prefix(taken);
-    return EEscape::kWhole;
+    return EEscape::Whole;
 }
 
 std::string ToHex(std::string_view bytes) {

@@ -29,7 +29,7 @@ size_t AsciiBlocks(std::string_view text);
 size_t StrictCharacter(std::string_view text);
 
 /// A JSON escape, from its backslash on, that is whole, cut short, or no escape.
-enum class EEscape { kWhole, kCut, kBad };
+enum class EEscape { Whole, Cut, Bad };
 constexpr size_t kLongestEscape = 12;
 /// Takes a whole one off the front of the text; utf8 gets what it means, at most four bytes.
 EEscape TakeEscape(std::string_view& text, char* utf8, size_t& length);

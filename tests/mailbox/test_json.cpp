@@ -35,13 +35,13 @@ struct Expected : nlohmann::json_sax<nlohmann::json> {
 std::string LineOf(const mailbox::TScalar& value) {
     using mailbox::TScalar;
     switch (value.kind) {
-        case TScalar::kText:
+        case TScalar::EKind::Text:
             return "\"" + mailbox::ToHex(value.text);
-        case TScalar::kSigned:
+        case TScalar::EKind::Signed:
             return "i" + std::to_string(value.number);
-        case TScalar::kUnsigned:
+        case TScalar::EKind::Unsigned:
             return "u" + std::to_string(value.unsignedNumber);
-        case TScalar::kFloat:
+        case TScalar::EKind::Float:
             return "f" + std::to_string(value.real);
         default:
             return value.boolean ? "true" : "false";
@@ -52,7 +52,7 @@ std::string LineOf(const mailbox::TScalar& value) {
 std::string LineOf(const mailbox::TPlace& place, size_t size) {
     std::string bytes(size, '\0');
     EXPECT_TRUE(place.Load(bytes.data(), size));
-    if (place.form == mailbox::TPlace::kBase64) {
+    if (place.form == mailbox::TPlace::EForm::Base64) {
         std::string apart(size, '\0');
         for (size_t at = 0; at < size; at += 100)
             EXPECT_TRUE(place.LoadBinary(at, apart.data() + at, std::min<size_t>(100, size - at)));
@@ -71,19 +71,19 @@ std::string Scan(const std::string& text, size_t piece, mailbox::CJsonScanner::E
     for (;;) {
         scanner.MayStay(stay);
         const Scanner::EToken token = scanner.Next();
-        if (token == Scanner::tEnd) return lines;
-        if (token <= Scanner::tListEnd)
-            lines += marks[token];
-        else if (token == Scanner::tKey)
+        if (token == Scanner::EToken::End) return lines;
+        if (token <= Scanner::EToken::ListEnd)
+            lines += marks[static_cast<size_t>(token)];
+        else if (token == Scanner::EToken::Key)
             lines += mailbox::ToHex(scanner.Key()) + ":";
-        else if (token == Scanner::tValue)
+        else if (token == Scanner::EToken::Value)
             lines += LineOf(scanner.Value());
-        else if (token == Scanner::tPlace)
+        else if (token == Scanner::EToken::Place)
             lines += LineOf(*scanner.StayedAt(), static_cast<size_t>(scanner.StayedSize()));
         else
-            lines += token == Scanner::tNull ? "null" : "bad";
+            lines += token == Scanner::EToken::Null ? "null" : "bad";
         lines += "\n";
-        if (token == Scanner::tBad) return lines;
+        if (token == Scanner::EToken::Bad) return lines;
     }
 }
 
@@ -143,12 +143,13 @@ TEST(Json, WhatIsNoLongerInTheFileIsAFailureAndNothingElse) {
         const char* what;
         mailbox::TPlace place;
         HRESULT failure;
-    } cases[] = {{"it was saved without it", {&text, mailbox::TPlace::kNowhere, 300}, MAPI_E_OBJECT_DELETED},
-                 {"behind the end", {&text, 400, 300}, MAPI_E_OBJECT_CHANGED},
-                 {"far behind the end", {&text, ~0ull - 10, 300}, MAPI_E_OBJECT_CHANGED},
-                 {"beyond the end", {&text, 100, 300}, MAPI_E_OBJECT_CHANGED},
-                 {"shorter than it was", {&text, 1, 200}, MAPI_E_OBJECT_CHANGED},
-                 {"no base64 any more", {&text, 0, 300, mailbox::TPlace::kBase64}, MAPI_E_OBJECT_CHANGED}};
+    } cases[] = {
+        {"it was saved without it", {&text, mailbox::TPlace::kNowhere, 300}, MAPI_E_OBJECT_DELETED},
+        {"behind the end", {&text, 400, 300}, MAPI_E_OBJECT_CHANGED},
+        {"far behind the end", {&text, ~0ull - 10, 300}, MAPI_E_OBJECT_CHANGED},
+        {"beyond the end", {&text, 100, 300}, MAPI_E_OBJECT_CHANGED},
+        {"shorter than it was", {&text, 1, 200}, MAPI_E_OBJECT_CHANGED},
+        {"no base64 any more", {&text, 0, 300, mailbox::TPlace::EForm::Base64}, MAPI_E_OBJECT_CHANGED}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         std::string bytes(300, '\0');
