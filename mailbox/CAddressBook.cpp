@@ -1,7 +1,7 @@
-// The address book and its entries: opened by identifier and read, never changed or shown.
+#include "mailbox/CAddressBook.h"
 
 #include "mailbox/CPropObject.h"
-#include "mailbox/objects.h"
+#include "mailbox/entries.h"
 #include "mailbox/sources.h"
 
 namespace mailbox {

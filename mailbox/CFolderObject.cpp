@@ -1,13 +1,14 @@
-// Folders: their tables, their messages made, copied, moved and deleted, their subfolders. Changes are seen
-// at once.
+#include "mailbox/CFolderObject.h"
 
 #include <algorithm>
 
-#include "mailbox/mailbox_file.h"
+#include "mailbox/CMessageObject.h"
 #include "mailbox/CPropObject.h"
 #include "mailbox/CTable.h"
-#include "mailbox/objects.h"
+#include "mailbox/entries.h"
+#include "mailbox/mailbox_file.h"
 #include "mailbox/sources.h"
+#include "mailbox/text.h"
 
 namespace mailbox {
 
@@ -252,7 +253,7 @@ class CFolderObject final : public CPropObject<IMAPIFolder, okFolder> {
         if (!IsWanted(iid, {&IID_IMAPIFolder, &IID_IMAPIContainer, &IID_IMAPIProp}))
             return MAPI_E_INTERFACE_NOT_SUPPORTED;
         if (type != FOLDER_GENERIC) return MAPI_E_NO_SUPPORT;
-        const std::wstring text = CallText(name, flags);
+        const std::wstring text = CallText(name, (flags & MAPI_UNICODE) != 0);
         if (text.empty()) return MAPI_E_INVALID_PARAMETER;
         const HRESULT allowed = CheckChange();
         if (allowed != S_OK) return allowed;
@@ -264,7 +265,7 @@ class CFolderObject final : public CPropObject<IMAPIFolder, okFolder> {
         }
         CProperties properties;
         properties.Text(PR_DISPLAY_NAME, text);
-        if (comment != nullptr) properties.Text(PR_COMMENT, CallText(comment, flags));
+        if (comment != nullptr) properties.Text(PR_COMMENT, CallText(comment, (flags & MAPI_UNICODE) != 0));
         // A subfolder holds what its parent holds, until the maker says otherwise.
         const CProperties& own = m_record.folder->properties;
         if (const CProperties::TSlot* held = own.Find(PROP_ID(PR_CONTAINER_CLASS)))

@@ -1,14 +1,13 @@
-// Messages and their attachments: what is open is a copy of its own from the first change on, and others see
-// the changes when SaveChanges succeeds - of an attachment to its message, of a message to its store.
+#include "mailbox/CMessageObject.h"
 
 #include <wrl/client.h>
 
 #include <algorithm>
 
-#include "mailbox/mailbox_file.h"
 #include "mailbox/CPropObject.h"
 #include "mailbox/CTable.h"
-#include "mailbox/objects.h"
+#include "mailbox/entries.h"
+#include "mailbox/mailbox_file.h"
 #include "mailbox/sources.h"
 
 namespace mailbox {

@@ -1,9 +1,11 @@
+#include "mailbox/CPropCore.h"
+
 #include <algorithm>
 #include <cstring>
 
-#include "mailbox/buffers.h"
-#include "mailbox/CPropObject.h"
 #include "mailbox/CStream.h"
+#include "mailbox/buffers.h"
+#include "mailbox/calls.h"
 #include "mailbox/text.h"
 
 namespace mailbox {

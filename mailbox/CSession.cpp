@@ -1,11 +1,12 @@
-// Sessions: the tables of stores and services, and the ways into them.
+#include "mailbox/CSession.h"
 
-#include "mailbox/mailbox_file.h"
+#include "mailbox/CAddressBook.h"
 #include "mailbox/CPropObject.h"
+#include "mailbox/CStoreObject.h"
 #include "mailbox/CTable.h"
-#include "mailbox/objects.h"
+#include "mailbox/entries.h"
+#include "mailbox/mailbox_file.h"
 #include "mailbox/sources.h"
-#include "mailbox/text.h"
 
 namespace mailbox {
 
@@ -233,12 +234,6 @@ IMAPISession* NewSession(std::shared_ptr<CDatabase> database) {
 
 IMsgServiceAdmin* NewServiceAdmin(std::shared_ptr<CDatabase> database) {
     return new CServiceAdmin(std::move(database));
-}
-
-std::wstring CallText(const void* text, ULONG flags) {
-    if (text == nullptr) return {};
-    if ((flags & MAPI_UNICODE) != 0) return static_cast<const wchar_t*>(text);
-    return ToWide(FromAnsi(static_cast<const char*>(text)));
 }
 
 }  // namespace mailbox

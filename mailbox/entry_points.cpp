@@ -1,9 +1,9 @@
 // The platform's functions.
 
+#include "mailbox/CSession.h"
 #include "mailbox/buffers.h"
 #include "mailbox/calls.h"
 #include "mailbox/mailbox_file.h"
-#include "mailbox/objects.h"
 #include "mailbox/platform_headers.h"
 
 using namespace mailbox;

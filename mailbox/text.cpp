@@ -157,6 +157,12 @@ std::string FromAnsi(std::string_view ansi) {
     return FromWide(wide);
 }
 
+std::wstring CallText(const void* text, bool isWide) {
+    if (text == nullptr) return {};
+    if (isWide) return static_cast<const wchar_t*>(text);
+    return ToWide(FromAnsi(static_cast<const char*>(text)));
+}
+
 size_t StrictCharacter(std::string_view text) {
     std::string_view rest = text;
     const char32_t character = TakeCharacter(rest);

@@ -19,6 +19,8 @@ std::string FromWide(std::wstring_view wide);
 /// Characters that the code page lacks become its default character.
 std::string ToAnsi(std::string_view utf8);
 std::string FromAnsi(std::string_view ansi);
+/// Text that a call brings, wide or of the code page. Null gives an empty text.
+std::wstring CallText(const void* text, bool isWide);
 /// Whether the text is UTF-8 as others understand it: no lone surrogates, nothing malformed.
 bool IsStrictUtf8(std::string_view text);
 

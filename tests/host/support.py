@@ -16,6 +16,8 @@ import jsonschema
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WINE = ROOT / "cmake" / "wine"
 BIN = pathlib.Path(os.environ.get("QUORVEL_BIN", ROOT / "build" / "release" / "bin"))
+# What takes long and runs no line that others do not: the release build has it alone.
+sweep = unittest.skipIf(os.environ.get("QUORVEL_SWEEPS") == "no", "a long sweep, which the release build runs")
 SAMPLES = ROOT / "samples"
 SCHEMAS = ROOT / "docs" / "schemas"
 

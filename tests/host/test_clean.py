@@ -7,7 +7,7 @@ import signal
 import time
 import unittest
 
-from support import MODIFIED, HostTest, attachment, folder, inventory, mail, mailbox
+from support import MODIFIED, HostTest, attachment, folder, inventory, mail, mailbox, sweep
 
 KEY = "300B0102"
 
@@ -96,6 +96,7 @@ class Clean(HostTest):
             states.append((f"{done} moves", self.box.read_bytes(), self.undo.read_bytes().splitlines(keepends=True) if done else []))
         return states
 
+    @sweep
     def test_undo_after_an_end_at_every_step(self) -> None:
         """The program ends behind each line of the undo file, or within it, and behind each move."""
         def is_move(line: bytes) -> bool:
@@ -124,6 +125,7 @@ class Clean(HostTest):
                 self.assertIn("0 items put back", self.undo_with(b"".join(whole[:count])))
                 self.assert_as_before(f"the old mailbox, {count} lines of the undo file")
 
+    @sweep
     def test_killed_at_every_write(self) -> None:
         """The run and the undo of it, killed before each byte of the undo file and of the mailbox, then undone (again)."""
         self.clean()

@@ -12,7 +12,7 @@ import unittest
 import unittest.mock
 
 from support import (BIRTHDAY, BODY, CLASS, HOME, LAST, MARKS, NICKNAME, READ, ROOT, SENT, STATUS, HostTest, attachment, bared, contact, folder, items, mail,
-                     mailbox, settled)
+                     mailbox, settled, sweep)
 
 COMMON, ADDRESS, PUBLIC = (f"{{{n}-0000-0000-C000-000000000046}}:" for n in ("00062008", "00062004", "00020329"))
 APPOINTMENT = "{00062002-0000-0000-C000-000000000046}:"
@@ -291,6 +291,7 @@ class Merge(HostTest):
         self.assertEqual({key: own.get(key) for key in values}, values)
         self.take_back(box, "every type")
 
+    @sweep
     def test_an_end_at_any_moment(self) -> None:
         box = self.write_small()
         self.clean()
