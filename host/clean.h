@@ -1,10 +1,10 @@
 #pragma once
-// The `clean` command: moves the duplicates that a scan found to a folder, never deleting, and puts them
-// back.
+// The `clean` command: moves the duplicates that a scan found to a folder, never deleting. Undo
+// (undo.h) puts them back.
 //
 // The undo file is written as the moves go: a line before each move with everything that is needed to find
 // the item again, flushed to the disk. Killed at any moment, the file names every item that may have moved.
-// Both commands close the session themselves: what they count as moved is saved.
+// Clean closes the session itself: what it counts as moved is saved.
 
 #include <map>
 #include <string>
@@ -37,10 +37,5 @@ struct TMoved {
 /// fails its duplicates stay. Throws Failure: for a plan that moves what it keeps or that is of
 /// another mailbox, before anything is done; and when nothing could be saved, which the undo file then says.
 TMoved Clean(CSession& session, TPlan& plan, const TCleanOptions& options, CProgress& progress);
-
-/// Puts back what a run of Clean moved and completed, whole or killed. Items that are in their place are passed over; those
-/// that are not put back are named, and counted as refused. Throws Failure when the file is none of ours, was
-/// changed or belongs to another mailbox, before anything is moved; and when nothing could be saved.
-TMoved Undo(CSession& session, const std::string& undoFile, CProgress& progress);
 
 }  // namespace host

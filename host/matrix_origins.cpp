@@ -1,9 +1,10 @@
+#include "host/matrix_origins.h"
+
 #include <algorithm>
 #include <functional>
 #include <set>
 
 #include "host/losses.h"
-#include "host/matrix_view.h"
 #include "host/merge_plan.h"
 #include "host/show_value.h"
 

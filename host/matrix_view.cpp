@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/attachments.h"
+#include "host/matrix_origins.h"
 #include "host/show_value.h"
 #include "host/text.h"
 #include "quorvel.h"

@@ -46,17 +46,6 @@ enum class EMatrixItems {
 TMatrixView BuildMatrix(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& items,
                         const TDefinitions& definitions, size_t limit, EMatrixItems known);
 
-/// From where each row's value comes when all items are merged into one of them, whatever conflicts. equal: by the
-/// definitions. Leaves the rows as they are when an item cannot be read.
-void AddOrigins(TMatrixView& view, CItemReader& reader, const std::vector<TItem>& items,
-                const TDefinitions& definitions, bool areEqual, size_t into = 0);
-/// The same where no item has what that one lacks.
-void AddOriginsWithoutLosses(TMatrixView& view);
-/// "A", "A+B", "A, not B"; empty when no item has a value.
-std::string OriginText(const TMatrixRow& row);
-/// The same with numbers: "1+2".
-std::string OriginNumbers(const TMatrixRow& row);
-
 /// The matrix as a table for a terminal.
 std::string MatrixTable(const TMatrixView& view, const TCatalog& catalog, const std::vector<TItem>& items);
 

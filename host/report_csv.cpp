@@ -1,6 +1,7 @@
+#include "host/report_csv.h"
+
 #include <string_view>
 
-#include "host/reports.h"
 #include "host/text.h"
 
 namespace host {

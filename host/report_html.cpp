@@ -1,12 +1,13 @@
+#include "host/report_html.h"
+
 #include <algorithm>
 #include <map>
 #include <optional>
 
 #include "host/html.h"
-#include "host/matrix_view.h"
+#include "host/matrix_origins.h"
 #include "host/page_data.h"
 #include "host/page_files.h"
-#include "host/reports.h"
 #include "host/text.h"
 
 namespace host {

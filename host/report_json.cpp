@@ -1,6 +1,7 @@
+#include "host/report_json.h"
+
 #include <nlohmann/json.hpp>
 
-#include "host/reports.h"
 #include "host/text.h"
 
 namespace host {

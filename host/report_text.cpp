@@ -1,6 +1,7 @@
+#include "host/report_text.h"
+
 #include <cstdio>
 
-#include "host/reports.h"
 #include "host/text.h"
 
 namespace host {

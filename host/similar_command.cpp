@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 
+#include "host/similar_not_same.h"
 #include "host/text.h"
 #include "quorvel.h"
 
@@ -298,13 +299,6 @@ TSimilarResult FindSimilar(IMAPISession* session, const TSimilarOptions& options
 uint32_t MostFilled(const TSimilarResult& result, const TCluster& cluster) {
     return *std::max_element(cluster.contacts.begin(), cluster.contacts.end(),
                              [&](uint32_t a, uint32_t b) { return result.filled[a] < result.filled[b]; });
-}
-
-std::string NotSameLine(const TSimilarResult& result, const TCluster& cluster) {
-    std::string line;
-    for (const uint32_t contact : cluster.contacts)
-        line += (line.empty() ? "" : " <> ") + result.contacts[contact].entryId;
-    return line;
 }
 
 std::string NameOf(const TSimilarResult& result, uint32_t contact) {

@@ -46,20 +46,10 @@ struct TSimilarResult {
 /// what was found until then.
 TSimilarResult FindSimilar(IMAPISession* session, const TSimilarOptions& options, CProgress& progress);
 
-/// Lines of contacts that are not one person, `A <> B <> C`, each by entry identifier or "Folder#number". Throws
-/// Failure for a file or a line that cannot be read; contacts that are no more are counted.
-void ReadNotSame(const std::string& path, TSimilarResult* result);
-
 /// The contact of a cluster that has most filled; of several the first.
 uint32_t MostFilled(const TSimilarResult& result, const TCluster& cluster);
-/// Its members as a line for the file of those that are not the same.
-std::string NotSameLine(const TSimilarResult& result, const TCluster& cluster);
 /// Why a cluster was parted, in a sentence.
 std::string CutText(const TSimilarResult& result, const TCut& cut);
 std::string NameOf(const TSimilarResult& result, uint32_t contact);
-
-std::string SimilarText(const TSimilarResult& result, bool pairs);
-std::string SimilarJson(IMAPISession* session, const TSimilarResult& result, bool pairs, CProgress& progress);
-std::string SimilarHtml(IMAPISession* session, const TSimilarResult& result, CProgress& progress);
 
 }  // namespace host

@@ -1,9 +1,10 @@
-// What was found of contacts, as one HTML file.
+#include "host/similar_html.h"
 
 #include <algorithm>
 
 #include "host/html.h"
-#include "host/similar_command.h"
+#include "host/matrix_origins.h"
+#include "host/similar_not_same.h"
 #include "host/similar_values.h"
 #include "host/text.h"
 
@@ -11,7 +12,6 @@ namespace host {
 
 namespace {
 
-constexpr size_t kValueLimit = 4000;
 constexpr size_t kNamesOfList = 40;
 constexpr size_t kNoCluster = static_cast<size_t>(-1);
 
@@ -38,15 +38,6 @@ std::string ListHtml(const TSimilarResult& result, size_t index) {
     if (shown < list.contacts.size())
         html += "<li>and " + std::to_string(list.contacts.size() - shown) + " more</li>";
     return html + "</ul></details>\n";
-}
-
-std::vector<TItem> SideBySide(const TSimilarResult& result, const TCluster& cluster) {
-    std::vector<TItem> items;
-    for (const uint32_t contact : cluster.contacts) {
-        if (items.size() == kContactsSideBySide) break;
-        items.push_back(result.contacts[contact]);
-    }
-    return items;
 }
 
 // Into the fullest contact, when it is one of those side by side.
@@ -127,18 +118,6 @@ std::string ItemsHtml(const TSimilarResult& result, const char* heading,
 }
 
 }  // namespace
-
-std::optional<TMatrixView> ValuesOf(IMAPISession* session, const TSimilarResult& result, size_t cluster) {
-    if (cluster >= kClustersWithValues) return std::nullopt;
-    const std::vector<TItem> items = SideBySide(result, result.clusters[cluster]);
-    try {
-        return BuildMatrix(session, result.catalog, items,
-                           LoadDefinitions(BuiltInDefinitions(EKind::Contact)), kValueLimit,
-                           EMatrixItems::Resembling);
-    } catch (const TFailure&) {
-        return std::nullopt;
-    }
-}
 
 std::string SimilarHtml(IMAPISession* session, const TSimilarResult& result, CProgress& progress) {
     std::string html = HtmlHead("quorvel similar", "Contacts that resemble one another") + "<header><h1>" +

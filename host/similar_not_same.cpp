@@ -1,9 +1,10 @@
+#include "host/similar_not_same.h"
+
 #include <filesystem>
 #include <fstream>
 #include <string_view>
 #include <unordered_map>
 
-#include "host/similar_command.h"
 #include "host/text.h"
 
 namespace host {
@@ -92,6 +93,13 @@ void ReadNotSame(const std::string& path, TSimilarResult* result) {
                 if (contacts[i] != contacts[k]) result->notSame.insert(std::minmax(contacts[i], contacts[k]));
     }
     if (stream.bad()) throw TFailure("The file \"" + path + "\" cannot be read.");
+}
+
+std::string NotSameLine(const TSimilarResult& result, const TCluster& cluster) {
+    std::string line;
+    for (const uint32_t contact : cluster.contacts)
+        line += (line.empty() ? "" : " <> ") + result.contacts[contact].entryId;
+    return line;
 }
 
 }  // namespace host

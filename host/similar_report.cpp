@@ -1,11 +1,11 @@
-// What was found of contacts, as text and as JSON.
+#include "host/similar_report.h"
 
 #include <algorithm>
 
 #include <nlohmann/json.hpp>
 
 #include "host/matrix_view.h"
-#include "host/similar_command.h"
+#include "host/similar_not_same.h"
 #include "host/similar_values.h"
 #include "host/text.h"
 

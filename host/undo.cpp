@@ -1,3 +1,5 @@
+#include "host/undo.h"
+
 #include <mapitags.h>
 
 #include <algorithm>
@@ -6,7 +8,6 @@
 #include <optional>
 #include <set>
 
-#include "host/clean.h"
 #include "host/item_moves.h"
 #include "host/merge_item.h"
 #include "host/text.h"
