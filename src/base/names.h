@@ -56,7 +56,7 @@ enum EName : unsigned {
     nameLinks,
     nameKeywords,
     nameCrmId,
-    kNameCount
+    nameCount
 };
 
 struct TName {
@@ -106,8 +106,8 @@ inline constexpr TName kNameTable[] = {
     {nameKeywords, kSetPublicStrings, 0, L"Keywords", PT_MV_UNICODE},
     {nameCrmId, kSetPublicStrings, 0, L"crmid", PT_STRING8},
 };
-static_assert(std::size(kNameTable) == kNameCount && [] {
-    for (unsigned i = 0; i < kNameCount; ++i)
+static_assert(std::size(kNameTable) == nameCount && [] {
+    for (unsigned i = 0; i < nameCount; ++i)
         if (kNameTable[i].name != i) return false;
     return true;
 }());
@@ -138,7 +138,7 @@ enum EPhone : unsigned {
     phoneOther,
     phoneOtherFax,
     phoneTtytdd,
-    kPhoneCount
+    phoneCount
 };
 inline constexpr ULONG kPhoneTags[] = {
     PR_CAR_TELEPHONE_NUMBER_W,        // phoneCar
@@ -161,6 +161,6 @@ inline constexpr ULONG kPhoneTags[] = {
     PR_PRIMARY_FAX_NUMBER_W,          // phoneOtherFax
     PR_TTYTDD_PHONE_NUMBER_W,         // phoneTtytdd
 };
-static_assert(std::size(kPhoneTags) == kPhoneCount);
+static_assert(std::size(kPhoneTags) == phoneCount);
 
 }  // namespace base

@@ -22,9 +22,9 @@ namespace {
 
 constexpr LONG kMinutesPerDay = 1440;
 
-enum EField : size_t { fieldDuration, fieldStart, fieldEnd, fieldAllDay, kFields };
+enum EField : size_t { fieldDuration, fieldStart, fieldEnd, fieldAllDay, fieldCount };
 // The flag is last: it is read only when somebody asks for it.
-constexpr EName kFieldNames[kFields] = {nameApntDuration, nameApntStart, nameApntEnd, nameApntAllDay};
+constexpr EName kFieldNames[fieldCount] = {nameApntDuration, nameApntStart, nameApntEnd, nameApntAllDay};
 
 /// Whether the two times lie on different days at the same second of the day.
 bool SpanWholeDays(const FILETIME& start, const FILETIME& end, const char* tag) {
@@ -81,7 +81,7 @@ HRESULT AllDayEventLikeEx(IMessage* item, int* allDayLike, int askAllDayFlag, in
 
     // All that a step may need is read in one request; what a step does not reach may be unreadable.
     const bool readFlag = askAllDayFlag || allDayFlag;
-    const CNamedValues fields(item, {kFieldNames, readFlag ? kFields : fieldAllDay}, names);
+    const CNamedValues fields(item, {kFieldNames, readFlag ? fieldCount : fieldAllDay}, names);
     if (!calls(NotFoundIsNone(fields.Lookup()), lookupFailed)) return calls.result;
     if (!calls(NotFoundIsNone(fields.Read()), readFailed)) return calls.result;
 

@@ -30,7 +30,7 @@ enum EPropEx : unsigned {
 };
 inline constexpr unsigned kAddressKinds = 3;
 inline constexpr unsigned kEmailKinds = 3;
-inline constexpr unsigned kPhoneKinds = base::kPhoneCount;
+inline constexpr unsigned kPhoneKinds = base::phoneCount;
 inline constexpr unsigned kSenderKinds = 4;
 
 /// Display name; "unknown" and an error line for any other id.

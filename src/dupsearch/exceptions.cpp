@@ -22,7 +22,7 @@ constexpr char kPrepareTag[] = "CDuplicateSearch.OnFirstAdd";
 constexpr size_t kUsualSpare = 80;
 
 constexpr uint32_t kPersonalPhones =
-    ((1u << kPhoneCount) - 1) & ~(1u << phoneBusiness | 1u << phoneBusiness2 | 1u << phoneBusinessFax |
+    ((1u << phoneCount) - 1) & ~(1u << phoneBusiness | 1u << phoneBusiness2 | 1u << phoneBusinessFax |
                                   1u << phoneCompany | 1u << phoneTelex | 1u << phoneAssistant);
 
 // ---- What the rules read

@@ -19,9 +19,9 @@ namespace {
 
 constexpr char kTag[] = "CDuplicateSearch.CalcODProps_RecurApntIndex_";
 
-enum class ERead { kFound, kNotFound, kFailed };
+enum class ERead { Found, NotFound, Failed };
 struct TNamedRead {
-    ERead outcome = ERead::kFailed;
+    ERead outcome = ERead::Failed;
     MapiBuffer<SPropValue> value;
 };
 
@@ -35,7 +35,7 @@ TNamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
         return read;
     }
     if (tag == 0) {
-        read.outcome = ERead::kNotFound;
+        read.outcome = ERead::NotFound;
         return read;
     }
     hr = store::GetPropValue(item, tag, store::Out(read.value));
@@ -45,15 +45,15 @@ TNamedRead ReadNamed(IMessage* item, EName name, CNames& names) {
     }
     const bool missing =
         PROP_TYPE(read.value->ulPropTag) == PT_ERROR && read.value->Value.err == MAPI_E_NOT_FOUND;
-    read.outcome = missing ? ERead::kNotFound : ERead::kFound;
+    read.outcome = missing ? ERead::NotFound : ERead::Found;
     return read;
 }
 
 /// A start that could not be read counts as one with a time of day.
 bool StartHasTimeOfDay(IMessage* item, CNames& names) {
     const TNamedRead read = ReadNamed(item, nameApntStart, names);
-    if (read.outcome == ERead::kNotFound) g_Log.Warning(kTag, "Prop Start is not exists\n");
-    if (read.outcome != ERead::kFound) return true;
+    if (read.outcome == ERead::NotFound) g_Log.Warning(kTag, "Prop Start is not exists\n");
+    if (read.outcome != ERead::Found) return true;
     const SPropValue* const lpvalStart = read.value.get();
     switch (PROP_TYPE(lpvalStart->ulPropTag)) {
         case PT_SYSTIME:
@@ -85,8 +85,8 @@ bool StartHasTimeOfDay(IMessage* item, CNames& names) {
 
 short CalcRecurIndex(IMessage* item, CNames& names) {
     const TNamedRead read = ReadNamed(item, nameApntRecurring, names);
-    if (read.outcome == ERead::kNotFound) return 0;
-    if (read.outcome == ERead::kFailed) return 1;
+    if (read.outcome == ERead::NotFound) return 0;
+    if (read.outcome == ERead::Failed) return 1;
     const SPropValue* const valIsRecurring = read.value.get();
     switch (PROP_TYPE(valIsRecurring->ulPropTag)) {
         case PT_BOOLEAN:

@@ -12,7 +12,7 @@ class CStoreNames final : public compare::CNames {
     ULONG Find(base::EName name) const override { return m_tags[name]; }
 
   private:
-    ULONG m_tags[base::kNameCount] = {};  // with the names' types
+    ULONG m_tags[base::nameCount] = {};  // with the names' types
 };
 
 }  // namespace items

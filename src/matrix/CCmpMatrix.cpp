@@ -26,7 +26,8 @@ constexpr char kAdd[] = "CCmpMatrix.Add";
 constexpr char kFindStreamEqual[] = "CCmpMatrix.FindStreamEqual";
 constexpr char kBuildAttachMatrix[] = "CCmpMatrix.BuildAttachMatrix";
 constexpr int kNotFound = -1;
-enum : unsigned { kPlain = 0, kStream = 1 };
+constexpr unsigned kPlain = 0;
+constexpr unsigned kStream = 1;
 
 }  // namespace
 

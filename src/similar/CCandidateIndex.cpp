@@ -179,11 +179,11 @@ void CCandidateIndex::Create(const TContactFields& fields, const TRuleTables& ta
         };
         const bool isDate = fields.IsDate(field);
         if (field == indexes.Notes || (!isDate && fields.TypeOf(field) != PT_UNICODE)) continue;
-        const EKeys keys = isDate                     ? keysOfDay
-                           : has(Last7Digits)         ? keysOfPhone
-                           : ComparesByUnits(methods) ? keysOfUnits
-                           : has(HttpUrlCompare)      ? keysOfUrl
-                                                      : keysOfText;
+        const EKeys keys = isDate                     ? EKeys::Day
+                           : has(Last7Digits)         ? EKeys::Phone
+                           : ComparesByUnits(methods) ? EKeys::Units
+                           : has(HttpUrlCompare)      ? EKeys::Url
+                                                      : EKeys::Text;
         m_fields.push_back({field, spaceOf(field), keys, has(StartWith)});
         m_unkeyed &= ~SetOf(field);
     }
@@ -208,7 +208,7 @@ CCandidateIndex::TKeys CCandidateIndex::Prepare(const TItemProps& contact, const
 
 void CCandidateIndex::PrepareField(const TKeyedField& keyed, const TItemProps& contact,
                                    const CUnitWeights& weights, TKeys& keys) const {
-    if (keyed.keys == keysOfDay) {
+    if (keyed.keys == EKeys::Day) {
         PrepareDay(keyed, contact.values[keyed.field], keys);
         return;
     }
@@ -228,14 +228,14 @@ void CCandidateIndex::PrepareField(const TKeyedField& keyed, const TItemProps& c
     };
     const auto prepareUnits = [&](const TText& of) { PrepareUnits(keyed, of, weights, keys); };
     switch (keyed.keys) {
-        case keysOfUnits:
+        case EKeys::Units:
             prepareUnits(text.whole);
             break;
-        case keysOfPhone:
+        case EKeys::Phone:
             prepareKey(text.whole, roleKey);
             ForEachPhoneText(text, prepareUnits);
             break;
-        case keysOfUrl:
+        case EKeys::Url:
             if (text.part.length > 0) prepareKey(text.part, rolePart);
             [[fallthrough]];
         default:
@@ -372,7 +372,7 @@ void CCandidateIndex::CollectField(const TKeyedField& keyed, const TItemProps& s
                                    const CUnitWeights& weights) {
     const TFieldSet field = SetOf(keyed.field);
     BeginLook();
-    if (keyed.keys == keysOfDay) {
+    if (keyed.keys == EKeys::Day) {
         const SPropValue& value = searchBy.values[keyed.field];
         if (PROP_TYPE(value.ulPropTag) != PT_SYSTIME) return;
         const int64_t day = DayOf(value.Value.ft);
@@ -384,14 +384,14 @@ void CCandidateIndex::CollectField(const TKeyedField& keyed, const TItemProps& s
     if (text.IsEmpty()) return;
     const auto collectUnits = [&](const TText& of) { CollectUnits(keyed, of, weights); };
     switch (keyed.keys) {
-        case keysOfUnits:
+        case EKeys::Units:
             collectUnits(text.whole);
             break;
-        case keysOfPhone:
+        case EKeys::Phone:
             CollectTag(Tag(keyed.space, roleKey, text.whole.key), field);
             ForEachPhoneText(text, collectUnits);
             break;
-        case keysOfUrl:
+        case EKeys::Url:
             CollectTag(Tag(keyed.space, rolePart, text.part.key), field);
             [[fallthrough]];
         default:

@@ -81,7 +81,7 @@ class CCandidateIndex {
 
   private:
     static constexpr unsigned kNone = ~0u;
-    enum EKeys : uint8_t { keysOfText, keysOfUrl, keysOfUnits, keysOfPhone, keysOfDay };
+    enum class EKeys : uint8_t { Text, Url, Units, Phone, Day };
 
     /// A field that is filed, and the methods that its keys stand for.
     struct TKeyedField {

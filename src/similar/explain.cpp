@@ -126,7 +126,7 @@ void LogRuleTable(const TContactFields& fields, const TRuleTable& table) {
         const wchar_t* const first = fields.Name(rule.first);
         const wchar_t* const second = rule.second != -1 ? fields.Name(rule.second) : nullptr;
         ++number;
-        if (table.kind == rkPairs)
+        if (table.kind == ERuleKind::Pairs)
             g_Log.Extra(L"%s%02d. %s + %s\n", kRuleEntryIndent, number, first, second);
         else if (second)
             g_Log.Extra(L"%s%02d. %s / %s\n", kRuleEntryIndent, number, first, second);

@@ -177,16 +177,16 @@ struct TTableRow {
 
 // In the order of ERuleTable.
 constexpr TTableRow kTables[] = {
-    {L"StrictPairs", rkPairs, kStrictPairs},
-    {L"StrictFields If SameCompanyContacts", rkFields, kCompanyFields},
-    {L"StrictPairs if LNameFilterPassed", rkPairs, kLastNameStrictPairs},
-    {L"StrictPairs if AnyField", rkPairs, kAnyFieldPairs},
-    {L"StrictPairs if LNameFilterPassed and AnyField", rkPairs, kLastNameAnyFieldPairs},
-    {L"AnyFields", rkFields, {}},
-    {L"SuggestedPair if both props are similar(not exact)", rkPairs, kSuggestedPair},
-    {L"SuggestedFields", rkFields, kSuggestedFields},
-    {L"SuggestedFields  If LNameFilterPassed", rkFields, kLastNameSuggestedFields},
-    {L"Suggested2Fields If LNameFilterPassed", rkFields, kLastNameTwoFields},
+    {L"StrictPairs", ERuleKind::Pairs, kStrictPairs},
+    {L"StrictFields If SameCompanyContacts", ERuleKind::Fields, kCompanyFields},
+    {L"StrictPairs if LNameFilterPassed", ERuleKind::Pairs, kLastNameStrictPairs},
+    {L"StrictPairs if AnyField", ERuleKind::Pairs, kAnyFieldPairs},
+    {L"StrictPairs if LNameFilterPassed and AnyField", ERuleKind::Pairs, kLastNameAnyFieldPairs},
+    {L"AnyFields", ERuleKind::Fields, {}},
+    {L"SuggestedPair if both props are similar(not exact)", ERuleKind::Pairs, kSuggestedPair},
+    {L"SuggestedFields", ERuleKind::Fields, kSuggestedFields},
+    {L"SuggestedFields  If LNameFilterPassed", ERuleKind::Fields, kLastNameSuggestedFields},
+    {L"Suggested2Fields If LNameFilterPassed", ERuleKind::Fields, kLastNameTwoFields},
 };
 static_assert(std::size(kTables) == rtCount);
 

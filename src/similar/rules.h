@@ -14,7 +14,7 @@ struct TRule {
     int second;
 };
 
-enum ERuleKind { rkPairs, rkFields };
+enum class ERuleKind { Pairs, Fields };
 
 enum ERuleTable : int {
     rtStrictPairs,
