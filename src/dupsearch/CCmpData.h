@@ -167,8 +167,8 @@ class CCmpData {
     std::vector<TSubValueNode> m_nodeSubValues;
 
     compare::CTextHash& m_textHash;
-    CHashIndex m_nodes;          // by the hash of their value
-    CHashIndex m_wholes;         // of streams that share their heads, by the hash of the whole
+    base::CHashIndex m_nodes;    // by the hash of their value
+    base::CHashIndex m_wholes;   // of streams that share their heads, by the hash of the whole
     CItems* m_pItems = nullptr;  // whose streams are filed
     const items::CDefinedTags* m_pTags = nullptr;
     bool m_bHashed = true;  // all nodes are in m_nodes

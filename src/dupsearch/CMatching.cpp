@@ -10,6 +10,7 @@
 
 namespace dupsearch {
 
+using base::CTuples;
 using logging::g_Log;
 
 namespace {

@@ -17,7 +17,7 @@ class CMatching {
 
     /// An item that is about to be filed, as it is matched. ruleFacts: what the exception rules read of it. memory:
     /// for the result.
-    TMatchedItem Look(const TItem& item, std::span<const TFiling> filings, CTuples::Tuple ruleFacts,
+    TMatchedItem Look(const TItem& item, std::span<const TFiling> filings, base::CTuples::Tuple ruleFacts,
                       std::pmr::memory_resource& memory);
     /// The profiles whose items all equal the item: of all, or of these alone.
     std::vector<uint32_t> FindEquals(const TMatchedItem& item);

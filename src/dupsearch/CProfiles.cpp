@@ -6,6 +6,8 @@
 
 namespace dupsearch {
 
+using base::CHashIndex;
+using base::CTuples;
 CProfiles::CProfiles(const CompareData& compareData)
     : m_compareData(compareData), m_nodeHeads(compareData.size()), m_emptyHeads(compareData.size(), kNone) {}
 
@@ -102,7 +104,7 @@ void CProfiles::AddProperties() {
         states.insert(states.end(), old.begin(), old.end() - 1);
         for (size_t p = before; p < now; ++p) {
             const uint32_t node = m_compareData[p]->Tree().NodeOf(First(profile));
-            states.push_back(node == dupsearch::kNone ? kEmpty : node);
+            states.push_back(node == base::kNone ? kEmpty : node);
         }
         states.push_back(old.back());
         // One that no other item joins is found by nobody.

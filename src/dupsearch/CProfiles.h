@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "dupsearch/CCmpData.h"
-#include "dupsearch/CTuples.h"
+#include "base/CTuples.h"
 
 namespace dupsearch {
 
@@ -28,7 +28,7 @@ class CProfiles {
 
     /// The states of an item that is about to be filed: in each compared property a node, or what stands for a
     /// set of nodes, or one of the above; last a number for what the rules read.
-    States StatesOf(std::span<const TFiling> filings, CTuples::Tuple ruleFacts,
+    States StatesOf(std::span<const TFiling> filings, base::CTuples::Tuple ruleFacts,
                     std::pmr::memory_resource& memory);
     /// The profile of these states, or kNone.
     uint32_t Find(std::span<const uint32_t> states) const;
@@ -120,9 +120,9 @@ class CProfiles {
 
     const CompareData& m_compareData;
     std::vector<uint32_t> m_states;  // of one profile after the other
-    CHashIndex m_profiles;           // by the hash of their states
-    CTuples m_sets;                  // nodes of each set
-    CTuples m_ruleFacts;
+    base::CHashIndex m_profiles;     // by the hash of their states
+    base::CTuples m_sets;            // nodes of each set
+    base::CTuples m_ruleFacts;
     uint32_t m_nCount = 0;              // of profiles
     std::vector<uint32_t> m_profileOf;  // by item; kNone: it was not appended
     // The lists of items, as far as somebody asked for them: most items find no equal.

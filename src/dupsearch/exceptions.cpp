@@ -23,7 +23,7 @@ constexpr size_t kUsualSpare = 80;
 
 constexpr uint32_t kPersonalPhones =
     ((1u << phoneCount) - 1) & ~(1u << phoneBusiness | 1u << phoneBusiness2 | 1u << phoneBusinessFax |
-                                  1u << phoneCompany | 1u << phoneTelex | 1u << phoneAssistant);
+                                 1u << phoneCompany | 1u << phoneTelex | 1u << phoneAssistant);
 
 // ---- What the rules read
 

@@ -121,7 +121,7 @@ int Search_GetBuildChange(HSearch handle, int index, unsigned* kind, const char*
     const TBuildChange& change = search.Changes()[static_cast<size_t>(index)];
     *kind = change.kind;
     PointToIds(&search.Item(change.original), originalId, originalStoreId);
-    PointToIds(change.duplicate == dupsearch::kNone ? nullptr : &search.Item(change.duplicate), duplicateId,
+    PointToIds(change.duplicate == base::kNone ? nullptr : &search.Item(change.duplicate), duplicateId,
                duplicateStoreId);
     *position = change.position;
     return 1;

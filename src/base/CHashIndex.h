@@ -9,8 +9,9 @@
 
 #include "base/room.h"
 
-namespace dupsearch {
+namespace base {
 
+/// No number.
 inline constexpr uint32_t kNone = 0xFFFFFFFF;
 
 class CHashIndex {
@@ -28,7 +29,7 @@ class CHashIndex {
     }
     /// Makes room, so that entering numbers up to this one cannot fail.
     void MakeRoomFor(uint32_t number) {
-        base::MakeRoom(m_hashes, size_t{number} + 1);
+        MakeRoom(m_hashes, size_t{number} + 1);
         if (number >= m_nMask || (size_t{number} + 1) * 2 > m_slots.size()) Grow(number);
     }
     /// Enters a number that was not entered before, and for which there is room.
@@ -70,4 +71,4 @@ class CHashIndex {
     std::vector<uint32_t> m_hashes;  // by number; kNone: it was left out
 };
 
-}  // namespace dupsearch
+}  // namespace base

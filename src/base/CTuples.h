@@ -5,9 +5,10 @@
 #include <span>
 #include <vector>
 
-#include "dupsearch/CHashIndex.h"
+#include "base/CHashIndex.h"
+#include "base/room.h"
 
-namespace dupsearch {
+namespace base {
 
 class CTuples {
   public:
@@ -34,8 +35,8 @@ class CTuples {
             m_index.Find(hash, [&](uint32_t number) { return std::ranges::equal((*this)[number], tuple); });
         if (known != kNone) return known;
         const uint32_t number = Count();
-        base::MakeRoom(m_words, m_words.size() + tuple.size());
-        base::MakeRoom(m_ends, m_ends.size() + 1);
+        MakeRoom(m_words, m_words.size() + tuple.size());
+        MakeRoom(m_ends, m_ends.size() + 1);
         m_index.MakeRoomFor(number);
         m_words.insert(m_words.end(), tuple.begin(), tuple.end());
         m_ends.push_back(static_cast<uint32_t>(m_words.size()));
@@ -49,4 +50,4 @@ class CTuples {
     CHashIndex m_index;
 };
 
-}  // namespace dupsearch
+}  // namespace base
