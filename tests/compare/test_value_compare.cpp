@@ -218,6 +218,7 @@ TEST(ValueCompare, IntersectionOfMultiValuedTexts) {
     } rows[] = {
         {"without regard to case", {L"", L"x"}, {L"X"}, cmExact, 1},
         {"empty texts are shared with none", {L""}, {L""}, cmExact, 0},
+        {"nor with one of which nothing is seen", {L""}, {L"\x00AD"}, cmExact, 0},
         {"last of each", {L"a", L"b", L"c"}, {L"x", L"y", L"C"}, cmExact, 1},
         {"nothing shared", {L"a"}, {L"b"}, cmExact, 0},
         {"no elements", {}, {L"b"}, cmExact, 0},

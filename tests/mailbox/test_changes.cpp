@@ -178,6 +178,9 @@ TEST_F(Changes, StreamsWriteWithCommit) {
     ASSERT_EQ(stream->SetSize(size), S_OK);
     ASSERT_EQ(stream->Commit(0), S_OK);
     EXPECT_EQ(GetText(message.Get(), PR_BODY_W), L"ééé");
+    EXPECT_EQ(OpenStream(message.Get(), PR_SENDER_NAME_W, MAPI_MODIFY), nullptr);
+    EXPECT_NE(OpenStream(message.Get(), PR_SENDER_NAME_W, MAPI_CREATE | MAPI_MODIFY), nullptr)
+        << "what is not there is made";
 }
 
 TEST_F(Changes, AttachmentsComeWithTheirOwnSaveAndTheMessages) {
@@ -267,18 +270,20 @@ TEST_F(Changes, CopyToLeavesOutWhatIsExcluded) {
     const ComPtr<IMessage> from = Open(source);
     const struct {
         std::vector<ULONG> excluded;
+        ULONG flags;
         const wchar_t* body;
         ULONG attachments, recipients;
-    } cases[] = {{{}, L"b", 1, 1},
-                 {{PR_BODY_A, PR_MESSAGE_ATTACHMENTS}, L"(none)", 0, 1},
-                 {{PR_MESSAGE_RECIPIENTS}, L"b", 1, 0}};
+    } cases[] = {{{}, 0, L"b", 1, 1},
+                 {{PR_BODY_A, PR_MESSAGE_ATTACHMENTS}, 0, L"own", 0, 1},
+                 {{PR_MESSAGE_RECIPIENTS}, 0, L"b", 1, 0},
+                 {{PR_MESSAGE_CLASS}, MAPI_NOREPLACE, L"own", 1, 1}};
     for (const auto& c : cases) {
-        TestItem target = Inbox().Item();
+        TestItem target = Inbox().Item(L"IPM.Contact").Body(L"own");
         const ComPtr<IMessage> to = Open(target);
         std::vector<ULONG> excluded{static_cast<ULONG>(c.excluded.size())};
         excluded.insert(excluded.end(), c.excluded.begin(), c.excluded.end());
         ASSERT_EQ(from->CopyTo(0, nullptr, reinterpret_cast<SPropTagArray*>(excluded.data()), 0, nullptr,
-                               &IID_IMessage, to.Get(), 0, nullptr),
+                               &IID_IMessage, to.Get(), c.flags, nullptr),
                   S_OK);
         ASSERT_EQ(to->SaveChanges(0), S_OK);
         EXPECT_EQ(GetText(Open(target).Get(), PR_MESSAGE_CLASS_W), L"IPM.Contact");
@@ -316,6 +321,10 @@ TEST_F(Changes, MoveGivesANewIdentifierAndKeepsTheSearchKey) {
                     Get(message.Get(), {moved.NamedTag(base::kSetAddress, 0x8085, PT_BINARY)})[0].Value.bin),
                 "ab");
             EXPECT_EQ(Store().Record().itemsById.Contains(id), flags == 0);
+            ASSERT_EQ(Copy(moved, target, Inbox(), MESSAGE_MOVE), S_OK);
+            TestItem back(&Store().Record(), Inbox().Record().items.back().get());
+            EXPECT_EQ(BytesOf(Get(Open(back).Get(), {PR_SEARCH_KEY})[0].Value.bin),
+                      BytesOf(key[0].Value.bin));
         }
     }
 }
@@ -360,6 +369,14 @@ TEST_F(Changes, CopyMessagesSaysWhatItCouldNotDo) {
     EXPECT_EQ(source->CopyMessages(&list, nullptr, target.Get(), 0, nullptr, MESSAGE_MOVE),
               MAPI_W_PARTIAL_COMPLETION);
     EXPECT_TRUE(Inbox().Record().items.empty());
+
+    TestFolder full = AddStore(L"A store with all the names that it can have").Root();
+    mailbox::TName name{PS_PUBLIC_STRINGS, true, 0, {}};
+    while (full.Record().store->names.FindOrAdd(name) != 0) ++name.number;
+    TestItem named = Inbox().Item().Named(kSetAddress, 0x8005, L"x");
+    EXPECT_EQ(Copy(named, Inbox(), full, MESSAGE_MOVE), MAPI_E_NOT_ENOUGH_RESOURCES);
+    EXPECT_TRUE(full.Record().items.empty());
+    EXPECT_EQ(Inbox().Record().items.size(), 1u) << "what cannot be copied stays";
     EXPECT_EQ(source->CopyMessages(nullptr, nullptr, target.Get(), 0, nullptr, 0), MAPI_E_INVALID_PARAMETER);
 }
 

@@ -1,6 +1,7 @@
 // The mailbox file: what is written comes back, what is malformed is refused with its place, and at any
 // moment the file is whole.
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -219,6 +220,7 @@ TEST(MailboxText, RefusesWhatIsMalformedAndSaysWhere) {
         {"[]", "a mailbox file is one object"},
         {"7", "a mailbox file is one object"},
         {"{}", "not a mailbox file: \"format\" or \"version\" is missing"},
+        {R"({"format": "quorvel-mailbox"})", "not a mailbox file: \"format\" or \"version\" is missing"},
         {R"({"format": "mbox"})", "format: not \"quorvel-mailbox\""},
         {R"({"format": "quorvel-mailbox", "version": 2})",
          "version: not 1, the version that this program reads"},
@@ -443,13 +445,46 @@ TEST_F(FileTest, DoesNotOverwriteWhatSomebodyElseWrote) {
     EXPECT_EQ(Read(), theirs);
 }
 
+TEST_F(FileTest, DoesNotOverwriteWhatSomebodyElseWritesMeanwhile) {
+    // Much to write, and nothing that is read from the file for it.
+    std::string much = R"("6800001F": "x")";
+    for (int id = 6801; id < 7999; ++id)
+        much += R"(, ")" + std::to_string(id) + R"(001F": ")" + std::string(200, 'x') + '"';
+    const std::string theirs = OneItem(R"("0037001F": "theirs")");
+    HRESULT saved = S_OK;
+    for (int round = 0; round < 20 && saved == S_OK; ++round) {
+        Write(OneItem(much));
+        ComPtr<IMAPISession> session;
+        ASSERT_EQ(Logon(session), S_OK);
+        const ComPtr<IMsgStore> store = OpenStore(session.Get());
+        ASSERT_EQ(MakeFolder(store.Get(), L"Mine"), S_OK);
+        ASSERT_EQ(store->SaveChanges(0), S_OK);
+        ASSERT_EQ(MakeFolder(store.Get(), L"Mine too"), S_OK);
+        std::atomic<bool> isOver = false;
+        std::thread other([&] {
+            while (!isOver && !Exists(L".quorvel-new")) std::this_thread::yield();
+            Write(theirs);
+        });
+        saved = store->SaveChanges(0);
+        isOver = true;
+        other.join();
+        EXPECT_EQ(Read(), theirs);
+        session->Logoff(0, 0, 0);
+    }
+    EXPECT_EQ(saved, MAPI_E_OBJECT_CHANGED) << "twenty times nothing was written while the file was saved";
+}
+
 TEST_F(FileTest, LongValuesAreReadWhereTheyLieAndFollowEachSave) {
-    const std::string body = std::string(9000, 'b') + "\\n",
-                      data = mailbox::ToBase64(std::string(100000, 'd'));
+    const std::string body = std::string(9000, 'b') + "\\n", bytes(1000000, 'd'),
+                      data = mailbox::ToBase64(bytes);
+    // More than one piece of writing in front of the last long value, and more behind it than a save moves it.
+    std::string behind;
+    for (int id = 6800; id < 6832; ++id)
+        behind += R"(, ")" + std::to_string(id) + R"(001F": ")" + std::string(200, 'x') + '"';
     Write(R"({"format": "quorvel-mailbox", "version": 1, "stores": [{"root": {"items": [)"
           R"({"id": "0000000001", "properties": {"1000001F": ")" +
           body + R"("}, "attachments": [{"properties": {"37050003": 1, "37010102": ")" + data +
-          R"("}}]}, {"id": "0000000002", "properties": {"1000001F": ")" + body + R"("}}]}}]})");
+          R"("}}]}, {"id": "0000000002", "properties": {"1000001F": ")" + body + '"' + behind + "}}]}}]}");
     ComPtr<IMAPISession> session;
     ASSERT_EQ(Logon(session), S_OK) << mailbox::FromWide(mailbox::LastError());
     const ComPtr<IMsgStore> store = OpenStore(session.Get());
@@ -475,13 +510,15 @@ TEST_F(FileTest, LongValuesAreReadWhereTheyLieAndFollowEachSave) {
         EXPECT_EQ(std::wstring(start, read / sizeof(wchar_t)), L"bbbb");
         ComPtr<IAttach> attachment;
         ASSERT_EQ(message->OpenAttach(0, nullptr, 0, attachment.GetAddressOf()), S_OK);
-        EXPECT_EQ(ReadAll(OpenStream(attachment.Get(), PR_ATTACH_DATA_BIN).Get()), std::string(100000, 'd'));
-        EXPECT_EQ(Get(attachment.Get(), {PR_ATTACH_SIZE})[0].Value.l, 100004) << "the sizes are known unread";
+        EXPECT_TRUE(ReadAll(OpenStream(attachment.Get(), PR_ATTACH_DATA_BIN).Get()) == bytes);
+        EXPECT_EQ(Get(attachment.Get(), {PR_ATTACH_SIZE})[0].Value.l, 1000004)
+            << "the sizes are known unread";
     };
     const ComPtr<IMessage> message = open(1), deleted = open(2);
     check(message.Get(), "as it was read");
     ASSERT_EQ(MakeFolder(store.Get(), L"One"), S_OK);
     ASSERT_EQ(store->SaveChanges(0), S_OK) << mailbox::FromWide(mailbox::LastError());
+    EXPECT_EQ(ReadAll(OpenStream(deleted.Get(), PR_BODY_W).Get()), wide) << "where the save had read before";
     check(message.Get(), "as it was saved, further back in the file");
 
     char id[] = {0, 0, 0, 0, 2};
@@ -501,6 +538,21 @@ TEST_F(FileTest, LongValuesAreReadWhereTheyLieAndFollowEachSave) {
     EXPECT_EQ(OpenStream(deleted.Get(), PR_BODY_W)->Read(piece, sizeof piece, &read), MAPI_E_OBJECT_DELETED)
         << "no file holds it any more";
 
+    // Where nobody can be kept from writing into an open file, its time tells.
+    {
+        const mailbox::CFile file(CreateFileW(m_path.c_str(), FILE_WRITE_ATTRIBUTES,
+                                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                              OPEN_EXISTING, 0, nullptr));
+        const long long written = LastWritten();
+        const auto setTime = [&](long long time) {
+            const FILETIME to{static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+            return SetFileTime(file.Handle(), nullptr, nullptr, &to);
+        };
+        ASSERT_TRUE(setTime(written + 10000000));
+        EXPECT_EQ(OpenStream(message.Get(), PR_BODY_W)->Read(piece, sizeof piece, &read),
+                  MAPI_E_OBJECT_CHANGED);
+        ASSERT_TRUE(setTime(written));
+    }
     ASSERT_EQ(SetText(message.Get(), PR_SUBJECT_W, L"changed"), S_OK);
     ASSERT_EQ(message->SaveChanges(KEEP_OPEN_READWRITE), S_OK);
     ASSERT_EQ(store->SaveChanges(0), S_OK);

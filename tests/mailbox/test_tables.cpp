@@ -184,6 +184,7 @@ TEST_F(Tables, RestrictionsKeepWhatTheyName) {
         {"at least", make.Property(RELOP_GE, make.Long(PR_IMPORTANCE, 2)), L"Bp"},
         {"substring", make.Content(FL_SUBSTRING, L"apple"), L"ap"},
         {"substring, case ignored", apple, L"Aap"},
+        {"loosely", make.Content(FL_SUBSTRING | FL_LOOSE, L"APPLE"), L"Aap"},
         {"prefix", make.Content(FL_PREFIX | FL_IGNORECASE, L"apple"), L"Aa"},
         {"full", make.Content(FL_FULLSTRING, L"apple"), L"a"},
         {"and", make.Join(RES_AND, {apple, low}), L"Aa"},
@@ -255,8 +256,9 @@ TEST_F(Tables, SortingAgreesWithAStableSortOfTheRows) {
     const ComPtr<IMAPITable> table = Contents(Inbox());
     SizedSSortOrderSet(2, order) = {
         2, 0, 0, {{PR_IMPORTANCE, TABLE_SORT_DESCEND}, {PR_SUBJECT_W, TABLE_SORT_ASCEND}}};
+    ASSERT_EQ(table->SeekRow(BOOKMARK_BEGINNING, 7, nullptr), S_OK);
     ASSERT_EQ(table->SortTable(reinterpret_cast<SSortOrderSet*>(&order), 0), S_OK);
-    RowSet rows;
+    RowSet rows;  // from the first one on, wherever the position was
     ASSERT_EQ(table->QueryRows(100, 0, store::Out(rows)), S_OK);
     ASSERT_EQ(rows->cRows, expected.size());
     for (ULONG row = 0; row < rows->cRows; ++row) {

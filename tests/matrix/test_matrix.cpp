@@ -57,6 +57,11 @@ TEST_F(ComparisonMatrix, NumbersEqualValuesAlike) {
          {none, subject(L"x"), subject(L""), subject(L"X")},
          "0 2 0 2",
          "0 1 0 1"},
+        {"nothing seen is not nothing",
+         PR_SUBJECT_W,
+         {none, subject(L""), subject(L"\x00AD")},
+         "0 0 3",
+         "0 0 1"},
         {"8-bit definition", PR_SUBJECT_A, {subject(L"Ω"), subject(L"ω")}, "1 1", "1 1"},
         {"numbers, zero too", kLong, {number(0), number(7), number(0), none}, "1 2 1 0", "1 1 1 0"},
         {"times", kTime, {time(1), time(2), time(1)}, "1 2 1", "1 1 1"},
@@ -105,10 +110,14 @@ TEST_F(ComparisonMatrix, ComparesStreamsByContent) {
 
 TEST_F(ComparisonMatrix, WarnsOfStreamsWithNothingToCompare) {
     const auto matrix = Make({Streamed(kBinary)});
+    ASSERT_EQ(Add(matrix, Inbox().Item().Binary(kBinary, "a cell without a value")), 1);
     ASSERT_EQ(Add(matrix, Inbox().Item().Binary(kBinary, "")), 1);
     CapturedLog log;
+    mailbox::calls::Record();
     ASSERT_EQ(Add(matrix, Inbox().Item().Binary(kBinary, "")), 1);
-    EXPECT_EQ(Values(matrix, 0), "1 2");
+    EXPECT_EQ(mailbox::calls::Count("IMsgStore::OpenEntry"), 2u)
+        << "the item, and the one row that has a value";
+    EXPECT_EQ(Values(matrix, 0), "0 2 3");
     EXPECT_EQ(log.Lines(), LogLines({{sevWarning, "CCmpMatrix.FindStreamEqual", "bCmpWritten = false\n"}}));
 }
 
