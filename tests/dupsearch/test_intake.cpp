@@ -169,6 +169,16 @@ TEST_F(Intake, ItemsAreOpenedAgainOnlyForWhatWasNotReadAsItIs) {
         EXPECT_EQ(search.Item(0).nFilledProps, 1);
         EXPECT_EQ(search.Item(1).nFilledProps, 1);
     }
+    CDuplicateSearch search;
+    Create(search, {Tagged(L"Subject", PR_SUBJECT_W)}, okMostFilled);
+    TestItem first = Inbox().Item().Subject(L"a ");
+    ASSERT_EQ(Add(search, first), 0);
+    mailbox::calls::Fail(
+        {.method = "IMsgStore::OpenEntry", .result = MAPI_E_NO_ACCESS, .entryId = first.IdBytes()});
+    for (const int filled : {-1, 1}) {
+        EXPECT_EQ(Add(search, Inbox().Item().Subject(L"a ")), 1);
+        EXPECT_EQ(search.Item(0).nFilledProps, filled) << "one that was out of reach is tried again";
+    }
 }
 
 // A rule reads a property of its own; an item that cannot give it has a line where facts are counted.
