@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 import json
+import os
 import signal
 import time
 import unittest
+import unittest.mock
 
 from support import MODIFIED, HostTest, attachment, folder, inventory, mail, mailbox, sweep
 
@@ -189,6 +191,7 @@ class Clean(HostTest):
                         if int(item["id"][-2:], 16) in changed:
                             item["properties"][MODIFIED] = "2025-01-01T00:00:00Z"
                 self.write(box)
+                self.assertIn(said, self.run_program("clean", "--from", "r.json", status=None), "a dry run")
                 out = self.clean("--from", "r.json", status=status)
                 self.assertIn(said, out)
                 self.assertEqual(" not\n" in out, True, out)
@@ -196,6 +199,13 @@ class Clean(HostTest):
                     self.run_program("clean", "--undo", "undo.jsonl", status=0)
                 self.assertEqual(inventory(self.read()), inventory(box), "an undo of what moved")
         self.assertEqual((len(inbox), len(old)), (6, 3))
+        # Both are looked at when the run begins, and once more right before the one moves.
+        self.write(mailbox(folder(1, "Inbox", "IPF.Note", inbox[:2])))
+        self.report()
+        self.use_faulty_mailbox()
+        for nth in range(1, 5):
+            with self.subTest(look=nth), unittest.mock.patch.dict(os.environ, QUORVEL_TEST_FAULT=f"IMAPIProp::GetProps {MODIFIED} {nth} 1"):
+                self.assertIn(" changed since the scan\n0 items moved", self.clean("--from", "r.json", status=None))
 
     def test_reports_that_contradict_themselves(self) -> None:
         report = self.report()
@@ -242,6 +252,9 @@ class Clean(HostTest):
         self.assertIn("is where it would be moved to", self.clean("--from", "r.json", "--to", "Inbox", status=2))
         self.assertIn("is in the folder already", self.run_program("clean", "--from", "r.json", "--to", "Old", status=None))
         self.assert_as_before("moving to where copies are", box)
+        self.run_program("scan", "--protect", "Old", "--format", "json", "--output", "protected.json", status=1)
+        out = self.run_program("clean", "--from", "protected.json", "--allow-loss", status=0)
+        self.assertEqual((out.count("would move: "), "would move: Rope" in out), (2, False), "what is protected stays, whatever may be lost")
         for arguments, because in ((("--from", "r.json", "--protect", "Old"), "--protect belongs to the scan"),
                                    (("--undo", "undo.jsonl", "--to", "Old"), "--to does not go with it"),
                                    (("--to", "  "), "no name for a folder"), (("--to", "a\x1b[2J"), "no name for a folder")):
@@ -287,12 +300,15 @@ class Clean(HostTest):
             return box["stores"][0]["root"]["folders"][2]["items"]
 
         ids = [json.loads(line)["moved"]["newEntryId"] for line in lines if b'"moved"' in line]
-        less, more = json.loads(json.dumps(moved)), json.loads(json.dumps(moved))
+        less, more, other, fewer = (json.loads(json.dumps(moved)) for _ in range(4))
         duplicates(less)[:] = [item for item in duplicates(less) if item["id"] != ids[0]]
         duplicates(more).append(one(11, "Buoy", "DDDD"))
+        next(item for item in duplicates(other) if item["id"] == ids[0])["properties"][KEY] = "EEEE"
+        duplicates(fewer).pop(0)
         unknown = [line for line in lines if b'"moved"' not in line][:-1]
         for what, box, content, back, missing in (
             ("one is gone", less, lines, MOVES - 1, 1),
+            ("what has the identifier of one is another", other, lines, MOVES - 1, 1),
             ("another of the key came, but all are known", more, lines, MOVES, 0),
             ("another of the key came, and none is known", more, lines[:2 + MOVES] if unknown == lines[:2 + MOVES] else None, MOVES - 1, 1),
         ):
@@ -309,6 +325,10 @@ class Clean(HostTest):
             if "move" in line and line["move"]["searchKey"] == json.loads(lines[2])["move"]["searchKey"]:
                 old += [json.dumps({"move": line["move"]}).encode() + b"\n", json.dumps({"moved": ids[0]}).encode() + b"\n"]
         self.assertIn("not put back: ", self.undo_with(b"".join(old), status=2), "an older one of the key is there: nobody can tell")
+        self.assertEqual(inventory(self.read()), inventory(moved), "whose the identifier is")
+        self.write(fewer)
+        self.undo_with(b"".join(line for line in old if b'"moved"' not in line), status=2)
+        self.assertEqual(inventory(self.read()), inventory(fewer), "two of one key, of two folders: nobody knows which is which")
 
     def test_undo_files_have_names_of_their_own(self) -> None:
         now = time.time()

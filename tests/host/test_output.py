@@ -13,7 +13,7 @@ from support import ROOT, HostTest, folder, mail, mailbox
 
 BOX = mailbox(folder(1, "Inbox", "IPF.Note", [mail(1), mail(2), mail(3, subject="Alone")]),
               folder(2, "Contacts", "IPF.Contact", []))
-MINE = b"something of somebody's, keep it\n"
+MINE = b"something of somebody's, keep it, about MSCF and \xef\xbb\xbf\"group\",\"copy\",\"store\",\n"
 # What commands write that take --output, with the exit status on this mailbox.
 REPORTS = [
     *((("scan", "--format", form), 1) for form in ("text", "json", "html")),

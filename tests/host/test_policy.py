@@ -8,7 +8,7 @@ import re
 import unittest
 import unittest.mock
 
-from support import (BODY, HostTest, attachment, contact, folder, inventory, mail, mailbox)
+from support import (BODY, MODIFIED, HostTest, attachment, contact, folder, inventory, mail, mailbox)
 
 FLAGS, STATUS, FLAG, VERB, ARRIVED = "0E070003", "0E170003", "10900003", "10810003", "0E060040"
 CATEGORIES = "{00020329-0000-0000-C000-000000000046}:Keywords:101F"
@@ -119,6 +119,10 @@ class WhoStays(HostTest):
                 report = self.scan(*(word for rule in rules for word in ("--keep", rule)), status=1)
                 group = report["groups"][0]
                 self.assertEqual((group["keep"]["number"], group["reason"]), (kept, reason))
+        people = [contact(n, "Hale") for n in (1, 2)]
+        del people[0]["properties"][MODIFIED]
+        self.write(mailbox(folder(1, "People", "IPF.Contact", people)))
+        self.assertEqual(self.scan("--keep", "oldest", status=1)["groups"][0]["keep"]["number"], 2, "one without any time is not the oldest")
 
 
 MEETING = "{6ED8DA90-450B-101B-98DA-00AA003F1305}:0x0003:0102"

@@ -159,6 +159,10 @@ class Similar(HostTest):
             (self.dir / "apart").write_text(content)
             self.run_program("similar", "--not-same", "apart", status=2 if because else 1)
             self.assertIn(because, self.err)
+        self.write(mailbox(*(folder(n, name, "IPF.Contact", [contact(n, "Hale", "Jonas")], [folder(8, "People", "IPF.Contact", [contact(8, "Hale", "Jonas")])] * n)
+                             for n, name in enumerate(("People", "Old")))))
+        (self.dir / "apart").write_text("People#1 <> Old#1")
+        self.assert_refused("similar", "--not-same", "apart", because="which several contacts are; give the whole path")
         self.run_program("similar", "--not-same", "missing", status=2)
         self.assert_refused("similar", "--not-same", "apart", "--output", "apart", "--force", because="read here")
 

@@ -105,6 +105,14 @@ class Stores(HostTest):
         report = json.loads(self.run_program("similar", "--format", "json", status=0))
         self.assertEqual((report["clusters"], report["unreadable"]), ([], []))
         self.assertEqual(len(report["sameIdentifier"]), 1)
+        # The number of a name is another name's in another store.
+        for number, (store, names) in enumerate(zip(box["stores"], (("8083", "8083"), ("8062",)), strict=True)):
+            store["root"]["folders"] = [folder(5 + number, "Contacts", "IPF.Contact", [
+                {"id": f"00000000E30000{number}{n}", "properties": {**contact["properties"], "3A11001F": "", f"{{00062004-0000-0000-C000-000000000046}}:0x{name}:001F": "ann@example.org"}}
+                for n, name in enumerate(names)])]
+        self.write(box)
+        alike = json.loads(self.run_program("similar", "--format", "json", status=1))["similar"]
+        self.assertEqual([[one["folder"] for one in found["contacts"]] for found in alike], [["Mailbox/Contacts"] * 2], "e-mail and another name's text")
 
 
 if __name__ == "__main__":
