@@ -426,52 +426,41 @@ TEST_F(FileTest, RefusesWhatItCannotUseAndLeavesItAlone) {
 }
 
 TEST_F(FileTest, DoesNotOverwriteWhatSomebodyElseWrote) {
-    Write(OneItem(""));
-    ComPtr<IMAPISession> session;
-    ASSERT_EQ(Logon(session), S_OK);
-    const ComPtr<IMsgStore> store = OpenStore(session.Get());
-    ASSERT_EQ(MakeFolder(store.Get(), L"Mine"), S_OK);
-    const std::string theirs = OneItem(R"("0037001F": "theirs")");
-    FILE* const written = _wfopen(m_path.c_str(), L"r+b");
-    if (written) fclose(written);
-    EXPECT_EQ(written, nullptr) << "nobody writes into a file whose values are in use";
-    // After a save the file is open again only when it is read.
-    ASSERT_EQ(store->SaveChanges(0), S_OK);
-    ASSERT_EQ(MakeFolder(store.Get(), L"Mine too"), S_OK);
-    Write(theirs);
-    EXPECT_EQ(session->Logoff(0, 0, 0), MAPI_E_OBJECT_CHANGED);
-    EXPECT_NE(mailbox::LastError().find(L"changed by another program"), std::wstring::npos);
-    session = nullptr;
-    EXPECT_EQ(Read(), theirs);
-}
-
-TEST_F(FileTest, DoesNotOverwriteWhatSomebodyElseWritesMeanwhile) {
     // Much to write, and nothing that is read from the file for it.
     std::string much = R"("6800001F": "x")";
     for (int id = 6801; id < 7999; ++id)
         much += R"(, ")" + std::to_string(id) + R"(001F": ")" + std::string(200, 'x') + '"';
     const std::string theirs = OneItem(R"("0037001F": "theirs")");
     HRESULT saved = S_OK;
-    for (int round = 0; round < 20 && saved == S_OK; ++round) {
+    // Before the save; then during it, where one that came too late or too early is no harm.
+    for (int round = 0; round == 0 || (round < 20 && saved == S_OK); ++round) {
         Write(OneItem(much));
         ComPtr<IMAPISession> session;
         ASSERT_EQ(Logon(session), S_OK);
         const ComPtr<IMsgStore> store = OpenStore(session.Get());
         ASSERT_EQ(MakeFolder(store.Get(), L"Mine"), S_OK);
+        FILE* const written = _wfopen(m_path.c_str(), L"r+b");
+        if (written) fclose(written);
+        EXPECT_EQ(written, nullptr) << "nobody writes into a file whose values are in use";
+        // After a save the file is open again only when it is read.
         ASSERT_EQ(store->SaveChanges(0), S_OK);
         ASSERT_EQ(MakeFolder(store.Get(), L"Mine too"), S_OK);
         std::atomic<bool> isOver = false;
         std::thread other([&] {
-            while (!isOver && !Exists(L".quorvel-new")) std::this_thread::yield();
+            while (round != 0 && !isOver && !Exists(L".quorvel-new")) std::this_thread::yield();
             Write(theirs);
         });
-        saved = store->SaveChanges(0);
+        if (round == 0) other.join();
+        saved = session->Logoff(0, 0, 0);
         isOver = true;
-        other.join();
+        if (round != 0) other.join();
         EXPECT_EQ(Read(), theirs);
-        session->Logoff(0, 0, 0);
+        if (round != 0 && saved == S_OK) continue;
+        EXPECT_EQ(saved, MAPI_E_OBJECT_CHANGED);
+        EXPECT_NE(mailbox::LastError().find(L"changed by another program"), std::wstring::npos);
+        saved = round == 0 ? S_OK : saved;
     }
-    EXPECT_EQ(saved, MAPI_E_OBJECT_CHANGED) << "twenty times nothing was written while the file was saved";
+    EXPECT_EQ(saved, MAPI_E_OBJECT_CHANGED) << "nothing was ever written while the file was saved";
 }
 
 TEST_F(FileTest, LongValuesAreReadWhereTheyLieAndFollowEachSave) {
