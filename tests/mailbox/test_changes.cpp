@@ -373,7 +373,7 @@ TEST_F(Changes, CopyMessagesSaysWhatItCouldNotDo) {
     TestFolder full = AddStore(L"A store with all the names that it can have").Root();
     mailbox::TName name{PS_PUBLIC_STRINGS, true, 0, {}};
     while (full.Record().store->names.FindOrAdd(name) != 0) ++name.number;
-    TestItem named = Inbox().Item().Named(kSetAddress, 0x8005, L"x");
+    TestItem named = Inbox().Item().Named(base::kSetAddress, 0x8005, L"x");
     EXPECT_EQ(Copy(named, Inbox(), full, MESSAGE_MOVE), MAPI_E_NOT_ENOUGH_RESOURCES);
     EXPECT_TRUE(full.Record().items.empty());
     EXPECT_EQ(Inbox().Record().items.size(), 1u) << "what cannot be copied stays";
