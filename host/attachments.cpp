@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 
+#include "host/digest.h"
 #include "host/text.h"
 #include "quorvel.h"
 
@@ -46,19 +47,96 @@ const TFamily kFamilies[] = {
     {CmpMatrix_PhotoAttachCount, CmpMatrix_PhotoAttachValue, CmpMatrix_PhotoAttachInfoW},
 };
 
-std::vector<int> FilledColumns(HCmpMatrix matrix, int row, std::string& names) {
-    std::vector<int> filled;
+const std::string& StoreId(const TCatalog& catalog, const TItem& item) {
+    return catalog.stores[catalog.folders[item.folder].store].entryId;
+}
+
+// An attachment of one or more items.
+struct TColumn {
+    bool isPhoto = false;
+    std::string name;
+    std::vector<int> numbers;  // by item, as the matrix gives them: -1 for none
+};
+
+ComPtr<IMessage> OpenMessage(IMAPISession* session, const TCatalog& catalog, const TItem& item) {
+    ComPtr<IMessage> message;
+    if (Quorvel_OpenItem(session, item.entryId.c_str(), StoreId(catalog, item).c_str(),
+                         message.GetAddressOf()) != S_OK)
+        message.Reset();
+    return message;
+}
+
+bool HoldsAnItem(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& items,
+                 const TColumn& column) {
+    const auto filled = std::ranges::find_if(column.numbers, [](int number) { return number >= 0; });
+    if (filled == column.numbers.end()) return false;
+    const ComPtr<IMessage> message =
+        OpenMessage(session, catalog, items[static_cast<size_t>(filled - column.numbers.begin())]);
+    ComPtr<IAttach> attachment;
+    return message && Quorvel_OpenAttachment(message.Get(), *filled, attachment.GetAddressOf()) == S_OK &&
+           LongOf(ReadValue(attachment.Get(), PR_ATTACH_METHOD).get()) == ATTACH_EMBEDDED_MSG;
+}
+
+// Attached items are one to the matrix when subject and text are: one notice looks like the next. Here they are what
+// their owner has in them, recipients and attachments included.
+void PartAttachedItems(IMAPISession* session, const TCatalog& catalog, const std::vector<TItem>& items,
+                       std::vector<TColumn>& columns) {
+    const auto isShared = [](const TColumn& column) {
+        return std::ranges::count_if(column.numbers, [](int number) { return number != -1; }) > 1;
+    };
+    if (std::ranges::none_of(columns, isShared)) return;
+    std::vector<TColumn> parted, attached;
+    for (TColumn& column : columns) {
+        const bool isItem = !column.isPhoto && HoldsAnItem(session, catalog, items, column);
+        (isItem ? attached : parted).push_back(std::move(column));
+    }
+    if (std::ranges::any_of(attached, isShared)) {
+        const TBookkeeping bookkeeping = LoadBookkeeping();
+        CItemReader reader(session, catalog, bookkeeping);
+        std::vector<TColumn> columnsOfItems;
+        std::vector<std::string> digests;
+        for (const TColumn& column : attached) {
+            for (size_t i = 0; i < items.size(); ++i) {
+                const int number = column.numbers[i];
+                if (number == -1) continue;
+                const std::string digest = DigestOfAttachedItem(reader, items[i], number);
+                size_t at = 0;
+                // An item may have the same twice. What cannot be read equals nothing.
+                while (at < digests.size() &&
+                       (digest.empty() || digests[at] != digest || columnsOfItems[at].name != column.name ||
+                        columnsOfItems[at].numbers[i] != -1)) {
+                    ++at;
+                }
+                if (at == digests.size()) {
+                    digests.push_back(digest);
+                    columnsOfItems.push_back({false, column.name, std::vector<int>(items.size(), -1)});
+                }
+                columnsOfItems[at].numbers[i] = number;
+            }
+        }
+        attached = std::move(columnsOfItems);
+    }
+    std::ranges::move(attached, std::back_inserter(parted));
+    columns = std::move(parted);
+}
+
+// rows: by item the row of the matrix, -1 for none.
+std::vector<TColumn> ColumnsOf(IMAPISession* session, const TCatalog& catalog, HCmpMatrix matrix,
+                               const std::vector<TItem>& items, const std::vector<int>& rows) {
+    CmpMatrix_BuildAttachMatrix(matrix);
+    std::vector<TColumn> columns;
     for (const TFamily& family : kFamilies) {
         for (int column = 0; column < family.count(matrix); ++column) {
-            const bool isFilled = family.value(matrix, row, column) != -1;
-            filled.push_back(isFilled);
             const wchar_t* name = nullptr;
-            if (!isFilled || !family.info(matrix, column, &name, nullptr)) continue;
-            if (!names.empty()) names += ", ";
-            names += name ? Narrow(name) : std::string();
+            family.info(matrix, column, &name, nullptr);
+            TColumn one{&family == &kFamilies[1], name ? Narrow(name) : std::string(), {}};
+            for (const int row : rows)
+                one.numbers.push_back(row < 0 ? -1 : family.value(matrix, row, column));
+            columns.push_back(std::move(one));
         }
     }
-    return filled;
+    PartAttachedItems(session, catalog, items, columns);
+    return columns;
 }
 
 // How many attachments the item's table counts; none when it cannot be read.
@@ -73,10 +151,6 @@ std::optional<ULONG> CountAttachments(IMAPISession* session, const std::string& 
         return std::nullopt;
     }
     return count;
-}
-
-const std::string& StoreId(const TCatalog& catalog, const TItem& item) {
-    return catalog.stores[catalog.folders[item.folder].store].entryId;
 }
 
 }  // namespace
@@ -96,12 +170,15 @@ TAttachmentMarks CompareAttachments(IMAPISession* session, const TCatalog& catal
         if (CmpMatrix_Add(matrix.get(), items[i].entryId.c_str(), StoreId(catalog, items[i]).c_str()))
             rows[i] = next++;
     }
-    CmpMatrix_BuildAttachMatrix(matrix.get());
+    const std::vector<TColumn> columns = ColumnsOf(session, catalog, matrix.get(), items, rows);
     std::map<std::vector<int>, unsigned> first;
     for (size_t i = 0; i < items.size(); ++i) {
         const unsigned own = static_cast<unsigned>(i + 1);
         std::vector<int> filled;
-        if (rows[i] >= 0) filled = FilledColumns(matrix.get(), rows[i], result.names[i]);
+        for (const TColumn& column : columns) {
+            filled.push_back(column.numbers[i] != -1);
+            if (filled.back() != 0) result.names[i] += (result.names[i].empty() ? "" : ", ") + column.name;
+        }
         const auto listed = static_cast<ULONG>(std::ranges::count(filled, 1));
         if (rows[i] < 0 || listed != counts[i]) {
             result.marks[i] = own;
@@ -119,18 +196,11 @@ std::vector<TAttachmentName> MissingAttachments(IMAPISession* session, const TCa
     const bool hasItem = CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str());
     if (!CmpMatrix_Add(matrix.get(), other.entryId.c_str(), StoreId(catalog, other).c_str()))
         return {{"unreadable", false, -1}};
-    const int row = hasItem ? 1 : 0;
-    CmpMatrix_BuildAttachMatrix(matrix.get());
+    const std::vector<int> rows{hasItem ? 0 : -1, hasItem ? 1 : 0};
     std::vector<TAttachmentName> missing;
-    for (const TFamily& family : kFamilies) {
-        for (int column = 0; column < family.count(matrix.get()); ++column) {
-            const bool isThere = hasItem && family.value(matrix.get(), 0, column) != -1;
-            if (isThere || family.value(matrix.get(), row, column) == -1) continue;
-            const wchar_t* name = nullptr;
-            family.info(matrix.get(), column, &name, nullptr);
-            missing.push_back({OneLine(name ? Narrow(name) : std::string()), &family == &kFamilies[1],
-                               family.value(matrix.get(), row, column)});
-        }
+    for (const TColumn& column : ColumnsOf(session, catalog, matrix.get(), {item, other}, rows)) {
+        if (column.numbers[0] == -1 && column.numbers[1] != -1)
+            missing.push_back({OneLine(column.name), column.isPhoto, column.numbers[1]});
     }
     return missing;
 }
@@ -204,19 +274,14 @@ std::vector<TAttachmentTrait> MissingTraits(IMAPISession* session, const TCatalo
 std::vector<TSharedAttachment> SharedAttachments(IMAPISession* session, const TCatalog& catalog,
                                                  const std::vector<TItem>& items) {
     const Matrix matrix = MakeMatrix(session);
+    std::vector<int> rows;
     for (const TItem& item : items) {
         if (!CmpMatrix_Add(matrix.get(), item.entryId.c_str(), StoreId(catalog, item).c_str())) return {};
+        rows.push_back(static_cast<int>(rows.size()));
     }
-    CmpMatrix_BuildAttachMatrix(matrix.get());
     std::vector<TSharedAttachment> shared;
-    for (const TFamily& family : kFamilies) {
-        for (int column = 0; column < family.count(matrix.get()); ++column) {
-            TSharedAttachment one{&family == &kFamilies[1], {}};
-            for (size_t row = 0; row < items.size(); ++row)
-                one.numbers.push_back(family.value(matrix.get(), static_cast<int>(row), column));
-            shared.push_back(std::move(one));
-        }
-    }
+    for (TColumn& column : ColumnsOf(session, catalog, matrix.get(), items, rows))
+        shared.push_back({column.isPhoto, std::move(column.numbers)});
     return shared;
 }
 

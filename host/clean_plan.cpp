@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -150,6 +151,21 @@ TPlan PlanFromReport(const json& report, const std::string& path) {
 
 }  // namespace
 
+namespace {
+
+// "line 3, column 12" of a byte, counted from 1.
+std::string PlaceIn(const std::string& path, size_t byte) {
+    std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
+    size_t line = 1, column = 1;
+    for (int c = stream.get(); byte > 1 && c != EOF; c = stream.get(), --byte) {
+        line += c == '\n';
+        column = c == '\n' ? 1 : column + 1;
+    }
+    return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+}  // namespace
+
 TPlan PlanFromFile(const std::string& path) {
     std::ifstream stream(std::filesystem::path(Widen(path)), std::ios::binary);
     if (!stream) throw TFailure("The report \"" + path + "\" cannot be read.");
@@ -159,6 +175,9 @@ TPlan PlanFromFile(const std::string& path) {
         if (!AreDecisions(file)) return PlanFromReport(file, path);
     } catch (const TNoChoice&) {
         throw;
+    } catch (const json::parse_error& error) {
+        throw TFailure("\"" + path + "\", " + PlaceIn(path, error.byte) +
+                       ": this is not JSON, or it is cut short; nothing was moved.");
     } catch (const std::exception&) {
         throw TFailure("\"" + path + "\" is no JSON report of a scan by this version, or was changed.");
     }

@@ -1,9 +1,13 @@
 #include "host/digest.h"
 
+#include <mapitags.h>
+
 #include <cstdio>
 
 #include "host/attachments.h"
+#include "host/raw_values.h"
 #include "host/show_value.h"
+#include "quorvel.h"
 
 namespace host {
 
@@ -48,6 +52,63 @@ std::string DigestOfWhole(CItemReader& reader, const TItem& item) {
         .Add(ShowValue(message.Get(), *FindProperty("Mail.Recipients"), kAllOfIt))
         .Add(attachments.names.front())
         .Text();
+}
+
+namespace {
+
+bool AddMessage(CItemReader& reader, IMessage* message, size_t store, CDigest& digest);
+
+ComPtr<IMessage> AttachedItem(IMessage* message, long number) {
+    ComPtr<IAttach> attachment;
+    ComPtr<IMessage> inner;
+    if (Quorvel_OpenAttachment(message, number, attachment.GetAddressOf()) != S_OK ||
+        attachment->OpenProperty(PR_ATTACH_DATA_OBJ, &IID_IMessage, 0, 0,
+                                 reinterpret_cast<IUnknown**>(inner.GetAddressOf())) != S_OK)
+        inner.Reset();
+    return inner;
+}
+
+bool AddAttachments(CItemReader& reader, IMessage* message, size_t store, CDigest& digest) {
+    long* raw = nullptr;
+    unsigned long count = 0;
+    const HRESULT hr = Quorvel_GetAttachments(message, &raw, &count);
+    const MapiPtr<long> numbers(raw);
+    if (hr != S_OK) return false;
+    digest.Add(std::to_string(count));
+    for (unsigned long i = 0; i < count; ++i) {
+        const long number = numbers.get()[i];
+        const std::string mark = AttachmentMark(message, number);
+        if (mark.empty()) return false;
+        digest.Add(mark);
+        if (!mark.starts_with(std::to_string(ATTACH_EMBEDDED_MSG) + ' ')) continue;
+        const ComPtr<IMessage> inner = AttachedItem(message, number);
+        if (!inner || !AddMessage(reader, inner.Get(), store, digest)) return false;
+    }
+    return true;
+}
+
+bool AddMessage(CItemReader& reader, IMessage* message, size_t store, CDigest& digest) {
+    const std::optional<TRawItem> item = ReadRaw(reader, message, store);
+    if (!item || !item->unreadable.empty()) return false;
+    const TBookkeeping& bookkeeping = reader.bookkeeping();
+    for (const auto& [name, value] : item->values) {
+        // Marks are of the one who looked at it.
+        if (bookkeeping.Meaningful(name) != kAllBits || bookkeeping.keys.contains(name)) continue;
+        digest.Add(name).Add(std::to_string(value.parts.size()));
+        for (const std::string& part : value.parts) digest.Add(part);
+    }
+    digest.Add(ShowValue(message, *FindProperty("Mail.Recipients"), kAllOfIt));
+    return AddAttachments(reader, message, store, digest);
+}
+
+}  // namespace
+
+std::string DigestOfAttachedItem(CItemReader& reader, const TItem& holder, long number) {
+    const ComPtr<IMessage> message = reader.Open(holder);
+    const ComPtr<IMessage> inner = message ? AttachedItem(message.Get(), number) : ComPtr<IMessage>();
+    CDigest digest;
+    const size_t store = reader.catalog().folders[holder.folder].store;
+    return inner && AddMessage(reader, inner.Get(), store, digest) ? digest.Text() : std::string();
 }
 
 }  // namespace host

@@ -25,5 +25,8 @@ class CDigest {
 std::string DigestOf(const TItemValues& values);
 /// Of that and of the recipients and the attachments' names; empty when the item cannot be read.
 std::string DigestOfWhole(CItemReader& reader, const TItem& item);
+/// Of everything in an item that is attached to another one: recipients and attachments, to the innermost, included. Empty
+/// when it cannot be read.
+std::string DigestOfAttachedItem(CItemReader& reader, const TItem& holder, long number);
 
 }  // namespace host

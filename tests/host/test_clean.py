@@ -285,7 +285,7 @@ class Clean(HostTest):
             (("--undo", "newer.jsonl"), "this version"), (("--undo", "foreign.jsonl"), "this version"),
             (("--undo", "missing.jsonl"), "cannot be read"), (("--from", "r.json", "--yes"), "is no JSON report"),
             (("--from", "none.json", "--yes"), "cannot be read"), (("--from", "foreign.json", "--yes"), "another mailbox"),
-            (("--from", "cut.json", "--yes"), "is no JSON report"), (("--from", "newer.json", "--yes"), "is no JSON report"),
+            (("--from", "cut.json", "--yes"), f'"cut.json", line 1, column {len(files["cut.json"]) + 1}: this is not JSON'), (("--from", "newer.json", "--yes"), "is no JSON report"),
         ):
             with self.subTest(arguments=arguments):
                 self.assert_refused("clean", *arguments, because=because)
