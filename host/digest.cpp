@@ -3,6 +3,7 @@
 #include <mapitags.h>
 
 #include <cstdio>
+#include <limits>
 
 #include "host/attachments.h"
 #include "host/raw_values.h"
@@ -13,7 +14,7 @@ namespace host {
 
 namespace {
 
-constexpr size_t kAllOfIt = 1'000'000;
+constexpr size_t kAllOfIt = std::numeric_limits<size_t>::max();
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include "host/losses.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "host/attachments.h"
 #include "host/duplicate_search.h"
@@ -14,6 +15,7 @@ namespace host {
 namespace {
 
 constexpr size_t kShown = 200;  // characters of a value
+constexpr size_t kAllOfIt = std::numeric_limits<size_t>::max();
 
 std::string Cut(const std::string& text) {
     const std::string line = OneLine(text);
@@ -131,7 +133,7 @@ bool IsEqualByDefinitions(CItemReader& reader, const TDefinitions& definitions, 
 
 std::string Recipients(CItemReader& reader, const TItem& item) {
     const ComPtr<IMessage> message = reader.Open(item);
-    return message ? ShowValue(message.Get(), *FindProperty("Mail.Recipients"), kShown * 100) : std::string();
+    return message ? ShowValue(message.Get(), *FindProperty("Mail.Recipients"), kAllOfIt) : std::string();
 }
 
 }  // namespace
