@@ -137,7 +137,7 @@ bool IsGuardWanted() {
     return false;
 }
 
-void* store::Allocate(size_t size, size_t alignment, Form form) {
+void* Allocate(size_t size, size_t alignment, Form form) {
     if (alignment < kSmallestAlignment) alignment = kSmallestAlignment;
     if (size > PTRDIFF_MAX - 4 * kPage - alignment) return nullptr;
     const size_t rounded = RoundUp(size, alignment);
@@ -168,7 +168,7 @@ void* store::Allocate(size_t size, size_t alignment, Form form) {
 
 void* AllocateOrThrow(size_t size, size_t alignment, Form form) {
     for (;;) {
-        if (void* block = store::Allocate(size, alignment, form)) return block;
+        if (void* block = Allocate(size, alignment, form)) return block;
         const std::new_handler handler = std::get_new_handler();
         if (handler == nullptr) throw std::bad_alloc();
         handler();
@@ -208,10 +208,10 @@ void* operator new[](size_t size) {
     return AllocateOrThrow(size, 0, Form::Array);
 }
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return store::Allocate(size, 0, Form::Single);
+    return Allocate(size, 0, Form::Single);
 }
 void* operator new[](size_t size, const std::nothrow_t&) noexcept {
-    return store::Allocate(size, 0, Form::Array);
+    return Allocate(size, 0, Form::Array);
 }
 void* operator new(size_t size, std::align_val_t alignment) {
     return AllocateOrThrow(size, static_cast<size_t>(alignment), Form::Single);
