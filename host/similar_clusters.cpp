@@ -8,8 +8,6 @@ namespace host {
 
 namespace {
 
-constexpr size_t kNoCluster = static_cast<size_t>(-1);
-
 /// Strict pairs as seen from each contact. Twins are one.
 struct TEdge {
     uint32_t to;

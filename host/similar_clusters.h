@@ -32,11 +32,13 @@ struct TSimilarPair {
     uint32_t reason;
 };
 
+inline constexpr size_t kNoCluster = static_cast<size_t>(-1);
+
 /// Two contacts whose strict pair was cut, and the two strangers that it had held together.
 struct TCut {
     TSimilarPair pair;
     uint32_t strangers[2];
-    size_t other = 0;  // the cluster on the other side; npos: a contact that is in none
+    size_t other = 0;  // the cluster on the other side; kNoCluster: a contact that is in none
 };
 
 /// Contacts that resemble the first of them by the same fields.

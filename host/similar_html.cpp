@@ -13,7 +13,6 @@ namespace host {
 namespace {
 
 constexpr size_t kNamesOfList = 40;
-constexpr size_t kNoCluster = static_cast<size_t>(-1);
 
 std::string PlaceHtml(const TSimilarResult& result, size_t contact) {
     const TItem& item = result.contacts[contact];

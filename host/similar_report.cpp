@@ -16,7 +16,6 @@ namespace {
 using json = nlohmann::ordered_json;
 
 constexpr size_t kNamesOfList = 5;
-constexpr size_t kNoCluster = static_cast<size_t>(-1);
 
 std::string PlaceOf(const TSimilarResult& result, size_t contact) {
     return Place(result.catalog, result.contacts[contact]);

@@ -18,20 +18,20 @@ std::string Narrow(std::wstring_view wide) {
     return text;
 }
 
+static std::wstring WidenFrom(UINT codePage, std::string_view text) {
+    const int bytes = static_cast<int>(text.size());
+    const int units = MultiByteToWideChar(codePage, 0, text.data(), bytes, nullptr, 0);
+    std::wstring wide(static_cast<size_t>(units), L'\0');
+    MultiByteToWideChar(codePage, 0, text.data(), bytes, wide.data(), units);
+    return wide;
+}
+
 std::wstring Widen(std::string_view utf8) {
-    const int bytes = static_cast<int>(utf8.size());
-    const int units = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, nullptr, 0);
-    std::wstring text(static_cast<size_t>(units), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, text.data(), units);
-    return text;
+    return WidenFrom(CP_UTF8, utf8);
 }
 
 std::wstring WidenAnsi(std::string_view ansi) {
-    const int bytes = static_cast<int>(ansi.size());
-    const int units = MultiByteToWideChar(CP_ACP, 0, ansi.data(), bytes, nullptr, 0);
-    std::wstring text(static_cast<size_t>(units), L'\0');
-    MultiByteToWideChar(CP_ACP, 0, ansi.data(), bytes, text.data(), units);
-    return text;
+    return WidenFrom(CP_ACP, ansi);
 }
 
 namespace {
