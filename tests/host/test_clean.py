@@ -9,7 +9,7 @@ import time
 import unittest
 import unittest.mock
 
-from support import MODIFIED, HostTest, attachment, folder, inventory, mail, mailbox, sweep
+from support import MODIFIED, HostTest, attachment, folder, inventory, mail, mailbox, release_only
 
 KEY = "300B0102"
 
@@ -98,7 +98,7 @@ class Clean(HostTest):
             states.append((f"{done} moves", self.box.read_bytes(), self.undo.read_bytes().splitlines(keepends=True) if done else []))
         return states
 
-    @sweep
+    @release_only
     def test_undo_after_an_end_at_every_step(self) -> None:
         """The program ends behind each line of the undo file, or within it, and behind each move."""
         def is_move(line: bytes) -> bool:
@@ -127,7 +127,7 @@ class Clean(HostTest):
                 self.assertIn("0 items put back", self.undo_with(b"".join(whole[:count])))
                 self.assert_as_before(f"the old mailbox, {count} lines of the undo file")
 
-    @sweep
+    @release_only
     def test_killed_at_every_write(self) -> None:
         """The run and the undo of it, killed before each byte of the undo file and of the mailbox, then undone (again)."""
         self.clean()
@@ -292,7 +292,7 @@ class Clean(HostTest):
                 self.assertEqual(self.box.read_bytes(), moved, "a refused call")
 
     def test_undo_names_what_it_does_not_put_back(self) -> None:
-        """An item that is gone, one whose like somebody else put there, and a file of version 1 with one identifier thrice."""
+        """An item that is gone, another in its place, one whose like somebody else put there, and a file of version 1 with one identifier thrice."""
         self.clean()
         moved, lines = self.read(), self.undo.read_bytes().splitlines(keepends=True)
 

@@ -12,7 +12,7 @@ import unittest
 import unittest.mock
 
 from support import (BIRTHDAY, BODY, CLASS, HOME, LAST, MARKS, NICKNAME, READ, ROOT, SENT, STATUS, HostTest, attachment, bared, contact, folder, items, mail,
-                     mailbox, settled, sweep)
+                     mailbox, release_only, settled)
 
 COMMON, ADDRESS, PUBLIC = (f"{{{n}-0000-0000-C000-000000000046}}:" for n in ("00062008", "00062004", "00020329"))
 APPOINTMENT = "{00062002-0000-0000-C000-000000000046}:"
@@ -193,6 +193,7 @@ class Merge(HostTest):
                         self.assertTrue(may_stay or conflicts, "stays without a conflict")
                         self.assertEqual(bared(after[one["entryId"]]), bared(before[one["entryId"]]))
 
+    @release_only
     def test_whatever_the_copies_hold(self) -> None:
         taken: set[str] = set()
         for seed in range(int(os.environ.get("QUORVEL_SEEDS", "3"))):
@@ -248,6 +249,7 @@ class Merge(HostTest):
                 self.take_back(box, "an undo with a fault")
 
     @unittest.skipUnless(os.geteuid() == 0, "mounting a small disk takes root")
+    @release_only
     def test_a_full_disk(self) -> None:
         """Under the undo file and under the mailbox, with more and more room: an item is whole or as it was, and undo gives all back."""
         box, home = self.write_small(), self.dir
@@ -289,12 +291,18 @@ class Merge(HostTest):
         values = {"66001002": [1, 2], "66011003": [0, 2], "66021004": [1.5], "66031005": [2.5], "66041006": [5], "66051007": [1.5], "66061014": [7],
                   "66071040": [BORN], "66081048": [guid], "6609101F": ["a", "b"], "660A1102": ["AAAA"], "660B0048": guid, "660C0014": 7,
                   "660D0102": "QUFB" * 20_000, PUBLIC + "0xhello:001F": "a text that begins like a number", "3A4F001F": "B" * 40_000}
-        box = mailbox(folder(1, "People", "IPF.Contact", [contact(1, "Hale"), contact(2, "Hale", properties=values)]))
+        email = {f"{ADDRESS}0x80{n}:001F": text for n, text in (("80", "A"), ("82", "SMTP"), ("83", "a@example.org"))}
+        places = {ADDRESS + "0x8028:1003": [0], ADDRESS + "0x8029:0003": 1}  # which addresses are filled
+        letter = {"properties": {"37050003": 5, "3001001F": "Letter"},
+                  "message": {"properties": {CLASS: "IPM.Note", "0037001F": "Letter", BODY: "In a letter."}}}
+        box = mailbox(folder(1, "People", "IPF.Contact", [contact(1, "Hale"), contact(2, "Hale", properties={**values, **email, **places}, attachments=[letter])]))
         self.write(box)
         self.clean()
         kept, = items(self.read()).keys() & {item["id"] for item in box["stores"][0]["root"]["folders"][0]["items"]}
-        own = items(self.read())[kept]["properties"]
-        self.assertEqual({key: own.get(key) for key in values}, values)
+        own = items(self.read())[kept]
+        wanted = {**values, **email, **places}
+        self.assertEqual({key: own["properties"].get(key) for key in wanted}, wanted)
+        self.assertEqual([bared(one["message"])["properties"][BODY] for one in own["attachments"]], ["In a letter."])
         self.take_back(box, "every type")
         # A long one has to be read whole, each of the times that it is read.
         box = mailbox(folder(1, "People", "IPF.Contact", [contact(1, "Hale"), contact(2, "Hale", properties={NICKNAME: "B" * 40_000})]))
@@ -307,7 +315,7 @@ class Merge(HostTest):
                 self.clean(status=None)
                 self.assert_merged(box, report, may_stay=True)
 
-    @sweep
+    @release_only
     def test_an_end_at_any_moment(self) -> None:
         box = self.write_small()
         self.clean()

@@ -12,7 +12,7 @@ import unittest
 from collections.abc import Callable
 
 from browser import Browser, Keys
-from support import BIN, BIRTHDAY, BODY, COMPANY, HOME, MODIFIED, NICKNAME, ROOT, SENT, SUBJECT, HostTest, contact, folder, inventory, items, mail, mailbox, settled
+from support import BIN, BIRTHDAY, BODY, COMPANY, HOME, MODIFIED, NICKNAME, ROOT, SENT, SUBJECT, HostTest, contact, folder, inventory, items, mail, mailbox, release_only, settled
 
 HOSTILE = "</script><script>alert(1)</script><!--\"'&<img src=http://example.org/x onerror=alert(2)></noscript>"
 BORN = "1980-05-06T00:00:00Z"
@@ -79,6 +79,7 @@ class Page(HostTest):
         self.assert_valid(decisions, "decisions")
         return dict(decisions)
 
+    @release_only
     def test_filters_and_orders(self) -> None:
         page = self.open()
         everything = self.titles()
@@ -365,6 +366,7 @@ class Page(HostTest):
         (self.dir / "mine.json").write_text(json.dumps(definitions))
         self.assertIn(["In<b>ox#6", "In<b>ox#7"], self.groups(self.scan("--definitions", "mine.json", status=1)))
 
+    @release_only
     def test_by_keyboard_alone(self) -> None:
         page = self.open()
         page.press("j", "j", "k")
@@ -392,6 +394,7 @@ class Page(HostTest):
                 break
         self.assertEqual(page.run("return document.activeElement.id"), "save", "Tab comes to everything")
 
+    @release_only
     def test_narrow_dark_and_printed(self) -> None:
         for width in (1200, 400):
             for scheme in ("light", "dark"):
@@ -413,6 +416,7 @@ class Page(HostTest):
         self.assertIn("which Company stays", text)
         self.assertNotIn("Save decisions", text)
 
+    @release_only
     def test_a_page_of_ten_thousand_groups_is_made_as_it_is_looked_at(self) -> None:
         """What the browser holds depends on what is seen, the file on what was found; without scripts it is there as well."""
         nodes, seen = {}, {}
@@ -435,11 +439,13 @@ class Page(HostTest):
         self.assertLess(nodes[10_000], 2 * nodes[100] + 400, "rows are made when they come into view")
         self.assertLess(seen[10_000], 300, "bytes of a group beside its values")
 
+    @release_only
     def test_without_scripts(self) -> None:
         text = html.unescape(self.page.read_text(encoding="utf-8").split("<noscript>")[1].split("</noscript>")[0])
         for part in ("Kept: Mailbox/In<b>ox#1", "differ in <b>Sent</b>", "Contacts that resemble one another", "Nine fathoms.", HOSTILE):
             self.assertIn(part, text)
 
+    @release_only
     def test_a_script_that_fails_leaves_a_report_to_read(self) -> None:
         self.page.write_text(self.page.read_text(encoding="utf-8").replace('{"scan":', '{"scan', 1), encoding="utf-8")
         self.assertIn("Kept: Mailbox/In<b>ox#1", self.open().run("return document.querySelector('#list').textContent"))

@@ -8,7 +8,7 @@ import re
 import unittest
 import unittest.mock
 
-from support import (BODY, MODIFIED, HostTest, attachment, contact, folder, inventory, mail, mailbox)
+from support import (BODY, CLASS, MODIFIED, NICKNAME, SUBJECT, HostTest, attachment, contact, folder, inventory, mail, mailbox)
 
 FLAGS, STATUS, FLAG, VERB, ARRIVED = "0E070003", "0E170003", "10900003", "10810003", "0E060040"
 CATEGORIES = "{00020329-0000-0000-C000-000000000046}:Keywords:101F"
@@ -17,6 +17,7 @@ TO_ANN = [{"0C150003": 1, "3001001F": "Ann", "3002001F": "SMTP", "3003001F": "An
 # Folders in their order, the one that is kept last first: an order of folders that decides shows.
 PLACES = {"Papierkorb": 1, "Thrown": 2, "Junk E-mail": 3, "Outbox": 4, "Drafts": 5, "Archive": 6, "Year": 7, "Sent": 8, "Projects": 9, "Inbox": 10}
 BELOW = {"Thrown": "Papierkorb", "Year": "Archive"}
+CRM, DATES = "{00020329-0000-0000-C000-000000000046}:crmid:001F", "{00062002-0000-0000-C000-000000000046}:"
 FIRST_OF_ALL = "all equal in this: the first in the order of the folders"
 
 # Subject, where its copies are (a star: marked as deleted), the one that stays, why.
@@ -123,6 +124,29 @@ class WhoStays(HostTest):
         del people[0]["properties"][MODIFIED]
         self.write(mailbox(folder(1, "People", "IPF.Contact", people)))
         self.assertEqual(self.scan("--keep", "oldest", status=1)["groups"][0]["keep"]["number"], 2, "one without any time is not the oldest")
+        # What only some kinds have: the copies, the rules, and which one stays.
+        series, appointment = {DATES + "0x8223:000B": True}, {CLASS: "IPM.Appointment", SUBJECT: "Regatta"}
+        yearly = {**appointment, **series, SUBJECT: "Ann's Birthday"}
+        subjects = self.dir / "subjects.json"
+        subjects.write_text(json.dumps({"kind": "appointment", "algorithm": "similar", "keep": "first", "properties": [
+            {"property": "Appointment.Subject", "method": "exact"}]}))
+        by_subject = ("--kind", "appointment", "--definitions", str(subjects), "--keep", "recurrence")
+        people = [contact(n + 1, "Hale", properties=more) for n, more in enumerate((
+            {NICKNAME: "B"}, {CRM: "C-7"}, {NICKNAME: "B", "3A5D001F": "Quay 1", CRM: ""}))]
+        for box, rules, kept, reason in (
+            (people, ("--keep", "crm-id"), 2, "it carries a CRM identifier"),
+            ([contact(1, "Hale"), contact(2, "Hale", properties={"3A44001F": "M"}), contact(3, "Hale", properties={NICKNAME: "B"})],
+             ("--keep", "largest-values"), 2, "the longest values: in 6 of the compared properties"),
+            ([mail(n, properties=more) for n, more in ((1, appointment), (2, {**appointment, **series}), (3, appointment))], by_subject, 2, "it is a recurring series"),
+            ([mail(n, properties={**yearly, DATES + "0x820D:0040": f"{year}-05-06T09:00:00Z"}) for n, year in ((1, 2001), (2, 1999), (3, 2000))],
+             by_subject, 2, "it is a recurring series"),
+            ([mail(n, properties={**appointment, **series, DATES + "0x8215:000B": whole, DATES + "0x820D:0040": f"2024-03-03T{hour}:00:00Z"})
+              for n, whole, hour in ((1, False, 23), (2, True, 11), (3, True, 23))], by_subject, 3, "it is a recurring series"),
+        ):
+            with self.subTest(rules=rules, reason=reason):
+                self.write(mailbox(folder(1, "All", {"IPM.Contact": "IPF.Contact", "IPM.Note": "IPF.Note"}.get(box[0]["properties"][CLASS], "IPF.Appointment"), box)))
+                group = self.scan(*rules, status=1)["groups"][0]
+                self.assertEqual((group["keep"]["number"], group["reason"]), (kept, reason))
 
 
 MEETING = "{6ED8DA90-450B-101B-98DA-00AA003F1305}:0x0003:0102"

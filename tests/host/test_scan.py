@@ -9,7 +9,7 @@ import time
 import unittest
 
 from support import (ROOT, SAMPLES, SENT, HostTest, attachment, contact, folder, mail,
-                     mailbox)
+                     mailbox, release_only)
 
 # The groups that a person who reads the files of samples/ expects under the built-in definitions: titles of the kept
 # copies with the number of copies. What samples/README.md calls near, false friend or "similar only" is not among them.
@@ -217,6 +217,7 @@ class Refusals(HostTest):
                 self.assert_refused("scan", "--definitions", "d.json", because=because)
         self.assert_refused("scan", "--definitions", "none.json", because="cannot be read")
 
+    @release_only
     def test_a_mailbox_that_another_program_uses(self) -> None:
         self.write(mailbox(folder(1, "Inbox", "IPF.Note", [mail(n, subject=f"Mail {n // 2}") for n in range(2_000)])))
         # Nobody takes its report, which is more than a pipe holds: it waits.

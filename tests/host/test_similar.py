@@ -10,6 +10,10 @@ import unittest
 from support import COMPANY, FILE_AS, FIRST, LAST, MODIFIED, HostTest, contact, folder, mailbox
 
 NICKNAME, MOBILE, HOME_PHONE = "3A4F001F", "3A1C001F", "3A09001F"
+# Values of the types that a contact may hold beside its texts; none is compared.
+OTHERS = [("66000002", 1), ("66010003", 2), ("66020004", 1.5), ("66030005", 2.5), ("66040006", 3), ("66050007", 1.5), ("66060014", 7),
+          ("66070040", "2024-03-04T09:00:00Z"), ("66080048", "{00062002-0000-0000-C000-000000000046}"), ("6609001E", "ANSI"), ("660A0102", "AAAA"),
+          ("660B1003", [1, 2]), ("660C101F", ["a", "b"]), ("660D101E", ["a"]), ("660E1102", ["AAAA"]), ("660F1040", ["2024-03-04T09:00:00Z"])]
 
 
 def people(seed: int, count: int) -> list[dict]:
@@ -37,6 +41,9 @@ def with_copies(items: list[dict], count: int, seed: int) -> list[dict]:
         properties = chance.choice(items)["properties"] | {FILE_AS: f"Copy {number}", MODIFIED: f"2024-03-04T09:00:{number % 60:02}Z"}
         if chance.randrange(3) == 0:
             properties[chance.choice([FIRST, LAST, COMPANY, MOBILE, NICKNAME])] = f"{number:05}"
+        elif chance.randrange(2) == 0:
+            key, value = chance.choice(OTHERS)
+            properties[key] = value
         copies.append({"id": f"{0xD1000000 + number:016X}", "properties": properties})
     return items + copies
 
