@@ -77,12 +77,6 @@ struct TStreamSide {
 
     const wchar_t* Wide() const { return reinterpret_cast<const wchar_t*>(bytes); }
 
-    HRESULT Open(IMessage* item, ULONG tag) {
-        const HRESULT hr = item->OpenProperty(tag, &IID_IStream, 0, 0, store::OutUnknown(stream));
-        if (hr != S_OK) stream.Reset();
-        return hr == MAPI_E_NOT_FOUND ? S_OK : hr;
-    }
-
     HRESULT Read() {
         count = 0;
         const HRESULT hr = stream ? store::ReadStream(stream.Get(), bytes, kChunk, &count) : S_OK;
@@ -115,13 +109,13 @@ HRESULT CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG ta
     *compared = false;
 
     TStreamSide side1, side2;
-    HRESULT hr = side1.Open(item1, tag1);
+    HRESULT hr = store::OpenStream(item1, tag1, side1.stream);
     if (hr != S_OK) {
         g_Log.Error(calls.tag, "lpMessage1->OpenProperty returned 0x%x, EntryID = %s\n",
                     static_cast<unsigned>(hr), CEntryIdOf(item1).Text());
         return hr;
     }
-    hr = side2.Open(item2, tag2);
+    hr = store::OpenStream(item2, tag2, side2.stream);
     if (hr != S_OK) {
         g_Log.Error(calls.tag, "lpMessage2->OpenProperty returned 0x%x, EntryID = %s\n",
                     static_cast<unsigned>(hr), CEntryIdOf(item2).Text());
@@ -150,7 +144,8 @@ HRESULT CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG ta
 CHash HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts) {
     const ULONG type = PROP_TYPE(tag);
     TStreamSide side;
-    if (side.Open(item, tag) != S_OK || side.Read() != S_OK || side.StartsEmpty(type)) return std::nullopt;
+    if (store::OpenStream(item, tag, side.stream) != S_OK || side.Read() != S_OK || side.StartsEmpty(type))
+        return std::nullopt;
     const CHash none = texts.Hash(L"", cmExact);
     uint64_t hash = 0;
     while (side.count != 0) {

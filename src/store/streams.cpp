@@ -40,9 +40,8 @@ bool IsEmptyText(const Char* start, bool isBody) {
 
 HRESULT OpenStream(IMAPIProp* object, ULONG tag, ComPtr<IStream>& stream) {
     const HRESULT hr = object->OpenProperty(tag, &IID_IStream, 0, 0, OutUnknown(stream));
-    if (hr == S_OK || hr == MAPI_E_NOT_FOUND) return S_OK;
-    stream.Reset();
-    return hr;
+    if (hr != S_OK) stream.Reset();
+    return hr == MAPI_E_NOT_FOUND ? S_OK : hr;
 }
 
 HRESULT GetStreamPropValue(IMAPIProp* object, ULONG tag, void** buffer, ULONG* count, int addTerminator) {
