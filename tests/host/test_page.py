@@ -16,7 +16,6 @@ from support import BIN, BIRTHDAY, BODY, COMPANY, HOME, MODIFIED, NICKNAME, ROOT
 
 HOSTILE = "</script><script>alert(1)</script><!--\"'&<img src=http://example.org/x onerror=alert(2)></noscript>"
 BORN = "1980-05-06T00:00:00Z"
-CHESS, GO = ({"3A43001F": hobby} for hobby in ("Chess", "Go"))
 LATER = {SENT: "2024-03-04T10:15:00Z"}
 BOX = mailbox(
     folder(1, "In<b>ox", "IPF.Note", [
@@ -226,16 +225,6 @@ class Page(HostTest):
             out = self.clean("--merge=ask", *arguments, status=status)
             self.assertIn(moved, out)
             self.assertEqual(out.count("stays: another group completes the copy that is kept"), 1, out)
-
-        # The copy whose nickname was chosen stays for something else: then the kept nickname does, and no other goes without its own.
-        self.write(mailbox(folder(1, "People", "IPF.Contact", [
-            contact(n, "Voss", properties={NICKNAME: name, **hobbies}) for n, (name, hobbies) in enumerate((("Bob", CHESS), ("Bo", GO), ("Bobby", {})))])))
-        self.run_program(*SCAN[:3], "--keep", "first", *SCAN[5:], status=1)
-        page = self.open()
-        for click in ("i1move", "i2move", "c1v1"):
-            page.click("#g0" + click)
-        self.save()
-        self.assertNotIn("would move: ", self.clean("--merge=ask"))
 
     @unittest.skipUnless(BIN == ROOT / "build" / "release" / "bin", "./run builds there")
     def test_files_are_cleaned_as_decided(self) -> None:
