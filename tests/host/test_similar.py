@@ -132,6 +132,8 @@ class Similar(HostTest):
                 clusters = self.report()["clusters"]
                 numbers = {item["id"]: n for n, item in enumerate(items)}
                 self.assertEqual([(sorted(numbers[person["entryId"]] for person in one["contacts"]), one["fields"]) for one in clusters], expected)
+                html = self.run_program("similar", "--format", "html", status=1)
+                self.assertEqual((html.count('id="cluster'), html.count("<p>Parted from ")), (len(expected), sum(len(one["parted"]) for one in clusters)))
 
     def test_a_firm_is_named_once(self) -> None:
         self.write(mailbox(folder(1, "People", "IPF.Contact", [contact(n, f"{chr(65 + n % 26)}{n}x{n * n}", f"P{n}") for n in range(40)])))

@@ -10,7 +10,7 @@ import subprocess
 import time
 import unittest
 
-from support import BIN, NAME, WINE, HostTest, contact, folder, mail, mailbox
+from support import BIN, NAME, WINE, HostTest, contact, folder, mail, mailbox, release_only
 
 # What acts on a terminal: it clears the screen, colours, rings, and turns the direction of reading.
 ACTING = "\x1b[2J \x07 \u009b31m \u0085 \u202e \u2066 \u200f"
@@ -61,6 +61,7 @@ class Terminal(HostTest):
         os.close(master)
         return shown.decode("utf-8", "replace")
 
+    @release_only
     def test_a_long_command_shows_how_far_it_is(self) -> None:
         self.big()
         shown = self.run_on_terminal("scan", "--near")
@@ -71,6 +72,7 @@ class Terminal(HostTest):
         self.run_program("scan", "--near", status=1)
         self.assertEqual(self.err, "", "nothing when it is no terminal")
 
+    @release_only
     def test_ctrl_c(self) -> None:
         self.big(30_000)
         for arguments in (("scan", "--output", "r.txt"), ("similar",)):
