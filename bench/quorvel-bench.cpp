@@ -39,7 +39,7 @@ namespace {
     reinterpret_cast<void*>(MAPILogonEx),    reinterpret_cast<void*>(MAPIAllocateBuffer),
     reinterpret_cast<void*>(MAPIFreeBuffer), reinterpret_cast<void*>(FreeProws)};
 
-// A shape is measured so long and so often, but a dear one only as long as the last.
+// A shape is measured so long and so often, but a slow one only as long as the last.
 constexpr double kShortestMeasurement = 1;  // seconds
 constexpr int kFewestRounds = 5;
 constexpr double kLongestMeasurement = 60;

@@ -1,5 +1,5 @@
 #pragma once
-// The duplicate search written out as it is told: sets of items for every property, copied and intersected, a
+// The duplicate search written out plainly: sets of items for every property, copied and intersected, a
 // map of sets, a list of groups. Knows nothing of mailboxes: an item is a cell of numbers for each property.
 
 #include <functional>

@@ -1,5 +1,5 @@
 #pragma once
-// The sorting tree written out as its rule is told: linked nodes, a full list for every rebuild. Slow, and
+// The sorting tree written out as its rule says: linked nodes, a full list for every rebuild. Slow, and
 // the measure for the real one: same nodes, same order, same counters.
 
 #include <cmath>

@@ -2,7 +2,7 @@
 // "1") or with one number after another until it is killed.
 //   mailbox_writer once|forever   loads qvmailbox.dll from beside itself
 //   mailbox_writer lookup         once, over the module that the look-up finds
-// Exit: 0 done, 3 logon refused and the reason told, 1 anything else, which standard error names.
+// Exit: 0 done, 3 logon refused and the reason printed, 1 anything else, which standard error names.
 
 #include <cstdio>
 #include <string>

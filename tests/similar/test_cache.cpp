@@ -359,7 +359,7 @@ TEST_F(SimilarEmails, SayWhyTheyHaveNoSmtpForm) {
     EXPECT_EQ(log.Count(sevWarning, "CSimilarSearch.CacheItem", "Cant read email in smtp format\n"), 1u);
 }
 
-// What the cache keeps of bodies, and how values of a wrong type are told.
+// What the cache keeps of bodies, and how values of a wrong type are reported.
 using similar::TItemInfo;
 using similar::TItemProps;
 

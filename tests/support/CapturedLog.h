@@ -4,8 +4,8 @@
 //
 //     CapturedLog log;
 //     EXPECT_EQ(store::OpenStore(...), E_FAIL);
-//     EXPECT_EQ(log.Lines(), LogLines({{sevError, "Quorvel_OpenStore", "lpSession->OpenMsgStore returned
-//     0x80004005\n"}}));
+//     EXPECT_EQ(log.Lines(), LogLines({{sevError, "Quorvel_OpenStore",
+//                                       "lpSession->OpenMsgStore returned 0x80004005\n"}}));
 //
 // One at a time: it configures g_Log, and leaves it silent.
 

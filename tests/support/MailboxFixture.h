@@ -3,7 +3,7 @@
 //
 //     class Reading : public MailboxTest {};
 //     TEST_F(Reading, GivesWideSubject) {
-//         TestItem item = Inbox().Item().Text(PR_SUBJECT_W, L"x").Named(kSetAppointment, 0x8215, true);
+//         TestItem item = Inbox().Item().Text(PR_SUBJECT_W, L"x").Named(base::kSetAppointment, 0x8215, true);
 //         item.To(L"Ann", L"ann@example.org").Attach(L"a.txt", "data");
 //         ComPtr<IMessage> message = Open(item);
 //         ...
