@@ -25,7 +25,7 @@ class CComingIn {
     ~CComingIn() {
         if (m_bStay) return;
         TPlan& p = m_plan;
-        p.compareData.erase(p.compareData.begin() + static_cast<ptrdiff_t>(m_compared), p.compareData.end());
+        p.compareData.erase(p.compareData.begin() + static_cast<ptrdiff_t>(m_nCompared), p.compareData.end());
         static_cast<TReadings&>(p) = std::move(m_readings);
         std::ranges::copy(m_definitions, p.definitions.List().lpProps);
     }
@@ -35,7 +35,7 @@ class CComingIn {
     TPlan& m_plan;
     TReadings m_readings;
     std::vector<TComparyProp> m_definitions;
-    size_t m_compared = m_plan.compareData.size();
+    size_t m_nCompared = m_plan.compareData.size();
     bool m_bStay = false;
 };
 

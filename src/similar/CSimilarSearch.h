@@ -22,9 +22,6 @@ struct TCheckResult {
 
 class CSimilarSearch {
   public:
-    /// The numbers of this engine, apart from the public ones of the same name.
-    using ECompareMethod = ECompareMethod;
-
     /// countMode 0: other fields are not counted; 1: for strict and similar verdicts; 2: for strict ones
     /// only.
     CSimilarSearch(IMAPISession* session, const char* storeEntryId, unsigned countMode);
