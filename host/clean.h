@@ -33,9 +33,10 @@ struct TMoved {
 
 /// Says what it does, and does it only with `yes`. Items that changed since the scan, and groups whose kept
 /// copy did, are left alone and named, as is what a fresh search of the two does not find to be a duplicate; all
-/// of this is asked again when their turn comes. A plan that merges says then what merging makes of it, and completes the kept copy of a group first; where that
-/// fails its duplicates stay. Throws Failure: for a plan that moves what it keeps or that is of
-/// another mailbox, before anything is done; and when nothing could be saved, which the undo file then says.
+/// of this is asked again when their turn comes. A plan that merges says then what merging makes of it, and completes
+/// the kept copy of a group first; where that fails its duplicates stay. Throws Failure: for a plan that moves what it
+/// keeps or that is of another mailbox, before anything is done; and when nothing could be saved, which the undo file
+/// then says.
 TMoved Clean(CSession& session, TPlan& plan, const TCleanOptions& options, CProgress& progress);
 
 }  // namespace host

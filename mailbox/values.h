@@ -19,7 +19,7 @@ namespace mailbox {
 /// Values larger than this come only through a stream.
 constexpr size_t kMostPlainBytes = 8192;
 
-/// A property as it is held: its type and bytes (see Properties.h), not its identifier.
+/// A property as it is held: its type and bytes (see CProperties.h), not its identifier.
 struct TView {
     ULONG type = PT_UNSPECIFIED;
     std::string_view bytes;

@@ -1,5 +1,5 @@
 #pragma once
-// An array for inserting near the last insertion.
+// An array with its spare room in the middle, where the last insertion was: inserting near there moves little.
 
 #include <algorithm>
 #include <cstddef>
@@ -7,7 +7,6 @@
 
 namespace base {
 
-/// An array with its spare room in the middle, where the last insertion was: inserting near there moves little.
 /// Elements are plain numbers.
 template <typename T>
 class CGapArray {

@@ -5,9 +5,9 @@
 // object does not flush: a cabinet that was never flushed is incomplete. Create starts over, so an object can
 // write one cabinet after another. A source that is refused before FCI sees it leaves the cabinet as it was;
 // after a failure of FCI itself nothing reaches FCI any more, and the cabinet is never reported as written. Nor
-// does anything once it is complete: FCI would begin another one in its place. The
-// object owns the compression context, its temporary files and the cabinet
-// library, which is loaded at construction; without that library every operation fails and none crashes.
+// does anything once it is complete: FCI would begin another one in its place. The object owns the compression
+// context, its temporary files and the cabinet library, which is loaded at construction; without that library
+// every operation fails and none crashes.
 //
 // The virtual operations are what FCI calls back; each reports a failure of the C runtime through *error, and
 // FCI turns that into a failure of the call that is running. FCI's record of the failure is Erf().

@@ -11,7 +11,7 @@
 
 namespace compare {
 
-/// Whoever knows the tags that names have in one store.
+/// The tags that names have in one store, as far as they are known.
 class CNames {
   public:
     virtual ~CNames() = default;
@@ -23,7 +23,7 @@ class CNames {
 
 /// Asks the item itself, all names in one request.
 HRESULT AskForNames(IMAPIProp* item, std::span<const base::EName> names, ULONG* tags);
-/// Asks the one who knows, or the item where nobody does.
+/// Looks the names up in what is known of the item's store, or asks the item where that is null.
 HRESULT LookUpNames(IMAPIProp* item, std::span<const base::EName> names, ULONG* tags, CNames* known);
 
 class CNamedValues {

@@ -24,8 +24,7 @@ struct TRecipientList {
 
 /// Normalises each name and e-mail in place (blanks around them, apostrophes around a name, a name that is
 /// the e-mail, the e-mail in parentheses at a name's end) and sorts the list, equal recipients where a selection
-/// sort leaves them; true when something changed.
-/// Does not look at the normalised flag.
+/// sort leaves them; true when something changed. Does not look at the normalised flag.
 bool NormalizeRecipients(TRecipientList* list);
 
 /// By type (a difference that wraps: a missing one sorts first), then name, then e-mail, both without regard to

@@ -9,7 +9,8 @@
 //     so never compare equal. PT_R4 values are all equal. A double that is no number gives -1.
 //   - PT_LONG and other raw differences order only values less than 2^31 apart.
 //   - Multi-valued numbers are ordered by their bytes: consistently, not numerically.
-//   - Equality under the tolerant methods on times (1, 2 and 5) is not transitive.
+//   - Equality under the tolerant methods on times (cmTimeWithin10Min, cmTimeWithinDay, cmDayAndMonth) is not
+//     transitive.
 // A null text counts as an empty one, and a count of bytes or elements without a pointer to them as none.
 // Nothing here allocates. Recipient lists (cmRecipients) are normalised in place by their first comparison,
 // so one list must not be compared on two threads at once.

@@ -23,8 +23,8 @@ struct TMatchRules {
     }
 };
 
-/// An item as matching sees it. In no profile with others, and matched alone, is an item whose matching writes lines, or whose
-/// equals depend on more than profiles.
+/// An item as matching sees it. One whose matching writes lines, or whose equals depend on more than profiles, is in
+/// no profile with others and is matched alone.
 struct TMatchedItem {
     const TItem& item;
     CProfiles::States states;

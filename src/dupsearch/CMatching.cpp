@@ -89,7 +89,7 @@ class CEqualsTest {
     std::vector<uint32_t> m_found;
 };
 
-/// One matching of an item: the algorithms as they are written down, over candidates.
+/// One matching of an item: the two algorithms, over candidates.
 class CAlgorithm {
   public:
     CAlgorithm(const TMatchRules& rules, const CProfiles& profiles, const TMatchedItem& item,

@@ -8,6 +8,7 @@ namespace dupsearch {
 
 using base::CHashIndex;
 using base::CTuples;
+
 CProfiles::CProfiles(const CompareData& compareData)
     : m_compareData(compareData), m_nodeHeads(compareData.size()), m_emptyHeads(compareData.size(), kNone) {}
 

@@ -1,8 +1,8 @@
 #pragma once
 // The first chunk of a stream, kept so that most comparisons with it need no second opening of its item.
 //
-// A head is a view: its bytes are those of the start that it was made of, and the memory's that keeps it.
-// Kept, a text of ASCII characters alone takes a byte for each.
+// A head is a view: its bytes belong to the start that it was made of or, once it is kept, to the memory that
+// keeps it. There a text of ASCII characters alone takes a byte for each.
 
 #include <memory_resource>
 

@@ -14,8 +14,8 @@ struct TAddedItem {
 };
 
 /// Reads the plain values and the derived ones, with one request where that can be, and replaces values of which
-/// items do not keep what is wanted: the size without what the store adds, the unread state, trimmed subjects. memory: where texts and values are kept. False, and a line, when the item
-/// cannot be read.
+/// items do not keep what is wanted: the size without what the store adds, the unread state, trimmed subjects.
+/// memory: where texts and values are kept. False, and a line, when the item cannot be read.
 bool ReadItem(TPlan& plan, TAddedItem& added, std::pmr::memory_resource& memory);
 
 /// Writes that something replaced a value that was read.

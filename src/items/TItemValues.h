@@ -20,8 +20,8 @@ struct TDerivedValue {
 struct TPlainValues {
     // The block of the values as they were read; null where they are in somebody else's memory.
     store::MapiBuffer<SPropValue> read;
-    std::unique_ptr<SPropValue[]>
-        placed;                    // the values themselves, where the block's are not one for each tag
+    // The values themselves, where the block's are not one for each tag.
+    std::unique_ptr<SPropValue[]> placed;
     SPropValue* values = nullptr;  // in the order of the tags
     ULONG cValues = 0;
 

@@ -1,8 +1,7 @@
 #pragma once
+// Keeping a log file within its limit.
 
 namespace logging {
-
-// Keeping a log file within its limit.
 
 /// Low 32 bits of the file's size in bytes; 0 when it cannot be opened for reading.
 unsigned long LogFileSize(const char* path);

@@ -1,7 +1,7 @@
 #pragma once
-// The attachments of several items arranged into columns: two share a column when they are the same (what could
-// not be read is the same as nothing), and
-// within one row an attachment fills one column only. Columns stand in order of first appearance.
+// The attachments of several items arranged into columns: two share a column when they are the same, and within
+// one row an attachment fills one column only. What could not be read is the same as no other attachment. Columns
+// stand in order of first appearance.
 //
 // Once arranged it does not change; the texts that it hands out live as long as it does.
 

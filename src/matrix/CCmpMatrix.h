@@ -7,8 +7,7 @@
 //
 // Rows only grow. The first item that becomes a row decides which definitions take part: one whose named
 // property it cannot resolve keeps its column, empty in all rows. Items of other stores are read by the tags that
-// the names have there. An item that does not become a row leaves
-// everything as it was.
+// the names have there. An item that does not become a row leaves everything as it was.
 //
 // The session stays the caller's and has to outlive the matrix: rows keep values in the platform's buffers,
 // and items are opened again to compare streams and attachments.
@@ -90,8 +89,8 @@ class CCmpMatrix {
     const LCID m_locale = GetThreadLocale();  // that texts are compared by
     unsigned m_nOption = 0;
     IMAPISession* m_pSession = nullptr;
-    items::CItemReader
-        m_reader;  // of the stores' numbers alone: an item is opened with its store, and by itself
+    // For the stores' numbers alone: an item is opened with its store, and by itself.
+    items::CItemReader m_reader;
     TColumns m_columns;
     std::vector<TRow> m_rows;
     std::unique_ptr<CAttachMatrix> m_pAttachMatrix;

@@ -3,7 +3,7 @@
 //
 // Most contacts share nothing with another, and holding two of them against each other is expensive. Each contact is
 // filed under keys of the fields that a verdict may begin with; a contact that shares too few keys with the
-// search-by contact for any rule is no candidate, and its verdict is "no match" unasked.
+// search-by contact for any rule is no candidate: its verdict is "no match", without a comparison.
 //
 // What it promises: two contacts of which one is no candidate of the other have no verdict, and comparing them
 // leaves no line in the log. It is wrong to one side only, method by method (a key is of one field, or of all
@@ -27,8 +27,8 @@
 //                     first names and the other way round, since in each reversed mode one of the two is equal.
 //   dates             the day of UTC: one local date is never more than two of them away.
 //
-// No keys at all, and so always a candidate, has a contact that holds a text without a sort key or one whose
-// weights are not those of its units (in such a field), a value of a wrong type, which leaves an error line
+// A contact counts as a candidate whatever its keys when it holds a text without a sort key or one whose weights
+// are not those of its units (in a field with keys of weights), a value of a wrong type, which leaves an error line
 // wherever it is compared, or, while the log takes its third level, a birthday that may be a placeholder.
 // A field of the rules that has no keys (none has today) counts as matching everywhere.
 //

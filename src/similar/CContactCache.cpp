@@ -8,6 +8,7 @@
 namespace similar {
 
 using items::TPlainValues;
+
 CContactCache::CContactCache(const TContactFields& fields, const TRuleTables& rules)
     : m_fields(fields), m_rules(rules) {
     m_index.Create(fields, rules);

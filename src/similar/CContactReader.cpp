@@ -20,6 +20,7 @@ using items::TTagsInStore;
 using logging::g_Log;
 using store::ComPtr;
 using store::MapiBuffer;
+
 namespace {
 
 constexpr char kReadInfoTag[] = "CSimilarSearch.ReadItemInfo";

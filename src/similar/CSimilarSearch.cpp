@@ -14,6 +14,7 @@ using compare::CThreadLocale;
 using items::TPlainValues;
 using logging::g_Log;
 using store::ComPtr;
+
 namespace {
 
 enum ECountMode : unsigned { countNever = 0, countAll = 1, countStrict = 2 };

@@ -7,6 +7,7 @@
 namespace similar {
 
 using logging::g_Log;
+
 namespace {
 
 struct TMethodText {

@@ -11,6 +11,7 @@
 namespace similar {
 
 using logging::g_Log;
+
 namespace {
 
 constexpr wchar_t kRuleIndent[] = L"    ";

@@ -19,6 +19,7 @@ using base::TName;
 using enum base::EName;
 using enum base::EPhone;
 using logging::g_Log;
+
 namespace {
 
 using I = TSimilarPropIndexes;

@@ -12,6 +12,7 @@
 namespace similar {
 
 using logging::g_Log;
+
 namespace {
 
 constexpr int kPhoneDigits = 7;

@@ -2,8 +2,7 @@
 // Where the messaging platform's module is: the first of these that loads and exports all six functions.
 //
 //   1. The mail client that HKLM\Software\Microsoft\Windows Messaging Subsystem\MSMapiApps names for the
-//   running
-//      program's file.
+//      running program's file.
 //   2. The default mail client: the unnamed value of Software\Clients\Mail, the user's, then the machine's.
 //   3. mapi32.dll of the system directory.
 //

@@ -8,7 +8,8 @@
 
 namespace store {
 
-/// Looks for the platform again if it was not found, initialises it and logs on to the default profile. The session is ended with Logoff.
+/// Looks for the platform again if it was not found, initialises it and logs on to the default profile. The
+/// session is ended with Logoff.
 HRESULT Logon(IMAPISession** session, int newSession, int showLogonUi);
 /// Ends and releases the session and uninitialises the platform, all three whatever fails; the result is the
 /// first's.
