@@ -1,6 +1,5 @@
 #include "cabinet/fci_callbacks.h"
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "cabinet/CFCI.h"

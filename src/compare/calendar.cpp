@@ -2,9 +2,6 @@
 
 #include "compare/calendar.h"
 
-#include <iterator>
-#include <span>
-
 #include "base/mapi_extra.h"
 #include "compare/named_values.h"
 #include "log/CPlatformCalls.h"

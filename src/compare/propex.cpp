@@ -7,7 +7,6 @@
 #include "compare/CTagArray.h"
 #include "compare/derived_value.h"
 #include "compare/named_values.h"
-#include "compare/value_compare.h"
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"
 

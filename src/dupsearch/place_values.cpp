@@ -1,6 +1,5 @@
 #include "dupsearch/place_values.h"
 
-#include <algorithm>
 #include <cwchar>
 
 #include "compare/CDefinitions.h"

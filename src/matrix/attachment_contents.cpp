@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
-#include <memory>
 #include <span>
 
 #include "base/mapi_extra.h"

@@ -5,7 +5,6 @@
 #include "base/text.h"
 #include "compare/CThreadLocale.h"
 #include "log/CLog.h"
-#include "similar/compare_fields.h"
 #include "similar/explain.h"
 
 namespace similar {

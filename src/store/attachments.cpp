@@ -9,7 +9,6 @@
 #include "base/mapi_extra.h"
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"
-#include "store/streams.h"
 
 namespace store {
 
