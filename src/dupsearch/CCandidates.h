@@ -30,7 +30,7 @@ struct TMatchedItem {
     CProfiles::States states;
     std::pmr::vector<const SPropValue*> values;  // by property, of ranges alone
     bool bAlone = false;
-    uint32_t profile = kNone;  // of its like; kNone: there is none
+    uint32_t profile = kNone;  // that it belongs to; kNone: none yet, or it is alone
 
     bool IsFiled(size_t property) const { return states[property] < CProfiles::kUnfiled; }
 };
