@@ -66,7 +66,7 @@ class CMailboxBinding {
     explicit CMailboxBinding(const std::string& mailboxFile) {
         std::error_code error;
         const std::filesystem::path file = std::filesystem::absolute(Widen(mailboxFile), error);
-        // What is there and no mailbox file, such as a folder of mails, the module has the word for.
+        // Something that exists and is no mailbox file, such as a folder of mails, is left to the module to explain.
         if (!std::filesystem::exists(file, error)) {
             throw TFailure("The mailbox file \"" + mailboxFile + "\" does not exist.");
         }

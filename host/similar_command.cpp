@@ -80,7 +80,7 @@ class CComparing {
     }
 
     void Read(bool joinTwins, CProgress& progress) {
-        // Who is said to be somebody else than another stands for nobody else.
+        // A contact that somebody said is not the same as another one has no twins: it is compared by itself.
         std::set<uint32_t> said;
         for (const auto& [a, b] : m_result.notSame) said.insert({a, b});
         CTwinFinder finder(m_pSession, m_result.catalog, m_result.contacts);

@@ -75,7 +75,7 @@ bool CFileText::Read(unsigned long long offset, char* out, size_t size) {
         offset += got;
         size -= got;
     }
-    // Where sharing is nobody's law, something may have written into the file.
+    // Not every file system enforces the sharing mode: something may have written into the file.
     TStamp now;
     if (!m_file.ReadStamp(now)) return Fail(MAPI_E_DISK_ERROR, GetLastError());
     return now == m_stamp || Fail(MAPI_E_OBJECT_CHANGED, ERROR_FILE_INVALID);

@@ -22,7 +22,7 @@ using logging::g_Log;
 namespace {
 
 constexpr size_t kLoggedCharacters = 512;
-constexpr size_t kFewRecipients = 8;  // sorted without further ado
+constexpr size_t kFewRecipients = 8;  // fewer are sorted in place, without memory
 
 /// Removes blanks at both ends, in place; true when there were any. Only the space character counts.
 bool Trim(wchar_t* text) {
