@@ -3,6 +3,7 @@
 #include "compare/calendar.h"
 
 #include "base/mapi_extra.h"
+#include "compare/calendar_subject.h"
 #include "compare/named_values.h"
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"

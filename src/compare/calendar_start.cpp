@@ -1,7 +1,6 @@
-// Canonical starts and years of yearly appointments.
+#include "compare/calendar_start.h"
 
 #include "base/ticks.h"
-#include "compare/calendar.h"
 #include "log/CLog.h"
 #include "log/local_time.h"
 

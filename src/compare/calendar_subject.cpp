@@ -1,4 +1,4 @@
-// Birthday and anniversary subjects in one word order.
+#include "compare/calendar_subject.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "compare/calendar.h"
 #include "log/CLog.h"
 
 namespace compare {

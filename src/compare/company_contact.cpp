@@ -1,8 +1,7 @@
-// Whether a contact is a company rather than a person.
+#include "compare/company_contact.h"
 
 #include "compare/derived_value.h"
-#include "compare/propex.h"
-#include "compare/value_compare.h"
+#include "compare/value_operations.h"
 #include "log/CPlatformCalls.h"
 #include "store/properties.h"
 

@@ -1,13 +1,12 @@
-// Counting the filled properties of items and comparing their streams.
+#include "compare/item_compare.h"
 
 #include <cstring>
 #include <string_view>
 
 #include "base/mapi_extra.h"
-#include "compare/value_compare.h"
-#include "compare/value_hash.h"
+#include "compare/value_operations.h"
 #include "log/CPlatformCalls.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
 #include "store/sessions.h"
 #include "store/streams.h"
 

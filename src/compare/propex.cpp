@@ -8,7 +8,8 @@
 #include "compare/derived_value.h"
 #include "compare/named_values.h"
 #include "log/CPlatformCalls.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
+#include "store/one_mvalue.h"
 
 namespace compare {
 
@@ -115,12 +116,6 @@ HRESULT ReadTexts(IMessage* item, unsigned propex, bool unicode, SPropValue** va
 }
 
 }  // namespace
-
-HRESULT AllocateValue(size_t bytes, MapiBuffer<SPropValue>* value) {
-    const HRESULT hr = store::Allocate(bytes, *value);
-    if (hr == S_OK) std::memset(value->get(), 0, bytes);
-    return hr;
-}
 
 HRESULT ContactItem_Addresses(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds, CNames* names) {
     return ReadTexts(item, propexAnyAddress, unicode, value, kinds, names);

@@ -1,5 +1,6 @@
 #pragma once
-// Derived properties: values gathered from several properties of an item, and their texts for the log.
+// Derived properties: values gathered from several properties of an item. Company contacts and recipients have their
+// builders in headers of their own (company_contact.h, recipient_builder.h).
 //
 // Every value of one derived property carries the same property id, whatever item or store it came from, so
 // that two of them can be compared:
@@ -33,13 +34,6 @@ inline constexpr unsigned kEmailKinds = 3;
 inline constexpr unsigned kPhoneKinds = base::phoneCount;
 inline constexpr unsigned kSenderKinds = 4;
 
-/// Display name; "unknown" and an error line for any other id.
-const wchar_t* QuorvelPropEx_ToStringW(unsigned id);
-/// Name of sub-kind index of a derived property, padded for the log: columns of 15 characters for addresses
-/// and 11 for phones. The bare index for a property without kinds. buffer holds 32 characters at least and is
-/// returned.
-const wchar_t* PropExKindText(unsigned propex, int index, wchar_t* buffer, size_t capacity);
-
 // Builders. On success (S_OK or MAPI_W_ERRORS_RETURNED) *value is a new block of MAPIAllocateBuffer, freed
 // with one MAPIFreeBuffer; on failure, which is logged, it is null. unicode chooses the width of the texts.
 // kinds, when given, has room for one entry a kind and receives the kind of each element of the value. names,
@@ -53,12 +47,8 @@ HRESULT ContactItem_Emails(IMessage* item, bool unicode, SPropValue** value, ULO
                            CNames* names = nullptr);
 /// Kinds: kPhoneKinds, from car to text telephone.
 HRESULT ContactItem_Phones(IMessage* item, bool unicode, SPropValue** value, ULONG* kinds = nullptr);
-/// A contact with a given name or a surname is a person; one with neither but a company name is a company.
-HRESULT ContactItem_CompanyContact(IMessage* item, SPropValue** value);
 /// Elements: name and address of the sender represented, then of the sender.
 HRESULT MailItem_Senders(IMessage* item, bool unicode, SPropValue** value);
-/// The recipient table, rows with neither name nor e-mail left out, not normalised yet.
-HRESULT MailItem_Recipients(IMessage* item, SPropValue** value);
 
 // What a derived value of texts is gathered from, for whoever reads it along with other properties: an element
 // each of the values found that are not empty, in the order of their kinds.
@@ -68,10 +58,5 @@ ULONG DerivedTextsTag(unsigned propex);
 /// Appends the tags of its texts, one a kind. False, and nothing appended, when one of the names is not known of
 /// the item's store.
 bool AppendTextTags(unsigned propex, const CNames& names, CTagArray& tags);
-
-/// Renders a value for the log: recipient lists by their recipients, any other value (and propex 0) in the
-/// general form. verbose puts the type's label in front. Returns buffer, terminated; capacity in characters.
-wchar_t* PropValueToText(const SPropValue* value, wchar_t* buffer, size_t capacity, unsigned propex,
-                         bool verbose);
 
 }  // namespace compare

@@ -1,4 +1,4 @@
-// Names and texts of derived properties for the log.
+#include "compare/propex_text.h"
 
 #include <cstdio>
 

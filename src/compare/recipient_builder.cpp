@@ -1,4 +1,4 @@
-// The recipient list of a mail, from its recipient table into one block.
+#include "compare/recipient_builder.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "compare/derived_value.h"
-#include "compare/propex.h"
 #include "compare/recipients.h"
 #include "log/CPlatformCalls.h"
 #include "store/checked_calls.h"

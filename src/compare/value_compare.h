@@ -38,19 +38,4 @@ int PV_IsSubEmpty(const _PV& mv, int index, ULONG propType);
 /// is never empty.
 int PV_IsEmpty(const _PV& value, ULONG propType, ULONG* size);
 
-// The exports of the same names (quorvel.h documents them), without their frame.
-int ComparePropValues(const SPropValue* pv1, const SPropValue* pv2, long* result, ECompareMethod method);
-int IsEmptyValue(const SPropValue* pv, int* empty, ULONG* size);
-long IsMVPropsIntersects(const SPropValue* pv1, const SPropValue* pv2, int* intersects,
-                         ECompareMethod method);
-void CountProps2(const SPropValue* values, ULONG count, long* filled, ULONG* sizes);
-HRESULT CountProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes);
-HRESULT CountStreamProps(IMessage* item, SPropTagArray* tags, long* filled, ULONG* sizes);
-/// One property of two items, by the tag that the store of each has for it.
-HRESULT CompareStreamProp(IMessage* item1, ULONG tag1, IMessage* item2, ULONG tag2, long* result,
-                          bool* compared);
-inline HRESULT CompareStreamProp(IMessage* item1, IMessage* item2, ULONG tag, long* result, bool* compared) {
-    return CompareStreamProp(item1, tag, item2, tag, result, compared);
-}
-
 }  // namespace compare

@@ -13,8 +13,4 @@ CHash HashValue(const SPropValue& value, ECompareMethod method, CTextHash& texts
 /// The same for a text alone; none under a method that is not for texts.
 CHash HashText(const wchar_t* text, ECompareMethod method, CTextHash& texts);
 
-/// Streams that CompareStreamProp finds equal have the same hash. None where a comparison would come to no result
-/// or write a line. Reads the whole stream and writes nothing.
-CHash HashStreamProp(IMessage* item, ULONG tag, CTextHash& texts);
-
 }  // namespace compare

@@ -1,4 +1,4 @@
-// Comparing, judging and counting values as hosts hand them in: arguments are checked first.
+#include "compare/value_operations.h"
 
 #include <mapicode.h>
 

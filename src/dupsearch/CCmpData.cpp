@@ -6,9 +6,11 @@
 
 #include "base/mapi_extra.h"
 #include "compare/CDefinitions.h"
+#include "compare/item_compare.h"
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
 #include "compare/value_hash.h"
+#include "compare/value_operations.h"
 #include "log/CLog.h"
 
 namespace dupsearch {

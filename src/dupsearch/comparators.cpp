@@ -5,7 +5,9 @@
 #include "base/text.h"
 #include "base/ticks.h"
 #include "compare/CDefinitions.h"
+#include "compare/item_compare.h"
 #include "compare/value_compare.h"
+#include "compare/value_operations.h"
 #include "log/CLog.h"
 
 namespace dupsearch {

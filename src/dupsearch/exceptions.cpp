@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "compare/value_compare.h"
+#include "compare/value_operations.h"
 #include "log/CLog.h"
 
 namespace dupsearch {

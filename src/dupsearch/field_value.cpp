@@ -4,9 +4,10 @@
 #include <cwchar>
 #include <utility>
 
+#include "compare/CDefinitions.h"
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
-#include "compare/CDefinitions.h"
+#include "compare/value_operations.h"
 #include "dupsearch/read_item.h"
 #include "log/CLog.h"
 #include "store/properties.h"

@@ -4,7 +4,10 @@
 
 #include "compare/CDefinitions.h"
 #include "compare/calendar.h"
+#include "compare/calendar_start.h"
+#include "compare/calendar_subject.h"
 #include "compare/value_compare.h"
+#include "compare/value_operations.h"
 #include "log/CLog.h"
 
 namespace dupsearch {

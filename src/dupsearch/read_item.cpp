@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "compare/propex_text.h"
 #include "log/CLog.h"
 #include "log/value_text.h"
 #include "store/properties.h"

@@ -2,6 +2,7 @@
 
 #include "frame/trace.h"
 #include "quorvel.h"
+#include "store/attachment_copy.h"
 #include "store/attachments.h"
 #include "store/item_operations.h"
 

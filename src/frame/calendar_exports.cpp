@@ -1,6 +1,7 @@
 // Exports of the calendar normalisations.
 
 #include "compare/calendar.h"
+#include "compare/calendar_subject.h"
 #include "quorvel.h"
 
 HRESULT Appointment_AllDayEventLike(IMessage* item, int* allDayLike, int askAllDayFlag) {

@@ -1,6 +1,7 @@
 // Exports of value comparison.
 
-#include "compare/value_compare.h"
+#include "compare/item_compare.h"
+#include "compare/value_operations.h"
 #include "quorvel.h"
 
 int Quorvel_ComparePropValues(SPropValue* pv1, SPropValue* pv2, long* pnResult, ECompareMethod method) {

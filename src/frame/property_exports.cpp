@@ -3,6 +3,7 @@
 #include "frame/trace.h"
 #include "quorvel.h"
 #include "store/named_properties.h"
+#include "store/one_mvalue.h"
 #include "store/properties.h"
 #include "store/streams.h"
 

@@ -3,6 +3,7 @@
 #include "frame/trace.h"
 #include "quorvel.h"
 #include "store/item_operations.h"
+#include "store/services.h"
 #include "store/sessions.h"
 
 using frame::Trace;

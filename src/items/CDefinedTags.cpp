@@ -5,7 +5,7 @@
 
 #include "log/CLog.h"
 #include "log/identifier_text.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
 
 namespace items {
 

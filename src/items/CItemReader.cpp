@@ -4,7 +4,7 @@
 
 #include "compare/contact_item.h"
 #include "log/CLog.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
 #include "store/sessions.h"
 
 namespace items {

@@ -4,9 +4,14 @@
 #include <cstddef>
 #include <cstring>
 
+#include "compare/company_contact.h"
 #include "compare/derived_value.h"
 #include "compare/propex.h"
+#include "compare/recipient_builder.h"
 #include "log/CLog.h"
+#include "store/checked_calls.h"
+#include "store/one_mvalue.h"
+#include "store/properties.h"
 
 namespace items {
 

@@ -13,7 +13,7 @@
 #include "compare/named_values.h"
 #include "items/CDefinedTags.h"
 #include "items/TItemValues.h"
-#include "store/properties.h"
+#include "store/one_mvalue.h"
 
 namespace items {
 

@@ -3,12 +3,13 @@
 #include <utility>
 
 #include "compare/CThreadLocale.h"
-#include "compare/value_compare.h"
+#include "compare/item_compare.h"
+#include "compare/value_operations.h"
 #include "items/CItemRequest.h"
 #include "log/CLog.h"
 #include "matrix/attachment_contents.h"
 #include "store/attachments.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
 #include "store/sessions.h"
 #include "store/streams.h"
 

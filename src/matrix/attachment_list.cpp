@@ -4,6 +4,7 @@
 
 #include "base/mapi_extra.h"
 #include "log/CLog.h"
+#include "store/attachment_copy.h"
 #include "store/attachments.h"
 #include "store/properties.h"
 

@@ -3,10 +3,11 @@
 #include <cwchar>
 
 #include "base/mapi_extra.h"
-#include "compare/value_compare.h"
+#include "compare/item_compare.h"
+#include "compare/value_operations.h"
 #include "log/CLog.h"
 #include "log/identifier_text.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
 #include "store/streams.h"
 
 namespace similar {

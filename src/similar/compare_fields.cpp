@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "compare/value_compare.h"
+#include "compare/value_operations.h"
 #include "log/CLog.h"
 #include "log/local_time.h"
 #include "similar/dates.h"

@@ -1,4 +1,4 @@
-// Copying an attachment, and setting a contact's photo, which is copying one and demoting the former photos.
+#include "store/attachment_copy.h"
 
 #include <mapidefs.h>
 #include <mapiguid.h>

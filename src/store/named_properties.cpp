@@ -8,7 +8,7 @@
 
 #include "log/CPlatformCalls.h"
 #include "log/identifier_text.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
 
 namespace store {
 

@@ -1,4 +1,4 @@
-// Several single values of an item gathered into one multi-valued value.
+#include "store/one_mvalue.h"
 
 #include <mapidefs.h>
 
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "log/CPlatformCalls.h"
-#include "store/properties.h"
+#include "store/checked_calls.h"
 
 namespace store {
 

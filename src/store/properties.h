@@ -12,19 +12,6 @@ HRESULT GetPropValue(IMAPIProp* object, ULONG tag, SPropValue** value);
 /// Several properties in one request; a count that differs from the number of tags is a warning line. A
 /// failed read is not logged.
 HRESULT GetPropValues(IMAPIProp* object, SPropTagArray* tags, ULONG* count, SPropValue** values);
-/// One multi-valued value of the found, non-empty values in tag order; PT_ERROR with MAPI_E_NOT_FOUND when
-/// there is none. Found values of different types, or of a type without a multi-valued form, are
-/// MAPI_E_INVALID_TYPE. The property id in the value's tag is 0. sources, when given, has room for
-/// tags->cValues entries and receives for each element the index of the tag that it came from.
-HRESULT GetPropValuesInOneMValue(IMessage* item, SPropTagArray* tags, SPropValue** value,
-                                 ULONG* sources = nullptr);
-/// The bytes that a value of a single-valued type keeps outside its record: a text with its terminator, the
-/// bytes of a binary, a GUID.
-struct TOutside {
-    const void* data = nullptr;  // null: nothing
-    size_t size = 0;
-};
-TOutside OutsideOf(const SPropValue& value);
 /// Bytes of the subject without terminator, from the values given when they hold it, else read.
 HRESULT GetSubjectSize(IMessage* item, int wide, ULONG* size, SPropValue* values, ULONG count);
 /// Bytes of subject, body and attachments together; a part that cannot be measured counts as 0.

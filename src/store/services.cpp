@@ -1,4 +1,4 @@
-// The message service behind a store: its texts in the profile, and the type of store that they tell.
+#include "store/services.h"
 
 #include <mapidefs.h>
 #include <mapitags.h>
@@ -8,7 +8,6 @@
 #include "log/CPlatformCalls.h"
 #include "store/checked_calls.h"
 #include "store/entry_id.h"
-#include "store/sessions.h"
 
 namespace store {
 

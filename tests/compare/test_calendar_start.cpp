@@ -1,6 +1,6 @@
 // Canonical starts and years, in whatever time zone the program runs.
 
-#include "compare/calendar.h"
+#include "compare/calendar_start.h"
 #include "log/local_time.h"
 #include "tests/compare/sample_values.h"
 #include "tests/support/CapturedLog.h"

@@ -3,12 +3,15 @@
 #include <functional>
 
 #include "base/mapi_extra.h"
+#include "compare/company_contact.h"
 #include "compare/contact_item.h"
 #include "compare/propex.h"
+#include "compare/propex_text.h"
+#include "compare/recipient_builder.h"
 #include "compare/recipients.h"
 #include "quorvel.h"
+#include "store/checked_calls.h"
 #include "store/named_properties.h"
-#include "store/properties.h"
 #include "tests/compare/faults.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "compare/propex.h"
+#include "compare/propex_text.h"
 #include "compare/string_compare.h"
 #include "compare/value_compare.h"
 #include "tests/compare/sample_values.h"

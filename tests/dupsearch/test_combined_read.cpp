@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "compare/propex_text.h"
 #include "log/value_text.h"
 #include "tests/dupsearch/search_fixture.h"
 

@@ -7,7 +7,7 @@
 #include <random>
 
 #include "compare/string_compare.h"
-#include "compare/value_compare.h"
+#include "compare/value_operations.h"
 #include "tests/dupsearch/SlowTree.h"
 #include "tests/dupsearch/search_fixture.h"
 

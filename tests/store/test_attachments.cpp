@@ -6,6 +6,7 @@
 
 #include "base/mapi_extra.h"
 #include "quorvel.h"
+#include "store/attachment_copy.h"
 #include "store/attachments.h"
 #include "store/contact_photo.h"
 #include "store/named_properties.h"

@@ -6,6 +6,7 @@
 
 #include "quorvel.h"
 #include "store/named_properties.h"
+#include "store/one_mvalue.h"
 #include "store/properties.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/MailboxFixture.h"

@@ -2,7 +2,6 @@
 // Definitions of compared properties, with what differs from the usual.
 
 #include "base/names.h"
-#include "compare/propex.h"
 #include "quorvel.h"
 #include "store/named_properties.h"
 

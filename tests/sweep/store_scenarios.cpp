@@ -3,11 +3,14 @@
 #include <span>
 
 #include "base/mapi_extra.h"
+#include "compare/company_contact.h"
 #include "compare/propex.h"
+#include "compare/propex_text.h"
+#include "compare/recipient_builder.h"
 #include "mailbox/text.h"
 #include "store/attachments.h"
+#include "store/checked_calls.h"
 #include "store/named_properties.h"
-#include "store/properties.h"
 #include "tests/sweep/SweepTest.h"
 #include "tests/sweep/store_scenarios.h"
 
